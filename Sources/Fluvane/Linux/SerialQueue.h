@@ -1,0 +1,39 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace fluvane {
+
+/// A serial work queue on a thread of its own, started with the first work. Ends, once all its work is done,
+/// in its destructor.
+class SerialQueue {
+public:
+    /// The label names the thread.
+    explicit SerialQueue(std::string label);
+    ~SerialQueue();
+    SerialQueue(const SerialQueue&) = delete;
+    SerialQueue& operator=(const SerialQueue&) = delete;
+
+    /// From any thread.
+    void async(std::function<void()> work);
+    /// Returns once all work given so far is done. Not from the queue itself.
+    void drain();
+
+private:
+    void run();
+
+    std::string label_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::function<void()>> work_;
+    bool busy_ = false;
+    bool ending_ = false;
+    std::thread thread_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <chrono>
+
+namespace fluvane {
+
+/// An absolute point in time. Stored data keeps whole seconds of it.
+using Date = std::chrono::system_clock::time_point;
+
+} // namespace fluvane

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "FluvaneCore/Checksum.h"
+#include "FluvaneCore/Date.h"
+#include "FluvaneCore/Headers.h"
+#include "FluvaneCore/Piece.h"
+#include "FluvaneCore/URL.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace fluvane {
+
+/// The state of one download.
+struct DownloadState {
+    enum class Wait { offline, retrying, linkExpired, limitedNetwork };
+
+    template <int caseNumber>
+    struct Plain {
+        friend bool operator==(const Plain&, const Plain&) = default;
+    };
+    using Queued = Plain<0>;
+    using Starting = Plain<1>;
+    using Downloading = Plain<2>;
+    using Paused = Plain<3>;
+    struct Waiting {
+        Wait reason;
+        friend bool operator==(const Waiting&, const Waiting&) = default;
+    };
+    using Verifying = Plain<5>;
+    using Finishing = Plain<6>;
+    using Finished = Plain<7>;
+    struct Failed {
+        std::string message; ///< Shown to the user.
+        friend bool operator==(const Failed&, const Failed&) = default;
+    };
+    using Value = std::variant<Queued, Starting, Downloading, Paused, Waiting, Verifying, Finishing, Finished,
+                               Failed>;
+    Value value;
+
+    DownloadState() = default;
+    template <class Case>
+        requires(!std::is_same_v<std::remove_cvref_t<Case>, DownloadState>)
+    DownloadState(Case&& value_) : value(std::forward<Case>(value_)) {} // a case is a state
+    DownloadState(Wait reason) : value(Waiting{reason}) {}              // likewise a reason to wait
+
+    template <class Case>
+    [[nodiscard]] bool is() const { return std::holds_alternative<Case>(value); }
+    [[nodiscard]] bool isWaiting(Wait reason) const;
+    /// The failure's message, null in every other state.
+    [[nodiscard]] const std::string* failure() const;
+
+    [[nodiscard]] bool isActive() const;    ///< Takes a slot.
+    [[nodiscard]] bool usesNetwork() const;
+    [[nodiscard]] bool isDone() const;      ///< Finished or failed.
+
+    [[nodiscard]] static std::string_view rawValue(Wait reason);
+    [[nodiscard]] static std::optional<Wait> waitFrom(std::string_view rawValue);
+
+    friend bool operator==(const DownloadState&, const DownloadState&) = default;
+};
+
+/// Everything about one download that outlives the process. The stored form's keys are the field names.
+struct DownloadRecord {
+    std::int64_t id;
+    URL url;                                ///< The link as added.
+    std::optional<URL> finalURL;            ///< After redirects.
+    std::optional<URL> referrer;
+    URL folder;
+    std::optional<std::string> name;
+    std::optional<URL> partial;             ///< The unfinished file.
+    std::optional<URL> file;                ///< The finished file.
+    std::optional<std::int64_t> size;       ///< Bytes.
+    std::optional<Validators> validators;
+    bool resumable = false;
+    std::vector<Piece> pieces;
+    DownloadState state;
+    Date added;
+    std::optional<Date> completed;
+    std::optional<bool> opensWebPage;
+    std::optional<Checksum> checksum;
+    std::optional<ChecksumResult> checksumResult;
+    std::optional<bool> autoFolder;
+    std::optional<std::string> rule;        ///< The id of the rule that chose the folder.
+    std::optional<bool> prioritized;
+    std::optional<std::int64_t> queueOrder;
+
+    DownloadRecord(std::int64_t id, URL url, URL folder, std::optional<URL> referrer, Date added);
+
+    [[nodiscard]] std::int64_t doneBytes() const;
+    [[nodiscard]] std::optional<double> fraction() const; ///< 0 to 1; absent when unknown.
+    [[nodiscard]] std::string displayName() const;
+    [[nodiscard]] std::int64_t queueKey() const;
+
+    friend bool operator==(const DownloadRecord&, const DownloadRecord&) = default;
+};
+
+} // namespace fluvane

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "FluvaneCore/DuplicateNaming.h"
+#include "FluvaneCore/URL.h"
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Safe file names from what servers and links say.
+namespace fluvane::FileName {
+
+/// The longest name a file system takes, in UTF-8 bytes.
+inline constexpr std::size_t longest = 255;
+
+/// Preferred extension, without dot, of a MIME type: the system's type registry.
+using TypeRegistry = std::function<std::optional<std::string>(const std::string& mimeType)>;
+
+struct Parts {
+    std::string stem;
+    std::string extension; ///< Begins with "." or is empty.
+    friend bool operator==(const Parts&, const Parts&) = default;
+};
+
+/// Never empty.
+[[nodiscard]] std::string suggested(const std::optional<std::string>& disposition, const URL& url,
+                                    const std::optional<std::string>& mimeType,
+                                    const TypeRegistry& registry = {});
+/// Absent when nothing usable is left.
+[[nodiscard]] std::optional<std::string> clean(std::string_view name);
+[[nodiscard]] Parts split(std::string_view name);
+/// Cut by whole characters to at most `bytes` bytes, the extension kept when it is short enough.
+[[nodiscard]] std::string shortened(std::string_view name, std::size_t bytes);
+/// The first free name. Numbered names are cut so that, with `reserve` more bytes, they still fit a file system.
+[[nodiscard]] std::string unique(std::string_view name, DuplicateNaming style,
+                                 const std::function<bool(const std::string&)>& taken,
+                                 std::size_t reserve = 0);
+
+} // namespace fluvane::FileName

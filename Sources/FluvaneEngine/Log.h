@@ -1,0 +1,14 @@
+#pragma once
+
+#include "TessivarCore/Log.h"
+
+/// The engine's categories.
+namespace fluvane::log {
+
+inline constexpr tessivar::Log downloads{"downloads"}; ///< Downloads and the list.
+inline constexpr tessivar::Log transfers{"transfers"}; ///< Requests and responses.
+inline constexpr tessivar::Log files{"files"};         ///< Unfinished and finished files, the store.
+inline constexpr tessivar::Log network{"network"};     ///< The state of the network.
+using tessivar::log::lifecycle;
+
+} // namespace fluvane::log

@@ -1,0 +1,243 @@
+#pragma once
+
+#include "FluvaneCore/Checksum.h"
+#include "FluvaneCore/DownloadRecord.h"
+#include "FluvaneCore/DuplicateNaming.h"
+#include "FluvaneCore/Headers.h"
+#include "FluvaneCore/URL.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+/// The engine's ports to the system. Every call is made from the engine's context, the main queue, unless a
+/// comment says otherwise; every callback is delivered there, asynchronously, never from inside the call.
+/// Offsets and sizes are bytes, times seconds.
+namespace fluvane {
+
+/// One GET as the engine wants it.
+struct TransferRequest {
+    URL url;
+    std::optional<std::int64_t> from{}; ///< First byte wanted; absent: the whole file, no Range header.
+    std::optional<std::int64_t> to{};   ///< Last byte wanted, inclusive; absent with `from`: open-ended.
+    std::optional<std::string> ifRange{};
+    std::optional<URL> referrer{};
+    std::string label{}; ///< For the log.
+    friend bool operator==(const TransferRequest&, const TransferRequest&) = default;
+};
+
+/// The head of the server's answer.
+class TransferResponse {
+public:
+    using Headers = std::vector<std::pair<std::string, std::string>>;
+
+    /// Names are lower-cased; of names that differ only in case the first is kept.
+    TransferResponse(int status, URL url, const Headers& headers);
+
+    [[nodiscard]] int status() const { return status_; }
+    [[nodiscard]] const URL& url() const { return url_; } ///< After redirects.
+    [[nodiscard]] const std::map<std::string, std::string>& headers() const { return headers_; }
+    [[nodiscard]] std::optional<std::string> operator[](std::string_view name) const;
+
+    [[nodiscard]] Validators validators() const;
+    /// The body's length is not the file's.
+    [[nodiscard]] bool isEncoded() const;
+    [[nodiscard]] std::optional<ContentRange> contentRange() const;
+    /// As sent: may be negative.
+    [[nodiscard]] std::optional<std::int64_t> contentLength() const;
+
+    friend bool operator==(const TransferResponse&, const TransferResponse&) = default;
+
+private:
+    int status_;
+    URL url_;
+    std::map<std::string, std::string> headers_;
+};
+
+struct TransferError {
+    std::string message;  ///< A whole sentence for the user.
+    bool offline = false; ///< The machine has no network.
+    friend bool operator==(const TransferError&, const TransferError&) = default;
+};
+
+/// What a running transfer reports. Byte counts are running totals of what this transfer has written, counted
+/// from the offset it was told to write at.
+struct TransferEvent {
+    struct Progress {
+        std::int64_t written;
+        friend bool operator==(const Progress&, const Progress&) = default;
+    };
+    struct Finished {
+        std::int64_t written;
+        friend bool operator==(const Finished&, const Finished&) = default;
+    };
+    struct Failed {
+        TransferError error;
+        std::int64_t written;
+        friend bool operator==(const Failed&, const Failed&) = default;
+    };
+    std::variant<TransferResponse, Progress, Finished, Failed> value;
+    friend bool operator==(const TransferEvent&, const TransferEvent&) = default;
+};
+
+/// Where a finished file came from, recorded on the file.
+struct FileOrigin {
+    URL url;
+    std::optional<URL> referrer{};
+    friend bool operator==(const FileOrigin&, const FileOrigin&) = default;
+};
+
+/// Why the current network should be spared.
+enum class LimitedNetwork { hotspot, lowDataMode };
+[[nodiscard]] std::string_view rawValue(LimitedNetwork network);
+
+/// A failure of the file system; what() is the system's own text.
+class FileError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A result or the text of what went wrong.
+template <class T>
+class Outcome {
+public:
+    [[nodiscard]] static Outcome success(T value) { return Outcome(std::in_place_index<0>, std::move(value)); }
+    [[nodiscard]] static Outcome failure(std::string message) {
+        return Outcome(std::in_place_index<1>, std::move(message));
+    }
+    [[nodiscard]] bool ok() const { return value_.index() == 0; }
+    [[nodiscard]] const T& value() const { return std::get<0>(value_); }
+    [[nodiscard]] const std::string& error() const { return std::get<1>(value_); }
+
+private:
+    template <std::size_t index, class Value>
+    Outcome(std::in_place_index_t<index> place, Value&& value) : value_(place, std::forward<Value>(value)) {}
+    std::variant<T, std::string> value_;
+};
+
+/// An open unfinished file. Shared by the engine, the transfers that write into it and the store that syncs
+/// it; every operation may be called from any thread and fails with FileError.
+class PieceFile {
+public:
+    virtual ~PieceFile() = default;
+    /// Writes all the bytes; the file position isn't used, so connections write concurrently.
+    virtual void write(std::span<const std::byte> bytes, std::int64_t at) = 0;
+    /// Forces what is written to stable storage. Does nothing once closed.
+    virtual void sync() = 0;
+    /// Syncs and closes. Harmless when repeated; a later write fails.
+    virtual void close() noexcept = 0;
+};
+
+/// One running request. Sends at most one response, then progress at most every 0.25 s, then exactly one end
+/// (finished or failed), or nothing after a cancel. Dropping the last reference cancels it.
+class Transfer {
+public:
+    virtual ~Transfer() = default;
+    /// Called once, after the response event: from now on the body goes into `file` from `at` on. The transfer
+    /// finishes as soon as its position reaches `end` (exclusive), and nothing past it is written.
+    virtual void accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end) = 0;
+    /// File offset of the next byte it will write; 0 before `accept`.
+    [[nodiscard]] virtual std::int64_t position() const = 0;
+    /// Moves the end. Finishes at once when the position is there already.
+    virtual void setEnd(std::int64_t end) = 0;
+    /// No event is delivered after this, and no byte is written after it returns.
+    virtual void cancel() = 0;
+};
+
+class HTTPTransport {
+public:
+    using Events = std::function<void(const TransferEvent&)>;
+    virtual ~HTTPTransport() = default;
+    /// Opens one connection and begins the request at once.
+    [[nodiscard]] virtual std::shared_ptr<Transfer> start(TransferRequest request, Events events) = 0;
+    /// Bytes per second shared by all transfers; absent: unlimited.
+    virtual void setSpeedLimit(std::optional<std::int64_t> bytesPerSecond) = 0;
+};
+
+class FileStore {
+public:
+    virtual ~FileStore() = default;
+    /// Whether anything has the name, a dangling link included.
+    [[nodiscard]] virtual bool exists(const URL& location) = 0;
+    /// Length of the file, absent when there is none.
+    [[nodiscard]] virtual std::optional<std::int64_t> size(const URL& location) = 0;
+    /// Creates or truncates the file, missing folders included, at `size` bytes when known. Fails with FileError.
+    [[nodiscard]] virtual std::shared_ptr<PieceFile> create(const URL& location,
+                                                            std::optional<std::int64_t> size) = 0;
+    /// Opens for writing, keeping the contents; creates an empty file when missing. Fails with FileError.
+    [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
+    /// Deletes the file; a failure is ignored.
+    virtual void remove(const URL& location) = 0;
+    /// Free bytes on the volume of the folder, which need not exist yet; absent when unknown.
+    [[nodiscard]] virtual std::optional<std::int64_t> availableSpace(const URL& folder) = 0;
+    /// Lower-case hexadecimal digest of the whole file, computed off the engine's context.
+    virtual void checksum(const URL& file, Checksum::Algorithm algorithm,
+                          std::function<void(Outcome<std::string>)> completion) = 0;
+    /// Moves the unfinished file into the folder under the name, or the next free one: nothing is ever
+    /// replaced. Records the origin on it; a failure to do so is only logged. Reports the final location.
+    virtual void finish(const URL& partial, const std::string& name, const URL& folder, DuplicateNaming naming,
+                        const FileOrigin& origin, std::function<void(Outcome<URL>)> completion) = 0;
+};
+
+/// Pending work. Dropping it leaves the work pending.
+class Cancellable {
+public:
+    virtual ~Cancellable() = default;
+    /// The work will not run. Harmless once it has.
+    virtual void cancel() = 0;
+};
+
+class Scheduler {
+public:
+    virtual ~Scheduler() = default;
+    /// Monotonic seconds; only differences matter.
+    [[nodiscard]] virtual double now() const = 0;
+    /// Runs the work once on the engine's context after the delay; with a delay of 0 or less on its next turn.
+    virtual std::shared_ptr<Cancellable> after(double seconds, std::function<void()> work) = 0;
+};
+
+/// An immutable copy of a record, shared instead of copied again while it doesn't change.
+using RecordSnapshot = std::shared_ptr<const DownloadRecord>;
+
+/// Persistence of the list.
+class DownloadStore {
+public:
+    virtual ~DownloadStore() = default;
+    /// The saved list in saved order; empty when nothing is saved. Synchronous, once at start.
+    [[nodiscard]] virtual std::vector<DownloadRecord> load() = 0;
+    /// Syncs each file (failures ignored), and only then stores the whole list durably, off the engine's
+    /// context. Lists are written in the order of the calls; one whose files are still being synced when a
+    /// later list is given is not written at all, since the later one stands: so a slow sync holds no later
+    /// save up. The files are let go off the engine's context. `completion`, if any, is called once the files
+    /// are synced and this list, or a later one, is stored or has failed to be.
+    virtual void save(std::vector<RecordSnapshot> records, std::vector<std::shared_ptr<PieceFile>> syncing,
+                      std::function<void()> completion) = 0;
+    /// Returns once every pending save is done, its list written unless a later one was.
+    virtual void flush() = 0;
+};
+
+class PowerAssertion {
+public:
+    virtual ~PowerAssertion() = default;
+    /// Asks the system not to sleep by itself, or releases that. Idempotent.
+    virtual void keepAwake(bool on) = 0;
+};
+
+class Notifier {
+public:
+    virtual ~Notifier() = default;
+    virtual void finished(const DownloadRecord& record) = 0;
+    virtual void failed(const DownloadRecord& record, const std::string& reason) = 0;
+    virtual void linkExpired(const DownloadRecord& record) = 0;
+};
+
+} // namespace fluvane

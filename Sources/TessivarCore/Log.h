@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <concepts>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace tessivar {
+
+/// A logger for one category. Usable from any thread; a message that isn't kept is never built.
+class Log {
+public:
+    enum class Level { debug, standard, error };
+    using Sink = std::function<void(Level, std::string_view category, std::string_view message)>;
+
+    constexpr explicit Log(const char* category) : category_(category) {}
+
+    /// An ordinary message: kept when `detailed` is on, else only where debug messages are asked for.
+    /// `message` is a function returning the text.
+    template <std::invocable Message>
+    void operator()(Message&& message) const {
+        if (detailed.load(std::memory_order_relaxed)) {
+            write(Level::standard, message());
+        } else if (debug.load(std::memory_order_relaxed)) {
+            write(Level::debug, message());
+        }
+    }
+    void operator()(const char* message) const {
+        (*this)([message] { return std::string(message); });
+    }
+
+    /// A failure; always kept.
+    void error(std::string_view message) const { write(Level::error, message); }
+
+    [[nodiscard]] const char* category() const { return category_; }
+
+    /// The user's detailed-logging setting.
+    static std::atomic<bool> detailed;
+    /// Whether debug messages are asked for (the environment's FLUVANE_LOG=debug).
+    static std::atomic<bool> debug;
+
+    /// Replaces where messages go; an empty one means nowhere. For start-up and tests, before other threads log.
+    static void setSink(Sink sink);
+
+private:
+    void write(Level level, std::string_view message) const;
+    const char* category_;
+};
+
+namespace log {
+inline constexpr Log lifecycle{"lifecycle"};
+}
+
+} // namespace tessivar

@@ -1,0 +1,28 @@
+# How every target of ours is built: warnings, sanitizers, and the one way to declare a layer.
+
+option(FLUVANE_TESTS "Build the tests" ON)
+option(FLUVANE_BENCHMARKS "Build the benchmarks" ON)
+option(FLUVANE_WERROR "Treat warnings as errors" OFF)
+set(FLUVANE_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, for example address,undefined")
+
+add_library(FluvaneOptions INTERFACE)
+target_compile_options(FluvaneOptions INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${FLUVANE_WERROR}>:-Werror>)
+if(FLUVANE_SANITIZE)
+    add_compile_options(-fsanitize=${FLUVANE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${FLUVANE_SANITIZE})
+endif()
+
+find_program(CCACHE ccache)
+if(CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+# A layer is a static library of the sources beside its CMakeLists.txt; what it may see is what it links.
+function(fluvane_layer name)
+    cmake_parse_arguments(layer "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+    add_library(${name} STATIC ${sources})
+    target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR}/Sources)
+    target_link_libraries(${name} PUBLIC ${layer_LINKS} PRIVATE FluvaneOptions ${layer_PRIVATE_LINKS})
+endfunction()
