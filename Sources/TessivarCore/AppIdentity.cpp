@@ -1,0 +1,7 @@
+#include "TessivarCore/AppIdentity.h"
+
+namespace tessivar {
+
+AppIdentity AppIdentity::current{};
+
+} // namespace tessivar
