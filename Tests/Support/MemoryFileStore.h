@@ -1,0 +1,109 @@
+#pragma once
+
+#include "FluvaneEngine/Platform.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace fluvane::support {
+
+/// The bytes of one file in memory. Holes cost nothing, so files of gigabytes may be created. From any
+/// thread.
+class SparseBytes {
+public:
+    [[nodiscard]] std::int64_t size() const;
+    void resize(std::int64_t size);
+    void write(std::span<const std::byte> bytes, std::int64_t at);
+    /// Zeros where nothing was written; short at the end.
+    [[nodiscard]] std::string read(std::int64_t at, std::int64_t count) const;
+
+private:
+    void writeChunk(std::span<const std::byte> bytes, std::int64_t at);
+
+    mutable std::mutex mutex_;
+    std::int64_t size_ = 0;
+    std::map<std::int64_t, std::vector<std::byte>> chunks_;
+};
+
+/// A FileStore in memory, for engine tests, with failures on demand.
+///
+///     MemoryFileStore files(scheduler);              // completions come through scheduler.after(0, …)
+///     files.put("/downloads/a.zip", "taken");        // folders are implicit; keys are paths
+///     files.freeSpace = 1'000;                       // absent (the start value): unknown
+///     files.failWrite = "No space left on device";   // every write fails until it is reset
+///     … run the engine …
+///     EXPECT_EQ(files.contents("/downloads/a (1).zip"), body);
+///     EXPECT_EQ(files.origins.back().second.url, link);
+///
+/// As on a disk an open file outlives its name: it may be written after it was moved or removed. Work of
+/// `checksum` and `finish` happens within the call, its completion `completionDelay` seconds later.
+class MemoryFileStore : public FileStore {
+    /// What open files share with the store.
+    struct Faults {
+        std::mutex mutex; ///< For the counters.
+        std::optional<std::string> write, sync;
+        int syncs = 0;
+        int open = 0;
+    };
+    const std::shared_ptr<Faults> faults_ = std::make_shared<Faults>();
+
+public:
+    explicit MemoryFileStore(Scheduler& scheduler) : scheduler_(scheduler) {}
+    MemoryFileStore(const MemoryFileStore&) = delete;
+    MemoryFileStore& operator=(const MemoryFileStore&) = delete;
+
+    [[nodiscard]] bool exists(const URL& location) override;
+    [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
+    [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location,
+                                                    std::optional<std::int64_t> size) override;
+    [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
+    void remove(const URL& location) override;
+    [[nodiscard]] std::optional<std::int64_t> availableSpace(const URL& folder) override;
+    void checksum(const URL& file, Checksum::Algorithm algorithm,
+                  std::function<void(Outcome<std::string>)> completion) override;
+    void finish(const URL& partial, const std::string& name, const URL& folder, DuplicateNaming naming,
+                const FileOrigin& origin, std::function<void(Outcome<URL>)> completion) override;
+
+    /// The failures to play, each the text that the operation fails with for as long as it is set. Those of
+    /// files hold for files already open too.
+    std::optional<std::string> failCreate, failOpen, failFinish, failChecksum;
+    std::optional<std::string>& failWrite = faults_->write;
+    std::optional<std::string>& failSync = faults_->sync;
+
+    std::optional<std::int64_t> freeSpace;
+    double completionDelay = 0;
+
+    /// What was done, in order.
+    std::vector<std::pair<std::string, FileOrigin>> origins; ///< Final path and origin of every finish.
+    std::vector<std::string> created, opened, removed; ///< Paths; `removed` only where there was a file.
+    [[nodiscard]] int syncs() const { return faults_->syncs; }
+    /// Files that were opened and not yet closed or dropped.
+    [[nodiscard]] int openFiles() const { return faults_->open; }
+
+    /// Replaces the file.
+    void put(const std::string& path, std::string_view bytes);
+    /// The whole file, absent when there is none.
+    [[nodiscard]] std::optional<std::string> contents(const std::string& path) const;
+    [[nodiscard]] std::vector<std::string> paths() const; ///< Sorted.
+
+private:
+    class File;
+
+    template <class T>
+    void complete(std::function<void(Outcome<T>)> completion, Outcome<T> outcome);
+    [[nodiscard]] Outcome<std::string> digest(const std::string& path, Checksum::Algorithm algorithm) const;
+    [[nodiscard]] Outcome<URL> move(const URL& partial, const std::string& name, const URL& folder,
+                                    DuplicateNaming naming, const FileOrigin& origin);
+
+    Scheduler& scheduler_;
+    std::map<std::string, std::shared_ptr<SparseBytes>> files_;
+};
+
+} // namespace fluvane::support
