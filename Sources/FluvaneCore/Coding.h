@@ -31,6 +31,8 @@ private:
 /// Parses text. Fails with DecodingError (dataCorrupted) on anything that is no JSON, or nested absurdly deep.
 [[nodiscard]] Json parse(std::string_view text);
 
+/// Text as JSON can carry it: what is no UTF-8 is repaired, so that writing it out never fails.
+[[nodiscard]] Json encode(const std::string& text);
 [[nodiscard]] Json encode(const Piece& piece);
 [[nodiscard]] Json encode(const Validators& validators);
 [[nodiscard]] Json encode(const Checksum& checksum);

@@ -10,10 +10,19 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <variant>
 #include <vector>
 
 namespace fluvane {
+
+namespace detail {
+template <class Case, class Variant>
+inline constexpr bool isAlternative = false;
+template <class Case, class... Cases>
+inline constexpr bool isAlternative<Case, std::variant<Cases...>> = (std::is_same_v<Case, Cases> || ...);
+} // namespace detail
 
 /// The state of one download.
 struct DownloadState {
@@ -44,7 +53,7 @@ struct DownloadState {
 
     DownloadState() = default;
     template <class Case>
-        requires(!std::is_same_v<std::remove_cvref_t<Case>, DownloadState>)
+        requires detail::isAlternative<std::remove_cvref_t<Case>, Value>
     DownloadState(Case&& value_) : value(std::forward<Case>(value_)) {} // a case is a state
     DownloadState(Wait reason) : value(Waiting{reason}) {}              // likewise a reason to wait
 
