@@ -108,7 +108,12 @@ private:
     void write();
     void written(std::int64_t generation);
     void checkpoint();
-    void checkpointDone(const std::vector<std::pair<std::int64_t, std::int64_t>>& captured);
+    struct Captured {
+        std::int64_t id;
+        std::int64_t pieceGeneration;
+        RecordSnapshot record;
+    };
+    void checkpointDone(const std::vector<Captured>& captured);
     RecordSnapshot snapshot(Download& download, bool claimLive) const;
     std::vector<RecordSnapshot> snapshots(bool claimLive);
     std::vector<std::shared_ptr<PieceFile>> openFiles() const;
@@ -125,23 +130,23 @@ private:
     bool mustWaitForNetwork(const Download& download) const;
     void requeue(Download& download);
     void setPrioritized(Download& download);
-    void applyRules(const Config& before);
-    void applyLimitedNetworkSetting(bool waitedBefore);
+    void takeCaps(Download& download, const Config& before);
+    [[nodiscard]] static int ruleCap(const Download& download, const Config& config);
+    void holdAll();
+    void releaseAll();
 
     // Probe and start.
     void begin(Download& download, bool fresh);
     bool carryOn(Download& download);
     void probe(Download& download);
-    void probeAnswered(Download& download, Download::Active& active, TransferResponse response);
-    struct Answer;
-    bool readAnswer(Download& download, const TransferResponse& response, Answer& answer);
+    void probeAnswered(Download& download, const TransferResponse& response);
+    bool readAnswer(Download& download, const TransferResponse& response);
     void chooseFolder(Download& download, const std::string& name);
     bool enoughSpace(Download& download);
     void chooseName(Download& download, const std::string& suggested);
-    bool isTaken(const std::string& name, const URL& folder, const Download& except) const;
     bool uniqueName(const std::string& name, const URL& folder, const Download& download) const;
     bool createFile(Download& download);
-    void handOver(Download& download, Download::Active& active, int status);
+    void handOver(Download& download, int status);
 
     // Connections.
     int cap(const Download& download) const;
@@ -157,10 +162,8 @@ private:
     void startTransfer(Download& download, std::int64_t start, TransferRequest request, bool isProbe);
     void trim(Download& download);
     void received(std::int64_t id, std::int64_t token, const TransferEvent& event);
-    void answered(Download& download, std::int64_t start, const TransferResponse& response);
-    void progressed(Download& download, std::int64_t start, std::int64_t written);
-    void transferEnded(Download& download, std::int64_t start, const TransferEvent::Finished& event);
-    void transferFailed(Download& download, std::int64_t start, const TransferEvent::Failed& event);
+    void count(Download& download, std::int64_t start, std::int64_t written);
+    void progressed(Download& download);
     void adapt(Download& download, std::int64_t bytes, double at);
     bool mayMeasure(const Download& download) const;
     bool judgeStep(Download& download, double rate, double totalRate);
@@ -171,29 +174,44 @@ private:
     void updateTicker();
     void tick();
 
-    // Failures and finishing.
+    // Failures.
     void pieceAnswered(Download& download, std::int64_t start, const TransferResponse& response);
+    void partAnswered(Download& download, std::int64_t start, const TransferResponse& response);
     void wholeFileAnswered(Download& download, std::int64_t start, const TransferResponse& response);
     std::optional<int> refusal(Download& download, std::int64_t start, const TransferResponse& response,
                                bool probing);
-    void refusedProbe(Download& download, int status);
+    void refuseProbe(Download& download, int status);
+    void refusePiece(Download& download, int status);
     void busy(Download& download, const TransferResponse& response);
     void linkExpired(Download& download);
     void fileChanged(Download& download);
     void failed(Download& download, const TransferError& error, std::optional<double> retryAfter);
     void countFailure(Download& download, const TransferError& error);
-    void giveUp(Download& download, const std::string& message);
+    void retryLater(Download& download, const TransferError& error, std::optional<double> retryAfter);
     void fail(Download& download, const std::string& message, bool discard = false);
     void retried(std::int64_t id);
+
+    // Finishing.
     void ended(Download& download, std::int64_t start);
     void complete(Download& download);
     void verify(Download& download);
-    void verified(std::int64_t id, std::int64_t operation, const Outcome<std::string>& digest);
+    void verified(Download& download, const Outcome<std::string>& digest);
     void storeResult(Download& download, const std::string& digest);
     void finish(Download& download);
     void moveIntoPlace(Download& download);
-    void finished(std::int64_t id, std::int64_t operation, const Outcome<URL>& location);
+    void moved(Download& download, const Outcome<URL>& location);
     void verifyFinishedFile(Download& download);
+    /// Wraps what follows a digest, a save or a move: it runs only if the download still waits for it.
+    template <class Work>
+    auto following(Download& download, Work work) {
+        const auto operation = ++download.operation;
+        return weakly([this, id = download.id(), operation, work = std::move(work)](auto&&... results) {
+            Download* const found = find(id);
+            if (found && found->operation == operation) {
+                work(*found, std::forward<decltype(results)>(results)...);
+            }
+        });
+    }
 
     /// Wraps work that must not outlive the manager.
     template <class Work>
@@ -239,6 +257,7 @@ private:
     bool writing_ = false;
     bool checkpointing_ = false;
     bool checkpointWanted_ = false;
+    bool overtaken_ = false; ///< A list was written after the checkpoint's own.
     std::vector<std::shared_ptr<PieceFile>> closing_; ///< Halted downloads' files, closed once synced.
     struct Waiter {
         std::int64_t generation;

@@ -1,0 +1,332 @@
+// The list: what is in it, how it is loaded and saved.
+
+#include "FluvaneEngine/DownloadManager.h"
+
+#include "FluvaneCore/CheckedMath.h"
+#include "FluvaneEngine/Log.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+using State = DownloadState;
+
+DownloadManager::DownloadManager(Config config, std::shared_ptr<HTTPTransport> transport,
+                                 std::shared_ptr<FileStore> files, std::shared_ptr<Scheduler> scheduler,
+                                 std::shared_ptr<DownloadStore> store, std::shared_ptr<PowerAssertion> power,
+                                 std::shared_ptr<Notifier> notifier, std::function<double()> random,
+                                 Surroundings surroundings)
+    : config_(std::move(config)), transport_(std::move(transport)), files_(std::move(files)),
+      scheduler_(std::move(scheduler)), store_(std::move(store)), power_(std::move(power)),
+      notifier_(std::move(notifier)), random_(std::move(random)), surroundings_(std::move(surroundings)) {}
+
+DownloadManager::~DownloadManager() = default;
+
+void DownloadManager::assertContext() const {
+    if (std::this_thread::get_id() != context_) {
+        fatal("the download manager was used off the main queue");
+    }
+}
+
+Download* DownloadManager::find(std::int64_t id) const {
+    // Numbers only grow and the list keeps the order of adding, so it is sorted by them unless edited by hand.
+    const auto position = std::ranges::lower_bound(downloads_, id, {}, &Download::id);
+    if (position != downloads_.end() && (*position)->id() == id) {
+        return position->get();
+    }
+    const auto any = std::ranges::find(downloads_, id, &Download::id);
+    return any == downloads_.end() ? nullptr : any->get();
+}
+
+const Download* DownloadManager::download(std::int64_t id) const {
+    assertContext();
+    return find(id);
+}
+
+std::vector<const Download*> DownloadManager::downloads() const {
+    assertContext();
+    std::vector<const Download*> list;
+    list.reserve(downloads_.size());
+    for (const auto& download : downloads_) {
+        list.push_back(download.get());
+    }
+    return list;
+}
+
+// Start and stop
+
+void DownloadManager::start() {
+    assertContext();
+    transport_->setSpeedLimit(config_.speedLimit);
+    std::set<std::int64_t> numbers;
+    for (auto& record : store_->load()) {
+        if (!numbers.insert(record.id).second) {
+            record.id = nextID_; // a list edited by hand may give a number twice
+            numbers.insert(record.id);
+        }
+        if (record.id < std::numeric_limits<std::int64_t>::max()) {
+            nextID_ = std::max(nextID_, record.id + 1);
+        }
+        downloads_.push_back(std::make_unique<Download>(std::move(record)));
+    }
+    for (const auto& download : downloads_) {
+        restore(*download);
+    }
+    log::lifecycle([this] { return fmt::format("loaded {} downloads", downloads_.size()); });
+    save();
+    pump();
+    changed();
+}
+
+namespace {
+
+/// Whether pieces that come from disk can be trusted not to lead a write astray.
+bool areSound(const DownloadRecord& record) {
+    std::int64_t sum = 0;
+    return std::ranges::all_of(record.pieces, [&](const Piece& piece) {
+        const bool inside = piece.start >= 0 && piece.done >= 0 &&
+                            piece.done <= std::numeric_limits<std::int64_t>::max() - piece.start &&
+                            (!piece.end || (*piece.end >= piece.start && piece.next() <= *piece.end)) &&
+                            (!piece.end || !record.size || *piece.end <= *record.size);
+        return inside && !__builtin_add_overflow(sum, piece.done, &sum);
+    });
+}
+
+} // namespace
+
+void DownloadManager::restore(Download& download) {
+    auto& record = download.record;
+    if (!areSound(record)) {
+        log::files.error(fmt::format("download {}: its saved pieces make no sense, it starts afresh", record.id));
+        record.pieces.clear();
+    }
+    if (wasMovedIntoPlace(download)) {
+        record.file = record.folder.appending(*record.name);
+        record.partial.reset();
+        record.completed = surroundings_.today();
+        for (auto& piece : record.pieces) {
+            piece.setDone(piece.length().value_or(piece.done));
+        }
+        record.state = State::Finished{};
+        log::downloads([&] { return fmt::format("download {} was moved into place already", record.id); });
+        return;
+    }
+    const auto& state = record.state;
+    const bool wasRunning = state.isActive() || state.isWaiting(State::Wait::offline) ||
+                            state.isWaiting(State::Wait::limitedNetwork);
+    if (wasRunning) {
+        record.state = State::Queued{};
+    }
+    if (!online_ && record.state.is<State::Queued>()) {
+        record.state = State::Wait::offline;
+    }
+}
+
+/// Whether the last run ended between the final move and the save that would have told of it. The move begins
+/// only once `finishing` is on disk, under a name that was free.
+bool DownloadManager::wasMovedIntoPlace(const Download& download) const {
+    const auto& record = download.record;
+    if (!record.state.is<State::Finishing>() || !record.partial || !record.name || !record.size ||
+        files_->exists(*record.partial)) {
+        return false;
+    }
+    return files_->size(record.folder.appending(*record.name)) == record.size;
+}
+
+void DownloadManager::stop() {
+    assertContext();
+    if (ticker_) {
+        std::exchange(ticker_, nullptr)->cancel();
+    }
+    std::vector<std::shared_ptr<PieceFile>> syncing = openFiles();
+    for (const auto& download : downloads_) {
+        halt(*download);
+    }
+    closing_.clear();
+    store_->save(snapshots(true), std::move(syncing), {});
+    store_->flush();
+    if (std::exchange(awake_, false)) {
+        power_->keepAwake(false);
+    }
+    alive_ = std::make_shared<bool>(true); // whatever is still under way finds nobody
+}
+
+// Changes and their saving
+//
+// The saved list claims only bytes that are on stable storage. Changes are written soon after the turn that
+// made them, with the pieces as of the last checkpoint; a checkpoint, every two seconds and after a halt,
+// hands the store the open files to sync together with the pieces as they are. So no command waits for the
+// sync of a busy file, and at most one write and one checkpoint are under way.
+
+void DownloadManager::set(Download& download, DownloadState state) {
+    download.record.state = std::move(state);
+    save();
+    if (batches_ == 0) {
+        updateTicker();
+        changed();
+    }
+}
+
+void DownloadManager::changed() {
+    if (onChange) {
+        onChange();
+    }
+}
+
+void DownloadManager::save() {
+    ++generation_;
+    writeSoon();
+}
+
+void DownloadManager::writeSoon() {
+    if (writeScheduled_ || writing_) {
+        return;
+    }
+    writeScheduled_ = true;
+    scheduler_->after(0, weakly([this] {
+        writeScheduled_ = false;
+        write();
+    }));
+}
+
+void DownloadManager::write() {
+    if (checkpointWanted_ && !checkpointing_) {
+        checkpoint();
+        return;
+    }
+    writing_ = true;
+    overtaken_ = true;
+    store_->save(snapshots(false), {}, weakly([this, generation = generation_] {
+        writing_ = false;
+        written(generation);
+    }));
+}
+
+void DownloadManager::written(std::int64_t generation) {
+    writtenGeneration_ = std::max(writtenGeneration_, generation);
+    std::vector<std::function<void()>> ready;
+    std::erase_if(waiters_, [&](Waiter& waiter) {
+        if (waiter.generation > writtenGeneration_) {
+            return false;
+        }
+        ready.push_back(std::move(waiter.completion));
+        return true;
+    });
+    for (const auto& completion : ready) {
+        completion();
+    }
+    if (generation_ > writtenGeneration_) {
+        writeSoon();
+    }
+}
+
+void DownloadManager::whenSaved(std::function<void()> completion) {
+    assertContext();
+    if (generation_ <= writtenGeneration_) {
+        scheduler_->after(0, weakly(std::move(completion)));
+        return;
+    }
+    waiters_.push_back({generation_, std::move(completion)});
+    writeSoon();
+}
+
+/// Brings what running and just halted downloads have written to stable storage, and the list up to it.
+void DownloadManager::checkpoint() {
+    checkpointing_ = true;
+    checkpointWanted_ = false;
+    overtaken_ = false;
+    auto syncing = openFiles();
+    closing_.clear();
+    auto records = snapshots(true);
+    std::vector<Captured> captured;
+    for (const auto& download : downloads_) {
+        if (download->durable) {
+            captured.push_back({download->id(), download->pieceGeneration, download->saved});
+        }
+    }
+    store_->save(std::move(records), std::move(syncing),
+                 weakly([this, captured = std::move(captured), generation = generation_] {
+                     checkpointing_ = false;
+                     checkpointDone(captured);
+                     written(generation);
+                 }));
+    if (generation_ > writtenGeneration_) {
+        writeSoon(); // what a user was told must not wait for the sync
+    }
+}
+
+void DownloadManager::checkpointDone(const std::vector<Captured>& captured) {
+    for (const auto& [id, pieceGeneration, record] : captured) {
+        Download* const download = find(id);
+        if (!download || download->pieceGeneration != pieceGeneration || !download->durable) {
+            continue;
+        }
+        if (!download->file && download->record.pieces == record->pieces) {
+            download->durable.reset();
+        } else {
+            download->durable = record->pieces;
+        }
+    }
+    if (overtaken_) {
+        ++generation_; // the list written meanwhile claims less
+    }
+    if (checkpointWanted_ || generation_ > writtenGeneration_) {
+        writeSoon();
+    }
+}
+
+std::vector<std::shared_ptr<PieceFile>> DownloadManager::openFiles() const {
+    auto files = closing_;
+    for (const auto& download : downloads_) {
+        if (download->file) {
+            files.push_back(download->file);
+        }
+    }
+    return files;
+}
+
+std::vector<RecordSnapshot> DownloadManager::snapshots(bool claimLive) {
+    std::vector<RecordSnapshot> records;
+    records.reserve(downloads_.size());
+    for (const auto& download : downloads_) {
+        download->saved = snapshot(*download, claimLive);
+        records.push_back(download->saved);
+    }
+    return records;
+}
+
+/// The record as it is to be saved; the one saved last when nothing changed.
+RecordSnapshot DownloadManager::snapshot(Download& download, bool claimLive) const {
+    const bool held = download.record.state.isWaiting(State::Wait::limitedNetwork);
+    if (!download.durable && !held) {
+        const bool same = download.saved && *download.saved == download.record;
+        return same ? download.saved : std::make_shared<const DownloadRecord>(download.record);
+    }
+    auto record = download.record;
+    if (held) {
+        record.state = State::Queued{}; // a limited network never outlives a restart
+    }
+    if (download.durable) {
+        record.pieces = claimLive ? download.livePieces() : *download.durable;
+    }
+    if (download.saved && *download.saved == record) {
+        return download.saved;
+    }
+    return std::make_shared<const DownloadRecord>(std::move(record));
+}
+
+/// Gives a download new pieces, of which nothing is on disk yet.
+void DownloadManager::layOut(Download& download, std::vector<Piece> pieces) {
+    ++download.pieceGeneration;
+    download.durable = pieces;
+    download.record.pieces = std::move(pieces);
+    if (download.record.pieces.empty()) {
+        download.durable.reset();
+    }
+}
+
+} // namespace fluvane
