@@ -21,14 +21,19 @@ using Json = nlohmann::ordered_json;
 class DecodingError : public std::runtime_error {
 public:
     enum class Kind { keyNotFound, typeMismatch, dataCorrupted };
-    DecodingError(Kind kind, const std::string& description) : std::runtime_error(description), kind_(kind) {}
+    /// The description is a whole sentence; `placed` says that it stands as it is, wherever the value was.
+    DecodingError(Kind kind, const std::string& description, bool placed = true)
+        : std::runtime_error(description), kind_(kind), placed_(placed) {}
     [[nodiscard]] Kind kind() const { return kind_; }
+    [[nodiscard]] bool placed() const { return placed_; }
 
 private:
     Kind kind_;
+    bool placed_;
 };
 
 /// Parses text. Fails with DecodingError (dataCorrupted) on anything that is no JSON, or nested absurdly deep.
+/// Of a key that stands twice in one object the first counts.
 [[nodiscard]] Json parse(std::string_view text);
 
 /// Text as JSON can carry it: what is no UTF-8 is repaired, so that writing it out never fails.
@@ -58,6 +63,7 @@ template <> [[nodiscard]] ChecksumResult decode<ChecksumResult>(const Json& json
 template <> [[nodiscard]] DownloadState decode<DownloadState>(const Json& json);
 template <> [[nodiscard]] DownloadState::Wait decode<DownloadState::Wait>(const Json& json);
 template <> [[nodiscard]] DownloadRecord decode<DownloadRecord>(const Json& json);
+template <> [[nodiscard]] Rule::Match decode<Rule::Match>(const Json& json);
 template <> [[nodiscard]] Rule decode<Rule>(const Json& json);
 
 /// The value under a required key.
@@ -71,8 +77,17 @@ namespace detail {
 /// Null when the key is missing; fails when `object` is no object.
 const Json* find(const Json& object, std::string_view key);
 [[noreturn]] void keyNotFound(std::string_view key);
-/// Adds the key to an error's description.
+/// Adds the key to the description of an error that isn't placed yet.
 [[noreturn]] void rethrowUnder(std::string_view key, const DecodingError& error);
+
+template <class T>
+T decodeUnder(std::string_view key, const Json& value) {
+    try {
+        return decode<T>(value);
+    } catch (const DecodingError& error) {
+        rethrowUnder(key, error);
+    }
+}
 } // namespace detail
 
 template <class T>
@@ -81,7 +96,7 @@ T required(const Json& object, std::string_view key) {
     if (!value) {
         detail::keyNotFound(key);
     }
-    return decode<T>(*value);
+    return detail::decodeUnder<T>(key, *value);
 }
 
 template <class T>
@@ -90,7 +105,7 @@ std::optional<T> optional(const Json& object, std::string_view key) {
     if (!value || value->is_null()) {
         return std::nullopt;
     }
-    return decode<T>(*value);
+    return detail::decodeUnder<T>(key, *value);
 }
 
 } // namespace fluvane::coding

@@ -21,5 +21,7 @@ namespace fluvane::Words {
 
 /// What a person reads for a state, by its name in the list ("link-expired"); `reason` is a failure's sentence.
 [[nodiscard]] std::string state(std::string_view stateName, std::string_view reason = {});
+/// What a person is told when the finished file isn't the one its checksum describes; `folder` as shown.
+[[nodiscard]] std::string checksumMismatch(std::string_view algorithmName, std::string_view folder);
 
 } // namespace fluvane::Words
