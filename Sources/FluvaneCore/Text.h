@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,6 +10,16 @@
 /// Unicode text, held as UTF-8. Every function accepts any bytes: invalid sequences count as U+FFFD where
 /// characters matter and are otherwise passed through.
 namespace fluvane::text {
+
+/// One scalar at the start of a text and the bytes that it takes there.
+struct Scalar {
+    char32_t value = U'\uFFFD';
+    std::size_t length = 0;
+    bool valid = false; ///< False for a broken sequence, of which `length` bytes count as one U+FFFD.
+};
+/// The first scalar of a text that isn't empty; a loop over a text steps by its length.
+[[nodiscard]] Scalar firstScalar(std::string_view utf8);
+void append(std::string& utf8, char32_t scalar);
 
 /// The scalars of the text, invalid sequences replaced by U+FFFD.
 [[nodiscard]] std::u32string scalars(std::string_view utf8);
@@ -24,23 +35,33 @@ namespace fluvane::text {
 [[nodiscard]] bool isNewline(char32_t scalar);
 [[nodiscard]] bool isControl(char32_t scalar); ///< NUL, C0, DEL, C1 and format controls of category Cc.
 [[nodiscard]] bool isLetterOrDigit(char32_t scalar);
+[[nodiscard]] bool isHexDigit(char c);
+/// Letters, marks, digits and symbols (there are hosts of emoji) beyond ASCII: no white space, controls,
+/// invisible format characters, punctuation or unassigned scalars.
+[[nodiscard]] bool mayStandInHostName(char32_t scalar);
 
+/// Scalar by scalar, without regard to any language.
 [[nodiscard]] std::string lowercased(std::string_view utf8);
+[[nodiscard]] bool equalIgnoringASCIICase(std::string_view a, std::string_view b);
 [[nodiscard]] std::string_view trimmed(std::string_view utf8); ///< White space and line breaks.
 [[nodiscard]] std::string_view trimmedKeepingNewlines(std::string_view utf8);
 
 /// Decodes %XX once. Absent when an escape is broken or the result is no UTF-8.
 [[nodiscard]] std::optional<std::string> percentDecoded(std::string_view text);
+/// The same, whatever the bytes are.
+[[nodiscard]] std::optional<std::string> percentDecodedBytes(std::string_view text);
 /// The value of two hexadecimal digits, absent when either is none.
 [[nodiscard]] std::optional<unsigned char> hexByte(char high, char low);
 
 /// An optional sign and decimal digits, nothing else, within 64 bits.
 [[nodiscard]] std::optional<std::int64_t> wholeNumber(std::string_view text);
-/// A decimal floating-point number in the C locale, the whole text; `inf` and `nan` in any form are none.
+/// A decimal floating-point number in the C locale, the whole text, a sign allowed; `inf` and `nan` in any
+/// form are none, and so are numbers too big or too small for a double.
 [[nodiscard]] std::optional<double> decimalNumber(std::string_view text);
 
 /// The text after the last dot of a file name, without the dot; empty when there is none: for a name that
-/// begins with its only dot, that ends in a dot, or whose text after the dot holds white space or "/".
+/// begins with its only dot, that ends in a dot, or whose text after the dot holds white space or "/". Only
+/// what follows the last "/" counts as the name. The one rule for what an extension is: everything asks here.
 [[nodiscard]] std::string_view pathExtension(std::string_view name);
 
 } // namespace fluvane::text

@@ -8,35 +8,43 @@
 
 namespace fluvane {
 
-/// One absolute link or file location. The text is kept as given (escapes are never rewritten; characters
-/// that may not stand in a link, such as blanks and non-ASCII letters, are percent-encoded in path, query
-/// and fragment). Parsing is the transfer library's own, so that a link is never read in two ways.
+/// One absolute link or file location. The text is kept as given, without white space at its ends: escapes
+/// are never rewritten, and characters that may not stand in a link (blanks, controls, non-ASCII letters, a
+/// "%" that begins no escape) are percent-encoded in user name, path, query and fragment. A host in another
+/// script stays as it is. Parsing is the transfer library's own, so that a link is never read in two ways.
 class URL {
 public:
-    /// Absent when the text is no absolute link: no scheme, broken host, port or brackets.
+    /// Absent when the text is no absolute link: no scheme, broken host, port or brackets, invalid UTF-8, a
+    /// web link without a host, a file on another machine. Other schemes may do without a host
+    /// (app:add?url=…).
     [[nodiscard]] static std::optional<URL> parse(std::string_view text);
-    /// A file location for an absolute path; a folder's text ends in "/".
+    /// A file location for an absolute path of any bytes, which end at a NUL; a folder's text ends in "/".
     [[nodiscard]] static URL file(std::string_view absolutePath);
     [[nodiscard]] static URL folder(std::string_view absolutePath);
 
     [[nodiscard]] const std::string& absoluteString() const { return text_; }
     [[nodiscard]] const std::string& scheme() const { return scheme_; } ///< Lower case.
-    [[nodiscard]] const std::optional<std::string>& host() const { return host_; } ///< Lower case.
+    /// Lower case, escapes decoded, an IPv6 address in its brackets.
+    [[nodiscard]] const std::optional<std::string>& host() const { return host_; }
     [[nodiscard]] bool isWeb() const { return scheme_ == "http" || scheme_ == "https"; }
     [[nodiscard]] bool isFile() const { return scheme_ == "file"; }
 
-    /// Percent-decoded path without a trailing "/" (except the root); empty when escapes are broken.
+    /// Percent-decoded path without a trailing "/" (except the root). Of a file location exactly the path's
+    /// bytes; of any other link empty when they are no UTF-8.
     [[nodiscard]] std::string path() const;
     /// The last component of the path, percent-encoded as it stands; empty for a path ending in "/".
     [[nodiscard]] std::string lastPathComponent() const;
-    /// The items of the query in order, names and values percent-decoded ("+" stays "+").
+    /// The items of the query in order, names and values percent-decoded ("+" stays "+"; as they stand when
+    /// the result would be no UTF-8).
     [[nodiscard]] std::vector<std::pair<std::string, std::string>> queryItems() const;
 
-    /// This folder's location with one more component.
+    /// This folder's location with one more component, of which no character is taken for a separator. Query
+    /// and fragment are dropped.
     [[nodiscard]] URL appending(std::string_view component) const;
     /// Without user name and password.
     [[nodiscard]] URL withoutCredentials() const;
-    /// Host and port, by which two links go to the same server; empty without a host.
+    /// Host and port (the scheme's own when none is given), by which two links go to the same server; empty
+    /// without a host.
     [[nodiscard]] std::string server() const;
 
     friend bool operator==(const URL& a, const URL& b) { return a.text_ == b.text_; }

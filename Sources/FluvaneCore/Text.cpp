@@ -1,0 +1,338 @@
+#include "FluvaneCore/Text.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+
+namespace fluvane::text {
+
+namespace {
+
+constexpr char32_t replacement = U'\uFFFD';
+
+struct LeadByte {
+    std::size_t length;                          ///< 0 for a byte that begins nothing.
+    unsigned char lowest = 0x80, highest = 0xBF; ///< What the second byte may be.
+};
+
+LeadByte leadByte(unsigned char byte) {
+    if (byte < 0xC2 || byte > 0xF4) {
+        return {0};
+    }
+    if (byte < 0xE0) {
+        return {2};
+    }
+    switch (byte) {
+    case 0xE0:
+        return {3, 0xA0, 0xBF};
+    case 0xED:
+        return {3, 0x80, 0x9F};
+    case 0xF0:
+        return {4, 0x90, 0xBF};
+    case 0xF4:
+        return {4, 0x80, 0x8F};
+    default:
+        return {byte < 0xF0 ? std::size_t(3) : std::size_t(4)};
+    }
+}
+
+/// How many bytes of a broken sequence stand for one U+FFFD: the longest start of a valid one, at least one.
+std::size_t brokenLength(std::string_view utf8) {
+    const LeadByte lead = leadByte(static_cast<unsigned char>(utf8[0]));
+    std::size_t length = 1;
+    while (length < lead.length && length < utf8.size()) {
+        const auto byte = static_cast<unsigned char>(utf8[length]);
+        const bool first = length == 1;
+        if (byte < (first ? lead.lowest : 0x80) || byte > (first ? lead.highest : 0xBF)) {
+            break;
+        }
+        ++length;
+    }
+    return length;
+}
+
+utf8proc_int32_t codepoint(char32_t scalar) {
+    return static_cast<utf8proc_int32_t>(scalar);
+}
+
+bool isASCIIWhitespace(char32_t scalar) {
+    return scalar == U' ' || (scalar >= 9 && scalar <= 13);
+}
+
+template <class Predicate>
+std::string_view trimmedWhere(std::string_view utf8, Predicate drop) {
+    while (!utf8.empty()) {
+        const Scalar first = firstScalar(utf8);
+        if (!drop(first.value)) {
+            break;
+        }
+        utf8.remove_prefix(first.length);
+    }
+    std::size_t end = utf8.size();
+    while (end > 0) {
+        std::size_t start = end - 1;
+        while (start > 0 && end - start < 4 && (static_cast<unsigned char>(utf8[start]) & 0xC0) == 0x80) {
+            --start;
+        }
+        const Scalar last = firstScalar(utf8.substr(start, end - start));
+        if (last.length != end - start || !drop(last.value)) {
+            break;
+        }
+        end = start;
+    }
+    return utf8.substr(0, end);
+}
+
+int hexDigit(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    const char lower = static_cast<char>(c | 0x20);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+/// The text without its "+", which the number reader doesn't take; absent when another sign follows.
+std::optional<std::string_view> withoutPlus(std::string_view text) {
+    if (!text.starts_with('+')) {
+        return text;
+    }
+    text.remove_prefix(1);
+    return text.starts_with('-') ? std::nullopt : std::optional(text);
+}
+
+} // namespace
+
+Scalar firstScalar(std::string_view utf8) {
+    if (static_cast<unsigned char>(utf8[0]) < 0x80) {
+        return {static_cast<char32_t>(utf8[0]), 1, true};
+    }
+    utf8proc_int32_t scalar = 0;
+    const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(utf8.data());
+    const auto length = utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(utf8.size()), &scalar);
+    if (length <= 0) {
+        return {replacement, brokenLength(utf8), false};
+    }
+    return {static_cast<char32_t>(scalar), static_cast<std::size_t>(length), true};
+}
+
+void append(std::string& utf8, char32_t scalar) {
+    if (scalar < 0x80) {
+        utf8 += static_cast<char>(scalar);
+        return;
+    }
+    utf8proc_uint8_t bytes[4];
+    const bool valid = scalar <= 0x10FFFF && utf8proc_codepoint_valid(codepoint(scalar));
+    const auto length = utf8proc_encode_char(codepoint(valid ? scalar : replacement), bytes);
+    utf8.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
+}
+
+std::u32string scalars(std::string_view utf8) {
+    std::u32string result;
+    result.reserve(utf8.size());
+    while (!utf8.empty()) {
+        const Scalar scalar = firstScalar(utf8);
+        result += scalar.value;
+        utf8.remove_prefix(scalar.length);
+    }
+    return result;
+}
+
+std::string utf8(std::u32string_view scalars) {
+    std::string result;
+    result.reserve(scalars.size());
+    for (const char32_t scalar : scalars) {
+        append(result, scalar);
+    }
+    return result;
+}
+
+std::string repaired(std::string_view utf8) {
+    if (isValid(utf8)) {
+        return std::string(utf8);
+    }
+    return text::utf8(scalars(utf8));
+}
+
+bool isValid(std::string_view utf8) {
+    while (!utf8.empty()) {
+        const Scalar scalar = firstScalar(utf8);
+        if (!scalar.valid) {
+            return false;
+        }
+        utf8.remove_prefix(scalar.length);
+    }
+    return true;
+}
+
+std::vector<std::string_view> characters(std::string_view utf8) {
+    std::vector<std::string_view> result;
+    utf8proc_int32_t previous = 0;
+    utf8proc_int32_t state = 0;
+    std::size_t start = 0;
+    for (std::size_t at = 0; at < utf8.size();) {
+        const Scalar scalar = firstScalar(utf8.substr(at));
+        if (at > 0 && utf8proc_grapheme_break_stateful(previous, codepoint(scalar.value), &state)) {
+            result.push_back(utf8.substr(start, at - start));
+            start = at;
+        }
+        previous = codepoint(scalar.value);
+        at += scalar.length;
+    }
+    if (start < utf8.size()) {
+        result.push_back(utf8.substr(start));
+    }
+    return result;
+}
+
+bool isWhitespace(char32_t scalar) {
+    if (scalar < 0x80) {
+        return isASCIIWhitespace(scalar);
+    }
+    return isNewline(scalar) || utf8proc_category(codepoint(scalar)) == UTF8PROC_CATEGORY_ZS;
+}
+
+bool isNewline(char32_t scalar) {
+    return (scalar >= 0x0A && scalar <= 0x0D) || scalar == 0x85 || scalar == 0x2028 || scalar == 0x2029;
+}
+
+bool isControl(char32_t scalar) {
+    return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0);
+}
+
+bool isLetterOrDigit(char32_t scalar) {
+    switch (utf8proc_category(codepoint(scalar))) {
+    case UTF8PROC_CATEGORY_LU:
+    case UTF8PROC_CATEGORY_LL:
+    case UTF8PROC_CATEGORY_LT:
+    case UTF8PROC_CATEGORY_LM:
+    case UTF8PROC_CATEGORY_LO:
+    case UTF8PROC_CATEGORY_ND:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool mayStandInHostName(char32_t scalar) {
+    constexpr char32_t ideographicStop = 0x3002; // an input method's dot between labels
+    constexpr char32_t joiner = 0x200D;          // inside emoji and some scripts
+    switch (utf8proc_category(codepoint(scalar))) {
+    case UTF8PROC_CATEGORY_MN:
+    case UTF8PROC_CATEGORY_MC:
+    case UTF8PROC_CATEGORY_SO:
+    case UTF8PROC_CATEGORY_SK:
+        return true;
+    default:
+        return isLetterOrDigit(scalar) || scalar == ideographicStop || scalar == joiner;
+    }
+}
+
+bool isHexDigit(char c) {
+    return hexDigit(c) >= 0;
+}
+
+std::string lowercased(std::string_view utf8) {
+    std::string result;
+    result.reserve(utf8.size());
+    while (!utf8.empty()) {
+        const Scalar scalar = firstScalar(utf8);
+        if (scalar.valid) {
+            append(result, static_cast<char32_t>(utf8proc_tolower(codepoint(scalar.value))));
+        } else {
+            result += utf8.substr(0, scalar.length);
+        }
+        utf8.remove_prefix(scalar.length);
+    }
+    return result;
+}
+
+bool equalIgnoringASCIICase(std::string_view a, std::string_view b) {
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; };
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [&](char x, char y) { return lower(x) == lower(y); });
+}
+
+std::string_view trimmed(std::string_view utf8) {
+    return trimmedWhere(utf8, isWhitespace);
+}
+
+std::string_view trimmedKeepingNewlines(std::string_view utf8) {
+    return trimmedWhere(utf8, [](char32_t scalar) { return isWhitespace(scalar) && !isNewline(scalar); });
+}
+
+std::optional<std::string> percentDecoded(std::string_view text) {
+    auto bytes = percentDecodedBytes(text);
+    return bytes && isValid(*bytes) ? bytes : std::nullopt;
+}
+
+std::optional<std::string> percentDecodedBytes(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] != '%') {
+            result += text[at];
+            continue;
+        }
+        const auto byte = at + 2 < text.size() ? hexByte(text[at + 1], text[at + 2]) : std::nullopt;
+        if (!byte) {
+            return std::nullopt;
+        }
+        result += static_cast<char>(*byte);
+        at += 2;
+    }
+    return result;
+}
+
+std::optional<unsigned char> hexByte(char high, char low) {
+    const int h = hexDigit(high);
+    const int l = hexDigit(low);
+    return h < 0 || l < 0 ? std::nullopt : std::optional(static_cast<unsigned char>(h * 16 + l));
+}
+
+std::optional<std::int64_t> wholeNumber(std::string_view text) {
+    const auto digits = withoutPlus(text);
+    if (!digits) {
+        return std::nullopt;
+    }
+    std::int64_t value = 0;
+    const char* end = digits->data() + digits->size();
+    const auto [stop, error] = std::from_chars(digits->data(), end, value);
+    return error == std::errc() && stop == end ? std::optional(value) : std::nullopt;
+}
+
+std::optional<double> decimalNumber(std::string_view text) {
+    const auto digits = withoutPlus(text);
+    if (!digits) {
+        return std::nullopt;
+    }
+    double value = 0;
+    const char* end = digits->data() + digits->size();
+    const auto [stop, error] = std::from_chars(digits->data(), end, value);
+    return error == std::errc() && stop == end && std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
+
+std::string_view pathExtension(std::string_view name) {
+    const std::size_t slash = name.rfind('/');
+    if (slash != std::string_view::npos) {
+        name.remove_prefix(slash + 1);
+    }
+    const std::size_t dot = name.rfind('.');
+    if (dot == std::string_view::npos || dot == 0) {
+        return {};
+    }
+    const std::string_view extension = name.substr(dot + 1);
+    const auto holdsWhitespace = [](std::string_view rest) {
+        for (; !rest.empty(); rest.remove_prefix(firstScalar(rest).length)) {
+            if (isWhitespace(firstScalar(rest).value)) {
+                return true;
+            }
+        }
+        return false;
+    };
+    return holdsWhitespace(extension) ? std::string_view() : extension;
+}
+
+} // namespace fluvane::text

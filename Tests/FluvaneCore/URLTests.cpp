@@ -1,0 +1,159 @@
+#include "FluvaneCore/URL.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+using namespace fluvane;
+using testing::ElementsAre;
+using testing::Pair;
+
+namespace {
+
+URL url(std::string_view text) {
+    return URL::parse(text).value();
+}
+
+TEST(URL, KeepsTheTextAndEscapesOnlyWhatMayNotStand) {
+    struct Row {
+        const char* name;
+        const char* given;
+        const char* kept;
+    };
+    const Row rows[] = {
+        {"plain", "https://host/a/b.zip", "https://host/a/b.zip"},
+        {"escapes and dots stay", "http://host/a%2fb/../c%7E?q=%20", "http://host/a%2fb/../c%7E?q=%20"},
+        {"letter case stays", "HTTP://Host.Example/A", "HTTP://Host.Example/A"},
+        {"blank and quote", "http://h/a b\"c", "http://h/a%20b%22c"},
+        {"controls", "http://h/a\x01\x7f", "http://h/a%01%7F"},
+        {"non-ASCII", "http://h/é?ü#ß", "http://h/%C3%A9?%C3%BC#%C3%9F"},
+        {"percent without digits", "http://h/100%/5%zz%4", "http://h/100%25/5%25zz%254"},
+        {"brackets of a query", "http://h/?a[]=1|2", "http://h/?a[]=1|2"},
+        {"second hash", "http://h/#a#b", "http://h/#a%23b"},
+        {"backslash in the path", "http://h/a\\b", "http://h/a%5Cb"},
+        {"credentials", "http://us er:pä@h/", "http://us%20er:p%C3%A4@h/"},
+        {"white space around", " \n http://h/x \t", "http://h/x"},
+        {"host in another script", "http://bücher.example/x", "http://bücher.example/x"},
+        {"query without path", "http://h?x=1", "http://h?x=1"},
+        {"IPv6", "http://[::1]:8080/x", "http://[::1]:8080/x"},
+        {"file", "file:///a/b c", "file:///a/b%20c"},
+        {"no host needed", "fluvane:add?url=http://h/x y", "fluvane:add?url=http://h/x%20y"},
+        {"empty host", "fluvane:///add", "fluvane:///add"},
+    };
+    for (const Row& row : rows) {
+        const auto parsed = URL::parse(row.given);
+        ASSERT_TRUE(parsed) << row.name;
+        EXPECT_EQ(parsed->absoluteString(), row.kept) << row.name;
+        EXPECT_EQ(URL::parse(parsed->absoluteString()), parsed) << row.name << ": reads itself again";
+    }
+    EXPECT_EQ(url(std::string_view("http://h/a\0b", 12)).absoluteString(), "http://h/a%00b");
+}
+
+TEST(URL, RefusesWhatIsNoAbsoluteLink) {
+    const std::pair<const char*, std::string> rows[] = {
+        {"empty", ""},
+        {"no scheme", "host/file"},
+        {"scheme begins with a digit", "1http://host/"},
+        {"open bracket", "http://[::1"},
+        {"no address in brackets", "http://[]/"},
+        {"brackets around a name", "http://[host]/"},
+        {"no host", "http://"},
+        {"three slashes", "http:///path"},
+        {"one slash", "https:/host/path"},
+        {"no slash", "http:host"},
+        {"only a port", "http://:80/"},
+        {"only a user", "http://user@/x"},
+        {"port too big", "http://host:65536/"},
+        {"port no number", "http://host:8o/"},
+        {"two ports", "http://host:80:90/"},
+        {"two at signs", "http://a@b@host/"},
+        {"backslash before the host", "http://evil.example\\@host/"},
+        {"blank in the host", "http://ho st/"},
+        {"control in the host", "http://ho\x01st/"},
+        {"NUL in the host", std::string("http://ho\0st/", 13)},
+        {"direction mark in the host", "http://\u202Ehost.example/"},
+        {"invisible blank in the host", "http://ho\u200Bst/"},
+        {"only dots", "http://.../"},
+        {"broken escape in the host", "http://ho%st/"},
+        {"escaped slash in the host", "http://ho%2Fst/"},
+        {"invalid UTF-8", "http://host/\xC3("},
+        {"lone surrogate", "http://host/\xED\xA0\x80"},
+        {"file elsewhere", "file://server/share"},
+        {"file without a path", "file:"},
+        {"file with a NUL", "file:///a%00b"},
+    };
+    for (const auto& [name, text] : rows) {
+        EXPECT_FALSE(URL::parse(text)) << name;
+    }
+}
+
+TEST(URL, ReadsItsParts) {
+    const URL link = url("HTTPS://User:pw@WWW.Example.ORG:8443/a%20b/c%25.zip?x=1&y=a+b%26&flag&=v#frag?");
+    EXPECT_EQ(link.scheme(), "https");
+    EXPECT_EQ(link.host(), "www.example.org");
+    EXPECT_EQ(link.path(), "/a b/c%.zip");
+    EXPECT_EQ(link.lastPathComponent(), "c%25.zip");
+    EXPECT_THAT(link.queryItems(),
+                ElementsAre(Pair("x", "1"), Pair("y", "a+b&"), Pair("flag", ""), Pair("", "v")));
+    EXPECT_EQ(link.withoutCredentials().absoluteString(),
+              "HTTPS://WWW.Example.ORG:8443/a%20b/c%25.zip?x=1&y=a+b%26&flag&=v#frag?");
+    EXPECT_EQ(url("http://BÜCHER.example/").host(), "bücher.example");
+    EXPECT_EQ(url("http://h/a/?q=/x").lastPathComponent(), "");
+    EXPECT_EQ(url("http://h").lastPathComponent(), "");
+    EXPECT_EQ(url("http://h/a/b/").path(), "/a/b");
+    EXPECT_EQ(url("http://h/").path(), "/");
+    EXPECT_EQ(url("http://h/%FF").path(), "") << "no UTF-8";
+    EXPECT_EQ(url("http://h/?mail=a@b").withoutCredentials(), url("http://h/?mail=a@b"));
+}
+
+TEST(URL, NamesTheActionOfALinkToTheApplication) {
+    EXPECT_EQ(url("fluvane://Add?url=http%3A%2F%2Fh%2F").host(), "add");
+    for (const char* text : {"fluvane:add?url=http%3A%2F%2Fh%2F", "fluvane:///add?url=http%3A%2F%2Fh%2F"}) {
+        EXPECT_FALSE(url(text).host()) << text;
+        EXPECT_THAT(url(text).path(), testing::AnyOf("add", "/add"));
+        EXPECT_THAT(url(text).queryItems(), ElementsAre(Pair("url", "http://h/")));
+    }
+}
+
+TEST(URL, ComparesServersByHostAndPort) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"http://Host/a", "host:80"},
+        {"https://host/", "host:443"},
+        {"http://host:0080", "host:80"},
+        {"http://u:1@host:8080/", "host:8080"},
+        {"https://[::1]/", "[::1]:443"},
+        {"http://[::1]:81/", "[::1]:81"},
+        {"http://host:/", "host:80"},
+        {"fluvane://add", "add"},
+        {"file:///a", ""},
+    };
+    for (const auto& [text, server] : rows) {
+        EXPECT_EQ(url(text).server(), server) << text;
+    }
+}
+
+TEST(URL, FileLocationsCarryAnyPath) {
+    const std::pair<const char*, std::string> rows[] = {
+        {"plain", "/home/user/file.zip"},
+        {"signs with a meaning in links", "/a%20b/50% off?#1;v=2[x] \"q\"\\"},
+        {"other scripts", "/Téléchargements/文件"},
+        {"no UTF-8", "/old\xE9/\xFF"},
+        {"root", "/"},
+    };
+    for (const auto& [name, path] : rows) {
+        const URL file = URL::file(path);
+        EXPECT_EQ(file.path(), path) << name;
+        EXPECT_EQ(URL::parse(file.absoluteString()), file) << name;
+        EXPECT_EQ(URL::folder(path).path(), path) << name;
+        EXPECT_TRUE(URL::folder(path).absoluteString().ends_with('/')) << name;
+    }
+    EXPECT_EQ(URL::folder("/a/b"), URL::folder("/a/b/"));
+    EXPECT_EQ(URL::folder("/a").appending("50% x?#é.zip").absoluteString(),
+              "file:///a/50%25%20x%3F%23%C3%A9.zip");
+    EXPECT_EQ(URL::folder("/a").appending("b"), URL::file("/a").appending("b"));
+    EXPECT_EQ(URL::folder("/a").appending("b/c").lastPathComponent(), "b%2Fc");
+    EXPECT_EQ(URL::file(std::string_view("/a\0b", 4)).path(), "/a") << "as the system reads a path";
+    EXPECT_EQ(url("file://localhost/a").path(), "/a");
+}
+
+} // namespace
