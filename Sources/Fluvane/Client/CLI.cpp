@@ -1,0 +1,131 @@
+#include "Fluvane/Client/CLI.h"
+
+#include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Client/Usage.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <thread>
+
+namespace fluvane::CLI {
+
+namespace {
+
+constexpr std::array<std::string_view, 22> commands = {
+    "add",         "list",   "pause",    "resume",  "remove",    "next",       "prioritize", "link",
+    "checksum",    "show",   "settings", "welcome", "whats-new", "crash-note", "update",     "log",
+    "diagnostics", "export", "import",   "state",   "snapshot",  "limit"};
+/// Those that open something, for which the application is started.
+constexpr std::array<std::string_view, 5> launching = {"add", "show", "settings", "welcome", "whats-new"};
+constexpr std::array<std::string_view, 3> withPath = {"export", "import", "snapshot"};
+constexpr int triesAfterLaunch = 50;
+constexpr std::chrono::milliseconds betweenTries{100};
+
+template <class List>
+bool contains(const List& list, std::string_view item) {
+    return std::ranges::find(list, item) != list.end();
+}
+
+std::string lowercased(std::string text) {
+    std::ranges::transform(text, text.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return text;
+}
+
+bool exists(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0;
+}
+
+void rewriteAdd(std::vector<std::string>& arguments) {
+    for (std::size_t i = 1; i < arguments.size(); ++i) {
+        if (arguments[i - 1] == "--to") {
+            // Every folder, not only the first: the application has no current folder to read the others by.
+            arguments[i] = DataFolders::absolutePath(arguments[i]);
+        } else if (arguments[i].find("://") == std::string::npos) {
+            auto path = DataFolders::absolutePath(arguments[i]);
+            if (exists(path)) {
+                arguments[i] = std::move(path);
+            }
+        }
+    }
+}
+
+std::optional<Answer> sendOrLaunch(const std::vector<std::string>& arguments,
+                                   const Surroundings& surroundings) {
+    auto answer = surroundings.send(arguments);
+    if (answer || !contains(launching, arguments[0]) || !surroundings.launch()) {
+        return answer;
+    }
+    for (int i = 0; i < triesAfterLaunch && !answer; ++i) {
+        surroundings.sleep(betweenTries);
+        answer = surroundings.send(arguments);
+    }
+    return answer;
+}
+
+void writeTo(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+std::vector<std::string> rewritten(std::vector<std::string> arguments) {
+    arguments[0] = lowercased(std::move(arguments[0]));
+    if (arguments[0] == "add") {
+        rewriteAdd(arguments);
+    } else if (contains(withPath, arguments[0]) && arguments.size() > 1) {
+        arguments[1] = DataFolders::absolutePath(arguments[1]);
+    }
+    return arguments;
+}
+
+int run(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
+    const std::string command = lowercased(arguments.empty() ? "help" : arguments[0]);
+    if (command == "help" || command == "--help" || command == "-h") {
+        surroundings.output(std::string(usageText()) + "\n");
+        return 0;
+    }
+    if (!contains(commands, command)) {
+        surroundings.error("Unknown command '" + arguments[0] + "'. Try: fluvane help\n");
+        return 2;
+    }
+    const auto answer = sendOrLaunch(rewritten(arguments), surroundings);
+    if (!answer) {
+        surroundings.error("Fluvane isn't running.\n");
+        return 1;
+    }
+    if (!answer->ok) {
+        surroundings.error(answer->text + "\n");
+        return 1;
+    }
+    if (!answer->text.empty()) {
+        surroundings.output(answer->text + "\n");
+    }
+    return 0;
+}
+
+int run(const std::vector<std::string>& arguments) {
+    return run(arguments,
+               {
+                   .send = [](const auto& list) { return send(list, DataFolders::controlSocket()); },
+                   .launch = launchApp,
+                   .sleep = [](auto time) { std::this_thread::sleep_for(time); },
+                   .output = [](std::string_view text) { writeTo(STDOUT_FILENO, text); },
+                   .error = [](std::string_view text) { writeTo(STDERR_FILENO, text); },
+               });
+}
+
+} // namespace fluvane::CLI

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The executable as its own command-line client: sends a command to the running application, prints the
+/// answer. Blocks; uses no thread and no display.
+namespace fluvane::CLI {
+
+/// What the application answered.
+struct Answer {
+    bool ok = false;
+    std::string text;
+};
+
+/// What `run` does to the world.
+struct Surroundings {
+    /// Absent: nobody answered.
+    std::function<std::optional<Answer>(const std::vector<std::string>&)> send;
+    std::function<bool()> launch;
+    std::function<void(std::chrono::milliseconds)> sleep;
+    std::function<void(std::string_view)> output;
+    std::function<void(std::string_view)> error;
+};
+
+/// Carries out a command line without the executable's own path; returns the exit status: 0 done, 1 failed,
+/// 2 no such command.
+[[nodiscard]] int run(const std::vector<std::string>& arguments, const Surroundings& surroundings);
+/// The same against this user's application, standard output and standard error.
+[[nodiscard]] int run(const std::vector<std::string>& arguments);
+
+/// The arguments as they are sent: the command in lower case, the paths among them made absolute.
+[[nodiscard]] std::vector<std::string> rewritten(std::vector<std::string> arguments);
+
+/// One request and its reply over the socket at `socketPath`. Absent: nobody answered.
+[[nodiscard]] std::optional<Answer> send(const std::vector<std::string>& arguments,
+                                         const std::string& socketPath);
+
+/// Starts this executable as the application, detached and in the background. False when it couldn't start.
+[[nodiscard]] bool launchApp();
+
+} // namespace fluvane::CLI

@@ -1,0 +1,111 @@
+#include "Fluvane/Client/CLI.h"
+#include "Fluvane/Client/ControlSocket.h"
+
+#include <nlohmann/json.hpp>
+
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+namespace fluvane::CLI {
+
+namespace {
+
+using ControlSocket::Descriptor;
+
+/// How long a connect waits for room in the application's queue of connections.
+constexpr timeval connectPatience{.tv_sec = 5, .tv_usec = 0};
+
+std::string requestText(const std::vector<std::string>& arguments) {
+    using Json = nlohmann::json;
+    return Json(arguments).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+Descriptor connected(const std::string& socketPath) {
+    const auto address = ControlSocket::address(socketPath);
+    Descriptor socket(address ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1);
+    if (!socket) {
+        return socket;
+    }
+    // With a full backlog connect waits for room; the time-out keeps a stopped application from holding us.
+    setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &connectPatience, sizeof connectPatience);
+    int result = -1;
+    do {
+        result = connect(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        return Descriptor();
+    }
+    constexpr timeval forever{};
+    setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &forever, sizeof forever);
+    return socket;
+}
+
+std::string readAll(int descriptor) {
+    std::string gathered;
+    std::array<char, ControlSocket::readChunk> chunk; // NOLINT: filled by read
+    while (gathered.size() < ControlSocket::replyLimit) {
+        const ssize_t count = read(descriptor, chunk.data(), chunk.size());
+        if (count > 0) {
+            gathered.append(chunk.data(), static_cast<std::size_t>(count));
+        } else if (count == 0 || errno != EINTR) {
+            break;
+        }
+    }
+    return gathered;
+}
+
+/// The length of the valid UTF-8 sequence at the start of the text; 0 when there is none.
+std::size_t sequenceLength(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(0);
+    if (lead < 0x80) {
+        return 1;
+    }
+    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() < length) {
+        return 0;
+    }
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) {
+            return 0;
+        }
+    }
+    const bool overlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
+    const bool outside = (lead == 0xED && byte(1) > 0x9F) || (lead == 0xF4 && byte(1) > 0x8F);
+    return overlong || outside ? 0 : length;
+}
+
+std::string repaired(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t length = sequenceLength(text);
+        result += length > 0 ? text.substr(0, length) : std::string_view("\uFFFD");
+        text.remove_prefix(length > 0 ? length : 1);
+    }
+    return result;
+}
+
+} // namespace
+
+std::optional<Answer> send(const std::vector<std::string>& arguments, const std::string& socketPath) {
+    const std::string request = requestText(arguments);
+    const Descriptor socket = connected(socketPath);
+    if (!socket) {
+        return std::nullopt;
+    }
+    ControlSocket::writeAll(socket.get(), request);
+    shutdown(socket.get(), SHUT_WR);
+    const std::string reply = repaired(readAll(socket.get()));
+    const auto lineFeed = reply.find('\n');
+    if (lineFeed == std::string::npos) {
+        return std::nullopt;
+    }
+    return Answer{.ok = reply.compare(0, lineFeed, "ok") == 0, .text = reply.substr(lineFeed + 1)};
+}
+
+} // namespace fluvane::CLI
