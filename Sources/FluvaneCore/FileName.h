@@ -24,16 +24,20 @@ struct Parts {
     friend bool operator==(const Parts&, const Parts&) = default;
 };
 
-/// Never empty.
+/// Never empty, at most `longest` bytes, safe to create in a folder.
 [[nodiscard]] std::string suggested(const std::optional<std::string>& disposition, const URL& url,
                                     const std::optional<std::string>& mimeType,
                                     const TypeRegistry& registry = {});
-/// Absent when nothing usable is left.
+/// Absent when nothing usable is left. Valid UTF-8 of at most `longest` bytes without separators, controls or
+/// a leading dot.
 [[nodiscard]] std::optional<std::string> clean(std::string_view name);
+/// Knows the double extensions of archives: ".tar.gz".
 [[nodiscard]] Parts split(std::string_view name);
-/// Cut by whole characters to at most `bytes` bytes, the extension kept when it is short enough.
+/// Cut by whole characters to at most `bytes` bytes, the extension kept when it is short enough. Where not
+/// even one character fits, it is cut within that character rather than dropped.
 [[nodiscard]] std::string shortened(std::string_view name, std::size_t bytes);
-/// The first free name. Numbered names are cut so that, with `reserve` more bytes, they still fit a file system.
+/// The first free name. Where a name or a numbered name would not fit a file system with `reserve` (at most
+/// 127) bytes appended, its stem is cut; otherwise nothing changes. Asks `taken` until it says no.
 [[nodiscard]] std::string unique(std::string_view name, DuplicateNaming style,
                                  const std::function<bool(const std::string&)>& taken,
                                  std::size_t reserve = 0);

@@ -9,6 +9,8 @@
 
 namespace fluvane {
 
+/// The readers of response header values. None of them fails: an unreadable value is absent.
+
 /// What part of the file a partial response carries. Offsets in bytes, `last` inclusive.
 struct ContentRange {
     std::int64_t first = 0;
@@ -28,7 +30,10 @@ namespace ContentDisposition {
 } // namespace ContentDisposition
 
 namespace RetryAfter {
-/// Seconds to wait, 0 or more and finite.
+/// The longest wait taken from a server, in seconds: a year, also for "inf" and numbers beyond measure.
+inline constexpr double longest = 365.0 * 24 * 60 * 60;
+
+/// Seconds to wait, from 0 to `longest`; `value` is a number of seconds or an HTTP date in GMT.
 [[nodiscard]] std::optional<double> delay(std::string_view value, Date now);
 } // namespace RetryAfter
 
@@ -37,6 +42,7 @@ struct Validators {
     std::optional<std::string> etag;
     std::optional<std::string> lastModified;
 
+    /// The value of an If-Range header; a weak tag cannot be one.
     [[nodiscard]] std::optional<std::string> ifRange() const;
     [[nodiscard]] bool isEmpty() const { return !etag && !lastModified; }
     /// True only when the two are known to describe different versions.

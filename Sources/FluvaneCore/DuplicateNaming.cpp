@@ -1,0 +1,65 @@
+#include "FluvaneCore/DuplicateNaming.h"
+
+#include "FluvaneCore/FileName.h"
+
+#include <algorithm>
+
+namespace fluvane::duplicateNaming {
+
+namespace {
+
+struct Style {
+    DuplicateNaming style;
+    std::string_view rawValue;
+    std::string_view before, after; ///< What stands around the number.
+    std::int64_t first;
+    std::string_view usedBy;
+};
+
+constexpr std::array styles = {
+    Style{DuplicateNaming::spaceParentheses, "spaceParentheses", " (", ")", 1, "Chrome, Edge, Brave, Arc"},
+    Style{DuplicateNaming::parentheses, "parentheses", "(", ")", 1, "Firefox"},
+    Style{DuplicateNaming::hyphen, "hyphen", "-", "", 1, "Safari"},
+    Style{DuplicateNaming::underscore, "underscore", "_", "", 1, ""},
+    Style{DuplicateNaming::spaceNumber, "spaceNumber", " ", "", 2,
+          "Finder"}, // the first copy is the second file
+};
+
+const Style& find(DuplicateNaming style) {
+    return styles[static_cast<std::size_t>(style)];
+}
+
+} // namespace
+
+std::int64_t first(DuplicateNaming style) {
+    return find(style).first;
+}
+
+std::string name(DuplicateNaming style, std::string_view stem, std::int64_t number,
+                 std::string_view extension) {
+    const Style& entry = find(style);
+    std::string result(stem);
+    return result.append(entry.before).append(std::to_string(number)).append(entry.after).append(extension);
+}
+
+std::string example(DuplicateNaming style, std::string_view fileName) {
+    const FileName::Parts parts = FileName::split(fileName);
+    return name(style, parts.stem, first(style), parts.extension);
+}
+
+std::optional<std::string_view> usedBy(DuplicateNaming style) {
+    const std::string_view programs = find(style).usedBy;
+    return programs.empty() ? std::nullopt : std::optional(programs);
+}
+
+std::string_view rawValue(DuplicateNaming style) {
+    return find(style).rawValue;
+}
+
+std::optional<DuplicateNaming> from(std::string_view rawValue) {
+    const auto entry = std::find_if(styles.begin(), styles.end(),
+                                    [&](const Style& style) { return style.rawValue == rawValue; });
+    return entry == styles.end() ? std::nullopt : std::optional(entry->style);
+}
+
+} // namespace fluvane::duplicateNaming

@@ -1,0 +1,142 @@
+#include "FluvaneCore/Headers.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+using namespace fluvane;
+
+namespace {
+
+TEST(ContentRange, ReadsSatisfiedRanges) {
+    const std::pair<const char*, std::optional<ContentRange>> rows[] = {
+        {"bytes 0-499/1234", ContentRange{0, 499, 1234}},
+        {" \tBytes 500-999/* ", ContentRange{500, 999, std::nullopt}},
+        {"bytes 0-0/1", ContentRange{0, 0, 1}},
+        {"bytes 0-9 / 100", ContentRange{0, 9, 100}},
+        {"bytes +0-+9/+100", ContentRange{0, 9, 100}},
+        {"bytes 0-9223372036854775806/9223372036854775807", ContentRange{0, INT64_MAX - 1, INT64_MAX}},
+        {"bytes 0-9223372036854775808/*", {}},
+        {"bytes 5-4/10", {}},
+        {"bytes 0-10/10", {}},
+        {"bytes 0-1/1", {}},
+        {"bytes */10", {}},
+        {"bytes0-9/100", {}},
+        {"bytes=0-9/100", {}},
+        {"items 0-9/100", {}},
+        {"bytes 0 - 9/100", {}},
+        {"bytes 0-9", {}},
+        {"bytes 0-9/", {}},
+        {"bytes -9/100", {}},
+        {"bytes 0-/100", {}},
+        {"bytes 0-9/100/1", {}},
+        {"bytes 0--9/100", {}},
+        {"bytes 0-9/-1", {}},
+        {"bytes 0x0-9/100", {}},
+        {"", {}},
+    };
+    for (const auto& [header, range] : rows) {
+        EXPECT_EQ(ContentRange::parse(header), range) << header;
+    }
+}
+
+TEST(ContentRange, ReadsTheTotalOfARefusedRange) {
+    const std::pair<const char*, std::optional<std::int64_t>> rows[] = {
+        {" BYTES */4096 ", 4096}, {"bytes */", {}},    {"bytes */*", {}},
+        {"bytes * /5", {}},       {"bytes 0-1/5", {}},
+    };
+    for (const auto& [header, total] : rows) {
+        EXPECT_EQ(ContentRange::unsatisfiedTotal(header), total) << header;
+    }
+}
+
+TEST(ContentDisposition, FindsTheSuggestedName) {
+    struct Row {
+        const char* name;
+        const char* header;
+        std::optional<std::string> fileName;
+    };
+    const Row rows[] = {
+        {"token", "attachment; filename=a.zip", "a.zip"},
+        {"token with blanks", "attachment;\tFileName = my file.zip ; x=y", "my file.zip"},
+        {"quoted", R"(attachment; filename="a; b.zip" junk; size=5)", "a; b.zip"},
+        {"escaped quote", R"(attachment; filename="a \"b\" \\c.zip")", R"(a "b" \c.zip)"},
+        {"unterminated", R"(attachment; filename="a; b)", "a; b"},
+        {"backslash at the end", R"(attachment; filename="a\)", R"(a\)"},
+        {"later plain name wins", "inline; filename=a; filename=b", "b"},
+        {"extended first", "attachment; filename*=UTF-8''%e2%82%ac.txt; filename=\"euro.txt\"", "€.txt"},
+        {"extended last", "attachment; filename=euro.txt; FILENAME*=utf-8'en'%E2%82%AC%20x.txt", "€ x.txt"},
+        {"apostrophe in the text", "a; filename*=UTF-8''it's.txt", "it's.txt"},
+        {"quoted extended", "a; filename*=\"UTF-8''a%20b\"", "a b"},
+        {"Latin-1", "a; filename*=ISO-8859-1''caf%E9%2.txt", "café%2.txt"},
+        {"Latin-1 cut short", "a; filename*=iso-8859-1''a%e", "a%e"},
+        {"broken extended, plain stays", "a; filename*=UTF-8''%zz; filename=b", "b"},
+        {"no UTF-8 in the extended", "a; filename*=UTF-8''%E9; filename=b", "b"},
+        {"foreign charset", "a; filename*=UTF-16''a", {}},
+        {"no charset", "a; filename*=a.txt", {}},
+        {"empty extended hides the plain", "a; filename=b; filename*=UTF-8''", {}},
+        {"empty plain", "a; filename=\"\"", {}},
+        {"bare type", "attachment", {}},
+        {"name in front of any semicolon", "filename=a.zip", {}},
+        {"no value", "attachment; filename", {}},
+        {"only separators", ";;; \t;", {}},
+        {"other parameter", "form-data; name=\"x\"", {}},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(ContentDisposition::fileName(row.header), row.fileName) << row.name;
+    }
+}
+
+TEST(RetryAfter, TakesSecondsAndDates) {
+    const Date now = Date(std::chrono::seconds(784111777)); // Sun, 06 Nov 1994 08:49:37 GMT
+    const std::pair<std::string, std::optional<double>> rows[] = {
+        {" 120 ", 120.0},
+        {"1.5", 1.5},
+        {"+3", 3.0},
+        {"-5", 0.0},
+        {"nan", 0.0},
+        {"-nan", 0.0},
+        {"-inf", 0.0},
+        {"inf", RetryAfter::longest},
+        {"Infinity", RetryAfter::longest},
+        {"1e300", RetryAfter::longest},
+        {"1e999", RetryAfter::longest},
+        {std::string(400, '9'), RetryAfter::longest},
+        {"-1e999", 0.0},
+        {"1e-999", 0.0},
+        {"Sun, 06 Nov 1994 08:49:38 GMT", 1.0},
+        {"sun, 06 nov 1994 09:49:37 gmt", 3600.0},
+        {"Sun, 06 Nov 1994 08:49:36 GMT", 0.0},
+        {"Thu, 29 Feb 1996 00:00:00 GMT", RetryAfter::longest},
+        {"Fri, 31 Dec 9999 23:59:59 GMT", RetryAfter::longest},
+        {"Wed, 29 Feb 1995 00:00:00 GMT", {}},
+        {"Son, 06 Nov 1994 08:49:38 GMT", {}},
+        {"Sun, 06 Okt 1994 08:49:38 GMT", {}},
+        {"Sun, 06 Nov 1994 24:00:00 GMT", {}},
+        {"Sun, +6 Nov 1994 08:49:38 GMT", {}},
+        {"Sun, 06 Nov 1994 08:49:38 CET", {}},
+        {"Sun Nov  6 08:49:38 1994", {}},
+        {"Sun, 06 Nov 1994 08:49:38 GMT!", {}},
+        {"soon", {}},
+        {"5 s", {}},
+        {"+-5", {}},
+        {"", {}},
+    };
+    for (const auto& [value, wait] : rows) {
+        EXPECT_EQ(RetryAfter::delay(value, now), wait) << value;
+    }
+}
+
+TEST(Validators, ChooseIfRangeAndCompare) {
+    const Validators strong{"\"a\"", "Mon"};
+    EXPECT_EQ(strong.ifRange(), "\"a\"");
+    EXPECT_EQ((Validators{"W/\"a\"", "Mon"}.ifRange()), "Mon");
+    EXPECT_EQ((Validators{"W/\"a\"", {}}.ifRange()), std::nullopt);
+    EXPECT_FALSE(strong.differ({"\"a\"", "Tue"})) << "the tag decides";
+    EXPECT_TRUE(strong.differ({"\"A\"", "Mon"}));
+    EXPECT_TRUE(strong.differ({{}, "Tue"}));
+    EXPECT_FALSE((Validators{"\"a\"", {}}.differ({{}, "Mon"})));
+    EXPECT_FALSE(Validators().differ(strong));
+}
+
+} // namespace

@@ -1,0 +1,101 @@
+#include "FluvaneCore/NumberedRange.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <string>
+
+using namespace fluvane;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+namespace {
+
+std::string repeated(std::string_view text, int count) {
+    std::string result;
+    for (int i = 0; i < count; ++i) {
+        result += text;
+    }
+    return result;
+}
+
+TEST(NumberedRange, ExpandsAWord) {
+    const std::pair<const char*, std::vector<std::string>> rows[] = {
+        {"part[1-3].zip", {"part1.zip", "part2.zip", "part3.zip"}},
+        {"part[001-3].zip", {"part001.zip", "part002.zip", "part003.zip"}},
+        {"[9-11]", {"9", "10", "11"}},
+        {"[08-11]", {"08", "09", "10", "11"}},
+        {"[1-010]", {"1", "2", "3", "4", "5", "6", "7", "8", "9", "10"}},
+        {"[0-1]", {"0", "1"}},
+        {"[00-1]", {"00", "01"}},
+        {"[099-101]", {"099", "100", "101"}},
+        {"[11-09]", {"11", "10", "9"}},
+        {"[2-2]", {"2"}},
+        {"a[1-2]b[1-2]", {"a1b1", "a1b2", "a2b1", "a2b2"}},
+        {"[[1-2]]", {"[1]", "[2]"}},
+        {"[1-[3-4]", {"[1-3", "[1-4"}},
+        {"[999999999-999999998]", {"999999999", "999999998"}},
+        {"[1-1234567890]", {"[1-1234567890]"}},
+        {"[1 -2]", {"[1 -2]"}},
+        {"[-2][1-][a-b][1-2", {"[-2][1-][a-b][1-2"}},
+        {"http://[::1]/a[1-2]", {"http://[::1]/a1", "http://[::1]/a2"}},
+        {"", {""}},
+    };
+    for (const auto& [word, expansions] : rows) {
+        EXPECT_EQ(NumberedRange::expandWord(word), expansions) << word;
+    }
+}
+
+TEST(NumberedRange, StopsAtTheLimitWithoutCountingOn) {
+    for (const char* word : {"[1-5000]", "[1-999999999]", "[1-1001]", "[1-1000]"}) {
+        const auto words = NumberedRange::expandWord(word);
+        ASSERT_THAT(words, SizeIs(NumberedRange::limit)) << word;
+        EXPECT_EQ(words.back(), "1000") << word;
+    }
+    for (const char* word : {"[1-40]x[1-40]", "[1-30]x[1-40]"}) {
+        const auto words = NumberedRange::expandWord(word);
+        ASSERT_THAT(words, SizeIs(NumberedRange::limit)) << word;
+        EXPECT_EQ(words.back(), "25x40") << word;
+    }
+    const auto many = NumberedRange::expandWord(repeated("[1-2]", 1000));
+    ASSERT_THAT(many, SizeIs(NumberedRange::limit));
+    EXPECT_TRUE(many.back().ends_with("2222211222")) << "1000 is 1111101000 in twos, counted from 0";
+    const std::string tooLong = repeated("[1-2]", 20'000);
+    EXPECT_THAT(NumberedRange::expandWord(tooLong), ElementsAre(tooLong));
+}
+
+TEST(NumberedRange, ExpandsTextAndKeepsItsWhiteSpace) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"", ""},
+        {" no range \r\n\there ", " no range \r\n\there "},
+        {"a[1-2]\t b\nc[3-4]", "a1\na2\t b\nc3\nc4"},
+        {"x[1-2]\u3000y\u00A0z[1-2]", "x1\nx2\u3000y\u00A0z1\nz2"},
+        {"[no] [1-2] ", "[no] 1\n2 "},
+        {"\xFF[1-2]\xE2\x82 é", "\xFF"
+                                "1\xE2\x82\n\xFF"
+                                "2\xE2\x82 é"},
+    };
+    for (const auto& [text, expanded] : rows) {
+        EXPECT_EQ(NumberedRange::expand(text), expanded) << text;
+    }
+}
+
+TEST(NumberedRange, BoundsWhatOneTextComesTo) {
+    const std::string short_ = NumberedRange::expand(repeated("http://h/[1-9999] ", 50'000));
+    EXPECT_EQ(std::count(short_.begin(), short_.end(), '\n'), 100 * 999);
+    EXPECT_TRUE(short_.ends_with("http://h/[1-9999] ")) << "the rest stays as it was";
+    const std::string long_ = NumberedRange::expand(repeated(std::string(8000, 'x') + "[1-9999] ", 100));
+    EXPECT_LT(long_.size(), NumberedRange::textBytes + 1'000'000);
+}
+
+TEST(NumberedRange, SaysWhatComesOfIt) {
+    EXPECT_EQ(NumberedRange::note("http://h/a.zip [x]", 1),
+              "For files in a series, put the numbers in brackets: "
+              "part[01-20].zip is part01.zip to part20.zip.");
+    EXPECT_EQ(NumberedRange::note("see http://h/[1-3][1-2]", 6), "That range makes 6 links.");
+    EXPECT_EQ(NumberedRange::note("http://h/[1-5000]", 1000),
+              "That range makes 1000 links, the most at once.");
+    EXPECT_EQ(NumberedRange::note("http://h/[1-3] http://h/[2-4]", 4), "Those ranges make 4 links in all.");
+}
+
+} // namespace
