@@ -1,0 +1,111 @@
+/// How a connection's request is put to the transfer library.
+
+#include "Fluvane/Linux/Transport/TransferConnection.h"
+
+#include <algorithm>
+#include <new>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+namespace {
+
+constexpr long receiveBuffer = 256 * 1024;
+constexpr long mostRedirects = 20;
+constexpr const char* webProtocols = "http,https";
+constexpr const char* userAgent = "Fluvane/" FLUVANE_VERSION " (Linux)";
+
+/// A server need not know a referrer's user and password, nor the place on its page.
+std::string refererText(const URL& referrer) {
+    const URL bare = referrer.withoutCredentials();
+    return bare.absoluteString().substr(0, bare.absoluteString().find('#'));
+}
+
+bool fitsInHeader(const std::string& value) {
+    return std::none_of(value.begin(), value.end(),
+                        [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
+}
+
+} // namespace
+
+void TransferConnection::setUp() {
+    CURL* easy = handle();
+    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
+    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, detail_.data());
+    curl_easy_setopt(easy, CURLOPT_SHARE, context_.shared);
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L); // a cancel doesn't wait for a name look-up
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBuffer);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(context_.options.patience * 1000));
+
+    curl_easy_setopt(easy, CURLOPT_URL, transfer_->request().url.absoluteString().c_str());
+    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
+    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, webProtocols);
+    curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, webProtocols);
+    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, mostRedirects);
+    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    curl_easy_setopt(easy, CURLOPT_COOKIEFILE, ""); // cookies that redirects set live as long as the transfer
+    curl_easy_setopt(easy, CURLOPT_USERAGENT, userAgent);
+    setUpSecurity();
+    addHeaders();
+
+    curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
+    curl_easy_setopt(
+        easy, CURLOPT_PREREQFUNCTION, +[](void* self, char*, char*, int, int) -> int {
+            static_cast<TransferConnection*>(self)->requestSent();
+            return CURL_PREREQFUNC_OK;
+        });
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(
+        easy, CURLOPT_HEADERFUNCTION, +[](char* data, size_t, size_t size, void* self) -> size_t {
+            return static_cast<TransferConnection*>(self)->headLine({data, size}) ? size : 0;
+        });
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(
+        easy, CURLOPT_WRITEFUNCTION, +[](char* data, size_t, size_t size, void* self) -> size_t {
+            return static_cast<TransferConnection*>(self)->body(std::as_bytes(std::span(data, size)));
+        });
+}
+
+void TransferConnection::setUpSecurity() {
+    const auto& [file, folder] = context_.options.certificates;
+    const char* const fileName = file ? file->c_str() : nullptr;
+    const char* const folderName = folder ? folder->c_str() : nullptr;
+    curl_easy_setopt(handle(), CURLOPT_CAINFO, fileName);
+    curl_easy_setopt(handle(), CURLOPT_CAPATH, folderName);
+    curl_easy_setopt(handle(), CURLOPT_PROXY_CAINFO, fileName);
+    curl_easy_setopt(handle(), CURLOPT_PROXY_CAPATH, folderName);
+}
+
+void TransferConnection::addHeaders() {
+    const auto& request = transfer_->request();
+    addHeader("Accept-Encoding: identity");
+    if (request.from) {
+        addHeader(fmt::format("Range: bytes={}-{}", *request.from,
+                              request.to ? std::to_string(*request.to) : std::string()));
+    }
+    if (request.ifRange) {
+        addHeader("If-Range: " + *request.ifRange);
+    }
+    if (request.referrer) {
+        addHeader("Referer: " + refererText(*request.referrer));
+    }
+    curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headers_.get());
+}
+
+void TransferConnection::addHeader(const std::string& line) {
+    if (!fitsInHeader(line)) {
+        return;
+    }
+    auto* const longer = curl_slist_append(headers_.get(), line.c_str());
+    if (!longer) {
+        throw std::bad_alloc();
+    }
+    static_cast<void>(headers_.release());
+    headers_.reset(longer);
+}
+
+} // namespace fluvane

@@ -1,0 +1,91 @@
+#include "Fluvane/Linux/Transport/ResponseHead.h"
+
+#include "FluvaneCore/Text.h"
+
+#include <charconv>
+
+namespace fluvane {
+
+namespace {
+
+constexpr std::size_t mostBytes = 1024 * 1024;
+
+std::string_view withoutBlanks(std::string_view text) {
+    const auto first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+/// The status of "HTTP/1.1 206 Partial Content", 0 if there is none.
+int statusOf(std::string_view statusLine) {
+    const auto blank = statusLine.find(' ');
+    if (blank == std::string_view::npos) {
+        return 0;
+    }
+    const auto digits = withoutBlanks(statusLine.substr(blank));
+    int status = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), status);
+    return status;
+}
+
+} // namespace
+
+ResponseHead::Step ResponseHead::add(std::string_view line) {
+    total_ += line.size();
+    if (total_ > mostBytes) {
+        return Step::tooLong;
+    }
+    if (final_) {
+        return Step::more; // a trailer
+    }
+    if (!inHead_) {
+        startHead(line);
+        return Step::more;
+    }
+    if (line == "\r\n" || line == "\n") {
+        return endHead();
+    }
+    addField(line);
+    return Step::more;
+}
+
+void ResponseHead::startHead(std::string_view statusLine) {
+    if (!statusLine.starts_with("HTTP/")) {
+        return;
+    }
+    inHead_ = true;
+    leadsElsewhere_ = false;
+    status_ = statusOf(statusLine);
+    headers_.clear();
+}
+
+void ResponseHead::addField(std::string_view line) {
+    if ((line.front() == ' ' || line.front() == '\t') && !headers_.empty()) {
+        headers_.back().second.append(" ").append(withoutBlanks(line)); // a folded line
+        return;
+    }
+    const auto colon = line.find(':');
+    if (colon == std::string_view::npos) {
+        return;
+    }
+    const auto name = withoutBlanks(line.substr(0, colon));
+    const auto value = withoutBlanks(line.substr(colon + 1));
+    leadsElsewhere_ = leadsElsewhere_ || (text::equalIgnoringASCIICase(name, "location") && !value.empty());
+    headers_.emplace_back(name, value);
+}
+
+ResponseHead::Step ResponseHead::endHead() {
+    inHead_ = false;
+    if (status_ < 200) {
+        return Step::more;
+    }
+    if (status_ >= 300 && status_ < 400 && leadsElsewhere_) {
+        return Step::redirect;
+    }
+    final_ = true;
+    return Step::final;
+}
+
+} // namespace fluvane

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Fluvane/Linux/MainQueue.h"
+#include "Fluvane/Linux/Transport/SpeedLimiter.h"
+#include "Fluvane/Linux/Transport/TransportOptions.h"
+#include "FluvaneEngine/Platform.h"
+
+#include <memory>
+#include <optional>
+
+namespace fluvane {
+
+class TransferLoop;
+
+/// HTTP transfers on one thread of its own, started with the first of them. The engine calls on the main
+/// queue and gets its events there. Transfers may outlive the transport: they then end without an event.
+class SessionTransport final : public HTTPTransport {
+public:
+    /// The queue outlives the transport and its transfers.
+    explicit SessionTransport(MainQueue& queue, TransportOptions options = {});
+    ~SessionTransport() override;
+
+    [[nodiscard]] std::shared_ptr<Transfer> start(TransferRequest request, Events events) override;
+    void setSpeedLimit(std::optional<std::int64_t> bytesPerSecond) override;
+
+private:
+    MainQueue& queue_;
+    SpeedLimiter limiter_;
+    std::unique_ptr<TransferLoop> loop_;
+};
+
+} // namespace fluvane

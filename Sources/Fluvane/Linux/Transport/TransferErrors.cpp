@@ -1,0 +1,123 @@
+#include "Fluvane/Linux/Transport/TransferErrors.h"
+
+#include "Fluvane/Linux/Transport/NetworkReach.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <curl/curl.h>
+#include <fmt/format.h>
+
+namespace fluvane {
+
+namespace {
+
+std::string named(const std::string& host) {
+    return host.empty() ? "the server" : host;
+}
+
+/// The sentence with the system's own words for the error, if there is one.
+std::string withSystemError(std::string text, int error) {
+    if (error != 0) {
+        text += ": " + std::generic_category().message(error);
+    }
+    return text + ".";
+}
+
+/// The numbers are those of X509_verify_cert(3).
+std::string certificateSentence(long result) {
+    switch (result) {
+    case 0:
+        return "The server's certificate is for another name.";
+    case 9:
+        return "The server's certificate isn't valid yet.";
+    case 10:
+        return "The server's certificate has expired.";
+    case 23:
+        return "The server's certificate has been revoked.";
+    default:
+        return "The server's certificate isn't trusted.";
+    }
+}
+
+bool proxyRefused(const TransferFailure& failure) {
+    const bool broke = failure.code == CURLE_RECV_ERROR || failure.code == CURLE_COULDNT_CONNECT ||
+                       failure.code == CURLE_PROXY;
+    return broke && failure.proxyStatus != 0 && failure.proxyStatus / 100 != 2;
+}
+
+std::string unsupportedSentence(const TransferFailure& failure) {
+    if (failure.asked) {
+        return TransferText::notHTTP;
+    }
+    return failure.redirected ? "The server redirected to a link that is neither http nor https."
+                              : "The link is neither http nor https.";
+}
+
+} // namespace
+
+std::string sentence(const TransferFailure& failure) {
+    if (proxyRefused(failure)) {
+        return fmt::format("The proxy refused the connection (status {}).", failure.proxyStatus);
+    }
+    switch (failure.code) {
+    case CURLE_OK:
+    case CURLE_GOT_NOTHING:
+        return "The server closed the connection without answering.";
+    case CURLE_UNSUPPORTED_PROTOCOL:
+        return unsupportedSentence(failure);
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_WRITE_ERROR: // only a head that has no end is refused that way
+        return TransferText::notHTTP;
+    case CURLE_URL_MALFORMAT:
+        return failure.redirected ? "The server redirected to a link that isn't valid."
+                                  : "The link isn't valid.";
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return "The proxy wasn't found.";
+    case CURLE_COULDNT_RESOLVE_HOST:
+        return fmt::format("The server {} wasn't found.", failure.host);
+    case CURLE_COULDNT_CONNECT:
+        return withSystemError("Couldn't connect to " + named(failure.host), failure.systemError);
+    case CURLE_PROXY:
+        return "The proxy refused the connection.";
+    case CURLE_PARTIAL_FILE:
+        return "The server closed the connection early.";
+    case CURLE_OPERATION_TIMEDOUT:
+        return TransferText::stopped;
+    case CURLE_TOO_MANY_REDIRECTS:
+        return "The server redirected too many times.";
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+        return withSystemError("The connection to " + named(failure.host) + " broke", failure.systemError);
+    case CURLE_SSL_CONNECT_ERROR:
+        return fmt::format("Couldn't make a secure connection to {}.", named(failure.host));
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return certificateSentence(failure.certificate);
+    case CURLE_SSL_CACERT_BADFILE:
+        return "Couldn't read the certificates of the trusted authorities.";
+    default:
+        return fmt::format("The transfer failed: {}.",
+                           curl_easy_strerror(static_cast<CURLcode>(failure.code)));
+    }
+}
+
+bool mayBeOffline(const TransferFailure& failure) {
+    if (NetworkReach::isLoopback(failure.host) || NetworkReach::isLoopback(failure.peer)) {
+        return false;
+    }
+    switch (failure.code) {
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_OPERATION_TIMEDOUT:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+        return true;
+    case CURLE_COULDNT_CONNECT:
+        return failure.systemError == ENETUNREACH || failure.systemError == EHOSTUNREACH ||
+               failure.systemError == ENETDOWN || failure.systemError == ETIMEDOUT;
+    default:
+        return false;
+    }
+}
+
+} // namespace fluvane

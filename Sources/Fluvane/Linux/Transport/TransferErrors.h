@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+namespace fluvane {
+
+/// What is known of a request that failed.
+struct TransferFailure {
+    int code = 0;        ///< The transfer library's; 0: the answer ended before its head was complete.
+    int systemError = 0; ///< The system's, 0 if unknown.
+    std::string host{};  ///< The server asked last.
+    std::string peer{};  ///< The address connected to last, maybe a proxy's.
+    bool asked = false;  ///< A request had gone out to `host`.
+    bool redirected = false;
+    long proxyStatus = 0; ///< A proxy's answer to CONNECT, 0 if none.
+    long certificate =
+        0; ///< Result of checking the certificate, 0 if nothing was found wrong with its chain.
+};
+
+/// A whole sentence for the user.
+[[nodiscard]] std::string sentence(const TransferFailure& failure);
+/// Whether a machine without network explains the failure.
+[[nodiscard]] bool mayBeOffline(const TransferFailure& failure);
+
+namespace TransferText {
+inline constexpr const char* notHTTP = "The server's answer wasn't HTTP.";
+inline constexpr const char* stopped = "The server stopped answering.";
+inline constexpr const char* couldNotWrite = "Couldn't write to the file: ";
+} // namespace TransferText
+
+} // namespace fluvane

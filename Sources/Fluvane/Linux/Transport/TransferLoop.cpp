@@ -1,0 +1,145 @@
+#include "Fluvane/Linux/Transport/TransferLoop.h"
+
+#include "Fluvane/Linux/Transport/Uptime.h"
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <new>
+#include <utility>
+
+#include <pthread.h>
+
+namespace fluvane {
+
+namespace {
+
+constexpr double longestSleep = 24 * 60 * 60;
+
+void initialiseLibrary() {
+    static const CURLcode done = curl_global_init(CURL_GLOBAL_DEFAULT);
+    static_cast<void>(done);
+}
+
+CURLM* openMulti() {
+    initialiseLibrary();
+    CURLM* const multi = curl_multi_init();
+    if (!multi) {
+        throw std::bad_alloc();
+    }
+    // A connection for every transfer: the engine counts on it.
+    curl_multi_setopt(multi, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
+    return multi;
+}
+
+CURLSH* openShare() {
+    initialiseLibrary();
+    CURLSH* const share = curl_share_init();
+    if (!share) {
+        throw std::bad_alloc();
+    }
+    curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+    return share;
+}
+
+} // namespace
+
+TransferLoop::TransferLoop(TransportOptions options, SpeedLimiter& limiter)
+    : options_(std::move(options)), limiter_(limiter), share_(openShare()), multi_(openMulti()),
+      inbox_(std::make_shared<TransferInbox>([multi = multi_.get()] { curl_multi_wakeup(multi); })),
+      context_{options_, limiter_, gathered_, share_.get()} {}
+
+TransferLoop::~TransferLoop() {
+    inbox_->close();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
+
+void TransferLoop::begin(std::shared_ptr<TransferState> transfer) {
+    inbox_->begin(std::move(transfer));
+    if (!thread_.joinable()) {
+        thread_ = std::thread([this] { run(); });
+    }
+}
+
+void TransferLoop::run() {
+    pthread_setname_np(pthread_self(), "transfer");
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, nullptr); // signals are the main thread's
+    while (auto starting = inbox_->take()) {
+        std::for_each(starting->begin(), starting->end(), [this](const auto& transfer) { add(transfer); });
+        runRound();
+        sleep();
+    }
+    abandonAll();
+}
+
+void TransferLoop::runRound() {
+    const double now = uptime();
+    for (const auto& connection : connections_) {
+        connection->settle(now);
+    }
+    int running = 0;
+    curl_multi_perform(multi_.get(), &running);
+    gathered_.flush();
+    collectEnds();
+    removeConcluded();
+}
+
+void TransferLoop::add(const std::shared_ptr<TransferState>& transfer) {
+    if (transfer->isOver()) {
+        return;
+    }
+    try {
+        auto connection = std::make_unique<TransferConnection>(transfer, context_);
+        if (curl_multi_add_handle(multi_.get(), connection->handle()) != CURLM_OK) {
+            throw std::bad_alloc();
+        }
+        connections_.push_back(std::move(connection));
+    } catch (const std::bad_alloc&) {
+        transfer->fail({"There isn't enough memory for another connection."});
+    }
+}
+
+void TransferLoop::collectEnds() {
+    int left = 0;
+    while (const CURLMsg* const message = curl_multi_info_read(multi_.get(), &left)) {
+        if (message->msg == CURLMSG_DONE) {
+            TransferConnection::of(message->easy_handle).ended(message->data.result);
+        }
+    }
+}
+
+void TransferLoop::removeConcluded() {
+    const double now = uptime();
+    std::erase_if(connections_, [&](const auto& connection) {
+        const bool concluded = connection->conclude(now);
+        if (concluded) {
+            curl_multi_remove_handle(multi_.get(), connection->handle());
+        }
+        return concluded;
+    });
+}
+
+void TransferLoop::sleep() {
+    double until = uptime() + longestSleep;
+    for (const auto& connection : connections_) {
+        until = std::min(until, connection->nextTime().value_or(until));
+    }
+    const double seconds = until - uptime();
+    if (seconds > 0) {
+        curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::ceil(seconds * 1000)), nullptr);
+    }
+}
+
+void TransferLoop::abandonAll() {
+    for (const auto& connection : connections_) {
+        connection->transfer().abandon();
+        curl_multi_remove_handle(multi_.get(), connection->handle());
+    }
+    connections_.clear();
+}
+
+} // namespace fluvane
