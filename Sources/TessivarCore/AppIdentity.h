@@ -9,7 +9,7 @@ struct AppIdentity {
     std::string displayName; ///< "Fluvane"
     std::string identifier;  ///< Reverse domain name, also the name of the desktop entry.
     std::string projectPage;
-    std::string version;     ///< Short version, "0.1.0".
+    std::string version; ///< Short version, "0.1.0".
 
     static AppIdentity current;
 };

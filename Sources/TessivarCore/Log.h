@@ -40,7 +40,8 @@ public:
     /// Whether debug messages are asked for (the environment's FLUVANE_LOG=debug).
     static std::atomic<bool> debug;
 
-    /// Replaces where messages go; an empty one means nowhere. For start-up and tests, before other threads log.
+    /// Replaces where messages go; an empty one means nowhere. For start-up and tests, before other threads
+    /// log.
     static void setSink(Sink sink);
 
 private:

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "TessivarCore/FileSystem.h"
+
+#include <filesystem>
+#include <initializer_list>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tessivar {
+
+/// A file that is read and replaced as a whole. Holds nothing open; one writer at a time.
+class AtomicFile {
+public:
+    explicit AtomicFile(std::filesystem::path path) : path_(std::move(path)) {}
+
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+    /// The contents; absent when there is no file. Fails with SystemError, also when it is longer than
+    /// `limit` bytes.
+    [[nodiscard]] std::optional<std::string>
+    read(std::size_t limit = std::numeric_limits<std::size_t>::max()) const;
+
+    /// Replaces the contents by the parts joined: a reader sees the old or the new file, never half of one,
+    /// and the new one survives a power cut once this returns. The folder must exist. A symbolic link stays,
+    /// and the file that it leads to is replaced. Fails with SystemError, leaving the old file and no other.
+    void write(std::span<const std::string_view> parts, mode_t mode = 0600) const;
+    void write(std::string_view contents, mode_t mode = 0600) const { write({&contents, 1}, mode); }
+
+    /// Renames the file to its name with ".unreadable" appended, unless something has that name. Returns
+    /// whether it did.
+    bool setAside() const noexcept;
+    /// The same, taking ".unreadable.2" and so on when an older one is in the way.
+    bool setAsideNumbered() const noexcept;
+
+private:
+    [[nodiscard]] std::filesystem::path target() const;
+    std::filesystem::path path_;
+};
+
+} // namespace tessivar

@@ -1,0 +1,184 @@
+#include "TessivarCore/FileSystem.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace tessivar {
+
+namespace {
+
+/// Repeats a call that a signal interrupted.
+template <class Call>
+auto restarting(Call&& call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+void refuseUnlessRegular(const struct stat& status) {
+    if (S_ISDIR(status.st_mode)) {
+        throw SystemError(EISDIR);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw SystemError(EINVAL, "Not a regular file");
+    }
+}
+
+bool isUnsupported(int code) {
+    return code == EINVAL || code == ENOSYS || code == EOPNOTSUPP;
+}
+
+} // namespace
+
+std::string errorText(int code) {
+    std::array<char, 256> buffer{};
+    return strerror_r(code, buffer.data(), buffer.size());
+}
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+}
+
+Descriptor::~Descriptor() {
+    if (isOpen()) {
+        ::close(number_);
+    }
+}
+
+int Descriptor::release() {
+    return std::exchange(number_, -1);
+}
+
+Descriptor openRegular(const std::string& path, int flags, mode_t mode) {
+    if (path.find('\0') != std::string::npos) {
+        throw SystemError(EINVAL);
+    }
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0) {
+        refuseUnlessRegular(status); // before opening: opening a device may do things
+    }
+    Descriptor file(restarting([&] { return ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, mode); }));
+    if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+        throw SystemError(errno);
+    }
+    refuseUnlessRegular(status);
+    return file;
+}
+
+std::size_t readFully(int descriptor, std::byte* into, std::size_t count) {
+    std::size_t done = 0;
+    while (done < count) {
+        const auto result = restarting([&] { return ::read(descriptor, into + done, count - done); });
+        if (result < 0) {
+            throw SystemError(errno);
+        }
+        if (result == 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(result);
+    }
+    return done;
+}
+
+void writeFully(int descriptor, std::span<const std::byte> bytes) {
+    while (!bytes.empty()) {
+        const auto result = restarting([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+        if (result < 0) {
+            throw SystemError(errno);
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(result));
+    }
+}
+
+void syncData(int descriptor) {
+    if (restarting([&] { return ::fsync(descriptor); }) != 0) {
+        throw SystemError(errno);
+    }
+}
+
+void syncFolder(const std::string& folder) {
+    const Descriptor opened(restarting(
+        [&] { return ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+    if (opened.isOpen() && restarting([&] { return ::fsync(opened.get()); }) != 0 && !isUnsupported(errno)) {
+        throw SystemError(errno);
+    }
+}
+
+void createFolders(const std::filesystem::path& folder, mode_t mode) {
+    struct stat status {};
+    if (folder.empty() || (::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode))) {
+        return;
+    }
+    const auto parent = folder.parent_path();
+    if (parent != folder) {
+        createFolders(parent, mode);
+    }
+    if (::mkdir(folder.c_str(), mode) == 0) {
+        syncFolder(parent);
+        return;
+    }
+    const int code = errno;
+    if (code != EEXIST || ::stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+        throw SystemError(code == EEXIST ? ENOTDIR : code);
+    }
+}
+
+bool nameTaken(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+int moveWithoutReplacing(const std::string& from, const std::string& to) {
+    int code = moveByExclusiveRename(from, to);
+    if (isUnsupported(code)) {
+        code = moveByLink(from, to);
+    }
+    // EPERM, EMLINK: the file system or its settings allow no links.
+    if (isUnsupported(code) || code == EPERM || code == EMLINK) {
+        code = moveByReservation(from, to);
+    }
+    return code;
+}
+
+int moveByExclusiveRename(const std::string& from, const std::string& to) {
+    return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 ? 0 : errno;
+}
+
+int moveByLink(const std::string& from, const std::string& to) {
+    if (::link(from.c_str(), to.c_str()) != 0) {
+        return errno;
+    }
+    if (::unlink(from.c_str()) != 0) {
+        const int code = errno;
+        ::unlink(to.c_str());
+        return code;
+    }
+    return 0;
+}
+
+int moveByReservation(const std::string& from, const std::string& to) {
+    {
+        const Descriptor reserved(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (!reserved.isOpen()) {
+            return errno;
+        }
+    }
+    if (::rename(from.c_str(), to.c_str()) != 0) {
+        const int code = errno;
+        ::unlink(to.c_str());
+        return code;
+    }
+    return 0;
+}
+
+} // namespace tessivar

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+/// What files need beyond the standard library: durability, and never replacing anything. Usable from any
+/// thread. Unless a comment says otherwise a failure is a SystemError.
+namespace tessivar {
+
+/// The system's own text for an error number.
+[[nodiscard]] std::string errorText(int code);
+
+/// A failed system call; what() is the system's own text.
+class SystemError : public std::runtime_error {
+public:
+    explicit SystemError(int code) : std::runtime_error(errorText(code)), code_(code) {}
+    /// For what the system has no number for; `text` reads like one of its own.
+    SystemError(int code, const std::string& text) : std::runtime_error(text), code_(code) {}
+    [[nodiscard]] int code() const { return code_; }
+
+private:
+    int code_;
+};
+
+/// An open file, closed with its owner.
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int number) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept;
+    ~Descriptor();
+
+    [[nodiscard]] int get() const { return number_; }
+    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
+    int release();
+
+private:
+    int number_ = -1;
+};
+
+/// Opens a regular file, close-on-exec. Anything else (folder, pipe, device) is refused, without blocking on
+/// it. `flags` and `mode` as for open(2).
+[[nodiscard]] Descriptor openRegular(const std::string& path, int flags, mode_t mode = 0);
+
+/// Reads up to `count` bytes from the file position; fewer only at the end.
+[[nodiscard]] std::size_t readFully(int descriptor, std::byte* into, std::size_t count);
+/// Writes everything at the file position.
+void writeFully(int descriptor, std::span<const std::byte> bytes);
+/// Forces data to stable storage.
+void syncData(int descriptor);
+/// Makes names in the folder durable; does nothing where the file system can't.
+void syncFolder(const std::string& folder);
+
+/// Creates the folder and those missing above it, each with the mode (less the umask). An existing one is
+/// left as it is.
+void createFolders(const std::filesystem::path& folder, mode_t mode);
+
+/// Whether anything has the name, a dangling link included.
+[[nodiscard]] bool nameTaken(const std::string& path);
+
+/// Moves within a file system and never replaces: 0, or the error number (EEXIST when the name is taken,
+/// EXDEV for another file system).
+[[nodiscard]] int moveWithoutReplacing(const std::string& from, const std::string& to);
+
+/// The three ways it tries, for file systems that lack the better ones.
+[[nodiscard]] int moveByExclusiveRename(const std::string& from, const std::string& to);
+[[nodiscard]] int moveByLink(const std::string& from, const std::string& to);
+/// Takes the name with an empty file of our own, then renames onto that.
+[[nodiscard]] int moveByReservation(const std::string& from, const std::string& to);
+
+} // namespace tessivar

@@ -1,0 +1,170 @@
+#include "TessivarCore/SettingsFile.h"
+
+#include "TessivarCore/AppIdentity.h"
+#include "TessivarCore/Log.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <stdexcept>
+
+namespace tessivar {
+
+namespace {
+
+using Json = SettingsFile::Json;
+
+constexpr std::size_t longestFile = 16UL * 1024UL * 1024UL;
+constexpr int deepest = 100;
+
+constexpr const char* settingsKey = "settings";
+constexpr const char* applicationKey = "application";
+
+Json parsed(const std::string& text) {
+    bool tooDeep = false;
+    const auto watchDepth = [&](int depth, Json::parse_event_t, Json&) {
+        return !(tooDeep |= depth > deepest);
+    };
+    auto json = Json::parse(text, watchDepth, /* allow_exceptions */ false);
+    if (tooDeep || json.is_discarded()) {
+        throw std::runtime_error("It isn't JSON.");
+    }
+    return json;
+}
+
+/// The settings in a file's text.
+Json settingsIn(const std::string& text) {
+    const auto envelope = parsed(text);
+    const auto found = envelope.is_object() ? envelope.find(settingsKey) : envelope.end();
+    if (found == envelope.end() || !found->is_object()) {
+        throw std::runtime_error("It holds no settings.");
+    }
+    const auto& ours = AppIdentity::current.displayName;
+    const auto application = envelope.value(applicationKey, Json());
+    if (application.is_string() && !ours.empty() && application != ours) {
+        throw std::runtime_error("It holds the settings of another application.");
+    }
+    return *found;
+}
+
+Json without(const Json& settings, const Json& known) {
+    Json rest = Json::object();
+    for (const auto& [key, value] : settings.items()) {
+        if (!known.contains(key)) {
+            rest[key] = value;
+        }
+    }
+    return rest;
+}
+
+std::runtime_error failure(const char* what, const std::filesystem::path& path,
+                           const std::string& description) {
+    return std::runtime_error(fmt::format("Couldn't {} {}: {}", what, path.string(), description));
+}
+
+} // namespace
+
+SettingsFile::SettingsFile(std::filesystem::path path, std::string built)
+    : file_(std::move(path)), built_(std::move(built)), unknown_(std::make_unique<Json>(Json::object())) {}
+
+SettingsFile::~SettingsFile() = default;
+
+void SettingsFile::load(const Json& everySetting, const Decode& decode) {
+    std::optional<std::string> contents;
+    try {
+        contents = file_.read(longestFile);
+    } catch (const SystemError& error) {
+        setAside(error.what(), false);
+        return;
+    }
+    if (!contents) {
+        return;
+    }
+    try {
+        const auto settings = settingsIn(*contents);
+        decode(settings);
+        *unknown_ = without(settings, everySetting);
+    } catch (const std::exception& error) {
+        setAside(error.what(), true);
+    }
+}
+
+void SettingsFile::setAside(const std::string& description, bool readable) {
+    log::lifecycle.error("couldn't read the settings: " + description);
+    // What can't even be read may be whole: it must not be the next save's victim.
+    const bool moved = readable ? file_.setAside() : file_.setAsideNumbered();
+    problem_ = fmt::format("Couldn't read the settings, so the standard ones are used{}: {}",
+                           moved ? " and the file was renamed to end in .unreadable" : "", description);
+}
+
+void SettingsFile::save(const Json& settings) {
+    createFolders(file_.path().parent_path(), 0700);
+    file_.write(text(settings, false));
+    problem_.clear();
+}
+
+void SettingsFile::saveOrTell(const Json& settings) {
+    try {
+        save(settings);
+    } catch (const SystemError& error) {
+        log::lifecycle.error(fmt::format("couldn't save the settings: {}", error.what()));
+        problem_ = fmt::format("Couldn't save the settings: {}", error.what());
+    }
+}
+
+std::string SettingsFile::exportText(const Json& settings) const {
+    return text(settings, true);
+}
+
+void SettingsFile::exportTo(const std::filesystem::path& path, const Json& settings) const {
+    try {
+        AtomicFile(path).write(exportText(settings), 0644);
+    } catch (const SystemError& error) {
+        throw failure("write", path, error.what());
+    }
+}
+
+void SettingsFile::importFrom(const std::filesystem::path& path, const Json& everySetting,
+                              const Decode& decode, const std::function<Json()>& encode) {
+    auto unknown = Json::object();
+    try {
+        const auto contents = AtomicFile(path).read(longestFile);
+        if (!contents) {
+            throw SystemError(ENOENT);
+        }
+        const auto settings = settingsIn(*contents);
+        decode(settings);
+        unknown = without(settings, everySetting);
+    } catch (const std::exception& error) {
+        throw failure("read", path, error.what());
+    }
+    std::swap(*unknown_, unknown);
+    try {
+        save(encode());
+    } catch (const SystemError& error) {
+        std::swap(*unknown_, unknown);
+        throw std::runtime_error(fmt::format("Couldn't save the settings: {}", error.what()));
+    }
+}
+
+std::string SettingsFile::text(const Json& settings, bool exporting) const {
+    Json envelope;
+    envelope[applicationKey] = AppIdentity::current.displayName;
+    envelope["version"] = AppIdentity::current.version;
+    if (!built_.empty()) {
+        envelope["built"] = built_;
+    }
+    if (exporting) {
+        const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+        envelope["exported"] = fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(now));
+    }
+    auto& all = envelope[settingsKey] = settings;
+    for (const auto& [key, value] : unknown_->items()) {
+        all[key] = value;
+    }
+    return envelope.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+} // namespace tessivar

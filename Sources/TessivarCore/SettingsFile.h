@@ -1,0 +1,64 @@
+#pragma once
+
+#include "TessivarCore/AtomicFile.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace tessivar {
+
+/// What a settings store does with files, whatever the settings are. The file is a JSON object:
+///
+///     "settings"     the settings themselves, an object
+///     "application"  the display name of the application that wrote it
+///     "version"      that application's version
+///     "built"        when it was built, left out when unknown
+///     "exported"     when it was exported, ISO 8601 in UTC; in exports only
+///
+/// Settings under keys that this version doesn't know are kept for the one that does. For one thread.
+class SettingsFile {
+public:
+    using Json = nlohmann::ordered_json;
+    /// Takes the settings object; throws what tells why it isn't one.
+    using Decode = std::function<void(const Json&)>;
+
+    /// `built`: when the application was built, as text; may be empty.
+    SettingsFile(std::filesystem::path path, std::string built);
+    ~SettingsFile();
+    SettingsFile(const SettingsFile&) = delete;
+    SettingsFile& operator=(const SettingsFile&) = delete;
+
+    /// Reads the file if there is one. One that can't be used is moved aside (".unreadable" is appended to
+    /// its name, an older one is left alone), logged and told by `problem`.
+    void load(const Json& everySetting, const Decode& decode);
+    /// Replaces the file. Throws SystemError.
+    void save(const Json& settings);
+    /// The same, but a failure is logged and told by `problem`.
+    void saveOrTell(const Json& settings);
+
+    [[nodiscard]] std::string exportText(const Json& settings) const;
+    /// Fails with std::runtime_error, a sentence for the user.
+    void exportTo(const std::filesystem::path& path, const Json& settings) const;
+    /// Hands the settings of an exported file to `decode` and then replaces the file by what `encode` gives.
+    /// Fails with std::runtime_error, a sentence for the user, with the file as it was.
+    void importFrom(const std::filesystem::path& path, const Json& everySetting, const Decode& decode,
+                    const std::function<Json()>& encode);
+
+    /// A sentence on what is wrong with the file; empty when all is well.
+    [[nodiscard]] const std::string& problem() const { return problem_; }
+
+private:
+    [[nodiscard]] std::string text(const Json& settings, bool exporting) const;
+    void setAside(const std::string& description, bool readable);
+
+    AtomicFile file_;
+    std::string built_;
+    std::unique_ptr<Json> unknown_; ///< Settings of keys that we don't know.
+    std::string problem_;
+};
+
+} // namespace tessivar

@@ -1,0 +1,175 @@
+#include "Support/TemporaryFolder.h"
+#include "TessivarCore/AtomicFile.h"
+#include "TessivarCore/FileSystem.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdint>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace tessivar {
+
+using fluvane::support::readFile;
+using fluvane::support::TemporaryFolder;
+using fluvane::support::writeFile;
+using testing::ElementsAre;
+
+namespace {
+
+mode_t modeOf(const std::filesystem::path& path) {
+    struct stat status {};
+    ::stat(path.c_str(), &status);
+    return status.st_mode & 0777;
+}
+
+/// Files can't grow past so many bytes while it lives, as on a full disk.
+class SizeLimit {
+public:
+    explicit SizeLimit(rlim_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        handler_ = std::signal(SIGXFSZ, SIG_IGN);
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~SizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+
+private:
+    rlimit before_{};
+    void (*handler_)(int);
+};
+
+} // namespace
+
+TEST(FileSystem, EveryWayOfMovingRefusesToReplace) {
+    struct Row {
+        const char* name;
+        int (*move)(const std::string&, const std::string&);
+    };
+    const Row rows[] = {{"rename", moveByExclusiveRename},
+                        {"link", moveByLink},
+                        {"reservation", moveByReservation},
+                        {"the best of them", moveWithoutReplacing}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const TemporaryFolder folder;
+        writeFile(folder / "new", "new");
+        writeFile(folder / "old", "old");
+        std::filesystem::create_symlink("nowhere", folder / "dangling");
+        EXPECT_EQ(row.move(folder / "new", folder / "old"), EEXIST);
+        EXPECT_EQ(row.move(folder / "new", folder / "dangling"), EEXIST);
+        EXPECT_EQ(row.move(folder / "missing", folder / "free"), ENOENT);
+        EXPECT_THAT(folder.names(), ElementsAre("dangling", "new", "old"));
+        EXPECT_EQ(row.move(folder / "new", folder / "free"), 0);
+        EXPECT_EQ(readFile(folder / "free"), "new");
+        EXPECT_EQ(readFile(folder / "old"), "old");
+        EXPECT_THAT(folder.names(), ElementsAre("dangling", "free", "old"));
+    }
+}
+
+TEST(FileSystem, OpensOnlyRegularFiles) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    const std::pair<std::string, std::string> rows[] = {
+        {folder / "pipe", "Not a regular file"},
+        {"/dev/zero", "Not a regular file"},
+        {folder.path(), "Is a directory"},
+        {folder / "missing", "No such file or directory"},
+        {std::string("/tmp/a\0b", 8), "Invalid argument"},
+    };
+    for (const auto& [path, text] : rows) {
+        SCOPED_TRACE(path);
+        EXPECT_THROW(
+            try { (void)openRegular(path, O_RDONLY); } catch (const SystemError& error) {
+                EXPECT_EQ(error.what(), text);
+                throw;
+            },
+            SystemError);
+    }
+}
+
+TEST(FileSystem, CreatesFoldersUnlessAFileIsInTheWay) {
+    const TemporaryFolder folder;
+    createFolders(folder / "a/b/c", 0700);
+    createFolders(folder / "a/b/c", 0700);
+    EXPECT_EQ(modeOf(folder / "a/b"), 0700U);
+    writeFile(folder / "file", "");
+    EXPECT_THROW(createFolders(folder / "file", 0700), SystemError);
+    EXPECT_THROW(createFolders(folder / "file/below", 0700), SystemError);
+}
+
+TEST(AtomicFile, ReplacesWholeFilesPrivately) {
+    const TemporaryFolder folder;
+    const AtomicFile file(folder / "list");
+    EXPECT_EQ(file.read(), std::nullopt);
+    writeFile(folder / ".list.saving", "left by a crash");
+    const std::string big(600'000, 'x');
+    const std::string_view parts[] = {"head ", big, " tail"};
+    file.write(parts);
+    EXPECT_EQ(file.read(), "head " + big + " tail");
+    EXPECT_THROW((void)file.read(1000), SystemError);
+    EXPECT_EQ(modeOf(folder / "list"), 0600U);
+    file.write("");
+    EXPECT_EQ(file.read(), "");
+    EXPECT_THAT(folder.names(), ElementsAre("list"));
+}
+
+TEST(AtomicFile, KeepsSymbolicLinks) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder / "dotfiles");
+    writeFile(folder / "dotfiles/real", "old");
+    std::filesystem::create_symlink("dotfiles/real", folder / "list");
+    AtomicFile(folder / "list").write("new");
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "list"));
+    EXPECT_EQ(readFile(folder / "dotfiles/real"), "new");
+
+    std::filesystem::create_symlink(folder / "dotfiles/later", folder / "dangling");
+    AtomicFile(folder / "dangling").write("made");
+    EXPECT_EQ(readFile(folder / "dotfiles/later"), "made");
+
+    std::filesystem::create_symlink("loop", folder / "loop");
+    EXPECT_THROW(AtomicFile(folder / "loop").write("x"), SystemError);
+}
+
+TEST(AtomicFile, AFailedWriteLeavesTheOldFileAndNoOther) {
+    const TemporaryFolder folder;
+    const AtomicFile file(folder / "list");
+    file.write("old");
+    {
+        const SizeLimit full(100'000);
+        EXPECT_THROW(file.write(std::string(200'000, 'x')), SystemError);
+    }
+    EXPECT_EQ(file.read(), "old");
+    EXPECT_THAT(folder.names(), ElementsAre("list"));
+    EXPECT_THROW(AtomicFile(folder / "missing/list").write("x"), SystemError);
+}
+
+TEST(AtomicFile, RefusesToReplaceFoldersAndDevices) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    EXPECT_THROW(AtomicFile(folder / "pipe").write("x"), SystemError);
+    EXPECT_THROW(AtomicFile(folder.path()).write("x"), SystemError);
+    EXPECT_THAT(folder.names(), ElementsAre("pipe"));
+}
+
+TEST(AtomicFile, SetsAsideWithoutReplacingAnOlderOne) {
+    const TemporaryFolder folder;
+    const AtomicFile file(folder / "list");
+    EXPECT_FALSE(file.setAside());
+    file.write("first");
+    EXPECT_TRUE(file.setAside());
+    file.write("second");
+    EXPECT_FALSE(file.setAside());
+    EXPECT_EQ(file.read(), "second");
+    EXPECT_TRUE(file.setAsideNumbered());
+    EXPECT_EQ(readFile(folder / "list.unreadable"), "first");
+    EXPECT_EQ(readFile(folder / "list.unreadable.2"), "second");
+}
+
+} // namespace tessivar

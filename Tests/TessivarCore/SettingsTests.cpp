@@ -1,0 +1,213 @@
+#include "Support/TemporaryFolder.h"
+#include "TessivarCore/AppIdentity.h"
+#include "TessivarCore/Log.h"
+#include "TessivarCore/SettingsStore.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sys/stat.h>
+
+namespace tessivar {
+
+using fluvane::support::readFile;
+using fluvane::support::TemporaryFolder;
+using fluvane::support::writeFile;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+namespace {
+
+using Json = SettingsFile::Json;
+
+struct Model {
+    int speed = 1;
+    std::optional<std::string> folder;
+
+    [[nodiscard]] Json encoded() const {
+        Json json = {{"speed", speed}};
+        if (folder) {
+            json["folder"] = *folder;
+        }
+        return json;
+    }
+    static Model decoded(const Json& json) {
+        Model model;
+        if (json.contains("speed") && !json["speed"].is_number_integer()) {
+            throw std::runtime_error("speed isn't a number.");
+        }
+        model.speed = json.value("speed", 1);
+        if (json.contains("folder")) {
+            model.folder = json["folder"].get<std::string>();
+        }
+        return model;
+    }
+    static Model everySetting() { return {1, "~"}; }
+    friend bool operator==(const Model&, const Model&) = default;
+};
+
+class SettingsTest : public testing::Test {
+protected:
+    SettingsTest() {
+        AppIdentity::current = {"Fluvane", "example.Fluvane", "", "0.1.0"};
+        Log::setSink([this](Log::Level level, std::string_view, std::string_view message) {
+            if (level == Log::Level::error) {
+                errors.emplace_back(message);
+            }
+        });
+    }
+    ~SettingsTest() override {
+        Log::setSink({});
+        AppIdentity::current = {};
+    }
+
+    [[nodiscard]] Json onDisk() const { return Json::parse(readFile(path)); }
+
+    TemporaryFolder folder;
+    std::filesystem::path path = folder / "config/settings.json";
+    std::vector<std::string> errors;
+};
+
+using Store = SettingsStore<Model>;
+
+std::string messageOf(const std::function<void()>& work) {
+    try {
+        work();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return "";
+}
+
+} // namespace
+
+TEST_F(SettingsTest, KeepsChangesWithTheEnvelope) {
+    {
+        Store store(path, "2026-03-01");
+        EXPECT_EQ(store.value(), Model());
+        store.update([](Model&) {});
+        EXPECT_FALSE(std::filesystem::exists(path)); // nothing changed, nothing saved
+        store.update([](Model& model) { model.speed = 7; });
+    }
+    EXPECT_EQ(onDisk(), Json::parse(R"({"application": "Fluvane", "version": "0.1.0", "built": "2026-03-01",
+                                        "settings": {"speed": 7}})"));
+    EXPECT_EQ(Store(path).value().speed, 7);
+    EXPECT_EQ(errors.size(), 0U);
+}
+
+TEST_F(SettingsTest, KeepsSettingsOfALaterVersion) {
+    std::filesystem::create_directory(folder / "config");
+    writeFile(path, R"({"settings": {"speed": 3, "folder": "/a", "shape": {"round": true}}})");
+    Store store(path);
+    store.update([](Model& model) { model.folder.reset(); });
+    EXPECT_EQ(onDisk()["settings"], Json::parse(R"({"speed": 3, "shape": {"round": true}})"));
+}
+
+TEST_F(SettingsTest, MovesAsideWhatItCannotUse) {
+    const std::string deep(100'000, '[');
+    const std::pair<const char*, std::string> rows[] = {
+        {"nothing", ""},
+        {"no JSON", "{\"settings\": {"},
+        {"bad UTF-8", "{\"settings\": \"\xff\"}"},
+        {"no object", "[1]"},
+        {"no settings", R"({"speed": 3})"},
+        {"settings of a wrong type", R"({"settings": 3})"},
+        {"nested absurdly", deep},
+        {"a wrong type", R"({"settings": {"speed": "fast"}})"}};
+    for (const auto& [name, text] : rows) {
+        SCOPED_TRACE(name);
+        const TemporaryFolder fresh;
+        const auto file = fresh / "settings.json";
+        writeFile(file, text);
+        errors.clear();
+        Store store(file);
+        EXPECT_EQ(store.value(), Model());
+        EXPECT_THAT(errors, ElementsAre(testing::StartsWith("couldn't read the settings: ")));
+        EXPECT_THAT(store.problem(), HasSubstr("renamed to end in .unreadable: "));
+        store.update([](Model& model) { model.speed = 2; });
+        EXPECT_EQ(store.problem(), "");
+        EXPECT_EQ(readFile(fresh / "settings.json.unreadable"), text);
+        EXPECT_EQ(Store(file).value().speed, 2);
+    }
+}
+
+TEST_F(SettingsTest, TellsSubscribersUntilTheyEnd) {
+    Store store(path);
+    std::vector<int> first;
+    std::vector<int> second;
+    auto one = store.subscribe([&](const Model& model) {
+        first.push_back(model.speed);
+        if (model.speed == 2) { // a change from within a handler
+            store.update([](Model& changed) { changed.speed = 3; });
+        }
+    });
+    Subscription two;
+    two = store.subscribe([&](const Model& model) {
+        second.push_back(model.speed);
+        two = Subscription(); // ends itself
+    });
+    store.update([](Model& model) { model.speed = 2; });
+    store.update([](Model& model) { model.speed = 4; });
+    one = Subscription();
+    store.update([](Model& model) { model.speed = 5; });
+    EXPECT_THAT(first, ElementsAre(2, 3, 4));
+    EXPECT_THAT(second, ElementsAre(3));
+}
+
+TEST_F(SettingsTest, ASaveThatFailsIsToldAndTheChangeHolds) {
+    writeFile(folder / "config", "in the way");
+    Store store(path);
+    store.update([](Model& model) { model.speed = 9; });
+    EXPECT_EQ(store.value().speed, 9);
+    EXPECT_EQ(store.problem(), "Couldn't save the settings: Not a directory");
+    EXPECT_EQ(errors.back(), "couldn't save the settings: Not a directory");
+}
+
+TEST_F(SettingsTest, ExportsAndImports) {
+    Store store(path);
+    store.update([](Model& model) { model.speed = 7; });
+    store.exportTo(folder / "exported.json");
+    EXPECT_EQ(Json::parse(store.exportText())["settings"]["speed"], 7);
+    EXPECT_THAT(Json::parse(readFile(folder / "exported.json"))["exported"].get<std::string>(),
+                MatchesRegex("20..-..-..T..:..:..Z"));
+    store.update([](Model& model) { model.speed = 8; });
+    int told = 0;
+    const auto subscription = store.subscribe([&](const Model&) { ++told; });
+    store.importFrom(folder / "exported.json");
+    EXPECT_EQ(store.value().speed, 7);
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(onDisk()["settings"]["speed"], 7);
+    EXPECT_FALSE(onDisk().contains("exported"));
+}
+
+TEST_F(SettingsTest, ABrokenImportChangesNothing) {
+    Store store(path);
+    store.update([](Model& model) { model.speed = 7; });
+    const auto before = readFile(path);
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    writeFile(folder / "bare", "{}");
+    writeFile(folder / "foreign", R"({"application": "Other", "settings": {}})");
+    writeFile(folder / "wrong", R"({"settings": {"speed": []}})");
+    const std::pair<std::string, std::string> rows[] = {
+        {folder / "missing", "No such file or directory"},
+        {folder.path(), "Is a directory"},
+        {folder / "pipe", "Not a regular file"},
+        {"/dev/zero", "Not a regular file"},
+        {"", "No such file or directory"},
+        {folder / "bare", "It holds no settings."},
+        {folder / "foreign", "It holds the settings of another application."},
+        {folder / "wrong", "speed isn't a number."},
+    };
+    for (const auto& [from, reason] : rows) {
+        EXPECT_EQ(messageOf([&, &from = from] { store.importFrom(from); }),
+                  "Couldn't read " + from + ": " + reason);
+    }
+    EXPECT_EQ(messageOf([&] { store.exportTo(folder / "missing/file"); }),
+              "Couldn't write " + (folder / "missing/file").string() + ": No such file or directory");
+    EXPECT_EQ(store.value().speed, 7);
+    EXPECT_EQ(readFile(path), before);
+}
+
+} // namespace tessivar
