@@ -1,0 +1,146 @@
+#include "FluvaneWatch/Layout.h"
+
+#include "FluvaneCore/Text.h"
+
+#include <gtest/gtest.h>
+
+namespace fluvane::watch {
+namespace {
+
+TEST(Layout, CountsCells) {
+    const struct {
+        const char* name;
+        std::string_view text;
+        std::size_t cells;
+    } cases[] = {
+        {"empty", "", 0},
+        {"ASCII", "abc", 3},
+        {"combining mark", "e\u0301", 1},
+        {"wide", "名前", 4},
+        {"right to left", "שלום", 4},
+        {"emoji", "🎉", 2},
+        {"emoji by selector", "❤\uFE0F", 2},
+        {"flag", "🇩🇪", 2},
+        {"joined emoji shown apart", "👩\u200D💻", 4},
+        {"character of the future", "\U0001FAE8", 2},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.name);
+        EXPECT_EQ(columns(expected.text), expected.cells);
+    }
+}
+
+TEST(Layout, CutsBetweenCharacters) {
+    const struct {
+        const char* name;
+        std::string_view text;
+        std::size_t width;
+        std::size_t tail;
+        std::string_view kept;
+    } cases[] = {
+        {"fits", "abc", 3, 1, "abc"},
+        {"end", "abcdef", 4, 0, "abc…"},
+        {"middle", "abcdefgh.iso", 9, 4, "abcd….iso"},
+        {"wide doesn't fit half", "名前名前", 4, 0, "名…"},
+        {"mark stays with its letter", "e\u0301e\u0301e\u0301", 2, 0, "e\u0301…"},
+        {"joined emoji stay whole", "👩\u200D💻👩\u200D💻", 6, 0, "👩\u200D💻…"},
+        {"tail too long", "abcdef", 2, 9, "…f"},
+        {"one cell", "abc", 1, 1, "…"},
+        {"no cell", "abc", 0, 1, ""},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.name);
+        EXPECT_EQ(cut(expected.text, expected.width, expected.tail), expected.kept);
+    }
+}
+
+std::vector<Row> everyKind() {
+    const std::string endless(400, 'x');
+    return {
+        {.id = 1,
+         .name = endless + ".iso",
+         .state = "downloading",
+         .downloaded = 3,
+         .size = 8,
+         .bytesPerSecond = 1,
+         .connections = 8},
+        {.id = 12345, .name = "👩\u200D💻❤\uFE0F名前\u0007", .state = "failed", .reason = endless},
+        {.id = 3,
+         .name = "שלום עולם.zip",
+         .state = "link-expired",
+         .downloaded = 1,
+         .size = 9'000'000'000'000},
+        {.id = 4,
+         .name = "",
+         .state = "finished",
+         .file = "/f/" + endless,
+         .size = 4,
+         .checksum = "md5:0",
+         .checksumMatches = false},
+        {.id = 5, .name = "q", .state = "queued", .placeInLine = 3},
+        {.id = 6, .name = "no size", .state = "downloading", .downloaded = 77},
+        {.id = 7, .name = "gone", .state = std::string(removedState)},
+    };
+}
+
+// The text without colours and isolates, whose cells can be counted.
+std::string bare(std::string text) {
+    for (const std::string_view mark :
+         {"\033[0m", "\033[31m", "\033[32m", "\033[33m", "\033[36m", "\u2068", "\u2069"}) {
+        for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark)) {
+            text.erase(at, mark.size());
+        }
+    }
+    return text;
+}
+
+TEST(Layout, StaysWithinAnyTerminal) {
+    for (const std::size_t width : {1u, 2u, 7u, 12u, 20u, 40u, 79u, 80u, 200u}) {
+        for (const std::size_t height : {1u, 2u, 5u, 9u, 40u}) {
+            for (const bool colour : {false, true}) {
+                SCOPED_TRACE(std::to_string(width) + " by " + std::to_string(height));
+                const auto lines = layout(everyKind(), {.width = width, .height = height, .colour = colour});
+                EXPECT_LT(lines.size(), std::max<std::size_t>(height, 3));
+                for (const auto& line : lines) {
+                    const auto text = bare(line.text);
+                    EXPECT_EQ(text.find_first_of("\033\a\r\n"), std::string::npos) << text;
+                    EXPECT_LE(line.width, columns(text) + 2) << text;
+                    EXPECT_GE(line.width, columns(text)) << text;
+                    if (width >= 20) {
+                        EXPECT_LT(columns(text), width) << text;
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(Layout, ShowsARunningDownload) {
+    const Row running{.id = 3,
+                      .name = "big.iso",
+                      .state = "downloading",
+                      .downloaded = 50'000'000,
+                      .size = 100'000'000,
+                      .bytesPerSecond = 1'000'000,
+                      .connections = 8};
+    const auto lines = layout({running}, {.width = 80, .unicode = false});
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_TRUE(lines[0].text.starts_with("3  big.iso  "));
+    EXPECT_EQ(lines[1].text, "   " + std::string(34, '#') + std::string(35, '-') + "   50 %");
+    EXPECT_TRUE(lines[2].text.starts_with("   50 MB of 100 MB, 1 MB/s, 8 connections, about "));
+    // What matters less goes first when it gets narrow.
+    const auto narrow = layout({running}, {.width = 36, .unicode = false});
+    EXPECT_EQ(narrow[2].text, "   50 MB of 100 MB, 1 MB/s");
+}
+
+TEST(Layout, CountsWhatDoesNotFit) {
+    std::vector<Row> rows(10, {.id = 1, .name = "waits", .state = "queued"});
+    rows.push_back({.id = 2, .name = "runs", .state = "downloading", .downloaded = 1, .size = 2});
+    const auto lines = layout(rows, {.width = 80, .height = 8});
+    ASSERT_EQ(lines.size(), 7u);
+    EXPECT_NE(lines[0].text.find("runs"), std::string::npos);
+    EXPECT_EQ(lines.back().text, "and 7 more");
+}
+
+} // namespace
+} // namespace fluvane::watch

@@ -1,0 +1,141 @@
+#include "FluvaneWatch/Phrases.h"
+#include "FluvaneWatch/Watch.h"
+
+#include <gmock/gmock.h>
+
+namespace fluvane::watch {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Row row(std::int64_t id, std::string state) {
+    return {.id = id,
+            .name = "file",
+            .state = std::move(state),
+            .reason = "It broke.",
+            .downloaded = 1,
+            .size = 4};
+}
+
+Row checked(std::int64_t id, std::optional<bool> matches) {
+    auto done = row(id, "finished");
+    done.checksum = "sha256:00";
+    done.checksumMatches = matches;
+    return done;
+}
+
+TEST(Watch, EndsByState) {
+    const struct {
+        const char* state;
+        bool ends;
+        bool well;
+    } cases[] = {
+        {"queued", false, false},        {"starting", false, false},  {"downloading", false, false},
+        {"retrying", false, false},      {"offline", false, false},   {"limited-network", false, false},
+        {"verifying", false, false},     {"finishing", false, false}, {"finished", true, true},
+        {"failed", true, false},         {"paused", true, false},     {"link-expired", true, false},
+        {"a later state", false, false},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.state);
+        Watch watch({3});
+        watch.update({row(3, expected.state)}, 0);
+        EXPECT_EQ(watch.ended(), expected.ends);
+        EXPECT_EQ(watch.allFinished(), expected.well);
+        EXPECT_EQ(watch.problems().size(), expected.ends && !expected.well ? 1u : 0u);
+    }
+}
+
+TEST(Watch, TellsWhatWentWrong) {
+    Watch watch({1, 2, 3, 4, 5, 6});
+    watch.update({row(6, "downloading")}, 0);
+    watch.update(
+        {row(1, "failed"), row(2, "paused"), row(3, "link-expired"), checked(4, false), checked(5, true)}, 1);
+    EXPECT_TRUE(watch.ended());
+    EXPECT_THAT(
+        watch.problems(),
+        ElementsAre("Download 1 failed: It broke.",
+                    "Download 2 is paused. `fluvane resume 2` carries on with it.",
+                    "The link of download 3 expired. `fluvane link 3 <link>` carries on with a fresh one.",
+                    "The SHA-256 of download 4 doesn't match the one given, so it may not be the file you "
+                    "meant to get.",
+                    "Download 6 was taken off the list."));
+}
+
+TEST(Watch, WaitsForACheckAsLongAsReadingTakes) {
+    Watch watch({1});
+    watch.update({checked(1, std::nullopt)}, 100);
+    EXPECT_FALSE(watch.ended());
+    watch.update({checked(1, std::nullopt)}, 105);
+    EXPECT_FALSE(watch.ended());
+    watch.update({checked(1, std::nullopt)}, 111);
+    EXPECT_TRUE(watch.ended());
+    EXPECT_FALSE(watch.allFinished());
+    EXPECT_THAT(watch.problems(), ElementsAre("The SHA-256 of download 1 couldn't be checked."));
+    watch.update({checked(1, true)}, 112);
+    EXPECT_TRUE(watch.allFinished());
+}
+
+TEST(Watch, ChoosesByNumber) {
+    Watch watch({5, 2, 5, 9});
+    watch.update({row(2, "queued"), row(4, "downloading"), row(5, "paused")}, 0);
+    EXPECT_THAT(watch.unknown(), ElementsAre(9));
+    ASSERT_EQ(watch.rows().size(), 2u);
+    EXPECT_EQ(watch.rows()[0].id, 5);
+    EXPECT_EQ(watch.rows()[1].id, 2);
+}
+
+TEST(Watch, FollowsWhatRunsWithoutNumbers) {
+    Watch watch({});
+    watch.update({row(1, "finished"), row(2, "downloading"), row(3, "failed")}, 0);
+    ASSERT_EQ(watch.rows().size(), 1u);
+    watch.update({row(1, "finished"), row(2, "finished"), row(4, "queued")}, 1);
+    EXPECT_EQ(watch.rows().size(), 2u);
+    EXPECT_FALSE(watch.ended());
+    watch.update({row(2, "finished"), row(4, "finished")}, 2);
+    EXPECT_TRUE(watch.ended());
+    EXPECT_TRUE(watch.allFinished());
+    EXPECT_THAT(watch.unknown(), IsEmpty());
+}
+
+TEST(Phrases, LeaveNothingForATerminalToActUpon) {
+    const struct {
+        const char* name;
+        std::string_view text;
+        std::string_view shown;
+    } cases[] = {
+        {"plain", "größe 名前.iso", "größe 名前.iso"},
+        {"escape", "a\033[2Jb", "a\uFFFD[2Jb"},
+        {"C1", "a\u009B31mb", "a\uFFFD31mb"},
+        {"line ends", "a\r\nb\u2028c", "a\uFFFD\uFFFDb\uFFFDc"},
+        {"override", "a\u202Egpj.exe", "a\uFFFDgpj.exe"},
+        {"isolate", "a\u2067b", "a\uFFFDb"},
+        {"broken UTF-8",
+         "a\xff"
+         "b",
+         "a\uFFFDb"},
+        {"joiner of emoji", "👩\u200D💻", "👩\u200D💻"},
+    };
+    for (const auto& expected : cases) {
+        SCOPED_TRACE(expected.name);
+        EXPECT_EQ(printable(expected.text), expected.shown);
+    }
+}
+
+TEST(Phrases, PlainLines) {
+    auto running = row(3, "downloading");
+    running.downloaded = 500'000;
+    running.size = 2'000'000;
+    running.connections = 2;
+    EXPECT_TRUE(plainLine(running).starts_with("3 file: ")) << plainLine(running);
+    EXPECT_TRUE(plainLine(running).ends_with(", 25 %, 500 KB of 2 MB, 0 KB/s, 2 connections") ||
+                plainLine(running).ends_with(", 25 %, 500 KB of 2 MB, 0 bytes/s, 2 connections"))
+        << plainLine(running);
+    auto done = checked(4, true);
+    done.file = "/f/\ttab";
+    EXPECT_TRUE(plainLine(done).ends_with(", 4 bytes, SHA-256 matches, /f/\uFFFDtab")) << plainLine(done);
+}
+
+} // namespace
+} // namespace fluvane::watch
