@@ -22,6 +22,7 @@ Row checked(std::int64_t id, std::optional<bool> matches) {
     auto done = row(id, "finished");
     done.checksum = "sha256:00";
     done.checksumMatches = matches;
+    done.file = "/f/file";
     return done;
 }
 
@@ -58,8 +59,8 @@ TEST(Watch, TellsWhatWentWrong) {
         ElementsAre("Download 1 failed: It broke.",
                     "Download 2 is paused. `fluvane resume 2` carries on with it.",
                     "The link of download 3 expired. `fluvane link 3 <link>` carries on with a fresh one.",
-                    "The SHA-256 of download 4 doesn't match the one given, so it may not be the file you "
-                    "meant to get.",
+                    "Download 4 is finished. Its SHA-256 doesn't match the one given, so it may not be "
+                    "the file you meant to get. It's in /f; don't open it unless you know why.",
                     "Download 6 was taken off the list."));
 }
 
