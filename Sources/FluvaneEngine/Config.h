@@ -14,9 +14,9 @@ namespace fluvane {
 
 /// Every user setting. The JSON keys are the field names.
 struct Config {
-    int connections = 8;           ///< "Most connections for each download", 1 to 16.
-    int connectionsPerServer = 16; ///< "Connections to one server", from `connections` to 32.
-    int simultaneous = 3;          ///< "Downloads at once:", 1 to 10.
+    int connections = 8;                    ///< "Most connections for each download", 1 to 16.
+    int connectionsPerServer = 16;          ///< "Connections to one server", from `connections` to 32.
+    int simultaneous = 3;                   ///< "Downloads at once:", 1 to 10.
     std::optional<std::int64_t> speedLimit; ///< Bytes per second for all downloads together, at least 16000.
     std::optional<std::string> folder;      ///< May begin with "~".
     DuplicateNaming duplicateNames = DuplicateNaming::spaceParentheses;

@@ -15,7 +15,7 @@ namespace fluvane {
 using State = DownloadState;
 
 namespace {
-constexpr double beat = 0.5;                 ///< Seconds between ticks.
+constexpr double beat = 0.5;                   ///< Seconds between ticks.
 constexpr std::int64_t ticksPerCheckpoint = 4; ///< So what is on disk is at most some 2 s old.
 } // namespace
 
@@ -83,7 +83,8 @@ void DownloadManager::startPiece(Download& download, std::int64_t start) {
     TransferRequest request{.url = record.url,
                             .from = piece.next(),
                             .referrer = record.referrer,
-                            .label = fmt::format("download {}, piece {}", record.id, download.pieceLabel(start))};
+                            .label =
+                                fmt::format("download {}, piece {}", record.id, download.pieceLabel(start))};
     if (piece.end) {
         request.to = checkedSubtract(*piece.end, 1);
     }
@@ -96,10 +97,10 @@ void DownloadManager::startPiece(Download& download, std::int64_t start) {
 void DownloadManager::startTransfer(Download& download, std::int64_t start, TransferRequest request,
                                     bool isProbe) {
     const auto token = nextToken_++;
-    auto transfer = transport_->start(
-        std::move(request), weakly([this, id = download.id(), token](const TransferEvent& event) {
-            received(id, token, event);
-        }));
+    auto transfer = transport_->start(std::move(request),
+                                      weakly([this, id = download.id(), token](const TransferEvent& event) {
+                                          received(id, token, event);
+                                      }));
     download.transfers.insert_or_assign(
         start, Download::Active{.transfer = std::move(transfer), .token = token, .isProbe = isProbe});
 }
@@ -155,8 +156,8 @@ void DownloadManager::closeFile(Download& download) {
 
 void DownloadManager::trim(Download& download) {
     while (static_cast<int>(download.transfers.size()) > aim(download)) {
-        const auto newest = std::ranges::max_element(
-            download.transfers, {}, [](const auto& entry) { return entry.second.token; });
+        const auto newest = std::ranges::max_element(download.transfers, {},
+                                                     [](const auto& entry) { return entry.second.token; });
         dropTransfer(download, newest->first);
     }
 }
@@ -176,7 +177,8 @@ void DownloadManager::received(std::int64_t id, std::int64_t token, const Transf
     }
     const auto start = entry->first;
     if (const auto* const response = std::get_if<TransferResponse>(&event.value)) {
-        entry->second.isProbe ? probeAnswered(*download, *response) : pieceAnswered(*download, start, *response);
+        entry->second.isProbe ? probeAnswered(*download, *response)
+                              : pieceAnswered(*download, start, *response);
     } else if (const auto* const progress = std::get_if<TransferEvent::Progress>(&event.value)) {
         count(*download, start, progress->written);
         progressed(*download);
@@ -208,9 +210,16 @@ void DownloadManager::count(Download& download, std::int64_t start, std::int64_t
 
 void DownloadManager::progressed(Download& download) {
     const auto now = scheduler_->now();
+    adapt(download, measure(download, now), now);
+}
+
+/// Feeds the meter; returns the bytes that the download has.
+std::int64_t DownloadManager::measure(Download& download, double now) {
     const auto bytes = download.liveBytes();
-    download.meter.add(bytes, now);
-    adapt(download, bytes, now);
+    if (!download.meter.lastTime || now > *download.meter.lastTime) {
+        download.meter.add(bytes, now); // a second sample of one moment would swallow its bytes
+    }
+    return bytes;
 }
 
 // The beat
@@ -237,8 +246,7 @@ void DownloadManager::tick() {
         if (!download->record.state.usesNetwork()) {
             continue;
         }
-        const auto bytes = download->liveBytes();
-        download->meter.add(bytes, now);
+        const auto bytes = measure(*download, now);
         download->lastLive = bytes;
         const auto size = download->record.size;
         download->secondsLeft =

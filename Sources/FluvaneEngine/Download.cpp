@@ -27,7 +27,9 @@ std::vector<Piece> Download::livePieces() const {
     return pieces;
 }
 
-std::int64_t Download::liveBytes() const { return transfers.empty() ? record.doneBytes() : doneBytes(livePieces()); }
+std::int64_t Download::liveBytes() const {
+    return transfers.empty() ? record.doneBytes() : doneBytes(livePieces());
+}
 
 std::string Download::pieceLabel(std::int64_t offset) const {
     const auto index = indexStarting(record.pieces, offset);

@@ -14,8 +14,8 @@
 
 namespace fluvane {
 
-/// One entry of the list: its record and what it holds while it runs. Owned by the manager; engine context only.
-/// Everything but the manager reads it through the const members.
+/// One entry of the list: its record and what it holds while it runs. Owned by the manager; engine context
+/// only. Everything but the manager reads it through the const members.
 class Download {
 public:
     /// One running transfer.
@@ -23,7 +23,8 @@ public:
         std::shared_ptr<Transfer> transfer;
         std::int64_t token = 0;
         bool isProbe = false;
-        /// The file offset this transfer has written up to, as it last reported; absent before the body flows.
+        /// The file offset this transfer has written up to, as it last reported; absent before the body
+        /// flows.
         std::optional<std::int64_t> offset{};
         std::int64_t acceptedAt = 0; ///< The offset its byte counts are counted from.
     };
@@ -70,7 +71,7 @@ public:
     std::optional<int> capBeforeWholeFile; ///< To go back to once the server sends parts again.
     int offlineFailures = 0;               ///< In a row; they never end a download.
     std::int64_t bytesAtFailure = 0;       ///< Done when the last failure was counted.
-    std::int64_t operation = 0;            ///< The digest or move it waits for; a late one is dropped by this.
+    std::int64_t operation = 0; ///< The digest or move it waits for; a late one is dropped by this.
 
     /// The pieces as far as their bytes are known to be on stable storage, which is all that the saved list
     /// may claim; absent when `record.pieces` are.

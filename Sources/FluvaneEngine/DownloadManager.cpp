@@ -33,7 +33,8 @@ void DownloadManager::assertContext() const {
 }
 
 Download* DownloadManager::find(std::int64_t id) const {
-    // Numbers only grow and the list keeps the order of adding, so it is sorted by them unless edited by hand.
+    // Numbers only grow and the list keeps the order of adding, so it is sorted by them unless edited by
+    // hand.
     const auto position = std::ranges::lower_bound(downloads_, id, {}, &Download::id);
     if (position != downloads_.end() && (*position)->id() == id) {
         return position->get();
@@ -101,7 +102,8 @@ bool areSound(const DownloadRecord& record) {
 void DownloadManager::restore(Download& download) {
     auto& record = download.record;
     if (!areSound(record)) {
-        log::files.error(fmt::format("download {}: its saved pieces make no sense, it starts afresh", record.id));
+        log::files.error(
+            fmt::format("download {}: its saved pieces make no sense, it starts afresh", record.id));
         record.pieces.clear();
     }
     if (wasMovedIntoPlace(download)) {
@@ -188,9 +190,9 @@ void DownloadManager::writeSoon() {
     }
     writeScheduled_ = true;
     scheduler_->after(0, weakly([this] {
-        writeScheduled_ = false;
-        write();
-    }));
+                          writeScheduled_ = false;
+                          write();
+                      }));
 }
 
 void DownloadManager::write() {
@@ -201,9 +203,9 @@ void DownloadManager::write() {
     writing_ = true;
     overtaken_ = true;
     store_->save(snapshots(false), {}, weakly([this, generation = generation_] {
-        writing_ = false;
-        written(generation);
-    }));
+                     writing_ = false;
+                     written(generation);
+                 }));
 }
 
 void DownloadManager::written(std::int64_t generation) {

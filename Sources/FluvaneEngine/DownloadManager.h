@@ -18,8 +18,8 @@ namespace fluvane {
 
 /// The engine: owns the list of downloads, decides which run, and runs them. One per process, used from the
 /// main queue only (the thread that made it); no call blocks on disk or network except `start`, which loads
-/// the list, and `stop`, which waits for it to be written. A number that names no download, and a command that
-/// doesn't apply to a download's state, change nothing and report nothing.
+/// the list, and `stop`, which waits for it to be written. A number that names no download, and a command
+/// that doesn't apply to a download's state, change nothing and report nothing.
 class DownloadManager {
 public:
     /// What the engine asks of the system besides its ports. Every function is called on the main queue.
@@ -59,8 +59,8 @@ public:
     [[nodiscard]] bool online() const { return online_; }
     [[nodiscard]] std::optional<LimitedNetwork> limitedNetwork() const { return limitedNetwork_; }
 
-    /// Without a folder it goes to the one in the settings; `autoFolder` lets rules choose another. Returns its
-    /// number.
+    /// Without a folder it goes to the one in the settings; `autoFolder` lets rules choose another. Returns
+    /// its number.
     std::int64_t add(const URL& url, const std::optional<URL>& folder, const std::optional<URL>& referrer,
                      const std::optional<Checksum>& checksum, bool autoFolder);
     void pause(std::int64_t id);
@@ -164,6 +164,7 @@ private:
     void received(std::int64_t id, std::int64_t token, const TransferEvent& event);
     void count(Download& download, std::int64_t start, std::int64_t written);
     void progressed(Download& download);
+    std::int64_t measure(Download& download, double now);
     void adapt(Download& download, std::int64_t bytes, double at);
     bool mayMeasure(const Download& download) const;
     bool judgeStep(Download& download, double rate, double totalRate);
@@ -257,7 +258,7 @@ private:
     bool writing_ = false;
     bool checkpointing_ = false;
     bool checkpointWanted_ = false;
-    bool overtaken_ = false; ///< A list was written after the checkpoint's own.
+    bool overtaken_ = false;                          ///< A list was written after the checkpoint's own.
     std::vector<std::shared_ptr<PieceFile>> closing_; ///< Halted downloads' files, closed once synced.
     struct Waiter {
         std::int64_t generation;

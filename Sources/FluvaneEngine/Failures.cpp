@@ -1,4 +1,5 @@
-// Everything that can go wrong on the way: a retry, a stop that needs the user, or a failure with its sentence.
+// Everything that can go wrong on the way: a retry, a stop that needs the user, or a failure with its
+// sentence.
 
 #include "FluvaneCore/CheckedMath.h"
 #include "FluvaneEngine/DownloadManager.h"
@@ -26,7 +27,8 @@ bool isKnownSame(const Validators& a, const Validators& b) {
 
 // Answers to a piece's request
 
-void DownloadManager::pieceAnswered(Download& download, std::int64_t start, const TransferResponse& response) {
+void DownloadManager::pieceAnswered(Download& download, std::int64_t start,
+                                    const TransferResponse& response) {
     if (refusal(download, start, response, false)) {
         return;
     }
@@ -79,8 +81,9 @@ void DownloadManager::wholeFileAnswered(Download& download, std::int64_t start,
     }
     download.connectionCap = std::max(running, 1);
     log::transfers([&] {
-        return fmt::format("download {}: the server sent the whole file to a range request; down to {} connections",
-                           record.id, download.connectionCap);
+        return fmt::format(
+            "download {}: the server sent the whole file to a range request; down to {} connections",
+            record.id, download.connectionCap);
     });
     if (running == 0) {
         failed(download, {.message = "The server stopped sending parts of the file."}, std::nullopt);
@@ -165,7 +168,8 @@ void DownloadManager::busy(Download& download, const TransferResponse& response)
 }
 
 void DownloadManager::linkExpired(Download& download) {
-    log::downloads([&] { return fmt::format("download {}: the link was refused mid-download", download.id()); });
+    log::downloads(
+        [&] { return fmt::format("download {}: the link was refused mid-download", download.id()); });
     halt(download);
     set(download, State::Wait::linkExpired);
     notify([&](Notifier& notifier) { notifier.linkExpired(download.record); });
@@ -174,7 +178,8 @@ void DownloadManager::linkExpired(Download& download) {
 
 // Retries and failures
 
-void DownloadManager::failed(Download& download, const TransferError& error, std::optional<double> retryAfter) {
+void DownloadManager::failed(Download& download, const TransferError& error,
+                             std::optional<double> retryAfter) {
     const auto& state = download.record.state;
     if (!state.is<State::Downloading>() && !state.is<State::Starting>() &&
         !state.isWaiting(State::Wait::retrying)) {
@@ -200,8 +205,8 @@ void DownloadManager::failed(Download& download, const TransferError& error, std
     }
 }
 
-/// A good stretch of progress ends the row of failures, so that a long download on a bad line isn't ended by a
-/// few breaks over days. A machine without network ends no download either.
+/// A good stretch of progress ends the row of failures, so that a long download on a bad line isn't ended by
+/// a few breaks over days. A machine without network ends no download either.
 void DownloadManager::countFailure(Download& download, const TransferError& error) {
     const auto bytes = download.liveBytes();
     if (download.record.resumable && bytes - download.bytesAtFailure >= minimumPiece) {

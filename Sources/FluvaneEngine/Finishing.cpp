@@ -81,8 +81,8 @@ void DownloadManager::verified(Download& download, const Outcome<std::string>& d
 void DownloadManager::storeResult(Download& download, const std::string& digest) {
     auto& record = download.record;
     const bool matches = record.checksum->matches(digest);
-    record.checksumResult = matches ? ChecksumResult{ChecksumResult::Matches{}}
-                                    : ChecksumResult{ChecksumResult::Differs{digest}};
+    record.checksumResult =
+        matches ? ChecksumResult{ChecksumResult::Matches{}} : ChecksumResult{ChecksumResult::Differs{digest}};
     log::downloads([&] {
         return fmt::format("download {}: the finished file {} its {}", record.id,
                            matches ? "matches" : "doesn't match", Checksum::name(record.checksum->algorithm));
@@ -163,8 +163,9 @@ void DownloadManager::verifyFinishedFile(Download& download) {
                              save();
                              changed();
                          } else {
-                             log::files.error(fmt::format("couldn't check the finished file of download {}: {}",
-                                                          checked.id(), digest.error()));
+                             log::files.error(
+                                 fmt::format("couldn't check the finished file of download {}: {}",
+                                             checked.id(), digest.error()));
                          }
                      }));
 }

@@ -88,7 +88,8 @@ bool DownloadManager::judgeStep(Download& download, double rate, double totalRat
     }
     const auto othersBefore = *download.lastTotalRate - *download.lastRate;
     const bool notFaster = rate < *download.lastRate * (1 + adaptGain);
-    const bool tookSpeed = !download.isPrioritized() && othersBefore > negligibleShare * *download.lastTotalRate &&
+    const bool tookSpeed = !download.isPrioritized() &&
+                           othersBefore > negligibleShare * *download.lastTotalRate &&
                            totalRate - rate < othersBefore * (1 - adaptGain);
     if (!notFaster && !tookSpeed) {
         return true;

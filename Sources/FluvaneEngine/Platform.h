@@ -110,7 +110,9 @@ public:
 template <class T>
 class Outcome {
 public:
-    [[nodiscard]] static Outcome success(T value) { return Outcome(std::in_place_index<0>, std::move(value)); }
+    [[nodiscard]] static Outcome success(T value) {
+        return Outcome(std::in_place_index<0>, std::move(value));
+    }
     [[nodiscard]] static Outcome failure(std::string message) {
         return Outcome(std::in_place_index<1>, std::move(message));
     }
@@ -142,9 +144,10 @@ public:
 class Transfer {
 public:
     virtual ~Transfer() = default;
-    /// Called once, after the response event: from now on the body goes into `file` from `at` on. The transfer
-    /// finishes as soon as its position reaches `end` (exclusive), and nothing past it is written.
-    virtual void accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end) = 0;
+    /// Called once, after the response event: from now on the body goes into `file` from `at` on. The
+    /// transfer finishes as soon as its position reaches `end` (exclusive), and nothing past it is written.
+    virtual void accept(std::shared_ptr<PieceFile> file, std::int64_t at,
+                        std::optional<std::int64_t> end) = 0;
     /// File offset of the next byte it will write; 0 before `accept`.
     [[nodiscard]] virtual std::int64_t position() const = 0;
     /// Moves the end. Finishes at once when the position is there already.
@@ -170,7 +173,8 @@ public:
     [[nodiscard]] virtual bool exists(const URL& location) = 0;
     /// Length of the file, absent when there is none.
     [[nodiscard]] virtual std::optional<std::int64_t> size(const URL& location) = 0;
-    /// Creates or truncates the file, missing folders included, at `size` bytes when known. Fails with FileError.
+    /// Creates or truncates the file, missing folders included, at `size` bytes when known. Fails with
+    /// FileError.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> create(const URL& location,
                                                             std::optional<std::int64_t> size) = 0;
     /// Opens for writing, keeping the contents; creates an empty file when missing. Fails with FileError.
@@ -184,8 +188,9 @@ public:
                           std::function<void(Outcome<std::string>)> completion) = 0;
     /// Moves the unfinished file into the folder under the name, or the next free one: nothing is ever
     /// replaced. Records the origin on it; a failure to do so is only logged. Reports the final location.
-    virtual void finish(const URL& partial, const std::string& name, const URL& folder, DuplicateNaming naming,
-                        const FileOrigin& origin, std::function<void(Outcome<URL>)> completion) = 0;
+    virtual void finish(const URL& partial, const std::string& name, const URL& folder,
+                        DuplicateNaming naming, const FileOrigin& origin,
+                        std::function<void(Outcome<URL>)> completion) = 0;
 };
 
 /// Pending work. Dropping it leaves the work pending.
@@ -201,7 +206,8 @@ public:
     virtual ~Scheduler() = default;
     /// Monotonic seconds; only differences matter.
     [[nodiscard]] virtual double now() const = 0;
-    /// Runs the work once on the engine's context after the delay; with a delay of 0 or less on its next turn.
+    /// Runs the work once on the engine's context after the delay; with a delay of 0 or less on its next
+    /// turn.
     virtual std::shared_ptr<Cancellable> after(double seconds, std::function<void()> work) = 0;
 };
 

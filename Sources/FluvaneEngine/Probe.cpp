@@ -18,8 +18,9 @@ using State = DownloadState;
 namespace {
 
 constexpr const char* wrongPart = "The server sent a part of the file that wasn't asked for.";
-constexpr const char* webPage = "This link opens a web page, not a file. It may need you to sign in, or to start "
-                                "the download on that page, in your browser.";
+constexpr const char* webPage =
+    "This link opens a web page, not a file. It may need you to sign in, or to start "
+    "the download on that page, in your browser.";
 
 std::string partialName(const std::string& name) {
     return name + "." + DownloadManager::partialExtension;
@@ -68,7 +69,8 @@ bool DownloadManager::carryOn(Download& download) {
         download.durable = record.pieces;
     }
     log::downloads([&] {
-        return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(), *record.size);
+        return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(),
+                           *record.size);
     });
     set(download, State::Downloading{});
     if (allComplete(record.pieces)) {
@@ -177,8 +179,8 @@ bool DownloadManager::enoughSpace(Download& download) {
     if (!free || *free >= *record.size) {
         return true;
     }
-    fail(download, fmt::format("Not enough space: it needs {}, and there's {} free.", Words::bytes(*record.size),
-                               Words::bytes(*free)));
+    fail(download, fmt::format("Not enough space: it needs {}, and there's {} free.",
+                               Words::bytes(*record.size), Words::bytes(*free)));
     return false;
 }
 

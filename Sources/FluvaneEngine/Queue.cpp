@@ -91,8 +91,8 @@ void DownloadManager::pumpOnce() {
     auto active = std::ranges::count_if(
         downloads_, [](const auto& download) { return download->record.state.isActive(); });
     const auto free = [&] { return active < config_.simultaneous; };
-    const bool anyPrioritized = std::ranges::any_of(
-        downloads_, [](const auto& download) { return download->isPrioritized(); });
+    const bool anyPrioritized =
+        std::ranges::any_of(downloads_, [](const auto& download) { return download->isPrioritized(); });
     if (!free() && !anyPrioritized) {
         return; // nothing can start: spare the sorting
     }
@@ -256,7 +256,8 @@ void DownloadManager::remove(std::int64_t id) {
 void DownloadManager::downloadNext(std::int64_t id) {
     assertContext();
     Download* const download = find(id);
-    if (!download || !(download->record.state.is<State::Queued>() || download->record.state.is<State::Paused>())) {
+    if (!download ||
+        !(download->record.state.is<State::Queued>() || download->record.state.is<State::Paused>())) {
         return;
     }
     std::optional<std::int64_t> smallest;

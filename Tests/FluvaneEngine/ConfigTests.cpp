@@ -1,0 +1,85 @@
+#include "FluvaneEngine/Config.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace fluvane;
+
+namespace {
+
+Config decoded(const char* text) {
+    return Config::decoded(coding::parse(text));
+}
+
+TEST(Config, ForcesNumbersIntoTheirBounds) {
+    EXPECT_EQ(decoded("{}"), Config());
+    struct Row {
+        const char* text;
+        int connections, perServer, simultaneous;
+        std::optional<std::int64_t> limit;
+    };
+    const Row rows[] = {
+        {R"({"connections":0,"simultaneous":0})", 1, 16, 1, {}},
+        {R"({"connections":40,"simultaneous":50})", 16, 16, 10, {}},
+        {R"({"connections":12,"connectionsPerServer":4})", 12, 12, 3, {}},
+        {R"({"connectionsPerServer":100})", 8, 32, 3, {}},
+        {R"({"speedLimit":1000})", 8, 16, 3, 16'000},
+        {R"({"speedLimit":null,"connections":null})", 8, 16, 3, {}},
+        {R"({"speedLimit":9000000000000})", 8, 16, 3, 9'000'000'000'000},
+        {R"({"speedLimit":1e30,"connections":5000000000,"simultaneous":-5000000000})", 16, 16, 1,
+         std::numeric_limits<std::int64_t>::max()},
+    };
+    for (const Row& row : rows) {
+        const Config config = decoded(row.text);
+        EXPECT_EQ(config.connections, row.connections) << row.text;
+        EXPECT_EQ(config.connectionsPerServer, row.perServer) << row.text;
+        EXPECT_EQ(config.simultaneous, row.simultaneous) << row.text;
+        EXPECT_EQ(config.speedLimit, row.limit) << row.text;
+    }
+}
+
+TEST(Config, IsStrictAboutTypesButNotAboutNamingAndRules) {
+    const std::pair<const char*, const char*> failures[] = {
+        {R"({"connections":"8"})", "Expected a number under 'connections'."},
+        {R"({"simultaneous":true})", "Expected a number under 'simultaneous'."},
+        {R"({"connections":8.5})",
+         "Expected a whole number from -2147483648 to 2147483647 under 'connections'."},
+        {R"({"folder":3})", "Expected text under 'folder'."},
+        {R"({"keepAwake":1})", "Expected true or false under 'keepAwake'."},
+    };
+    for (const auto& [text, description] : failures) {
+        try {
+            (void)decoded(text);
+            ADD_FAILURE() << text;
+        } catch (const coding::DecodingError& error) {
+            EXPECT_STREQ(error.what(), description);
+        }
+    }
+    EXPECT_EQ(decoded(R"({"duplicateNames":"roman","rules":3})"), Config());
+    EXPECT_EQ(decoded(R"({"duplicateNames":7})"), Config());
+    const Config config = decoded(R"({"rules":[{"id":"a","match":{"site":"x"}},{"id":"b"},7,
+                                               {"id":"c","match":{"kind":"video"}}]})");
+    ASSERT_EQ(config.rules.size(), 2U);
+    EXPECT_EQ(config.rules[0].id, "a");
+    EXPECT_EQ(config.rules[1].id, "c");
+}
+
+TEST(Config, WritesEveryKeyInOrder) {
+    EXPECT_EQ(Config::everySetting().encoded().dump(),
+              R"({"connections":8,"connectionsPerServer":16,"simultaneous":3,"speedLimit":5000000,)"
+              R"("folder":"~/Downloads","duplicateNames":"spaceParentheses","rules":[],"keepAwake":true,)"
+              R"("waitOnHotspots":true,"notifyWhenDone":true,"detailedLogging":false,)"
+              R"("hasCompletedOnboarding":false})");
+    EXPECT_FALSE(Config().encoded().contains("speedLimit"));
+    EXPECT_FALSE(Config().encoded().contains("folder"));
+
+    Config config = Config::everySetting();
+    config.duplicateNames = DuplicateNaming::underscore;
+    config.rules = {{"a", Rule::Extensions{{"zip"}}, "~/Z", 3}};
+    config.keepAwake = config.waitOnHotspots = config.notifyWhenDone = false;
+    config.detailedLogging = config.hasCompletedOnboarding = true;
+    EXPECT_EQ(Config::decoded(coding::parse(config.encoded().dump())), config);
+}
+
+} // namespace

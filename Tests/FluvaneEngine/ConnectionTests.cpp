@@ -1,0 +1,196 @@
+#include "Support/Engine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace fluvane::support {
+namespace {
+
+using testing::AnyOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class ConnectionTest : public testing::Test {
+protected:
+    explicit ConnectionTest(Config config = {}) : engine(std::move(config)) {
+        server.size = 200'000'000;
+        engine.manager->start();
+    }
+    int connections(std::int64_t id = 1) { return engine.manager->download(id)->connections(); }
+    Engine engine;
+    FakeServer server{*engine.transport, engine.scheduler};
+};
+
+TEST_F(ConnectionTest, DoublesWhileThatIsFaster) {
+    engine.config.connections = 16;
+    engine.manager->apply(engine.config);
+    engine.add("http://a.example/f");
+    std::vector<int> seen;
+    engine.manager->onChange = [&] {
+        const auto* download = engine.manager->download(1);
+        const bool settled = download && download->connections() == download->target;
+        if (settled && (seen.empty() || seen.back() != download->connections())) {
+            seen.push_back(download->connections());
+        }
+    };
+    engine.scheduler.runFor(16);
+    EXPECT_THAT(seen, testing::ElementsAre(2, 4, 8, 16));
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: 2 connections at 2 MB/s, trying 4"));
+    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
+}
+
+TEST_F(ConnectionTest, GoesBackWhenAStepIsNotFaster) {
+    server.bytesPerSecondInAll = 4'300'000;
+    engine.add("http://a.example/f");
+    engine.scheduler.runFor(20);
+    EXPECT_EQ(connections(), 4);
+    EXPECT_THAT(
+        engine.log.lines,
+        Contains("downloads: download 1: 8 connections weren't faster (4.3 MB/s against 4 MB/s with 4), "
+                 "back to 4"));
+    engine.scheduler.runFor(10);
+    EXPECT_EQ(connections(), 4) << "it has stopped growing";
+}
+
+TEST_F(ConnectionTest, GoesBackWhenAStepCostsTheOthers) {
+    server.bytesPerSecond = 10'000'000;
+    server.bytesPerSecondInAll = 8'000'000;
+    engine.config.connections = 2;
+    engine.manager->apply(engine.config);
+    engine.add("http://a.example/f");
+    engine.scheduler.runFor(4);
+    engine.config.connections = 8;
+    engine.manager->apply(engine.config);
+    engine.add("http://b.example/g");
+    engine.scheduler.runFor(30);
+    EXPECT_THAT(engine.log.lines, Contains(HasSubstr("took speed from the other downloads")));
+    EXPECT_EQ(connections(1), 2);
+    EXPECT_EQ(connections(2), 2);
+}
+
+TEST_F(ConnectionTest, PrioritizedGrowsAloneAndTheOthersAreCutBack) {
+    server.bytesPerSecondInAll = 20'000'000;
+    server.bytesPerSecond = 1'000'000;
+    engine.add("http://a.example/f");
+    engine.scheduler.runFor(12);
+    EXPECT_EQ(connections(1), 8);
+    engine.add("http://b.example/g");
+    engine.manager->prioritize(2, true);
+    engine.scheduler.runFor(2);
+    EXPECT_EQ(connections(1), 2);
+    engine.scheduler.runFor(14);
+    EXPECT_EQ(connections(1), 2);
+    EXPECT_EQ(connections(2), 8);
+    engine.manager->prioritize(2, false);
+    engine.scheduler.runFor(8);
+    EXPECT_GT(connections(1), 2) << "it may grow again";
+}
+
+TEST_F(ConnectionTest, AFreeConnectionTakesHalfOfTheBiggestPieceLeft) {
+    Config config;
+    config.connections = 2;
+    engine.manager->apply(config);
+    engine.add("http://a.example/f");
+    engine.turns();
+    engine.transport->onStart = {}; // from here on by hand
+    const auto half = *engine.record(1).pieces[0].end;
+    auto first = engine.transport->transfers[0];
+    auto second = engine.transport->transfers[1];
+    first->send(half);
+    ASSERT_TRUE(first->isOver());
+    const auto& pieces = engine.record(1).pieces;
+    ASSERT_EQ(pieces.size(), 3U);
+    EXPECT_EQ(second->end(), pieces[1].end);
+    EXPECT_EQ(pieces[2].end, server.size);
+    EXPECT_EQ(engine.transport->last().request.from, pieces[2].start);
+    EXPECT_THAT(
+        engine.log.lines,
+        Contains(StartsWith("downloads: download 1: a connection takes over the second half of piece ")));
+}
+
+TEST_F(ConnectionTest, CapsOfRuleAndServerHold) {
+    engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
+    engine.config.connections = 4;
+    engine.config.connectionsPerServer = 4;
+    engine.manager->apply(engine.config);
+    engine.add("http://a.example/f");
+    engine.add("http://c.example/g");
+    engine.add("http://c.example/h");
+    for (int second = 0; second < 25; ++second) {
+        engine.scheduler.runFor(1);
+        EXPECT_EQ(connections(1), 1);
+        EXPECT_LE(connections(2) + connections(3), 4);
+    }
+}
+
+TEST_F(ConnectionTest, ChangedCapsApplyToWhatRuns) {
+    server.size = 1'000'000'000;
+    engine.add("http://a.example/f");
+    engine.scheduler.runFor(12);
+    ASSERT_EQ(connections(), 8);
+    engine.config.connections = 3;
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(connections(), 3);
+    const auto live = engine.manager->download(1)->liveBytes();
+    engine.scheduler.runFor(1);
+    EXPECT_GT(engine.manager->download(1)->liveBytes(), live) << "trimming loses nothing";
+    engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(connections(), 1);
+    engine.config.rules.clear();
+    engine.config.connections = 8;
+    engine.manager->apply(engine.config);
+    engine.scheduler.runFor(20);
+    EXPECT_EQ(connections(), 8) << "free to grow again";
+}
+
+TEST_F(ConnectionTest, AServerWithoutPartsGetsOneConnection) {
+    server.sendsParts = false;
+    server.size = 5'000'000;
+    engine.add("http://a.example/f");
+    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    EXPECT_EQ(engine.transport->transfers.size(), 1U);
+    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
+}
+
+TEST_F(ConnectionTest, SpeedTimeLeftAndAwakeFollowTheRun) {
+    engine.add("http://a.example/f");
+    engine.scheduler.runFor(10);
+    const auto* download = engine.manager->download(1);
+    EXPECT_GT(download->speed(), 2'000'000);
+    ASSERT_TRUE(download->secondsLeft);
+    EXPECT_NEAR(*download->secondsLeft * download->speed(),
+                200e6 - static_cast<double>(download->liveBytes()), 5e6);
+    EXPECT_TRUE(engine.power->awake);
+    engine.manager->pause(1);
+    EXPECT_EQ(download->speed(), 0);
+    EXPECT_EQ(download->secondsLeft, std::nullopt);
+    EXPECT_FALSE(engine.power->awake);
+}
+
+TEST_F(ConnectionTest, UnreportedBytesAreKeptWhenAConnectionIsClosed) {
+    engine.add("http://a.example/f");
+    engine.turns();
+    engine.transport->transfers[0]->sendQuietly(123'456);
+    EXPECT_EQ(engine.manager->download(1)->liveBytes(), 123'456);
+    engine.manager->pause(1);
+    EXPECT_EQ(engine.record(1).doneBytes(), 123'456);
+}
+
+TEST_F(ConnectionTest, AStaleEventIsDroppedEvenIfItsPieceHasANewConnection) {
+    engine.add("http://a.example/f");
+    engine.turns();
+    const auto stale = engine.transport->transfers[1];
+    engine.manager->pause(1);
+    engine.manager->resume(1);
+    stale->deliverLate({TransferEvent::Progress{5'000'000}});
+    stale->deliverLate({TransferEvent::Failed{{"Late.", false}, 5'000'000}});
+    EXPECT_EQ(engine.record(1).doneBytes(), 0);
+    EXPECT_EQ(engine.state(1), "downloading");
+}
+
+} // namespace
+} // namespace fluvane::support

@@ -1,0 +1,265 @@
+#include "Support/Engine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace fluvane::support {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Headers = TransferResponse::Headers;
+
+constexpr std::int64_t size = 80'000'000;
+constexpr std::int64_t secondStart = 9'961'472; ///< Of the second of its 8 pieces.
+constexpr const char* changed = "The file changed on the server, so this download stopped.";
+
+/// A download of 8 pieces with two connections, the first of which is open, answered by hand.
+class FailureTest : public testing::Test {
+protected:
+    FailureTest() {
+        engine.manager->start();
+        engine.add("http://a.example/f");
+        engine.turns();
+        probe().respondPart(size, {{"ETag", "\"v\""}, {"Last-Modified", "then"}});
+    }
+    FakeTransfer& probe() { return *engine.transport->transfers[0]; }
+    FakeTransfer& second() { return *engine.transport->transfers[1]; }
+    FakeTransfer& last() { return engine.transport->last(); }
+    std::string failure() {
+        const auto* message = engine.record(1).state.failure();
+        return message ? *message : "no failure but " + engine.state(1);
+    }
+    const Download& download() { return *engine.manager->download(1); }
+    Engine engine;
+};
+
+TEST_F(FailureTest, AnswersToPieceRequests) {
+    struct {
+        const char* name;
+        int status;
+        Headers headers;
+        const char* state;
+        const char* message;
+        int cap; ///< 0: as it was.
+    } const rows[] = {
+        {"refused", 403, {}, "link-expired", "", 0},
+        {"unauthorised", 401, {}, "link-expired", "", 0},
+        {"not there", 404, {}, "link-expired", "", 0},
+        {"gone", 410, {}, "link-expired", "", 0},
+        {"range refused", 416, {}, "failed", changed, 0},
+        {"teapot", 418, {}, "failed", "The server answered 418 instead of sending the file.", 0},
+        {"too many", 429, {}, "downloading", "", 4},
+        {"unavailable", 503, {}, "downloading", "", 4},
+        {"time-out", 408, {}, "downloading", "", 0},
+        {"too early", 425, {}, "downloading", "", 0},
+        {"broken", 500, {}, "downloading", "", 0},
+        {"gateway", 599, {}, "downloading", "", 0},
+        {"wrong part", 206, {{"Content-Range", "bytes 5-9/80000000"}}, "downloading", "", 0},
+        {"no range", 206, {}, "downloading", "", 0},
+        {"other size", 206, {{"Content-Range", "bytes 9961472-19999999/90000000"}}, "failed", changed, 0},
+        {"other tag",
+         206,
+         {{"Content-Range", "bytes 9961472-19999999/80000000"}, {"ETag", "\"w\""}},
+         "failed",
+         changed,
+         0},
+        {"other date",
+         206,
+         {{"Content-Range", "bytes 9961472-19999999/80000000"}, {"Last-Modified", "now"}},
+         "failed",
+         changed,
+         0},
+        {"whole, changed", 200, {{"ETag", "\"w\""}}, "failed", changed, 0},
+        {"whole", 200, {}, "downloading", "", 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Engine fresh;
+        fresh.manager->start();
+        fresh.add("http://a.example/f");
+        fresh.turns();
+        fresh.transport->transfers[0]->respondPart(size, {{"ETag", "\"v\""}, {"Last-Modified", "then"}});
+        fresh.transport->transfers[0]->send(1000);
+        const auto piece = fresh.transport->transfers[1];
+        ASSERT_EQ(piece->request.from, secondStart);
+        piece->respond(row.status, row.headers);
+        EXPECT_EQ(fresh.state(1), row.state);
+        EXPECT_TRUE(piece->isOver());
+        const auto* message = fresh.record(1).state.failure();
+        EXPECT_EQ(message ? *message : "", row.message);
+        const int cap = std::min(fresh.manager->download(1)->connectionCap, 8);
+        EXPECT_EQ(cap, row.cap ? row.cap : 8);
+        const bool discarded = std::string(row.message) == changed;
+        EXPECT_EQ(fresh.files->paths().empty(), discarded);
+        EXPECT_EQ(fresh.record(1).doneBytes(), discarded ? 0 : 1000) << "nothing else loses a byte";
+    }
+}
+
+TEST_F(FailureTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
+    probe().send(5000);
+    second().respond(403);
+    EXPECT_EQ(engine.state(1), "link-expired");
+    EXPECT_TRUE(probe().isOver());
+    EXPECT_EQ(engine.record(1).doneBytes(), 5000);
+    EXPECT_THAT(engine.notifier->notices, ElementsAre("expired 1"));
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: the link was refused mid-download"));
+    engine.manager->updateLink(1, link("http://a.example/fresh"));
+    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_EQ(engine.transport->live()[0]->request.from, 5000);
+}
+
+TEST_F(FailureTest, BusyServersSetTheDelay) {
+    probe().fail("Broken.");
+    second().respond(503, {{"Retry-After", "120"}});
+    EXPECT_EQ(engine.state(1), "retrying") << "one retry for both";
+    EXPECT_EQ(download().failures, 1);
+    engine.scheduler.runFor(1.5);
+    EXPECT_EQ(engine.state(1), "downloading");
+    for (const auto& transfer : engine.transport->live()) {
+        transfer->respond(503, {{"Retry-After", "120"}});
+    }
+    EXPECT_THAT(engine.log.lines,
+                Contains("downloads: download 1: The server is busy (503). tries again in 120.0 s"));
+    const auto started = engine.transport->transfers.size();
+    engine.scheduler.runFor(119);
+    EXPECT_EQ(engine.transport->transfers.size(), started);
+    engine.scheduler.runFor(2);
+    EXPECT_GT(engine.transport->transfers.size(), started);
+    EXPECT_EQ(download().connectionCap, 1) << "halved three times from 8";
+}
+
+TEST_F(FailureTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
+    second().respond(429, {{"Retry-After", "60"}});
+    probe().send(secondStart);
+    ASSERT_TRUE(probe().isOver());
+    EXPECT_THAT(engine.transport->live(), IsEmpty());
+    EXPECT_EQ(engine.state(1), "retrying");
+    engine.scheduler.runFor(59);
+    EXPECT_THAT(engine.transport->live(), IsEmpty());
+    engine.scheduler.runFor(2);
+    EXPECT_FALSE(engine.transport->live().empty());
+}
+
+TEST_F(FailureTest, TheNinthFailureInARowIsTheEnd) {
+    std::vector<double> delays;
+    for (int attempt = 1; attempt <= 9; ++attempt) {
+        EXPECT_NE(engine.state(1), "failed");
+        for (const auto& transfer : engine.transport->live()) {
+            transfer->fail("The server stopped answering.");
+        }
+        const auto before = engine.scheduler.now();
+        if (attempt < 9) {
+            EXPECT_EQ(engine.state(1), "retrying");
+            ASSERT_TRUE(engine.runUntil(1, "downloading"));
+            delays.push_back(engine.scheduler.now() - before);
+        }
+    }
+    EXPECT_EQ(failure(), "The server stopped answering.");
+    EXPECT_THAT(delays, ElementsAre(1, 2, 4, 8, 16, 32, 60, 60));
+    EXPECT_THAT(engine.notifier->notices, ElementsAre("failed 1: The server stopped answering."));
+    engine.manager->resume(1);
+    EXPECT_EQ(download().failures, 0);
+    EXPECT_EQ(engine.state(1), "downloading");
+}
+
+TEST_F(FailureTest, ProgressEndsTheRowAndBeingOfflineIsNobodysFault) {
+    for (int round = 0; round < 12; ++round) {
+        for (const auto& transfer : engine.transport->live()) {
+            if (!transfer->isAccepted()) {
+                transfer->respondPart(size, {{"ETag", "\"v\""}});
+            }
+            transfer->send(600'000);
+        }
+        for (const auto& transfer : engine.transport->live()) {
+            transfer->fail("Broken.");
+        }
+        EXPECT_LE(download().failures, 1);
+        engine.scheduler.runFor(3);
+    }
+    for (int round = 0; round < 20; ++round) {
+        for (const auto& transfer : engine.transport->live()) {
+            transfer->fail("No route to host.", true);
+        }
+        EXPECT_EQ(engine.state(1), "retrying");
+        ASSERT_TRUE(engine.runUntil(1, "downloading"));
+    }
+}
+
+TEST_F(FailureTest, AnEarlyEndIsRetried) {
+    probe().send(5000);
+    probe().finish();
+    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_THAT(
+        engine.log.lines,
+        Contains("downloads: download 1: The server closed the connection early. tries again in 1.0 s"));
+    engine.scheduler.runFor(1.1);
+    EXPECT_EQ(last().request.from, 5000);
+}
+
+TEST_F(FailureTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithoutIfRange) {
+    probe().send(1000);
+    second().respond(200, {{"ETag", "\"v\""}, {"Content-Length", "80000000"}});
+    EXPECT_THAT(engine.log.lines, Contains("transfers: download 1: the server sent the whole file to a range "
+                                           "request; down to 1 connections"));
+    probe().fail("Broken.");
+    engine.scheduler.runFor(1.1);
+    EXPECT_EQ(last().request.ifRange, std::nullopt);
+    last().respondPart(size, {{"ETag", "\"v\""}});
+    EXPECT_EQ(download().connections(), 2) << "it does send parts, so the old cap is back";
+}
+
+TEST_F(FailureTest, OnlyWholeFilesStopInTheEnd) {
+    second().respond(200);
+    probe().fail("Broken.");
+    for (int attempt = 0; attempt < 9 && engine.state(1) != "failed"; ++attempt) {
+        engine.scheduler.runFor(61);
+        last().respond(200);
+    }
+    EXPECT_EQ(failure(), "The server stopped sending parts of the file.");
+}
+
+TEST_F(FailureTest, AFullDiskIsRetriedAndKeepsEveryByte) {
+    probe().send(5000);
+    engine.files->failWrite = "No space left on device";
+    probe().send(5000);
+    EXPECT_THAT(engine.log.lines, Contains(HasSubstr("Couldn't write to the file: No space left on device")));
+    engine.files->failWrite.reset();
+    engine.scheduler.runFor(1.1);
+    EXPECT_EQ(last().request.from, 5000);
+}
+
+TEST(WithoutParts, AFailureStartsOverFromAProbe) {
+    Engine engine;
+    engine.manager->start();
+    engine.add("http://a.example/f");
+    engine.turns();
+    for (int attempt = 0; attempt < 9; ++attempt) {
+        engine.transport->last().respond(200, {{"Content-Length", "3000000"}});
+        engine.transport->last().send(2'000'000);
+        engine.transport->last().fail("Broken.");
+        if (attempt < 8) {
+            EXPECT_EQ(engine.record(1).doneBytes(), 0);
+            engine.scheduler.runFor(61);
+            EXPECT_TRUE(engine.transport->last().isProbe());
+        }
+    }
+    EXPECT_EQ(engine.state(1), "failed") << "bytes that are thrown away are no progress";
+}
+
+TEST(WithoutParts, ABusyProbeIsRetriedWithItsDelay) {
+    Engine engine;
+    engine.manager->start();
+    engine.add("http://a.example/f");
+    engine.turns();
+    engine.transport->last().respond(503, {{"Retry-After", "5"}});
+    EXPECT_EQ(engine.state(1), "retrying");
+    engine.scheduler.runFor(5.1);
+    EXPECT_EQ(engine.state(1), "starting");
+    EXPECT_EQ(engine.transport->transfers.size(), 2U);
+}
+
+} // namespace
+} // namespace fluvane::support

@@ -1,0 +1,289 @@
+#include "Support/Engine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace fluvane::support {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Headers = TransferResponse::Headers;
+
+constexpr const char* webPage =
+    "This link opens a web page, not a file. It may need you to sign in, or to start "
+    "the download on that page, in your browser.";
+
+class ProbeTest : public testing::Test {
+protected:
+    FakeTransfer& addAndProbe(const std::string& url = "http://a.example/file.bin") {
+        engine.manager->start();
+        engine.add(url);
+        engine.turns();
+        return engine.transport->last();
+    }
+    const DownloadRecord& record() { return engine.record(1); }
+    Engine engine;
+};
+
+TEST_F(ProbeTest, AsksForAnOpenRangeAndItsConnectionBecomesTheFirstPieces) {
+    auto& probe = addAndProbe();
+    EXPECT_EQ(probe.request.from, 0);
+    EXPECT_EQ(probe.request.to, std::nullopt);
+    EXPECT_EQ(probe.request.ifRange, std::nullopt);
+    EXPECT_EQ(probe.request.label, "download 1, probe");
+    EXPECT_EQ(engine.manager->download(1)->connections(), 0);
+    probe.respondPart(10'000'000, {{"ETag", "\"x\""}, {"Last-Modified", "then"}});
+    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_EQ(record().pieces.size(), 8U);
+    EXPECT_EQ(probe.end(), record().pieces[0].end);
+    EXPECT_EQ(engine.manager->download(1)->connections(), 2);
+    const auto& second = engine.transport->last().request;
+    EXPECT_EQ(second.from, record().pieces[1].start);
+    EXPECT_EQ(second.to, *record().pieces[1].end - 1);
+    EXPECT_EQ(second.ifRange, "\"x\"");
+    EXPECT_EQ(engine.files->size(URL::file("/downloads/file.bin.fluvane")), 10'000'000);
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: 206, 10000000 bytes, in 8 pieces"));
+}
+
+TEST_F(ProbeTest, LearnsSizeAndWhetherPartsAreSent) {
+    struct {
+        const char* name;
+        int status;
+        Headers headers;
+        std::optional<std::int64_t> size;
+        bool resumable;
+        std::size_t pieces;
+        const char* log;
+    } const rows[] = {
+        {"part",
+         206,
+         {{"Content-Range", "bytes 0-4999999/5000000"}},
+         5'000'000,
+         true,
+         4,
+         "206, 5000000 bytes, in 4 pieces"},
+        {"small part", 206, {{"Content-Range", "bytes 0-9/10"}}, 10, true, 1, "206, 10 bytes, in one piece"},
+        {"part of unknown length",
+         206,
+         {{"Content-Range", "bytes 0-9/*"}},
+         {},
+         true,
+         1,
+         "206, size unknown, in one piece"},
+        {"whole with parts",
+         200,
+         {{"Content-Length", "5000000"}, {"Accept-Ranges", "bytes"}},
+         5'000'000,
+         true,
+         4,
+         "200, 5000000 bytes, in 4 pieces"},
+        {"whole",
+         200,
+         {{"Content-Length", "5000000"}},
+         5'000'000,
+         false,
+         1,
+         "200, 5000000 bytes, one connection, the server doesn't send parts"},
+        {"no length",
+         200,
+         {},
+         {},
+         false,
+         1,
+         "200, size unknown, one connection, the server doesn't send parts"},
+        {"senseless length",
+         200,
+         {{"Content-Length", "-5"}},
+         {},
+         false,
+         1,
+         "200, size unknown, one connection, the server doesn't send parts"},
+        {"encoded",
+         206,
+         {{"Content-Range", "bytes 0-9/10"}, {"Content-Encoding", "gzip"}},
+         {},
+         false,
+         1,
+         "206, size unknown, one connection, the server doesn't send parts"},
+        {"parts refused",
+         200,
+         {{"Content-Length", "9"}, {"Accept-Ranges", "none"}},
+         9,
+         false,
+         1,
+         "200, 9 bytes, one connection, the server doesn't send parts"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Engine fresh;
+        fresh.add("http://a.example/file.bin");
+        fresh.transport->last().respond(row.status, row.headers);
+        EXPECT_EQ(fresh.state(1), "downloading");
+        EXPECT_EQ(fresh.record(1).size, row.size);
+        EXPECT_EQ(fresh.record(1).resumable, row.resumable);
+        EXPECT_EQ(fresh.record(1).pieces.size(), row.pieces);
+        EXPECT_EQ(fresh.manager->download(1)->connections(), std::min<int>(static_cast<int>(row.pieces), 2));
+        EXPECT_THAT(fresh.log.lines, Contains(std::string("downloads: download 1: ") + row.log));
+    }
+}
+
+TEST_F(ProbeTest, RefusesWhatIsNotTheFile) {
+    struct {
+        int status;
+        Headers headers;
+        std::string message;
+    } const rows[] = {
+        {206,
+         {{"Content-Range", "bytes 100-199/200"}},
+         "The server sent a part of the file that wasn't asked for."},
+        {206, {}, "The server sent a part of the file that wasn't asked for."},
+        {200, {{"Content-Type", "text/html; charset=utf-8"}}, webPage},
+        {401, {}, "The server refused to send the file (401)."},
+        {403, {}, "The server refused to send the file (403)."},
+        {404, {}, "The server says the file isn't there (404)."},
+        {410, {}, "The server says the file isn't there (410)."},
+        {416, {}, "The server can't send this file (416)."},
+        {416, {{"Content-Range", "bytes */12"}}, "The server can't send this file (416)."},
+        {418, {}, "The server answered 418 instead of sending the file."},
+        {204, {}, "The server answered 204 instead of sending the file."},
+        {304, {}, "The server answered 304 instead of sending the file."},
+    };
+    for (const auto& row : rows) {
+        Engine fresh;
+        fresh.add("http://a.example/file.bin");
+        auto& probe = fresh.transport->last();
+        probe.respond(row.status, row.headers);
+        ASSERT_TRUE(fresh.record(1).state.failure()) << row.status;
+        EXPECT_EQ(*fresh.record(1).state.failure(), row.message);
+        EXPECT_TRUE(probe.isOver());
+        EXPECT_THAT(fresh.files->paths(), IsEmpty());
+        EXPECT_THAT(fresh.notifier->notices, Contains("failed 1: " + row.message));
+        EXPECT_THAT(fresh.log.lines, Contains("downloads: download 1 failed: " + row.message));
+        EXPECT_EQ(fresh.record(1).opensWebPage.value_or(false), row.message == webPage);
+    }
+}
+
+TEST_F(ProbeTest, ARefusedRangeOfNothingIsAnEmptyFile) {
+    auto& probe = addAndProbe();
+    probe.respond(416, {{"Content-Range", "bytes */0"}, {"Content-Length", "120"}});
+    EXPECT_EQ(probe.end(), 0);
+    probe.finish();
+    engine.turns();
+    EXPECT_EQ(engine.state(1), "finished");
+    EXPECT_EQ(engine.files->contents("/downloads/file.bin"), "");
+}
+
+TEST_F(ProbeTest, FindsFolderAndNameThatReplaceNothing) {
+    engine.config.rules = {
+        {.id = "host", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1},
+        {.id = "films", .match = Rule::Kind{FileKind::video}, .folder = "/films", .connections = {}},
+    };
+    engine.manager->apply(engine.config);
+    engine.files->put("/films/film.mkv", "mine");
+    engine.files->put("/films/film (1).mkv.fluvane", "somebody's");
+    auto& probe = addAndProbe("http://a.example/get?id=5");
+    probe.respondPart(3'000'000, {{"Content-Disposition", "attachment; filename=\"film.mkv\""}});
+    EXPECT_EQ(record().name, "film (2).mkv");
+    EXPECT_EQ(record().folder.path(), "/films");
+    EXPECT_EQ(record().rule, "films");
+    EXPECT_EQ(engine.manager->download(1)->connections(), 1) << "the site's rule";
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: a rule picks its folder"));
+    engine.manager->add(link("http://b.example/film.mkv"), URL::folder("/films"), {}, {}, false);
+    engine.transport->last().respondPart(10);
+    EXPECT_EQ(engine.record(2).name, "film (3).mkv") << "another download's name counts as taken";
+    EXPECT_EQ(engine.record(2).rule, std::nullopt);
+}
+
+TEST_F(ProbeTest, ANameKeptFromAnEarlierRunIsAskedAgain) {
+    auto& probe = addAndProbe();
+    probe.respond(200, {{"Content-Length", "1000"}});
+    engine.manager->pause(1);
+    engine.config.folder = "/elsewhere";
+    engine.manager->apply(engine.config);
+    engine.files->put("/elsewhere/file.bin.fluvane", "somebody's");
+    engine.manager->resume(1);
+    engine.transport->last().respond(200, {{"Content-Length", "1000"}});
+    EXPECT_EQ(record().name, "file (1).bin");
+    EXPECT_EQ(engine.files->contents("/elsewhere/file.bin.fluvane"), "somebody's");
+    EXPECT_EQ(engine.files->contents("/downloads/file.bin.fluvane"), std::nullopt) << "the old one is let go";
+}
+
+TEST_F(ProbeTest, LongNamesLeaveRoomForTheUnfinishedFile) {
+    auto& probe = addAndProbe();
+    const std::string name = std::string(300, 'n') + ".zip";
+    probe.respondPart(10, {{"Content-Disposition", "attachment; filename=\"" + name + "\""}});
+    const auto partial = record().partial->lastPathComponent();
+    EXPECT_LE(partial.size(), 255U);
+    EXPECT_TRUE(partial.ends_with(".zip.fluvane"));
+    engine.add("http://a.example/x");
+    engine.transport->last().respondPart(10,
+                                         {{"Content-Disposition", "attachment; filename=\"" + name + "\""}});
+    EXPECT_LE(engine.record(2).partial->path().size(), std::string("/downloads/").size() + 255);
+    EXPECT_NE(engine.record(2).name, record().name);
+}
+
+TEST_F(ProbeTest, NeedsSpaceAndAFile) {
+    engine.files->freeSpace = 1'000'000;
+    addAndProbe().respondPart(1'200'000'000);
+    EXPECT_EQ(*record().state.failure(), "Not enough space: it needs 1.2 GB, and there's 1 MB free.");
+    engine.files->freeSpace.reset();
+    engine.files->failCreate = "Read-only file system";
+    engine.manager->resume(1);
+    engine.transport->last().respondPart(1'200'000'000);
+    EXPECT_EQ(*record().state.failure(), "Couldn't create the file: Read-only file system");
+}
+
+/// A download stopped half-way, with its unfinished file.
+class CarryOnTest : public ProbeTest {
+protected:
+    void SetUp() override {
+        auto& probe = addAndProbe();
+        probe.respondPart(4'000'000, {{"ETag", "\"v\""}});
+        probe.send(100'000);
+        engine.manager->pause(1);
+        engine.turns();
+    }
+};
+
+TEST_F(CarryOnTest, PicksUpWithoutAProbe) {
+    engine.manager->resume(1);
+    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 picks up at 100000 of 4000000 bytes"));
+    const auto& first = engine.transport->transfers[2]->request;
+    EXPECT_EQ(first.from, 100'000);
+    EXPECT_EQ(first.ifRange, "\"v\"");
+}
+
+TEST_F(CarryOnTest, StartsAfreshWithoutItsWholeFile) {
+    const std::vector<std::pair<std::string, std::function<void()>>> rows = {
+        {"gone", [&] { engine.files->remove(*record().partial); }},
+        {"cut off", [&] { engine.files->put(record().partial->path(), "short"); }},
+        {"unreadable", [&] { engine.files->failOpen = "Permission denied"; }},
+    };
+    for (const auto& [name, spoil] : rows) {
+        SCOPED_TRACE(name);
+        spoil();
+        engine.manager->resume(1);
+        EXPECT_EQ(engine.state(1), "starting");
+        EXPECT_TRUE(engine.transport->last().isProbe());
+        EXPECT_EQ(record().doneBytes(), 0);
+        engine.transport->last().respondPart(4'000'000);
+        engine.manager->pause(1);
+    }
+}
+
+TEST_F(CarryOnTest, AFreshLinkCarriesOnFromTheSavedBytes) {
+    engine.manager->updateLink(1, link("http://mirror.example/file.bin"));
+    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_EQ(engine.transport->last().request.url, link("http://mirror.example/file.bin"));
+    EXPECT_EQ(record().finalURL, std::nullopt);
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 has a new link"));
+    engine.transport->last().respondPart(4'000'000, {{"ETag", "\"other\""}});
+    EXPECT_EQ(*record().state.failure(), "The file changed on the server, so this download stopped.");
+    EXPECT_THAT(engine.files->paths(), IsEmpty());
+}
+
+} // namespace
+} // namespace fluvane::support

@@ -1,0 +1,371 @@
+#include "Support/Engine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace fluvane::support {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<std::int64_t> numbers(const std::vector<const Download*>& downloads) {
+    std::vector<std::int64_t> ids;
+    for (const auto* download : downloads) {
+        ids.push_back(download->id());
+    }
+    return ids;
+}
+
+/// An engine in which `count` downloads were added and nothing answers.
+class QueueTest : public testing::Test {
+protected:
+    void addSome(int count) {
+        for (int i = 1; i <= count; ++i) {
+            engine.add("http://host" + std::to_string(i) + ".example/file.bin");
+        }
+        engine.turns();
+    }
+    /// One letter a download: q(ueued) s(tarting) d(ownloading) p(aused) f(ailed), or its wait's first
+    /// letter.
+    std::string states() {
+        std::string text;
+        for (const auto* download : engine.manager->downloads()) {
+            text += stateName(download->record.state).front();
+        }
+        return text;
+    }
+    Engine engine;
+};
+
+TEST_F(QueueTest, AdmitsUpToTheLimitInTheOrderOfTheLine) {
+    addSome(5);
+    EXPECT_EQ(states(), "sssqq");
+    EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(4, 5));
+    engine.manager->pause(1);
+    EXPECT_EQ(states(), "psssq");
+    engine.manager->resume(1);
+    EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(1, 5)) << "its number is its place";
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 resumed"));
+}
+
+TEST_F(QueueTest, NextInLineGoesBeforeTheFirstEvenBelowZero) {
+    addSome(6);
+    engine.manager->downloadNext(6);
+    EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(6, 4, 5));
+    EXPECT_EQ(engine.record(6).queueOrder, 3);
+    engine.manager->downloadNext(6);
+    EXPECT_EQ(engine.record(6).queueOrder, 3) << "already first";
+    for (int i = 0; i < 4; ++i) {
+        engine.manager->downloadNext(5);
+        engine.manager->downloadNext(4);
+    }
+    EXPECT_LT(engine.record(4).queueOrder, 0);
+    engine.manager->pause(5);
+    engine.manager->downloadNext(5);
+    EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(5, 4, 6));
+    engine.manager->downloadNext(1);
+    EXPECT_EQ(engine.record(1).queueOrder, std::nullopt) << "it is running";
+}
+
+TEST_F(QueueTest, AnExtremePlaceFromAnEditedListIsNoCrash) {
+    addSome(4);
+    engine.turns();
+    engine.store->saved[3].queueOrder = std::numeric_limits<std::int64_t>::min();
+    engine.store->saved[2].id = std::numeric_limits<std::int64_t>::max();
+    engine.restart();
+    engine.manager->downloadNext(1);
+    engine.manager->downloadNext(2);
+    EXPECT_EQ(engine.manager->downloads().size(), 4U);
+}
+
+TEST_F(QueueTest, PrioritizedStartsPastTheLimitAndIsAlone) {
+    engine.config.simultaneous = 1;
+    engine.manager->apply(engine.config);
+    addSome(3);
+    EXPECT_EQ(states(), "sqq");
+    engine.manager->prioritize(2, true);
+    EXPECT_EQ(states(), "ssq");
+    engine.manager->prioritize(3, true);
+    EXPECT_EQ(states(), "sss");
+    EXPECT_EQ(engine.record(2).prioritized, std::nullopt);
+    engine.manager->prioritize(3, false);
+    EXPECT_EQ(engine.record(3).prioritized, std::nullopt);
+    engine.manager->pause(3);
+    engine.manager->prioritize(3, true);
+    EXPECT_EQ(states(), "sss") << "a paused one starts";
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 3 isn't prioritized anymore"));
+}
+
+TEST_F(QueueTest, PauseAllTouchesNoServerAndResumeAllLeavesFailuresAlone) {
+    addSome(6);
+    engine.transport->last().respond(404);
+    EXPECT_EQ(states(), "ssfsqq");
+    engine.manager->pauseAll();
+    engine.turns();
+    EXPECT_EQ(states(), "ppfppp");
+    EXPECT_EQ(engine.transport->transfers.size(), 4U) << "no queued download was started only to be stopped";
+    engine.manager->resumeAll();
+    EXPECT_EQ(states(), "ssfsqq");
+}
+
+TEST_F(QueueTest, CommandsForNobodyOrTheWrongStateChangeNothing) {
+    addSome(4);
+    const auto before = states();
+    for (const std::int64_t id : {0, -1, 99}) {
+        engine.manager->pause(id);
+        engine.manager->resume(id);
+        engine.manager->remove(id);
+        engine.manager->downloadNext(id);
+        engine.manager->prioritize(id, true);
+        engine.manager->updateLink(id, link("http://other.example/"));
+        engine.manager->setChecksum(id, std::nullopt);
+    }
+    engine.manager->resume(1);
+    engine.manager->resume(4);
+    engine.manager->prioritize(1, false);
+    EXPECT_EQ(states(), before);
+}
+
+TEST_F(QueueTest, RemoveDeletesTheUnfinishedFileAndLateEventsFindNobody) {
+    addSome(1);
+    auto& probe = engine.transport->last();
+    probe.respondPart(5'000'000);
+    probe.send(1000);
+    ASSERT_TRUE(engine.files->contents("/downloads/file.bin.fluvane"));
+    engine.manager->remove(1);
+    EXPECT_TRUE(probe.isOver());
+    probe.deliverLate({TransferEvent::Progress{2000}});
+    engine.scheduler.runFor(10);
+    EXPECT_THAT(engine.files->paths(), IsEmpty());
+    EXPECT_EQ(engine.files->openFiles(), 0);
+    EXPECT_THAT(engine.store->saved, IsEmpty());
+}
+
+TEST_F(QueueTest, ALimitedNetworkHoldsWhatWasNotAddedOnIt) {
+    addSome(2);
+    engine.manager->setLimitedNetwork(LimitedNetwork::hotspot);
+    engine.turns();
+    EXPECT_EQ(states(), "ll");
+    EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Queued{}))
+        << "never outlives a restart";
+    engine.add("http://new.example/a");
+    EXPECT_EQ(states(), "lls");
+    engine.manager->resume(2);
+    EXPECT_EQ(states(), "lss");
+    engine.manager->setLimitedNetwork(std::nullopt);
+    EXPECT_EQ(states(), "sss");
+    EXPECT_THAT(engine.log.lines, Contains("network: on a limited network: hotspot"));
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 waiting on the limited network"));
+    EXPECT_THAT(engine.log.lines, Contains("network: no longer on a limited network"));
+    engine.manager->setLimitedNetwork(LimitedNetwork::lowDataMode);
+    EXPECT_EQ(states(), "lll") << "leave was for the last limited network only";
+    engine.config.waitOnHotspots = false;
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(states(), "sss");
+    engine.config.waitOnHotspots = true;
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(states(), "lll");
+}
+
+TEST_F(QueueTest, OfflineWaitsAndOnlineCarriesOn) {
+    addSome(5);
+    engine.manager->pause(5);
+    engine.manager->setOnline(false);
+    EXPECT_EQ(states(), "oooop");
+    EXPECT_THAT(engine.transport->live(), IsEmpty());
+    engine.manager->setOnline(true);
+    EXPECT_EQ(states(), "sssqp");
+}
+
+TEST_F(QueueTest, StartBringsBackWhatTheLastRunLeft) {
+    struct {
+        DownloadState before;
+        const char* online;
+        const char* offline;
+    } const rows[] = {
+        {DownloadState::Queued{}, "starting", "offline"},
+        {DownloadState::Starting{}, "starting", "offline"},
+        {DownloadState::Downloading{}, "starting", "offline"},
+        {DownloadState::Verifying{}, "starting", "offline"},
+        {DownloadState::Finishing{}, "starting", "offline"},
+        {DownloadState::Wait::offline, "starting", "offline"},
+        {DownloadState::Wait::retrying, "starting", "offline"},
+        {DownloadState::Wait::limitedNetwork, "starting", "offline"},
+        {DownloadState::Wait::linkExpired, "link-expired", "link-expired"},
+        {DownloadState::Paused{}, "paused", "paused"},
+        {DownloadState::Finished{}, "finished", "finished"},
+        {DownloadState::Failed{"Why."}, "failed", "failed"},
+    };
+    for (const auto& row : rows) {
+        for (const bool online : {true, false}) {
+            Engine fresh;
+            DownloadRecord record(7, link("http://a.example/f"), URL::folder("/downloads"), std::nullopt,
+                                  Date());
+            record.state = row.before;
+            fresh.store->saved = {record};
+            fresh.manager->setOnline(online);
+            fresh.manager->start();
+            EXPECT_EQ(fresh.state(7), online ? row.online : row.offline) << stateName(row.before);
+            EXPECT_EQ(fresh.add("http://b.example/f"), 8);
+        }
+    }
+}
+
+TEST_F(QueueTest, AFullServerLendsAConnectionToANewDownloadAndHoldsTheRestBack) {
+    engine.config.connections = 4;
+    engine.config.connectionsPerServer = 4;
+    engine.manager->apply(engine.config);
+    FakeServer server(*engine.transport, engine.scheduler);
+    server.size = 400'000'000;
+    engine.add("http://one.example/a");
+    ASSERT_TRUE(engine.scheduler.runUntilTrue([&] { return engine.transport->live().size() == 4; }, 60));
+    engine.add("http://one.example/b");
+    engine.scheduler.runFor(20);
+    EXPECT_EQ(server.mostConnections, 4U);
+    EXPECT_EQ(engine.state(2), "downloading");
+    EXPECT_GT(engine.manager->download(2)->liveBytes(), 0);
+}
+
+TEST_F(QueueTest, ALongRowOfFailingLinksNeedsNoDeepStack) {
+    engine.config.simultaneous = 1;
+    engine.manager->apply(engine.config);
+    engine.files->failOpen = "Input/output error";
+    engine.files->failFinish = "No space left on device";
+    for (int i = 1; i <= 3000; ++i) {
+        DownloadRecord record(i, link("http://a.example/f"), URL::folder("/downloads"), std::nullopt, Date());
+        record.resumable = true;
+        record.size = 1;
+        record.pieces = {{0, 1, 1}};
+        record.checksum = Checksum(Checksum::Algorithm::md5, std::string(32, '0'));
+        record.partial = URL::file("/downloads/gone.fluvane");
+        engine.store->saved.push_back(record);
+    }
+    engine.manager->start();
+    EXPECT_EQ(engine.manager->queue().size(), 2999U);
+}
+
+TEST_F(QueueTest, SettingsApplyAtOnce) {
+    addSome(5);
+    engine.config.simultaneous = 5;
+    engine.config.speedLimit = 250'000;
+    engine.config.keepAwake = false;
+    EXPECT_TRUE(engine.power->awake);
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(states(), "sssss");
+    EXPECT_EQ(engine.transport->speedLimit, 250'000);
+    EXPECT_FALSE(engine.power->awake);
+    engine.config.speedLimit.reset();
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(engine.transport->speedLimit, std::nullopt);
+    EXPECT_THAT(engine.log.lines, Contains("downloads: speed limit 250000 bytes/s"));
+    EXPECT_THAT(engine.log.lines, Contains("downloads: no speed limit"));
+}
+
+TEST(SavedSettings, ASavedLimitHoldsFromTheFirstByte) {
+    Config config;
+    config.speedLimit = 1'000'000;
+    Engine engine(config);
+    engine.manager->start();
+    EXPECT_EQ(engine.transport->speedLimit, 1'000'000);
+}
+
+// Saving
+
+TEST(Saving, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
+    Engine engine;
+    engine.manager->start();
+    engine.turns();
+    const auto before = engine.store->writes;
+    for (int i = 0; i < 1000; ++i) {
+        engine.add("http://a.example/" + std::to_string(i));
+    }
+    std::size_t savedWhenTold = 0;
+    engine.manager->whenSaved([&] { savedWhenTold = engine.store->saved.size(); });
+    EXPECT_EQ(savedWhenTold, 0U);
+    engine.turns();
+    EXPECT_EQ(savedWhenTold, 1000U);
+    EXPECT_LE(engine.store->writes - before, 3);
+}
+
+TEST(Saving, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
+    Engine engine;
+    engine.manager->start();
+    FakeServer server(*engine.transport, engine.scheduler);
+    server.size = 100'000'000;
+    engine.add("http://a.example/f");
+    engine.scheduler.runFor(1.9);
+    engine.store->syncDelay = 5;
+    engine.scheduler.runFor(0.2); // a checkpoint is under way now
+    bool told = false;
+    engine.add("http://b.example/g");
+    engine.manager->whenSaved([&] { told = true; });
+    engine.turns();
+    EXPECT_TRUE(told);
+    ASSERT_EQ(engine.store->saved.size(), 2U);
+    EXPECT_EQ(engine.store->saved[0].doneBytes(), 0) << "nothing has been synced yet";
+    engine.scheduler.runFor(5.5);
+    EXPECT_GT(engine.store->saved[0].doneBytes(), 3'000'000) << "the checkpoint's claim isn't lost";
+    EXPECT_LE(engine.store->saved[0].doneBytes(), engine.manager->download(1)->liveBytes());
+}
+
+TEST(Saving, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
+    Engine engine;
+    engine.manager->start();
+    FakeServer server(*engine.transport, engine.scheduler);
+    server.size = 60'000'000;
+    engine.add("http://a.example/f");
+    engine.scheduler.runFor(21.3);
+    const auto live = engine.manager->download(1)->liveBytes();
+    const auto saved = engine.store->saved[0].doneBytes();
+    EXPECT_GE(saved, live - static_cast<std::int64_t>(2.5 * 8 * server.bytesPerSecond));
+    engine.restart();
+    EXPECT_EQ(engine.state(1), "downloading") << "without a probe";
+    const auto sentBefore = server.sent;
+    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    EXPECT_EQ(server.sent - sentBefore, server.size - saved);
+    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
+}
+
+TEST(Saving, StopKeepsTheRunningStateAndEveryByte) {
+    Engine engine;
+    engine.manager->start();
+    FakeServer server(*engine.transport, engine.scheduler);
+    server.size = 50'000'000;
+    engine.add("http://a.example/f");
+    engine.scheduler.runFor(5.1);
+    const auto live = engine.manager->download(1)->liveBytes();
+    engine.manager->stop();
+    EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Downloading{}));
+    EXPECT_EQ(engine.store->saved[0].doneBytes(), live);
+    EXPECT_THAT(engine.transport->live(), IsEmpty());
+    EXPECT_FALSE(engine.power->awake);
+}
+
+TEST(Saving, SenselessPiecesFromDiskStartAfresh) {
+    const std::vector<std::vector<Piece>> rows = {
+        {{0, 100, 200}},
+        {{-5, 100, 0}},
+        {{50, 10, 0}},
+        {{0, 2000, 0}},
+        {{std::numeric_limits<std::int64_t>::max(), std::nullopt, 5}},
+        {{0, std::nullopt, std::numeric_limits<std::int64_t>::max()},
+         {0, std::nullopt, std::numeric_limits<std::int64_t>::max()}},
+    };
+    for (const auto& pieces : rows) {
+        Engine engine;
+        DownloadRecord record(1, link("http://a.example/f"), URL::folder("/downloads"), std::nullopt, Date());
+        record.size = 1000;
+        record.resumable = true;
+        record.pieces = pieces;
+        record.partial = URL::file("/downloads/f.fluvane");
+        engine.files->put("/downloads/f.fluvane", std::string(1000, 'x'));
+        engine.store->saved = {record};
+        engine.manager->start();
+        EXPECT_EQ(engine.state(1), "starting");
+    }
+}
+
+} // namespace
+} // namespace fluvane::support

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "FluvaneCore/StateName.h"
+#include "FluvaneEngine/DownloadManager.h"
+#include "Support/FakePorts.h"
+#include "Support/FakeTransport.h"
+#include "Support/ManualScheduler.h"
+#include "Support/MemoryFileStore.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace fluvane::support {
+
+[[nodiscard]] inline URL link(const std::string& text) {
+    return URL::parse(text).value();
+}
+
+/// A whole engine on fakes, in simulated time. `restart` plays a kill and a new start on the same disk.
+class Engine {
+public:
+    explicit Engine(Config config_ = {}) : config(std::move(config_)) { build(); }
+    ~Engine() = default;
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    /// Ends the run without any goodbye and starts a new one from what is saved.
+    void restart() {
+        manager.reset();
+        for (const auto& transfer : transport->transfers) {
+            transfer->cancel();
+        }
+        build();
+        manager->start();
+    }
+
+    std::int64_t add(const std::string& url, std::optional<Checksum> checksum = {}) {
+        return manager->add(link(url), std::nullopt, std::nullopt, checksum, true);
+    }
+    [[nodiscard]] const DownloadRecord& record(std::int64_t id) const {
+        return manager->download(id)->record;
+    }
+    [[nodiscard]] std::string state(std::int64_t id) const {
+        return std::string(stateName(record(id).state));
+    }
+    [[nodiscard]] bool runUntil(std::int64_t id, const std::string& wanted, double atMost = 3600) {
+        return scheduler.runUntilTrue([&] { return state(id) == wanted; }, atMost);
+    }
+    void turns() { scheduler.runTurns(); }
+
+    Config config;
+    ManualScheduler scheduler;
+    std::shared_ptr<FakeTransport> transport = std::make_shared<FakeTransport>();
+    std::shared_ptr<MemoryFileStore> files = std::make_shared<MemoryFileStore>(scheduler);
+    std::shared_ptr<FakeStore> store = std::make_shared<FakeStore>(scheduler);
+    std::shared_ptr<FakePower> power = std::make_shared<FakePower>();
+    std::shared_ptr<FakeNotifier> notifier = std::make_shared<FakeNotifier>();
+    LogCapture log;
+    double random = 1; ///< So that delays are the whole back-off.
+    std::unique_ptr<DownloadManager> manager;
+
+private:
+    void build() {
+        manager = std::make_unique<DownloadManager>(
+            config, transport, files, scheduler_(), store, power, notifier, [this] { return random; },
+            DownloadManager::Surroundings{
+                .types = {},
+                .folder = [](const auto& path) { return URL::folder(path.value_or("/downloads")); },
+                .today =
+                    [this] {
+                        return Date() + std::chrono::seconds(static_cast<std::int64_t>(scheduler.now()));
+                    },
+            });
+    }
+    /// The engine shares its ports; this one belongs to the fixture.
+    std::shared_ptr<Scheduler> scheduler_() { return {std::shared_ptr<void>(), &scheduler}; }
+};
+
+} // namespace fluvane::support

@@ -1,0 +1,151 @@
+#include "Support/FakeTransport.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+namespace fluvane::support {
+
+std::byte contentByte(std::int64_t offset) {
+    return static_cast<std::byte>((offset * 31 + offset / 251 + offset / 65'521) & 0xff);
+}
+
+std::string content(std::int64_t from, std::int64_t to) {
+    std::string bytes;
+    for (auto offset = from; offset < to; ++offset) {
+        bytes.push_back(static_cast<char>(contentByte(offset)));
+    }
+    return bytes;
+}
+
+void FakeTransfer::accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end) {
+    file_ = std::move(file);
+    offset_ = next_ = at;
+    end_ = end;
+}
+
+void FakeTransfer::setEnd(std::int64_t end) {
+    end_ = end;
+}
+
+void FakeTransfer::respond(int status, TransferResponse::Headers headers, std::optional<URL> finalURL) {
+    if (!over_) {
+        events_({TransferResponse(status, finalURL.value_or(request.url), headers)});
+    }
+}
+
+void FakeTransfer::respondPart(std::int64_t size, TransferResponse::Headers more) {
+    const auto last = std::min(request.to.value_or(size - 1), size - 1);
+    more.emplace_back("Content-Range", fmt::format("bytes {}-{}/{}", request.from.value(), last, size));
+    respond(206, std::move(more));
+}
+
+void FakeTransfer::sendQuietly(std::int64_t count) {
+    if (over_ || !file_) {
+        return;
+    }
+    const auto wanted = end_ ? std::min(count, *end_ - next_) : count;
+    if (wanted > 0) {
+        const auto bytes = content(next_, next_ + wanted);
+        file_->write(std::as_bytes(std::span(bytes)), next_);
+        next_ += wanted;
+    }
+}
+
+void FakeTransfer::send(std::int64_t count) {
+    try {
+        sendQuietly(count);
+    } catch (const FileError& error) {
+        fail(std::string("Couldn't write to the file: ") + error.what());
+        return;
+    }
+    if (over_ || !file_) {
+        return;
+    }
+    if (end_ && next_ >= *end_) {
+        finish();
+    } else {
+        events_({TransferEvent::Progress{written()}});
+    }
+}
+
+void FakeTransfer::finish() {
+    if (!over_) {
+        over_ = true;
+        events_({TransferEvent::Finished{written()}});
+    }
+}
+
+void FakeTransfer::fail(const std::string& message, bool offline) {
+    if (!over_) {
+        over_ = true;
+        events_({TransferEvent::Failed{{message, offline}, written()}});
+    }
+}
+
+std::shared_ptr<Transfer> FakeTransport::start(TransferRequest request, Events events) {
+    transfers.push_back(std::make_shared<FakeTransfer>(std::move(request), std::move(events)));
+    if (onStart) {
+        onStart(transfers.back());
+    }
+    return transfers.back();
+}
+
+std::vector<std::shared_ptr<FakeTransfer>> FakeTransport::live() const {
+    std::vector<std::shared_ptr<FakeTransfer>> open;
+    std::ranges::copy_if(transfers, std::back_inserter(open),
+                         [](const auto& transfer) { return !transfer->isOver(); });
+    return open;
+}
+
+namespace {
+constexpr double beatSeconds = 0.25;
+}
+
+FakeServer::FakeServer(FakeTransport& transport, Scheduler& scheduler)
+    : transport_(transport), scheduler_(scheduler) {
+    transport_.onStart = [this](const auto& transfer) {
+        scheduler_.after(0, [this, transfer] { answer(transfer); });
+    };
+    scheduler_.after(beatSeconds, [this] { beat(); });
+}
+
+void FakeServer::answer(const std::shared_ptr<FakeTransfer>& transfer) {
+    if (transfer->isOver()) {
+        return;
+    }
+    const auto& request = transfer->request;
+    const bool part = sendsParts && request.from && (!request.ifRange || *request.ifRange == etag);
+    if (part) {
+        transfer->respondPart(size, {{"ETag", etag}});
+    } else {
+        transfer->respond(200, {{"Content-Length", std::to_string(size)}, {"ETag", etag}});
+    }
+}
+
+void FakeServer::beat() {
+    const auto live = transport_.live();
+    mostConnections = std::max(mostConnections, live.size());
+    for (const auto& transfer : live) {
+        pour(*transfer, live.size());
+    }
+    scheduler_.after(beatSeconds, [this] { beat(); });
+}
+
+void FakeServer::pour(FakeTransfer& transfer, std::size_t connections) {
+    if (!transfer.isAccepted()) {
+        return;
+    }
+    const auto share =
+        bytesPerSecondInAll ? *bytesPerSecondInAll / static_cast<double>(connections) : bytesPerSecond;
+    const auto rate = std::min(bytesPerSecond, share);
+    const auto before = transfer.position();
+    const auto count = std::min(static_cast<std::int64_t>(rate * beatSeconds), size - before);
+    transfer.send(count);
+    sent += transfer.position() - before;
+    if (!transfer.isOver() && transfer.position() >= size) {
+        transfer.finish();
+    }
+}
+
+} // namespace fluvane::support
