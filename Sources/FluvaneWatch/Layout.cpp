@@ -181,7 +181,9 @@ private:
             parts.pop_back();
         }
         if (!parts.empty()) {
-            const auto text = cut(fmt::format("{}", fmt::join(parts, separator)), width_, width_ / 3);
+            // The end of a finished file's path says more than its middle.
+            const auto tail = row_.state == "finished" ? width_ / 3 : 0;
+            const auto text = cut(fmt::format("{}", fmt::join(parts, separator)), width_, tail);
             add("", text, columns(text));
         }
     }
