@@ -433,7 +433,7 @@ Rule::Match decode<Rule::Match>(const Json& match) {
     if (const auto kind = optional<std::string>(match, "kind")) {
         const auto known = fileKind::from(*kind);
         if (!known) {
-            corrupted("Expected a kind of file under 'kind'.");
+            throw DecodingError(Kind::dataCorrupted, "Expected a kind of file under 'kind'.");
         }
         return Rule::Kind{*known};
     }

@@ -1,0 +1,227 @@
+#include "FluvaneCore/Coding.h"
+
+#include <gtest/gtest.h>
+
+using namespace fluvane;
+using coding::DecodingError;
+using coding::Json;
+using coding::parse;
+using Kind = DecodingError::Kind;
+using S = DownloadState;
+using namespace std::chrono_literals;
+
+namespace {
+
+const Date noon = std::chrono::sys_days(std::chrono::year(2026) / 3 / 1) + 9h + 15min + 42s;
+
+DownloadRecord plainRecord() {
+    return {1, *URL::parse("https://files.test/a.iso"), URL::folder("/tmp/in put"), std::nullopt, noon};
+}
+
+DownloadRecord fullRecord() {
+    DownloadRecord record(2, *URL::parse("https://files.test/a.iso"), URL::folder("/tmp/in put"),
+                          URL::parse("https://page.test/"), noon);
+    record.finalURL = URL::parse("https://cdn.test/x%20y?b=1&c=%2F");
+    record.name = "ä \"x\".iso";
+    record.partial = URL::file("/tmp/in put/ä \"x\".iso.fluvane");
+    record.file = URL::file("/tmp/in put/ä.iso");
+    record.size = 3'000'000'000;
+    record.validators = Validators{"W/\"1\"", std::nullopt};
+    record.resumable = true;
+    record.pieces = {{0, 10, 4}, {10, {}, 0}};
+    record.state = S::Wait::limitedNetwork;
+    record.completed = noon + 1h;
+    record.opensWebPage = false;
+    record.checksum = Checksum(Checksum::Algorithm::md5, "d41d8cd98f00b204e9800998ecf8427e");
+    record.checksumResult = ChecksumResult{ChecksumResult::Differs{"00"}};
+    record.autoFolder = true;
+    record.rule = "r1";
+    record.prioritized = true;
+    record.queueOrder = -3;
+    return record;
+}
+
+/// The kind and the description of the failure, or why there is none.
+template <class T>
+std::string failureOf(const Json& json) {
+    try {
+        (void)coding::decode<T>(json);
+        return "decoded";
+    } catch (const DecodingError& error) {
+        const char* kinds[] = {"missing: ", "mismatch: ", "corrupted: "};
+        return kinds[static_cast<int>(error.kind())] + std::string(error.what());
+    }
+}
+
+TEST(Coding, WritesANewRecordWithJustItsRequiredKeys) {
+    EXPECT_EQ(
+        coding::encode(plainRecord()).dump(),
+        R"({"id":1,"url":"https://files.test/a.iso","folder":"file:///tmp/in%20put/","resumable":false,)"
+        R"("pieces":[],"state":{"queued":{}},"added":"2026-03-01T09:15:42Z"})");
+}
+
+TEST(Coding, WritesEveryKeyInOrderAndReadsItBack) {
+    const Json json = coding::encode(fullRecord());
+    std::string keys;
+    for (const auto& [key, value] : json.items()) {
+        keys += key + " ";
+    }
+    EXPECT_EQ(
+        keys,
+        "id url finalURL referrer folder name partial file size validators resumable pieces state added "
+        "completed opensWebPage checksum checksumResult autoFolder rule prioritized queueOrder ");
+    EXPECT_EQ(json["pieces"].dump(), R"([{"start":0,"end":10,"done":4},{"start":10,"done":0}])");
+    EXPECT_EQ(json["validators"].dump(), R"({"etag":"W/\"1\""})");
+    EXPECT_EQ(json["checksum"].dump(), R"({"algorithm":"md5","hex":"d41d8cd98f00b204e9800998ecf8427e"})");
+    EXPECT_EQ(json["checksumResult"].dump(), R"({"differs":{"_0":"00"}})");
+    EXPECT_EQ(coding::decode<DownloadRecord>(parse(json.dump())), fullRecord());
+}
+
+TEST(Coding, IgnoresUnknownKeysAndReadsNullAsAbsent) {
+    Json json = coding::encode(plainRecord());
+    json["size"] = json["validators"] = json["checksumResult"] = nullptr;
+    json["unheardOf"] = 1;
+    EXPECT_EQ(coding::decode<DownloadRecord>(json), plainRecord());
+}
+
+TEST(Coding, RejectsARecordWithASentenceThatHelps) {
+    const std::string range =
+        "corrupted: Expected a whole number from -9223372036854775808 to 9223372036854775807 under 'size'.";
+    const std::string oneKey = "mismatch: Invalid number of keys found, expected one.";
+    struct Row {
+        const char* key;
+        const char* value; ///< Null: the key is taken away.
+        std::string failure;
+    };
+    const Row rows[] = {
+        {"id", nullptr, "missing: The key 'id' is missing."},
+        {"pieces", nullptr, "missing: The key 'pieces' is missing."},
+        {"id", "true", "mismatch: Expected a number under 'id'."},
+        {"size", "\"12\"", "mismatch: Expected a number under 'size'."},
+        {"size", "8.0", "decoded"},
+        {"size", "8.5", range},
+        {"size", "9223372036854775808", range},
+        {"size", "9223372036854775807", "decoded"},
+        {"size", "1e300", range},
+        {"resumable", "1", "mismatch: Expected true or false under 'resumable'."},
+        {"url", "\"no link\"", "corrupted: Expected a link under 'url'."},
+        {"name", "[]", "mismatch: Expected text under 'name'."},
+        {"pieces", "[3]", "mismatch: Expected an object under 'pieces'."},
+        {"pieces", R"([{"start":0}])", "missing: The key 'done' is missing."},
+        {"pieces", R"([{"start":9223372036854775807,"done":1}])",
+         "corrupted: A piece lies beyond what a file can hold."},
+        {"pieces", R"([{"start":-2,"end":9223372036854775807,"done":0}])",
+         "corrupted: A piece lies beyond what a file can hold."},
+        {"pieces", R"([{"start":0,"done":9223372036854775807},{"start":0,"done":1}])",
+         "corrupted: The pieces hold more bytes than a file can."},
+        {"state", R"({"queued":3})", "mismatch: Expected an object under 'state'."},
+        {"state", R"({"queued":{},"paused":{}})", oneKey},
+        {"state", R"({"asleep":{}})", oneKey},
+        {"state", R"({"waiting":{}})", "missing: The key '_0' is missing."},
+        {"state", R"({"waiting":{"_0":"tired"}})", "corrupted: Expected a reason to wait under '_0'."},
+        {"state", R"({"failed":{"_0":3}})", "mismatch: Expected text under '_0'."},
+        {"checksumResult", R"({"matches":{},"differs":{"_0":"0"}})", oneKey},
+    };
+    for (const Row& row : rows) {
+        Json json = coding::encode(plainRecord());
+        json.erase(row.key);
+        if (row.value) {
+            json[row.key] = parse(row.value);
+        }
+        EXPECT_EQ(failureOf<DownloadRecord>(json), row.failure)
+            << row.key << ": " << (row.value ? row.value : "");
+    }
+}
+
+TEST(Coding, StatesAndResults) {
+    const std::pair<S, const char*> rows[] = {
+        {S::Queued{}, R"({"queued":{}})"},
+        {S::Verifying{}, R"({"verifying":{}})"},
+        {S::Finished{}, R"({"finished":{}})"},
+        {S::Wait::offline, R"({"waiting":{"_0":"offline"}})"},
+        {S::Failed{"No."}, R"({"failed":{"_0":"No."}})"},
+    };
+    for (const auto& [state, text] : rows) {
+        EXPECT_EQ(coding::encode(state).dump(), text);
+        EXPECT_EQ(coding::decode<S>(parse(text)), state);
+    }
+    EXPECT_EQ(coding::decode<S>(parse(R"({"paused":{"x":1},"asleep":7})")), S(S::Paused{}));
+    EXPECT_EQ(coding::encode(ChecksumResult{}).dump(), R"({"matches":{}})");
+    EXPECT_TRUE(coding::decode<ChecksumResult>(parse(R"({"matches":{}})")).matches());
+}
+
+TEST(Coding, Rules) {
+    const auto decoded = [](const char* text) { return coding::decode<Rule>(parse(text)); };
+    EXPECT_EQ(coding::encode(decoded(R"({"connections":2,"match":{"site":"Files.TEST"},"id":"a"})")).dump(),
+              R"({"id":"a","match":{"site":"files.test"},"connections":2})");
+    EXPECT_EQ(
+        coding::encode(decoded(R"({"id":"a","match":{"extensions":["ZIP","rar"]},"folder":"~/Z"})")).dump(),
+        R"({"id":"a","match":{"extensions":["zip","rar"]},"folder":"~/Z"})");
+    EXPECT_EQ(coding::encode(decoded(R"({"id":"a","match":{"site":"x","kind":"video"}})")).dump(),
+              R"({"id":"a","match":{"kind":"video"}})");
+    EXPECT_EQ(decoded(R"({"id":"a","match":{"site":"x"},"connections":5000000000})").connections, 2147483647);
+    const std::pair<const char*, const char*> failures[] = {
+        {R"({"match":{"site":"x"}})", "missing: The key 'id' is missing."},
+        {R"({"id":"a","match":{}})", "corrupted: No kind, extensions or site"},
+        {R"({"id":"a","match":{"kind":"books","site":"x"}})",
+         "corrupted: Expected a kind of file under 'kind'."},
+        {R"({"id":"a","match":{"extensions":[1]}})", "mismatch: Expected text under 'extensions'."},
+    };
+    for (const auto& [text, failure] : failures) {
+        EXPECT_EQ(failureOf<Rule>(parse(text)), failure) << text;
+    }
+}
+
+TEST(Coding, Dates) {
+    EXPECT_EQ(coding::encode(noon + 999ms), "2026-03-01T09:15:42Z") << "the fraction is dropped";
+    EXPECT_EQ(coding::encode(Date() - 1ms), "1969-12-31T23:59:59Z");
+    EXPECT_EQ(coding::decode<Date>("2024-02-29T23:59:59Z"),
+              Date(std::chrono::sys_days(std::chrono::year(2024) / 2 / 29) + 23h + 59min + 59s));
+    EXPECT_EQ(coding::encode(coding::decode<Date>("9999-12-31T23:59:59Z")).substr(0, 4), "2262")
+        << "the clock's end";
+    for (const char* text :
+         {"2026-02-29T00:00:00Z", "2026-00-01T00:00:00Z", "2026-01-01T24:00:00Z", "2026-01-01T00:00:60Z",
+          "2026-01-01T00:00:00+00:00", "+026-01-01T00:00:00Z", ""}) {
+        EXPECT_EQ(failureOf<Date>(text), "corrupted: Expected a date like 2026-03-01T09:15:42Z.") << text;
+    }
+}
+
+TEST(Coding, WritesTextThatIsNoUTF8) {
+    DownloadRecord record = plainRecord();
+    record.name = "caf\xE9";
+    record.state = S::Failed{"\xC3"};
+    const std::string text = coding::encode(record).dump();
+    EXPECT_EQ(coding::decode<DownloadRecord>(parse(text)).name, "caf\uFFFD");
+}
+
+TEST(Coding, ParsesJSONOnly) {
+    const std::string deep(100'000, '[');
+    const std::pair<std::string, const char*> rows[] = {
+        {"", "The text is no JSON at line 1, column 1."},
+        {"{\n \"a\": 1,\n \"b\": x}", "The text is no JSON at line 3, column 7."},
+        {"{} {}", "The text is no JSON at line 1, column 4."},
+        {"\"\\ud800\"", "The text is no JSON at line 1, column 8."},
+        {"\"\xFF\"", "The text is no JSON at line 1, column 2."},
+        {"[1e999]", "The text is no JSON at line 1, column 6."},
+        {deep, "The JSON is nested too deeply."},
+    };
+    for (const auto& [text, description] : rows) {
+        try {
+            (void)parse(text);
+            ADD_FAILURE() << text.substr(0, 20);
+        } catch (const DecodingError& error) {
+            EXPECT_EQ(error.kind(), Kind::dataCorrupted);
+            EXPECT_STREQ(error.what(), description);
+        }
+    }
+}
+
+TEST(Coding, ParsesEveryKindOfValue) {
+    const std::string text =
+        R"([{"b":[],"a":[1,-2,2.5,true,null,{"x":{}}],"c":"é\n"},[[]],{},18446744073709551615])";
+    EXPECT_EQ(parse(text).dump(), text);
+    EXPECT_EQ(coding::required<int>(parse(R"({"a":1,"a":2})"), "a"), 1)
+        << "of two equal keys the first counts";
+}
+
+} // namespace

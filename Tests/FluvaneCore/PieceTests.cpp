@@ -1,0 +1,52 @@
+#include "FluvaneCore/Piece.h"
+
+#include "Support/PiecePicture.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace fluvane;
+using testsupport::piecesFrom;
+
+namespace {
+
+constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+
+TEST(Piece, KnowsWhatIsLeft) {
+    EXPECT_EQ((Piece{100, 200, 130}.remaining()), 0) << "written past its end";
+    EXPECT_TRUE((Piece{100, 200, 100}.isComplete()));
+    EXPECT_FALSE((Piece{100, 200, 99}.isComplete()));
+    EXPECT_FALSE((Piece{100, {}, 50}.isComplete())) << "without an end there is always more";
+    EXPECT_EQ((Piece{100, {}, 50}.remaining()), std::nullopt);
+}
+
+TEST(Piece, KeepsDoneWithinItsLength) {
+    Piece bounded{100, 200, 0};
+    Piece open{100, {}, 0};
+    const std::array<std::int64_t, 3> rows[] = {{100, 100, 100}, {101, 100, 101}, {-1, 0, 0}};
+    for (const auto& [given, inBounded, inOpen] : rows) {
+        bounded.setDone(given);
+        open.setDone(given);
+        EXPECT_EQ(bounded.done, inBounded) << given;
+        EXPECT_EQ(open.done, inOpen) << given;
+    }
+}
+
+TEST(Piece, ListsAreCompleteWhenAllOfThemAre) {
+    EXPECT_FALSE(allComplete({}));
+    EXPECT_TRUE(allComplete(piecesFrom("####|##")));
+    EXPECT_FALSE(allComplete(piecesFrom("####|#-")));
+    EXPECT_FALSE(allComplete(piecesFrom("####|##~")));
+    EXPECT_EQ(doneBytes(piecesFrom("##--|###|----")), 5);
+    EXPECT_EQ(indexStarting(piecesFrom("##|--|#"), 2), 1U);
+    EXPECT_EQ(indexStarting(piecesFrom("##|--|#"), 3), std::nullopt);
+}
+
+TEST(PieceDeathTest, OverflowEndsTheProgram) {
+    EXPECT_DEATH((void)(Piece{most, {}, 1}.next()), "overflow");
+    EXPECT_DEATH((void)(Piece{-2, most, 0}.length()), "overflow");
+    EXPECT_DEATH((void)doneBytes({Piece{0, {}, most}, Piece{0, {}, 1}}), "overflow");
+}
+
+} // namespace
