@@ -1,0 +1,83 @@
+#include "Fluvane/Commands/CommandCenter.h"
+
+#include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Links/Links.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <iterator>
+#include <system_error>
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+/// What the arguments of "add" ask for.
+struct Order {
+    std::vector<URL> links;
+    std::optional<URL> folder;
+    std::optional<Checksum> checksum;
+    bool checksumUnknown = false;
+};
+
+bool isChecksumOption(std::string_view argument) {
+    static constexpr std::array<std::string_view, 4> words = {"--checksum", "--sha256", "--sha1", "--md5"};
+    return std::ranges::find(words, argument) != words.end();
+}
+
+std::vector<URL> linksIn(const std::string& argument) {
+    std::error_code unknown;
+    const bool isFile = argument.starts_with('/') && std::filesystem::exists(argument, unknown);
+    return isFile ? Links::findInFile(argument) : Links::find(argument);
+}
+
+Order read(const CommandCenter::Arguments& arguments) {
+    Order order;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const bool hasValue = i + 1 < arguments.size();
+        if (hasValue && arguments[i] == "--to") {
+            order.folder = URL::folder(DataFolders::absolutePath(arguments[++i]));
+        } else if (hasValue && isChecksumOption(arguments[i])) {
+            order.checksum = Checksum::recognise(arguments[++i]);
+            if (!order.checksum) {
+                order.checksumUnknown = true;
+                return order;
+            }
+        } else {
+            std::ranges::move(linksIn(arguments[i]), std::back_inserter(order.links));
+        }
+    }
+    return order;
+}
+
+std::optional<std::string> objection(const Order& order) {
+    if (order.checksumUnknown) {
+        return "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.";
+    }
+    if (order.links.empty()) {
+        return "Give at least one http or https link: fluvane add <link>";
+    }
+    if (order.checksum && order.links.size() > 1) {
+        return "A checksum goes with one link at a time.";
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+Reply CommandCenter::add(const Arguments& arguments) {
+    const Order order = read(arguments);
+    if (auto text = objection(order)) {
+        return {.ok = false, .text = std::move(*text)};
+    }
+    Reply reply;
+    for (const URL& url : order.links) {
+        const auto id = manager_.add(url, order.folder, std::nullopt, order.checksum, !order.folder);
+        reply.text += (reply.text.empty() ? "Added download " : "\nAdded download ") + std::to_string(id);
+    }
+    return reply;
+}
+
+} // namespace fluvane

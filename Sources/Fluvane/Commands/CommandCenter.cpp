@@ -1,0 +1,212 @@
+#include "Fluvane/Commands/CommandCenter.h"
+
+#include "Fluvane/Links/Links.h"
+#include "FluvaneCore/StateName.h"
+#include "FluvaneCore/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+Reply done() {
+    return {};
+}
+Reply failure(std::string text) {
+    return {.ok = false, .text = std::move(text)};
+}
+
+Reply noDownload(const std::string& typed) {
+    return failure("No download " + typed + ". `fluvane list` shows their numbers.");
+}
+
+bool isOffWord(const std::string& argument) {
+    const std::string word = text::lowercased(argument);
+    return word == "off" || word == "no" || word == "false";
+}
+
+bool canGoFirst(const DownloadState& state) {
+    return !state.is<DownloadState::Verifying>() && !state.is<DownloadState::Finishing>() &&
+           !state.is<DownloadState::Finished>() && !state.isWaiting(DownloadState::Wait::linkExpired);
+}
+
+std::string joined(const CommandCenter::Arguments& words, std::size_t from) {
+    std::string result;
+    for (std::size_t i = from; i < words.size(); ++i) {
+        result += (i > from ? " " : "") + words[i];
+    }
+    return result;
+}
+
+} // namespace
+
+struct CommandCenter::Command {
+    std::string_view name;
+    Reply (CommandCenter::*carryOut)(const Arguments&);
+    /// Its reply promises that a change of the list will not be lost.
+    bool changesList = false;
+};
+
+const CommandCenter::Command* CommandCenter::find(std::string_view name) {
+    static constexpr std::array commands = {
+        Command{"add", &CommandCenter::add, true},
+        Command{"list", &CommandCenter::list},
+        Command{"pause", &CommandCenter::pause, true},
+        Command{"resume", &CommandCenter::resume, true},
+        Command{"remove", &CommandCenter::remove, true},
+        Command{"next", &CommandCenter::next, true},
+        Command{"prioritize", &CommandCenter::prioritize, true},
+        Command{"link", &CommandCenter::link, true},
+        Command{"checksum", &CommandCenter::checksum, true},
+        Command{"limit", &CommandCenter::limit},
+        Command{"show", &CommandCenter::show},
+        Command{"settings", &CommandCenter::window},
+        Command{"welcome", &CommandCenter::window},
+        Command{"whats-new", &CommandCenter::window},
+        Command{"crash-note", &CommandCenter::window},
+        Command{"state", &CommandCenter::window},
+        Command{"snapshot", &CommandCenter::window},
+        Command{"diagnostics", &CommandCenter::diagnostics},
+        Command{"update", &CommandCenter::update},
+        Command{"export", &CommandCenter::exportSettings},
+        Command{"import", &CommandCenter::importSettings},
+    };
+    const auto* found = std::ranges::find(commands, name, &Command::name);
+    return found == commands.end() ? nullptr : found;
+}
+
+CommandCenter::CommandCenter(DownloadManager& manager, SettingsAccess& settings, LogText logText)
+    : manager_(manager), settings_(settings), logText_(std::move(logText)) {}
+
+void CommandCenter::run(const Arguments& arguments, const ReplyCompletion& completion) {
+    if (arguments.empty()) {
+        return completion(failure("No command."));
+    }
+    const std::string name = text::lowercased(arguments[0]);
+    if (name == "log") {
+        return logText_([completion](std::string log) { completion({.ok = true, .text = std::move(log)}); });
+    }
+    const Command* command = find(name);
+    if (!command) {
+        return completion(failure("Unknown command '" + name + "'. Try: fluvane help"));
+    }
+    Reply reply = (this->*command->carryOut)({arguments.begin() + 1, arguments.end()});
+    if (!command->changesList || !reply.ok) {
+        return completion(std::move(reply));
+    }
+    manager_.whenSaved([completion, reply = std::move(reply)] { completion(reply); });
+}
+
+const Download* CommandCenter::numbered(const Arguments& arguments) const {
+    const auto number = arguments.empty() ? std::nullopt : text::wholeNumber(arguments[0]);
+    return number ? manager_.download(*number) : nullptr;
+}
+
+Reply CommandCenter::pause(const Arguments& arguments) {
+    return onDownloads("pause", arguments, &DownloadManager::pauseAll, &DownloadManager::pause);
+}
+
+Reply CommandCenter::resume(const Arguments& arguments) {
+    return onDownloads("resume", arguments, &DownloadManager::resumeAll, &DownloadManager::resume);
+}
+
+Reply CommandCenter::remove(const Arguments& arguments) {
+    return onDownloads("remove", arguments, nullptr, &DownloadManager::remove);
+}
+
+Reply CommandCenter::onDownloads(const char* command, const Arguments& arguments, All all, One one) {
+    if (arguments.empty()) {
+        return failure(std::string("Say which download: fluvane ") + command + " <number|all>");
+    }
+    if (all && arguments[0] == "all") {
+        (manager_.*all)();
+        return done();
+    }
+    const Download* download = numbered(arguments);
+    if (!download) {
+        return noDownload(arguments[0]);
+    }
+    (manager_.*one)(download->id());
+    return done();
+}
+
+Reply CommandCenter::next(const Arguments& arguments) {
+    const Download* download = numbered(arguments);
+    if (!download) {
+        return failure("Say which download: fluvane next <number>. `fluvane list` shows their numbers.");
+    }
+    const DownloadState& state = download->record.state;
+    if (!state.is<DownloadState::Queued>() && !state.is<DownloadState::Paused>()) {
+        return failure("Download " + std::to_string(download->id()) + " isn't waiting its turn or paused.");
+    }
+    manager_.downloadNext(download->id());
+    return done();
+}
+
+Reply CommandCenter::prioritize(const Arguments& arguments) {
+    const Download* download = numbered(arguments);
+    if (!download) {
+        return failure("Say which download: fluvane prioritize <number> [off]");
+    }
+    const bool on = arguments.size() < 2 || !isOffWord(arguments[1]);
+    const DownloadState& state = download->record.state;
+    if (on && !canGoFirst(state)) {
+        return failure("Download " + std::to_string(download->id()) + " can't go first now: it's " +
+                       std::string(stateName(state)) + ".");
+    }
+    manager_.prioritize(download->id(), on);
+    return done();
+}
+
+Reply CommandCenter::link(const Arguments& arguments) {
+    const Download* download = numbered(arguments);
+    const auto links = arguments.size() == 2 ? Links::find(arguments[1]) : std::vector<URL>();
+    if (!download || links.empty()) {
+        return failure("Usage: fluvane link <number> <fresh link>");
+    }
+    manager_.updateLink(download->id(), links[0]);
+    return done();
+}
+
+Reply CommandCenter::checksum(const Arguments& arguments) {
+    const Download* download = numbered(arguments);
+    if (!download) {
+        return failure("Usage: fluvane checksum <number> <SHA-256, SHA-1 or MD5>, or none to take it away");
+    }
+    const std::string typed = joined(arguments, 1);
+    if (arguments.size() < 2 || typed == "none") {
+        manager_.setChecksum(download->id(), std::nullopt);
+        return done();
+    }
+    const auto checksum = Checksum::recognise(typed);
+    if (!checksum) {
+        return failure("That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.");
+    }
+    const bool isFinished = download->record.state.is<DownloadState::Finished>();
+    manager_.setChecksum(download->id(), checksum);
+    return {.ok = true, .text = isFinished ? "Checking the finished file" : "Checked once every byte is in"};
+}
+
+Reply CommandCenter::show(const Arguments& arguments) {
+    if (!arguments.empty() && !numbered(arguments)) {
+        return noDownload(arguments[0]);
+    }
+    return window(arguments);
+}
+
+Reply CommandCenter::window(const Arguments& /*arguments*/) {
+    return failure("There's no window to show: Fluvane runs without a display.");
+}
+
+Reply CommandCenter::diagnostics(const Arguments& /*arguments*/) {
+    return failure("Fluvane can't build a diagnostics report yet.");
+}
+
+Reply CommandCenter::update(const Arguments& /*arguments*/) {
+    return failure("This build doesn't check for updates.");
+}
+
+} // namespace fluvane

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "FluvaneEngine/Config.h"
+
+#include <string>
+
+namespace fluvane {
+
+/// What the commands need of the settings. The main queue's; a failure is an exception whose text is for the
+/// user. A change is on disk, and in force in the engine, when the call returns.
+class SettingsAccess {
+public:
+    virtual ~SettingsAccess() = default;
+    [[nodiscard]] virtual Config config() const = 0;
+    virtual void update(const Config& config) = 0;
+    /// The settings file's text as it is exported.
+    [[nodiscard]] virtual std::string exportText() = 0;
+    virtual void exportTo(const std::string& path) = 0;
+    virtual void importFrom(const std::string& path) = 0;
+};
+
+} // namespace fluvane

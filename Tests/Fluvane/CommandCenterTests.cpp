@@ -1,0 +1,360 @@
+#include "Fluvane/Commands/CommandCenter.h"
+#include "Sockets.h"
+#include "Support/Engine.h"
+
+#include <nlohmann/json.hpp>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace fluvane {
+namespace {
+
+using support::link;
+using Arguments = CommandCenter::Arguments;
+
+/// Settings in memory, in force at once.
+class FakeSettings : public SettingsAccess {
+public:
+    explicit FakeSettings(DownloadManager& manager) : manager_(manager) {}
+    Config config() const override { return manager_.config(); }
+    void update(const Config& config) override {
+        check();
+        manager_.apply(config);
+    }
+    std::string exportText() override {
+        check();
+        return "{}";
+    }
+    void exportTo(const std::string& path) override {
+        check();
+        paths.push_back("to " + path);
+    }
+    void importFrom(const std::string& path) override {
+        check();
+        paths.push_back("from " + path);
+    }
+    std::vector<std::string> paths;
+    std::string failure;
+
+private:
+    void check() const {
+        if (!failure.empty()) {
+            throw std::runtime_error(failure);
+        }
+    }
+    DownloadManager& manager_;
+};
+
+constexpr const char* sha256 = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+
+DownloadRecord record(std::int64_t id, DownloadState state) {
+    DownloadRecord result(id, link("http://h/file" + std::to_string(id) + ".zip"), URL::folder("/downloads"),
+                          std::nullopt, Date());
+    result.state = std::move(state);
+    return result;
+}
+
+Config oneAtATime() {
+    Config config;
+    config.simultaneous = 1;
+    return config;
+}
+
+/// An engine with room for one download, with 1 starting, 2 and 3 in line, 4 paused, 5 finished, 6 failed and
+/// 7 waiting for a fresh link.
+class CommandCenterTest : public testing::Test {
+protected:
+    CommandCenterTest() : engine(oneAtATime()) {
+        auto& saved = engine.store->saved;
+        for (std::int64_t id = 1; id <= 3; ++id) {
+            saved.push_back(record(id, DownloadState()));
+        }
+        saved.push_back(record(4, DownloadState::Paused()));
+        saved.push_back(record(5, DownloadState::Finished()));
+        saved[4].name = "five \xff.zip";
+        saved[4].size = 100;
+        saved[4].pieces = {{.start = 0, .end = 100, .done = 100}};
+        saved[4].file = URL::file("/downloads/five.zip");
+        saved[4].checksum = Checksum::recognise(sha256);
+        saved[4].checksumResult = ChecksumResult{ChecksumResult::Matches()};
+        saved.push_back(record(6, DownloadState::Failed{"It broke."}));
+        saved[5].opensWebPage = true;
+        saved.push_back(record(7, DownloadState::Wait::linkExpired));
+        engine.files->put("/downloads/five.zip", "");
+        engine.manager->start();
+        engine.turns();
+    }
+
+    /// The reply, once it comes.
+    Reply ask(const Arguments& arguments) {
+        std::optional<Reply> reply;
+        center.run(arguments, [&](Reply answer) {
+            EXPECT_FALSE(reply) << "a second reply";
+            reply = std::move(answer);
+        });
+        EXPECT_TRUE(reply || engine.scheduler.runUntilTrue([&] { return reply.has_value(); }, 10));
+        return reply.value_or(Reply{.ok = false, .text = "no reply"});
+    }
+    /// The same in words, without quoting.
+    std::string say(const std::string& line) {
+        std::istringstream words(line);
+        const Reply reply = ask(Arguments(std::istream_iterator<std::string>(words), {}));
+        return (reply.ok ? "ok: " : "error: ") + reply.text;
+    }
+    std::string states() {
+        std::string text;
+        for (const Download* download : engine.manager->downloads()) {
+            text +=
+                std::to_string(download->id()) + " " + std::string(stateName(download->record.state)) + ", ";
+        }
+        return text;
+    }
+
+    support::Engine engine;
+    FakeSettings settings{*engine.manager};
+    CommandCenter center{*engine.manager, settings, [](const auto& completion) { completion("a log"); }};
+};
+
+TEST_F(CommandCenterTest, Replies) {
+    struct Row {
+        const char* command;
+        const char* reply;
+    };
+    const Row rows[] = {
+        {"", "error: No command."},
+        {"Foo 1", "error: Unknown command 'foo'. Try: fluvane help"},
+        {"pause", "error: Say which download: fluvane pause <number|all>"},
+        {"RESUME", "error: Say which download: fluvane resume <number|all>"},
+        {"remove", "error: Say which download: fluvane remove <number|all>"},
+        {"pause 8", "error: No download 8. `fluvane list` shows their numbers."},
+        {"pause ALL", "error: No download ALL. `fluvane list` shows their numbers."},
+        {"resume 1.0", "error: No download 1.0. `fluvane list` shows their numbers."},
+        {"resume 99999999999999999999",
+         "error: No download 99999999999999999999. `fluvane list` shows their numbers."},
+        {"remove all", "error: No download all. `fluvane list` shows their numbers."},
+        {"pause +001", "ok: "},
+        {"resume 1", "ok: "},
+        {"next", "error: Say which download: fluvane next <number>. `fluvane list` shows their numbers."},
+        {"next x", "error: Say which download: fluvane next <number>. `fluvane list` shows their numbers."},
+        {"next 5", "error: Download 5 isn't waiting its turn or paused."},
+        {"next 3", "ok: "},
+        {"prioritize", "error: Say which download: fluvane prioritize <number> [off]"},
+        {"prioritize 9", "error: Say which download: fluvane prioritize <number> [off]"},
+        {"prioritize 5", "error: Download 5 can't go first now: it's finished."},
+        {"prioritize 7", "error: Download 7 can't go first now: it's link-expired."},
+        {"prioritize 5 OFF", "ok: "},
+        {"prioritize 2 on", "ok: "},
+        {"link 1", "error: Usage: fluvane link <number> <fresh link>"},
+        {"link 1 ftp://h/a", "error: Usage: fluvane link <number> <fresh link>"},
+        {"link 9 http://h/a", "error: Usage: fluvane link <number> <fresh link>"},
+        {"link 1 http://h/a b", "error: Usage: fluvane link <number> <fresh link>"},
+        {"link 7 http://h/a", "ok: "},
+        {"checksum",
+         "error: Usage: fluvane checksum <number> <SHA-256, SHA-1 or MD5>, or none to take it away"},
+        {"checksum x none",
+         "error: Usage: fluvane checksum <number> <SHA-256, SHA-1 or MD5>, or none to take it away"},
+        {"checksum 1 NONE", "error: That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5."},
+        {"checksum 1 md5 d41d8cd98f00b204e9800998ecf8427e", "ok: Checked once every byte is in"},
+        {"checksum 1", "ok: "},
+        {"checksum 5 d41d8cd98f00b204e9800998ecf8427e", "ok: Checking the finished file"},
+        {"show 9", "error: No download 9. `fluvane list` shows their numbers."},
+        {"show 1", "error: There's no window to show: Fluvane runs without a display."},
+        {"show", "error: There's no window to show: Fluvane runs without a display."},
+        {"settings rules", "error: There's no window to show: Fluvane runs without a display."},
+        {"welcome", "error: There's no window to show: Fluvane runs without a display."},
+        {"whats-new", "error: There's no window to show: Fluvane runs without a display."},
+        {"crash-note", "error: There's no window to show: Fluvane runs without a display."},
+        {"state", "error: There's no window to show: Fluvane runs without a display."},
+        {"snapshot", "error: There's no window to show: Fluvane runs without a display."},
+        {"diagnostics", "error: Fluvane can't build a diagnostics report yet."},
+        {"update", "error: This build doesn't check for updates."},
+        {"log", "ok: a log"},
+        {"export", "ok: {}"},
+        {"export /tmp/s", "ok: Exported settings to /tmp/s"},
+        {"import", "error: Say which file to import: fluvane import <file>"},
+        {"import /tmp/s", "ok: Imported settings from /tmp/s"},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(say(row.command), row.reply) << row.command;
+    }
+    EXPECT_EQ(settings.paths, (std::vector<std::string>{"to /tmp/s", "from /tmp/s"}));
+    EXPECT_EQ(ask({"checksum", "1", ""}).text,
+              "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.");
+}
+
+TEST_F(CommandCenterTest, CommandsReachTheDownloadsTheyName) {
+    EXPECT_EQ(states(), "1 starting, 2 queued, 3 queued, 4 paused, 5 finished, 6 failed, 7 link-expired, ");
+    say("next 4");
+    EXPECT_EQ(engine.manager->queue().front()->id(), 4);
+    say("pause 1");
+    EXPECT_EQ(states(), "1 paused, 2 queued, 3 queued, 4 starting, 5 finished, 6 failed, 7 link-expired, ");
+    say("link 7 see:http://new/a,http://new/b");
+    EXPECT_EQ(engine.record(7).url, link("http://new/a"));
+    say("prioritize 6");
+    EXPECT_EQ(states(), "1 paused, 2 queued, 3 queued, 4 starting, 5 finished, 6 starting, 7 queued, ");
+    EXPECT_TRUE(engine.manager->download(6)->isPrioritized());
+    say("prioritize 6 no");
+    EXPECT_FALSE(engine.manager->download(6)->isPrioritized());
+    say("pause all");
+    EXPECT_EQ(states(), "1 paused, 2 paused, 3 paused, 4 paused, 5 finished, 6 paused, 7 paused, ");
+    say("remove 2");
+    say("resume all");
+    EXPECT_EQ(states(), "1 starting, 3 queued, 4 queued, 5 finished, 6 queued, 7 queued, ");
+    say("checksum 1 " + std::string(sha256));
+    EXPECT_EQ(engine.record(1).checksum, Checksum::recognise(sha256));
+    say("checksum 1 none");
+    EXPECT_EQ(engine.record(1).checksum, std::nullopt);
+}
+
+TEST_F(CommandCenterTest, RepliesToChangesOnlyOnceTheyAreSaved) {
+    std::optional<std::size_t> savedAtReply;
+    center.run({"add", "http://h/new"}, [&](const Reply&) { savedAtReply = engine.store->saved.size(); });
+    EXPECT_FALSE(savedAtReply);
+    engine.turns();
+    EXPECT_EQ(savedAtReply, 8u);
+}
+
+TEST_F(CommandCenterTest, Add) {
+    const support::TemporaryFolder folder;
+    const std::string file = folder.path + "/links.txt";
+    std::ofstream(file) << "http://f/1\nhttp://f/2 http://f/1\n";
+    struct Row {
+        const char* name;
+        Arguments arguments;
+        std::string reply;
+        std::string added; ///< Link, folder, and "!" for a folder that rules may not change.
+    };
+    const std::string none = "Give at least one http or https link: fluvane add <link>";
+    const std::string unknown = "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.";
+    const Row rows[] = {
+        {"nothing", {}, none, ""},
+        {"no links", {"ftp://h/a", "--to"}, none, ""},
+        {"folder only", {"--to", "/x"}, none, ""},
+        {"folder as argument", {folder.path}, none, ""},
+        {"device", {"/dev/zero"}, none, ""},
+        {"bad hash first", {"http://h/a", "--checksum", "xyz", "http://h/b"}, unknown, ""},
+        {"hash for two",
+         {"http://h/a", "http://h/b", "--md5", sha256},
+         "A checksum goes with one link at a time.",
+         ""},
+        {"one", {"http://h/a"}, "Added download 8", "http://h/a /downloads\n"},
+        {"range",
+         {"http://h/[1-2]"},
+         "Added download 9\nAdded download 10",
+         "http://h/1 /downloads\nhttp://h/2 /downloads\n"},
+        {"to", {"http://h/a", "--to", "/x y/"}, "Added download 11", "http://h/a /x y!\n"},
+        {"file",
+         {file},
+         "Added download 12\nAdded download 13",
+         "http://f/1 /downloads\nhttp://f/2 /downloads\n"},
+        {"any option word",
+         {"--sha1", sha256, "http://h/c"},
+         "Added download 14",
+         std::string("http://h/c /downloads ") + sha256 + "\n"},
+    };
+    for (const Row& row : rows) {
+        const std::size_t before = engine.manager->downloads().size();
+        Arguments arguments{"add"};
+        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+        const Reply reply = ask(arguments);
+        EXPECT_EQ(reply.text, row.reply) << row.name;
+        EXPECT_EQ(reply.ok, !row.added.empty()) << row.name;
+        std::string added;
+        const auto downloads = engine.manager->downloads();
+        for (std::size_t i = before; i < downloads.size(); ++i) {
+            const auto& record = downloads[i]->record;
+            added += record.url.absoluteString() + " " + record.folder.path();
+            added += record.autoFolder.value_or(false) ? "" : "!";
+            added += (record.checksum ? " " + record.checksum->hex : "") + "\n";
+        }
+        EXPECT_EQ(added, row.added) << row.name;
+    }
+}
+
+TEST_F(CommandCenterTest, ListDescribesEveryDownload) {
+    say("prioritize 3");
+    engine.transport->last().respondPart(10'000'000);
+    engine.turns();
+    engine.transport->last().respondPart(10'000'000);
+    engine.transport->transfers[1]->send(1000);
+    engine.turns();
+    const Reply reply = ask({"list"});
+    EXPECT_TRUE(reply.text.starts_with("[\n  {\n    \"bytesPerSecond\": 0,\n    \"connections\": "))
+        << reply.text;
+    const auto list = nlohmann::json::parse(reply.text);
+    ASSERT_EQ(list.size(), 7u);
+    EXPECT_EQ(list[1], nlohmann::json::parse(R"({"id": 2, "name": "file2.zip", "state": "queued",
+        "url": "http://h/file2.zip", "folder": "/downloads", "downloaded": 0, "connections": 0,
+        "bytesPerSecond": 0, "placeInLine": 1})"));
+    EXPECT_EQ(list[2], nlohmann::json::parse(R"({"id": 3, "name": "file3.zip", "state": "downloading",
+        "url": "http://h/file3.zip", "folder": "/downloads", "downloaded": 1000, "connections": 2,
+        "bytesPerSecond": 0, "size": 10000000, "prioritized": true})"));
+    EXPECT_EQ(list[4], nlohmann::json::parse(R"({"id": 5, "name": "five �.zip", "state": "finished",
+        "url": "http://h/file5.zip", "folder": "/downloads", "downloaded": 100, "connections": 0,
+        "bytesPerSecond": 0, "size": 100, "file": "/downloads/five.zip", "checksumMatches": true,
+        "checksum": "sha256:e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"})"));
+    EXPECT_EQ(list[5].at("reason"), "It broke.");
+    EXPECT_EQ(list[5].at("opensWebPage"), true);
+    EXPECT_EQ(list[6].at("state"), "link-expired");
+    for (int id = 1; id <= 7; ++id) {
+        say("remove " + std::to_string(id));
+    }
+    EXPECT_EQ(say("list"), "ok: []");
+}
+
+TEST_F(CommandCenterTest, Limit) {
+    struct Row {
+        const char* command;
+        const char* reply;
+        std::optional<std::int64_t> limit;
+    };
+    const char* error = "error: Give a speed in MB/s, like 5 or 0.5, or off: fluvane limit 5";
+    const Row rows[] = {
+        {"limit", "ok: No limit", std::nullopt},
+        {"limit 0,5", "ok: Up to 500 KB/s", 500'000},
+        {"limit", "ok: Up to 500 KB/s", 500'000},
+        {"limit -1", error, 500'000},
+        {"limit abc", error, 500'000},
+        {"limit 5MB", error, 500'000},
+        {"limit inf", error, 500'000},
+        {"limit nan", error, 500'000},
+        {"limit 1e400", error, 500'000},
+        {"limit 0.0", error, 500'000},
+        {"limit 1.2345678", "ok: Up to 1.2 MB/s", 1'234'567},
+        {"limit 0.001", "ok: Up to 16 KB/s", 16'000},
+        {"limit OFF", "ok: No limit", std::nullopt},
+        {"limit 1e300", nullptr, std::numeric_limits<std::int64_t>::max()},
+        {"limit 0", "ok: No limit", std::nullopt},
+    };
+    for (const Row& row : rows) {
+        const std::string reply = say(row.command);
+        EXPECT_EQ(reply, row.reply ? row.reply : reply) << row.command;
+        EXPECT_EQ(engine.transport->speedLimit, row.limit) << row.command;
+    }
+    EXPECT_FALSE(ask({"limit", ""}).ok);
+}
+
+TEST_F(CommandCenterTest, FailuresOfTheSettingsAreTold) {
+    settings.failure = "No room.";
+    for (const char* command : {"limit 5", "limit off", "export", "export /x", "import /x"}) {
+        EXPECT_EQ(say(command), "error: No room.") << command;
+    }
+}
+
+TEST_F(CommandCenterTest, LinksOfTheSchemeDownloadNothing) {
+    for (const char* text : {"fluvane://add?url=http://h/a&url=http%3A%2F%2Fh%2Fb", "fluvane://add",
+                             "fluvane://settings?pane=rules", "fluvane://elsewhere"}) {
+        center.open(link(text));
+    }
+    EXPECT_EQ(engine.manager->downloads().size(), 7u);
+    const auto& lines = engine.log.lines;
+    EXPECT_TRUE(std::ranges::any_of(lines, [](const auto& line) {
+        return line == "lifecycle: no window to confirm 2 links opened through the link scheme";
+    }));
+}
+
+} // namespace
+} // namespace fluvane

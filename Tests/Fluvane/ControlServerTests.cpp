@@ -1,0 +1,208 @@
+#include "Fluvane/Client/CLI.h"
+#include "Fluvane/Commands/ControlRequest.h"
+#include "Fluvane/Commands/ControlServer.h"
+#include "Sockets.h"
+#include "Support/FakePorts.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <fstream>
+#include <future>
+#include <mutex>
+
+namespace fluvane {
+namespace {
+
+using support::RawClient;
+using support::TemporaryFolder;
+using namespace std::chrono_literals;
+
+class Inline : public MainQueue {
+public:
+    void post(std::function<void()> work) override { work(); }
+};
+
+std::string joined(const std::vector<std::string>& arguments) {
+    std::string text;
+    for (const auto& argument : arguments) {
+        text += argument + "|";
+    }
+    return text;
+}
+
+/// A server that answers with its arguments; "later" waits for the test.
+class ControlServerTest : public testing::Test {
+protected:
+    ControlServerTest()
+        : server(path, queue, [this](auto arguments, auto completion) {
+              if (joined(arguments) == "later|") {
+                  waiting.set_value(completion);
+              } else {
+                  completion({.ok = arguments.empty() || arguments[0] != "fail", .text = joined(arguments)});
+              }
+          }) {}
+
+    std::string ask(std::string_view request) { return RawClient(path).write(request).end().readAll(); }
+
+    TemporaryFolder folder;
+    std::string path = folder.path + "/Fluvane/control.sock";
+    Inline queue;
+    std::promise<ReplyCompletion> waiting;
+    ControlServer server;
+};
+
+constexpr const char* refusal = "error\nThat wasn't a command.";
+
+TEST(ControlRequest, OnlyAnArrayOfStrings) {
+    struct Row {
+        const char* name;
+        std::string text;
+        std::optional<std::string> arguments;
+    };
+    const Row rows[] = {
+        {"plain", R"(["add","http://h/a"])", "add|http://h/a|"},
+        {"white space", " [ \"a\" ,\n\"b\" ] \n", "a|b|"},
+        {"empty list", "[]", ""},
+        {"escapes", R"(["\u00e9\ud83d\ude00"])", "é😀|"},
+        {"nothing", "", std::nullopt},
+        {"garbage", "GET / HTTP/1.1\r\n\r\n", std::nullopt},
+        {"string", R"("list")", std::nullopt},
+        {"number inside", R"(["pause",1])", std::nullopt},
+        {"null inside", R"([null])", std::nullopt},
+        {"object", R"({"a":"b"})", std::nullopt},
+        {"nested", R"([["list"]])", std::nullopt},
+        {"second value", R"(["list"]["list"])", std::nullopt},
+        {"cut", R"(["list")", std::nullopt},
+        {"lone surrogate", R"(["\ud800"])", std::nullopt},
+        {"broken text", "[\"\xff\"]", std::nullopt},
+        {"zero byte", R"(["a\u0000b"])", std::nullopt},
+        {"deep", std::string(500'000, '['), std::nullopt},
+        {"deep objects",
+         [] {
+             std::string text;
+             for (int i = 0; i < 100'000; ++i) {
+                 text += R"({"a":)";
+             }
+             return text;
+         }(),
+         std::nullopt},
+    };
+    for (const Row& row : rows) {
+        const auto arguments = parseRequest(row.text);
+        EXPECT_EQ(arguments ? std::optional(joined(*arguments)) : std::nullopt, row.arguments) << row.name;
+    }
+}
+
+TEST_F(ControlServerTest, Answers) {
+    server.start();
+    server.start();
+    EXPECT_EQ(ask(R"(["a","b"])"), "ok\na|b|");
+    EXPECT_EQ(ask(R"(["fail"])"), "error\nfail|");
+    EXPECT_EQ(ask("[]"), "ok\n");
+    EXPECT_EQ(ask(""), refusal);
+    EXPECT_EQ(ask("[1]"), refusal);
+    const auto answer = CLI::send({"x", std::string(700'000, 'y')}, path);
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->text.size(), 700'003u);
+}
+
+TEST_F(ControlServerTest, OversizeIsCutAndItsSenderStillGetsTheReply) {
+    server.start();
+    EXPECT_EQ(ask("[\"" + std::string(4'000'000, 'x') + "\"]"), refusal);
+}
+
+TEST_F(ControlServerTest, SlowClientsHoldNobodyUpAndAreTimedOverAll) {
+    server.receiveTimeout = 300ms;
+    server.start();
+    RawClient silent(path);
+    RawClient unfinished(path);
+    unfinished.write(R"(["done"])"); // but never ends its side
+    RawClient dribbling(path);
+    dribbling.write("[");
+    std::promise<void> ended;
+    std::thread dribble([&, end = ended.get_future()] {
+        while (end.wait_for(20ms) == std::future_status::timeout) {
+            dribbling.write(" "); // each within any time-out of a single read
+        }
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(ask(R"(["quick"])"), "ok\nquick|");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 300ms);
+    EXPECT_EQ(unfinished.readAll(), "ok\ndone|");
+    EXPECT_EQ(silent.readAll(), refusal);
+    EXPECT_EQ(dribbling.readAll(), refusal);
+    ended.set_value();
+    dribble.join();
+}
+
+TEST_F(ControlServerTest, ManyClientsAtOnce) {
+    server.start();
+    std::vector<std::future<std::optional<CLI::Answer>>> answers;
+    for (int i = 0; i < 40; ++i) {
+        answers.push_back(
+            std::async(std::launch::async, [&, i] { return CLI::send({std::to_string(i)}, path); }));
+    }
+    for (int i = 0; i < 40; ++i) {
+        const auto answer = answers[static_cast<std::size_t>(i)].get();
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(answer->text, std::to_string(i) + "|");
+    }
+}
+
+TEST_F(ControlServerTest, LateRepliesReachTheirClientOrNobody) {
+    server.start();
+    RawClient gone(path);
+    gone.write(R"(["later"])").end();
+    const auto forNobody = waiting.get_future().get();
+    gone.close();
+    forNobody({.ok = true, .text = std::string(1'000'000, 'x')});
+
+    waiting = {};
+    RawClient patient(path);
+    patient.write(R"(["later"])").end();
+    const auto completion = waiting.get_future().get();
+    EXPECT_EQ(ask(R"(["meanwhile"])"), "ok\nmeanwhile|");
+    completion({.ok = true, .text = "at last"});
+    completion({.ok = true, .text = "twice"});
+    EXPECT_EQ(patient.readAll(), "ok\nat last");
+}
+
+TEST_F(ControlServerTest, StopRemovesTheSocketAndLateRepliesComeToNothing) {
+    server.start();
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777u, 0600u);
+    RawClient client(path);
+    client.write(R"(["later"])").end();
+    const auto completion = waiting.get_future().get();
+    server.stop();
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(client.readAll(), "");
+    completion({});
+    server.start();
+    EXPECT_EQ(ask(R"(["again"])"), "ok\nagain|");
+}
+
+TEST_F(ControlServerTest, TakesOverAStaleSocketAndSaysWhatItCannotOpen) {
+    support::LogCapture log;
+    std::filesystem::create_directories(folder.path + "/Fluvane");
+    std::ofstream(path) << "stale";
+    server.start();
+    EXPECT_EQ(ask(R"(["a"])"), "ok\na|");
+
+    ControlServer tooLong(folder.path + "/" + std::string(104, 'x'), queue, {});
+    tooLong.start();
+    EXPECT_FALSE(tooLong.listening());
+    std::filesystem::create_directories(folder.path + "/taken/full");
+    ControlServer taken(folder.path + "/taken", queue, {});
+    taken.start();
+    EXPECT_FALSE(taken.listening());
+    EXPECT_EQ(log.lines, (std::vector<std::string>{
+                             "lifecycle: the command-line socket's path is too long",
+                             "lifecycle: couldn't open the command-line socket: Address already in use"}));
+}
+
+} // namespace
+} // namespace fluvane
