@@ -22,6 +22,9 @@ constexpr const char* webPage =
     "This link opens a web page, not a file. It may need you to sign in, or to start "
     "the download on that page, in your browser.";
 
+/// No file system holds more, and the planner's products stay within 64 bits.
+constexpr std::int64_t largestFile = std::int64_t{1} << 56;
+
 std::string partialName(const std::string& name) {
     return name + "." + DownloadManager::partialExtension;
 }
@@ -204,6 +207,10 @@ bool DownloadManager::uniqueName(const std::string& name, const URL& folder, con
 
 bool DownloadManager::createFile(Download& download) {
     auto& record = download.record;
+    if (record.size > largestFile) {
+        fail(download, "Couldn't create the file: File too large");
+        return false;
+    }
     const auto location = record.folder.appending(partialName(*record.name));
     try {
         download.file = files_->create(location, record.size);

@@ -233,6 +233,10 @@ TEST_F(ProbeTest, NeedsSpaceAndAFile) {
     engine.manager->resume(1);
     engine.transport->last().respondPart(1'200'000'000);
     EXPECT_EQ(*record().state.failure(), "Couldn't create the file: Read-only file system");
+    engine.files->failCreate.reset();
+    engine.manager->resume(1);
+    engine.transport->last().respondPart(std::numeric_limits<std::int64_t>::max());
+    EXPECT_EQ(*record().state.failure(), "Couldn't create the file: File too large");
 }
 
 /// A download stopped half-way, with its unfinished file.
