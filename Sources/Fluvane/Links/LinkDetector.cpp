@@ -1,0 +1,399 @@
+#include "Fluvane/Links/LinkDetector.h"
+
+#include "FluvaneCore/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+namespace fluvane::Links {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+bool isASCIILetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool isASCIIDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool startsIgnoringCase(std::string_view text, std::string_view prefix) {
+    return text::equalIgnoringASCIICase(text.substr(0, prefix.size()), prefix);
+}
+
+bool contains(std::string_view characters, char32_t scalar) {
+    return scalar < 0x80 && characters.find(static_cast<char>(scalar)) != std::string_view::npos;
+}
+
+bool isBetween(char32_t scalar, char32_t first, char32_t last) {
+    return scalar >= first && scalar <= last;
+}
+
+/// What no link goes beyond, wherever it stands.
+bool alwaysEnds(char32_t scalar) {
+    if (scalar < 0x80) {
+        return scalar <= U' ' || scalar == 0x7F || contains("<>\"`", scalar);
+    }
+    const bool invisible = scalar == 0x200B || isBetween(scalar, 0x200E, 0x200F) ||
+                           isBetween(scalar, 0x202A, 0x202E) || isBetween(scalar, 0x2060, 0x2069) ||
+                           scalar == 0xFEFF;
+    const bool quote = isBetween(scalar, 0x201C, 0x201F) || isBetween(scalar, 0x2039, 0x203A) ||
+                       scalar == 0xAB || scalar == 0xBB || scalar == 0x2026;
+    const bool widePunctuation = isBetween(scalar, 0x3001, 0x3003) || isBetween(scalar, 0x3008, 0x301F) ||
+                                 isBetween(scalar, 0xFF01, 0xFF0F) || isBetween(scalar, 0xFF1A, 0xFF20) ||
+                                 isBetween(scalar, 0xFF3B, 0xFF40) || isBetween(scalar, 0xFF5B, 0xFF65);
+    return invisible || quote || widePunctuation || text::isControl(scalar) || text::isWhitespace(scalar);
+}
+
+/// What ends a link because of the character in front of it.
+bool endsBehind(char32_t opener, char32_t scalar) {
+    switch (opener) {
+    case U'\'':
+        return scalar == U'\'';
+    case 0x2018:
+        return scalar == 0x2019;
+    case U'|':
+    case U'<':
+    case U'[': // <link|label> in chats, [[link|label]] in wikis
+        return scalar == U'|';
+    default:
+        return false;
+    }
+}
+
+/// Where a second link begins inside a run of characters, what stands before it tells whether it belongs to
+/// the first (an archive's or a redirector's address) or was merely glued on.
+bool belongsTogether(char before) {
+    return "/=:?&#@!+-~%"sv.find(before) != std::string_view::npos;
+}
+
+/// An entity that quotes the link in escaped HTML: the bytes it takes, 0 for none.
+bool isQuotingEntity(std::string_view text) {
+    constexpr std::array entities = {"&lt;"sv,  "&gt;"sv,  "&quot;"sv, "&apos;"sv,
+                                     "&#34;"sv, "&#39;"sv, "&nbsp;"sv};
+    return std::any_of(entities.begin(), entities.end(),
+                       [&](std::string_view entity) { return startsIgnoringCase(text, entity); });
+}
+
+/// The bytes of an escaped "&", 0 for none.
+std::size_t ampersand(std::string_view text) {
+    for (const std::string_view entity : {"&amp;"sv, "&#38;"sv, "&#x26;"sv, "&#038;"sv}) {
+        if (startsIgnoringCase(text, entity)) {
+            return entity.size();
+        }
+    }
+    return 0;
+}
+
+/// The bytes of "http://" or "https://" in any letter case, also as JSON writes it (http:\/\/); 0 for none.
+std::size_t webScheme(std::string_view text) {
+    if (!startsIgnoringCase(text, "http")) {
+        return 0;
+    }
+    const std::size_t name = text.size() > 4 && (text[4] | 0x20) == 's' ? 5 : 4;
+    text.remove_prefix(name);
+    return text.starts_with("://") ? name + 3 : text.starts_with(":\\/\\/") ? name + 5 : 0;
+}
+
+/// A character escaped by a backslash: "\&" of a shell, "\/" and "\u0026" of JSON.
+struct Unescaped {
+    char character;
+    std::size_t length;
+};
+
+std::optional<Unescaped> unescaped(std::string_view text) {
+    if (text.starts_with("\\u00") && text.size() >= 6) {
+        const auto byte = text::hexByte(text[4], text[5]);
+        const bool plain = byte && *byte < 0x7F && !alwaysEnds(*byte);
+        return plain ? std::optional(Unescaped{static_cast<char>(*byte), 6}) : std::nullopt;
+    }
+    const bool known = text.size() >= 2 && "/?&=#()[]_*~%!$;,.-+@"sv.find(text[1]) != std::string_view::npos;
+    return known ? std::optional(Unescaped{text[1], 2}) : std::nullopt;
+}
+
+/// Collects the characters of one link and finds its right end.
+class Run {
+public:
+    Run(std::string_view text, char32_t opener, bool inAttribute)
+        : rest_(text), opener_(opener), inAttribute_(inAttribute) {}
+
+    /// The link's text without what merely follows it; `length()` is what it took with that.
+    std::string take() {
+        const std::size_t size = rest_.size();
+        while (!rest_.empty() && step()) {
+        }
+        length_ = size - rest_.size();
+        trimEnd();
+        return std::move(out_);
+    }
+    [[nodiscard]] std::size_t length() const { return length_; }
+
+private:
+    bool step() {
+        const text::Scalar scalar = text::firstScalar(rest_);
+        if (alwaysEnds(scalar.value) || endsBehind(opener_, scalar.value) || beginsAnother()) {
+            return false;
+        }
+        switch (rest_[0]) {
+        case '\\':
+            return takeEscaped();
+        case '&':
+            return takeAmpersand();
+        case '(':
+        case '[':
+        case '{':
+        case ')':
+        case ']':
+        case '}':
+            return takeBracket();
+        default:
+            take(scalar.length);
+            return true;
+        }
+    }
+
+    bool beginsAnother() const {
+        return webScheme(rest_) > 0 && (out_.empty() || !belongsTogether(out_.back()));
+    }
+
+    void take(std::size_t bytes) {
+        out_ += rest_.substr(0, bytes);
+        rest_.remove_prefix(bytes);
+    }
+
+    bool takeEscaped() {
+        const auto character = unescaped(rest_);
+        if (character) {
+            out_ += character->character;
+            rest_.remove_prefix(character->length);
+        }
+        return character.has_value();
+    }
+
+    bool takeAmpersand() {
+        if (isQuotingEntity(rest_)) {
+            return false;
+        }
+        const std::size_t entity = inAttribute_ ? ampersand(rest_) : 0;
+        out_ += '&';
+        rest_.remove_prefix(std::max<std::size_t>(entity, 1));
+        return true;
+    }
+
+    /// A closing square or curly bracket without its opening one is never a link's own; a round one may be,
+    /// unless the link stands in round brackets.
+    bool takeBracket() {
+        const char c = rest_[0];
+        int& depth = c == '(' || c == ')' ? round_ : c == '[' || c == ']' ? square_ : curly_;
+        if (c == '(' || c == '[' || c == '{') {
+            if (rest_.starts_with("[/")) { // [url]…[/url]
+                return false;
+            }
+            ++depth;
+        } else if (--depth < 0 && (c != ')' || opener_ == U'(')) {
+            return false;
+        }
+        take(1);
+        return true;
+    }
+
+    void trimEnd() {
+        while (true) {
+            const std::size_t length = trailing();
+            if (length == 0) {
+                return;
+            }
+            round_ += out_.ends_with(')') ? 1 : 0;
+            out_.resize(out_.size() - length);
+        }
+    }
+
+    /// The bytes of a last character that belongs to the sentence, not to the link.
+    [[nodiscard]] std::size_t trailing() const {
+        if (out_.empty()) {
+            return 0;
+        }
+        const char last = out_.back();
+        const bool emphasis = contains("*_~|", opener_) && static_cast<char32_t>(last) == opener_;
+        if (".,;:!?'"sv.find(last) != std::string_view::npos || emphasis || (last == ')' && round_ < 0)) {
+            return 1;
+        }
+        for (const std::string_view sign : {"‘"sv, "’"sv, "–"sv, "—"sv, "·"sv}) {
+            if (out_.ends_with(sign)) {
+                return sign.size();
+            }
+        }
+        return 0;
+    }
+
+    std::string_view rest_;
+    char32_t opener_;
+    bool inAttribute_;
+    std::string out_;
+    std::size_t length_ = 0;
+    int round_ = 0, square_ = 0, curly_ = 0; ///< Brackets open so far; below 0 for closing ones without.
+};
+
+/// The length of a host's characters in any script. Looks no further than a host can be long, so that many
+/// attempts in one endless word stay cheap.
+std::size_t hostLength(std::string_view text) {
+    constexpr std::size_t longest = 1024;
+    text = text.substr(0, longest);
+    std::size_t at = 0;
+    while (at < text.size()) {
+        const text::Scalar scalar = text::firstScalar(text.substr(at));
+        if (scalar.value != U'-' && scalar.value != U'.' && !text::isLetterOrDigit(scalar.value)) {
+            break;
+        }
+        at += scalar.length;
+    }
+    return at;
+}
+
+/// Whether the labels of a host are such as names have; gives the last one.
+std::optional<std::string_view> lastLabel(std::string_view host) {
+    std::string_view label;
+    while (true) {
+        label = host.substr(0, host.find('.'));
+        if (label.empty() || label.starts_with('-') || label.ends_with('-')) {
+            return std::nullopt;
+        }
+        if (label.size() == host.size()) {
+            return label;
+        }
+        host.remove_prefix(label.size() + 1);
+    }
+}
+
+bool isPort(std::string_view text) {
+    return !text.empty() && text.size() <= 5 && std::all_of(text.begin(), text.end(), isASCIIDigit);
+}
+
+/// Whether a text begins with a host that is a link without its scheme.
+bool beginsBareLink(std::string_view text) {
+    std::string_view host = text.substr(0, hostLength(text));
+    std::string_view behind = text.substr(host.size());
+    while (host.ends_with('.') || host.ends_with('-')) { // the end of a sentence
+        host.remove_suffix(1);
+        behind = {};
+    }
+    if (behind.starts_with(':')) {
+        const std::string_view port = behind.substr(1, behind.find_first_not_of("0123456789", 1) - 1);
+        behind = isPort(port) ? behind.substr(port.size() + 1) : std::string_view();
+    }
+    const auto label = lastLabel(host);
+    if (!label || behind.starts_with('@')) {
+        return false;
+    }
+    if (startsIgnoringCase(host, "www.")) {
+        const std::string_view name = host.substr(4);
+        return name.find('.') != std::string_view::npos && label->size() >= 2 && !isASCIIDigit(label->back());
+    }
+    const bool local = text::equalIgnoringASCIICase(host, "localhost");
+    const bool known = label->size() < host.size() && isWellKnownEnding(*label);
+    return behind.starts_with('/') && (local || known) && host.find("www.") == std::string_view::npos;
+}
+
+bool beginsTag(std::string_view text) {
+    std::size_t at = 1;
+    while (at < text.size() && (isASCIILetter(text[at]) || isASCIIDigit(text[at]) || text[at] == '-')) {
+        ++at;
+    }
+    return at > 1 && at < text.size() && text::isWhitespace(static_cast<unsigned char>(text[at]));
+}
+
+class Scanner {
+public:
+    explicit Scanner(std::string_view text) : rest_(text) {}
+
+    std::vector<std::string> run() {
+        while (!rest_.empty()) {
+            step();
+        }
+        return std::move(found_);
+    }
+
+private:
+    void step() {
+        const bool otherScheme = rest_.starts_with("://") && (text::isLetterOrDigit(previous_));
+        const bool wordStart = !text::isLetterOrDigit(previous_);
+        if (const std::size_t scheme = webScheme(rest_)) {
+            takeWithScheme(scheme);
+        } else if (otherScheme) { // ftp://… and what it holds are no web links
+            pass(3);
+            takeRun();
+        } else if (wordStart &&
+                   (startsIgnoringCase(rest_, "magnet:") || startsIgnoringCase(rest_, "mailto:"))) {
+            takeRun();
+        } else if (mayBeginBareLink() && beginsBareLink(rest_)) {
+            found_.push_back("http://" + takeRun());
+        } else {
+            noteTag();
+            pass(text::firstScalar(rest_).length);
+        }
+    }
+
+    void takeWithScheme(std::size_t length) {
+        const std::string_view scheme = rest_.substr(0, rest_.find(':'));
+        const char32_t opener = previous_;
+        pass(length);
+        previous_ = opener;
+        found_.push_back(std::string(scheme) + "://" + takeRun());
+    }
+
+    std::string takeRun() {
+        Run run(rest_, previous_, insideTag_);
+        std::string link = run.take();
+        pass(run.length());
+        return link;
+    }
+
+    /// Moves on, by at least one character of the text unless `bytes` is 0.
+    void pass(std::size_t bytes) {
+        if (bytes == 0) {
+            return;
+        }
+        std::size_t last = bytes - 1;
+        while (last > 0 && (static_cast<unsigned char>(rest_[last]) & 0xC0) == 0x80) {
+            --last;
+        }
+        previous_ = text::firstScalar(rest_.substr(last)).value;
+        rest_.remove_prefix(bytes);
+    }
+
+    [[nodiscard]] bool mayBeginBareLink() const {
+        const text::Scalar first = text::firstScalar(rest_);
+        if (!text::isLetterOrDigit(first.value)) {
+            return false;
+        }
+        const bool www = startsIgnoringCase(rest_, "www.");
+        if (text::isLetterOrDigit(previous_)) { // scripts without blanks between words
+            return www && previous_ >= 0x2E80;
+        }
+        return !contains(www ? "@/.-\\"sv : "@/.-_:\\%&+~#$"sv, previous_);
+    }
+
+    void noteTag() {
+        if (rest_[0] == '<') {
+            insideTag_ = beginsTag(rest_);
+        } else if (rest_[0] == '>') {
+            insideTag_ = false;
+        }
+    }
+
+    std::string_view rest_;
+    char32_t previous_ = U' ';
+    bool insideTag_ = false; ///< Of HTML, where "&" is escaped.
+    std::vector<std::string> found_;
+};
+
+} // namespace
+
+std::vector<std::string> detect(std::string_view text) {
+    return Scanner(text).run();
+}
+
+} // namespace fluvane::Links

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace fluvane::Links {
+
+/// The texts that look like web links, in order, repeats included; each still has to be read as a link.
+/// A host without a scheme counts when it begins with "www." or has a well-known ending and a path; it is
+/// given "http://", since a server that speaks https redirects there while the reverse would not work. `text`
+/// is valid UTF-8. Takes time in proportion to the text.
+[[nodiscard]] std::vector<std::string> detect(std::string_view text);
+
+/// Whether a host's last label is one that people write without a scheme.
+[[nodiscard]] bool isWellKnownEnding(std::string_view label);
+
+} // namespace fluvane::Links

@@ -1,0 +1,95 @@
+#include "Fluvane/Links/Links.h"
+
+#include "Fluvane/Links/LinkDetector.h"
+#include "FluvaneCore/NumberedRange.h"
+#include "FluvaneCore/Text.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <unordered_set>
+
+namespace fluvane::Links {
+
+namespace {
+
+/// Reads a link; where a sentence goes on right behind a bare host ("https://host,then"), without that.
+std::optional<URL> read(const std::string& link) {
+    auto url = URL::parse(link);
+    if (!url) {
+        const std::size_t host = link.find("://") + 3;
+        const std::size_t end = link.find_first_of(",;!|()'*", host);
+        url = end < link.find('/', host) ? URL::parse(link.substr(0, end)) : std::nullopt;
+    }
+    return url && url->isWeb() ? url : std::nullopt;
+}
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() {
+        if (number_ >= 0) {
+            ::close(number_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    [[nodiscard]] int number() const { return number_; }
+
+private:
+    int number_;
+};
+
+bool isRegularFile(const struct stat& status) {
+    return S_ISREG(status.st_mode) && status.st_size <= static_cast<off_t>(longestFile);
+}
+
+/// The whole file, absent when it can't be read or turns out longer than allowed.
+std::optional<std::string> contents(int descriptor) {
+    std::string result;
+    std::string chunk(65536, '\0');
+    while (result.size() <= longestFile) {
+        const ssize_t count = ::read(descriptor, chunk.data(), chunk.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return count == 0 ? std::optional(std::move(result)) : std::nullopt;
+        }
+        result.append(chunk, 0, static_cast<std::size_t>(count));
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::vector<URL> find(std::string_view text) {
+    std::vector<URL> links;
+    std::unordered_set<std::string> taken;
+    for (const std::string& text_ : detect(NumberedRange::expand(text::repaired(text)))) {
+        auto url = read(text_);
+        if (url && taken.insert(url->absoluteString()).second) {
+            links.push_back(std::move(*url));
+        }
+    }
+    return links;
+}
+
+std::vector<URL> findInFile(const std::filesystem::path& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) != 0 || !isRegularFile(status)) { // opening a device may set it going
+        return {};
+    }
+    const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (descriptor.number() < 0 || ::fstat(descriptor.number(), &status) != 0 || !isRegularFile(status)) {
+        return {};
+    }
+    const auto text = contents(descriptor.number());
+    return text ? find(*text) : std::vector<URL>();
+}
+
+} // namespace fluvane::Links

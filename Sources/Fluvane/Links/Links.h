@@ -1,0 +1,22 @@
+#pragma once
+
+#include "FluvaneCore/URL.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <string_view>
+#include <vector>
+
+/// The web links in what people paste, drop and type: mails, chats, Markdown, HTML, shell commands, lists.
+namespace fluvane::Links {
+
+/// A longer file, in bytes, is no list of links.
+inline constexpr std::size_t longestFile = 4'000'000;
+
+/// Numbered ranges expanded, http and https only, in order of appearance, no link twice. Takes any bytes.
+[[nodiscard]] std::vector<URL> find(std::string_view text);
+/// The links in a text file; none when it is no readable regular file or too long. Never waits for a pipe or
+/// a device.
+[[nodiscard]] std::vector<URL> findInFile(const std::filesystem::path& file);
+
+} // namespace fluvane::Links
