@@ -120,7 +120,11 @@ std::string tail(int descriptor, std::size_t most) {
     const auto size = static_cast<std::size_t>(status.st_size);
     ::lseek(descriptor, static_cast<off_t>(size - std::min(size, most)), SEEK_SET);
     std::string text(std::min(size, most), '\0');
-    text.resize(readFully(descriptor, reinterpret_cast<std::byte*>(text.data()), text.size()));
+    try {
+        text.resize(readFully(descriptor, reinterpret_cast<std::byte*>(text.data()), text.size()));
+    } catch (const SystemError&) { // a bad disk: without these lines then
+        text.clear();
+    }
     return text;
 }
 

@@ -95,6 +95,7 @@ class MemoryFileStore::File : public PieceFile {
 public:
     File(std::shared_ptr<SparseBytes> bytes, std::shared_ptr<Faults> faults)
         : bytes_(std::move(bytes)), faults_(std::move(faults)) {
+        const std::lock_guard lock(faults_->mutex);
         ++faults_->open;
     }
     ~File() override { close(); }

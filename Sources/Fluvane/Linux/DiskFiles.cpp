@@ -1,0 +1,198 @@
+#include "Fluvane/Linux/DiskFiles.h"
+
+#include "Fluvane/Linux/FileWork.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <mutex>
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+using tessivar::Descriptor;
+using tessivar::errorText;
+using tessivar::SystemError;
+
+constexpr mode_t fileMode = 0644;
+constexpr mode_t folderMode = 0777;
+/// Bytes after which the kernel is asked to start writing, which keeps the next sync short.
+constexpr std::int64_t writebackEvery = 8LL * 1024 * 1024;
+
+Descriptor opened(const URL& location, int flags) {
+    try {
+        return tessivar::openRegular(pathOf(location), flags | O_RDWR, fileMode);
+    } catch (const SystemError& error) {
+        throw FileError(error.what());
+    }
+}
+
+void setLength(const Descriptor& file, std::int64_t size) {
+    while (::ftruncate(file.get(), size) != 0) {
+        if (errno != EINTR) {
+            throw FileError(errorText(errno));
+        }
+    }
+}
+
+} // namespace
+
+DiskFile::~DiskFile() {
+    close();
+}
+
+void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {
+    const std::shared_lock lock(lock_);
+    if (!descriptor_.isOpen()) {
+        throw FileError("The file is closed.");
+    }
+    const auto count = static_cast<std::int64_t>(bytes.size());
+    while (!bytes.empty()) {
+        const auto written = ::pwrite(descriptor_.get(), bytes.data(), bytes.size(), at);
+        if (written < 0 && errno != EINTR) {
+            throw FileError(errorText(errno));
+        }
+        if (written > 0) {
+            bytes = bytes.subspan(static_cast<std::size_t>(written));
+            at += written;
+        }
+    }
+    beginWritingBack(count);
+}
+
+void DiskFile::beginWritingBack(std::int64_t written) {
+    if (sinceWriteback_.fetch_add(written, std::memory_order_relaxed) + written < writebackEvery) {
+        return;
+    }
+    if (sinceWriteback_.exchange(0, std::memory_order_relaxed) >= writebackEvery) {
+        ::sync_file_range(descriptor_.get(), 0, 0, SYNC_FILE_RANGE_WRITE); // only a hint
+    }
+}
+
+void DiskFile::sync() {
+    const std::shared_lock lock(lock_);
+    if (!descriptor_.isOpen()) {
+        return;
+    }
+    try {
+        tessivar::syncData(descriptor_.get());
+    } catch (const SystemError& error) {
+        throw FileError(error.what());
+    }
+}
+
+void DiskFile::close() noexcept {
+    const std::unique_lock lock(lock_);
+    if (descriptor_.isOpen()) {
+        ::fsync(descriptor_.get());
+        descriptor_ = Descriptor();
+    }
+}
+
+DiskFileStore::DiskFileStore(MainQueue& mainQueue, const std::string& applicationIdentifier)
+    : mainQueue_(mainQueue), queue_(applicationIdentifier + ".files") {}
+
+DiskFileStore::~DiskFileStore() {
+    ending_ = true;
+}
+
+bool DiskFileStore::exists(const URL& location) {
+    return tessivar::nameTaken(pathOf(location));
+}
+
+std::optional<std::int64_t> DiskFileStore::size(const URL& location) {
+    struct stat status {};
+    if (::stat(pathOf(location).c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    return status.st_size;
+}
+
+std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optional<std::int64_t> size) {
+    const std::filesystem::path path = pathOf(location);
+    try {
+        tessivar::createFolders(path.parent_path(), folderMode);
+    } catch (const SystemError& error) {
+        throw FileError(error.what());
+    }
+    const bool isNew = !exists(location);
+    auto file = opened(location, O_CREAT | O_TRUNC);
+    try {
+        if (size.value_or(0) >= 1) {
+            setLength(file, *size);
+        }
+    } catch (const FileError&) {
+        if (isNew) {
+            ::unlink(path.c_str());
+        }
+        throw;
+    }
+    return std::make_shared<DiskFile>(std::move(file));
+}
+
+std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
+    return std::make_shared<DiskFile>(opened(location, O_CREAT));
+}
+
+void DiskFileStore::remove(const URL& location) {
+    ::unlink(pathOf(location).c_str());
+}
+
+std::optional<std::int64_t> DiskFileStore::availableSpace(const URL& folder) {
+    std::filesystem::path path = pathOf(folder);
+    struct statvfs volume {};
+    while (::statvfs(path.c_str(), &volume) != 0) {
+        const int code = errno;
+        if (!path.has_relative_path() || (code != ENOENT && code != ENOTDIR)) {
+            return std::nullopt;
+        }
+        path = path.parent_path();
+    }
+    if (volume.f_blocks == 0 || volume.f_frsize == 0) {
+        return std::nullopt; // a file system that doesn't count
+    }
+    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
+    return static_cast<std::int64_t>(std::min<std::uint64_t>(volume.f_bavail, most / volume.f_frsize) *
+                                     volume.f_frsize);
+}
+
+void DiskFileStore::checksum(const URL& file, Checksum::Algorithm algorithm,
+                             std::function<void(Outcome<std::string>)> completion) {
+    run<std::string>([this, file, algorithm] { return digestOf(pathOf(file), algorithm, ending_); },
+                     std::move(completion));
+}
+
+void DiskFileStore::finish(const URL& partial, const std::string& name, const URL& folder,
+                           DuplicateNaming naming, const FileOrigin& origin,
+                           std::function<void(Outcome<URL>)> completion) {
+    run<URL>([=, this] { return FinalMove(pathOf(partial), name, folder, naming, origin, ending_).run(); },
+             std::move(completion));
+}
+
+template <class T>
+void DiskFileStore::run(std::function<T()> work, std::function<void(Outcome<T>)> completion) {
+    queue_.async([this, work = std::move(work), completion = std::move(completion)]() mutable {
+        const auto outcome = [&]() -> std::optional<Outcome<T>> {
+            try {
+                return ending_ ? std::nullopt : std::optional(Outcome<T>::success(work()));
+            } catch (const WorkAbandoned&) {
+                return std::nullopt;
+            } catch (const std::exception& error) {
+                return Outcome<T>::failure(error.what());
+            }
+        }();
+        if (outcome) {
+            mainQueue_.post(
+                [completion = std::move(completion), outcome = *outcome] { completion(outcome); });
+        }
+    });
+}
+
+} // namespace fluvane

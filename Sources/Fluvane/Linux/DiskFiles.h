@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Fluvane/Linux/MainQueue.h"
+#include "Fluvane/Linux/SerialQueue.h"
+#include "FluvaneEngine/Platform.h"
+#include "TessivarCore/FileSystem.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <shared_mutex>
+#include <span>
+#include <string>
+
+namespace fluvane {
+
+/// One open unfinished file, written at any offset by many connections at once. Usable from any thread;
+/// dropping the last reference syncs and closes it.
+class DiskFile : public PieceFile {
+public:
+    explicit DiskFile(tessivar::Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+    ~DiskFile() override;
+    DiskFile(const DiskFile&) = delete;
+    DiskFile& operator=(const DiskFile&) = delete;
+
+    void write(std::span<const std::byte> bytes, std::int64_t at) override;
+    void sync() override;
+    void close() noexcept override;
+
+private:
+    void beginWritingBack(std::int64_t written);
+
+    // Writes and syncs share it, so that a sync on a slow disk doesn't halt the connections; only closing is
+    // alone, so that no write runs against a descriptor that is gone.
+    std::shared_mutex lock_;
+    tessivar::Descriptor descriptor_;
+    std::atomic<std::int64_t> sinceWriteback_ = 0;
+};
+
+/// The engine's files on the local file system. Made and used on the main queue; digests and final moves run
+/// on a queue of its own, one at a time. Those not begun or not done when the store ends are given up, and
+/// their completions never called: an interrupted move leaves the unfinished file where it was.
+class DiskFileStore : public FileStore {
+public:
+    /// `applicationIdentifier` labels the queue. `mainQueue` must outlive the store.
+    DiskFileStore(MainQueue& mainQueue, const std::string& applicationIdentifier);
+    ~DiskFileStore() override;
+
+    [[nodiscard]] bool exists(const URL& location) override;
+    [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
+    [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location,
+                                                    std::optional<std::int64_t> size) override;
+    [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
+    void remove(const URL& location) override;
+    [[nodiscard]] std::optional<std::int64_t> availableSpace(const URL& folder) override;
+    void checksum(const URL& file, Checksum::Algorithm algorithm,
+                  std::function<void(Outcome<std::string>)> completion) override;
+    void finish(const URL& partial, const std::string& name, const URL& folder, DuplicateNaming naming,
+                const FileOrigin& origin, std::function<void(Outcome<URL>)> completion) override;
+
+private:
+    template <class T>
+    void run(std::function<T()> work, std::function<void(Outcome<T>)> completion);
+
+    MainQueue& mainQueue_;
+    std::atomic<bool> ending_ = false;
+    SerialQueue queue_; // ends first
+};
+
+} // namespace fluvane

@@ -1,0 +1,206 @@
+#include "Fluvane/Linux/FileWork.h"
+
+#include "FluvaneCore/FileName.h"
+#include "FluvaneEngine/Log.h"
+#include "TessivarCore/FileSystem.h"
+
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <memory>
+#include <set>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace fluvane {
+
+namespace {
+
+using tessivar::Descriptor;
+using tessivar::SystemError;
+
+constexpr std::size_t chunkSize = 1024UL * 1024UL;
+constexpr mode_t fileMode = 0644;
+constexpr mode_t folderMode = 0777;
+
+const EVP_MD* methodOf(Checksum::Algorithm algorithm) {
+    switch (algorithm) {
+    case Checksum::Algorithm::sha256:
+        return EVP_sha256();
+    case Checksum::Algorithm::sha1:
+        return EVP_sha1();
+    case Checksum::Algorithm::md5:
+        return EVP_md5();
+    }
+    return nullptr;
+}
+
+void require(int result) {
+    if (result != 1) {
+        throw FileError("The system's cryptography library refused the digest.");
+    }
+}
+
+std::string hexadecimal(std::span<const unsigned char> bytes) {
+    constexpr const char* digits = "0123456789abcdef";
+    std::string text;
+    for (const auto byte : bytes) {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+/// Hands the file's chunks to `use`.
+template <class Use>
+void forEachChunk(int descriptor, const std::atomic<bool>& ending, Use&& use) {
+    ::posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
+    std::vector<std::byte> buffer(chunkSize);
+    while (const auto count = tessivar::readFully(descriptor, buffer.data(), buffer.size())) {
+        if (ending) {
+            throw WorkAbandoned();
+        }
+        use(std::span<const std::byte>(buffer).first(count));
+    }
+}
+
+/// Once the file is in place nothing may fail any more.
+void syncQuietly(const std::filesystem::path& folder) {
+    try {
+        tessivar::syncFolder(folder.string());
+    } catch (const SystemError&) {
+    }
+}
+
+bool isPlainName(const std::string& name) {
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+}
+
+/// A name of our own beside the finished file, unlinked unless it has become that.
+class TemporaryCopy {
+public:
+    explicit TemporaryCopy(const std::filesystem::path& folder) {
+        auto pattern = (folder / ".fluvane-XXXXXX").string();
+        file_ = Descriptor(::mkostemp(pattern.data(), O_CLOEXEC));
+        if (!file_.isOpen()) {
+            throw SystemError(errno);
+        }
+        path_ = pattern;
+    }
+    TemporaryCopy(const TemporaryCopy&) = delete;
+    TemporaryCopy& operator=(const TemporaryCopy&) = delete;
+    ~TemporaryCopy() { ::unlink(path_.c_str()); }
+
+    [[nodiscard]] int descriptor() const { return file_.get(); }
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+private:
+    Descriptor file_;
+    std::filesystem::path path_;
+};
+
+} // namespace
+
+std::string pathOf(const URL& location) {
+    auto path = location.isFile() ? location.path() : std::string();
+    return path.find('\0') == std::string::npos ? path : std::string();
+}
+
+std::string digestOf(const std::string& file, Checksum::Algorithm algorithm,
+                     const std::atomic<bool>& ending) {
+    const auto opened = tessivar::openRegular(file, O_RDONLY);
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    require(EVP_DigestInit_ex(context.get(), methodOf(algorithm), nullptr));
+    forEachChunk(opened.get(), ending, [&](std::span<const std::byte> chunk) {
+        require(EVP_DigestUpdate(context.get(), chunk.data(), chunk.size()));
+    });
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned int length = 0;
+    require(EVP_DigestFinal_ex(context.get(), digest.data(), &length));
+    return hexadecimal(std::span(digest).first(length));
+}
+
+FinalMove::FinalMove(std::filesystem::path partial, std::string name, URL folder, DuplicateNaming naming,
+                     FileOrigin origin, const std::atomic<bool>& ending)
+    : partial_(std::move(partial)), name_(std::move(name)), folder_(std::move(folder)),
+      folderPath_(pathOf(folder_)), naming_(naming), origin_(std::move(origin)), ending_(ending) {}
+
+URL FinalMove::run() {
+    if (!isPlainName(name_)) {
+        throw SystemError(EINVAL);
+    }
+    // The data before the name: a power cut must not leave the final name on half a file.
+    const auto file = tessivar::openRegular(partial_.string(), O_RDONLY);
+    tessivar::syncData(file.get());
+    tessivar::createFolders(folderPath_, folderMode);
+    std::string chosen;
+    try {
+        chosen = moveToFreeName(partial_);
+        mark(file.get());
+    } catch (const SystemError& error) {
+        if (error.code() != EXDEV) {
+            throw;
+        }
+        chosen = copyAcross(file.get());
+    }
+    syncQuietly(folderPath_);
+    if (partial_.parent_path() != folderPath_) {
+        syncQuietly(partial_.parent_path());
+    }
+    return folder_.appending(chosen);
+}
+
+std::string FinalMove::moveToFreeName(const std::filesystem::path& from) {
+    std::set<std::string> refused;
+    while (true) {
+        const auto chosen = FileName::unique(name_, naming_, [&](const std::string& candidate) {
+            return refused.contains(candidate) || tessivar::nameTaken((folderPath_ / candidate).string());
+        });
+        const int code = tessivar::moveWithoutReplacing(from.string(), (folderPath_ / chosen).string());
+        if (code == 0) {
+            return chosen;
+        }
+        if (code != EEXIST) {
+            throw SystemError(code);
+        }
+        refused.insert(chosen);
+    }
+}
+
+/// The folder is on another file system: the finished file is a copy.
+std::string FinalMove::copyAcross(int descriptor) {
+    const TemporaryCopy copy(folderPath_);
+    forEachChunk(descriptor, ending_,
+                 [&](std::span<const std::byte> chunk) { tessivar::writeFully(copy.descriptor(), chunk); });
+    ::fchmod(copy.descriptor(), fileMode);
+    tessivar::syncData(copy.descriptor());
+    auto chosen = moveToFreeName(copy.path());
+    mark(copy.descriptor());
+    ::unlink(partial_.c_str());
+    return chosen;
+}
+
+void FinalMove::mark(int descriptor) const {
+    int code = 0;
+    const auto set = [&](const char* name, const URL& url) {
+        const auto bare = url.withoutCredentials();
+        const auto& text = bare.absoluteString();
+        code = ::fsetxattr(descriptor, name, text.data(), text.size(), 0) == 0 ? code : errno;
+    };
+    set("user.xdg.origin.url", origin_.url);
+    if (origin_.referrer) {
+        set("user.xdg.referrer.url", *origin_.referrer);
+    }
+    if (code != 0) {
+        log::files.error("couldn't quarantine a finished file: " + tessivar::errorText(code));
+    }
+}
+
+} // namespace fluvane

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "FluvaneEngine/Platform.h"
+
+#include <atomic>
+#include <filesystem>
+#include <string>
+
+/// The slow work on files, for the file store's queue. Failures are exceptions whose what() is the system's
+/// text.
+namespace fluvane {
+
+/// Thrown by work that stopped because it was told to end.
+class WorkAbandoned {};
+
+/// The path of a file location; empty, which no call opens, when it has none.
+[[nodiscard]] std::string pathOf(const URL& location);
+
+/// Lower-case hexadecimal digest of the whole file. Throws WorkAbandoned soon after `ending` is set.
+[[nodiscard]] std::string digestOf(const std::string& file, Checksum::Algorithm algorithm,
+                                   const std::atomic<bool>& ending);
+
+/// Moves a finished file into place under the first free name, durably, and marks it with its origin.
+class FinalMove {
+public:
+    FinalMove(std::filesystem::path partial, std::string name, URL folder, DuplicateNaming naming,
+              FileOrigin origin, const std::atomic<bool>& ending);
+
+    /// The final location. Throws WorkAbandoned soon after `ending` is set; after any failure the unfinished
+    /// file is where it was.
+    [[nodiscard]] URL run();
+
+private:
+    /// Gives `from` the first free name that can be had: someone else may take one at any moment.
+    [[nodiscard]] std::string moveToFreeName(const std::filesystem::path& from);
+    [[nodiscard]] std::string copyAcross(int descriptor);
+    void mark(int descriptor) const;
+
+    std::filesystem::path partial_;
+    std::string name_;
+    URL folder_;
+    std::filesystem::path folderPath_;
+    DuplicateNaming naming_;
+    FileOrigin origin_;
+    const std::atomic<bool>& ending_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,179 @@
+#include "Fluvane/Linux/JSONDownloadStore.h"
+
+#include "FluvaneCore/Coding.h"
+#include "FluvaneEngine/Log.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace fluvane {
+
+namespace {
+
+constexpr mode_t folderMode = 0700;
+
+/// The text of one record, as it stands in the list.
+std::string encodedText(const DownloadRecord& record) {
+    const nlohmann::json sorted = coding::encode(record);
+    const auto text = sorted.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+    std::string indented;
+    indented.reserve(text.size() + text.size() / 4);
+    for (const char character : text) { // line breaks within texts are escaped
+        indented += character;
+        if (character == '\n') {
+            indented += "    ";
+        }
+    }
+    return indented;
+}
+
+std::vector<DownloadRecord> decoded(const std::string& text) {
+    const auto json = coding::parse(text);
+    (void)coding::required<std::int64_t>(json, "version"); // there is only one so far
+    const auto* downloads = coding::detail::find(json, "downloads");
+    if (!downloads) {
+        coding::detail::keyNotFound("downloads");
+    }
+    if (!downloads->is_array()) {
+        throw coding::DecodingError(coding::DecodingError::Kind::typeMismatch,
+                                    "Expected a list under 'downloads'.");
+    }
+    std::vector<DownloadRecord> records;
+    records.reserve(downloads->size());
+    for (const auto& record : *downloads) {
+        records.push_back(coding::detail::decodeUnder<DownloadRecord>("downloads", record));
+    }
+    return records;
+}
+
+void syncAll(const std::vector<std::shared_ptr<PieceFile>>& files) {
+    for (const auto& file : files) {
+        try {
+            file->sync();
+        } catch (const FileError&) { // a bad disk shows when it is written to
+        }
+    }
+}
+
+} // namespace
+
+JSONDownloadStore::JSONDownloadStore(std::filesystem::path file, MainQueue& mainQueue,
+                                     const std::string& applicationIdentifier)
+    : file_(std::move(file)), mainQueue_(mainQueue), writing_(applicationIdentifier + ".store"),
+      syncing_(applicationIdentifier + ".store") {}
+
+JSONDownloadStore::~JSONDownloadStore() = default;
+
+std::vector<DownloadRecord> JSONDownloadStore::load() {
+    try {
+        const auto text = file_.read();
+        return text ? decoded(*text) : std::vector<DownloadRecord>();
+    } catch (const tessivar::SystemError& error) {
+        log::files.error(std::string("couldn't read the saved downloads: ") + error.what());
+        file_.setAsideNumbered();
+    } catch (const std::exception& error) {
+        log::files.error(std::string("couldn't read the saved downloads: ") + error.what());
+        file_.setAside();
+    }
+    return {};
+}
+
+void JSONDownloadStore::save(std::vector<RecordSnapshot> records,
+                             std::vector<std::shared_ptr<PieceFile>> files,
+                             std::function<void()> completion) {
+    const std::lock_guard lock(mutex_);
+    const auto number = ++latest_;
+    if (files.empty()) {
+        enqueue(number, std::move(records), std::move(completion));
+        return;
+    }
+    syncing_.async([this, number, records = std::move(records), files = std::move(files),
+                    completion = std::move(completion)]() mutable {
+        syncAll(files);
+        files.clear();
+        synced(number, std::move(records), std::move(completion));
+    });
+}
+
+void JSONDownloadStore::flush() {
+    syncing_.drain();
+    writing_.drain();
+}
+
+/// The list is written unless a later one was given meanwhile: the completion then waits for that.
+void JSONDownloadStore::synced(std::int64_t number, Records records, Completion completion) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (number == latest_) {
+            enqueue(number, std::move(records), std::move(completion));
+            return;
+        }
+        if (number > written_) {
+            waiting_.emplace_back(number, std::move(completion));
+            return;
+        }
+    }
+    complete(std::move(completion));
+}
+
+/// Under the lock, so that lists are written in the order of their numbers.
+void JSONDownloadStore::enqueue(std::int64_t number, Records records, Completion completion) {
+    writing_.async(
+        [this, number, records = std::move(records), completion = std::move(completion)]() mutable {
+            write(number, records, std::move(completion));
+        });
+}
+
+void JSONDownloadStore::write(std::int64_t number, const Records& records, Completion completion) {
+    try {
+        writeFile(records);
+    } catch (const std::exception& error) {
+        log::files.error(std::string("couldn't save the downloads: ") + error.what());
+    }
+    done(number);
+    complete(std::move(completion));
+}
+
+void JSONDownloadStore::writeFile(const Records& records) {
+    tessivar::createFolders(file_.path().parent_path(), folderMode);
+    Encoded encoded;
+    encoded.reserve(records.size());
+    std::vector<std::string_view> parts = {"{\n  \"downloads\": ["};
+    parts.reserve(2 * records.size() + 2);
+    for (const auto& record : records) {
+        auto known = encoded_.extract(record);
+        const auto entry = known ? encoded.insert(std::move(known)).position
+                                 : encoded.emplace(record, encodedText(*record)).first;
+        parts.emplace_back(parts.size() == 1 ? "\n    " : ",\n    ");
+        parts.emplace_back(entry->second);
+    }
+    parts.emplace_back(records.empty() ? "],\n  \"version\": 1\n}\n" : "\n  ],\n  \"version\": 1\n}\n");
+    encoded_ = std::move(encoded);
+    file_.write(parts);
+}
+
+void JSONDownloadStore::done(std::int64_t number) {
+    std::vector<Completion> ready;
+    {
+        const std::lock_guard lock(mutex_);
+        written_ = number;
+        std::erase_if(waiting_, [&](auto& waiting) {
+            const bool stands = waiting.first <= number;
+            if (stands) {
+                ready.push_back(std::move(waiting.second));
+            }
+            return stands;
+        });
+    }
+    for (auto& completion : ready) {
+        complete(std::move(completion));
+    }
+}
+
+void JSONDownloadStore::complete(Completion completion) {
+    if (completion) {
+        mainQueue_.post(std::move(completion));
+    }
+}
+
+} // namespace fluvane
