@@ -70,7 +70,7 @@ bool belongsTogether(char before) {
     return "/=:?&#@!+-~%"sv.find(before) != std::string_view::npos;
 }
 
-/// An entity that quotes the link in escaped HTML: the bytes it takes, 0 for none.
+/// Whether an entity that quotes the link in escaped HTML stands here.
 bool isQuotingEntity(std::string_view text) {
     constexpr std::array entities = {"&lt;"sv,  "&gt;"sv,  "&quot;"sv, "&apos;"sv,
                                      "&#34;"sv, "&#39;"sv, "&nbsp;"sv};
@@ -188,14 +188,12 @@ private:
     bool takeBracket() {
         const char c = rest_[0];
         int& depth = c == '(' || c == ')' ? round_ : c == '[' || c == ']' ? square_ : curly_;
-        if (c == '(' || c == '[' || c == '{') {
-            if (rest_.starts_with("[/")) { // [url]…[/url]
-                return false;
-            }
-            ++depth;
-        } else if (--depth < 0 && (c != ')' || opener_ == U'(')) {
+        const bool opening = c == '(' || c == '[' || c == '{';
+        const bool closesOutside = !opening && depth <= 0 && (c != ')' || opener_ == U'(');
+        if (closesOutside || rest_.starts_with("[/")) { // [url]…[/url]
             return false;
         }
+        depth += opening ? 1 : -1;
         take(1);
         return true;
     }
