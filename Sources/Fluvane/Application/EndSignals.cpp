@@ -1,0 +1,49 @@
+#include "Fluvane/Application/EndSignals.h"
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+sigset_t wanted() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        struct sigaction action {};
+        if (sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
+            sigaddset(&signals, number);
+        }
+    }
+    return signals;
+}
+
+} // namespace
+
+void EndSignals::block() {
+    const sigset_t signals = wanted();
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
+EndSignals::EndSignals(std::function<void()> ended) {
+    const sigset_t signals = wanted();
+    descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    notifier_ = std::make_unique<QSocketNotifier>(descriptor_, QSocketNotifier::Read);
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this, ended = std::move(ended)] {
+        signalfd_siginfo information{};
+        while (read(descriptor_, &information, sizeof information) == sizeof information) {
+            ended();
+        }
+    });
+}
+
+EndSignals::~EndSignals() {
+    notifier_.reset();
+    close(descriptor_);
+}
+
+} // namespace fluvane

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QSocketNotifier>
+
+#include <functional>
+#include <memory>
+
+namespace fluvane {
+
+/// Turns the signals that ask a process to end (SIGTERM, SIGINT, SIGHUP) into a call on the main queue. Those
+/// that whoever started us has set to be ignored stay ignored.
+class EndSignals {
+public:
+    /// Before any thread is started, since threads inherit what is blocked.
+    static void block();
+
+    /// With the event loop's thread; `ended` may be called more than once.
+    explicit EndSignals(std::function<void()> ended);
+    ~EndSignals();
+    EndSignals(const EndSignals&) = delete;
+    EndSignals& operator=(const EndSignals&) = delete;
+
+private:
+    int descriptor_;
+    std::unique_ptr<QSocketNotifier> notifier_;
+};
+
+} // namespace fluvane

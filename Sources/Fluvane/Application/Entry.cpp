@@ -1,0 +1,104 @@
+#include "Fluvane/Application/EndSignals.h"
+#include "Fluvane/Application/InstanceLock.h"
+#include "Fluvane/Application/Live.h"
+#include "Fluvane/Client/DataFolders.h"
+#include "TessivarCore/AppIdentity.h"
+#include "TessivarCore/LogFiles.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace fluvane {
+
+namespace {
+
+/// How long an instance that is just ending is waited for.
+constexpr std::chrono::seconds lockPatience{3};
+
+bool has(std::span<char*> arguments, std::string_view option) {
+    return std::ranges::any_of(arguments, [&](const char* argument) { return argument == option; });
+}
+
+/// Qt asks HOME alone.
+void settleHome() {
+    const char* home = std::getenv("HOME");
+    if (!home || home[0] != '/') {
+        setenv("HOME", DataFolders::home().c_str(), 1);
+    }
+}
+
+void logTo(tessivar::LogFiles& files) {
+    const char* wanted = std::getenv("FLUVANE_LOG");
+    tessivar::Log::debug = wanted && std::string_view(wanted) == "debug";
+    tessivar::Log::setSink([&files](tessivar::Log::Level level, std::string_view category,
+                                    std::string_view message) { files.write(level, category, message); });
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& message) {
+        tessivar::log::lifecycle.error(message.toStdString());
+    });
+}
+
+/// A second start: nothing of the first one's is touched. It ends well where it could only have handed over,
+/// but whoever asked for an application without display asked for one of its own.
+int alreadyRunning(bool headless) {
+    std::fputs("Fluvane is already running.\n", stderr);
+    return headless ? 1 : 0;
+}
+
+int runEventLoop(const tessivar::LogFiles& log) {
+    Live live(log);
+    const EndSignals signals([] { QCoreApplication::quit(); });
+    live.start();
+    const int status = QCoreApplication::exec();
+    live.stop();
+    return status;
+}
+
+int run(int argc, char** argv) {
+    const bool headless = has({argv, static_cast<std::size_t>(argc)}, "--headless");
+    EndSignals::block();
+    settleHome();
+    tessivar::AppIdentity::current = {.displayName = "Fluvane",
+                                      .identifier = "org.fluvane.Fluvane",
+                                      .projectPage = "",
+                                      .version = FLUVANE_VERSION};
+    const InstanceLock lock(DataFolders::instanceLock(), DataFolders::controlSocket(), lockPatience);
+    if (lock.outcome() == InstanceLock::Outcome::held) {
+        return alreadyRunning(headless);
+    }
+    if (lock.outcome() == InstanceLock::Outcome::failed) {
+        std::fprintf(stderr, "Fluvane can't use its folder %s: %s\n", DataFolders::data().c_str(),
+                     lock.problem().c_str());
+        return 1;
+    }
+    tessivar::LogFiles log({.file = DataFolders::state() + "/fluvane.log", .journalIdentifier = "fluvane"});
+    logTo(log);
+    const QCoreApplication application(argc, argv);
+    // Numbers in files and headers have a point in every language.
+    std::setlocale(LC_NUMERIC, "C");
+    const int status = runEventLoop(log);
+    qInstallMessageHandler(nullptr);
+    tessivar::Log::setSink({});
+    return status;
+}
+
+} // namespace
+
+} // namespace fluvane
+
+/// What the executable calls once it has loaded the application. No exception crosses to it.
+extern "C" __attribute__((visibility("default"))) int fluvaneApplication(int argc, char** argv) {
+    try {
+        return fluvane::run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "Fluvane can't go on: %s\n", error.what());
+        return 1;
+    }
+}

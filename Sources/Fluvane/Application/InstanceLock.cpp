@@ -1,0 +1,63 @@
+#include "Fluvane/Application/InstanceLock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+
+namespace fluvane {
+
+namespace {
+
+constexpr std::chrono::milliseconds betweenTries{50};
+
+/// The user's alone: the list tells what was downloaded, the socket takes commands.
+void createFolder(const std::filesystem::path& folder) {
+    std::error_code ignored; // what is wrong shows when the file is opened
+    std::filesystem::create_directories(folder.parent_path(), ignored);
+    mkdir(folder.c_str(), S_IRWXU);
+}
+
+} // namespace
+
+InstanceLock::InstanceLock(const std::string& lockFile, const std::string& socketFile,
+                           std::chrono::milliseconds patience) {
+    outcome_ = open(lockFile) ? tryLock() : fail();
+    const auto until = std::chrono::steady_clock::now() + patience;
+    while (outcome_ == Outcome::held && !std::filesystem::exists(socketFile) &&
+           std::chrono::steady_clock::now() < until) {
+        std::this_thread::sleep_for(betweenTries);
+        outcome_ = tryLock();
+    }
+}
+
+InstanceLock::~InstanceLock() {
+    if (descriptor_ >= 0) {
+        close(descriptor_);
+    }
+}
+
+bool InstanceLock::open(const std::string& lockFile) {
+    createFolder(std::filesystem::path(lockFile).parent_path());
+    descriptor_ = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    return descriptor_ >= 0;
+}
+
+InstanceLock::Outcome InstanceLock::tryLock() {
+    if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0) {
+        return Outcome::taken;
+    }
+    return errno == EWOULDBLOCK ? Outcome::held : fail();
+}
+
+InstanceLock::Outcome InstanceLock::fail() {
+    problem_ = std::generic_category().message(errno);
+    return Outcome::failed;
+}
+
+} // namespace fluvane

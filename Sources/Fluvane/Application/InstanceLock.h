@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace fluvane {
+
+/// Makes this process the only one that works on a data folder. The lock dies with the process, however it
+/// ends; its file stays.
+class InstanceLock {
+public:
+    enum class Outcome { taken, held, failed };
+
+    /// `lockFile` and `socketFile` are in the data folder, which is created when missing. An instance that
+    /// holds the lock without answering at its socket is just starting or ending: it is given up to
+    /// `patience` to do so.
+    InstanceLock(const std::string& lockFile, const std::string& socketFile,
+                 std::chrono::milliseconds patience);
+    ~InstanceLock();
+    InstanceLock(const InstanceLock&) = delete;
+    InstanceLock& operator=(const InstanceLock&) = delete;
+
+    [[nodiscard]] Outcome outcome() const { return outcome_; }
+    /// The system's text for a failure.
+    [[nodiscard]] const std::string& problem() const { return problem_; }
+
+private:
+    [[nodiscard]] bool open(const std::string& lockFile);
+    [[nodiscard]] Outcome tryLock();
+    Outcome fail();
+
+    int descriptor_ = -1;
+    Outcome outcome_;
+    std::string problem_;
+};
+
+} // namespace fluvane

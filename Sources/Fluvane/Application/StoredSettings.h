@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Fluvane/Commands/SettingsAccess.h"
+#include "TessivarCore/SettingsStore.h"
+
+namespace fluvane {
+
+/// The commands' way to the settings store.
+class StoredSettings : public SettingsAccess {
+public:
+    using Store = tessivar::SettingsStore<Config>;
+
+    /// The store must outlive it.
+    explicit StoredSettings(Store& store) : store_(store) {}
+
+    [[nodiscard]] Config config() const override { return store_.value(); }
+    void update(const Config& config) override;
+    [[nodiscard]] std::string exportText() override { return store_.exportText(); }
+    void exportTo(const std::string& path) override { store_.exportTo(path); }
+    void importFrom(const std::string& path) override { store_.importFrom(path); }
+
+private:
+    Store& store_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "FluvaneEngine/DownloadManager.h"
+
+#include <functional>
+
+namespace fluvane {
+
+/// What the engine asks of this system besides its ports: the type registry, the user's folders, the clock.
+[[nodiscard]] DownloadManager::Surroundings systemSurroundings();
+
+/// Numbers from 0 to below 1.
+[[nodiscard]] std::function<double()> systemRandom();
+
+} // namespace fluvane

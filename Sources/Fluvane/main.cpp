@@ -1,0 +1,68 @@
+#include "Fluvane/Client/CLI.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace {
+
+constexpr const char* moduleName = "fluvane-application.so";
+
+/// A stream that the caller closed would otherwise become the first file or socket that we open.
+void keepStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) < 0) {
+            [[maybe_unused]] const int opened = open("/dev/null", O_RDWR);
+        }
+    }
+}
+
+/// In a build the module lies beside the executable, installed in the library folder beside the executable's.
+void* loadApplication() {
+    std::error_code unknown;
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", unknown);
+    const auto folder = executable.parent_path();
+    const std::array places = {folder / moduleName, folder.parent_path() / "lib/fluvane" / moduleName};
+    for (const auto& place : places) {
+        if (std::filesystem::exists(place, unknown)) {
+            return dlopen(place.c_str(), RTLD_NOW);
+        }
+    }
+    return nullptr;
+}
+
+int runApplication(int argc, char** argv) {
+    using Main = int(int, char**);
+    void* application = loadApplication();
+    auto* run = application ? reinterpret_cast<Main*>(dlsym(application, "fluvaneApplication")) : nullptr;
+    if (!run) {
+        const char* why = dlerror();
+        std::fprintf(stderr, "Fluvane can't start: its part %s %s%s.\n", moduleName,
+                     why ? "couldn't be loaded: " : "is missing", why ? why : "");
+        return 1;
+    }
+    return run(argc, argv);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    keepStandardStreams();
+    std::signal(SIGPIPE, SIG_IGN);
+    if (argc > 1 && argv[1][0] != '-') {
+        return fluvane::CLI::run({argv + 1, argv + argc});
+    }
+    if (argc > 1 && std::string_view(argv[1]) == "--version") {
+        std::puts("Fluvane " FLUVANE_VERSION);
+        return 0;
+    }
+    return runApplication(argc, argv);
+}
