@@ -185,14 +185,16 @@ void TransferConnection::fail(CURLcode code) {
 }
 
 TransferFailure TransferConnection::failure(CURLcode code) const {
-    const auto url = URL::parse(effectiveURL());
+    const auto url = URL::parse(effectiveURL()).value_or(transfer_->request().url);
     const char* peer = nullptr;
     curl_easy_getinfo(handle(), CURLINFO_PRIMARY_IP, &peer);
     return {.code = code,
             .systemError = static_cast<int>(longInfo(CURLINFO_OS_ERRNO)),
-            .host = (url ? *url : transfer_->request().url).host().value_or(""),
+            .host = url.host().value_or(""),
             .peer = peer ? peer : "",
             .asked = asked_,
+            .answered = head_.isFinal(),
+            .secure = url.scheme() == "https",
             .redirected = redirected_,
             .proxyStatus = longInfo(CURLINFO_HTTP_CONNECTCODE),
             .certificate = longInfo(CURLINFO_SSL_VERIFYRESULT)};

@@ -3,6 +3,7 @@
 #include "Fluvane/Linux/Transport/NetworkReach.h"
 
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
 #include <curl/curl.h>
@@ -28,6 +29,7 @@ std::string withSystemError(std::string text, int error) {
 std::string certificateSentence(long result) {
     switch (result) {
     case 0:
+    case 1: // unspecified: the name is compared before the chain's result is noted
         return "The server's certificate is for another name.";
     case 9:
         return "The server's certificate isn't valid yet.";
@@ -52,6 +54,20 @@ std::string unsupportedSentence(const TransferFailure& failure) {
     }
     return failure.redirected ? "The server redirected to a link that is neither http nor https."
                               : "The link is neither http nor https.";
+}
+
+std::string librarySentence(CURLcode code) {
+    std::string_view words = curl_easy_strerror(code);
+    words = words.substr(0, words.find_last_not_of('.') + 1);
+    return fmt::format("The transfer failed: {}.", words);
+}
+
+/// Without an error of the system it is the library that didn't like what it read; or TLS, which doesn't say.
+std::string brokenSentence(const TransferFailure& failure) {
+    if (failure.code == CURLE_RECV_ERROR && failure.systemError == 0 && !failure.secure) {
+        return failure.answered ? "The server's answer was garbled." : TransferText::notHTTP;
+    }
+    return withSystemError("The connection to " + named(failure.host) + " broke", failure.systemError);
 }
 
 } // namespace
@@ -88,7 +104,7 @@ std::string sentence(const TransferFailure& failure) {
         return "The server redirected too many times.";
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
-        return withSystemError("The connection to " + named(failure.host) + " broke", failure.systemError);
+        return brokenSentence(failure);
     case CURLE_SSL_CONNECT_ERROR:
         return fmt::format("Couldn't make a secure connection to {}.", named(failure.host));
     case CURLE_PEER_FAILED_VERIFICATION:
@@ -96,8 +112,7 @@ std::string sentence(const TransferFailure& failure) {
     case CURLE_SSL_CACERT_BADFILE:
         return "Couldn't read the certificates of the trusted authorities.";
     default:
-        return fmt::format("The transfer failed: {}.",
-                           curl_easy_strerror(static_cast<CURLcode>(failure.code)));
+        return librarySentence(static_cast<CURLcode>(failure.code));
     }
 }
 

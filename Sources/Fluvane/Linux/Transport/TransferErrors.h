@@ -6,11 +6,13 @@ namespace fluvane {
 
 /// What is known of a request that failed.
 struct TransferFailure {
-    int code = 0;        ///< The transfer library's; 0: the answer ended before its head was complete.
-    int systemError = 0; ///< The system's, 0 if unknown.
-    std::string host{};  ///< The server asked last.
-    std::string peer{};  ///< The address connected to last, maybe a proxy's.
-    bool asked = false;  ///< A request had gone out to `host`.
+    int code = 0;          ///< The transfer library's; 0: the answer ended before its head was complete.
+    int systemError = 0;   ///< The system's, 0 if unknown.
+    std::string host{};    ///< The server asked last.
+    std::string peer{};    ///< The address connected to last, maybe a proxy's.
+    bool asked = false;    ///< A request had gone out to `host`.
+    bool answered = false; ///< The final head had come.
+    bool secure = false;   ///< Over TLS.
     bool redirected = false;
     long proxyStatus = 0; ///< A proxy's answer to CONNECT, 0 if none.
     long certificate =
