@@ -166,7 +166,7 @@ TEST(FileName, KeepsRoomForTheNumberAndTheReserve) {
         "e" + repeated("\u0301", 130),
     };
     for (const std::string& name : names) {
-        for (const std::size_t reserve : {0, 8, 127, 1000}) {
+        for (const std::size_t reserve : {0u, 8u, 127u, 1000u}) {
             int asked = 0;
             const std::string last = FileName::unique(
                 name, DuplicateNaming::spaceParentheses, [&](const std::string&) { return asked++ < 1500; },

@@ -70,7 +70,7 @@ TEST(Text, TrimsUnicodeWhiteSpace) {
 }
 
 TEST(Text, KnowsKindsOfScalars) {
-    for (const char32_t control : {0x00, 0x1F, 0x7F, 0x80, 0x9F}) {
+    for (const char32_t control : {0x00u, 0x1Fu, 0x7Fu, 0x80u, 0x9Fu}) {
         EXPECT_TRUE(text::isControl(control)) << std::hex << static_cast<unsigned>(control);
     }
     EXPECT_FALSE(text::isControl(U' ') || text::isControl(0xA0) || text::isControl(0x200D));
