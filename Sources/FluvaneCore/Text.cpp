@@ -230,10 +230,6 @@ bool mayStandInHostName(char32_t scalar) {
     }
 }
 
-bool isHexDigit(char c) {
-    return hexDigit(c) >= 0;
-}
-
 std::string lowercased(std::string_view utf8) {
     std::string result;
     result.reserve(utf8.size());

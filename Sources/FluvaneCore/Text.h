@@ -35,7 +35,6 @@ void append(std::string& utf8, char32_t scalar);
 [[nodiscard]] bool isNewline(char32_t scalar);
 [[nodiscard]] bool isControl(char32_t scalar); ///< NUL, C0, DEL, C1 and format controls of category Cc.
 [[nodiscard]] bool isLetterOrDigit(char32_t scalar);
-[[nodiscard]] bool isHexDigit(char c);
 /// Letters, marks, digits and symbols (there are hosts of emoji) beyond ASCII: no white space, controls,
 /// invisible format characters, punctuation or unassigned scalars.
 [[nodiscard]] bool mayStandInHostName(char32_t scalar);
