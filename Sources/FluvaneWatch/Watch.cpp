@@ -36,7 +36,7 @@ const Row* find(const std::vector<Row>& rows, std::int64_t id) {
 
 } // namespace
 
-Watch::Watch(std::vector<std::int64_t> numbers) : everything_(numbers.empty()) {
+Watch::Watch(const std::vector<std::int64_t>& numbers) : everything_(numbers.empty()) {
     for (const auto number : numbers) {
         if (std::ranges::find(numbers_, number) == numbers_.end()) {
             numbers_.push_back(number);

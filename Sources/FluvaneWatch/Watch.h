@@ -21,7 +21,7 @@ enum class Standing {
 class Watch {
 public:
     /// No numbers: everything that goes on, and what begins while it is watched.
-    explicit Watch(std::vector<std::int64_t> numbers);
+    explicit Watch(const std::vector<std::int64_t>& numbers);
 
     /// Takes in the next list. `now` is in seconds of a monotonic clock.
     void update(const std::vector<Row>& list, double now);

@@ -1,0 +1,182 @@
+"""The client as a user meets it: what it says, where, and with which exit status."""
+
+import contextlib
+import fcntl
+import os
+import pty
+import select
+import socket
+import struct
+import termios
+import time
+import unittest
+
+from harness import MB, EndToEnd, programs, wait_for
+
+NOT_RUNNING = "Fluvane isn't running.\n"
+KNOWS = ". `fluvane list` shows their numbers.\n"
+NO_CHECKSUM = "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.\n"
+NO_LINK = "Give at least one http or https link: fluvane add <link>\n"
+NO_SPEED = "Give a speed in MB/s, like 5 or 0.5, or off: fluvane limit 5\n"
+LINK = "http://127.0.0.1:9/file"
+
+
+class Commands(EndToEnd):
+    locations = {"/slow/": 1 * MB, "/": 0}
+
+    def check(self, arguments, status, output="", error=""):
+        with self.subTest(arguments=arguments):
+            result = self.application.client(*arguments)
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (status, output, error))
+
+    def test_without_the_application(self):
+        for arguments, status, error in (
+            (["list"], 1, NOT_RUNNING),
+            (["LIST"], 1, NOT_RUNNING),
+            (["pause", "1"], 1, NOT_RUNNING),
+            (["Foo"], 2, "Unknown command 'Foo'. Try: fluvane help\n"),
+        ):
+            self.check(arguments, status, error=error)
+        helped = self.application.client("help")
+        self.assertEqual((helped.returncode, helped.stderr), (0, ""))
+        self.assertTrue(helped.stdout.startswith("Usage: fluvane <command>\n\nDownloads:\n"))
+        watched = self.application.client(program="fluvane-watch")
+        self.assertEqual((watched.returncode, watched.stderr), (1, NOT_RUNNING))
+
+    def test_bad_input(self):
+        self.application.start()
+        self.server.make_file("file.bin", 1000)
+        number = self.application.add(self.server.link("/file.bin"))
+        self.application.finished(number)
+        before = self.application.command("list")
+        for arguments, error in (
+            (["add"], NO_LINK),
+            (["add", "ftp://host/file"], NO_LINK),
+            (["add", "--to", "/tmp"], NO_LINK),
+            (["add", LINK, "--checksum", "12"], NO_CHECKSUM),
+            (["add", LINK, LINK + "2", "--checksum", "0" * 64], "A checksum goes with one link at a time.\n"),
+            (["pause"], "Say which download: fluvane pause <number|all>\n"),
+            (["Resume"], "Say which download: fluvane resume <number|all>\n"),
+            (["remove", "all"], "No download all" + KNOWS),
+            (["pause", "7"], "No download 7" + KNOWS),
+            (["pause", "1.5"], "No download 1.5" + KNOWS),
+            (["resume", "99999999999999999999"], "No download 99999999999999999999" + KNOWS),
+            (["next"], "Say which download: fluvane next <number>" + KNOWS),
+            (["next", "1"], "Download 1 isn't waiting its turn or paused.\n"),
+            (["prioritize"], "Say which download: fluvane prioritize <number> [off]\n"),
+            (["prioritize", "1"], "Download 1 can't go first now: it's finished.\n"),
+            (["link", "1"], "Usage: fluvane link <number> <fresh link>\n"),
+            (["link", "1", "nonsense"], "Usage: fluvane link <number> <fresh link>\n"),
+            (["checksum"], "Usage: fluvane checksum <number> <SHA-256, SHA-1 or MD5>, or none to take it away\n"),
+            (["checksum", "1", "NONE"], NO_CHECKSUM),
+            (["limit", "-1"], NO_SPEED),
+            (["limit", "5MB"], NO_SPEED),
+            (["limit", "nan"], NO_SPEED),
+            (["limit", "inf"], NO_SPEED),
+            (["show", "x"], "No download x" + KNOWS),
+            (["import"], "Say which file to import: fluvane import <file>\n"),
+        ):
+            self.check(arguments, 1, error=error)
+        for arguments, output in (
+            (["limit"], "No limit\n"),
+            (["limit", "0,5"], "Up to 500 KB/s\n"),
+            (["limit"], "Up to 500 KB/s\n"),
+            (["limit", "OFF"], "No limit\n"),
+            (["pause", "all"], ""),
+            (["checksum", "1"], ""),
+        ):
+            self.check(arguments, 0, output=output)
+        self.assertEqual(self.application.command("list"), before, "nothing came of any of it")
+
+    def test_requests_that_are_no_commands(self):
+        self.application.start()
+        for name, request in (
+            ("nothing", b""), ("no JSON", b"list"), ("no strings", b"[1]"), ("an object", b"{}"),
+            ("deep", b"[" * 100_000), ("lone surrogate", b'["\\ud800"]'), ("not UTF-8", b'["\xff"]'),
+            ("too long", b'["list", "' + b"x" * (2 << 20) + b'"]'),
+        ):
+            with self.subTest(name):
+                self.assertEqual(self.raw(request), b"error\nThat wasn't a command.")
+        self.assertEqual(self.raw(b"[]"), b"error\nNo command.")
+        self.assertEqual(self.raw(b'["Jump"]'), b"error\nUnknown command 'jump'. Try: fluvane help")
+
+    def raw(self, request):
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.settimeout(20)
+            connection.connect(self.application.socket)
+            with contextlib.suppress(OSError):  # it stops reading what is too long
+                connection.sendall(request)
+                connection.shutdown(socket.SHUT_WR)
+            answer = b""
+            while chunk := connection.recv(65536):
+                answer += chunk
+            return answer
+
+    def test_links_in_a_file_and_a_numbered_range(self):
+        for number in (1, 2):
+            self.server.make_file(f"part{number}.zip", 100)
+        self.application.start()
+        links = self.folder / "links.txt"
+        links.write_text(f"Get these: <{self.server.link('/part[1-2].zip')}>.\nAnd not ftp://host/x.\n")
+        result = self.application.client("add", "links.txt", "--to", "in", cwd=self.folder)
+        self.assertEqual((result.returncode, result.stdout), (0, "Added download 1\nAdded download 2\n"), result)
+        files = [self.application.finished(number)["file"] for number in (1, 2)]
+        self.assertEqual(files, [f"{self.folder}/in/part{number}.zip" for number in (1, 2)])
+
+    def test_add_starts_the_application(self):
+        self.server.make_file("file.bin", 1000)
+        result = self.application.client("add", self.server.link("/file.bin"), "--to", str(self.folder))
+        self.assertEqual((result.returncode, result.stdout), (0, "Added download 1\n"), result)
+        with socket.socket(socket.AF_UNIX) as connection:
+            connection.connect(self.application.socket)
+            pid = struct.unpack("3i", connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12))[0]
+        try:
+            self.application.finished(1)
+        finally:
+            os.kill(pid, 15)
+        wait_for(lambda: not os.path.exists(self.application.socket), "it ends")
+        self.check(["list"], 1, error=NOT_RUNNING)
+
+    def test_watching_in_a_terminal(self):
+        self.server.make_file("slow.bin", 50 * MB)
+        self.application.start()
+        number = self.application.add(self.server.link("/slow/slow.bin"))
+        watch, terminal = pty.fork()
+        if watch == 0:
+            os.execve(programs / "fluvane-watch", ["fluvane-watch"],
+                      self.application.environment | {"TERM": "xterm", "LC_ALL": "C.UTF-8"})
+        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 60, 0, 0))
+        shown = b""
+
+        def read():
+            nonlocal shown
+            if select.select([terminal], [], [], 0.05)[0]:
+                with contextlib.suppress(OSError):  # the other end has gone
+                    shown += os.read(terminal, 65536)
+            return shown
+        wait_for(lambda: "connection" in read().decode(errors="replace"), "the download is shown")
+        os.write(terminal, b"\x03")
+        wait_for(lambda: read().endswith(b"\x1b[?7h\x1b[?25h"), "the cursor comes back")
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(watch, 0)[1]), 130)
+        os.close(terminal)
+        self.assertIn("slow.bin", shown.decode())
+        self.application.command("pause", str(number))
+        paused = self.application.client(str(number), program="fluvane-watch")
+        self.assertEqual(paused.returncode, 1)
+        self.assertEqual(paused.stderr, "Download 1 is paused. `fluvane resume 1` carries on with it.\n")
+
+    def test_a_thousand_links(self):
+        self.application.start()
+        self.application.command("limit", "0.016")
+        for _ in range(2):
+            began = time.monotonic()
+            self.application.command("add", "http://127.0.0.1:9/part[1-1000].zip", "--to", str(self.folder))
+            self.assertLess(time.monotonic() - began, 20, "slower than even a checked build may be")
+        self.assertEqual(len(self.application.list()), 2000)
+        self.application.stop()
+        self.application.start()
+        self.assertEqual(len(self.application.list()), 2000)
+
+
+if __name__ == "__main__":
+    unittest.main()

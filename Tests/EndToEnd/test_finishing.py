@@ -1,0 +1,88 @@
+"""What becomes of a finished file: its name, its origin, its checksum; and several downloads at once."""
+
+import errno
+import os
+import time
+import unittest
+
+from harness import MB, EndToEnd, sha256, wait_for
+
+
+class Finishing(EndToEnd):
+    locations = {"/slow/": 4 * MB, "/": 0}
+
+    def setUp(self):
+        super().setUp()
+        self.original = self.server.make_file("file.bin", 5 * MB)
+
+    def test_nothing_is_ever_replaced(self):
+        folder = self.application.downloads
+        (folder / "file.bin").write_text("mine")
+        (folder / "file (2).bin").symlink_to("nowhere")
+        self.application.start()
+        numbers = [self.application.add(self.server.link("/slow/file.bin")) for _ in range(3)]
+        taken = self.folder / "app/files/file (1).bin"
+        taken.write_text("taken while it came in")
+        files = {self.application.finished(number)["file"] for number in numbers}
+        self.assertEqual(len(files), 3)
+        for file in files:
+            self.assert_identical(file, self.original)
+        self.assertEqual((folder / "file.bin").read_text(), "mine")
+        self.assertEqual(taken.read_text(), "taken while it came in")
+        self.assertEqual(os.readlink(folder / "file (2).bin"), "nowhere")
+        self.assertEqual(len(list(folder.iterdir())), 6)
+
+    def test_origin_is_on_the_file_without_a_password(self):
+        try:
+            os.setxattr(self.application.downloads, "user.fluvane.test", b"1")
+        except OSError as error:
+            if error.errno == errno.ENOTSUP:
+                self.skipTest("this file system has no extended attributes")
+            raise
+        self.application.start()
+        link = self.server.link("/file.bin")
+        entry = self.application.finished(self.application.add(link.replace("//", "//user:secret@")))
+        self.assertEqual(os.getxattr(entry["file"], "user.xdg.origin.url").decode(), link)
+
+    def test_checksums(self):
+        self.application.start()
+        right = self.application.add(self.server.link("/file.bin"), "--checksum", sha256(self.original))
+        wrong = self.application.add(self.server.link("/file.bin"), "--checksum", "0" * 40)
+        for number, program_status in ((right, 0), (wrong, 1)):
+            watched = self.application.client(str(number), program="fluvane-watch")
+            self.assertEqual(watched.returncode, program_status, watched)
+        self.assertIn("doesn't match", watched.stderr)
+        self.assertFalse(self.application.download(wrong)["checksumMatches"])
+        self.assertEqual(self.application.command("checksum", str(wrong), sha256(self.original)),
+                         "Checking the finished file")
+        wait_for(lambda: self.application.download(wrong).get("checksumMatches"), "the second look matches")
+
+    def test_tiny_files(self):
+        self.application.start()
+        for size in (0, 1, 65537):
+            with self.subTest(size=size):
+                original = self.server.make_file(f"of-{size}", size)
+                number = self.application.add(self.server.link(f"/of-{size}"))
+                self.assert_identical(self.application.finished(number)["file"], original)
+
+    def test_a_shared_limit_holds_and_all_get_on(self):
+        self.server.make_file("big.bin", 200 * MB)
+        self.application.start()
+        self.assertEqual(self.application.command("limit", "3"), "Up to 3 MB/s")
+        numbers = [self.application.add(self.server.link("/big.bin")) for _ in range(3)]
+        received = lambda: [entry["downloaded"] for entry in self.application.list()]
+        wait_for(lambda: all(count > 0 for count in received()) and sum(received()) > 6 * MB, "all have begun")
+        began, before = time.monotonic(), received()
+        wait_for(lambda: time.monotonic() - began > 6, "six seconds")
+        after, took = received(), time.monotonic() - began
+        rate = (sum(after) - sum(before)) / took
+        # Progress is told some times a second, so a look can be off by a part of a second's bytes.
+        self.assertAlmostEqual(rate / (3 * MB), 1, delta=0.1)
+        for number, was, now in zip(numbers, before, after):
+            self.assertGreater(now, was, f"download {number} stands still")
+        for number in numbers:
+            self.application.command("remove", str(number))
+
+
+if __name__ == "__main__":
+    unittest.main()

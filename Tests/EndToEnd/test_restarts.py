@@ -1,0 +1,94 @@
+"""Kills, restarts and a clean end: no byte is lost that was known to be saved, and none is wrong."""
+
+import json
+import os
+import subprocess
+import unittest
+
+from harness import MB, EndToEnd, wait_for
+
+RATE = 4 * MB
+# A save at most every 2 s, and the time that syncing and writing take.
+SAVED_EVERY = 2.5
+
+
+class Restarts(EndToEnd):
+    locations = {"/": RATE}
+
+    def downloaded(self, number, least):
+        wait_for(lambda: self.application.download(number)["downloaded"] >= least, f"{least} bytes are in", 90)
+
+    def test_carries_on_after_being_killed(self):
+        size = (1 << 30) if os.environ.get("FLUVANE_BIG") else 120 * MB
+        original = self.server.make_file("big.bin", size)
+        self.application.start()
+        number = self.application.add(self.server.link("/big.bin"))
+        allowed = 0
+        for part in (0.05, 0.2, 0.45, 0.8):
+            self.downloaded(number, int(size * part))
+            before = self.application.download(number)
+            self.application.kill()
+            allowed += SAVED_EVERY * RATE * max(before["connections"], 1)
+            self.application.start()
+        entry = self.application.finished(number, 300)
+        self.assert_identical(entry["file"], original)
+        self.server.stop()  # so that every request is in its log
+        again = self.server.sent() - size
+        # What a connection whose end was cut off had on its way comes on top.
+        self.assertLessEqual(again, allowed + 4 * MB, "bytes fetched twice")
+        print(f"{again / MB:.1f} MB of {size / MB:.0f} came twice, {allowed / MB:.1f} MB were allowed")
+
+    def test_a_kill_right_after_adding_keeps_the_download(self):
+        original = self.server.make_file("small.bin", 3 * MB)
+        self.application.start()
+        number = self.application.add(self.server.link("/small.bin"))
+        self.application.kill()
+        self.application.start()
+        self.assert_identical(self.application.finished(number)["file"], original)
+
+    def test_ends_cleanly_and_carries_on(self):
+        original = self.server.make_file("big.bin", 30 * MB)
+        self.application.start()
+        number = self.application.add(self.server.link("/big.bin"))
+        self.downloaded(number, 8 * MB)
+        self.assertEqual(self.application.stop(), 0)
+        saved = json.loads(self.application.list_file.read_text())["downloads"][0]
+        self.assertEqual(list(saved["state"]), ["downloading"])
+        self.assertGreaterEqual(sum(piece["done"] for piece in saved["pieces"]), 8 * MB)
+        self.assertFalse(os.path.exists(self.application.socket))
+        self.application.start()
+        self.assert_identical(self.application.finished(number)["file"], original)
+        self.server.stop()
+        self.assertLessEqual(self.server.sent() - 30 * MB, 2 * MB, "bytes fetched twice")
+
+    def test_a_second_start_leaves_the_first_alone(self):
+        self.server.make_file("big.bin", 60 * MB)
+        self.application.start()
+        number = self.application.add(self.server.link("/big.bin"))
+        self.downloaded(number, 1 * MB)
+        output = self.application.folder / "output"
+        said = len(output.read_text())
+        second = self.application.spawn()
+        try:
+            status = second.wait(20)
+        except subprocess.TimeoutExpired:
+            second.kill()
+            second.wait()
+            self.fail("the second one runs on")
+        self.assertNotEqual(status, 0)
+        self.assertIn("running", output.read_text()[said:])
+        self.assertEqual(self.application.state(number), "downloading")
+
+    def test_an_unfinished_file_that_is_gone_is_fetched_afresh(self):
+        original = self.server.make_file("big.bin", 30 * MB)
+        self.application.start()
+        number = self.application.add(self.server.link("/big.bin"))
+        self.downloaded(number, 6 * MB)
+        self.application.command("pause", str(number))
+        (self.application.downloads / "big.bin.fluvane").unlink()
+        self.application.command("resume", str(number))
+        self.assert_identical(self.application.finished(number)["file"], original)
+
+
+if __name__ == "__main__":
+    unittest.main()
