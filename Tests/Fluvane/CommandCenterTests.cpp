@@ -282,9 +282,8 @@ TEST_F(CommandCenterTest, ListDescribesEveryDownload) {
     engine.transport->transfers[1]->send(1000);
     engine.turns();
     const Reply reply = ask({"list"});
-    EXPECT_TRUE(reply.text.starts_with("[\n  {\n    \"bytesPerSecond\": 0,\n    \"connections\": "))
-        << reply.text;
     const auto list = nlohmann::json::parse(reply.text);
+    EXPECT_EQ(reply.text, list.dump(2)); // which sorts the keys
     ASSERT_EQ(list.size(), 7u);
     EXPECT_EQ(list[1], nlohmann::json::parse(R"({"id": 2, "name": "file2.zip", "state": "queued",
         "url": "http://h/file2.zip", "folder": "/downloads", "downloaded": 0, "connections": 0,

@@ -64,6 +64,7 @@ void Live::stop() {
     if (!gate_.started()) {
         return; // the list was never loaded: there is nothing to save, and nothing may be saved over it
     }
+    stopped_ = true;
     manager_->stop();
     // Commands that waited for the save to be done are answered before the socket closes.
     QCoreApplication::processEvents();
@@ -76,6 +77,9 @@ void Live::applySettings(const Config& config) {
 }
 
 void Live::carryOut(const CommandCenter::Arguments& arguments, const ReplyCompletion& completion) {
+    if (stopped_) {
+        return; // no answer: to the client we aren't there any more
+    }
     try {
         commands_.run(arguments, completion);
     } catch (const std::exception& error) {

@@ -51,6 +51,7 @@ private:
     SerialQueue logReading_;
     ControlServer server_;
     StartGate gate_{[this] { startEngine(); }};
+    bool stopped_ = false;
 };
 
 } // namespace fluvane
