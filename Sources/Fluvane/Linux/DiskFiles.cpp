@@ -49,6 +49,9 @@ DiskFile::~DiskFile() {
 }
 
 void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {
+    if (closing_) {
+        throw FileError("The file is closed.");
+    }
     const std::shared_lock lock(lock_);
     if (!descriptor_.isOpen()) {
         throw FileError("The file is closed.");
@@ -89,6 +92,7 @@ void DiskFile::sync() {
 }
 
 void DiskFile::close() noexcept {
+    closing_ = true;
     const std::unique_lock lock(lock_);
     if (descriptor_.isOpen()) {
         ::fsync(descriptor_.get());

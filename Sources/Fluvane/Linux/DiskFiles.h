@@ -35,6 +35,7 @@ private:
     // Writes and syncs share it, so that a sync on a slow disk doesn't halt the connections; only closing is
     // alone, so that no write runs against a descriptor that is gone.
     std::shared_mutex lock_;
+    std::atomic<bool> closing_ = false; ///< Turns writes away: a lock always shared would never be had alone.
     tessivar::Descriptor descriptor_;
     std::atomic<std::int64_t> sinceWriteback_ = 0;
 };
