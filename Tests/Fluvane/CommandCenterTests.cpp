@@ -26,7 +26,7 @@ public:
     }
     std::string exportText() override {
         check();
-        return "{}";
+        return "{}\n";
     }
     void exportTo(const std::string& path) override {
         check();
@@ -115,7 +115,7 @@ protected:
 
     support::Engine engine;
     FakeSettings settings{*engine.manager};
-    CommandCenter center{*engine.manager, settings, [](const auto& completion) { completion("a log"); }};
+    CommandCenter center{*engine.manager, settings, [](const auto& completion) { completion("a log\n"); }};
 };
 
 TEST_F(CommandCenterTest, Replies) {

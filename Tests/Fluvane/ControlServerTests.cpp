@@ -114,7 +114,7 @@ TEST_F(ControlServerTest, OversizeIsCutAndItsSenderStillGetsTheReply) {
 }
 
 TEST_F(ControlServerTest, SlowClientsHoldNobodyUpAndAreTimedOverAll) {
-    server.receiveTimeout = 300ms;
+    server.receiveTimeout = 1s;
     server.start();
     RawClient silent(path);
     RawClient unfinished(path);
@@ -129,7 +129,7 @@ TEST_F(ControlServerTest, SlowClientsHoldNobodyUpAndAreTimedOverAll) {
     });
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(ask(R"(["quick"])"), "ok\nquick|");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 300ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s);
     EXPECT_EQ(unfinished.readAll(), "ok\ndone|");
     EXPECT_EQ(silent.readAll(), refusal);
     EXPECT_EQ(dribbling.readAll(), refusal);

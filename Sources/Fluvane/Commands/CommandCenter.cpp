@@ -87,7 +87,12 @@ void CommandCenter::run(const Arguments& arguments, const ReplyCompletion& compl
     }
     const std::string name = text::lowercased(arguments[0]);
     if (name == "log") {
-        return logText_([completion](std::string log) { completion({.ok = true, .text = std::move(log)}); });
+        return logText_([completion](std::string log) {
+            if (log.ends_with('\n')) {
+                log.pop_back(); // the client ends what it prints
+            }
+            completion({.ok = true, .text = std::move(log)});
+        });
     }
     const Command* command = find(name);
     if (!command) {

@@ -70,6 +70,9 @@ Reply CommandCenter::exportSettings(const Arguments& arguments) {
     }
     std::string text;
     Reply reply = replyOf("", [&] { text = settings_.exportText(); });
+    if (text.ends_with('\n')) {
+        text.pop_back(); // the client ends what it prints
+    }
     reply.text += text;
     return reply;
 }
