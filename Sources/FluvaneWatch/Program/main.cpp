@@ -33,7 +33,7 @@ constexpr std::string_view usage =
     "2 for arguments that make no sense.\n";
 
 constexpr std::chrono::milliseconds betweenPictures{300};
-constexpr double betweenProgressLines = 5; // seconds
+constexpr double betweenProgressLines = 3; // seconds
 constexpr double graceForAnswer = 2;       // seconds
 
 double now() {
