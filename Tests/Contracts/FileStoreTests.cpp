@@ -150,7 +150,7 @@ TYPED_TEST(FileStoreContract, AClosedFileTakesNothing) {
 TYPED_TEST(FileStoreContract, KnowsWhatIsThere) {
     EXPECT_FALSE(this->store().exists(this->at("folder/a")));
     EXPECT_EQ(this->store().size(this->at("folder/a")), std::nullopt);
-    this->store().create(this->at("folder/a"), 5); // missing folders included
+    (void)this->store().create(this->at("folder/a"), 5); // missing folders included
     EXPECT_TRUE(this->store().exists(this->at("folder/a")));
     EXPECT_TRUE(this->store().exists(this->at("folder")));
     EXPECT_EQ(this->store().size(this->at("folder/a")), 5);
@@ -175,7 +175,6 @@ TYPED_TEST(FileStoreContract, DigestsWholeFiles) {
     this->system.put(this->path("empty"), "");
     this->system.put(this->path("abc"), "abc");
     this->system.put(this->path("million"), std::string(3'000'000, 'a').substr(0, 1'000'000));
-    this->store().create(this->at("folder/a"), 0);
     struct Row {
         const char* name;
         Checksum::Algorithm algorithm;

@@ -24,12 +24,12 @@ using Json = SettingsFile::Json;
 
 struct Model {
     int speed = 1;
-    std::optional<std::string> folder;
+    std::string folder; ///< Empty: absent.
 
     [[nodiscard]] Json encoded() const {
         Json json = {{"speed", speed}};
-        if (folder) {
-            json["folder"] = *folder;
+        if (!folder.empty()) {
+            json["folder"] = folder;
         }
         return json;
     }
@@ -101,7 +101,7 @@ TEST_F(SettingsTest, KeepsSettingsOfALaterVersion) {
     std::filesystem::create_directory(folder / "config");
     writeFile(path, R"({"settings": {"speed": 3, "folder": "/a", "shape": {"round": true}}})");
     Store store(path);
-    store.update([](Model& model) { model.folder.reset(); });
+    store.update([](Model& model) { model.folder.clear(); });
     EXPECT_EQ(onDisk()["settings"], Json::parse(R"({"speed": 3, "shape": {"round": true}})"));
 }
 
