@@ -57,6 +57,7 @@ int runApplication(int argc, char** argv) {
 int main(int argc, char** argv) {
     keepStandardStreams();
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a write past a file-size limit fails instead
     if (argc > 1 && argv[1][0] != '-') {
         return fluvane::CLI::run({argv + 1, argv + argc});
     }

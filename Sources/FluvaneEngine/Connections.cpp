@@ -16,6 +16,7 @@ using State = DownloadState;
 
 namespace {
 constexpr double beat = 0.5;                   ///< Seconds between ticks.
+constexpr double shortestSample = 0.25;        ///< Seconds; a burst of some milliseconds is no speed.
 constexpr std::int64_t ticksPerCheckpoint = 4; ///< So what is on disk is at most some 2 s old.
 } // namespace
 
@@ -216,8 +217,9 @@ void DownloadManager::progressed(Download& download) {
 /// Feeds the meter; returns the bytes that the download has.
 std::int64_t DownloadManager::measure(Download& download, double now) {
     const auto bytes = download.liveBytes();
-    if (!download.meter.lastTime || now > *download.meter.lastTime) {
-        download.meter.add(bytes, now); // a second sample of one moment would swallow its bytes
+    const auto last = download.meter.lastTime;
+    if (!last || now - *last >= shortestSample) {
+        download.meter.add(bytes, now);
     }
     return bytes;
 }
