@@ -11,7 +11,7 @@ namespace fluvane {
 
 namespace {
 
-constexpr long receiveBuffer = 256 * 1024;
+constexpr long receiveBuffer = 128 * 1024;
 constexpr long mostRedirects = 20;
 constexpr const char* webProtocols = "http,https";
 constexpr const char* userAgent = "Fluvane/" FLUVANE_VERSION " (Linux)";
