@@ -158,7 +158,9 @@ void TransferConnection::throttle(std::int64_t received) {
         inStretch_ = 0;
         throttledUntil_ = lastSign_ + delay;
         throttledUnder_ = generation;
-        pause(throttled);
+        // The next slice is refused. To have the library pause from in here would make it read on once more
+        // with each pause, and keep what it read.
+        pauses_ |= throttled;
     }
 }
 
