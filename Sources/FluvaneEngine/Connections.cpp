@@ -35,14 +35,18 @@ void DownloadManager::fill(Download& download) {
     if (!download.record.state.is<State::Downloading>() || !download.file || download.retry) {
         return;
     }
+    if (download.transfers.empty() && allComplete(download.record.pieces)) {
+        complete(download);
+        return;
+    }
     while (static_cast<int>(download.transfers.size()) < aim(download) && openOne(download)) {
     }
 }
 
 bool DownloadManager::openOne(Download& download) {
-    if (connectionsTo(download.record.url.server()) >= config_.connectionsPerServer) {
-        const bool first = download.transfers.empty() && download.isPrioritized();
-        if (!first) {
+    if (connectionsTo(download.record.url.host()) >= config_.connectionsPerServer) {
+        const bool isFirst = download.transfers.empty() && download.isPrioritized();
+        if (!isFirst || !roomAtServer(download)) {
             return false;
         }
     }
@@ -256,7 +260,7 @@ void DownloadManager::tick() {
     }
     noticeNeighbours();
     fillAll();
-    if (ticks_ % ticksPerCheckpoint == 0) {
+    if (ticks_ % ticksPerCheckpoint == 0 && received_ != receivedAtCheckpoint_) {
         checkpointWanted_ = true;
         writeSoon();
     }

@@ -60,20 +60,38 @@ std::vector<const Download*> DownloadManager::downloads() const {
 
 // Start and stop
 
+namespace {
+
+/// Far below the end of the numbers, so that a list edited by hand leaves room for new ones.
+constexpr std::int64_t largestID = std::int64_t{1} << 53;
+
+/// Gives downloads with a repeated or senseless number, as only an edited list has, one of their own.
+void renumber(std::vector<DownloadRecord>& records) {
+    std::set<std::int64_t> taken;
+    std::vector<DownloadRecord*> without;
+    for (auto& record : records) {
+        if (record.id < 1 || record.id > largestID || !taken.insert(record.id).second) {
+            without.push_back(&record);
+        }
+    }
+    auto next = taken.empty() ? 1 : *taken.rbegin() + 1;
+    for (auto* const record : without) {
+        record->id = next++;
+    }
+}
+
+} // namespace
+
 void DownloadManager::start() {
     assertContext();
     transport_->setSpeedLimit(config_.speedLimit);
-    std::set<std::int64_t> numbers;
-    for (auto& record : store_->load()) {
-        if (!numbers.insert(record.id).second) {
-            record.id = nextID_; // a list edited by hand may give a number twice
-            numbers.insert(record.id);
-        }
-        if (record.id < std::numeric_limits<std::int64_t>::max()) {
-            nextID_ = std::max(nextID_, record.id + 1);
-        }
+    auto records = store_->load();
+    renumber(records);
+    for (auto& record : records) {
+        nextID_ = std::max(nextID_, record.id + 1);
         downloads_.push_back(std::make_unique<Download>(std::move(record)));
     }
+    started_ = true;
     for (const auto& download : downloads_) {
         restore(*download);
     }
@@ -85,16 +103,20 @@ void DownloadManager::start() {
 
 namespace {
 
-/// Whether pieces that come from disk can be trusted not to lead a write astray.
+/// Whether pieces that come from disk cover the file, so that they lead no write astray and leave no hole.
 bool areSound(const DownloadRecord& record) {
-    std::int64_t sum = 0;
-    return std::ranges::all_of(record.pieces, [&](const Piece& piece) {
-        const bool inside = piece.start >= 0 && piece.done >= 0 &&
-                            piece.done <= std::numeric_limits<std::int64_t>::max() - piece.start &&
-                            (!piece.end || (*piece.end >= piece.start && piece.next() <= *piece.end)) &&
-                            (!piece.end || !record.size || *piece.end <= *record.size);
-        return inside && !__builtin_add_overflow(sum, piece.done, &sum);
-    });
+    if (!record.size) {
+        return record.pieces.size() == 1 && record.pieces[0].start == 0 && record.pieces[0].done >= 0;
+    }
+    std::int64_t reached = 0;
+    for (const auto& piece : record.pieces) {
+        if (piece.start != reached || !piece.end || *piece.end < reached || piece.done < 0 ||
+            piece.done > *piece.end - piece.start) {
+            return false;
+        }
+        reached = *piece.end;
+    }
+    return reached == *record.size;
 }
 
 } // namespace
@@ -115,6 +137,7 @@ void DownloadManager::restore(Download& download) {
         }
         record.state = State::Finished{};
         log::downloads([&] { return fmt::format("download {} was moved into place already", record.id); });
+        verifyFinishedFile(download);
         return;
     }
     const auto& state = record.state;
@@ -154,6 +177,9 @@ void DownloadManager::stop() {
     if (std::exchange(awake_, false)) {
         power_->keepAwake(false);
     }
+    for (const auto& waiter : std::exchange(waiters_, {})) {
+        waiter.completion();
+    }
     alive_ = std::make_shared<bool>(true); // whatever is still under way finds nobody
 }
 
@@ -180,8 +206,10 @@ void DownloadManager::changed() {
 }
 
 void DownloadManager::save() {
-    ++generation_;
-    writeSoon();
+    if (started_) { // before that the list would replace the saved one
+        ++generation_;
+        writeSoon();
+    }
 }
 
 void DownloadManager::writeSoon() {
@@ -221,7 +249,7 @@ void DownloadManager::written(std::int64_t generation) {
     for (const auto& completion : ready) {
         completion();
     }
-    if (generation_ > writtenGeneration_) {
+    if (generation_ > writtenGeneration_ || (checkpointWanted_ && !checkpointing_)) {
         writeSoon();
     }
 }
@@ -241,6 +269,7 @@ void DownloadManager::checkpoint() {
     checkpointing_ = true;
     checkpointWanted_ = false;
     overtaken_ = false;
+    receivedAtCheckpoint_ = received_;
     auto syncing = openFiles();
     closing_.clear();
     auto records = snapshots(true);

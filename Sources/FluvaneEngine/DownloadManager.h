@@ -125,7 +125,7 @@ private:
     void pumpOnce();
     void holdOnLimitedNetwork();
     bool roomAtServer(const Download& download);
-    int connectionsTo(const std::string& server) const;
+    int connectionsTo(const std::optional<std::string>& server) const;
     void fillAll();
     bool mustWaitForNetwork(const Download& download) const;
     void requeue(Download& download);
@@ -247,6 +247,7 @@ private:
     std::optional<std::int64_t> measuring_;
     std::set<std::int64_t> downloading_;
 
+    bool started_ = false;
     int batches_ = 0;
     bool pumping_ = false;
     bool pumpAgain_ = false;
@@ -258,6 +259,7 @@ private:
     bool writing_ = false;
     bool checkpointing_ = false;
     bool checkpointWanted_ = false;
+    std::int64_t receivedAtCheckpoint_ = 0;
     bool overtaken_ = false;                          ///< A list was written after the checkpoint's own.
     std::vector<std::shared_ptr<PieceFile>> closing_; ///< Halted downloads' files, closed once synced.
     struct Waiter {

@@ -16,6 +16,7 @@ using State = DownloadState;
 
 namespace {
 
+constexpr double waitForRoom = 1; ///< Seconds between looks at a full server.
 constexpr const char* changedMessage = "The file changed on the server, so this download stopped.";
 
 bool isKnownSame(const Validators& a, const Validators& b) {
@@ -109,6 +110,9 @@ std::optional<int> DownloadManager::refusal(Download& download, std::int64_t sta
     case 429:
     case 503:
         download.connectionCap = std::max(cap(download) / 2, 1);
+        if (auto& kept = download.capBeforeWholeFile) {
+            kept = std::max(std::min(*kept, config_.connections) / 2, 1);
+        }
         [[fallthrough]];
     case 408:
     case 425:
@@ -202,6 +206,7 @@ void DownloadManager::failed(Download& download, const TransferError& error,
     }
     if (download.transfers.empty()) {
         set(download, State::Wait::retrying);
+        pump(); // its server may have room for another download now
     }
 }
 
@@ -240,8 +245,10 @@ void DownloadManager::retried(std::int64_t id) {
         if (record.resumable && download->file && !record.pieces.empty()) {
             set(*download, State::Downloading{});
             fill(*download);
-        } else {
+        } else if (roomAtServer(*download)) {
             begin(*download, false);
+        } else {
+            download->retry = scheduler_->after(waitForRoom, weakly([this, id] { retried(id); }));
         }
     }
 }

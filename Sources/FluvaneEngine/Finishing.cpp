@@ -24,6 +24,9 @@ void DownloadManager::ended(Download& download, std::int64_t start) {
         if (index && !pieces[*index].end && !download.record.state.is<State::Starting>()) {
             pieces[*index].end = pieces[*index].next();
             download.record.size = pieces[*index].end;
+            if (download.durable) {
+                download.durable->at(*index).end = pieces[*index].end; // it is the only piece
+            }
             save();
         } else {
             failed(download, {.message = "The server closed the connection early."}, std::nullopt);
@@ -47,6 +50,8 @@ void DownloadManager::complete(Download& download) {
         std::exchange(download.retry, nullptr)->cancel(); // nothing is left to fetch again
     }
     closeFile(download);
+    download.secondsLeft.reset();
+    download.meter.reset();
     if (download.record.checksum) {
         verify(download);
     } else {
@@ -123,10 +128,9 @@ void DownloadManager::moved(Download& download, const Outcome<URL>& location) {
     record.completed = surroundings_.today();
     record.prioritized.reset();
     download.durable.reset(); // the move synced the file
-    download.secondsLeft.reset();
-    download.meter.reset();
     set(download, State::Finished{});
     notify([&](Notifier& notifier) { notifier.finished(record); });
+    verifyFinishedFile(download); // a checksum may have come during the move
     pump();
 }
 
@@ -153,7 +157,7 @@ void DownloadManager::setChecksum(std::int64_t id, const std::optional<Checksum>
 
 void DownloadManager::verifyFinishedFile(Download& download) {
     const auto& record = download.record;
-    if (!record.checksum || !record.file) {
+    if (!record.checksum || record.checksumResult || !record.file) {
         return;
     }
     files_->checksum(*record.file, record.checksum->algorithm,

@@ -55,7 +55,7 @@ void DownloadManager::begin(Download& download, bool fresh) {
 
 bool DownloadManager::carryOn(Download& download) {
     auto& record = download.record;
-    if (!record.resumable || !record.size || !record.partial || record.pieces.empty()) {
+    if (!record.resumable || !record.size || !record.partial || !record.name || record.pieces.empty()) {
         return false;
     }
     // A file that is gone or cut off would be created or extended with a hole where the saved bytes were.
@@ -76,11 +76,7 @@ bool DownloadManager::carryOn(Download& download) {
                            *record.size);
     });
     set(download, State::Downloading{});
-    if (allComplete(record.pieces)) {
-        complete(download);
-    } else {
-        fill(download);
-    }
+    fill(download);
     return true;
 }
 
@@ -105,11 +101,11 @@ void DownloadManager::probe(Download& download) {
 void DownloadManager::probeAnswered(Download& download, const TransferResponse& response) {
     if (saysEmptyFile(response)) {
         auto headers = TransferResponse::Headers(response.headers().begin(), response.headers().end());
-        std::erase_if(headers, [](const auto& header) { return header.first == "content-range"; });
-        std::ranges::for_each(headers, [](auto& header) {
-            header.second = header.first == "content-length" ? "0" : header.second;
+        // What else it says of the body is said of an error page.
+        std::erase_if(headers, [](const auto& header) {
+            return header.first.starts_with("content-") && header.first != "content-disposition";
         });
-        headers.emplace_back("content-length", "0"); // kept only where there was none
+        headers.emplace_back("content-length", "0");
         probeAnswered(download, TransferResponse(200, response.url(), headers));
         return;
     }
@@ -142,13 +138,13 @@ bool DownloadManager::readAnswer(Download& download, const TransferResponse& res
     record.finalURL = response.url();
     record.size.reset();
     record.resumable = false;
+    if (response.isEncoded()) {
+        return true;
+    }
     const auto range = response.contentRange();
     if (response.status() == 206 && (!range || range->first != 0)) {
         fail(download, wrongPart);
         return false;
-    }
-    if (response.isEncoded()) {
-        return true;
     }
     if (response.status() == 206) {
         record.size = range->total;

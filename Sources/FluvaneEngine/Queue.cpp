@@ -5,6 +5,8 @@
 #include "FluvaneEngine/Log.h"
 
 #include <algorithm>
+#include <limits>
+#include <set>
 #include <tuple>
 #include <utility>
 
@@ -91,19 +93,27 @@ void DownloadManager::pumpOnce() {
     auto active = std::ranges::count_if(
         downloads_, [](const auto& download) { return download->record.state.isActive(); });
     const auto free = [&] { return active < config_.simultaneous; };
-    const bool anyPrioritized =
-        std::ranges::any_of(downloads_, [](const auto& download) { return download->isPrioritized(); });
+    const bool anyPrioritized = std::ranges::any_of(downloads_, [](const auto& download) {
+        return download->isPrioritized() && download->record.state == State(State::Queued{});
+    });
     if (!free() && !anyPrioritized) {
         return; // nothing can start: spare the sorting
     }
+    std::set<std::string> fullServers;
     for (Download* const download : queued()) {
         if (!free() && !download->isPrioritized()) {
             break;
         }
-        if (roomAtServer(*download)) {
-            begin(*download, true);
-            ++active;
+        const auto server = download->record.url.host().value_or("");
+        if (fullServers.contains(server) && !download->isPrioritized()) {
+            continue;
         }
+        if (!roomAtServer(*download)) {
+            fullServers.insert(server);
+            continue;
+        }
+        begin(*download, true);
+        ++active;
     }
 }
 
@@ -115,30 +125,36 @@ void DownloadManager::holdOnLimitedNetwork() {
     if (!limitedNetwork_ || !config_.waitOnHotspots) {
         return;
     }
+    bool any = false;
     for (Download* const download : queued()) {
         if (mustWaitForNetwork(*download)) {
             halt(*download);
-            set(*download, State::Wait::limitedNetwork);
+            download->record.state = State::Wait::limitedNetwork;
+            any = true;
         }
+    }
+    if (any) {
+        save();
+        changed();
     }
 }
 
 /// Whether a first connection may go to the download's server. At a full server one of a download that has
-/// several makes room; the prioritized download needn't ask.
+/// several makes room; the prioritized download needs none.
 bool DownloadManager::roomAtServer(const Download& download) {
-    const auto server = download.record.url.server();
-    if (connectionsTo(server) < config_.connectionsPerServer || download.isPrioritized()) {
+    const auto& server = download.record.url.host();
+    if (connectionsTo(server) < config_.connectionsPerServer) {
         return true;
     }
     Download* richest = nullptr;
     for (const auto& other : downloads_) {
         const auto count = other->transfers.size();
-        if (other->record.url.server() == server && count > (richest ? richest->transfers.size() : 1)) {
+        if (count > (richest ? richest->transfers.size() : 1) && other->record.url.host() == server) {
             richest = other.get();
         }
     }
     if (!richest) {
-        return false;
+        return download.isPrioritized();
     }
     const auto newest = std::ranges::max_element(richest->transfers, {},
                                                  [](const auto& entry) { return entry.second.token; });
@@ -146,10 +162,10 @@ bool DownloadManager::roomAtServer(const Download& download) {
     return true;
 }
 
-int DownloadManager::connectionsTo(const std::string& server) const {
+int DownloadManager::connectionsTo(const std::optional<std::string>& server) const {
     int count = 0;
     for (const auto& download : downloads_) {
-        if (!download->transfers.empty() && download->record.url.server() == server) {
+        if (!download->transfers.empty() && download->record.url.host() == server) {
             count += static_cast<int>(download->transfers.size());
         }
     }
@@ -383,7 +399,7 @@ void DownloadManager::setLimitedNetwork(std::optional<LimitedNetwork> network) {
         return;
     }
     limitedNetwork_ = network;
-    log::network([&] {
+    log::downloads([&] {
         return network ? fmt::format("on a limited network: {}", rawValue(*network))
                        : std::string("no longer on a limited network");
     });

@@ -211,6 +211,33 @@ TEST_F(FailureTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithout
     EXPECT_EQ(download().connections(), 2) << "it does send parts, so the old cap is back";
 }
 
+TEST_F(FailureTest, ABusyServersHalvingOutlastsAWholeFile) {
+    probe().send(1000);
+    second().respond(200, {{"ETag", "\"v\""}});
+    probe().fail("Broken.");
+    engine.scheduler.runFor(1.1);
+    last().respond(503);
+    ASSERT_TRUE(engine.runUntil(1, "downloading"));
+    last().respondPart(size, {{"ETag", "\"v\""}});
+    EXPECT_EQ(download().connectionCap, 4);
+}
+
+TEST_F(FailureTest, ARetriedProbeAsksForRoomAtItsServer) {
+    engine.config.connections = 2;
+    engine.config.connectionsPerServer = 2;
+    engine.manager->apply(engine.config);
+    probe().fail("Broken.");
+    engine.add("http://a.example/g");
+    ASSERT_EQ(engine.state(2), "starting") << "one connection was lent";
+    last().respond(503, {{"Retry-After", "5"}});
+    EXPECT_EQ(engine.state(2), "retrying");
+    engine.add("http://a.example/h");
+    for (int second = 0; second < 20; ++second) {
+        engine.scheduler.runFor(1);
+        EXPECT_LE(engine.transport->live().size(), 2U);
+    }
+}
+
 TEST_F(FailureTest, OnlyWholeFilesStopInTheEnd) {
     second().respond(200);
     probe().fail("Broken.");

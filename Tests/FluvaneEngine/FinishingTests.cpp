@@ -89,6 +89,7 @@ TEST_F(FinishingTest, FailuresAtTheEnd) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Engine fresh;
+        fresh.manager->start();
         FakeServer its(*fresh.transport, fresh.scheduler);
         its.size = size;
         fresh.add("http://a.example/f.bin", wrong);
@@ -130,10 +131,11 @@ TEST_F(FinishingTest, AKillBeforeTheMoveLeavesSomebodyElsesFileAlone) {
 }
 
 TEST_F(FinishingTest, LateResultsOfRemovedOrChangedDownloadsAreDropped) {
+    const auto expected = right();
     engine.files->completionDelay = 5;
     addWithReferrer(wrong);
     ASSERT_TRUE(engine.runUntil(1, "verifying"));
-    engine.manager->setChecksum(1, right());
+    engine.manager->setChecksum(1, expected);
     ASSERT_TRUE(engine.runUntil(1, "finishing"));
     EXPECT_TRUE(record().checksumResult->matches()) << "the old checksum's digest was dropped";
     engine.manager->remove(1);
@@ -158,6 +160,18 @@ TEST_F(FinishingTest, AChecksumGivenLaterIsCheckedNow) {
     engine.turns();
     EXPECT_EQ(engine.state(1), "finished");
     EXPECT_EQ(record().checksumResult, std::nullopt);
+}
+
+TEST_F(FinishingTest, AChecksumGivenDuringTheMoveIsCheckedAfterIt) {
+    engine.files->completionDelay = 5;
+    addWithReferrer(std::nullopt);
+    ASSERT_TRUE(engine.runUntil(1, "finishing"));
+    engine.scheduler.runFor(1);
+    engine.manager->setChecksum(1, wrong);
+    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    engine.scheduler.runFor(6);
+    ASSERT_TRUE(record().checksumResult);
+    EXPECT_FALSE(record().checksumResult->matches());
 }
 
 TEST_F(FinishingTest, UnknownSizeEndsWithItsConnection) {

@@ -118,6 +118,7 @@ TEST_F(ProbeTest, LearnsSizeAndWhetherPartsAreSent) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Engine fresh;
+        fresh.manager->start();
         fresh.add("http://a.example/file.bin");
         fresh.transport->last().respond(row.status, row.headers);
         EXPECT_EQ(fresh.state(1), "downloading");
@@ -152,6 +153,7 @@ TEST_F(ProbeTest, RefusesWhatIsNotTheFile) {
     };
     for (const auto& row : rows) {
         Engine fresh;
+        fresh.manager->start();
         fresh.add("http://a.example/file.bin");
         auto& probe = fresh.transport->last();
         probe.respond(row.status, row.headers);
@@ -167,7 +169,10 @@ TEST_F(ProbeTest, RefusesWhatIsNotTheFile) {
 
 TEST_F(ProbeTest, ARefusedRangeOfNothingIsAnEmptyFile) {
     auto& probe = addAndProbe();
-    probe.respond(416, {{"Content-Range", "bytes */0"}, {"Content-Length", "120"}});
+    probe.respond(416, {{"Content-Range", "bytes */0"},
+                        {"Content-Length", "120"},
+                        {"Content-Type", "text/html"},
+                        {"Content-Encoding", "gzip"}});
     EXPECT_EQ(probe.end(), 0);
     probe.finish();
     engine.turns();

@@ -21,32 +21,15 @@ public:
 
     void save(std::vector<RecordSnapshot> records, std::vector<std::shared_ptr<PieceFile>> syncing,
               std::function<void()> completion) override {
-        const auto order = ++saves;
-        const auto store = [this, order, records = std::move(records), syncing = std::move(syncing),
-                            completion] {
-            for (const auto& file : syncing) {
-                try {
-                    file->sync();
-                } catch (const FileError&) {
-                    ++failedSyncs;
-                }
-            }
-            if (order > written_) {
-                write(records);
-                written_ = order;
-            }
-            if (completion) {
-                completion();
-            }
-        };
-        scheduler_.after(syncing.empty() ? 0 : syncDelay, store);
-        last_ = store;
+        const double delay = syncing.empty() ? 0 : syncDelay;
+        last_ = std::make_shared<Job>(++saves, std::move(records), std::move(syncing), std::move(completion));
+        scheduler_.after(delay, [this, job = last_] { run(*job); });
     }
 
-    /// As at quit: the last list given is written. (Completions come as they would.)
+    /// As at quit: the last list given is written.
     void flush() override {
         if (last_) {
-            last_();
+            run(*last_);
         }
     }
 
@@ -57,6 +40,34 @@ public:
     double syncDelay = 0;
 
 private:
+    struct Job {
+        Job(int order_, std::vector<RecordSnapshot> records_,
+            std::vector<std::shared_ptr<PieceFile>> syncing_, std::function<void()> completion_)
+            : order(order_), records(std::move(records_)), syncing(std::move(syncing_)),
+              completion(std::move(completion_)) {}
+        int order;
+        std::vector<RecordSnapshot> records;
+        std::vector<std::shared_ptr<PieceFile>> syncing;
+        std::function<void()> completion;
+    };
+
+    void run(Job& job) {
+        for (const auto& file : std::exchange(job.syncing, {})) {
+            try {
+                file->sync();
+            } catch (const FileError&) {
+                ++failedSyncs;
+            }
+        }
+        if (job.order > written_) {
+            write(job.records);
+            written_ = job.order;
+        }
+        if (const auto completion = std::exchange(job.completion, nullptr)) {
+            completion();
+        }
+    }
+
     void write(const std::vector<RecordSnapshot>& records) {
         ++writes;
         saved.clear();
@@ -66,7 +77,7 @@ private:
     }
 
     Scheduler& scheduler_;
-    std::function<void()> last_;
+    std::shared_ptr<Job> last_;
     int written_ = 0;
 };
 

@@ -24,7 +24,10 @@ public:
     void accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end) override;
     [[nodiscard]] std::int64_t position() const override { return next_; }
     void setEnd(std::int64_t end) override;
-    void cancel() override { over_ = true; }
+    void cancel() override {
+        over_ = true;
+        file_.reset();
+    }
 
     // The server's side. Each is a turn of its own and does nothing once the transfer is over.
     void respond(int status, TransferResponse::Headers headers = {}, std::optional<URL> finalURL = {});
