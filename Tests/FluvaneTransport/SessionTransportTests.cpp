@@ -231,7 +231,8 @@ TEST_F(TransportTest, GivesUpOnASilentServer) {
         {"HTTP/1.1 200 OK\r\nA:", "failed 0"},
         {ok("12345"), "finished 5"},
         {"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345", "failed 5"}};
-    for (const auto& [sent, outcome] : rows) {
+    for (const auto& row : rows) {
+        const auto& sent = row.first;
         SCOPED_TRACE(sent);
         ScriptedServer server([&](ScriptedServer::Client& client) {
             client.readRequest();
@@ -239,8 +240,9 @@ TEST_F(TransportTest, GivesUpOnASilentServer) {
             client.waitForClose();
         });
         auto fetch = start(server.url("/"));
-        EXPECT_EQ(run(*fetch),
-                  outcome.starts_with("failed") ? outcome + ": The server stopped answering." : outcome);
+        EXPECT_EQ(run(*fetch), row.second.starts_with("failed")
+                                   ? row.second + ": The server stopped answering."
+                                   : row.second);
     }
 }
 
