@@ -200,8 +200,8 @@ std::vector<Line> withinHeight(const std::vector<Row>& rows, std::vector<Block>&
     for (std::size_t index = 0; index < order.size(); index++) {
         order[index] = index;
     }
-    std::ranges::stable_partition(
-        order, [&](std::size_t index) { return colourOf(rows[index]) == Colour::running; });
+    std::stable_partition(order.begin(), order.end(),
+                          [&](std::size_t index) { return colourOf(rows[index]) == Colour::running; });
     std::vector<Line> lines;
     std::size_t shown = 0;
     for (const auto index : order) {
