@@ -11,7 +11,11 @@ namespace fluvane {
 
 namespace {
 
-constexpr long receiveBuffer = 128 * 1024;
+/// Large, since every read also sends the server a word about the room there is. The memory is used only by
+/// connections that are fast enough to fill it. Under a speed limit what is read lies waiting: keep that
+/// small.
+constexpr long receiveBuffer = 512 * 1024;
+constexpr long limitedReceiveBuffer = 64 * 1024;
 constexpr long mostRedirects = 20;
 constexpr const char* webProtocols = "http,https";
 constexpr const char* userAgent = "Fluvane/" FLUVANE_VERSION " (Linux)";
@@ -36,7 +40,8 @@ void TransferConnection::setUp() {
     curl_easy_setopt(easy, CURLOPT_SHARE, context_.shared);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L); // a cancel doesn't wait for a name look-up
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBuffer);
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE,
+                     context_.limiter.capacity() ? limitedReceiveBuffer : receiveBuffer);
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(context_.options.patience * 1000));
 
     curl_easy_setopt(easy, CURLOPT_URL, transfer_->request().url.absoluteString().c_str());

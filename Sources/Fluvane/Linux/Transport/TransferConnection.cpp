@@ -16,7 +16,7 @@ namespace {
 
 /// Body bytes after which a transfer lets the others have their turn; left to itself the library reads on as
 /// long as data is there, and would keep the thread for most of a second.
-constexpr std::int64_t roundQuantum = 768 * 1024;
+constexpr std::int64_t roundQuantum = 512 * 1024;
 
 } // namespace
 

@@ -85,7 +85,7 @@ void TransferLoop::runRound() {
     curl_multi_perform(multi_.get(), &running);
     gathered_.flush();
     collectEnds();
-    removeConcluded();
+    removeConcluded(now);
 }
 
 void TransferLoop::add(const std::shared_ptr<TransferState>& transfer) {
@@ -112,8 +112,8 @@ void TransferLoop::collectEnds() {
     }
 }
 
-void TransferLoop::removeConcluded() {
-    const double now = uptime();
+/// `now` is from before the round: a slow write in it is no silence of the other servers.
+void TransferLoop::removeConcluded(double now) {
     std::erase_if(connections_, [&](const auto& connection) {
         const bool concluded = connection->conclude(now);
         if (concluded) {

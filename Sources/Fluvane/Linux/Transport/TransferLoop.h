@@ -38,7 +38,7 @@ private:
     void runRound();
     void add(const std::shared_ptr<TransferState>& transfer);
     void collectEnds();
-    void removeConcluded();
+    void removeConcluded(double now);
     void sleep();
     void abandonAll();
 
