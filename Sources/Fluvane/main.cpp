@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <system_error>
 
 namespace {
@@ -60,10 +59,6 @@ int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN); // a write past a file-size limit fails instead
     if (argc > 1 && argv[1][0] != '-') {
         return fluvane::CLI::run({argv + 1, argv + argc});
-    }
-    if (argc > 1 && std::string_view(argv[1]) == "--version") {
-        std::puts("Fluvane " FLUVANE_VERSION);
-        return 0;
     }
     return runApplication(argc, argv);
 }

@@ -48,6 +48,9 @@ public:
         }
     }
 
+    /// Saves the settings as they are, as after an earlier save that failed.
+    void save() { file_.saveOrTell(value_.encoded()); }
+
     /// Every later value, until the subscription is dropped; not the current one.
     Subscription subscribe(std::function<void(const Model&)> handler) {
         return subscribers_.subscribe(std::move(handler));

@@ -133,6 +133,8 @@ TEST_F(TransportTest, TellsHowAnAnswerWentWrong) {
         {"an interim head only", once("HTTP/1.1 100 Continue\r\n\r\n"),
          "failed 0: The server closed the connection without answering."},
         {"no HTTP", once("220 mail.example ESMTP\r\n"), "failed 0: The server's answer wasn't HTTP."},
+        {"an upgrade nobody asked for", once("HTTP/1.1 101 Switching Protocols\r\n\r\nabc"),
+         "failed 0: The server's answer wasn't HTTP."},
         {"a body without a head", once("<html></html>"), "failed 0: The server's answer wasn't HTTP."},
         {"a head without end",
          [](ScriptedServer::Client& client) {

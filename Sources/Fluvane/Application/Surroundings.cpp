@@ -23,6 +23,14 @@ std::string downloadFolder() {
     return QStandardPaths::writableLocation(QStandardPaths::DownloadLocation).toStdString();
 }
 
+/// A settings file edited by hand may hold anything: a relative path would land wherever we were started.
+bool isUsable(const std::optional<std::string>& path) {
+    if (!path || path->find('\0') != std::string::npos) {
+        return false;
+    }
+    return path->starts_with('/') || *path == "~" || path->starts_with("~/");
+}
+
 } // namespace
 
 DownloadManager::Surroundings systemSurroundings() {
@@ -30,7 +38,7 @@ DownloadManager::Surroundings systemSurroundings() {
         .types = preferredExtension,
         .folder =
             [](const std::optional<std::string>& path) {
-                return URL::folder(DataFolders::absolutePath(path ? *path : downloadFolder()));
+                return URL::folder(DataFolders::absolutePath(isUsable(path) ? *path : downloadFolder()));
             },
         .today = [] { return std::chrono::system_clock::now(); },
     };

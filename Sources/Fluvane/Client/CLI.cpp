@@ -23,6 +23,8 @@ constexpr std::array<std::string_view, 22> commands = {
 constexpr std::array<std::string_view, 5> launching = {"add", "show", "settings", "welcome", "whats-new"};
 constexpr std::array<std::string_view, 3> withPath = {"export", "import", "snapshot"};
 constexpr int triesAfterLaunch = 50;
+/// A stopped application would hold every try up.
+constexpr std::chrono::seconds patienceAfterLaunch{15};
 constexpr std::chrono::milliseconds betweenTries{100};
 
 template <class List>
@@ -58,11 +60,15 @@ void rewriteAdd(std::vector<std::string>& arguments) {
 
 std::optional<Answer> sendOrLaunch(const std::vector<std::string>& arguments,
                                    const Surroundings& surroundings) {
+    if (!canBeSent(arguments)) {
+        return std::nullopt;
+    }
     auto answer = surroundings.send(arguments);
     if (answer || !contains(launching, arguments[0]) || !surroundings.launch()) {
         return answer;
     }
-    for (int i = 0; i < triesAfterLaunch && !answer; ++i) {
+    const auto giveUp = std::chrono::steady_clock::now() + patienceAfterLaunch;
+    for (int i = 0; i < triesAfterLaunch && !answer && std::chrono::steady_clock::now() < giveUp; ++i) {
         surroundings.sleep(betweenTries);
         answer = surroundings.send(arguments);
     }

@@ -36,7 +36,10 @@ struct Surroundings {
 /// The arguments as they are sent: the command in lower case, the paths among them made absolute.
 [[nodiscard]] std::vector<std::string> rewritten(std::vector<std::string> arguments);
 
-/// One request and its reply over the socket at `socketPath`. Absent: nobody answered.
+/// Whether every argument is UTF-8, as a request must be: repaired, a path would name another file.
+[[nodiscard]] bool canBeSent(const std::vector<std::string>& arguments);
+
+/// One request and its reply over the socket at `socketPath`. Absent: nobody answered, or it can't be sent.
 [[nodiscard]] std::optional<Answer> send(const std::vector<std::string>& arguments,
                                          const std::string& socketPath);
 

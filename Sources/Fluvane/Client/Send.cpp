@@ -19,9 +19,13 @@ using ControlSocket::Descriptor;
 /// How long a connect waits for room in the application's queue of connections.
 constexpr timeval connectPatience{.tv_sec = 5, .tv_usec = 0};
 
-std::string requestText(const std::vector<std::string>& arguments) {
-    using Json = nlohmann::json;
-    return Json(arguments).dump(-1, ' ', false, Json::error_handler_t::replace);
+/// Absent when an argument isn't UTF-8.
+std::optional<std::string> requestText(const std::vector<std::string>& arguments) {
+    try {
+        return nlohmann::json(arguments).dump();
+    } catch (const nlohmann::json::exception&) {
+        return std::nullopt;
+    }
 }
 
 Descriptor connected(const std::string& socketPath) {
@@ -92,13 +96,17 @@ std::string repaired(std::string_view text) {
 
 } // namespace
 
+bool canBeSent(const std::vector<std::string>& arguments) {
+    return requestText(arguments).has_value();
+}
+
 std::optional<Answer> send(const std::vector<std::string>& arguments, const std::string& socketPath) {
-    const std::string request = requestText(arguments);
-    const Descriptor socket = connected(socketPath);
+    const auto request = requestText(arguments);
+    const Descriptor socket = request ? connected(socketPath) : Descriptor();
     if (!socket) {
         return std::nullopt;
     }
-    ControlSocket::writeAll(socket.get(), request);
+    ControlSocket::writeAll(socket.get(), *request);
     shutdown(socket.get(), SHUT_WR);
     const std::string reply = repaired(readAll(socket.get()));
     const auto lineFeed = reply.find('\n');

@@ -44,6 +44,26 @@ void setLength(const Descriptor& file, std::int64_t size) {
 
 } // namespace
 
+void FailedSyncs::add(int descriptor) {
+    const std::lock_guard lock(mutex_);
+    files_.insert(identity(descriptor));
+}
+
+void FailedSyncs::forget(int descriptor) {
+    const std::lock_guard lock(mutex_);
+    files_.erase(identity(descriptor));
+}
+
+bool FailedSyncs::contains(int descriptor) const {
+    const std::lock_guard lock(mutex_);
+    return files_.contains(identity(descriptor));
+}
+
+FailedSyncs::Identity FailedSyncs::identity(int descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 ? Identity(status.st_dev, status.st_ino) : Identity();
+}
+
 DiskFile::~DiskFile() {
     close();
 }
@@ -55,6 +75,9 @@ void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {
     const std::shared_lock lock(lock_);
     if (!descriptor_.isOpen()) {
         throw FileError("The file is closed.");
+    }
+    if (const int code = syncFailure_; code != 0) {
+        throw FileError(errorText(code));
     }
     const auto count = static_cast<std::int64_t>(bytes.size());
     while (!bytes.empty()) {
@@ -87,7 +110,15 @@ void DiskFile::sync() {
     try {
         tessivar::syncData(descriptor_.get());
     } catch (const SystemError& error) {
+        noteFailedSync(error.code());
         throw FileError(error.what());
+    }
+}
+
+void DiskFile::noteFailedSync(int code) {
+    syncFailure_ = code;
+    if (failed_) {
+        failed_->add(descriptor_.get());
     }
 }
 
@@ -95,7 +126,9 @@ void DiskFile::close() noexcept {
     closing_ = true;
     const std::unique_lock lock(lock_);
     if (descriptor_.isOpen()) {
-        ::fsync(descriptor_.get());
+        if (::fsync(descriptor_.get()) != 0) {
+            noteFailedSync(errno);
+        }
         descriptor_ = Descriptor();
     }
 }
@@ -138,11 +171,16 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
         }
         throw;
     }
-    return std::make_shared<DiskFile>(std::move(file));
+    failedSyncs_->forget(file.get());
+    return std::make_shared<DiskFile>(std::move(file), failedSyncs_);
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
-    return std::make_shared<DiskFile>(opened(location, O_CREAT));
+    auto file = opened(location, O_CREAT);
+    if (failedSyncs_->contains(file.get())) {
+        throw FileError("Some of its bytes didn't reach the disk.");
+    }
+    return std::make_shared<DiskFile>(std::move(file), failedSyncs_);
 }
 
 void DiskFileStore::remove(const URL& location) {
@@ -159,8 +197,9 @@ std::optional<std::int64_t> DiskFileStore::availableSpace(const URL& folder) {
         }
         path = path.parent_path();
     }
-    if (volume.f_blocks == 0 || volume.f_frsize == 0) {
-        return std::nullopt; // a file system that doesn't count
+    if (volume.f_blocks == 0 || volume.f_frsize == 0 || volume.f_bavail == 0) {
+        // A file system that doesn't count. On a really full one the write says so.
+        return std::nullopt;
     }
     constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
     return static_cast<std::int64_t>(std::min<std::uint64_t>(volume.f_bavail, most / volume.f_frsize) *
@@ -176,8 +215,15 @@ void DiskFileStore::checksum(const URL& file, Checksum::Algorithm algorithm,
 void DiskFileStore::finish(const URL& partial, const std::string& name, const URL& folder,
                            DuplicateNaming naming, const FileOrigin& origin,
                            std::function<void(Outcome<URL>)> completion) {
-    run<URL>([=, this] { return FinalMove(pathOf(partial), name, folder, naming, origin, ending_).run(); },
-             std::move(completion));
+    run<URL>(
+        [=, this] {
+            const auto file = opened(partial, 0);
+            if (failedSyncs_->contains(file.get())) {
+                throw FileError("Some of its bytes didn't reach the disk.");
+            }
+            return FinalMove(pathOf(partial), name, folder, naming, origin, ending_).run();
+        },
+        std::move(completion));
 }
 
 template <class T>

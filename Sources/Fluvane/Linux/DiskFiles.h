@@ -9,18 +9,38 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <shared_mutex>
 #include <span>
 #include <string>
+#include <utility>
 
 namespace fluvane {
+
+/// The files of which some bytes never reached the disk. The system tells that once, to one descriptor, and
+/// then forgets it: whoever opens or finishes such a file later must be told by us. From any thread.
+class FailedSyncs {
+public:
+    void add(int descriptor);
+    void forget(int descriptor);
+    [[nodiscard]] bool contains(int descriptor) const;
+
+private:
+    using Identity = std::pair<std::uint64_t, std::uint64_t>; ///< Device and inode.
+    [[nodiscard]] static Identity identity(int descriptor);
+
+    mutable std::mutex mutex_;
+    std::set<Identity> files_;
+};
 
 /// One open unfinished file, written at any offset by many connections at once. Usable from any thread;
 /// dropping the last reference syncs and closes it.
 class DiskFile : public PieceFile {
 public:
-    explicit DiskFile(tessivar::Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+    explicit DiskFile(tessivar::Descriptor descriptor, std::shared_ptr<FailedSyncs> failed = {})
+        : descriptor_(std::move(descriptor)), failed_(std::move(failed)) {}
     ~DiskFile() override;
     DiskFile(const DiskFile&) = delete;
     DiskFile& operator=(const DiskFile&) = delete;
@@ -31,12 +51,15 @@ public:
 
 private:
     void beginWritingBack(std::int64_t written);
+    void noteFailedSync(int code);
 
     // Writes and syncs share it, so that a sync on a slow disk doesn't halt the connections; only closing is
     // alone, so that no write runs against a descriptor that is gone.
     std::shared_mutex lock_;
     std::atomic<bool> closing_ = false; ///< Turns writes away: a lock always shared would never be had alone.
     tessivar::Descriptor descriptor_;
+    std::shared_ptr<FailedSyncs> failed_;
+    std::atomic<int> syncFailure_ = 0; ///< The first sync's error number; from then on every write fails.
     std::atomic<std::int64_t> sinceWriteback_ = 0;
 };
 
@@ -67,6 +90,7 @@ private:
 
     MainQueue& mainQueue_;
     std::atomic<bool> ending_ = false;
+    const std::shared_ptr<FailedSyncs> failedSyncs_ = std::make_shared<FailedSyncs>();
     SerialQueue queue_; // ends first
 };
 

@@ -26,7 +26,6 @@ using tessivar::Descriptor;
 using tessivar::SystemError;
 
 constexpr std::size_t chunkSize = 1024UL * 1024UL;
-constexpr mode_t fileMode = 0644;
 constexpr mode_t folderMode = 0777;
 
 const EVP_MD* methodOf(Checksum::Algorithm algorithm) {
@@ -179,7 +178,10 @@ std::string FinalMove::copyAcross(int descriptor) {
     const TemporaryCopy copy(folderPath_);
     forEachChunk(descriptor, ending_,
                  [&](std::span<const std::byte> chunk) { tessivar::writeFully(copy.descriptor(), chunk); });
-    ::fchmod(copy.descriptor(), fileMode);
+    struct stat source {};
+    if (::fstat(descriptor, &source) == 0) {
+        ::fchmod(copy.descriptor(), source.st_mode & 0777);
+    }
     tessivar::syncData(copy.descriptor());
     auto chosen = moveToFreeName(copy.path());
     mark(copy.descriptor());

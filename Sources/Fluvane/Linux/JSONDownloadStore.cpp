@@ -50,7 +50,7 @@ void syncAll(const std::vector<std::shared_ptr<PieceFile>>& files) {
     for (const auto& file : files) {
         try {
             file->sync();
-        } catch (const FileError&) { // a bad disk shows when it is written to
+        } catch (const FileError&) { // the file remembers: its writes and its move fail from now on
         }
     }
 }

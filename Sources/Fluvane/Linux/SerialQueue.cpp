@@ -34,8 +34,10 @@ void SerialQueue::drain() {
 }
 
 void SerialQueue::run() {
-    // The kernel keeps 15 characters of a thread's name.
-    pthread_setname_np(pthread_self(), label_.substr(0, 15).c_str());
+    // The kernel keeps 15 characters of a thread's name: the last part tells the queues apart.
+    const auto dot = label_.rfind('.');
+    const auto name = "fluvane" + (dot == std::string::npos ? "." + label_ : label_.substr(dot));
+    pthread_setname_np(pthread_self(), name.substr(0, 15).c_str());
     std::unique_lock lock(mutex_);
     while (true) {
         changed_.wait(lock, [this] { return !work_.empty() || ending_; });

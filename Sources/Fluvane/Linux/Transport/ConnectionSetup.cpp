@@ -59,18 +59,18 @@ void TransferConnection::setUp() {
 
     curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
     curl_easy_setopt(
-        easy, CURLOPT_PREREQFUNCTION, +[](void* self, char*, char*, int, int) -> int {
+        easy, CURLOPT_PREREQFUNCTION, +[](void* self, char*, char*, int, int) noexcept -> int {
             static_cast<TransferConnection*>(self)->requestSent();
             return CURL_PREREQFUNC_OK;
         });
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(
-        easy, CURLOPT_HEADERFUNCTION, +[](char* data, size_t, size_t size, void* self) -> size_t {
+        easy, CURLOPT_HEADERFUNCTION, +[](char* data, size_t, size_t size, void* self) noexcept -> size_t {
             return static_cast<TransferConnection*>(self)->headLine({data, size}) ? size : 0;
         });
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
     curl_easy_setopt(
-        easy, CURLOPT_WRITEFUNCTION, +[](char* data, size_t, size_t size, void* self) -> size_t {
+        easy, CURLOPT_WRITEFUNCTION, +[](char* data, size_t, size_t size, void* self) noexcept -> size_t {
             return static_cast<TransferConnection*>(self)->body(std::as_bytes(std::span(data, size)));
         });
 }

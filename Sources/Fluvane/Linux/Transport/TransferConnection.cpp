@@ -133,8 +133,8 @@ void TransferConnection::respond() {
 
 std::size_t TransferConnection::body(std::span<const std::byte> bytes) {
     lastSign_ = uptime();
-    if (transfer_->isOver()) {
-        return 0;
+    if (transfer_->isOver() || !head_.isFinal()) {
+        return 0; // a body without an answer, as after a 101 that nobody asked for, isn't HTTP
     }
     if ((pauses_ & (held | throttled)) != 0) {
         return CURL_WRITEFUNC_PAUSE;
