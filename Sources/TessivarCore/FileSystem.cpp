@@ -37,6 +37,13 @@ bool isUnsupported(int code) {
     return code == EINVAL || code == ENOSYS || code == EOPNOTSUPP;
 }
 
+bool isSame(const std::string& path, int descriptor) {
+    struct stat named {};
+    struct stat open {};
+    return ::lstat(path.c_str(), &named) == 0 && ::fstat(descriptor, &open) == 0 &&
+           named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+}
+
 } // namespace
 
 std::string errorText(int code) {
@@ -138,16 +145,19 @@ bool nameTaken(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0;
 }
 
+int unlinkIfSame(const std::string& path, int descriptor) {
+    return isSame(path, descriptor) && ::unlink(path.c_str()) != 0 ? errno : 0;
+}
+
 int moveWithoutReplacing(const std::string& from, const std::string& to) {
-    int code = moveByExclusiveRename(from, to);
-    if (isUnsupported(code)) {
-        code = moveByLink(from, to);
+    const int renamed = moveByExclusiveRename(from, to);
+    if (!isUnsupported(renamed)) {
+        return renamed;
     }
+    const int linked = moveByLink(from, to);
     // EPERM, EMLINK: the file system or its settings allow no links.
-    if (isUnsupported(code) || code == EPERM || code == EMLINK) {
-        code = moveByReservation(from, to);
-    }
-    return code;
+    const bool mayReserve = isUnsupported(linked) || linked == EPERM || linked == EMLINK;
+    return mayReserve ? moveByReservation(from, to) : linked;
 }
 
 int moveByExclusiveRename(const std::string& from, const std::string& to) {
@@ -155,27 +165,29 @@ int moveByExclusiveRename(const std::string& from, const std::string& to) {
 }
 
 int moveByLink(const std::string& from, const std::string& to) {
-    if (::link(from.c_str(), to.c_str()) != 0) {
+    const Descriptor moved(::open(from.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!moved.isOpen() || ::link(from.c_str(), to.c_str()) != 0) {
         return errno;
     }
-    if (::unlink(from.c_str()) != 0) {
-        const int code = errno;
-        ::unlink(to.c_str());
-        return code;
+    const int code = unlinkIfSame(from, moved.get());
+    if (code != 0) {
+        (void)unlinkIfSame(to, moved.get());
     }
-    return 0;
+    return code;
 }
 
 int moveByReservation(const std::string& from, const std::string& to) {
-    {
-        const Descriptor reserved(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        if (!reserved.isOpen()) {
-            return errno;
-        }
+    // Held open, so that its inode can't become another file's.
+    const Descriptor reserved(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!reserved.isOpen()) {
+        return errno;
+    }
+    if (!isSame(to, reserved.get())) {
+        return EEXIST;
     }
     if (::rename(from.c_str(), to.c_str()) != 0) {
         const int code = errno;
-        ::unlink(to.c_str());
+        (void)unlinkIfSame(to, reserved.get());
         return code;
     }
     return 0;

@@ -67,6 +67,9 @@ void createFolders(const std::filesystem::path& folder, mode_t mode);
 /// Whether anything has the name, a dangling link included.
 [[nodiscard]] bool nameTaken(const std::string& path);
 
+/// Removes the name unless it is another file's than the open one by now: 0, or the error number.
+int unlinkIfSame(const std::string& path, int descriptor);
+
 /// Moves within a file system and never replaces: 0, or the error number (EEXIST when the name is taken,
 /// EXDEV for another file system).
 [[nodiscard]] int moveWithoutReplacing(const std::string& from, const std::string& to);
@@ -74,7 +77,8 @@ void createFolders(const std::filesystem::path& folder, mode_t mode);
 /// The three ways it tries, for file systems that lack the better ones.
 [[nodiscard]] int moveByExclusiveRename(const std::string& from, const std::string& to);
 [[nodiscard]] int moveByLink(const std::string& from, const std::string& to);
-/// Takes the name with an empty file of our own, then renames onto that.
+/// Takes the name with an empty file of our own, then renames onto that, unless somebody has put another file
+/// there in the meantime.
 [[nodiscard]] int moveByReservation(const std::string& from, const std::string& to);
 
 } // namespace tessivar

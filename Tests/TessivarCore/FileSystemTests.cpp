@@ -73,6 +73,20 @@ TEST(FileSystem, EveryWayOfMovingRefusesToReplace) {
     }
 }
 
+TEST(FileSystem, RemovesANameOnlyWhileItIsItsOwn) {
+    const TemporaryFolder folder;
+    writeFile(folder / "ours", "ours");
+    const auto ours = openRegular(folder / "ours", O_RDONLY);
+    std::filesystem::create_symlink("ours", folder / "link");
+    EXPECT_EQ(unlinkIfSame(folder / "link", ours.get()), 0);
+    std::filesystem::rename(folder / "ours", folder / "moved");
+    writeFile(folder / "ours", "theirs");
+    EXPECT_EQ(unlinkIfSame(folder / "ours", ours.get()), 0);
+    EXPECT_THAT(folder.names(), ElementsAre("link", "moved", "ours"));
+    EXPECT_EQ(unlinkIfSame(folder / "moved", ours.get()), 0);
+    EXPECT_THAT(folder.names(), ElementsAre("link", "ours"));
+}
+
 TEST(FileSystem, OpensOnlyRegularFiles) {
     const TemporaryFolder folder;
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
