@@ -1,5 +1,6 @@
 #include "Fluvane/Linux/FileWork.h"
 
+#include "Fluvane/Linux/TemporaryCopy.h"
 #include "FluvaneCore/FileName.h"
 #include "FluvaneEngine/Log.h"
 #include "TessivarCore/FileSystem.h"
@@ -82,29 +83,6 @@ bool isPlainName(const std::string& name) {
            name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
-/// A name of our own beside the finished file, unlinked unless it has become that.
-class TemporaryCopy {
-public:
-    explicit TemporaryCopy(const std::filesystem::path& folder) {
-        auto pattern = (folder / ".fluvane-XXXXXX").string();
-        file_ = Descriptor(::mkostemp(pattern.data(), O_CLOEXEC));
-        if (!file_.isOpen()) {
-            throw SystemError(errno);
-        }
-        path_ = pattern;
-    }
-    TemporaryCopy(const TemporaryCopy&) = delete;
-    TemporaryCopy& operator=(const TemporaryCopy&) = delete;
-    ~TemporaryCopy() { ::unlink(path_.c_str()); }
-
-    [[nodiscard]] int descriptor() const { return file_.get(); }
-    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
-
-private:
-    Descriptor file_;
-    std::filesystem::path path_;
-};
-
 } // namespace
 
 std::string pathOf(const URL& location) {
@@ -141,7 +119,8 @@ URL FinalMove::run() {
     tessivar::createFolders(folderPath_, folderMode);
     std::string chosen;
     try {
-        chosen = moveToFreeName(partial_);
+        chosen = toFreeName(
+            [&](const std::string& path) { return tessivar::moveWithoutReplacing(partial_.string(), path); });
         mark(file.get());
     } catch (const SystemError& error) {
         if (error.code() != EXDEV) {
@@ -156,13 +135,13 @@ URL FinalMove::run() {
     return folder_.appending(chosen);
 }
 
-std::string FinalMove::moveToFreeName(const std::filesystem::path& from) {
+std::string FinalMove::toFreeName(const std::function<int(const std::string&)>& move) const {
     std::set<std::string> refused;
     while (true) {
         const auto chosen = FileName::unique(name_, naming_, [&](const std::string& candidate) {
             return refused.contains(candidate) || tessivar::nameTaken((folderPath_ / candidate).string());
         });
-        const int code = tessivar::moveWithoutReplacing(from.string(), (folderPath_ / chosen).string());
+        const int code = move((folderPath_ / chosen).string());
         if (code == 0) {
             return chosen;
         }
@@ -175,7 +154,8 @@ std::string FinalMove::moveToFreeName(const std::filesystem::path& from) {
 
 /// The folder is on another file system: the finished file is a copy.
 std::string FinalMove::copyAcross(int descriptor) {
-    const TemporaryCopy copy(folderPath_);
+    TemporaryCopy::clearLeftovers(folderPath_);
+    TemporaryCopy copy(folderPath_);
     forEachChunk(descriptor, ending_,
                  [&](std::span<const std::byte> chunk) { tessivar::writeFully(copy.descriptor(), chunk); });
     struct stat source {};
@@ -183,9 +163,10 @@ std::string FinalMove::copyAcross(int descriptor) {
         ::fchmod(copy.descriptor(), source.st_mode & 0777);
     }
     tessivar::syncData(copy.descriptor());
-    auto chosen = moveToFreeName(copy.path());
+    auto chosen = toFreeName([&](const std::string& path) { return copy.moveTo(path); });
     mark(copy.descriptor());
-    ::unlink(partial_.c_str());
+    syncQuietly(folderPath_); // a power cut must not leave neither of them
+    (void)tessivar::unlinkIfSame(partial_.string(), descriptor);
     return chosen;
 }
 

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 /// The slow work on files, for the file store's queue. Failures are exceptions whose what() is the system's
@@ -31,8 +32,9 @@ public:
     [[nodiscard]] URL run();
 
 private:
-    /// Gives `from` the first free name that can be had: someone else may take one at any moment.
-    [[nodiscard]] std::string moveToFreeName(const std::filesystem::path& from);
+    /// Has `move` (0 or an error number) take the first free name that can be had: someone else may take one
+    /// at any moment.
+    [[nodiscard]] std::string toFreeName(const std::function<int(const std::string&)>& move) const;
     [[nodiscard]] std::string copyAcross(int descriptor);
     void mark(int descriptor) const;
 
