@@ -1,0 +1,51 @@
+#include "Fuzz/Fuzz.h"
+
+#include <csignal>
+#include <random>
+#include <string>
+#include <unistd.h>
+
+namespace fuzz = fluvane::fuzz;
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    fuzz::check({reinterpret_cast<const char*>(data), size});
+    return 0;
+}
+
+#ifndef FLUVANE_FUZZ
+
+static std::string input;
+
+/// The bytes that broke a promise are the last output.
+static void tellInput(int signal) {
+    std::signal(signal, SIG_DFL);
+    [[maybe_unused]] const auto count = ::write(STDERR_FILENO, input.data(), input.size());
+    std::raise(signal);
+}
+
+/// Puts in a byte or a part that stands elsewhere, takes bytes away, or goes on as another input does.
+static void mutate(std::mt19937& random) {
+    constexpr std::string_view bytes("\0\n\x7F\xFF\xC3\xA9%[]{}\"'<>()-+*/\\:;,.=?#& 019ae", 38);
+    const std::string other(fuzz::seeds[random() % fuzz::seeds.size()]);
+    const std::pair<std::size_t, std::string> changes[] = {
+        {0, std::string(1, bytes[random() % bytes.size()])},
+        {0, input.substr(random() % (input.size() + 1), 1 + random() % 40)},
+        {1 + random() % 9, ""},
+        {std::string::npos, other.substr(random() % (other.size() + 1))}};
+    const auto& [count, with] = changes[random() % 4];
+    input.replace(random() % (input.size() + 1), count, with);
+}
+
+/// Stands in for a fuzzer: the same mutations every time.
+int main() {
+    std::signal(SIGABRT, tellInput);
+    std::mt19937 random(1);
+    for (std::size_t run = 0; run < 30'000; ++run) {
+        input = fuzz::seeds[run % fuzz::seeds.size()];
+        for (auto changes = run < fuzz::seeds.size() ? 0 : 1 + random() % 6; changes > 0; --changes) {
+            mutate(random);
+        }
+        fuzz::check(input);
+    }
+}
+#endif

@@ -1,0 +1,44 @@
+// Names for files from anything.
+
+#include "FluvaneCore/FileName.h"
+#include "FluvaneCore/Text.h"
+#include "Fuzz/Fuzz.h"
+#include <algorithm>
+
+using namespace fluvane;
+
+const fuzz::Inputs fuzz::seeds = {"../../etc/C:\\a\\b.txt",
+                                  ". .hidden",
+                                  "Backup.TAR.GZ",
+                                  "caf\xE9.👩‍👩‍👧‍👦🇩🇪",
+                                  "e\u0301\u0323\u0301.tar.xz\u0085b\u3000.x",
+                                  "attachment; filename=\"x/y.zip\""};
+
+static bool isSafe(std::string_view name) {
+    return !name.empty() && name.size() <= 255 && text::isValid(name) && !name.starts_with('.') &&
+           name.find_first_of("/\\:") == std::string_view::npos &&
+           std::ranges::none_of(text::scalars(name), text::isControl);
+}
+
+static void checkName(const std::string& given) {
+    const auto cleaned = FileName::clean(given).value_or("x");
+    fuzz::require(isSafe(cleaned), "a clean name is safe");
+    fuzz::require(given.size() > 255 || FileName::clean(cleaned) == cleaned, "what is clean stays");
+    const auto [stem, extension] = FileName::split(cleaned);
+    fuzz::require(text::equalIgnoringASCIICase(stem + extension, cleaned), "parts make the whole");
+    fuzz::require(FileName::shortened(cleaned, 7).size() <= 7, "a short name is short");
+    const auto name = FileName::suggested(given, *URL::parse("http://h/a"), "text/html");
+    int asked = 0;
+    const auto taken = [&](const std::string&) { return asked++ < 30; };
+    const auto free = FileName::unique(name, DuplicateNaming::spaceParentheses, taken, 8);
+    fuzz::require(isSafe(name) && isSafe(free + ".fluvane"), "room is left for the unfinished file");
+}
+
+void fuzz::check(std::string_view input) {
+    std::string name(input);
+    checkName(name);
+    while (!input.empty() && name.size() < 260) {
+        name += input;
+    }
+    checkName(name);
+}
