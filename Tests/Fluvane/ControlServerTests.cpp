@@ -1,4 +1,5 @@
 #include "Fluvane/Client/CLI.h"
+#include "Fluvane/Commands/ControlConnection.h"
 #include "Fluvane/Commands/ControlRequest.h"
 #include "Fluvane/Commands/ControlServer.h"
 #include "Sockets.h"
@@ -6,8 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <fstream>
 #include <future>
 #include <mutex>
@@ -47,7 +50,7 @@ protected:
     std::string ask(std::string_view request) { return RawClient(path).write(request).end().readAll(); }
 
     TemporaryFolder folder;
-    std::string path = folder.path + "/Fluvane/control.sock";
+    std::string path = folder / "Fluvane/control.sock";
     Inline queue;
     std::promise<ReplyCompletion> waiting;
     ControlServer server;
@@ -56,6 +59,10 @@ protected:
 constexpr const char* refusal = "error\nThat wasn't a command.";
 
 TEST(ControlRequest, OnlyAnArrayOfStrings) {
+    std::string deep;
+    for (int i = 0; i < 100'000; ++i) {
+        deep += R"({"a":)";
+    }
     struct Row {
         const char* name;
         std::string text;
@@ -79,15 +86,7 @@ TEST(ControlRequest, OnlyAnArrayOfStrings) {
         {"broken text", "[\"\xff\"]", std::nullopt},
         {"zero byte", R"(["a\u0000b"])", std::nullopt},
         {"deep", std::string(500'000, '['), std::nullopt},
-        {"deep objects",
-         [] {
-             std::string text;
-             for (int i = 0; i < 100'000; ++i) {
-                 text += R"({"a":)";
-             }
-             return text;
-         }(),
-         std::nullopt},
+        {"deep objects", deep, std::nullopt},
     };
     for (const Row& row : rows) {
         const auto arguments = parseRequest(row.text);
@@ -103,14 +102,10 @@ TEST_F(ControlServerTest, Answers) {
     EXPECT_EQ(ask("[]"), "ok\n");
     EXPECT_EQ(ask(""), refusal);
     EXPECT_EQ(ask("[1]"), refusal);
+    EXPECT_EQ(ask("[\"" + std::string(4'000'000, 'x') + "\"]"), refusal) << "cut, but told";
     const auto answer = CLI::send({"x", std::string(700'000, 'y')}, path);
     ASSERT_TRUE(answer);
     EXPECT_EQ(answer->text.size(), 700'003u);
-}
-
-TEST_F(ControlServerTest, OversizeIsCutAndItsSenderStillGetsTheReply) {
-    server.start();
-    EXPECT_EQ(ask("[\"" + std::string(4'000'000, 'x') + "\"]"), refusal);
 }
 
 TEST_F(ControlServerTest, SlowClientsHoldNobodyUpAndAreTimedOverAll) {
@@ -187,16 +182,16 @@ TEST_F(ControlServerTest, StopRemovesTheSocketAndLateRepliesComeToNothing) {
 
 TEST_F(ControlServerTest, TakesOverAStaleSocketAndSaysWhatItCannotOpen) {
     support::LogCapture log;
-    std::filesystem::create_directories(folder.path + "/Fluvane");
-    std::ofstream(path) << "stale";
+    std::filesystem::create_directories(folder / "Fluvane");
+    support::writeFile(path, "stale");
     server.start();
     EXPECT_EQ(ask(R"(["a"])"), "ok\na|");
 
-    ControlServer tooLong(folder.path + "/" + std::string(104, 'x'), queue, {});
+    ControlServer tooLong(folder / std::string(104, 'x'), queue, {});
     tooLong.start();
     EXPECT_FALSE(tooLong.listening());
-    std::filesystem::create_directories(folder.path + "/taken/full");
-    ControlServer taken(folder.path + "/taken", queue, {});
+    std::filesystem::create_directories(folder / "taken/full");
+    ControlServer taken(folder / "taken", queue, {});
     taken.start();
     EXPECT_FALSE(taken.listening());
     EXPECT_EQ(log.lines, (std::vector<std::string>{

@@ -14,7 +14,7 @@ namespace fluvane::ControlSocket {
 /// The longest socket path in bytes, its terminating zero included.
 inline constexpr std::size_t longestPath = 104;
 inline constexpr std::size_t readChunk = 65536;
-/// A server reads no further once it has this many bytes of a request.
+/// A server reads this many bytes of a request and no more.
 inline constexpr std::size_t requestLimit = 1024 * 1024;
 /// A client reads no further once it has this many bytes of a reply.
 inline constexpr std::size_t replyLimit = 16 * 1024 * 1024;

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
@@ -22,7 +23,7 @@ bool again(ssize_t result) {
 
 ControlConnection::ControlConnection(std::uint64_t number, ControlSocket::Descriptor socket,
                                      std::chrono::milliseconds patience)
-    : number_(number), socket_(std::move(socket)), patience_(patience), deadline_(Clock::now() + patience) {}
+    : number_(number), socket_(std::move(socket)), patience_(patience), deadline_(arrival_ + patience) {}
 
 short ControlConnection::interest() const {
     switch (stage_) {
@@ -34,6 +35,10 @@ short ControlConnection::interest() const {
     default:
         return 0;
     }
+}
+
+std::optional<ControlConnection::Clock::time_point> ControlConnection::silentSince() const {
+    return stage_ == Stage::reading && bytes_.empty() ? std::optional(arrival_) : std::nullopt;
 }
 
 void ControlConnection::ready() {
@@ -64,7 +69,8 @@ void ControlConnection::reply(const Reply& reply) {
 
 void ControlConnection::read() {
     std::array<char, ControlSocket::readChunk> chunk; // NOLINT: filled by recv
-    const ssize_t count = recv(socket_.get(), chunk.data(), chunk.size(), MSG_DONTWAIT);
+    const std::size_t room = ControlSocket::requestLimit - bytes_.size();
+    const ssize_t count = recv(socket_.get(), chunk.data(), std::min(room, chunk.size()), MSG_DONTWAIT);
     if (count > 0) {
         bytes_.append(chunk.data(), static_cast<std::size_t>(count));
         if (bytes_.size() >= ControlSocket::requestLimit) {

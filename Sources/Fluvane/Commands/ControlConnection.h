@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace fluvane {
@@ -30,6 +31,8 @@ public:
     /// Meaningless while its command runs.
     [[nodiscard]] Clock::time_point deadline() const { return deadline_; }
     [[nodiscard]] bool waits() const { return stage_ == Stage::running; }
+    /// Since when it has been there without sending a byte; absent once it has.
+    [[nodiscard]] std::optional<Clock::time_point> silentSince() const;
 
     /// The socket has something to read or room to write.
     void ready();
@@ -48,6 +51,7 @@ private:
     std::uint64_t number_;
     ControlSocket::Descriptor socket_;
     std::chrono::milliseconds patience_;
+    Clock::time_point arrival_ = Clock::now();
     Clock::time_point deadline_;
     Stage stage_ = Stage::reading;
     std::string bytes_; ///< The request, then the reply.

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
@@ -32,11 +33,17 @@ using Stage = ControlConnection::Stage;
 using tessivar::log::lifecycle;
 
 constexpr int backlog = 8;
-/// More clients than this wait in the backlog.
+/// More clients than this wait in the backlog, or take the place of one that came and said nothing.
 constexpr std::size_t mostConnections = 64;
+/// How long a client may say nothing before it has to make room.
+constexpr std::chrono::milliseconds silencePatience{500};
 /// How long ready replies may take to be written at the end.
 constexpr std::chrono::seconds lastWords{1};
 constexpr std::chrono::milliseconds acceptPause{100};
+
+Reply notACommand() {
+    return {.ok = false, .text = "That wasn't a command."};
+}
 
 void logFailure(int number) {
     lifecycle.error("couldn't open the command-line socket: " + std::generic_category().message(number));
@@ -92,6 +99,11 @@ private:
     void turn(std::optional<Clock::time_point> until);
     [[nodiscard]] std::vector<pollfd> polled() const;
     [[nodiscard]] int timeout(std::optional<Clock::time_point> until) const;
+    [[nodiscard]] std::size_t firstSilent() const;
+    /// When somebody can be made to make room; absent while nobody needs to, or nobody can.
+    [[nodiscard]] std::optional<Clock::time_point> roomAt() const;
+    [[nodiscard]] bool hasRoom() const;
+    void makeRoom();
     void accept();
     void takeReplies();
     void serve(ControlConnection& connection, bool ready);
@@ -146,7 +158,7 @@ void ControlServer::Loop::turn(std::optional<Clock::time_point> until) {
         serve(connections_[i], descriptors[i + 2].revents != 0);
     }
     dropClosed();
-    if (descriptors[1].revents != 0) {
+    if (descriptors[1].revents != 0 && hasRoom()) {
         accept();
     }
 }
@@ -157,8 +169,8 @@ std::vector<pollfd> ControlServer::Loop::polled() const {
     std::vector<pollfd> result;
     result.reserve(connections_.size() + 2);
     result.push_back({.fd = wake_.get(), .events = POLLIN, .revents = 0});
-    const bool room = connections_.size() < mostConnections && !acceptAgain_;
-    result.push_back({.fd = room ? listener_.get() : -1, .events = POLLIN, .revents = 0});
+    result.push_back(
+        {.fd = hasRoom() && !acceptAgain_ ? listener_.get() : -1, .events = POLLIN, .revents = 0});
     for (const auto& connection : connections_) {
         const short interest = connection.interest();
         // A client that hung up while its command runs would be reported again and again.
@@ -174,14 +186,45 @@ int ControlServer::Loop::timeout(std::optional<Clock::time_point> until) const {
             until = std::min(until.value_or(connection.deadline()), connection.deadline());
         }
     }
-    if (acceptAgain_) {
-        until = std::min(until.value_or(*acceptAgain_), *acceptAgain_);
+    const bool full = !hasRoom(); // once there is room, only the listener matters
+    for (const auto& time : {acceptAgain_, full ? roomAt() : std::nullopt}) {
+        if (time) {
+            until = std::min(until.value_or(*time), *time);
+        }
     }
     if (!until) {
         return -1;
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(*until - Clock::now()).count();
     return static_cast<int>(std::max<std::int64_t>(left, 0));
+}
+
+/// The client that has said nothing for longest; the connections are in the order of their arrival.
+std::size_t ControlServer::Loop::firstSilent() const {
+    const auto silent = std::ranges::find_if(
+        connections_, [](const auto& connection) { return connection.silentSince().has_value(); });
+    return static_cast<std::size_t>(silent - connections_.begin());
+}
+
+std::optional<Clock::time_point> ControlServer::Loop::roomAt() const {
+    const auto silent = firstSilent();
+    if (connections_.size() < mostConnections || silent == connections_.size()) {
+        return std::nullopt;
+    }
+    return *connections_[silent].silentSince() + silencePatience;
+}
+
+bool ControlServer::Loop::hasRoom() const {
+    const auto time = roomAt();
+    return connections_.size() < mostConnections || (time && Clock::now() >= *time);
+}
+
+void ControlServer::Loop::makeRoom() {
+    if (connections_.size() >= mostConnections) {
+        const auto silent = connections_.begin() + static_cast<std::ptrdiff_t>(firstSilent());
+        silent->reply(notACommand());
+        connections_.erase(silent);
+    }
 }
 
 void ControlServer::Loop::accept() {
@@ -191,6 +234,7 @@ void ControlServer::Loop::accept() {
         acceptAgain_ = Clock::now() + acceptPause;
     }
     if (socket && isOurUser(socket.get())) {
+        makeRoom();
         connections_.emplace_back(nextConnection_++, std::move(socket), patience_);
     }
 }
@@ -225,7 +269,7 @@ void ControlServer::Loop::handOn(ControlConnection& connection) {
     auto arguments = parseRequest(connection.request());
     connection.run();
     if (!arguments) {
-        return connection.reply({.ok = false, .text = "That wasn't a command."});
+        return connection.reply(notACommand());
     }
     main_.post(
         [self = shared_from_this(), number = connection.number(), list = std::move(*arguments)]() mutable {
