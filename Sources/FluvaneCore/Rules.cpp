@@ -32,14 +32,15 @@ const KindEntry& find(FileKind kind) {
 }
 
 /// Whether a host is the site or one of its subdomains.
-bool covers(std::string_view site, const std::optional<std::string>& host) {
-    if (!host || site.empty()) {
+bool covers(const std::string& shownSite, const std::optional<std::string>& host) {
+    if (!host || shownSite.empty()) {
         return false;
     }
-    const std::string lower = text::lowercased(*host);
+    const std::string site = URL::siteName(shownSite);
+    const std::string name = URL::siteName(text::lowercased(*host));
     const bool subdomain =
-        lower.size() > site.size() && lower.ends_with(site) && lower[lower.size() - site.size() - 1] == '.';
-    return lower == site || subdomain;
+        name.size() > site.size() && name.ends_with(site) && name[name.size() - site.size() - 1] == '.';
+    return name == site || subdomain;
 }
 
 bool isWordCharacter(std::string_view character) {

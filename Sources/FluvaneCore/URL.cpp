@@ -3,6 +3,7 @@
 #include "FluvaneCore/Text.h"
 
 #include <curl/curl.h>
+#include <idn2.h>
 
 #include <algorithm>
 #include <array>
@@ -241,7 +242,28 @@ std::optional<URL> URL::parse(std::string_view text) {
     if (!misleading && (host.starts_with('[') || isPlausibleName(host))) {
         url.host_ = hostOf(url.text_);
     }
-    return url.host_ ? std::optional(std::move(url)) : std::nullopt;
+    if (!url.host_) {
+        return std::nullopt;
+    }
+    if (auto site = siteName(*url.host_); site != *url.host_) {
+        url.site_ = std::move(site);
+    }
+    return url;
+}
+
+std::string URL::siteName(const std::string& host) {
+    if (std::ranges::all_of(host, [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+        return host;
+    }
+    // The transfer library's own way, except that it takes text to be in the locale's encoding.
+    for (const int way : {IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL, IDN2_NFC_INPUT | IDN2_TRANSITIONAL}) {
+        char* name = nullptr;
+        if (idn2_to_ascii_8z(host.c_str(), &name, way) == IDN2_OK) {
+            const std::unique_ptr<char, decltype(&idn2_free)> owner(name, idn2_free);
+            return name;
+        }
+    }
+    return host;
 }
 
 URL URL::file(std::string_view absolutePath) {
@@ -321,7 +343,7 @@ URL URL::withoutCredentials() const {
 }
 
 std::string URL::server() const {
-    if (!host_) {
+    if (!site()) {
         return {};
     }
     std::string port(cutAuthority(*cut(text_)->authority).port);
@@ -330,7 +352,7 @@ std::string URL::server() const {
     } else {
         port = defaultPort(scheme_);
     }
-    return port.empty() ? *host_ : *host_ + ":" + port;
+    return port.empty() ? *site() : *site() + ":" + port;
 }
 
 } // namespace fluvane

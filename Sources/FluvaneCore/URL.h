@@ -26,6 +26,11 @@ public:
     [[nodiscard]] const std::string& scheme() const { return scheme_; } ///< Lower case.
     /// Lower case, escapes decoded, an IPv6 address in its brackets.
     [[nodiscard]] const std::optional<std::string>& host() const { return host_; }
+    /// The host in the one form by which sites are told apart: a name in another script as the name system
+    /// knows it (xn--…). For comparing, not for showing.
+    [[nodiscard]] const std::optional<std::string>& site() const { return site_ ? site_ : host_; }
+    /// The same form of a host's name in lower case; as it is when the name system has no such name.
+    [[nodiscard]] static std::string siteName(const std::string& host);
     [[nodiscard]] bool isWeb() const { return scheme_ == "http" || scheme_ == "https"; }
     [[nodiscard]] bool isFile() const { return scheme_ == "file"; }
 
@@ -43,7 +48,7 @@ public:
     [[nodiscard]] URL appending(std::string_view component) const;
     /// Without user name and password.
     [[nodiscard]] URL withoutCredentials() const;
-    /// Host and port (the scheme's own when none is given), by which two links go to the same server; empty
+    /// Site and port (the scheme's own when none is given), by which two links go to the same server; empty
     /// without a host.
     [[nodiscard]] std::string server() const;
 
@@ -54,6 +59,7 @@ private:
     std::string text_;
     std::string scheme_;
     std::optional<std::string> host_;
+    std::optional<std::string> site_; ///< Only where it differs from the host.
 };
 
 } // namespace fluvane

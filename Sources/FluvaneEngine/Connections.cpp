@@ -44,7 +44,7 @@ void DownloadManager::fill(Download& download) {
 }
 
 bool DownloadManager::openOne(Download& download) {
-    if (connectionsTo(download.record.url.host()) >= config_.connectionsPerServer) {
+    if (connectionsTo(download.record.url.site()) >= config_.connectionsPerServer) {
         const bool isFirst = download.transfers.empty() && download.isPrioritized();
         if (!isFirst || !roomAtServer(download)) {
             return false;

@@ -164,7 +164,7 @@ void DownloadManager::chooseFolder(Download& download, const std::string& name) 
     if (!record.autoFolder.value_or(false)) {
         return;
     }
-    const Rule* const rule = rules::folderRule(config_.rules, name, record.url.host());
+    const Rule* const rule = rules::folderRule(config_.rules, name, record.url.site());
     record.folder = surroundings_.folder(rule ? rule->folder : config_.folder);
     record.rule = rule ? std::optional(rule->id) : std::nullopt;
     if (rule) {

@@ -104,7 +104,7 @@ void DownloadManager::pumpOnce() {
         if (!free() && !download->isPrioritized()) {
             break;
         }
-        const auto server = download->record.url.host().value_or("");
+        const auto server = download->record.url.site().value_or("");
         if (fullServers.contains(server) && !download->isPrioritized()) {
             continue;
         }
@@ -142,14 +142,14 @@ void DownloadManager::holdOnLimitedNetwork() {
 /// Whether a first connection may go to the download's server. At a full server one of a download that has
 /// several makes room; the prioritized download needs none.
 bool DownloadManager::roomAtServer(const Download& download) {
-    const auto& server = download.record.url.host();
+    const auto& server = download.record.url.site();
     if (connectionsTo(server) < config_.connectionsPerServer) {
         return true;
     }
     Download* richest = nullptr;
     for (const auto& other : downloads_) {
         const auto count = other->transfers.size();
-        if (count > (richest ? richest->transfers.size() : 1) && other->record.url.host() == server) {
+        if (count > (richest ? richest->transfers.size() : 1) && other->record.url.site() == server) {
             richest = other.get();
         }
     }
@@ -165,7 +165,7 @@ bool DownloadManager::roomAtServer(const Download& download) {
 int DownloadManager::connectionsTo(const std::optional<std::string>& server) const {
     int count = 0;
     for (const auto& download : downloads_) {
-        if (!download->transfers.empty() && download->record.url.host() == server) {
+        if (!download->transfers.empty() && download->record.url.site() == server) {
             count += static_cast<int>(download->transfers.size());
         }
     }
@@ -389,7 +389,7 @@ void DownloadManager::takeCaps(Download& download, const Config& before) {
 }
 
 int DownloadManager::ruleCap(const Download& download, const Config& config) {
-    const auto count = rules::connections(config.rules, download.record.url.host());
+    const auto count = rules::connections(config.rules, download.record.url.site());
     return count ? std::max(*count, 1) : std::numeric_limits<int>::max();
 }
 

@@ -41,6 +41,8 @@ TEST(Rules, FitFilesAndHosts) {
     const Rule archives{"a", Rule::Kind{FileKind::archives}, {}, {}};
     const Rule list{"l", Rule::Extensions{{"7z", "bin"}}, {}, {}};
     const Rule site = siteRule("example.com", {}, {});
+    const Rule unicode = siteRule("bücher.example", {}, {});
+    const Rule punycode = siteRule("xn--bcher-kva.example", {}, {});
     struct Row {
         const char* name;
         const Rule& rule;
@@ -60,6 +62,9 @@ TEST(Rules, FitFilesAndHosts) {
         {"subdomain", site, "", "dl.cdn.example.com", true},
         {"look-alike", site, "", "badexample.com", false},
         {"longer name", site, "", "example.com.evil.org", false},
+        {"another script", unicode, "", "dl.xn--bcher-kva.example", true},
+        {"another script twice", unicode, "", "Bücher.example", true},
+        {"its other form", punycode, "", "bücher.example", true},
         {"absent host", site, "", {}, false},
         {"empty site", siteRule("", {}, {}), "", "example.com", false},
     };

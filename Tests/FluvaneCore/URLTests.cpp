@@ -124,6 +124,12 @@ TEST(URL, ComparesServersByHostAndPort) {
         {"https://[::1]/", "[::1]:443"},
         {"http://[::1]:81/", "[::1]:81"},
         {"http://host:/", "host:80"},
+        {"http://Bücher.example/", "xn--bcher-kva.example:80"},
+        {"http://bu\u0308cher.example/", "xn--bcher-kva.example:80"},
+        {"http://b%C3%BCcher.example/", "xn--bcher-kva.example:80"},
+        {"http://XN--bcher-kva.example/", "xn--bcher-kva.example:80"},
+        {"http://straße.example/", "xn--strae-oqa.example:80"},
+        {"http://xn--999999999.\u0301ü/", "xn--999999999.\u0301ü:80"},
         {"fluvane://add", "add"},
         {"file:///a", ""},
     };

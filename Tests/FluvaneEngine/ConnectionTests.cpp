@@ -117,8 +117,8 @@ TEST_F(ConnectionTest, CapsOfRuleAndServerHold) {
     engine.config.connectionsPerServer = 4;
     engine.manager->apply(engine.config);
     engine.add("http://a.example/f");
-    engine.add("http://c.example/g");
-    engine.add("http://c.example/h");
+    engine.add("http://bücher.example/g");
+    engine.add("http://xn--bcher-kva.example/h");
     for (int second = 0; second < 25; ++second) {
         engine.scheduler.runFor(1);
         EXPECT_EQ(connections(1), 1);
