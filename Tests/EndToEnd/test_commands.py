@@ -14,11 +14,9 @@ import unittest
 from harness import MB, EndToEnd, programs, wait_for
 
 NOT_RUNNING = "Fluvane isn't running.\n"
-KNOWS = ". `fluvane list` shows their numbers.\n"
 NO_CHECKSUM = "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.\n"
 NO_LINK = "Give at least one http or https link: fluvane add <link>\n"
 NO_SPEED = "Give a speed in MB/s, like 5 or 0.5, or off: fluvane limit 5\n"
-LINK = "http://127.0.0.1:9/file"
 
 
 class Commands(EndToEnd):
@@ -30,13 +28,8 @@ class Commands(EndToEnd):
             self.assertEqual((result.returncode, result.stdout, result.stderr), (status, output, error))
 
     def test_without_the_application(self):
-        for arguments, status, error in (
-            (["list"], 1, NOT_RUNNING),
-            (["LIST"], 1, NOT_RUNNING),
-            (["pause", "1"], 1, NOT_RUNNING),
-            (["Foo"], 2, "Unknown command 'Foo'. Try: fluvane help\n"),
-        ):
-            self.check(arguments, status, error=error)
+        self.check(["list"], 1, error=NOT_RUNNING)
+        self.check(["Foo"], 2, error="Unknown command 'Foo'. Try: fluvane help\n")
         helped = self.application.client("help")
         self.assertEqual((helped.returncode, helped.stderr), (0, ""))
         self.assertTrue(helped.stdout.startswith("Usage: fluvane <command>\n\nDownloads:\n"))
@@ -50,67 +43,22 @@ class Commands(EndToEnd):
         self.application.finished(number)
         before = self.application.command("list")
         for arguments, error in (
-            (["add"], NO_LINK),
             (["add", "ftp://host/file"], NO_LINK),
-            (["add", "--to", "/tmp"], NO_LINK),
-            (["add", LINK, "--checksum", "12"], NO_CHECKSUM),
-            (["add", LINK, LINK + "2", "--checksum", "0" * 64], "A checksum goes with one link at a time.\n"),
-            (["pause"], "Say which download: fluvane pause <number|all>\n"),
-            (["Resume"], "Say which download: fluvane resume <number|all>\n"),
-            (["remove", "all"], "No download all" + KNOWS),
-            (["pause", "7"], "No download 7" + KNOWS),
-            (["pause", "1.5"], "No download 1.5" + KNOWS),
-            (["resume", "99999999999999999999"], "No download 99999999999999999999" + KNOWS),
-            (["next"], "Say which download: fluvane next <number>" + KNOWS),
+            (["add", "http://127.0.0.1:9/file", "--checksum", "12"], NO_CHECKSUM),
+            (["remove", "all"], "No download all. `fluvane list` shows their numbers.\n"),
             (["next", "1"], "Download 1 isn't waiting its turn or paused.\n"),
-            (["prioritize"], "Say which download: fluvane prioritize <number> [off]\n"),
-            (["prioritize", "1"], "Download 1 can't go first now: it's finished.\n"),
-            (["link", "1"], "Usage: fluvane link <number> <fresh link>\n"),
             (["link", "1", "nonsense"], "Usage: fluvane link <number> <fresh link>\n"),
-            (["checksum"], "Usage: fluvane checksum <number> <SHA-256, SHA-1 or MD5>, or none to take it away\n"),
-            (["checksum", "1", "NONE"], NO_CHECKSUM),
             (["limit", "-1"], NO_SPEED),
-            (["limit", "5MB"], NO_SPEED),
-            (["limit", "nan"], NO_SPEED),
-            (["limit", "inf"], NO_SPEED),
-            (["show", "x"], "No download x" + KNOWS),
-            (["import"], "Say which file to import: fluvane import <file>\n"),
         ):
             self.check(arguments, 1, error=error)
         for arguments, output in (
-            (["limit"], "No limit\n"),
             (["limit", "0,5"], "Up to 500 KB/s\n"),
             (["limit"], "Up to 500 KB/s\n"),
             (["limit", "OFF"], "No limit\n"),
             (["pause", "all"], ""),
-            (["checksum", "1"], ""),
         ):
             self.check(arguments, 0, output=output)
         self.assertEqual(self.application.command("list"), before, "nothing came of any of it")
-
-    def test_requests_that_are_no_commands(self):
-        self.application.start()
-        for name, request in (
-            ("nothing", b""), ("no JSON", b"list"), ("no strings", b"[1]"), ("an object", b"{}"),
-            ("deep", b"[" * 100_000), ("lone surrogate", b'["\\ud800"]'), ("not UTF-8", b'["\xff"]'),
-            ("too long", b'["list", "' + b"x" * (2 << 20) + b'"]'),
-        ):
-            with self.subTest(name):
-                self.assertEqual(self.raw(request), b"error\nThat wasn't a command.")
-        self.assertEqual(self.raw(b"[]"), b"error\nNo command.")
-        self.assertEqual(self.raw(b'["Jump"]'), b"error\nUnknown command 'jump'. Try: fluvane help")
-
-    def raw(self, request):
-        with socket.socket(socket.AF_UNIX) as connection:
-            connection.settimeout(20)
-            connection.connect(self.application.socket)
-            with contextlib.suppress(OSError):  # it stops reading what is too long
-                connection.sendall(request)
-                connection.shutdown(socket.SHUT_WR)
-            answer = b""
-            while chunk := connection.recv(65536):
-                answer += chunk
-            return answer
 
     def test_links_in_a_file_and_a_numbered_range(self):
         for number in (1, 2):

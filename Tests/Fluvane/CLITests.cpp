@@ -26,21 +26,14 @@ struct World {
     std::string output{}, error{};
 
     int run(const Arguments& arguments) {
-        return CLI::run(arguments, {
-                                       .send =
-                                           [this](const Arguments& list) {
-                                               sent.push_back(list);
-                                               return sent.size() > answersFrom ? answer : std::nullopt;
-                                           },
-                                       .launch =
-                                           [this] {
-                                               ++launched;
-                                               return launches;
-                                           },
-                                       .sleep = [this](auto) { ++slept; },
-                                       .output = [this](auto text) { output += text; },
-                                       .error = [this](auto text) { error += text; },
-                                   });
+        const auto send = [this](const Arguments& list) {
+            sent.push_back(list);
+            return sent.size() > answersFrom ? answer : std::nullopt;
+        };
+        const auto launch = [this] { return ++launched > 0 && launches; };
+        return CLI::run(arguments,
+                        {send, launch, [this](auto) { ++slept; }, [this](auto text) { output += text; },
+                         [this](auto text) { error += text; }});
     }
 };
 
@@ -101,11 +94,11 @@ TEST(CLI, StartsTheApplicationOnlyForWhatOpensSomething) {
 
 TEST(CLI, MakesPathsAbsolute) {
     const TemporaryFolder folder;
-    std::ofstream(folder.path + "/part.txt") << "x";
-    std::filesystem::create_directory(folder.path + "/sub");
+    support::writeFile(folder / "part.txt", "x");
+    std::filesystem::create_directory(folder / "sub");
     const auto before = std::filesystem::current_path();
-    std::filesystem::current_path(folder.path);
-    const std::string here = folder.path + "/";
+    std::filesystem::current_path(folder.path());
+    const std::string here = folder / "";
     const std::string home = DataFolders::home();
     struct Row {
         const char* name;
@@ -126,7 +119,7 @@ TEST(CLI, MakesPathsAbsolute) {
         {"export", {"export", "missing"}, {"export", here + "missing"}},
         {"export to nowhere", {"export"}, {"export"}},
         {"import", {"import", "../x", "y"}, {"import", before.root_path().string() + "tmp/x", "y"}},
-        {"snapshot", {"snapshot", ".", "p"}, {"snapshot", folder.path, "p"}},
+        {"snapshot", {"snapshot", ".", "p"}, {"snapshot", folder.path(), "p"}},
         {"others", {"link", "1", "part.txt"}, {"link", "1", "part.txt"}},
     };
     for (const Row& row : rows) {
@@ -138,99 +131,75 @@ TEST(CLI, MakesPathsAbsolute) {
 TEST(DataFolders, FollowTheBaseDirectoryVariables) {
     const std::string home = getenv("HOME") ? getenv("HOME") : "";
     setenv("HOME", "/home/u", 1);
-    struct Row {
-        const char* name;
-        const char* value;
-        const char* socket;
-    };
-    const Row rows[] = {
-        {"unset", nullptr, "/home/u/.local/share/Fluvane/control.sock"},
-        {"empty", "", "/home/u/.local/share/Fluvane/control.sock"},
-        {"relative", "share", "/home/u/.local/share/Fluvane/control.sock"},
-        {"absolute", "/data/", "/data/Fluvane/control.sock"},
-    };
-    for (const Row& row : rows) {
-        row.value ? setenv("XDG_DATA_HOME", row.value, 1) : unsetenv("XDG_DATA_HOME");
-        EXPECT_EQ(DataFolders::controlSocket(), row.socket) << row.name;
+    const std::string usual = "/home/u/.local/share/Fluvane/control.sock";
+    const std::pair<const char*, std::string> rows[] = {
+        {nullptr, usual}, {"", usual}, {"relative", usual}, {"/data/", "/data/Fluvane/control.sock"}};
+    for (const auto& [value, socket] : rows) {
+        value ? setenv("XDG_DATA_HOME", value, 1) : unsetenv("XDG_DATA_HOME");
+        EXPECT_EQ(DataFolders::controlSocket(), socket) << (value ? value : "unset");
     }
     unsetenv("XDG_DATA_HOME");
     setenv("HOME", home.c_str(), 1);
 }
 
-/// A server of one connection that answers with fixed bytes, whatever it is asked.
-std::optional<CLI::Answer> sendTo(const std::string& reply, const Arguments& arguments,
-                                  std::string* request) {
+/// The request that reaches a server, and what the client makes of its reply.
+std::pair<std::string, std::optional<CLI::Answer>> sendTo(const std::string& reply,
+                                                          const Arguments& arguments) {
     const TemporaryFolder folder;
-    const std::string path = folder.path + "/s";
-    const auto address = ControlSocket::address(path).value();
-    const ControlSocket::Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(listen(listener.get(), 1), 0);
+    const auto listener = support::listening(folder / "s", 1);
+    std::string request;
     std::thread server([&] {
         const ControlSocket::Descriptor client(accept(listener.get(), nullptr, nullptr));
         char chunk[4096];
-        for (ssize_t count = 1; count > 0;) {
-            count = read(client.get(), chunk, sizeof chunk);
-            request->append(chunk, count > 0 ? static_cast<std::size_t>(count) : 0);
+        for (ssize_t count = 0; (count = read(client.get(), chunk, sizeof chunk)) > 0;) {
+            request.append(chunk, static_cast<std::size_t>(count));
         }
         ControlSocket::writeAll(client.get(), reply);
     });
-    const auto answer = CLI::send(arguments, path);
+    const auto answer = CLI::send(arguments, folder / "s");
     server.join();
-    return answer;
+    return {request, answer};
 }
 
 TEST(CLI, ReadsReplies) {
+    const std::string big(3'000'000, 'x');
     struct Row {
         const char* name;
         std::string reply;
-        std::optional<std::pair<bool, std::string>> answer;
+        std::string answer; ///< "none", or whether it went well and the text.
     };
     const Row rows[] = {
-        {"empty success", "ok\n", {{true, ""}}},
-        {"text", "ok\ntwo\nlines", {{true, "two\nlines"}}},
-        {"error", "error\nNo.", {{false, "No."}}},
-        {"another status", "OK\nx", {{false, "x"}}},
-        {"no line feed", "ok", std::nullopt},
-        {"nothing", "", std::nullopt},
-        {"broken text",
-         "ok\n\xff\xe2\x82|\xed\xa0\x80|\xe2\x80\xa6",
-         {{true, "\uFFFD\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD|…"}}},
-        {"big", "ok\n" + std::string(3'000'000, 'x'), {{true, std::string(3'000'000, 'x')}}},
+        {"empty success", "ok\n", "1"},
+        {"text", "ok\ntwo\nlines", "1two\nlines"},
+        {"error", "error\nNo.", "0No."},
+        {"another status", "OK\nx", "0x"},
+        {"no line feed", "ok", "none"},
+        {"nothing", "", "none"},
+        {"broken text", "ok\n\xff\xe2\x82|\xed\xa0\x80|…", "1\uFFFD\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD|…"},
+        {"big", "ok\n" + big, "1" + big},
     };
     for (const Row& row : rows) {
-        std::string request;
-        const auto answer = sendTo(row.reply, {"list"}, &request);
-        EXPECT_EQ(answer.has_value(), row.answer.has_value()) << row.name;
-        if (answer && row.answer) {
-            EXPECT_EQ(answer->ok, row.answer->first) << row.name;
-            EXPECT_TRUE(answer->text == row.answer->second) << row.name;
-        }
-        EXPECT_EQ(request, R"(["list"])") << row.name;
+        const auto [request, answer] = sendTo(row.reply, {"add", "\"…\n"});
+        EXPECT_TRUE((answer ? std::to_string(answer->ok) + answer->text : "none") == row.answer) << row.name;
+        EXPECT_EQ(request, R"(["add","\"…\n"])") << row.name;
     }
-    std::string request;
-    EXPECT_TRUE(sendTo("ok\n", {"add", "\"…\n"}, &request));
-    EXPECT_EQ(request, "[\"add\",\"\\\"…\\n\"]");
 }
 
 TEST(CLI, NobodyThereIsNoAnswer) {
     const TemporaryFolder folder;
     EXPECT_FALSE(CLI::canBeSent({"add", "--to", "\xe4"}));
-    EXPECT_FALSE(CLI::send({"list"}, folder.path + "/none"));
+    EXPECT_FALSE(CLI::send({"list"}, folder / "none"));
     EXPECT_FALSE(CLI::send({"list"}, "/" + std::string(103, 'x')));
     EXPECT_TRUE(ControlSocket::address("/" + std::string(102, 'x')));
     EXPECT_FALSE(ControlSocket::address("/" + std::string(103, 'x')));
-    std::ofstream(folder.path + "/file") << "no socket";
-    EXPECT_FALSE(CLI::send({"list"}, folder.path + "/file"));
+    support::writeFile(folder / "file", "no socket");
+    EXPECT_FALSE(CLI::send({"list"}, folder / "file"));
 }
 
 TEST(CLI, AFullBacklogIsWaitedFor) {
     const TemporaryFolder folder;
-    const std::string path = folder.path + "/s";
-    const auto address = ControlSocket::address(path).value();
-    const ControlSocket::Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(listener.get(), 0), 0);
+    const std::string path = folder / "s";
+    const auto listener = support::listening(path, 0);
     support::RawClient first(path); // fills the backlog
     std::optional<CLI::Answer> answer{};
     std::thread client([&] { answer = CLI::send({"list"}, path); });

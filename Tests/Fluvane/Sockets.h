@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Fluvane/Client/ControlSocket.h"
+#include "Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -8,25 +9,19 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <string_view>
 
 namespace fluvane::support {
 
-/// A folder that goes away with its owner.
-class TemporaryFolder {
-public:
-    TemporaryFolder() {
-        std::string pattern = std::filesystem::temp_directory_path() / "fluvane-test-XXXXXX";
-        path = mkdtemp(pattern.data());
-    }
-    ~TemporaryFolder() { std::filesystem::remove_all(path); }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    std::string path;
-};
+/// A socket that takes connections at the path, for a server played by the test.
+inline ControlSocket::Descriptor listening(const std::string& path, int backlog) {
+    const auto address = ControlSocket::address(path).value();
+    ControlSocket::Descriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(listener.get(), backlog), 0);
+    return listener;
+}
 
 /// A client of the control socket that does what it is told rather than what is right.
 class RawClient {

@@ -1,9 +1,12 @@
 #include "FluvaneCore/Checksum.h"
 
+#include "Support/Rows.h"
+
 #include <gtest/gtest.h>
 
 using namespace fluvane;
 using Algorithm = Checksum::Algorithm;
+using namespace testsupport;
 
 namespace {
 
@@ -12,12 +15,7 @@ const std::string sha1 = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
 const std::string sha256 = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
 TEST(Checksum, IsRecognisedInPastedText) {
-    struct Row {
-        const char* name;
-        std::string text;
-        std::optional<Checksum> expected;
-    };
-    const Row rows[] = {
+    const NamedRows<std::string, std::optional<Checksum>> rows = {
         {"bare", sha256, Checksum(Algorithm::sha256, sha256)},
         {"upper case", "DA39A3EE5E6B4B0D3255BFEF95601890AFD80709", Checksum(Algorithm::sha1, sha1)},
         {"label and colon", "MD5: " + md5, Checksum(Algorithm::md5, md5)},
@@ -31,9 +29,7 @@ TEST(Checksum, IsRecognisedInPastedText) {
         {"label run into the value", "sha256" + sha256, {}},
         {"no hash", "no digest here, zzz", {}},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(Checksum::recognise(row.text), row.expected) << row.name;
-    }
+    expectRows(rows, Checksum::recognise);
 }
 
 TEST(Checksum, ComparesWhateverTheCase) {

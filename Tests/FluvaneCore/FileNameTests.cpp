@@ -1,34 +1,24 @@
 #include "FluvaneCore/FileName.h"
 #include "FluvaneCore/Text.h"
 
+#include "Support/Rows.h"
+
 #include <gmock/gmock.h>
 
 #include <set>
 #include <string>
 
 using namespace fluvane;
+using namespace testsupport;
 
 namespace {
-
-std::string repeated(std::string_view text, int count) {
-    std::string result;
-    for (int i = 0; i < count; ++i) {
-        result += text;
-    }
-    return result;
-}
 
 URL url(std::string_view text) {
     return URL::parse(text).value();
 }
 
 TEST(FileName, CleansWhatComesFromOutside) {
-    struct Row {
-        const char* name;
-        std::string given;
-        std::optional<std::string> cleaned;
-    };
-    const Row rows[] = {
+    const NamedRows<std::string, std::optional<std::string>> rows = {
         {"plain", "a b.zip", "a b.zip"},
         {"way up", "../../etc/passwd", "-..-etc-passwd"},
         {"drive and backslashes", "C:\\a\\b.txt", "C--a-b.txt"},
@@ -43,9 +33,7 @@ TEST(FileName, CleansWhatComesFromOutside) {
         {"invalid bytes", "caf\xE9.txt", "caf\uFFFD.txt"},
         {"emoji stays whole", "👩‍👩‍👧.png", "👩‍👩‍👧.png"},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(FileName::clean(row.given), row.cleaned) << row.name;
-    }
+    expectRows(rows, FileName::clean);
 }
 
 TEST(FileName, CutsLongNamesByWholeCharacters) {
@@ -78,7 +66,7 @@ TEST(FileName, CutsLongNamesByWholeCharacters) {
 }
 
 TEST(FileName, SplitsStemAndExtension) {
-    const std::pair<const char*, FileName::Parts> rows[] = {
+    const Rows<const char*, FileName::Parts> rows = {
         {"a.zip", {"a", ".zip"}},
         {"archive.tar.gz", {"archive", ".tar.gz"}},
         {"Backup.TAR.GZ", {"Backup", ".tar.GZ"}},
@@ -91,9 +79,7 @@ TEST(FileName, SplitsStemAndExtension) {
         {"v1. final", {"v1. final", ""}},
         {".bashrc", {".bashrc", ""}},
     };
-    for (const auto& [name, parts] : rows) {
-        EXPECT_EQ(FileName::split(name), parts) << name;
-    }
+    expectRows(rows, FileName::split);
 }
 
 TEST(FileName, SuggestsANameFromHeaderLinkAndType) {

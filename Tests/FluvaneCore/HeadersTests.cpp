@@ -1,15 +1,18 @@
 #include "FluvaneCore/Headers.h"
 
+#include "Support/Rows.h"
+
 #include <gmock/gmock.h>
 
 #include <string>
 
 using namespace fluvane;
+using namespace testsupport;
 
 namespace {
 
 TEST(ContentRange, ReadsSatisfiedRanges) {
-    const std::pair<const char*, std::optional<ContentRange>> rows[] = {
+    const Rows<const char*, std::optional<ContentRange>> rows = {
         {"bytes 0-499/1234", ContentRange{0, 499, 1234}},
         {" \tBytes 500-999/* ", ContentRange{500, 999, std::nullopt}},
         {"bytes 0-0/1", ContentRange{0, 0, 1}},
@@ -35,28 +38,19 @@ TEST(ContentRange, ReadsSatisfiedRanges) {
         {"bytes 0x0-9/100", {}},
         {"", {}},
     };
-    for (const auto& [header, range] : rows) {
-        EXPECT_EQ(ContentRange::parse(header), range) << header;
-    }
+    expectRows(rows, ContentRange::parse);
 }
 
 TEST(ContentRange, ReadsTheTotalOfARefusedRange) {
-    const std::pair<const char*, std::optional<std::int64_t>> rows[] = {
+    const Rows<const char*, std::optional<std::int64_t>> rows = {
         {" BYTES */4096 ", 4096}, {"bytes */", {}},    {"bytes */*", {}},
         {"bytes * /5", {}},       {"bytes 0-1/5", {}},
     };
-    for (const auto& [header, total] : rows) {
-        EXPECT_EQ(ContentRange::unsatisfiedTotal(header), total) << header;
-    }
+    expectRows(rows, ContentRange::unsatisfiedTotal);
 }
 
 TEST(ContentDisposition, FindsTheSuggestedName) {
-    struct Row {
-        const char* name;
-        const char* header;
-        std::optional<std::string> fileName;
-    };
-    const Row rows[] = {
+    const NamedRows<const char*, std::optional<std::string>> rows = {
         {"token", "attachment; filename=a.zip", "a.zip"},
         {"token with blanks", "attachment;\tFileName = my file.zip ; x=y", "my file.zip"},
         {"quoted", R"(attachment; filename="a; b.zip" junk; size=5)", "a; b.zip"},
@@ -82,14 +76,12 @@ TEST(ContentDisposition, FindsTheSuggestedName) {
         {"only separators", ";;; \t;", {}},
         {"other parameter", "form-data; name=\"x\"", {}},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(ContentDisposition::fileName(row.header), row.fileName) << row.name;
-    }
+    expectRows(rows, ContentDisposition::fileName);
 }
 
 TEST(RetryAfter, TakesSecondsAndDates) {
     const Date now = Date(std::chrono::seconds(784111777)); // Sun, 06 Nov 1994 08:49:37 GMT
-    const std::pair<std::string, std::optional<double>> rows[] = {
+    const Rows<std::string, std::optional<double>> rows = {
         {" 120 ", 120.0},
         {"1.5", 1.5},
         {"+3", 3.0},
@@ -122,9 +114,7 @@ TEST(RetryAfter, TakesSecondsAndDates) {
         {"+-5", {}},
         {"", {}},
     };
-    for (const auto& [value, wait] : rows) {
-        EXPECT_EQ(RetryAfter::delay(value, now), wait) << value;
-    }
+    expectRows(rows, [&](const auto& value) { return RetryAfter::delay(value, now); });
 }
 
 TEST(Validators, ChooseIfRangeAndCompare) {

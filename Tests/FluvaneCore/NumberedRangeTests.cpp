@@ -1,5 +1,7 @@
 #include "FluvaneCore/NumberedRange.h"
 
+#include "Support/Rows.h"
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -8,19 +10,12 @@
 using namespace fluvane;
 using testing::ElementsAre;
 using testing::SizeIs;
+using namespace testsupport;
 
 namespace {
 
-std::string repeated(std::string_view text, int count) {
-    std::string result;
-    for (int i = 0; i < count; ++i) {
-        result += text;
-    }
-    return result;
-}
-
 TEST(NumberedRange, ExpandsAWord) {
-    const std::pair<const char*, std::vector<std::string>> rows[] = {
+    const Rows<const char*, std::vector<std::string>> rows = {
         {"part[1-3].zip", {"part1.zip", "part2.zip", "part3.zip"}},
         {"part[001-3].zip", {"part001.zip", "part002.zip", "part003.zip"}},
         {"[9-11]", {"9", "10", "11"}},
@@ -41,9 +36,7 @@ TEST(NumberedRange, ExpandsAWord) {
         {"http://[::1]/a[1-2]", {"http://[::1]/a1", "http://[::1]/a2"}},
         {"", {""}},
     };
-    for (const auto& [word, expansions] : rows) {
-        EXPECT_EQ(NumberedRange::expandWord(word), expansions) << word;
-    }
+    expectRows(rows, NumberedRange::expandWord);
 }
 
 TEST(NumberedRange, StopsAtTheLimitWithoutCountingOn) {
@@ -65,7 +58,7 @@ TEST(NumberedRange, StopsAtTheLimitWithoutCountingOn) {
 }
 
 TEST(NumberedRange, ExpandsTextAndKeepsItsWhiteSpace) {
-    const std::pair<const char*, const char*> rows[] = {
+    const Rows<const char*, const char*> rows = {
         {"", ""},
         {" no range \r\n\there ", " no range \r\n\there "},
         {"a[1-2]\t b\nc[3-4]", "a1\na2\t b\nc3\nc4"},
@@ -75,9 +68,7 @@ TEST(NumberedRange, ExpandsTextAndKeepsItsWhiteSpace) {
                                 "1\xE2\x82\n\xFF"
                                 "2\xE2\x82 é"},
     };
-    for (const auto& [text, expanded] : rows) {
-        EXPECT_EQ(NumberedRange::expand(text), expanded) << text;
-    }
+    expectRows(rows, NumberedRange::expand);
 }
 
 TEST(NumberedRange, BoundsWhatOneTextComesTo) {

@@ -1,12 +1,15 @@
 #include "FluvaneCore/Rules.h"
 #include "FluvaneCore/WebPage.h"
 
+#include "Support/Rows.h"
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
 
 using namespace fluvane;
 using testing::ElementsAre;
+using namespace testsupport;
 
 namespace {
 
@@ -15,7 +18,7 @@ Rule siteRule(std::string site, std::optional<std::string> folder, std::optional
 }
 
 TEST(Rules, StoreWhatTheUserTyped) {
-    const std::pair<const char*, const char*> sites[] = {
+    const Rows<const char*, const char*> sites = {
         {"https://WWW.Example.com:8080/A?b", "example.com"},
         {" www.example.com\n", "example.com"},
         {"EXAMPLE.COM", "example.com"},
@@ -28,9 +31,7 @@ TEST(Rules, StoreWhatTheUserTyped) {
         {"http://", "http://"},
         {"", ""},
     };
-    for (const auto& [typed, site] : sites) {
-        EXPECT_EQ(Rule::site(typed), site) << typed;
-    }
+    expectRows(sites, Rule::site);
     EXPECT_THAT(Rule::extensions("zip, .RAR; 7z zip"), ElementsAre("zip", "rar", "7z", "zip"));
     EXPECT_THAT(Rule::extensions("ÉPUB.e\u0301x/文"), ElementsAre("épub", "e\u0301x", "文"));
     EXPECT_THAT(Rule::extensions(" .,;\xFF "), ElementsAre());

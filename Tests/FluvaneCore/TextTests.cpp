@@ -1,5 +1,7 @@
 #include "FluvaneCore/Text.h"
 
+#include "Support/Rows.h"
+
 #include <gmock/gmock.h>
 
 #include <clocale>
@@ -7,6 +9,7 @@
 
 using namespace fluvane;
 using testing::ElementsAre;
+using namespace testsupport;
 
 namespace {
 
@@ -90,14 +93,12 @@ TEST(Text, DecodesEscapesOnce) {
 }
 
 TEST(Text, ReadsNumbersWholeOrNotAtAll) {
-    const std::pair<const char*, std::optional<std::int64_t>> whole[] = {
+    const Rows<const char*, std::optional<std::int64_t>> whole = {
         {"0", 0},   {"+7", 7},  {"-7", -7},  {"007", 7},  {"9223372036854775807", INT64_MAX},
         {"", {}},   {"+", {}},  {"+-7", {}}, {"--7", {}}, {"9223372036854775808", {}},
         {" 7", {}}, {"7 ", {}}, {"7.0", {}}, {"0x7", {}}, {"٣", {}},
     };
-    for (const auto& [word, value] : whole) {
-        EXPECT_EQ(text::wholeNumber(word), value) << word;
-    }
+    expectRows(whole, text::wholeNumber);
     const std::pair<const char*, std::optional<double>> decimal[] = {
         {"0.5", 0.5},   {"+.5", 0.5},  {"5.", 5.0}, {"-1e3", -1000.0}, {"", {}},
         {"0,5", {}},    {"5MB", {}},   {"inf", {}}, {"-Infinity", {}}, {"nan", {}},
@@ -112,14 +113,12 @@ TEST(Text, ReadsNumbersWholeOrNotAtAll) {
 }
 
 TEST(Text, FindsTheExtensionOfAName) {
-    const std::pair<const char*, const char*> rows[] = {
+    const Rows<const char*, const char*> rows = {
         {"a.zip", "zip"},      {"a.tar.GZ", "GZ"}, {"README", ""}, {".bashrc", ""},    {".a.txt", "txt"},
         {"ends.", ""},         {"", ""},           {".", ""},      {"..", ""},         {"Dr. No", ""},
         {"folder.d/file", ""}, {"a/.hidden", ""},  {"a/b.c", "c"}, {"a.b\u3000c", ""},
     };
-    for (const auto& [name, extension] : rows) {
-        EXPECT_EQ(text::pathExtension(name), extension) << name;
-    }
+    expectRows(rows, text::pathExtension);
 }
 
 } // namespace

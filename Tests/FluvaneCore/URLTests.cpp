@@ -1,5 +1,7 @@
 #include "FluvaneCore/URL.h"
 
+#include "Support/Rows.h"
+
 #include <gmock/gmock.h>
 
 #include <string>
@@ -7,6 +9,7 @@
 using namespace fluvane;
 using testing::ElementsAre;
 using testing::Pair;
+using namespace testsupport;
 
 namespace {
 
@@ -116,7 +119,7 @@ TEST(URL, NamesTheActionOfALinkToTheApplication) {
 }
 
 TEST(URL, ComparesServersByHostAndPort) {
-    const std::pair<const char*, const char*> rows[] = {
+    const Rows<const char*, const char*> rows = {
         {"http://Host/a", "host:80"},
         {"https://host/", "host:443"},
         {"http://host:0080", "host:80"},
@@ -133,9 +136,7 @@ TEST(URL, ComparesServersByHostAndPort) {
         {"fluvane://add", "add"},
         {"file:///a", ""},
     };
-    for (const auto& [text, server] : rows) {
-        EXPECT_EQ(url(text).server(), server) << text;
-    }
+    expectRows(rows, [&](const auto& text) { return url(text).server(); });
 }
 
 TEST(URL, FileLocationsCarryAnyPath) {

@@ -1,5 +1,7 @@
 #include "FluvaneCore/Words.h"
 
+#include "Support/Rows.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,11 +9,12 @@
 #include <utility>
 
 using namespace fluvane;
+using namespace testsupport;
 
 namespace {
 
 TEST(Words, Sizes) {
-    const std::pair<std::int64_t, const char*> rows[] = {
+    const Rows<std::int64_t, const char*> rows = {
         {1, "1 byte"},
         {999, "999 bytes"},
         {1050, "1.1 KB"},
@@ -21,24 +24,20 @@ TEST(Words, Sizes) {
         {std::numeric_limits<std::int64_t>::max(), "9.2 EB"},
         {-1, "0 bytes"},
     };
-    for (const auto& [count, text] : rows) {
-        EXPECT_EQ(Words::bytes(count), text) << count;
-    }
+    expectRows(rows, Words::bytes);
 }
 
 TEST(Words, Speeds) {
     const double infinity = std::numeric_limits<double>::infinity();
-    const std::pair<double, const char*> rows[] = {
+    const Rows<double, const char*> rows = {
         {5e6, "5 MB/s"},        {999.6, "1 KB/s"},           {-3, "0 bytes/s"},
         {infinity, "9.2 EB/s"}, {std::nan(""), "0 bytes/s"},
     };
-    for (const auto& [rate, text] : rows) {
-        EXPECT_EQ(Words::speed(rate), text) << rate;
-    }
+    expectRows(rows, Words::speed);
 }
 
 TEST(Words, TimesLeft) {
-    const std::pair<double, const char*> rows[] = {
+    const Rows<double, const char*> rows = {
         {9.9, "a few seconds left"},
         {41, "about 40 seconds left"},
         {89, "about a minute left"},
@@ -49,18 +48,14 @@ TEST(Words, TimesLeft) {
         {3 * 86400, "about 3 days left"},
         {std::nan(""), "more than a year left"},
     };
-    for (const auto& [seconds, text] : rows) {
-        EXPECT_EQ(Words::timeLeft(seconds), text) << seconds;
-    }
+    expectRows(rows, Words::timeLeft);
 }
 
 TEST(Words, PercentIsFullOnlyAtTheEnd) {
-    const std::pair<double, const char*> rows[] = {
+    const Rows<double, const char*> rows = {
         {0.29, "29 %"}, {0.999999999999, "99 %"}, {1, "100 %"}, {-1, "0 %"}, {std::nan(""), "0 %"},
     };
-    for (const auto& [fraction, text] : rows) {
-        EXPECT_EQ(Words::percent(fraction), text) << fraction;
-    }
+    expectRows(rows, Words::percent);
 }
 
 TEST(Words, StatesAndChecksums) {

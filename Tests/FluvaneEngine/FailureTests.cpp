@@ -10,99 +10,82 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using Headers = TransferResponse::Headers;
 
 constexpr std::int64_t size = 80'000'000;
 constexpr std::int64_t secondStart = 9'961'472; ///< Of the second of its 8 pieces.
 constexpr const char* changed = "The file changed on the server, so this download stopped.";
 
 /// A download of 8 pieces with two connections, the first of which is open, answered by hand.
-class FailureTest : public testing::Test {
-protected:
-    FailureTest() {
-        engine.manager->start();
-        engine.add("http://a.example/f");
-        engine.turns();
-        probe().respondPart(size, {{"ETag", "\"v\""}, {"Last-Modified", "then"}});
-    }
-    FakeTransfer& probe() { return *engine.transport->transfers[0]; }
-    FakeTransfer& second() { return *engine.transport->transfers[1]; }
-    FakeTransfer& last() { return engine.transport->last(); }
-    std::string failure() {
-        const auto* message = engine.record(1).state.failure();
-        return message ? *message : "no failure but " + engine.state(1);
-    }
-    const Download& download() { return *engine.manager->download(1); }
-    Engine engine;
+struct TwoConnections : ProbingEngine {
+    TwoConnections() { probe().respondPart(size, headers("ETag: \"v\"\nLast-Modified: then")); }
+    FakeTransfer& probe() { return *transport->transfers[0]; }
+    FakeTransfer& second() { return *transport->transfers[1]; }
 };
 
-TEST_F(FailureTest, AnswersToPieceRequests) {
+class FailureTest : public testing::Test {
+protected:
+    FakeTransfer& last() { return engine.transport->last(); }
+    const Download& download() { return *engine.manager->download(1); }
+    /// Every open connection breaks.
+    void failAll(const char* message, bool offline = false) {
+        for (const auto& transfer : engine.transport->live()) {
+            transfer->fail(message, offline);
+        }
+    }
+    TwoConnections engine;
+    FakeTransfer& probe = engine.probe();
+    FakeTransfer& second = engine.second();
+};
+
+TEST(Failures, AnswersToPieceRequests) {
     struct {
         const char* name;
         int status;
-        Headers headers;
-        const char* state;
-        const char* message;
-        int cap; ///< 0: as it was.
+        const char* headers;
+        std::string outcome; ///< The state, or why it failed.
+        int cap;
     } const rows[] = {
-        {"refused", 403, {}, "link-expired", "", 0},
-        {"unauthorised", 401, {}, "link-expired", "", 0},
-        {"not there", 404, {}, "link-expired", "", 0},
-        {"gone", 410, {}, "link-expired", "", 0},
-        {"range refused", 416, {}, "failed", changed, 0},
-        {"teapot", 418, {}, "failed", "The server answered 418 instead of sending the file.", 0},
-        {"too many", 429, {}, "downloading", "", 4},
-        {"unavailable", 503, {}, "downloading", "", 4},
-        {"time-out", 408, {}, "downloading", "", 0},
-        {"too early", 425, {}, "downloading", "", 0},
-        {"broken", 500, {}, "downloading", "", 0},
-        {"gateway", 599, {}, "downloading", "", 0},
-        {"wrong part", 206, {{"Content-Range", "bytes 5-9/80000000"}}, "downloading", "", 0},
-        {"no range", 206, {}, "downloading", "", 0},
-        {"other size", 206, {{"Content-Range", "bytes 9961472-19999999/90000000"}}, "failed", changed, 0},
-        {"other tag",
-         206,
-         {{"Content-Range", "bytes 9961472-19999999/80000000"}, {"ETag", "\"w\""}},
-         "failed",
-         changed,
-         0},
-        {"other date",
-         206,
-         {{"Content-Range", "bytes 9961472-19999999/80000000"}, {"Last-Modified", "now"}},
-         "failed",
-         changed,
-         0},
-        {"whole, changed", 200, {{"ETag", "\"w\""}}, "failed", changed, 0},
-        {"whole", 200, {}, "downloading", "", 1},
+        {"refused", 403, "", "link-expired", 8},
+        {"unauthorised", 401, "", "link-expired", 8},
+        {"not there", 404, "", "link-expired", 8},
+        {"gone", 410, "", "link-expired", 8},
+        {"range refused", 416, "", changed, 8},
+        {"teapot", 418, "", "The server answered 418 instead of sending the file.", 8},
+        {"too many", 429, "", "downloading", 4},
+        {"unavailable", 503, "", "downloading", 4},
+        {"time-out", 408, "", "downloading", 8},
+        {"too early", 425, "", "downloading", 8},
+        {"broken", 500, "", "downloading", 8},
+        {"gateway", 599, "", "downloading", 8},
+        {"wrong part", 206, "Content-Range: bytes 5-9/80000000", "downloading", 8},
+        {"no range", 206, "", "downloading", 8},
+        {"other size", 206, "Content-Range: bytes 9961472-19999999/90000000", changed, 8},
+        {"other tag", 206, "Content-Range: bytes 9961472-19999999/80000000\nETag: \"w\"", changed, 8},
+        {"other date", 206, "Content-Range: bytes 9961472-19999999/80000000\nLast-Modified: now", changed, 8},
+        {"whole, changed", 200, "ETag: \"w\"", changed, 8},
+        {"whole", 200, "", "downloading", 1},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        Engine fresh;
-        fresh.manager->start();
-        fresh.add("http://a.example/f");
-        fresh.turns();
-        fresh.transport->transfers[0]->respondPart(size, {{"ETag", "\"v\""}, {"Last-Modified", "then"}});
-        fresh.transport->transfers[0]->send(1000);
-        const auto piece = fresh.transport->transfers[1];
+        TwoConnections engine;
+        engine.probe().send(1000);
+        const auto piece = engine.transport->transfers[1];
         ASSERT_EQ(piece->request.from, secondStart);
-        piece->respond(row.status, row.headers);
-        EXPECT_EQ(fresh.state(1), row.state);
+        piece->respond(row.status, headers(row.headers));
+        EXPECT_EQ(engine.failure(1), row.outcome);
         EXPECT_TRUE(piece->isOver());
-        const auto* message = fresh.record(1).state.failure();
-        EXPECT_EQ(message ? *message : "", row.message);
-        const int cap = std::min(fresh.manager->download(1)->connectionCap, 8);
-        EXPECT_EQ(cap, row.cap ? row.cap : 8);
-        const bool discarded = std::string(row.message) == changed;
-        EXPECT_EQ(fresh.files->paths().empty(), discarded);
-        EXPECT_EQ(fresh.record(1).doneBytes(), discarded ? 0 : 1000) << "nothing else loses a byte";
+        EXPECT_EQ(std::min(engine.manager->download(1)->connectionCap, 8), row.cap);
+        const bool discarded = row.outcome == changed;
+        EXPECT_EQ(engine.files->paths().empty(), discarded);
+        EXPECT_EQ(engine.record(1).doneBytes(), discarded ? 0 : 1000) << "nothing else loses a byte";
     }
 }
 
 TEST_F(FailureTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
-    probe().send(5000);
-    second().respond(403);
+    probe.send(5000);
+    second.respond(403);
     EXPECT_EQ(engine.state(1), "link-expired");
-    EXPECT_TRUE(probe().isOver());
+    EXPECT_TRUE(probe.isOver());
     EXPECT_EQ(engine.record(1).doneBytes(), 5000);
     EXPECT_THAT(engine.notifier->notices, ElementsAre("expired 1"));
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: the link was refused mid-download"));
@@ -112,8 +95,8 @@ TEST_F(FailureTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
 }
 
 TEST_F(FailureTest, BusyServersSetTheDelay) {
-    probe().fail("Broken.");
-    second().respond(503, {{"Retry-After", "120"}});
+    probe.fail("Broken.");
+    second.respond(503, {{"Retry-After", "120"}});
     EXPECT_EQ(engine.state(1), "retrying") << "one retry for both";
     EXPECT_EQ(download().failures, 1);
     engine.scheduler.runFor(1.5);
@@ -132,9 +115,9 @@ TEST_F(FailureTest, BusyServersSetTheDelay) {
 }
 
 TEST_F(FailureTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
-    second().respond(429, {{"Retry-After", "60"}});
-    probe().send(secondStart);
-    ASSERT_TRUE(probe().isOver());
+    second.respond(429, {{"Retry-After", "60"}});
+    probe.send(secondStart);
+    ASSERT_TRUE(probe.isOver());
     EXPECT_THAT(engine.transport->live(), IsEmpty());
     EXPECT_EQ(engine.state(1), "retrying");
     engine.scheduler.runFor(59);
@@ -147,9 +130,7 @@ TEST_F(FailureTest, TheNinthFailureInARowIsTheEnd) {
     std::vector<double> delays;
     for (int attempt = 1; attempt <= 9; ++attempt) {
         EXPECT_NE(engine.state(1), "failed");
-        for (const auto& transfer : engine.transport->live()) {
-            transfer->fail("The server stopped answering.");
-        }
+        failAll("The server stopped answering.");
         const auto before = engine.scheduler.now();
         if (attempt < 9) {
             EXPECT_EQ(engine.state(1), "retrying");
@@ -157,7 +138,7 @@ TEST_F(FailureTest, TheNinthFailureInARowIsTheEnd) {
             delays.push_back(engine.scheduler.now() - before);
         }
     }
-    EXPECT_EQ(failure(), "The server stopped answering.");
+    EXPECT_EQ(engine.failure(1), "The server stopped answering.");
     EXPECT_THAT(delays, ElementsAre(1, 2, 4, 8, 16, 32, 60, 60));
     EXPECT_THAT(engine.notifier->notices, ElementsAre("failed 1: The server stopped answering."));
     engine.manager->resume(1);
@@ -173,24 +154,20 @@ TEST_F(FailureTest, ProgressEndsTheRowAndBeingOfflineIsNobodysFault) {
             }
             transfer->send(600'000);
         }
-        for (const auto& transfer : engine.transport->live()) {
-            transfer->fail("Broken.");
-        }
+        failAll("Broken.");
         EXPECT_LE(download().failures, 1);
         engine.scheduler.runFor(3);
     }
     for (int round = 0; round < 20; ++round) {
-        for (const auto& transfer : engine.transport->live()) {
-            transfer->fail("No route to host.", true);
-        }
+        failAll("No route to host.", true);
         EXPECT_EQ(engine.state(1), "retrying");
         ASSERT_TRUE(engine.runUntil(1, "downloading"));
     }
 }
 
 TEST_F(FailureTest, AnEarlyEndIsRetried) {
-    probe().send(5000);
-    probe().finish();
+    probe.send(5000);
+    probe.finish();
     EXPECT_EQ(engine.state(1), "downloading");
     EXPECT_THAT(
         engine.log.lines,
@@ -200,11 +177,11 @@ TEST_F(FailureTest, AnEarlyEndIsRetried) {
 }
 
 TEST_F(FailureTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithoutIfRange) {
-    probe().send(1000);
-    second().respond(200, {{"ETag", "\"v\""}, {"Content-Length", "80000000"}});
+    probe.send(1000);
+    second.respond(200, {{"ETag", "\"v\""}, {"Content-Length", "80000000"}});
     EXPECT_THAT(engine.log.lines, Contains("transfers: download 1: the server sent the whole file to a range "
                                            "request; down to 1 connections"));
-    probe().fail("Broken.");
+    probe.fail("Broken.");
     engine.scheduler.runFor(1.1);
     EXPECT_EQ(last().request.ifRange, std::nullopt);
     last().respondPart(size, {{"ETag", "\"v\""}});
@@ -212,9 +189,9 @@ TEST_F(FailureTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithout
 }
 
 TEST_F(FailureTest, ABusyServersHalvingOutlastsAWholeFile) {
-    probe().send(1000);
-    second().respond(200, {{"ETag", "\"v\""}});
-    probe().fail("Broken.");
+    probe.send(1000);
+    second.respond(200, {{"ETag", "\"v\""}});
+    probe.fail("Broken.");
     engine.scheduler.runFor(1.1);
     last().respond(503);
     ASSERT_TRUE(engine.runUntil(1, "downloading"));
@@ -226,32 +203,32 @@ TEST_F(FailureTest, ARetriedProbeAsksForRoomAtItsServer) {
     engine.config.connections = 2;
     engine.config.connectionsPerServer = 2;
     engine.manager->apply(engine.config);
-    probe().fail("Broken.");
+    probe.fail("Broken.");
     engine.add("http://a.example/g");
     ASSERT_EQ(engine.state(2), "starting") << "one connection was lent";
     last().respond(503, {{"Retry-After", "5"}});
     EXPECT_EQ(engine.state(2), "retrying");
     engine.add("http://a.example/h");
-    for (int second = 0; second < 20; ++second) {
+    for (int seconds = 0; seconds < 20; ++seconds) {
         engine.scheduler.runFor(1);
         EXPECT_LE(engine.transport->live().size(), 2U);
     }
 }
 
 TEST_F(FailureTest, OnlyWholeFilesStopInTheEnd) {
-    second().respond(200);
-    probe().fail("Broken.");
+    second.respond(200);
+    probe.fail("Broken.");
     for (int attempt = 0; attempt < 9 && engine.state(1) != "failed"; ++attempt) {
         engine.scheduler.runFor(61);
         last().respond(200);
     }
-    EXPECT_EQ(failure(), "The server stopped sending parts of the file.");
+    EXPECT_EQ(engine.failure(1), "The server stopped sending parts of the file.");
 }
 
 TEST_F(FailureTest, AFullDiskIsRetriedAndKeepsEveryByte) {
-    probe().send(5000);
+    probe.send(5000);
     engine.files->failWrite = "No space left on device";
-    probe().send(5000);
+    probe.send(5000);
     EXPECT_THAT(engine.log.lines, Contains(HasSubstr("Couldn't write to the file: No space left on device")));
     engine.files->failWrite.reset();
     engine.scheduler.runFor(1.1);
@@ -259,10 +236,7 @@ TEST_F(FailureTest, AFullDiskIsRetriedAndKeepsEveryByte) {
 }
 
 TEST(WithoutParts, AFailureStartsOverFromAProbe) {
-    Engine engine;
-    engine.manager->start();
-    engine.add("http://a.example/f");
-    engine.turns();
+    ProbingEngine engine;
     for (int attempt = 0; attempt < 9; ++attempt) {
         engine.transport->last().respond(200, {{"Content-Length", "3000000"}});
         engine.transport->last().send(2'000'000);
@@ -277,10 +251,7 @@ TEST(WithoutParts, AFailureStartsOverFromAProbe) {
 }
 
 TEST(WithoutParts, ABusyProbeIsRetriedWithItsDelay) {
-    Engine engine;
-    engine.manager->start();
-    engine.add("http://a.example/f");
-    engine.turns();
+    ProbingEngine engine;
     engine.transport->last().respond(503, {{"Retry-After", "5"}});
     EXPECT_EQ(engine.state(1), "retrying");
     engine.scheduler.runFor(5.1);

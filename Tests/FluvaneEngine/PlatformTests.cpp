@@ -1,8 +1,11 @@
 #include "FluvaneEngine/Platform.h"
 
+#include "Support/Rows.h"
+
 #include <gtest/gtest.h>
 
 using namespace fluvane;
+using namespace testsupport;
 
 namespace {
 
@@ -30,7 +33,7 @@ TEST(TransferResponse, KnowsAnEncodedBody) {
 }
 
 TEST(TransferResponse, ReadsLengths) {
-    const std::pair<const char*, std::optional<std::int64_t>> rows[] = {
+    const Rows<const char*, std::optional<std::int64_t>> rows = {
         {"42", 42},
         {" +42 ", 42},
         {"-5", -5},
@@ -39,9 +42,9 @@ TEST(TransferResponse, ReadsLengths) {
         {"4.0", {}},
         {"9223372036854775808", {}},
     };
-    for (const auto& [value, length] : rows) {
-        EXPECT_EQ(response({{"Content-Length", value}}).contentLength(), length) << value;
-    }
+    expectRows(rows, [&](const auto& value) {
+        return response({{"Content-Length", value}}).contentLength();
+    });
     EXPECT_EQ(response({{"CONTENT-RANGE", "bytes 0-9/10"}}).contentRange(), (ContentRange{0, 9, 10}));
     EXPECT_EQ(response({{"Content-Range", "bytes 9-0/10"}}).contentRange(), std::nullopt);
 }

@@ -9,7 +9,6 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using Headers = TransferResponse::Headers;
 
 constexpr const char* webPage =
     "This link opens a web page, not a file. It may need you to sign in, or to start "
@@ -47,132 +46,92 @@ TEST_F(ProbeTest, AsksForAnOpenRangeAndItsConnectionBecomesTheFirstPieces) {
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: 206, 10000000 bytes, in 8 pieces"));
 }
 
-TEST_F(ProbeTest, LearnsSizeAndWhetherPartsAreSent) {
+TEST(Probe, LearnsSizeAndWhetherPartsAreSent) {
+    const std::string noParts = "one connection, the server doesn't send parts";
     struct {
         const char* name;
         int status;
-        Headers headers;
+        const char* headers;
         std::optional<std::int64_t> size;
         bool resumable;
         std::size_t pieces;
-        const char* log;
+        std::string log;
     } const rows[] = {
-        {"part",
-         206,
-         {{"Content-Range", "bytes 0-4999999/5000000"}},
-         5'000'000,
-         true,
-         4,
+        {"part", 206, "Content-Range: bytes 0-4999999/5000000", 5'000'000, true, 4,
          "206, 5000000 bytes, in 4 pieces"},
-        {"small part", 206, {{"Content-Range", "bytes 0-9/10"}}, 10, true, 1, "206, 10 bytes, in one piece"},
+        {"small part", 206, "Content-Range: bytes 0-9/10", 10, true, 1, "206, 10 bytes, in one piece"},
         {"part of unknown length",
          206,
-         {{"Content-Range", "bytes 0-9/*"}},
+         "Content-Range: bytes 0-9/*",
          {},
          true,
          1,
          "206, size unknown, in one piece"},
-        {"whole with parts",
-         200,
-         {{"Content-Length", "5000000"}, {"Accept-Ranges", "bytes"}},
-         5'000'000,
-         true,
-         4,
+        {"whole with parts", 200, "Content-Length: 5000000\nAccept-Ranges: bytes", 5'000'000, true, 4,
          "200, 5000000 bytes, in 4 pieces"},
-        {"whole",
-         200,
-         {{"Content-Length", "5000000"}},
-         5'000'000,
-         false,
-         1,
-         "200, 5000000 bytes, one connection, the server doesn't send parts"},
-        {"no length",
-         200,
-         {},
-         {},
-         false,
-         1,
-         "200, size unknown, one connection, the server doesn't send parts"},
-        {"senseless length",
-         200,
-         {{"Content-Length", "-5"}},
-         {},
-         false,
-         1,
-         "200, size unknown, one connection, the server doesn't send parts"},
+        {"whole", 200, "Content-Length: 5000000", 5'000'000, false, 1, "200, 5000000 bytes, " + noParts},
+        {"no length", 200, "", {}, false, 1, "200, size unknown, " + noParts},
+        {"senseless length", 200, "Content-Length: -5", {}, false, 1, "200, size unknown, " + noParts},
         {"encoded",
          206,
-         {{"Content-Range", "bytes 0-9/10"}, {"Content-Encoding", "gzip"}},
+         "Content-Range: bytes 0-9/10\nContent-Encoding: gzip",
          {},
          false,
          1,
-         "206, size unknown, one connection, the server doesn't send parts"},
-        {"parts refused",
-         200,
-         {{"Content-Length", "9"}, {"Accept-Ranges", "none"}},
-         9,
-         false,
-         1,
-         "200, 9 bytes, one connection, the server doesn't send parts"},
+         "206, size unknown, " + noParts},
+        {"parts refused", 200, "Content-Length: 9\nAccept-Ranges: none", 9, false, 1,
+         "200, 9 bytes, " + noParts},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        Engine fresh;
-        fresh.manager->start();
-        fresh.add("http://a.example/file.bin");
-        fresh.transport->last().respond(row.status, row.headers);
-        EXPECT_EQ(fresh.state(1), "downloading");
-        EXPECT_EQ(fresh.record(1).size, row.size);
-        EXPECT_EQ(fresh.record(1).resumable, row.resumable);
-        EXPECT_EQ(fresh.record(1).pieces.size(), row.pieces);
-        EXPECT_EQ(fresh.manager->download(1)->connections(), std::min<int>(static_cast<int>(row.pieces), 2));
-        EXPECT_THAT(fresh.log.lines, Contains(std::string("downloads: download 1: ") + row.log));
+        ProbingEngine engine;
+        engine.transport->last().respond(row.status, headers(row.headers));
+        EXPECT_EQ(engine.state(1), "downloading");
+        EXPECT_EQ(engine.record(1).size, row.size);
+        EXPECT_EQ(engine.record(1).resumable, row.resumable);
+        EXPECT_EQ(engine.record(1).pieces.size(), row.pieces);
+        EXPECT_EQ(engine.manager->download(1)->connections(), row.pieces > 1 ? 2 : 1);
+        EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: " + row.log));
     }
 }
 
-TEST_F(ProbeTest, RefusesWhatIsNotTheFile) {
+TEST(Probe, RefusesWhatIsNotTheFile) {
     struct {
         int status;
-        Headers headers;
+        const char* headers;
         std::string message;
     } const rows[] = {
-        {206,
-         {{"Content-Range", "bytes 100-199/200"}},
+        {206, "Content-Range: bytes 100-199/200",
          "The server sent a part of the file that wasn't asked for."},
-        {206, {}, "The server sent a part of the file that wasn't asked for."},
-        {200, {{"Content-Type", "text/html; charset=utf-8"}}, webPage},
-        {401, {}, "The server refused to send the file (401)."},
-        {403, {}, "The server refused to send the file (403)."},
-        {404, {}, "The server says the file isn't there (404)."},
-        {410, {}, "The server says the file isn't there (410)."},
-        {416, {}, "The server can't send this file (416)."},
-        {416, {{"Content-Range", "bytes */12"}}, "The server can't send this file (416)."},
-        {418, {}, "The server answered 418 instead of sending the file."},
-        {204, {}, "The server answered 204 instead of sending the file."},
-        {304, {}, "The server answered 304 instead of sending the file."},
+        {206, "", "The server sent a part of the file that wasn't asked for."},
+        {200, "Content-Type: text/html; charset=utf-8", webPage},
+        {401, "", "The server refused to send the file (401)."},
+        {403, "", "The server refused to send the file (403)."},
+        {404, "", "The server says the file isn't there (404)."},
+        {410, "", "The server says the file isn't there (410)."},
+        {416, "", "The server can't send this file (416)."},
+        {416, "Content-Range: bytes */12", "The server can't send this file (416)."},
+        {418, "", "The server answered 418 instead of sending the file."},
+        {204, "", "The server answered 204 instead of sending the file."},
+        {304, "", "The server answered 304 instead of sending the file."},
     };
     for (const auto& row : rows) {
-        Engine fresh;
-        fresh.manager->start();
-        fresh.add("http://a.example/file.bin");
-        auto& probe = fresh.transport->last();
-        probe.respond(row.status, row.headers);
-        ASSERT_TRUE(fresh.record(1).state.failure()) << row.status;
-        EXPECT_EQ(*fresh.record(1).state.failure(), row.message);
+        ProbingEngine engine;
+        auto& probe = engine.transport->last();
+        probe.respond(row.status, headers(row.headers));
+        EXPECT_EQ(engine.failure(1), row.message);
         EXPECT_TRUE(probe.isOver());
-        EXPECT_THAT(fresh.files->paths(), IsEmpty());
-        EXPECT_THAT(fresh.notifier->notices, Contains("failed 1: " + row.message));
-        EXPECT_THAT(fresh.log.lines, Contains("downloads: download 1 failed: " + row.message));
-        EXPECT_EQ(fresh.record(1).opensWebPage.value_or(false), row.message == webPage);
+        EXPECT_THAT(engine.files->paths(), IsEmpty());
+        EXPECT_THAT(engine.notifier->notices, Contains("failed 1: " + row.message));
+        EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 failed: " + row.message));
+        EXPECT_EQ(engine.record(1).opensWebPage.value_or(false), row.message == webPage);
     }
 }
 
 TEST_F(ProbeTest, ARefusedRangeOfNothingIsAnEmptyFile) {
     auto& probe = addAndProbe();
-    probe.respond(416, {{"Content-Range", "bytes */0"},
-                        {"Content-Length", "120"},
-                        {"Content-Type", "text/html"},
-                        {"Content-Encoding", "gzip"}});
+    probe.respond(416, headers("Content-Range: bytes */0\nContent-Length: 120\nContent-Type: text/html\n"
+                               "Content-Encoding: gzip"));
     EXPECT_EQ(probe.end(), 0);
     probe.finish();
     engine.turns();
@@ -217,14 +176,13 @@ TEST_F(ProbeTest, ANameKeptFromAnEarlierRunIsAskedAgain) {
 
 TEST_F(ProbeTest, LongNamesLeaveRoomForTheUnfinishedFile) {
     auto& probe = addAndProbe();
-    const std::string name = std::string(300, 'n') + ".zip";
-    probe.respondPart(10, {{"Content-Disposition", "attachment; filename=\"" + name + "\""}});
+    const auto named = headers("Content-Disposition: attachment; filename=" + std::string(300, 'n') + ".zip");
+    probe.respondPart(10, named);
     const auto partial = record().partial->lastPathComponent();
     EXPECT_LE(partial.size(), 255U);
     EXPECT_TRUE(partial.ends_with(".zip.fluvane"));
     engine.add("http://a.example/x");
-    engine.transport->last().respondPart(10,
-                                         {{"Content-Disposition", "attachment; filename=\"" + name + "\""}});
+    engine.transport->last().respondPart(10, named);
     EXPECT_LE(engine.record(2).partial->path().size(), std::string("/downloads/").size() + 255);
     EXPECT_NE(engine.record(2).name, record().name);
 }
@@ -232,16 +190,16 @@ TEST_F(ProbeTest, LongNamesLeaveRoomForTheUnfinishedFile) {
 TEST_F(ProbeTest, NeedsSpaceAndAFile) {
     engine.files->freeSpace = 1'000'000;
     addAndProbe().respondPart(1'200'000'000);
-    EXPECT_EQ(*record().state.failure(), "Not enough space: it needs 1.2 GB, and there's 1 MB free.");
+    EXPECT_EQ(engine.failure(1), "Not enough space: it needs 1.2 GB, and there's 1 MB free.");
     engine.files->freeSpace.reset();
     engine.files->failCreate = "Read-only file system";
     engine.manager->resume(1);
     engine.transport->last().respondPart(1'200'000'000);
-    EXPECT_EQ(*record().state.failure(), "Couldn't create the file: Read-only file system");
+    EXPECT_EQ(engine.failure(1), "Couldn't create the file: Read-only file system");
     engine.files->failCreate.reset();
     engine.manager->resume(1);
     engine.transport->last().respondPart(std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(*record().state.failure(), "Couldn't create the file: File too large");
+    EXPECT_EQ(engine.failure(1), "Couldn't create the file: File too large");
 }
 
 /// A download stopped half-way, with its unfinished file.
@@ -290,7 +248,7 @@ TEST_F(CarryOnTest, AFreshLinkCarriesOnFromTheSavedBytes) {
     EXPECT_EQ(record().finalURL, std::nullopt);
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 has a new link"));
     engine.transport->last().respondPart(4'000'000, {{"ETag", "\"other\""}});
-    EXPECT_EQ(*record().state.failure(), "The file changed on the server, so this download stopped.");
+    EXPECT_EQ(engine.failure(1), "The file changed on the server, so this download stopped.");
     EXPECT_THAT(engine.files->paths(), IsEmpty());
 }
 

@@ -257,9 +257,22 @@ TEST(SavedSettings, ASavedLimitHoldsFromTheFirstByte) {
     EXPECT_EQ(engine.transport->speedLimit, 1'000'000);
 }
 
-// Saving
+class Saving : public testing::Test {
+protected:
+    Saving() { engine.manager->start(); }
+    /// Fetches a file of the size for a time.
+    void fetch(std::int64_t size, double seconds) {
+        server.size = size;
+        engine.add("http://a.example/f");
+        engine.scheduler.runFor(seconds);
+    }
+    [[nodiscard]] std::int64_t live() const { return engine.manager->download(1)->liveBytes(); }
+    [[nodiscard]] std::int64_t saved() const { return engine.store->saved[0].doneBytes(); }
+    Engine engine;
+    FakeServer server{*engine.transport, engine.scheduler};
+};
 
-TEST(Saving, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
+TEST(Saved, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
     Engine engine;
     engine.manager->start();
     engine.turns();
@@ -275,13 +288,8 @@ TEST(Saving, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
     EXPECT_LE(engine.store->writes - before, 3);
 }
 
-TEST(Saving, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
-    Engine engine;
-    engine.manager->start();
-    FakeServer server(*engine.transport, engine.scheduler);
-    server.size = 100'000'000;
-    engine.add("http://a.example/f");
-    engine.scheduler.runFor(1.9);
+TEST_F(Saving, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
+    fetch(100'000'000, 1.9);
     engine.store->syncDelay = 5;
     engine.scheduler.runFor(0.2); // a checkpoint is under way now
     bool told = false;
@@ -290,46 +298,35 @@ TEST(Saving, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
     engine.turns();
     EXPECT_TRUE(told);
     ASSERT_EQ(engine.store->saved.size(), 2U);
-    EXPECT_EQ(engine.store->saved[0].doneBytes(), 0) << "nothing has been synced yet";
+    EXPECT_EQ(saved(), 0) << "nothing has been synced yet";
     engine.scheduler.runFor(5.5);
-    EXPECT_GT(engine.store->saved[0].doneBytes(), 3'000'000) << "the checkpoint's claim isn't lost";
-    EXPECT_LE(engine.store->saved[0].doneBytes(), engine.manager->download(1)->liveBytes());
+    EXPECT_GT(saved(), 3'000'000) << "the checkpoint's claim isn't lost";
+    EXPECT_LE(saved(), live());
 }
 
-TEST(Saving, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
-    Engine engine;
-    engine.manager->start();
-    FakeServer server(*engine.transport, engine.scheduler);
-    server.size = 60'000'000;
-    engine.add("http://a.example/f");
-    engine.scheduler.runFor(9.3);
-    const auto live = engine.manager->download(1)->liveBytes();
-    const auto saved = engine.store->saved[0].doneBytes();
-    EXPECT_GE(saved, live - static_cast<std::int64_t>(2.5 * 8 * server.bytesPerSecond));
+TEST_F(Saving, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
+    fetch(60'000'000, 9.3);
+    const auto claimed = saved();
+    EXPECT_GE(claimed, live() - static_cast<std::int64_t>(2.5 * 8 * server.bytesPerSecond));
     engine.restart();
     EXPECT_EQ(engine.state(1), "downloading") << "without a probe";
     const auto sentBefore = server.sent;
     ASSERT_TRUE(engine.runUntil(1, "finished"));
-    EXPECT_EQ(server.sent - sentBefore, server.size - saved);
+    EXPECT_EQ(server.sent - sentBefore, server.size - claimed);
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
-TEST(Saving, StopKeepsTheRunningStateAndEveryByte) {
-    Engine engine;
-    engine.manager->start();
-    FakeServer server(*engine.transport, engine.scheduler);
-    server.size = 50'000'000;
-    engine.add("http://a.example/f");
-    engine.scheduler.runFor(5.1);
-    const auto live = engine.manager->download(1)->liveBytes();
+TEST_F(Saving, StopKeepsTheRunningStateAndEveryByte) {
+    fetch(50'000'000, 5.1);
+    const auto received = live();
     engine.manager->stop();
     EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Downloading{}));
-    EXPECT_EQ(engine.store->saved[0].doneBytes(), live);
+    EXPECT_EQ(saved(), received);
     EXPECT_THAT(engine.transport->live(), IsEmpty());
     EXPECT_FALSE(engine.power->awake);
 }
 
-TEST(Saving, SenselessPiecesFromDiskStartAfresh) {
+TEST(Saved, SenselessPiecesFromDiskStartAfresh) {
     const std::vector<std::vector<Piece>> rows = {
         {{0, 100, 200}},
         {{0, 10, 10}},

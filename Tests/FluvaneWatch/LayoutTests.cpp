@@ -2,17 +2,17 @@
 
 #include "FluvaneCore/Text.h"
 
+#include "Support/Rows.h"
+
 #include <gtest/gtest.h>
 
 namespace fluvane::watch {
 namespace {
 
+using namespace testsupport;
+
 TEST(Layout, CountsCells) {
-    const struct {
-        const char* name;
-        std::string_view text;
-        std::size_t cells;
-    } cases[] = {
+    const NamedRows<std::string_view, std::size_t> rows = {
         {"empty", "", 0},
         {"ASCII", "abc", 3},
         {"combining mark", "e\u0301", 1},
@@ -24,10 +24,7 @@ TEST(Layout, CountsCells) {
         {"joined emoji shown apart", "👩\u200D💻", 4},
         {"character of the future", "\U0001FAE8", 2},
     };
-    for (const auto& expected : cases) {
-        SCOPED_TRACE(expected.name);
-        EXPECT_EQ(columns(expected.text), expected.cells);
-    }
+    expectRows(rows, columns);
 }
 
 TEST(Layout, CutsBetweenCharacters) {

@@ -1,10 +1,14 @@
 #include "FluvaneWatch/Phrases.h"
 #include "FluvaneWatch/Watch.h"
 
+#include "Support/Rows.h"
+
 #include <gmock/gmock.h>
 
 namespace fluvane::watch {
 namespace {
+
+using namespace testsupport;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -101,11 +105,7 @@ TEST(Watch, FollowsWhatRunsWithoutNumbers) {
 }
 
 TEST(Phrases, LeaveNothingForATerminalToActUpon) {
-    const struct {
-        const char* name;
-        std::string_view text;
-        std::string_view shown;
-    } cases[] = {
+    const NamedRows<std::string_view, std::string_view> rows = {
         {"plain", "größe 名前.iso", "größe 名前.iso"},
         {"escape", "a\033[2Jb", "a\uFFFD[2Jb"},
         {"C1", "a\u009B31mb", "a\uFFFD31mb"},
@@ -118,10 +118,7 @@ TEST(Phrases, LeaveNothingForATerminalToActUpon) {
          "a\uFFFDb"},
         {"joiner of emoji", "👩\u200D💻", "👩\u200D💻"},
     };
-    for (const auto& expected : cases) {
-        SCOPED_TRACE(expected.name);
-        EXPECT_EQ(printable(expected.text), expected.shown);
-    }
+    expectRows(rows, printable);
 }
 
 TEST(Phrases, PlainLines) {

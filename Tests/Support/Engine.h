@@ -9,12 +9,24 @@
 
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 
 namespace fluvane::support {
 
 [[nodiscard]] inline URL link(const std::string& text) {
     return URL::parse(text).value();
+}
+
+/// Headers as they come: "Name: value", one a line.
+[[nodiscard]] inline TransferResponse::Headers headers(const std::string& lines) {
+    TransferResponse::Headers all;
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);) {
+        const auto colon = line.find(": ");
+        all.emplace_back(line.substr(0, colon), line.substr(colon + 2));
+    }
+    return all;
 }
 
 /// A whole engine on fakes, in simulated time. `restart` plays a kill and a new start on the same disk.
@@ -43,6 +55,11 @@ public:
     }
     [[nodiscard]] std::string state(std::int64_t id) const {
         return std::string(stateName(record(id).state));
+    }
+    /// Why it failed, or the state it is in instead.
+    [[nodiscard]] std::string failure(std::int64_t id) const {
+        const auto* message = record(id).state.failure();
+        return message ? *message : state(id);
     }
     [[nodiscard]] bool runUntil(std::int64_t id, const std::string& wanted, double atMost = 3600) {
         return scheduler.runUntilTrue([&] { return state(id) == wanted; }, atMost);
@@ -75,6 +92,15 @@ private:
     }
     /// The engine shares its ports; this one belongs to the fixture.
     std::shared_ptr<Scheduler> scheduler_() { return {std::shared_ptr<void>(), &scheduler}; }
+};
+
+/// One that has started and sent the probe of its only download.
+struct ProbingEngine : Engine {
+    explicit ProbingEngine(std::optional<Checksum> checksum = {}) {
+        manager->start();
+        add("http://a.example/file.bin", std::move(checksum));
+        turns();
+    }
 };
 
 } // namespace fluvane::support
