@@ -57,7 +57,6 @@ private:
     std::int64_t next_ = 0;
     std::optional<std::int64_t> end_;
     bool over_ = false;
-    bool finishSoon_ = false;
 };
 
 class FakeTransport : public HTTPTransport {

@@ -4,35 +4,16 @@
 
 #include <openssl/evp.h>
 
+#include <fmt/ranges.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 
 namespace fluvane::support {
 
 namespace {
-
-constexpr std::int64_t chunkSize = 64 * 1024;
-
-const EVP_MD* digestOf(Checksum::Algorithm algorithm) {
-    switch (algorithm) {
-    case Checksum::Algorithm::sha256:
-        return EVP_sha256();
-    case Checksum::Algorithm::sha1:
-        return EVP_sha1();
-    case Checksum::Algorithm::md5:
-        return EVP_md5();
-    }
-    return nullptr;
-}
-
-std::string hexadecimal(std::span<const unsigned char> bytes) {
-    std::string text;
-    for (const auto byte : bytes) {
-        text += "0123456789abcdef"[byte >> 4];
-        text += "0123456789abcdef"[byte & 15];
-    }
-    return text;
-}
 
 void failIf(const std::optional<std::string>& message) {
     if (message) {
@@ -42,53 +23,31 @@ void failIf(const std::optional<std::string>& message) {
 
 } // namespace
 
+SparseBytes::SparseBytes() : descriptor_(::memfd_create("file", MFD_CLOEXEC)) {}
+
+SparseBytes::~SparseBytes() {
+    ::close(descriptor_);
+}
+
 std::int64_t SparseBytes::size() const {
-    const std::lock_guard lock(mutex_);
-    return size_;
+    return ::lseek(descriptor_, 0, SEEK_END);
 }
 
 void SparseBytes::resize(std::int64_t size) {
-    const std::lock_guard lock(mutex_);
-    if (size < size_) {
-        chunks_.erase(chunks_.lower_bound((size + chunkSize - 1) / chunkSize), chunks_.end());
-        if (const auto last = chunks_.find(size / chunkSize); last != chunks_.end()) {
-            std::fill(last->second.begin() + size % chunkSize, last->second.end(), std::byte{});
-        }
+    if (::ftruncate(descriptor_, size) != 0) {
+        throw FileError(std::strerror(errno));
     }
-    size_ = size;
 }
 
 void SparseBytes::write(std::span<const std::byte> bytes, std::int64_t at) {
-    const std::lock_guard lock(mutex_);
-    while (!bytes.empty()) {
-        const auto count = std::min(static_cast<std::int64_t>(bytes.size()), chunkSize - at % chunkSize);
-        writeChunk(bytes.first(static_cast<std::size_t>(count)), at);
-        bytes = bytes.subspan(static_cast<std::size_t>(count));
-        at += count;
+    if (::pwrite(descriptor_, bytes.data(), bytes.size(), at) != std::ssize(bytes)) {
+        throw FileError(std::strerror(errno));
     }
 }
 
-void SparseBytes::writeChunk(std::span<const std::byte> bytes, std::int64_t at) {
-    auto& chunk = chunks_[at / chunkSize];
-    chunk.resize(chunkSize);
-    std::copy(bytes.begin(), bytes.end(), chunk.begin() + at % chunkSize);
-    size_ = std::max(size_, at + static_cast<std::int64_t>(bytes.size()));
-}
-
-std::string SparseBytes::read(std::int64_t at, std::int64_t count) const {
-    const std::lock_guard lock(mutex_);
-    const auto end = std::min(at + count, size_);
-    std::string text(static_cast<std::size_t>(std::max<std::int64_t>(end - at, 0)), '\0');
-    for (auto chunk = chunks_.lower_bound(at / chunkSize); chunk != chunks_.end(); ++chunk) {
-        const auto start = chunk->first * chunkSize;
-        const auto from = std::max(start, at);
-        const auto to = std::min(start + chunkSize, end);
-        if (from < to) {
-            std::memcpy(text.data() + (from - at), chunk->second.data() + (from - start),
-                        static_cast<std::size_t>(to - from));
-        }
-    }
-    return text;
+std::string SparseBytes::read() const {
+    std::string text(static_cast<std::size_t>(size()), '\0');
+    return ::pread(descriptor_, text.data(), text.size(), 0) == std::ssize(text) ? text : "unreadable";
 }
 
 class MemoryFileStore::File : public PieceFile {
@@ -109,13 +68,7 @@ public:
         bytes_->write(bytes, at);
     }
 
-    void sync() override {
-        const std::lock_guard lock(faults_->mutex);
-        if (!closed_) {
-            failIf(faults_->sync);
-            ++faults_->syncs;
-        }
-    }
+    void sync() override {}
 
     void close() noexcept override {
         const std::lock_guard lock(faults_->mutex);
@@ -142,30 +95,26 @@ std::optional<std::int64_t> MemoryFileStore::size(const URL& location) {
 
 std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::optional<std::int64_t> size) {
     failIf(failCreate);
-    created.push_back(location.path());
-    auto& file = files_[location.path()];
-    if (!file) {
-        file = std::make_shared<SparseBytes>();
-    }
-    file->resize(0);
-    file->resize(std::max<std::int64_t>(size.value_or(0), 0));
-    return std::make_shared<File>(file, faults_);
+    file(location)->resize(0);
+    file(location)->resize(std::max<std::int64_t>(size.value_or(0), 0));
+    return std::make_shared<File>(file(location), faults_);
 }
 
 std::shared_ptr<PieceFile> MemoryFileStore::open(const URL& location) {
     failIf(failOpen);
-    opened.push_back(location.path());
-    auto& file = files_[location.path()];
-    if (!file) {
-        file = std::make_shared<SparseBytes>();
+    return std::make_shared<File>(file(location), faults_);
+}
+
+std::shared_ptr<SparseBytes>& MemoryFileStore::file(const URL& location) {
+    auto& bytes = files_[location.path()];
+    if (!bytes) {
+        bytes = std::make_shared<SparseBytes>();
     }
-    return std::make_shared<File>(file, faults_);
+    return bytes;
 }
 
 void MemoryFileStore::remove(const URL& location) {
-    if (files_.erase(location.path()) > 0) {
-        removed.push_back(location.path());
-    }
+    files_.erase(location.path());
 }
 
 std::optional<std::int64_t> MemoryFileStore::availableSpace(const URL&) {
@@ -191,7 +140,7 @@ void MemoryFileStore::put(const std::string& path, std::string_view bytes) {
 
 std::optional<std::string> MemoryFileStore::contents(const std::string& path) const {
     const auto file = files_.find(path);
-    return file == files_.end() ? std::nullopt : std::optional(file->second->read(0, file->second->size()));
+    return file == files_.end() ? std::nullopt : std::optional(file->second->read());
 }
 
 std::vector<std::string> MemoryFileStore::paths() const {
@@ -214,16 +163,12 @@ Outcome<std::string> MemoryFileStore::digest(const std::string& path, Checksum::
     if (failChecksum || file == files_.end()) {
         return Outcome<std::string>::failure(failChecksum.value_or("No such file or directory"));
     }
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    EVP_DigestInit_ex(context.get(), digestOf(algorithm), nullptr);
-    for (std::int64_t at = 0; at < file->second->size(); at += chunkSize) {
-        const auto chunk = file->second->read(at, chunkSize);
-        EVP_DigestUpdate(context.get(), chunk.data(), chunk.size());
-    }
-    unsigned char bytes[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    EVP_DigestFinal_ex(context.get(), bytes, &length);
-    return Outcome<std::string>::success(hexadecimal({bytes, length}));
+    const auto bytes = file->second->read();
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    std::size_t length = 0;
+    EVP_Q_digest(nullptr, Checksum::name(algorithm).data(), nullptr, bytes.data(), bytes.size(), digest,
+                 &length);
+    return Outcome<std::string>::success(fmt::format("{:02x}", fmt::join(digest, digest + length, "")));
 }
 
 Outcome<URL> MemoryFileStore::move(const URL& partial, const std::string& name, const URL& folder,

@@ -14,22 +14,22 @@
 
 namespace fluvane::support {
 
-/// The bytes of one file in memory. Holes cost nothing, so files of gigabytes may be created. From any
-/// thread.
+/// The bytes of one file: an unnamed file of the system's in memory, whose holes cost nothing, so that files
+/// of gigabytes may be created. From any thread.
 class SparseBytes {
 public:
+    SparseBytes();
+    ~SparseBytes();
+    SparseBytes(const SparseBytes&) = delete;
+    SparseBytes& operator=(const SparseBytes&) = delete;
+
     [[nodiscard]] std::int64_t size() const;
     void resize(std::int64_t size);
     void write(std::span<const std::byte> bytes, std::int64_t at);
-    /// Zeros where nothing was written; short at the end.
-    [[nodiscard]] std::string read(std::int64_t at, std::int64_t count) const;
+    [[nodiscard]] std::string read() const;
 
 private:
-    void writeChunk(std::span<const std::byte> bytes, std::int64_t at);
-
-    mutable std::mutex mutex_;
-    std::int64_t size_ = 0;
-    std::map<std::int64_t, std::vector<std::byte>> chunks_;
+    int descriptor_;
 };
 
 /// A FileStore in memory, for engine tests, with failures on demand.
@@ -48,8 +48,7 @@ class MemoryFileStore : public FileStore {
     /// What open files share with the store.
     struct Faults {
         std::mutex mutex; ///< For the counters.
-        std::optional<std::string> write, sync;
-        int syncs = 0;
+        std::optional<std::string> write;
         int open = 0;
     };
     const std::shared_ptr<Faults> faults_ = std::make_shared<Faults>();
@@ -75,15 +74,11 @@ public:
     /// files hold for files already open too.
     std::optional<std::string> failCreate, failOpen, failFinish, failChecksum;
     std::optional<std::string>& failWrite = faults_->write;
-    std::optional<std::string>& failSync = faults_->sync;
 
     std::optional<std::int64_t> freeSpace;
     double completionDelay = 0;
 
-    /// What was done, in order.
     std::vector<std::pair<std::string, FileOrigin>> origins; ///< Final path and origin of every finish.
-    std::vector<std::string> created, opened, removed; ///< Paths; `removed` only where there was a file.
-    [[nodiscard]] int syncs() const { return faults_->syncs; }
     /// Files that were opened and not yet closed or dropped.
     [[nodiscard]] int openFiles() const { return faults_->open; }
 
@@ -98,6 +93,8 @@ private:
 
     template <class T>
     void complete(std::function<void(Outcome<T>)> completion, Outcome<T> outcome);
+    /// The file at the location, made where there is none.
+    [[nodiscard]] std::shared_ptr<SparseBytes>& file(const URL& location);
     [[nodiscard]] Outcome<std::string> digest(const std::string& path, Checksum::Algorithm algorithm) const;
     [[nodiscard]] Outcome<URL> move(const URL& partial, const std::string& name, const URL& folder,
                                     DuplicateNaming naming, const FileOrigin& origin);
