@@ -1,8 +1,7 @@
 #include "Fluvane/Client/CLI.h"
+#include "Fluvane/Client/StandardStreams.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <array>
 #include <csignal>
@@ -14,15 +13,6 @@
 namespace {
 
 constexpr const char* moduleName = "fluvane-application.so";
-
-/// A stream that the caller closed would otherwise become the first file or socket that we open.
-void keepStandardStreams() {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(stream, F_GETFD) < 0) {
-            [[maybe_unused]] const int opened = open("/dev/null", O_RDWR);
-        }
-    }
-}
 
 /// In a build the module lies beside the executable, installed in the library folder beside the executable's.
 void* loadApplication() {
@@ -54,7 +44,7 @@ int runApplication(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    keepStandardStreams();
+    fluvane::StandardStreams::keep();
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN); // a write past a file-size limit fails instead
     if (argc > 1 && argv[1][0] != '-') {

@@ -1,5 +1,7 @@
 #include "Terminal.h"
 
+#include "Fluvane/Client/StandardStreams.h"
+
 #include <sys/ioctl.h>
 
 #include <fmt/format.h>
@@ -78,7 +80,7 @@ Terminal::Terminal() : unicode_(endsInUTF8()), colour_(!isSet("NO_COLOR")) {
 }
 
 Terminal::~Terminal() {
-    writeOut(leave);
+    StandardStreams::write(STDOUT_FILENO, leave);
 }
 
 Style Terminal::style() const {
@@ -113,24 +115,12 @@ void Terminal::draw(const std::vector<Line>& lines, const Style& style) {
         picture += line.text + "\033[K\n";
     }
     picture += "\033[J";
-    writeOut(picture);
+    StandardStreams::write(STDOUT_FILENO, picture);
     last_ = lines;
 }
 
 void waitForNextPicture(std::chrono::milliseconds time) {
     poll(nullptr, 0, static_cast<int>(time.count()));
-}
-
-bool writeOut(std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-        if (written > 0) {
-            text.remove_prefix(static_cast<std::size_t>(written));
-        } else if (written == 0 || errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
 }
 
 } // namespace fluvane::watch

@@ -36,7 +36,4 @@ private:
 /// Waits until the time is over or the terminal has changed.
 void waitForNextPicture(std::chrono::milliseconds time);
 
-/// False once standard output can't be written to.
-bool writeOut(std::string_view text);
-
 } // namespace fluvane::watch

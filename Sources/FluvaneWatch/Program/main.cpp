@@ -1,14 +1,15 @@
 #include "Fluvane/Client/CLI.h"
 #include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Client/StandardStreams.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneWatch/Phrases.h"
 #include "FluvaneWatch/Watch.h"
 #include "Terminal.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
 #include <map>
 #include <memory>
 #include <optional>
@@ -40,9 +41,13 @@ double now() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-int complain(std::string_view sentence, int status = 1) {
-    fmt::print(stderr, "{}\n", sentence);
-    return status;
+int complain(std::string_view sentence) {
+    StandardStreams::write(STDERR_FILENO, fmt::format("{}\n", sentence));
+    return 1;
+}
+
+bool writeOut(std::string_view text) {
+    return !StandardStreams::write(STDOUT_FILENO, text);
 }
 
 std::optional<std::vector<Row>> ask() {
@@ -136,8 +141,7 @@ int run(Watch watch) {
         return complain(fmt::format("No download {}. `fluvane list` shows their numbers.", number));
     }
     if (watch.rows().empty()) {
-        fmt::print("No download is running.\n");
-        return 0;
+        return writeOut("No download is running.\n") ? 0 : 1;
     }
     auto shown = view();
     while (shown->show(watch) && !watch.ended()) {
@@ -168,15 +172,16 @@ std::optional<std::vector<std::int64_t>> numbers(const std::vector<std::string>&
 } // namespace
 
 int main(int count, char** values) {
+    StandardStreams::keep();
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a write past a file-size limit fails instead
     const std::vector<std::string> arguments(values + std::min(count, 1), values + count);
     if (arguments.size() == 1 && (arguments[0] == "--help" || arguments[0] == "-h")) {
-        fmt::print("{}", usage);
-        return 0;
+        return writeOut(usage) ? 0 : 1;
     }
     const auto wanted = numbers(arguments);
     if (!wanted) {
-        fmt::print(stderr, "{}", usage);
+        StandardStreams::write(STDERR_FILENO, usage);
         return 2;
     }
     return run(Watch(*wanted));
