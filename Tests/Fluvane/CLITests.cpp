@@ -24,6 +24,7 @@ struct World {
     int launched = 0;
     int slept = 0;
     std::string output{}, error{};
+    std::error_code lost{}; ///< What became of the output.
 
     int run(const Arguments& arguments) {
         const auto send = [this](const Arguments& list) {
@@ -31,9 +32,9 @@ struct World {
             return sent.size() > answersFrom ? answer : std::nullopt;
         };
         const auto launch = [this] { return ++launched > 0 && launches; };
-        return CLI::run(arguments,
-                        {send, launch, [this](auto) { ++slept; }, [this](auto text) { output += text; },
-                         [this](auto text) { error += text; }});
+        return CLI::run(arguments, {send, launch, [this](auto) { ++slept; },
+                                    [this](auto text) { return output += text, lost; },
+                                    [this](auto text) { error += text; }});
     }
 };
 
@@ -45,6 +46,7 @@ TEST(CLI, AnswersDecideOutputAndStatus) {
         int status;
         const char* output;
         const char* error;
+        std::errc lost{};
     };
     const Row rows[] = {
         {"text", {"list"}, CLI::Answer{true, "[]"}, 0, "[]\n", ""},
@@ -52,10 +54,19 @@ TEST(CLI, AnswersDecideOutputAndStatus) {
         {"refused", {"pause"}, CLI::Answer{false, "No."}, 1, "", "No.\n"},
         {"capitals", {"LIST"}, CLI::Answer{true, "[]"}, 0, "[]\n", ""},
         {"nobody", {"list"}, std::nullopt, 1, "", "Fluvane isn't running.\n"},
+        {"full disk",
+         {"list"},
+         CLI::Answer{true, "[]"},
+         1,
+         "[]\n",
+         "Couldn't write the output: No space left on device\n",
+         std::errc::no_space_on_device},
+        {"reader gone", {"list"}, CLI::Answer{true, "[]"}, 1, "[]\n", "", std::errc::broken_pipe},
     };
     for (const Row& row : rows) {
         World world;
         world.answer = row.answer;
+        world.lost = make_error_code(row.lost);
         EXPECT_EQ(world.run(row.arguments), row.status) << row.name;
         EXPECT_EQ(world.output, row.output) << row.name;
         EXPECT_EQ(world.error, row.error) << row.name;

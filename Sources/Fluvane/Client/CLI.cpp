@@ -1,6 +1,7 @@
 #include "Fluvane/Client/CLI.h"
 
 #include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Client/StandardStreams.h"
 #include "Fluvane/Client/Usage.h"
 
 #include <sys/stat.h>
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <thread>
 
 namespace fluvane::CLI {
@@ -75,15 +75,13 @@ std::optional<Answer> sendOrLaunch(const std::vector<std::string>& arguments,
     return answer;
 }
 
-void writeTo(int descriptor, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(descriptor, text.data(), text.size());
-        if (written > 0) {
-            text.remove_prefix(static_cast<std::size_t>(written));
-        } else if (written == 0 || errno != EINTR) {
-            return;
-        }
+/// The exit status. A reader that has gone, such as `head`, knows why.
+int print(const std::string& text, const Surroundings& surroundings) {
+    const auto problem = surroundings.output(text + "\n");
+    if (problem && problem != std::errc::broken_pipe) {
+        surroundings.error("Couldn't write the output: " + problem.message() + "\n");
     }
+    return problem ? 1 : 0;
 }
 
 } // namespace
@@ -101,8 +99,7 @@ std::vector<std::string> rewritten(std::vector<std::string> arguments) {
 int run(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
     const std::string command = lowercased(arguments.empty() ? "help" : arguments[0]);
     if (command == "help" || command == "--help" || command == "-h") {
-        surroundings.output(std::string(usageText()) + "\n");
-        return 0;
+        return print(std::string(usageText()), surroundings);
     }
     if (!contains(commands, command)) {
         surroundings.error("Unknown command '" + arguments[0] + "'. Try: fluvane help\n");
@@ -117,21 +114,19 @@ int run(const std::vector<std::string>& arguments, const Surroundings& surroundi
         surroundings.error(answer->text + "\n");
         return 1;
     }
-    if (!answer->text.empty()) {
-        surroundings.output(answer->text + "\n");
-    }
-    return 0;
+    return answer->text.empty() ? 0 : print(answer->text, surroundings);
 }
 
 int run(const std::vector<std::string>& arguments) {
-    return run(arguments,
-               {
-                   .send = [](const auto& list) { return send(list, DataFolders::controlSocket()); },
-                   .launch = launchApp,
-                   .sleep = [](auto time) { std::this_thread::sleep_for(time); },
-                   .output = [](std::string_view text) { writeTo(STDOUT_FILENO, text); },
-                   .error = [](std::string_view text) { writeTo(STDERR_FILENO, text); },
-               });
+    return run(
+        arguments,
+        {
+            .send = [](const auto& list) { return send(list, DataFolders::controlSocket()); },
+            .launch = launchApp,
+            .sleep = [](auto time) { std::this_thread::sleep_for(time); },
+            .output = [](std::string_view text) { return StandardStreams::write(STDOUT_FILENO, text); },
+            .error = [](std::string_view text) { StandardStreams::write(STDERR_FILENO, text); },
+        });
 }
 
 } // namespace fluvane::CLI

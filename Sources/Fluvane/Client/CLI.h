@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 /// The executable as its own command-line client: sends a command to the running application, prints the
@@ -23,12 +24,13 @@ struct Surroundings {
     std::function<std::optional<Answer>(const std::vector<std::string>&)> send;
     std::function<bool()> launch;
     std::function<void(std::chrono::milliseconds)> sleep;
-    std::function<void(std::string_view)> output;
+    /// Gives what went wrong, if not all of the text could be written.
+    std::function<std::error_code(std::string_view)> output;
     std::function<void(std::string_view)> error;
 };
 
-/// Carries out a command line without the executable's own path; returns the exit status: 0 done, 1 failed,
-/// 2 no such command.
+/// Carries out a command line without the executable's own path; returns the exit status: 0 done, 1 failed
+/// or its answer was lost, 2 no such command.
 [[nodiscard]] int run(const std::vector<std::string>& arguments, const Surroundings& surroundings);
 /// The same against this user's application, standard output and standard error.
 [[nodiscard]] int run(const std::vector<std::string>& arguments);

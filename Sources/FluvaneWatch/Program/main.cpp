@@ -46,8 +46,13 @@ int complain(std::string_view sentence) {
     return 1;
 }
 
+/// False when it couldn't be. A reader that has gone, such as `head`, knows why.
 bool writeOut(std::string_view text) {
-    return !StandardStreams::write(STDOUT_FILENO, text);
+    const auto problem = StandardStreams::write(STDOUT_FILENO, text);
+    if (problem && problem != std::errc::broken_pipe) {
+        complain("Couldn't write the output: " + problem.message());
+    }
+    return !problem;
 }
 
 std::optional<std::vector<Row>> ask() {
@@ -144,7 +149,8 @@ int run(Watch watch) {
         return writeOut("No download is running.\n") ? 0 : 1;
     }
     auto shown = view();
-    while (shown->show(watch) && !watch.ended()) {
+    bool seen = false;
+    while ((seen = shown->show(watch)) && !watch.ended()) {
         waitForNextPicture(betweenPictures);
         rows = askPatiently();
         if (!rows) {
@@ -154,7 +160,8 @@ int run(Watch watch) {
         watch.update(*rows, now());
     }
     shown.reset();
-    return conclude(watch);
+    const int status = conclude(watch);
+    return seen ? status : 1;
 }
 
 std::optional<std::vector<std::int64_t>> numbers(const std::vector<std::string>& arguments) {
