@@ -206,10 +206,10 @@ class Application:
             return entry if entry["state"] == "finished" else None
         return wait_for(look, f"download {number} finishes", seconds)
 
-    def client(self, *arguments, program="fluvane", cwd=None, seconds=60):
+    def client(self, *arguments, program="fluvane", cwd=None, seconds=60, **options):
         """Runs the client as a user does."""
         return subprocess.run([programs / program, *arguments], env=self.environment, cwd=cwd, timeout=seconds,
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True)
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, **options)
 
     def memory(self, field="VmHWM"):
         for line in pathlib.Path(f"/proc/{self.process.pid}/status").read_text().splitlines():

@@ -5,6 +5,7 @@ import fcntl
 import os
 import pty
 import select
+import signal
 import socket
 import struct
 import termios
@@ -73,7 +74,10 @@ class Commands(EndToEnd):
 
     def test_add_starts_the_application(self):
         self.server.make_file("file.bin", 1000)
-        result = self.application.client("add", self.server.link("/file.bin"), "--to", str(self.folder))
+        def ignore_children():  # as some callers do, and their children after them
+            signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+        result = self.application.client("add", self.server.link("/file.bin"), "--to", str(self.folder),
+                                         preexec_fn=ignore_children)
         self.assertEqual((result.returncode, result.stdout), (0, "Added download 1\n"), result)
         with socket.socket(socket.AF_UNIX) as connection:
             connection.connect(self.application.socket)

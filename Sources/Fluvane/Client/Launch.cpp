@@ -61,6 +61,23 @@ bool endedWell(pid_t child) {
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
+/// While it lives, a child can be waited for: a caller that ignores SIGCHLD hands that on, and then the
+/// child's end is told to nobody. The application starts without it, too.
+class ChildrenAreTold {
+public:
+    ChildrenAreTold() {
+        struct sigaction usual {};
+        usual.sa_handler = SIG_DFL;
+        sigaction(SIGCHLD, &usual, &before_);
+    }
+    ~ChildrenAreTold() { sigaction(SIGCHLD, &before_, nullptr); }
+    ChildrenAreTold(const ChildrenAreTold&) = delete;
+    ChildrenAreTold& operator=(const ChildrenAreTold&) = delete;
+
+private:
+    struct sigaction before_ {};
+};
+
 /// The pipe ends without a byte once the application's executable has replaced the fork.
 bool endsEmpty(int descriptor) {
     char failed = 0;
@@ -82,6 +99,7 @@ bool launchApp() {
     }
     const Descriptor readEnd(ends[0]);
     Descriptor writeEnd(ends[1]);
+    const ChildrenAreTold meanwhile;
     const pid_t child = fork();
     if (child < 0) {
         return false;
