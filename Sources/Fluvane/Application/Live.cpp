@@ -28,7 +28,7 @@ std::string label(const char* queue) {
 } // namespace
 
 Live::Live(const tessivar::LogFiles& log)
-    : log_(log), settings_(DataFolders::settingsFile()), manager_(makeManager()),
+    : log_(log), settings_(DataFolders::settingsFile(), FLUVANE_BUILT), manager_(makeManager()),
       settingsChanges_(settings_.subscribe([this](const Config& config) { applySettings(config); })),
       commands_(*manager_, storedSettings_, [this](auto completion) { gatherLog(std::move(completion)); }),
       logReading_(label(".log")),
