@@ -100,18 +100,14 @@ void SettingsFile::setAside(const std::string& description, bool readable) {
 }
 
 void SettingsFile::save(const Json& settings) {
-    createFolders(file_.path().parent_path(), 0700);
-    file_.write(text(settings, false));
-    problem_.clear();
-}
-
-void SettingsFile::saveOrTell(const Json& settings) {
     try {
-        save(settings);
+        createFolders(file_.path().parent_path(), 0700);
+        file_.write(text(settings, false));
     } catch (const SystemError& error) {
         log::lifecycle.error(fmt::format("couldn't save the settings: {}", error.what()));
-        problem_ = fmt::format("Couldn't save the settings: {}", error.what());
+        throw std::runtime_error(fmt::format("Couldn't save the settings: {}", error.what()));
     }
+    problem_.clear();
 }
 
 std::string SettingsFile::exportText(const Json& settings) const {
@@ -143,9 +139,9 @@ void SettingsFile::importFrom(const std::filesystem::path& path, const Json& eve
     std::swap(*unknown_, unknown);
     try {
         save(encode());
-    } catch (const SystemError& error) {
+    } catch (const std::exception&) {
         std::swap(*unknown_, unknown);
-        throw std::runtime_error(fmt::format("Couldn't save the settings: {}", error.what()));
+        throw;
     }
 }
 

@@ -35,10 +35,8 @@ public:
     /// Reads the file if there is one. One that can't be used is moved aside (".unreadable" is appended to
     /// its name, an older one is left alone), logged and told by `problem`.
     void load(const Json& everySetting, const Decode& decode);
-    /// Replaces the file. Throws SystemError.
+    /// Replaces the file. A failure is logged and thrown as std::runtime_error, a sentence for the user.
     void save(const Json& settings);
-    /// The same, but a failure is logged and told by `problem`.
-    void saveOrTell(const Json& settings);
 
     [[nodiscard]] std::string exportText(const Json& settings) const;
     /// Fails with std::runtime_error, a sentence for the user.
@@ -48,7 +46,7 @@ public:
     void importFrom(const std::filesystem::path& path, const Json& everySetting, const Decode& decode,
                     const std::function<Json()>& encode);
 
-    /// A sentence on what is wrong with the file; empty when all is well.
+    /// A sentence on why the file couldn't be used; empty when all is well, as after the next save.
     [[nodiscard]] const std::string& problem() const { return problem_; }
 
 private:

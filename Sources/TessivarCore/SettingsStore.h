@@ -35,21 +35,18 @@ public:
 
     [[nodiscard]] const Model& value() const { return value_; }
 
-    /// Changes the settings, saves them and tells the subscribers, if there is a change. A failing save is
-    /// logged and told by `problem`; the change is in force all the same.
+    /// Changes the settings, saves them and tells the subscribers, if there is a change; without one it only
+    /// puts a file in the place of one that couldn't be used. Fails with std::runtime_error, a sentence for
+    /// the user, with everything as it was.
     template <std::invocable<Model&> Change>
     void update(Change&& change) {
         Model changed = value_;
         change(changed);
-        if (!(changed == value_)) {
-            value_ = std::move(changed);
-            file_.saveOrTell(value_.encoded());
-            subscribers_.notify(value_);
+        if (!(changed == value_) || !problem().empty()) {
+            file_.save(changed.encoded());
         }
+        adopt(std::move(changed));
     }
-
-    /// Saves the settings as they are, as after an earlier save that failed.
-    void save() { file_.saveOrTell(value_.encoded()); }
 
     /// Every later value, until the subscription is dropped; not the current one.
     Subscription subscribe(std::function<void(const Model&)> handler) {
@@ -69,16 +66,20 @@ public:
             path, Model::everySetting().encoded(),
             [&](const SettingsFile::Json& json) { imported = Model::decoded(json); },
             [&] { return imported->encoded(); });
-        if (!(*imported == value_)) {
-            value_ = std::move(*imported);
+        adopt(std::move(*imported));
+    }
+
+    /// A sentence on why the file couldn't be used; empty when all is well, as after the next save.
+    [[nodiscard]] const std::string& problem() const { return file_.problem(); }
+
+private:
+    void adopt(Model saved) {
+        if (!(saved == value_)) {
+            value_ = std::move(saved);
             subscribers_.notify(value_);
         }
     }
 
-    /// A sentence on what is wrong with the file; empty when all is well.
-    [[nodiscard]] const std::string& problem() const { return file_.problem(); }
-
-private:
     SettingsFile file_;
     Model value_;
     Subscribers<Model> subscribers_;

@@ -156,13 +156,18 @@ TEST_F(SettingsTest, TellsSubscribersUntilTheyEnd) {
     EXPECT_THAT(second, ElementsAre(3));
 }
 
-TEST_F(SettingsTest, ASaveThatFailsIsToldAndTheChangeHolds) {
+TEST_F(SettingsTest, WhatCannotBeSavedIsNotInForce) {
     writeFile(folder / "config", "in the way");
+    writeFile(folder / "exported", R"({"settings": {"speed": 9, "shape": 1}})");
     Store store(path);
-    store.update([](Model& model) { model.speed = 9; });
-    EXPECT_EQ(store.value().speed, 9);
-    EXPECT_EQ(store.problem(), "Couldn't save the settings: Not a directory");
-    EXPECT_EQ(errors.back(), "couldn't save the settings: Not a directory");
+    const auto subscription = store.subscribe([](const Model&) { ADD_FAILURE(); });
+    for (const std::function<void()>& change :
+         {std::function([&] { store.update([](Model& model) { model.speed = 9; }); }),
+          std::function([&] { store.importFrom(folder / "exported"); })}) {
+        EXPECT_EQ(messageOf(change), "Couldn't save the settings: Not a directory");
+        EXPECT_EQ(errors.back(), "couldn't save the settings: Not a directory");
+        EXPECT_EQ(Json::parse(store.exportText())["settings"], Model().encoded());
+    }
 }
 
 TEST_F(SettingsTest, ExportsAndImports) {

@@ -14,7 +14,9 @@ public:
     explicit StoredSettings(Store& store) : store_(store) {}
 
     [[nodiscard]] Config config() const override { return store_.value(); }
-    void update(const Config& config) override;
+    void update(const Config& config) override {
+        store_.update([&](Config& current) { current = config; });
+    }
     [[nodiscard]] std::string exportText() override { return store_.exportText(); }
     void exportTo(const std::string& path) override { store_.exportTo(path); }
     void importFrom(const std::string& path) override { store_.importFrom(path); }
