@@ -15,7 +15,6 @@ namespace fluvane::watch {
 namespace {
 
 constexpr char32_t emojiStyle = 0xFE0F;
-constexpr std::string_view ellipsis = "…";
 constexpr std::string_view isolate = "\u2068";
 constexpr std::string_view endIsolate = "\u2069";
 
@@ -102,6 +101,10 @@ std::string_view sequence(Colour colour) {
     return {};
 }
 
+std::string_view ellipsis(const Style& style) {
+    return style.unicode ? "…" : "...";
+}
+
 /// Puts one download's lines together.
 class Block {
 public:
@@ -120,6 +123,9 @@ private:
         return style_.colour && colour != Colour::none ? fmt::format("{}{}\033[0m", sequence(colour), text)
                                                        : std::string(text);
     }
+    std::string cutTo(std::string_view text, std::size_t width, std::size_t tail = 0) const {
+        return cut(text, width, tail, ellipsis(style_));
+    }
     /// The number or nothing, right-aligned, before the text.
     void add(std::string_view number, std::string text, std::size_t wide) {
         lines.push_back({fmt::format("{:>{}}  {}", number, margin_, text), margin_ + 2 + wide});
@@ -130,9 +136,9 @@ private:
         const auto beside = columns(words) + 2;
         wordsBeside_ = beside * 2 <= width_;
         const auto room = wordsBeside_ ? width_ - beside : width_;
-        std::string name = cut(printable(row_.name), room, room / 3);
+        std::string name = cutTo(printable(row_.name), room, room / 3);
         const auto wide = columns(name);
-        if (isRightToLeft(name)) {
+        if (style_.unicode && isRightToLeft(name)) {
             name = fmt::format("{}{}{}", isolate, name, endIsolate);
         }
         if (!wordsBeside_) {
@@ -152,7 +158,8 @@ private:
         constexpr std::size_t shortest = 5;
         const auto beside = columns(percent) + 2;
         if (width_ < beside + shortest) {
-            add("", percent, columns(percent));
+            const auto kept = cutTo(percent, width_);
+            add("", kept, columns(kept));
             return;
         }
         const auto cells = width_ - beside;
@@ -183,7 +190,7 @@ private:
         if (!parts.empty()) {
             // The end of a finished file's path says more than its middle.
             const auto tail = row_.state == "finished" ? width_ / 3 : 0;
-            const auto text = cut(fmt::format("{}", fmt::join(parts, separator)), width_, tail);
+            const auto text = cutTo(fmt::format("{}", fmt::join(parts, separator)), width_, tail);
             add("", text, columns(text));
         }
     }
@@ -195,7 +202,8 @@ private:
     bool wordsBeside_ = true;
 };
 
-std::vector<Line> withinHeight(const std::vector<Row>& rows, std::vector<Block>& blocks, std::size_t height) {
+std::vector<Line> withinHeight(const std::vector<Row>& rows, std::vector<Block>& blocks, std::size_t height,
+                               const Style& style) {
     std::vector<std::size_t> order(rows.size());
     for (std::size_t index = 0; index < order.size(); index++) {
         order[index] = index;
@@ -211,8 +219,9 @@ std::vector<Line> withinHeight(const std::vector<Row>& rows, std::vector<Block>&
         std::ranges::move(blocks[index].lines, std::back_inserter(lines));
         shown++;
     }
-    auto rest = fmt::format("and {} more", rows.size() - shown);
-    const auto wide = rest.size();
+    auto rest = cut(fmt::format("and {} more", rows.size() - shown),
+                    std::max<std::size_t>(style.width, 1) - 1, 0, ellipsis(style));
+    const auto wide = columns(rest);
     lines.push_back({std::move(rest), wide});
     return lines;
 }
@@ -227,16 +236,15 @@ std::size_t columns(std::string_view text) {
     return sum;
 }
 
-std::string cut(std::string_view text, std::size_t width, std::size_t tail) {
+std::string cut(std::string_view text, std::size_t width, std::size_t tail, std::string_view ellipsis) {
     if (columns(text) <= width) {
         return std::string(text);
     }
-    if (width == 0) {
-        return {};
-    }
     const auto characters = text::characters(text);
-    const auto end = tailOf(characters, std::min(tail, width - 1));
-    return head(characters, width - 1 - columns(end)).append(ellipsis).append(end);
+    const auto mark = head(text::characters(ellipsis), width);
+    const auto room = width - columns(mark);
+    const auto end = tailOf(characters, std::min(tail, room));
+    return head(characters, room - columns(end)).append(mark).append(end);
 }
 
 std::vector<Line> layout(const std::vector<Row>& rows, const Style& style) {
@@ -252,7 +260,7 @@ std::vector<Line> layout(const std::vector<Row>& rows, const Style& style) {
     }
     const auto height = std::max<std::size_t>(style.height, 3) - 1;
     if (total > height) {
-        return withinHeight(rows, blocks, height);
+        return withinHeight(rows, blocks, height, style);
     }
     std::vector<Line> lines;
     for (auto& block : blocks) {

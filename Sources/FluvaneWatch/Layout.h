@@ -13,15 +13,16 @@ namespace fluvane::watch {
 /// Cells that the text takes at most: where terminals disagree (joined emoji, new characters) the wider
 /// count.
 [[nodiscard]] std::size_t columns(std::string_view text);
-/// The text within that many cells, cut between whole characters with "…" in place of what is left out; up to
-/// `tail` cells of its end are kept.
-[[nodiscard]] std::string cut(std::string_view text, std::size_t width, std::size_t tail = 0);
+/// The text within that many cells, cut between whole characters with the ellipsis in place of what is left
+/// out; up to `tail` cells of its end are kept.
+[[nodiscard]] std::string cut(std::string_view text, std::size_t width, std::size_t tail = 0,
+                              std::string_view ellipsis = "…");
 
 struct Style {
     std::size_t width = 80;  ///< Of the terminal. Lines stay below it, so that none ever wraps.
     std::size_t height = 24; ///< Likewise, with a line for the cursor.
     bool colour = false;
-    bool unicode = true; ///< Whether the bar may be drawn with more than ASCII.
+    bool unicode = true; ///< Whether more than ASCII may be added to what the names themselves are.
 };
 
 struct Line {

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <clocale>
@@ -117,6 +118,9 @@ void Terminal::draw(const std::vector<Line>& lines, const Style& style) {
     picture += "\033[J";
     StandardStreams::write(STDOUT_FILENO, picture);
     last_ = lines;
+    for (auto& line : last_) {
+        line.width = std::min(line.width, style.width); // the terminal cuts off what is wider
+    }
 }
 
 void waitForNextPicture(std::chrono::milliseconds time) {
