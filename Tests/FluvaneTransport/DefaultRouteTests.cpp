@@ -1,4 +1,5 @@
 #include "Fluvane/Linux/Transport/DefaultRoute.h"
+#include "Fluvane/Linux/Transport/NetworkReach.h"
 
 #include <gtest/gtest.h>
 
@@ -29,22 +30,26 @@ struct Row {
     const char* name;
     const char* change;
     bool works;
+    bool reachesPeer; ///< 10.9.0.2, without a default route.
 };
 constexpr Row rows[] = {
-    {"only a container's bridge", "ip link set bridge0 up && ip addr add 10.8.0.1/24 dev bridge0", false},
+    {"only a container's bridge", "ip link set bridge0 up && ip addr add 10.8.0.1/24 dev bridge0", false,
+     false},
     {"an address without a way out",
-     "ip link set out up; ip link set far up; ip addr add 10.9.0.1/24 dev out", false},
-    {"another table", "ip route add default via 10.9.0.2 table 7", false},
-    {"unreachable by default", "ip route add unreachable default metric 9", false},
-    {"unreachable by default in IPv6", "ip -6 route add unreachable default metric 9", false},
-    {"a way out", "ip route add default via 10.9.0.2", true},
-    {"no carrier", "ip link set far down", false},
-    {"with a carrier again", "ip link set far up", true},
+     "ip link set out up; ip link set far up; ip addr add 10.9.0.1/24 dev out", false, true},
+    {"another table", "ip route add default via 10.9.0.2 table 7", false, true},
+    {"unreachable by default", "ip route add unreachable default metric 9", false, true},
+    {"unreachable by default in IPv6", "ip -6 route add unreachable default metric 9", false, true},
+    {"a way out", "ip route add default via 10.9.0.2", true, true},
+    {"no carrier", "ip link set far down", false, false},
+    {"with a carrier again", "ip link set far up", true, true},
     {"two ways, of which one works",
-     "ip route replace default nexthop dev bridge0 nexthop via 10.9.0.2; ip link set bridge0 down", true},
-    {"no way left", "ip route del default", false},
-    {"IPv6 alone", "ip -6 addr add fd00::1/64 dev out nodad && ip -6 route add default via fd00::2", true},
-    {"down", "ip link set out down", false},
+     "ip route replace default nexthop dev bridge0 nexthop via 10.9.0.2; ip link set bridge0 down", true,
+     true},
+    {"no way left", "ip route del default", false, true},
+    {"IPv6 alone", "ip -6 addr add fd00::1/64 dev out nodad && ip -6 route add default via fd00::2", true,
+     true},
+    {"down", "ip link set out down", false, false},
 };
 
 /// The number of the first row that isn't so, from 1; 0 when all are.
@@ -52,7 +57,9 @@ int firstWrongRow() {
     int number = 0;
     for (const auto& row : rows) {
         ++number;
-        if (std::system(row.change) != 0 || DefaultRoute::works() != row.works) {
+        if (std::system(row.change) != 0 || DefaultRoute::works() != row.works ||
+            NetworkReach::beyondThisMachine("") != row.works ||
+            NetworkReach::beyondThisMachine("10.9.0.2") != (row.works || row.reachesPeer)) {
             return number;
         }
     }

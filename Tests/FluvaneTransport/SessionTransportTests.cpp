@@ -458,4 +458,18 @@ TEST_F(SecureTransportTest, TrustsOnlyKnownCertificates) {
               "failed 0: Couldn't make a secure connection to 127.0.0.1.");
 }
 
+TEST_F(SecureTransportTest, ReadsOnWhenTheLastRecordsHaveLeftTheSocketAlready) {
+    std::string body(300'001, ' ');
+    for (std::size_t index = 0; index < body.size(); ++index) {
+        body[index] = static_cast<char>('a' + index % 23);
+    }
+    ScriptedServer server(always(ok(body)), path); // stays connected and silent afterwards
+    useOptions({.patience = 3, .certificates = {.file = path}});
+    for (int turn = 0; turn < 20; ++turn) {
+        const auto fetch = start(server.url("/", "localhost"));
+        ASSERT_EQ(run(*fetch), "finished 300001");
+        ASSERT_EQ(fetch->file->contents(), body);
+    }
+}
+
 } // namespace fluvane::test

@@ -1,5 +1,6 @@
 /// How a connection's request is put to the transfer library.
 
+#include "Fluvane/Linux/Transport/ReadAhead.h"
 #include "Fluvane/Linux/Transport/TransferConnection.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ namespace {
 /// Large, since every read also sends the server a word about the room there is. The memory is used only by
 /// connections that are fast enough to fill it. Under a speed limit what is read lies waiting: keep that
 /// small.
-constexpr long receiveBuffer = 512 * 1024;
+constexpr long receiveBuffer = 256 * 1024;
 constexpr long limitedReceiveBuffer = 64 * 1024;
 constexpr long mostRedirects = 20;
 constexpr const char* webProtocols = "http,https";
@@ -83,6 +84,7 @@ void TransferConnection::setUpSecurity() {
     curl_easy_setopt(handle(), CURLOPT_CAPATH, folderName);
     curl_easy_setopt(handle(), CURLOPT_PROXY_CAINFO, fileName);
     curl_easy_setopt(handle(), CURLOPT_PROXY_CAPATH, folderName);
+    ReadAhead::enable(handle());
 }
 
 void TransferConnection::addHeaders() {

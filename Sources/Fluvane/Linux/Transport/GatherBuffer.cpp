@@ -1,8 +1,22 @@
 #include "Fluvane/Linux/Transport/GatherBuffer.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace fluvane {
+
+namespace {
+
+/// In steps below the size from which the system's own copy becomes one processor instruction, which on many
+/// machines runs at a third of the speed when source and target are aligned differently.
+void copy(std::span<const std::byte> from, std::byte* to) {
+    constexpr std::size_t step = 1024;
+    for (; from.size() > step; from = from.subspan(step), to += step) {
+        std::memcpy(to, from.data(), step);
+    }
+    std::memcpy(to, from.data(), from.size());
+}
+
+} // namespace
 
 void GatherBuffer::add(TransferState& transfer, std::span<const std::byte> bytes) {
     if (owner_ != &transfer) {
@@ -10,15 +24,24 @@ void GatherBuffer::add(TransferState& transfer, std::span<const std::byte> bytes
         owner_ = &transfer;
         room_ = capacity - static_cast<std::size_t>(transfer.position()) % capacity;
     }
-    while (!bytes.empty()) {
-        const auto part = bytes.first(std::min(bytes.size(), room_ - used_));
-        std::copy(part.begin(), part.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(used_));
-        used_ += part.size();
-        bytes = bytes.subspan(part.size());
-        if (used_ == room_) {
+    while (used_ + bytes.size() >= room_ && !bytes.empty()) {
+        const auto part = bytes.first(room_ - used_);
+        if (used_ == 0) {
+            owner_->write(part); // as it lies
+        } else {
+            keep(part);
             write();
-            room_ = capacity;
         }
+        room_ = capacity;
+        bytes = bytes.subspan(part.size());
+    }
+    keep(bytes);
+}
+
+void GatherBuffer::keep(std::span<const std::byte> bytes) {
+    if (!bytes.empty()) {
+        copy(bytes, bytes_.data() + used_);
+        used_ += bytes.size();
     }
 }
 

@@ -24,6 +24,7 @@ public:
     void flush();
 
 private:
+    void keep(std::span<const std::byte> bytes);
     void write();
 
     std::vector<std::byte> bytes_;

@@ -1,6 +1,7 @@
 #include "Fluvane/Linux/Transport/TransferConnection.h"
 
 #include "Fluvane/Linux/Transport/NetworkReach.h"
+#include "Fluvane/Linux/Transport/ReadAhead.h"
 #include "Fluvane/Linux/Transport/Uptime.h"
 #include "FluvaneEngine/Log.h"
 
@@ -77,6 +78,9 @@ bool TransferConnection::conclude(double now) {
     if (isIdle(now)) {
         fail(CURLE_OPERATION_TIMEDOUT);
         return true;
+    }
+    if (pauses_ == 0 && ReadAhead::holdsBytes(handle())) {
+        pause(quantum); // to go on is to read, whether or not the socket has more
     }
     return false;
 }
@@ -183,7 +187,7 @@ void TransferConnection::fail(CURLcode code) {
         return fmt::format("{}: failed with {} ({}): {}", transfer_->request().label, facts.code,
                            facts.systemError, detail_.data());
     });
-    transfer_->fail({sentence(facts), mayBeOffline(facts) && !NetworkReach::beyondThisMachine()});
+    transfer_->fail({sentence(facts), mayBeOffline(facts) && !NetworkReach::beyondThisMachine(facts.peer)});
 }
 
 TransferFailure TransferConnection::failure(CURLcode code) const {
