@@ -153,7 +153,7 @@ void DownloadManager::halt(Download& download) {
 /// Closing syncs, which may take long: the next checkpoint does both, off the main queue.
 void DownloadManager::closeFile(Download& download) {
     if (download.file) {
-        closing_.push_back(std::exchange(download.file, nullptr));
+        closing_.add(download, std::exchange(download.file, nullptr));
         checkpointWanted_ = true;
         writeSoon();
     }

@@ -77,6 +77,7 @@ public:
     /// may claim; absent when `record.pieces` are.
     std::optional<std::vector<Piece>> durable;
     std::int64_t pieceGeneration = 0; ///< Counts the times the pieces were laid out anew.
+    bool distrusted = false;          ///< A sync failed: `durable` gets no further with this file.
     RecordSnapshot saved;             ///< The record as last handed to the store.
 };
 

@@ -123,7 +123,7 @@ bool areSound(const DownloadRecord& record) {
 
 void DownloadManager::restore(Download& download) {
     auto& record = download.record;
-    if (!areSound(record)) {
+    if (!record.pieces.empty() && !areSound(record)) {
         log::files.error(
             fmt::format("download {}: its saved pieces make no sense, it starts afresh", record.id));
         record.pieces.clear();
@@ -139,6 +139,9 @@ void DownloadManager::restore(Download& download) {
         log::downloads([&] { return fmt::format("download {} was moved into place already", record.id); });
         verifyFinishedFile(download);
         return;
+    }
+    if (record.state.is<State::Finished>() && record.file && files_->exists(*record.file)) {
+        verifyFinishedFile(download); // a digest may have been under way
     }
     const auto& state = record.state;
     const bool wasRunning = state.isActive() || state.isWaiting(State::Wait::offline) ||
@@ -167,18 +170,17 @@ void DownloadManager::stop() {
     if (ticker_) {
         std::exchange(ticker_, nullptr)->cancel();
     }
-    std::vector<std::shared_ptr<PieceFile>> syncing = openFiles();
     for (const auto& download : downloads_) {
         halt(*download);
     }
-    closing_.clear();
-    store_->save(snapshots(true), std::move(syncing), {});
+    store_->save(snapshots(false), {}, {}); // stands if a file can't be synced
+    store_->save(snapshots(true), takeFiles().files, {});
     store_->flush();
     if (std::exchange(awake_, false)) {
         power_->keepAwake(false);
     }
     for (const auto& waiter : std::exchange(waiters_, {})) {
-        waiter.completion();
+        waiter.completion(std::nullopt);
     }
     alive_ = std::make_shared<bool>(true); // whatever is still under way finds nobody
 }
@@ -189,6 +191,10 @@ void DownloadManager::stop() {
 // made them, with the pieces as of the last checkpoint; a checkpoint, every two seconds and after a halt,
 // hands the store the open files to sync together with the pieces as they are. So no command waits for the
 // sync of a busy file, and at most one write and one checkpoint are under way.
+
+namespace {
+constexpr double saveRetry = 2; ///< Seconds until a list that couldn't be written is tried again.
+}
 
 void DownloadManager::set(Download& download, DownloadState state) {
     download.record.state = std::move(state);
@@ -230,34 +236,52 @@ void DownloadManager::write() {
     }
     writing_ = true;
     overtaken_ = true;
-    store_->save(snapshots(false), {}, weakly([this, generation = generation_] {
+    store_->save(snapshots(false), {}, weakly([this, generation = generation_](const SaveResult& result) {
                      writing_ = false;
-                     written(generation);
+                     written(generation, result);
                  }));
 }
 
-void DownloadManager::written(std::int64_t generation) {
+void DownloadManager::written(std::int64_t generation, const SaveResult& result) {
+    if (result.error) {
+        answerWaiters(result.error);
+        if (!writeScheduled_) {
+            writeScheduled_ = true;
+            scheduler_->after(saveRetry, weakly([this] {
+                                  writeScheduled_ = false;
+                                  if (!writing_) {
+                                      write();
+                                  }
+                              }));
+        }
+        return;
+    }
     writtenGeneration_ = std::max(writtenGeneration_, generation);
-    std::vector<std::function<void()>> ready;
+    answerWaiters(std::nullopt);
+    if (generation_ > writtenGeneration_ || (checkpointWanted_ && !checkpointing_)) {
+        writeSoon();
+    }
+}
+
+/// All of them when the list couldn't be written.
+void DownloadManager::answerWaiters(const std::optional<std::string>& error) {
+    std::vector<SaveCompletion> ready;
     std::erase_if(waiters_, [&](Waiter& waiter) {
-        if (waiter.generation > writtenGeneration_) {
+        if (!error && waiter.generation > writtenGeneration_) {
             return false;
         }
         ready.push_back(std::move(waiter.completion));
         return true;
     });
     for (const auto& completion : ready) {
-        completion();
-    }
-    if (generation_ > writtenGeneration_ || (checkpointWanted_ && !checkpointing_)) {
-        writeSoon();
+        completion(error);
     }
 }
 
-void DownloadManager::whenSaved(std::function<void()> completion) {
+void DownloadManager::whenSaved(SaveCompletion completion) {
     assertContext();
     if (generation_ <= writtenGeneration_) {
-        scheduler_->after(0, weakly(std::move(completion)));
+        scheduler_->after(0, weakly([completion = std::move(completion)] { completion(std::nullopt); }));
         return;
     }
     waiters_.push_back({generation_, std::move(completion)});
@@ -270,8 +294,7 @@ void DownloadManager::checkpoint() {
     checkpointWanted_ = false;
     overtaken_ = false;
     receivedAtCheckpoint_ = received_;
-    auto syncing = openFiles();
-    closing_.clear();
+    auto [owners, files] = takeFiles();
     auto records = snapshots(true);
     std::vector<Captured> captured;
     for (const auto& download : downloads_) {
@@ -279,21 +302,39 @@ void DownloadManager::checkpoint() {
             captured.push_back({download->id(), download->pieceGeneration, download->saved});
         }
     }
-    store_->save(std::move(records), std::move(syncing),
-                 weakly([this, captured = std::move(captured), generation = generation_] {
+    store_->save(std::move(records), std::move(files),
+                 weakly([this, owners = std::move(owners), captured = std::move(captured),
+                         generation = generation_](const SaveResult& result) {
                      checkpointing_ = false;
+                     distrust(owners, result.unsynced);
                      checkpointDone(captured);
-                     written(generation);
+                     if (result.unsynced.empty()) {
+                         written(generation, result);
+                     }
                  }));
     if (generation_ > writtenGeneration_) {
         writeSoon(); // what a user was told must not wait for the sync
     }
 }
 
+/// What such a file got since its last good sync may be lost, and later syncs don't tell.
+void DownloadManager::distrust(const std::vector<Syncing::Owner>& owners,
+                               const std::vector<std::size_t>& unsynced) {
+    for (const auto index : unsynced) {
+        const auto& [id, pieceGeneration] = owners[index];
+        Download* const download = find(id);
+        if (download && download->pieceGeneration == pieceGeneration) {
+            download->distrusted = true;
+        }
+        ++generation_; // the list wasn't stored
+    }
+}
+
 void DownloadManager::checkpointDone(const std::vector<Captured>& captured) {
     for (const auto& [id, pieceGeneration, record] : captured) {
         Download* const download = find(id);
-        if (!download || download->pieceGeneration != pieceGeneration || !download->durable) {
+        if (!download || download->pieceGeneration != pieceGeneration || !download->durable ||
+            download->distrusted) {
             continue;
         }
         if (!download->file && download->record.pieces == record->pieces) {
@@ -310,14 +351,20 @@ void DownloadManager::checkpointDone(const std::vector<Captured>& captured) {
     }
 }
 
-std::vector<std::shared_ptr<PieceFile>> DownloadManager::openFiles() const {
-    auto files = closing_;
+void DownloadManager::Syncing::add(const Download& download, std::shared_ptr<PieceFile> file) {
+    owners.emplace_back(download.id(), download.pieceGeneration);
+    files.push_back(std::move(file));
+}
+
+/// The files that a list claiming all that was written has to wait for.
+DownloadManager::Syncing DownloadManager::takeFiles() {
+    auto taken = std::exchange(closing_, {});
     for (const auto& download : downloads_) {
         if (download->file) {
-            files.push_back(download->file);
+            taken.add(*download, download->file);
         }
     }
-    return files;
+    return taken;
 }
 
 std::vector<RecordSnapshot> DownloadManager::snapshots(bool claimLive) {
@@ -342,7 +389,7 @@ RecordSnapshot DownloadManager::snapshot(Download& download, bool claimLive) con
         record.state = State::Queued{}; // a limited network never outlives a restart
     }
     if (download.durable) {
-        record.pieces = claimLive ? download.livePieces() : *download.durable;
+        record.pieces = claimLive && !download.distrusted ? download.livePieces() : *download.durable;
     }
     if (download.saved && *download.saved == record) {
         return download.saved;
@@ -353,6 +400,7 @@ RecordSnapshot DownloadManager::snapshot(Download& download, bool claimLive) con
 /// Gives a download new pieces, of which nothing is on disk yet.
 void DownloadManager::layOut(Download& download, std::vector<Piece> pieces) {
     ++download.pieceGeneration;
+    download.distrusted = false;
     download.durable = pieces;
     download.record.pieces = std::move(pieces);
     if (download.record.pieces.empty()) {

@@ -77,8 +77,10 @@ public:
     void setOnline(bool online);
     void setLimitedNetwork(std::optional<LimitedNetwork> network);
 
-    /// Calls back, on a later turn, once everything changed so far is on disk (or failed to get there).
-    void whenSaved(std::function<void()> completion);
+    /// Calls back, on a later turn, once everything changed so far is on disk, or with the reason why the
+    /// list can't be written now. It is tried again then until it can.
+    using SaveCompletion = std::function<void(const std::optional<std::string>& error)>;
+    void whenSaved(SaveCompletion completion);
 
     /// Called after every change that a user could see.
     std::function<void()> onChange;
@@ -106,7 +108,8 @@ private:
     void save();
     void writeSoon();
     void write();
-    void written(std::int64_t generation);
+    void written(std::int64_t generation, const SaveResult& result);
+    void answerWaiters(const std::optional<std::string>& error);
     void checkpoint();
     struct Captured {
         std::int64_t id;
@@ -114,9 +117,16 @@ private:
         RecordSnapshot record;
     };
     void checkpointDone(const std::vector<Captured>& captured);
+    struct Syncing {
+        using Owner = std::pair<std::int64_t, std::int64_t>; ///< Number and generation of pieces.
+        std::vector<Owner> owners;
+        std::vector<std::shared_ptr<PieceFile>> files;
+        void add(const Download& download, std::shared_ptr<PieceFile> file);
+    };
+    void distrust(const std::vector<Syncing::Owner>& owners, const std::vector<std::size_t>& unsynced);
     RecordSnapshot snapshot(Download& download, bool claimLive) const;
     std::vector<RecordSnapshot> snapshots(bool claimLive);
-    std::vector<std::shared_ptr<PieceFile>> openFiles() const;
+    Syncing takeFiles();
     void layOut(Download& download, std::vector<Piece> pieces);
 
     // Admission.
@@ -125,6 +135,8 @@ private:
     void pumpOnce();
     void holdOnLimitedNetwork();
     bool roomAtServer(const Download& download);
+    bool takeConnection(const std::optional<std::string>& server);
+    void relieveServers();
     int connectionsTo(const std::optional<std::string>& server) const;
     void fillAll();
     bool mustWaitForNetwork(const Download& download) const;
@@ -260,11 +272,11 @@ private:
     bool checkpointing_ = false;
     bool checkpointWanted_ = false;
     std::int64_t receivedAtCheckpoint_ = 0;
-    bool overtaken_ = false;                          ///< A list was written after the checkpoint's own.
-    std::vector<std::shared_ptr<PieceFile>> closing_; ///< Halted downloads' files, closed once synced.
+    bool overtaken_ = false; ///< A list was written after the checkpoint's own.
+    Syncing closing_;        ///< Halted downloads' files, closed once synced.
     struct Waiter {
         std::int64_t generation;
-        std::function<void()> completion;
+        SaveCompletion completion;
     };
     std::vector<Waiter> waiters_;
 

@@ -26,6 +26,7 @@ void DownloadManager::ended(Download& download, std::int64_t start) {
             download.record.size = pieces[*index].end;
             if (download.durable) {
                 download.durable->at(*index).end = pieces[*index].end; // it is the only piece
+                ++download.pieceGeneration; // a checkpoint under way knows nothing of the end
             }
             save();
         } else {
@@ -97,7 +98,14 @@ void DownloadManager::storeResult(Download& download, const std::string& digest)
 /// The move waits until `finishing` is on disk: a kill right after it is then recognised at the next start.
 void DownloadManager::finish(Download& download) {
     set(download, State::Finishing{});
-    whenSaved(following(download, [this](Download& finishing) { moveIntoPlace(finishing); }));
+    whenSaved(following(download, [this](Download& finishing, const std::optional<std::string>& error) {
+        if (error) {
+            log::files([&] {
+                return fmt::format("download {} is moved though the list isn't saved", finishing.id());
+            });
+        }
+        moveIntoPlace(finishing);
+    }));
 }
 
 void DownloadManager::moveIntoPlace(Download& download) {
@@ -126,7 +134,6 @@ void DownloadManager::moved(Download& download, const Outcome<URL>& location) {
     record.name = path.substr(path.rfind('/') + 1); // another one if the wanted name was taken meanwhile
     record.partial.reset();
     record.completed = surroundings_.today();
-    record.prioritized.reset();
     download.durable.reset(); // the move synced the file
     set(download, State::Finished{});
     notify([&](Notifier& notifier) { notifier.finished(record); });

@@ -36,6 +36,7 @@ void DownloadManager::adapt(Download& download, std::int64_t bytes, double at) {
         if (measuring_ == download.id()) {
             measuring_.reset(); // whatever keeps it from measuring must not keep the others from it
         }
+        download.window.reset();
         return;
     }
     measuring_ = download.id();
@@ -141,8 +142,7 @@ void DownloadManager::remeasure(bool regrow) {
     measuring_.reset();
 }
 
-/// A rate measured beside other neighbours says nothing: when a download joins or leaves, the rest measure
-/// anew, and when one has left there is speed to be had.
+/// When a download has left there is speed to be had, for those that had stopped growing too.
 void DownloadManager::noticeNeighbours() {
     std::set<std::int64_t> now;
     for (const auto& download : downloads_) {
@@ -155,7 +155,11 @@ void DownloadManager::noticeNeighbours() {
     }
     const bool someoneLeft = !std::ranges::includes(now, downloading_);
     downloading_ = std::move(now);
-    remeasure(someoneLeft);
+    for (const auto& download : downloads_) {
+        if (someoneLeft && download->record.state.is<State::Downloading>() && !download->growing) {
+            measureAfresh(*download, true);
+        }
+    }
 }
 
 } // namespace fluvane

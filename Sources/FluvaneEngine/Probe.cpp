@@ -55,7 +55,10 @@ void DownloadManager::begin(Download& download, bool fresh) {
 
 bool DownloadManager::carryOn(Download& download) {
     auto& record = download.record;
-    if (!record.resumable || !record.size || !record.partial || !record.name || record.pieces.empty()) {
+    if (!record.size || !record.partial || !record.name || record.pieces.empty()) {
+        return false;
+    }
+    if (!record.resumable && !allComplete(record.pieces)) {
         return false;
     }
     // A file that is gone or cut off would be created or extended with a hole where the saved bytes were.

@@ -143,9 +143,12 @@ void DownloadManager::holdOnLimitedNetwork() {
 /// several makes room; the prioritized download needs none.
 bool DownloadManager::roomAtServer(const Download& download) {
     const auto& server = download.record.url.site();
-    if (connectionsTo(server) < config_.connectionsPerServer) {
-        return true;
-    }
+    return connectionsTo(server) < config_.connectionsPerServer || takeConnection(server) ||
+           download.isPrioritized();
+}
+
+/// Closes the newest connection of the download that has the most to the server. False if none has several.
+bool DownloadManager::takeConnection(const std::optional<std::string>& server) {
     Download* richest = nullptr;
     for (const auto& other : downloads_) {
         const auto count = other->transfers.size();
@@ -154,12 +157,21 @@ bool DownloadManager::roomAtServer(const Download& download) {
         }
     }
     if (!richest) {
-        return download.isPrioritized();
+        return false;
     }
     const auto newest = std::ranges::max_element(richest->transfers, {},
                                                  [](const auto& entry) { return entry.second.token; });
     dropTransfer(*richest, newest->first);
     return true;
+}
+
+/// Closes what a lowered cap no longer allows; a download's only connection stays.
+void DownloadManager::relieveServers() {
+    for (const auto& download : downloads_) {
+        const auto server = download->record.url.site();
+        while (connectionsTo(server) > config_.connectionsPerServer && takeConnection(server)) {
+        }
+    }
 }
 
 int DownloadManager::connectionsTo(const std::optional<std::string>& server) const {
@@ -197,7 +209,7 @@ std::int64_t DownloadManager::add(const URL& url, const std::optional<URL>& fold
     DownloadRecord record(id, url, folder ? *folder : surroundings_.folder(config_.folder), referrer,
                           surroundings_.today());
     record.checksum = checksum;
-    if (autoFolder) {
+    if (autoFolder && !folder) {
         record.autoFolder = true;
     }
     auto download = std::make_unique<Download>(std::move(record));
@@ -366,13 +378,16 @@ void DownloadManager::apply(const Config& config) {
     for (const auto& download : downloads_) {
         takeCaps(*download, before);
     }
+    if (config_.connectionsPerServer < before.connectionsPerServer) {
+        relieveServers();
+    }
     pump();
     changed();
 }
 
 /// Brings a running download to the connections that changed settings allow it.
 void DownloadManager::takeCaps(Download& download, const Config& before) {
-    if (!download.record.state.is<State::Downloading>()) {
+    if (!download.record.state.usesNetwork()) {
         return;
     }
     const auto capBefore = std::min(download.connectionCap, before.connections);
@@ -384,8 +399,10 @@ void DownloadManager::takeCaps(Download& download, const Config& before) {
     if (cap(download) > capBefore && !download.growing) {
         measureAfresh(download, true); // it may have stopped at the old cap
     }
-    trim(download);
-    fill(download);
+    if (download.record.state.is<State::Downloading>()) {
+        trim(download);
+        fill(download);
+    }
 }
 
 int DownloadManager::ruleCap(const Download& download, const Config& config) {

@@ -71,6 +71,30 @@ TEST_F(ConnectionTest, GoesBackWhenAStepCostsTheOthers) {
     EXPECT_EQ(connections(2), 2);
 }
 
+TEST_F(ConnectionTest, NeighboursThatComeAndGoNeitherStopGrowthNorSpareAStepItsJudgement) {
+    struct Row {
+        const char* name;
+        std::optional<double> inAll;
+        int connections;
+    };
+    for (const auto& row : {Row{"fast", std::nullopt, 8}, Row{"full at 2", 4'000'000, 2}}) {
+        SCOPED_TRACE(row.name);
+        Engine other;
+        FakeServer busy(*other.transport, other.scheduler);
+        busy.size = 2'000'000'000;
+        busy.bytesPerSecondInAll = row.inAll;
+        busy.bytesPerSecond = row.inAll ? 2'000'000 : 1'000'000;
+        other.manager->start();
+        other.add("http://a.example/big");
+        for (int turn = 0; turn < 12; ++turn) {
+            const auto neighbour = other.add("http://b.example/small");
+            other.scheduler.runFor(2);
+            other.manager->remove(neighbour);
+        }
+        EXPECT_NEAR(other.manager->download(1)->connections(), row.connections, row.inAll ? 2 : 0);
+    }
+}
+
 TEST_F(ConnectionTest, PrioritizedGrowsAloneAndTheOthersAreCutBack) {
     server.bytesPerSecondInAll = 20'000'000;
     server.bytesPerSecond = 1'000'000;
@@ -145,6 +169,24 @@ TEST_F(ConnectionTest, ChangedCapsApplyToWhatRuns) {
     engine.manager->apply(engine.config);
     engine.scheduler.runFor(20);
     EXPECT_EQ(connections(), 8) << "free to grow again";
+    engine.manager->pause(1);
+    engine.add("http://a.example/g");
+    engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
+    engine.manager->apply(engine.config); // before the probe is answered
+    engine.scheduler.runFor(5);
+    EXPECT_EQ(connections(2), 1);
+}
+
+TEST_F(ConnectionTest, ALoweredCapOfTheServerClosesConnections) {
+    server.size = 1'000'000'000;
+    engine.add("http://a.example/f");
+    engine.add("http://a.example/g");
+    ASSERT_TRUE(engine.scheduler.runUntilTrue([&] { return connections(1) + connections(2) >= 8; }, 60));
+    engine.config.connections = 4;
+    engine.config.connectionsPerServer = 5;
+    engine.manager->apply(engine.config);
+    EXPECT_LE(connections(1) + connections(2), 5);
+    EXPECT_GE(std::min(connections(1), connections(2)), 1);
 }
 
 TEST_F(ConnectionTest, AServerWithoutPartsGetsOneConnection) {

@@ -162,6 +162,27 @@ TEST_F(FinishingTest, AChecksumGivenLaterIsCheckedNow) {
     EXPECT_EQ(record().checksumResult, std::nullopt);
 }
 
+TEST_F(FinishingTest, ARestartCarriesOnWithWhatIsLeftToDoAndComplainsOfNothing) {
+    addWithReferrer(std::nullopt);
+    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    const auto expected = right();
+    engine.files->completionDelay = 5;
+    engine.manager->setChecksum(1, expected);
+    server.sendsParts = false;
+    engine.manager->add(link("http://b.example/whole"), std::nullopt, {}, expected, true);
+    ASSERT_TRUE(engine.runUntil(2, "verifying"));
+    engine.manager->add(link("http://c.example/new"), std::nullopt, {}, {}, true);
+    engine.manager->pause(3);
+    engine.turns();
+    const auto sent = server.sent;
+    engine.restart();
+    engine.scheduler.runFor(11);
+    EXPECT_TRUE(record().checksumResult && record().checksumResult->matches());
+    EXPECT_EQ(engine.state(2), "finished");
+    EXPECT_EQ(server.sent, sent) << "every byte was there";
+    EXPECT_THAT(engine.log.lines, testing::Not(Contains(testing::HasSubstr("make no sense"))));
+}
+
 TEST_F(FinishingTest, AChecksumGivenDuringTheMoveIsCheckedAfterIt) {
     engine.files->completionDelay = 5;
     addWithReferrer(std::nullopt);

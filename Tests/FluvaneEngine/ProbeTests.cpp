@@ -154,7 +154,7 @@ TEST_F(ProbeTest, FindsFolderAndNameThatReplaceNothing) {
     EXPECT_EQ(record().rule, "films");
     EXPECT_EQ(engine.manager->download(1)->connections(), 1) << "the site's rule";
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: a rule picks its folder"));
-    engine.manager->add(link("http://b.example/film.mkv"), URL::folder("/films"), {}, {}, false);
+    engine.manager->add(link("http://b.example/film.mkv"), URL::folder("/films"), {}, {}, true);
     engine.transport->last().respondPart(10);
     EXPECT_EQ(engine.record(2).name, "film (3).mkv") << "another download's name counts as taken";
     EXPECT_EQ(engine.record(2).rule, std::nullopt);

@@ -281,7 +281,7 @@ TEST(Saved, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
         engine.add("http://a.example/" + std::to_string(i));
     }
     std::size_t savedWhenTold = 0;
-    engine.manager->whenSaved([&] { savedWhenTold = engine.store->saved.size(); });
+    engine.manager->whenSaved([&](auto) { savedWhenTold = engine.store->saved.size(); });
     EXPECT_EQ(savedWhenTold, 0U);
     engine.turns();
     EXPECT_EQ(savedWhenTold, 1000U);
@@ -294,7 +294,7 @@ TEST_F(Saving, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand)
     engine.scheduler.runFor(0.2); // a checkpoint is under way now
     bool told = false;
     engine.add("http://b.example/g");
-    engine.manager->whenSaved([&] { told = true; });
+    engine.manager->whenSaved([&](auto) { told = true; });
     engine.turns();
     EXPECT_TRUE(told);
     ASSERT_EQ(engine.store->saved.size(), 2U);
@@ -324,6 +324,34 @@ TEST_F(Saving, StopKeepsTheRunningStateAndEveryByte) {
     EXPECT_EQ(saved(), received);
     EXPECT_THAT(engine.transport->live(), IsEmpty());
     EXPECT_FALSE(engine.power->awake);
+}
+
+TEST_F(Saving, WhatCouldNotBeSyncedIsNeverClaimed) {
+    fetch(60'000'000, 5);
+    const auto good = saved();
+    engine.files->failSync = "Input/output error";
+    engine.scheduler.runFor(4);
+    engine.manager->pause(1);
+    engine.scheduler.runFor(4);
+    engine.files->failSync.reset(); // as a disk tells of lost bytes only once
+    engine.scheduler.runFor(4);
+    EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Paused{}));
+    EXPECT_EQ(saved(), good);
+}
+
+TEST_F(Saving, AListThatCannotBeWrittenIsToldAndTriedAgain) {
+    engine.store->error = "No space left on device";
+    engine.add("http://a.example/f");
+    std::optional<std::string> told;
+    engine.manager->whenSaved([&](const auto& error) { told = error; });
+    engine.turns();
+    EXPECT_EQ(told, "No space left on device");
+    EXPECT_THAT(engine.store->saved, IsEmpty());
+    const auto tries = engine.store->saves;
+    engine.store->error.reset();
+    engine.scheduler.runFor(2.1);
+    EXPECT_THAT(engine.store->saved, testing::SizeIs(1));
+    EXPECT_LE(engine.store->saves - tries, 4) << "not again and again";
 }
 
 TEST(Saved, SenselessPiecesFromDiskStartAfresh) {

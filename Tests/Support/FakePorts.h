@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,7 +21,7 @@ public:
     [[nodiscard]] std::vector<DownloadRecord> load() override { return saved; }
 
     void save(std::vector<RecordSnapshot> records, std::vector<std::shared_ptr<PieceFile>> syncing,
-              std::function<void()> completion) override {
+              std::function<void(const SaveResult&)> completion) override {
         const double delay = syncing.empty() ? 0 : syncDelay;
         last_ = std::make_shared<Job>(++saves, std::move(records), std::move(syncing), std::move(completion));
         scheduler_.after(delay, [this, job = last_] { run(*job); });
@@ -37,32 +38,40 @@ public:
     int saves = 0;
     int writes = 0;
     double syncDelay = 0;
+    std::optional<std::string> error; ///< Why nothing can be written.
 
 private:
     struct Job {
         Job(int order_, std::vector<RecordSnapshot> records_,
-            std::vector<std::shared_ptr<PieceFile>> syncing_, std::function<void()> completion_)
+            std::vector<std::shared_ptr<PieceFile>> syncing_,
+            std::function<void(const SaveResult&)> completion_)
             : order(order_), records(std::move(records_)), syncing(std::move(syncing_)),
               completion(std::move(completion_)) {}
         int order;
         std::vector<RecordSnapshot> records;
         std::vector<std::shared_ptr<PieceFile>> syncing;
-        std::function<void()> completion;
+        std::function<void(const SaveResult&)> completion;
     };
 
     void run(Job& job) {
-        for (const auto& file : std::exchange(job.syncing, {})) {
+        SaveResult result;
+        const auto files = std::exchange(job.syncing, {});
+        for (std::size_t index = 0; index < files.size(); ++index) {
             try {
-                file->sync();
-            } catch (const FileError&) { // as on a disk, nobody minds
+                files[index]->sync();
+            } catch (const FileError&) {
+                result.unsynced.push_back(index);
             }
         }
-        if (job.order > written_) {
-            write(job.records);
+        if (result.unsynced.empty() && job.order > written_) {
+            result.error = error;
+            if (!error) {
+                write(job.records);
+            }
             written_ = job.order;
         }
         if (const auto completion = std::exchange(job.completion, nullptr)) {
-            completion();
+            completion(result);
         }
     }
 

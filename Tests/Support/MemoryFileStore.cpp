@@ -68,7 +68,7 @@ public:
         bytes_->write(bytes, at);
     }
 
-    void sync() override {}
+    void sync() override { failIf(faults_->sync); }
 
     void close() noexcept override {
         const std::lock_guard lock(faults_->mutex);

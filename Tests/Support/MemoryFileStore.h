@@ -48,7 +48,7 @@ class MemoryFileStore : public FileStore {
     /// What open files share with the store.
     struct Faults {
         std::mutex mutex; ///< For the counters.
-        std::optional<std::string> write;
+        std::optional<std::string> write, sync;
         int open = 0;
     };
     const std::shared_ptr<Faults> faults_ = std::make_shared<Faults>();
@@ -74,6 +74,7 @@ public:
     /// files hold for files already open too.
     std::optional<std::string> failCreate, failOpen, failFinish, failChecksum;
     std::optional<std::string>& failWrite = faults_->write;
+    std::optional<std::string>& failSync = faults_->sync;
 
     std::optional<std::int64_t> freeSpace;
     double completionDelay = 0;

@@ -102,7 +102,10 @@ void CommandCenter::run(const Arguments& arguments, const ReplyCompletion& compl
     if (!command->changesList || !reply.ok) {
         return completion(std::move(reply));
     }
-    manager_.whenSaved([completion, reply = std::move(reply)] { completion(reply); });
+    manager_.whenSaved([completion, reply = std::move(reply)](const std::optional<std::string>& error) {
+        completion(error ? failure("It is done, but the list of downloads can't be saved: " + *error)
+                         : reply);
+    });
 }
 
 const Download* CommandCenter::numbered(const Arguments& arguments) const {

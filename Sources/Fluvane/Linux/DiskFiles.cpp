@@ -104,6 +104,9 @@ void DiskFile::beginWritingBack(std::int64_t written) {
 
 void DiskFile::sync() {
     const std::shared_lock lock(lock_);
+    if (const int code = syncFailure_; code != 0) {
+        throw FileError(errorText(code)); // the system tells of lost bytes only once
+    }
     if (!descriptor_.isOpen()) {
         return;
     }

@@ -46,13 +46,17 @@ std::vector<DownloadRecord> decoded(const std::string& text) {
     return records;
 }
 
-void syncAll(const std::vector<std::shared_ptr<PieceFile>>& files) {
-    for (const auto& file : files) {
+/// The indices of the files that couldn't be. They remember it: their writes and moves fail from now on.
+std::vector<std::size_t> syncAll(const std::vector<std::shared_ptr<PieceFile>>& files) {
+    std::vector<std::size_t> failed;
+    for (std::size_t index = 0; index < files.size(); ++index) {
         try {
-            file->sync();
-        } catch (const FileError&) { // the file remembers: its writes and its move fail from now on
+            files[index]->sync();
+        } catch (const FileError&) {
+            failed.push_back(index);
         }
     }
+    return failed;
 }
 
 } // namespace
@@ -80,7 +84,7 @@ std::vector<DownloadRecord> JSONDownloadStore::load() {
 
 void JSONDownloadStore::save(std::vector<RecordSnapshot> records,
                              std::vector<std::shared_ptr<PieceFile>> files,
-                             std::function<void()> completion) {
+                             std::function<void(const SaveResult&)> completion) {
     const std::lock_guard lock(mutex_);
     const auto number = ++latest_;
     if (files.empty()) {
@@ -89,9 +93,13 @@ void JSONDownloadStore::save(std::vector<RecordSnapshot> records,
     }
     syncing_.async([this, number, records = std::move(records), files = std::move(files),
                     completion = std::move(completion)]() mutable {
-        syncAll(files);
+        SaveResult result{.unsynced = syncAll(files)};
         files.clear();
-        synced(number, std::move(records), std::move(completion));
+        if (result.unsynced.empty()) {
+            synced(number, std::move(records), std::move(completion));
+        } else {
+            complete(std::move(completion), result);
+        }
     });
 }
 
@@ -113,7 +121,7 @@ void JSONDownloadStore::synced(std::int64_t number, Records records, Completion 
             return;
         }
     }
-    complete(std::move(completion));
+    complete(std::move(completion), {});
 }
 
 /// Under the lock, so that lists are written in the order of their numbers.
@@ -125,13 +133,22 @@ void JSONDownloadStore::enqueue(std::int64_t number, Records records, Completion
 }
 
 void JSONDownloadStore::write(std::int64_t number, const Records& records, Completion completion) {
+    const auto result = tried(records);
+    done(number, result);
+    complete(std::move(completion), result);
+}
+
+SaveResult JSONDownloadStore::tried(const Records& records) {
     try {
         writeFile(records);
+        error_.reset();
     } catch (const std::exception& error) {
-        log::files.error(std::string("couldn't save the downloads: ") + error.what());
+        if (error_ != error.what()) {
+            log::files.error(std::string("couldn't save the downloads: ") + error.what());
+        }
+        error_ = error.what();
     }
-    done(number);
-    complete(std::move(completion));
+    return {.error = error_};
 }
 
 void JSONDownloadStore::writeFile(const Records& records) {
@@ -152,7 +169,7 @@ void JSONDownloadStore::writeFile(const Records& records) {
     file_.write(parts);
 }
 
-void JSONDownloadStore::done(std::int64_t number) {
+void JSONDownloadStore::done(std::int64_t number, const SaveResult& result) {
     std::vector<Completion> ready;
     {
         const std::lock_guard lock(mutex_);
@@ -166,13 +183,13 @@ void JSONDownloadStore::done(std::int64_t number) {
         });
     }
     for (auto& completion : ready) {
-        complete(std::move(completion));
+        complete(std::move(completion), result);
     }
 }
 
-void JSONDownloadStore::complete(Completion completion) {
+void JSONDownloadStore::complete(Completion completion, const SaveResult& result) {
     if (completion) {
-        mainQueue_.post(std::move(completion));
+        mainQueue_.post([completion = std::move(completion), result] { completion(result); });
     }
 }
 

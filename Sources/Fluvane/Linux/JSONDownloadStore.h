@@ -36,12 +36,12 @@ public:
     /// list, and the next save would replace it: it is moved aside too, to a numbered name if need be.
     [[nodiscard]] std::vector<DownloadRecord> load() override;
     void save(std::vector<RecordSnapshot> records, std::vector<std::shared_ptr<PieceFile>> syncing,
-              std::function<void()> completion) override;
+              std::function<void(const SaveResult&)> completion) override;
     void flush() override;
 
 private:
     using Records = std::vector<RecordSnapshot>;
-    using Completion = std::function<void()>;
+    using Completion = std::function<void(const SaveResult&)>;
     /// Records and their text in the file. They are kept alive, so that a pointer stands for one record only.
     using Encoded = std::unordered_map<RecordSnapshot, std::string>;
 
@@ -49,8 +49,9 @@ private:
     void enqueue(std::int64_t number, Records records, Completion completion);
     void write(std::int64_t number, const Records& records, Completion completion);
     void writeFile(const Records& records);
-    void done(std::int64_t number);
-    void complete(Completion completion);
+    [[nodiscard]] SaveResult tried(const Records& records);
+    void done(std::int64_t number, const SaveResult& result);
+    void complete(Completion completion, const SaveResult& result);
 
     tessivar::AtomicFile file_;
     MainQueue& mainQueue_;
@@ -60,7 +61,9 @@ private:
     std::int64_t written_ = 0; ///< Number of the latest list written, or failed to be.
     std::vector<std::pair<std::int64_t, Completion>> waiting_; ///< Of lists left to a later one.
 
-    Encoded encoded_; ///< As of the last write; for `writing_` alone.
+    // For `writing_` alone.
+    Encoded encoded_;                  ///< As of the last write.
+    std::optional<std::string> error_; ///< Of the last write, told to the log once.
 
     SerialQueue writing_;
     SerialQueue syncing_; // ends first: it feeds the other
