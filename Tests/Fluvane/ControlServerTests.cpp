@@ -63,34 +63,31 @@ TEST(ControlRequest, OnlyAnArrayOfStrings) {
     for (int i = 0; i < 100'000; ++i) {
         deep += R"({"a":)";
     }
-    struct Row {
-        const char* name;
-        std::string text;
-        std::optional<std::string> arguments;
+    const std::pair<const char*, const char*> rows[] = {
+        {R"(["add","http://h/a"])", "add|http://h/a|"},
+        {" [ \"a\" ,\n\"b\" ] \n", "a|b|"},
+        {"[]", ""},
+        {R"(["\u00e9\ud83d\ude00"])", "é😀|"},
     };
-    const Row rows[] = {
-        {"plain", R"(["add","http://h/a"])", "add|http://h/a|"},
-        {"white space", " [ \"a\" ,\n\"b\" ] \n", "a|b|"},
-        {"empty list", "[]", ""},
-        {"escapes", R"(["\u00e9\ud83d\ude00"])", "é😀|"},
-        {"nothing", "", std::nullopt},
-        {"garbage", "GET / HTTP/1.1\r\n\r\n", std::nullopt},
-        {"string", R"("list")", std::nullopt},
-        {"number inside", R"(["pause",1])", std::nullopt},
-        {"null inside", R"([null])", std::nullopt},
-        {"object", R"({"a":"b"})", std::nullopt},
-        {"nested", R"([["list"]])", std::nullopt},
-        {"second value", R"(["list"]["list"])", std::nullopt},
-        {"cut", R"(["list")", std::nullopt},
-        {"lone surrogate", R"(["\ud800"])", std::nullopt},
-        {"broken text", "[\"\xff\"]", std::nullopt},
-        {"zero byte", R"(["a\u0000b"])", std::nullopt},
-        {"deep", std::string(500'000, '['), std::nullopt},
-        {"deep objects", deep, std::nullopt},
-    };
-    for (const Row& row : rows) {
-        const auto arguments = parseRequest(row.text);
-        EXPECT_EQ(arguments ? std::optional(joined(*arguments)) : std::nullopt, row.arguments) << row.name;
+    for (const auto& [text, arguments] : rows) {
+        EXPECT_EQ(joined(parseRequest(text).value()), arguments);
+    }
+    const std::string refused[] = {"",
+                                   "GET / HTTP/1.1\r\n\r\n",
+                                   R"("list")",
+                                   R"(["pause",1])",
+                                   "[null]",
+                                   R"({"a":"b"})",
+                                   R"([["list"]])",
+                                   R"(["list"]["list"])",
+                                   R"(["list")",
+                                   R"(["\ud800"])",
+                                   "[\"\xff\"]",
+                                   R"(["a\u0000b"])",
+                                   std::string(500'000, '['),
+                                   deep};
+    for (const auto& text : refused) {
+        EXPECT_FALSE(parseRequest(text)) << text.substr(0, 40);
     }
 }
 

@@ -15,17 +15,12 @@
 
 namespace tessivar {
 
-using fluvane::support::readFile;
-using fluvane::support::TemporaryFolder;
-using fluvane::support::writeFile;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::Not;
+using namespace fluvane::support;
+using namespace testing;
 
 namespace {
 
-class LogTest : public testing::Test {
+class LogTest : public Test {
 protected:
     using Line = std::tuple<Log::Level, std::string, std::string>;
 
@@ -152,7 +147,7 @@ TEST(LogFiles, DoesWithoutAFileThatCannotBe) {
         SCOPED_TRACE(path);
         LogFiles files({.file = path});
         files.write(Log::Level::error, "files", "lost");
-        EXPECT_THAT(files.problem(), testing::StartsWith("Couldn't keep a log in " + path.string() + ": "));
+        EXPECT_THAT(files.problem(), StartsWith("Couldn't keep a log in " + path.string() + ": "));
         EXPECT_EQ(files.recent(std::chrono::minutes(1)), "");
     }
 }

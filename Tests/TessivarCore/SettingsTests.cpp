@@ -11,12 +11,8 @@
 
 namespace tessivar {
 
-using fluvane::support::readFile;
-using fluvane::support::TemporaryFolder;
-using fluvane::support::writeFile;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::MatchesRegex;
+using namespace fluvane::support;
+using namespace testing;
 
 namespace {
 
@@ -48,7 +44,7 @@ struct Model {
     friend bool operator==(const Model&, const Model&) = default;
 };
 
-class SettingsTest : public testing::Test {
+class SettingsTest : public Test {
 protected:
     SettingsTest() {
         AppIdentity::current = {"Fluvane", "example.Fluvane", "", "0.1.0"};
@@ -106,25 +102,23 @@ TEST_F(SettingsTest, KeepsSettingsOfALaterVersion) {
 }
 
 TEST_F(SettingsTest, MovesAsideWhatItCannotUse) {
-    const std::string deep(100'000, '[');
-    const std::pair<const char*, std::string> rows[] = {
-        {"nothing", ""},
-        {"no JSON", "{\"settings\": {"},
-        {"bad UTF-8", "{\"settings\": \"\xff\"}"},
-        {"no object", "[1]"},
-        {"no settings", R"({"speed": 3})"},
-        {"settings of a wrong type", R"({"settings": 3})"},
-        {"nested absurdly", deep},
-        {"a wrong type", R"({"settings": {"speed": "fast"}})"}};
-    for (const auto& [name, text] : rows) {
-        SCOPED_TRACE(name);
+    const std::string senseless[] = {"",
+                                     "{\"settings\": {",
+                                     "{\"settings\": \"\xff\"}",
+                                     "[1]",
+                                     R"({"speed": 3})",
+                                     R"({"settings": 3})",
+                                     std::string(100'000, '['),
+                                     R"({"settings": {"speed": "fast"}})"};
+    for (const auto& text : senseless) {
+        SCOPED_TRACE(text.substr(0, 40));
         const TemporaryFolder fresh;
         const auto file = fresh / "settings.json";
         writeFile(file, text);
         errors.clear();
         Store store(file);
         EXPECT_EQ(store.value(), Model());
-        EXPECT_THAT(errors, ElementsAre(testing::StartsWith("couldn't read the settings: ")));
+        EXPECT_THAT(errors, ElementsAre(StartsWith("couldn't read the settings: ")));
         EXPECT_THAT(store.problem(), HasSubstr("renamed to end in .unreadable: "));
         store.update([](Model& model) { model.speed = 2; });
         EXPECT_EQ(store.problem(), "");
