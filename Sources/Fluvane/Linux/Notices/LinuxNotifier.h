@@ -1,0 +1,53 @@
+#pragma once
+
+#include "FluvaneCore/URL.h"
+#include "FluvaneEngine/Platform.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace fluvane {
+
+class Bus;
+
+/// Tells the user about finished and stuck downloads through the desktop's notification server. Everything is
+/// for the main queue; no call waits for the bus. A notice that finds no server, or one that is just being
+/// started again, is held for `patience` and then dropped without a word.
+class LinuxNotifier : public Notifier {
+public:
+    static constexpr double patience = 10; ///< Seconds.
+    static constexpr std::size_t remembered =
+        100;                                ///< Notices that `sent` gives, and that a click still finds.
+    static constexpr std::size_t held = 50; ///< Notices that wait for a server; older ones give way.
+
+    struct Notice {
+        std::string title;
+        std::string body; ///< As a person reads it, without markup.
+        friend bool operator==(const Notice&, const Notice&) = default;
+    };
+    using Reveal = std::function<void(const URL& file, const std::string& activationToken)>;
+
+    /// `wanted` is asked before each notice. `reveal` is called when the user clicks the notice of a finished
+    /// file, with the token by which its window may come to the front (empty where the server has none). The
+    /// bus must outlive the notifier.
+    LinuxNotifier(Bus& session, std::function<bool()> wanted, Reveal reveal);
+    ~LinuxNotifier() override;
+    LinuxNotifier(const LinuxNotifier&) = delete;
+    LinuxNotifier& operator=(const LinuxNotifier&) = delete;
+
+    void finished(const DownloadRecord& record) override;
+    void failed(const DownloadRecord& record, const std::string& reason) override;
+    void linkExpired(const DownloadRecord& record) override;
+
+    /// The notices of this run, the latest last, whether or not a server was there to show them.
+    [[nodiscard]] std::vector<Notice> sent() const;
+
+private:
+    class Server;
+    std::function<bool()> wanted_;
+    std::unique_ptr<Server> server_;
+};
+
+} // namespace fluvane
