@@ -1,27 +1,14 @@
 #pragma once
 
 #include "Fluvane/Linux/MainQueue.h"
+#include "Fluvane/Linux/Services/NetworkWatch.h"
 #include "FluvaneEngine/Platform.h"
 
 #include <functional>
-#include <optional>
 #include <utility>
 
 /// What stands at the engine's ports to the desktop while there is nothing behind them.
 namespace fluvane {
-
-/// Watches whether there is a network and whether it should be spared. The main queue's.
-class NetworkWatch {
-public:
-    struct Report {
-        bool online = true;
-        std::optional<LimitedNetwork> limited{};
-    };
-    virtual ~NetworkWatch() = default;
-    /// Once. The handler is called on the main queue, with the state at the start as soon as it is known and
-    /// with every change.
-    virtual void start(std::function<void(Report)> handler) = 0;
-};
 
 /// Reports once that all is well: with nobody to ask there is nothing to wait for.
 class QuietNetworkWatch final : public NetworkWatch {

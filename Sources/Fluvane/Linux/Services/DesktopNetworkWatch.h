@@ -1,0 +1,27 @@
+#pragma once
+
+#include "Fluvane/Linux/Services/Bus.h"
+#include "Fluvane/Linux/Services/NetworkWatch.h"
+#include "FluvaneEngine/Platform.h"
+
+#include <memory>
+
+namespace fluvane {
+
+/// What NetworkManager says. Its first answer is reported at once, changes when they have settled, a second
+/// after the first of a series. Without NetworkManager, or while it doesn't answer, nothing is reported; when
+/// it goes away for longer than that second the machine counts as online and unlimited.
+class DesktopNetworkWatch final : public NetworkWatch {
+public:
+    /// Both must outlive it.
+    DesktopNetworkWatch(Bus& system, Scheduler& scheduler);
+    ~DesktopNetworkWatch() override;
+
+    void start(std::function<void(Report)> handler) override;
+
+private:
+    class Watcher;
+    std::unique_ptr<Watcher> watcher_;
+};
+
+} // namespace fluvane
