@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+namespace tessivar {
+
+/// A process that can be told from every other one, before and after a reboot, although numbers are reused.
+struct Run {
+    pid_t pid = 0;
+    std::uint64_t startTicks = 0; ///< When the process started, in clock ticks since the machine did.
+    std::string bootID;           ///< The kernel's, 32 hexadecimal digits.
+
+    /// This process. What the system doesn't tell stays 0 or empty.
+    static Run current();
+    /// The one that name() is of.
+    static std::optional<Run> fromName(std::string_view name);
+
+    /// Letters, digits and "-" only, for names of files.
+    [[nodiscard]] std::string name() const;
+    [[nodiscard]] bool isOfThisBoot() const;
+    [[nodiscard]] bool isAlive() const;
+
+    bool operator==(const Run&) const = default;
+};
+
+} // namespace tessivar
