@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tessivar/Run.h"
+#include "Tessivar/RunID.h"
 #include "TessivarCore/AtomicFile.h"
 
 #include <cstdint>
@@ -44,7 +44,7 @@ private:
 
     std::filesystem::path folder_;
     AtomicFile file_;
-    Run run_;
+    RunID run_;
     std::int64_t began_ = 0;
 };
 

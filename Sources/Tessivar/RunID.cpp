@@ -1,4 +1,4 @@
-#include "Tessivar/Run.h"
+#include "Tessivar/RunID.h"
 
 #include "TessivarCore/AtomicFile.h"
 
@@ -49,18 +49,18 @@ std::uint64_t startTicksOf(pid_t pid) {
 
 } // namespace
 
-Run Run::current() {
+RunID RunID::current() {
     return {getpid(), startTicksOf(getpid()), bootIDNow()};
 }
 
-std::string Run::name() const {
+std::string RunID::name() const {
     return fmt::format("{}-{}-{}", bootID, startTicks, pid);
 }
 
-std::optional<Run> Run::fromName(std::string_view name) {
+std::optional<RunID> RunID::fromName(std::string_view name) {
     const std::size_t first = name.find('-');
     const std::size_t second = name.find('-', first == std::string_view::npos ? first : first + 1);
-    Run run;
+    RunID run;
     if (second == std::string_view::npos || !readNumber(name.substr(second + 1), run.pid) ||
         !readNumber(name.substr(first + 1, second - first - 1), run.startTicks)) {
         return std::nullopt;
@@ -69,11 +69,11 @@ std::optional<Run> Run::fromName(std::string_view name) {
     return run;
 }
 
-bool Run::isOfThisBoot() const {
+bool RunID::isOfThisBoot() const {
     return bootID == bootIDNow();
 }
 
-bool Run::isAlive() const {
+bool RunID::isAlive() const {
     return isOfThisBoot() && pid > 0 && startTicks != 0 && startTicksOf(pid) == startTicks;
 }
 
