@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Tessivar/WhatsNew.h"
+
+#include <vector>
+
+namespace fluvane {
+
+/// The application's releases, newest first.
+[[nodiscard]] std::vector<tessivar::Release> releases();
+
+} // namespace fluvane
