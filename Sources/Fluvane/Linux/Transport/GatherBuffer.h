@@ -15,7 +15,7 @@ class GatherBuffer {
 public:
     /// Larger writes cost hardly less, and much more where the kernel has to find large stretches of memory
     /// for them: a virtual machine that gives free stretches back to its host pays for each of them anew.
-    static constexpr std::size_t capacity = 64 * 1024;
+    static constexpr std::size_t capacity = 32 * 1024;
 
     GatherBuffer() : bytes_(capacity) {}
 
