@@ -1,5 +1,6 @@
 #include "Fluvane/Links/LinkDetector.h"
 
+#include "Fluvane/Links/QuotedPrintable.h"
 #include "FluvaneCore/Text.h"
 
 #include <algorithm>
@@ -51,8 +52,10 @@ bool alwaysEnds(char32_t scalar) {
 /// What ends a link because of the character in front of it.
 bool endsBehind(char32_t opener, char32_t scalar) {
     switch (opener) {
+    case U',': // a field of a table
+    case U';':
     case U'\'':
-        return scalar == U'\'';
+        return scalar == opener;
     case 0x2018:
         return scalar == 0x2019;
     case U'|':
@@ -114,11 +117,17 @@ std::optional<Unescaped> unescaped(std::string_view text) {
     return known ? std::optional(Unescaped{text[1], 2}) : std::nullopt;
 }
 
+/// What a link stands in.
+struct Surroundings {
+    char32_t opener = U' ';  ///< The character in front of it.
+    bool inMarkup = false;   ///< Of HTML or XML, where "&" is escaped.
+    bool inTemplate = false; ///< Of a wiki: "|" separates {{name|url=…|title=…}}.
+};
+
 /// Collects the characters of one link and finds its right end.
 class Run {
 public:
-    Run(std::string_view text, char32_t opener, bool inAttribute)
-        : rest_(text), opener_(opener), inAttribute_(inAttribute) {}
+    Run(std::string_view text, const Surroundings& around) : rest_(text), around_(around) {}
 
     /// The link's text without what merely follows it; `length()` is what it took with that.
     std::string take() {
@@ -126,7 +135,9 @@ public:
         while (!rest_.empty() && step()) {
         }
         length_ = size - rest_.size();
+        cutUnclosed();
         trimEnd();
+        cutLabel();
         return std::move(out_);
     }
     [[nodiscard]] std::size_t length() const { return length_; }
@@ -134,7 +145,8 @@ public:
 private:
     bool step() {
         const text::Scalar scalar = text::firstScalar(rest_);
-        if (alwaysEnds(scalar.value) || endsBehind(opener_, scalar.value) || beginsAnother()) {
+        if (alwaysEnds(scalar.value) || endsBehind(around_.opener, scalar.value) || beginsAnother() ||
+            (around_.inTemplate && scalar.value == U'|')) {
             return false;
         }
         switch (rest_[0]) {
@@ -177,7 +189,7 @@ private:
         if (isQuotingEntity(rest_)) {
             return false;
         }
-        const std::size_t entity = inAttribute_ ? ampersand(rest_) : 0;
+        const std::size_t entity = around_.inMarkup ? ampersand(rest_) : 0;
         out_ += '&';
         rest_.remove_prefix(std::max<std::size_t>(entity, 1));
         return true;
@@ -187,15 +199,44 @@ private:
     /// unless the link stands in round brackets.
     bool takeBracket() {
         const char c = rest_[0];
-        int& depth = c == '(' || c == ')' ? round_ : c == '[' || c == ']' ? square_ : curly_;
-        const bool opening = c == '(' || c == '[' || c == '{';
-        const bool closesOutside = !opening && depth <= 0 && (c != ')' || opener_ == U'(');
-        if (closesOutside || rest_.starts_with("[/")) { // [url]…[/url]
+        auto& open = c == '(' || c == ')' ? round_ : c == '[' || c == ']' ? square_ : curly_;
+        if (rest_.starts_with("[/")) { // [url]…[/url]
             return false;
         }
-        depth += opening ? 1 : -1;
+        if (c == '(' || c == '[' || c == '{') {
+            open.push_back(out_.size());
+        } else if (!open.empty()) {
+            label_ = c == ']' ? open.back() : label_;
+            open.pop_back();
+        } else if (c == ')' && around_.opener != U'(') {
+            ++unopened_;
+        } else {
+            return false;
+        }
         take(1);
         return true;
+    }
+
+    /// What follows a bracket that the link's end leaves open is a remark: "https://host/a(see there)".
+    void cutUnclosed() {
+        for (const auto& open : {round_, square_, curly_}) {
+            if (!open.empty()) {
+                out_.resize(std::min(out_.size(), open.front()));
+            }
+        }
+    }
+
+    /// Square brackets at the very end of a name hold a footnote's number or the text to show.
+    void cutLabel() {
+        if (!label_ || *label_ == 0 || *label_ >= out_.size() || !out_.ends_with(']')) {
+            return;
+        }
+        const auto before = std::string_view(out_).substr(0, *label_);
+        const bool inPath = before.find('/') != std::string_view::npos &&
+                            before.find_first_of("?#") == std::string_view::npos;
+        if (inPath && !before.ends_with('/')) {
+            out_.resize(*label_);
+        }
     }
 
     void trimEnd() {
@@ -204,7 +245,7 @@ private:
             if (length == 0) {
                 return;
             }
-            round_ += out_.ends_with(')') ? 1 : 0;
+            unopened_ -= out_.ends_with(')') ? 1 : 0;
             out_.resize(out_.size() - length);
         }
     }
@@ -215,24 +256,30 @@ private:
             return 0;
         }
         const char last = out_.back();
-        const bool emphasis = contains("*_~|", opener_) && static_cast<char32_t>(last) == opener_;
-        if (".,;:!?'"sv.find(last) != std::string_view::npos || emphasis || (last == ')' && round_ < 0)) {
+        const bool emphasis =
+            contains("*_~|", around_.opener) && static_cast<char32_t>(last) == around_.opener;
+        if (".,;:!?'"sv.find(last) != std::string_view::npos || emphasis || (last == ')' && unopened_ > 0)) {
             return 1;
         }
-        for (const std::string_view sign : {"‘"sv, "’"sv, "–"sv, "—"sv, "·"sv}) {
-            if (out_.ends_with(sign)) {
-                return sign.size();
-            }
+        const auto [scalar, length] = lastScalar();
+        return scalar >= 0x80 && !text::mayStandInHostName(scalar) ? length : 0; // dashes, quotes, full stops
+    }
+
+    [[nodiscard]] std::pair<char32_t, std::size_t> lastScalar() const {
+        std::size_t at = out_.size() - 1;
+        while (at > 0 && (static_cast<unsigned char>(out_[at]) & 0xC0) == 0x80) {
+            --at;
         }
-        return 0;
+        return {text::firstScalar(std::string_view(out_).substr(at)).value, out_.size() - at};
     }
 
     std::string_view rest_;
-    char32_t opener_;
-    bool inAttribute_;
+    Surroundings around_;
     std::string out_;
     std::size_t length_ = 0;
-    int round_ = 0, square_ = 0, curly_ = 0; ///< Brackets open so far; below 0 for closing ones without.
+    std::vector<std::size_t> round_{}, square_{}, curly_{}; ///< Where the brackets open so far stand.
+    std::optional<std::size_t> label_{};                    ///< Where the last closed square bracket began.
+    int unopened_ = 0;                                      ///< Closing round brackets without opening ones.
 };
 
 /// The length of a host's characters in any script. Looks no further than a host can be long, so that many
@@ -243,7 +290,8 @@ std::size_t hostLength(std::string_view text) {
     std::size_t at = 0;
     while (at < text.size()) {
         const text::Scalar scalar = text::firstScalar(text.substr(at));
-        if (scalar.value != U'-' && scalar.value != U'.' && !text::isLetterOrDigit(scalar.value)) {
+        if (scalar.value != U'-' && scalar.value != U'.' &&
+            (alwaysEnds(scalar.value) || !text::mayStandInHostName(scalar.value))) {
             break;
         }
         at += scalar.length;
@@ -270,6 +318,22 @@ bool isPort(std::string_view text) {
     return !text.empty() && text.size() <= 5 && std::all_of(text.begin(), text.end(), isASCIIDigit);
 }
 
+/// Four numbers with dots, which are an address where a path follows that is no network's length ("/24").
+bool isAddress(std::string_view host, std::string_view path) {
+    const auto isNumber = [](std::string_view part) {
+        const auto value = part.size() <= 3 ? text::wholeNumber(part) : std::nullopt;
+        return value && isASCIIDigit(part[0]) && *value <= 255;
+    };
+    for (int part = 0; part < 3; ++part) {
+        const std::size_t dot = host.find('.');
+        if (dot == std::string_view::npos || !isNumber(host.substr(0, dot))) {
+            return false;
+        }
+        host.remove_prefix(dot + 1);
+    }
+    return isNumber(host) && path.size() > 1 && !isASCIIDigit(path[1]) && path[1] > ' ';
+}
+
 /// Whether a text begins with a host that is a link without its scheme.
 bool beginsBareLink(std::string_view text) {
     std::string_view host = text.substr(0, hostLength(text));
@@ -292,15 +356,20 @@ bool beginsBareLink(std::string_view text) {
     }
     const bool local = text::equalIgnoringASCIICase(host, "localhost");
     const bool known = label->size() < host.size() && isWellKnownEnding(*label);
-    return behind.starts_with('/') && (local || known) && host.find("www.") == std::string_view::npos;
+    return behind.starts_with('/') && (local || known || isAddress(host, behind)) &&
+           host.find("www.") == std::string_view::npos;
 }
 
+/// Whether an element of HTML or XML begins or ends here: "<a ", "<link>", "</p>".
 bool beginsTag(std::string_view text) {
-    std::size_t at = 1;
+    const std::size_t name = text.starts_with("</") ? 2 : 1;
+    std::size_t at = name;
     while (at < text.size() && (isASCIILetter(text[at]) || isASCIIDigit(text[at]) || text[at] == '-')) {
         ++at;
     }
-    return at > 1 && at < text.size() && text::isWhitespace(static_cast<unsigned char>(text[at]));
+    return at > name && at < text.size() &&
+           (contains(">/", static_cast<unsigned char>(text[at])) ||
+            text::isWhitespace(static_cast<unsigned char>(text[at])));
 }
 
 class Scanner {
@@ -316,8 +385,8 @@ public:
 
 private:
     void step() {
-        const bool otherScheme = rest_.starts_with("://") && (text::isLetterOrDigit(previous_));
-        const bool wordStart = !text::isLetterOrDigit(previous_);
+        const bool otherScheme = rest_.starts_with("://") && (text::isLetterOrDigit(around_.opener));
+        const bool wordStart = !text::isLetterOrDigit(around_.opener);
         if (const std::size_t scheme = webScheme(rest_)) {
             takeWithScheme(scheme);
         } else if (otherScheme) { // ftp://… and what it holds are no web links
@@ -329,21 +398,21 @@ private:
         } else if (mayBeginBareLink() && beginsBareLink(rest_)) {
             found_.push_back("http://" + takeRun());
         } else {
-            noteTag();
+            noteMarkup();
             pass(text::firstScalar(rest_).length);
         }
     }
 
     void takeWithScheme(std::size_t length) {
         const std::string_view scheme = rest_.substr(0, rest_.find(':'));
-        const char32_t opener = previous_;
+        const char32_t opener = around_.opener;
         pass(length);
-        previous_ = opener;
+        around_.opener = opener;
         found_.push_back(std::string(scheme) + "://" + takeRun());
     }
 
     std::string takeRun() {
-        Run run(rest_, previous_, insideTag_);
+        Run run(rest_, around_);
         std::string link = run.take();
         pass(run.length());
         return link;
@@ -358,7 +427,7 @@ private:
         while (last > 0 && (static_cast<unsigned char>(rest_[last]) & 0xC0) == 0x80) {
             --last;
         }
-        previous_ = text::firstScalar(rest_.substr(last)).value;
+        around_.opener = text::firstScalar(rest_.substr(last)).value;
         rest_.remove_prefix(bytes);
     }
 
@@ -368,30 +437,31 @@ private:
             return false;
         }
         const bool www = startsIgnoringCase(rest_, "www.");
-        if (text::isLetterOrDigit(previous_)) { // scripts without blanks between words
-            return www && previous_ >= 0x2E80;
+        if (text::isLetterOrDigit(around_.opener)) { // scripts without blanks between words
+            return www && around_.opener >= 0x2E80;
         }
-        return !contains(www ? "@/.-\\"sv : "@/.-_:\\%&+~#$"sv, previous_);
+        return !contains(www ? "@/.-\\"sv : "@/.-_:\\%&+~#$"sv, around_.opener);
     }
 
-    void noteTag() {
+    void noteMarkup() {
         if (rest_[0] == '<') {
-            insideTag_ = beginsTag(rest_);
-        } else if (rest_[0] == '>') {
-            insideTag_ = false;
+            around_.inMarkup = around_.inMarkup || beginsTag(rest_);
+        } else if (rest_.starts_with("{{")) {
+            around_.inTemplate = true;
+        } else if (rest_.starts_with("}}")) {
+            around_.inTemplate = false;
         }
     }
 
     std::string_view rest_;
-    char32_t previous_ = U' ';
-    bool insideTag_ = false; ///< Of HTML, where "&" is escaped.
+    Surroundings around_;
     std::vector<std::string> found_;
 };
 
 } // namespace
 
 std::vector<std::string> detect(std::string_view text) {
-    return Scanner(text).run();
+    return isQuotedPrintable(text) ? Scanner(decodedQuotedPrintable(text)).run() : Scanner(text).run();
 }
 
 } // namespace fluvane::Links

@@ -28,6 +28,26 @@ std::optional<URL> read(const std::string& link) {
     return url && url->isWeb() ? url : std::nullopt;
 }
 
+/// Links in the order in which they came first.
+class Unique {
+public:
+    void add(URL link) {
+        if (taken_.insert(link.absoluteString()).second) {
+            links_.push_back(std::move(link));
+        }
+    }
+    void add(std::vector<URL> links) {
+        for (URL& link : links) {
+            add(std::move(link));
+        }
+    }
+    [[nodiscard]] std::vector<URL> take() { return std::move(links_); }
+
+private:
+    std::vector<URL> links_;
+    std::unordered_set<std::string> taken_;
+};
+
 class Descriptor {
 public:
     explicit Descriptor(int number) : number_(number) {}
@@ -68,15 +88,13 @@ std::optional<std::string> contents(int descriptor) {
 } // namespace
 
 std::vector<URL> find(std::string_view text) {
-    std::vector<URL> links;
-    std::unordered_set<std::string> taken;
-    for (const std::string& text_ : detect(NumberedRange::expand(text::repaired(text)))) {
-        auto url = read(text_);
-        if (url && taken.insert(url->absoluteString()).second) {
-            links.push_back(std::move(*url));
+    Unique links;
+    for (const std::string& candidate : detect(NumberedRange::expand(text::repaired(text)))) {
+        if (auto url = read(candidate)) {
+            links.add(std::move(*url));
         }
     }
-    return links;
+    return links.take();
 }
 
 std::vector<URL> findInFile(const std::filesystem::path& file) {
@@ -90,6 +108,20 @@ std::vector<URL> findInFile(const std::filesystem::path& file) {
     }
     const auto text = contents(descriptor.number());
     return text ? find(*text) : std::vector<URL>();
+}
+
+std::vector<URL> findOn(const Pasteboard& pasteboard) {
+    Unique links;
+    for (const std::string& text : pasteboard.urls) {
+        auto url = URL::parse(text);
+        if (url && url->isWeb()) {
+            links.add(std::move(*url));
+        } else if (url && url->isFile()) {
+            links.add(findInFile(url->path()));
+        }
+    }
+    links.add(find(pasteboard.text));
+    return links.take();
 }
 
 } // namespace fluvane::Links

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -18,5 +19,14 @@ inline constexpr std::size_t longestFile = 4'000'000;
 /// The links in a text file; none when it is no readable regular file or too long. Never waits for a pipe or
 /// a device.
 [[nodiscard]] std::vector<URL> findInFile(const std::filesystem::path& file);
+
+/// What was copied, dropped or handed over by a service.
+struct Pasteboard {
+    std::vector<std::string> urls{}; ///< Its URL objects; what is no absolute link is passed over.
+    std::string text{};              ///< Its plain text, if any.
+};
+/// The URL objects that are web links, as they are, and the links in those that are files, in their order;
+/// then the links in the text. No link twice.
+[[nodiscard]] std::vector<URL> findOn(const Pasteboard& pasteboard);
 
 } // namespace fluvane::Links
