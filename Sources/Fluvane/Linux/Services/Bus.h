@@ -40,7 +40,7 @@ public:
 
 private:
     class Connector;
-    std::unique_ptr<Connector> connector_;
+    std::shared_ptr<Connector> connector_;
 };
 
 } // namespace fluvane

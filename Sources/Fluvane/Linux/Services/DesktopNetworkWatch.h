@@ -21,6 +21,8 @@ public:
 
 private:
     class Watcher;
+    Bus& system_;
+    Scheduler& scheduler_;
     std::unique_ptr<Watcher> watcher_;
 };
 
