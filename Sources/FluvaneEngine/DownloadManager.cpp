@@ -288,6 +288,13 @@ void DownloadManager::whenSaved(SaveCompletion completion) {
     writeSoon();
 }
 
+void DownloadManager::saveEverything(SaveCompletion completion) {
+    assertContext();
+    checkpointWaiters_.push_back(std::move(completion));
+    checkpointWanted_ = true;
+    writeSoon();
+}
+
 /// Brings what running and just halted downloads have written to stable storage, and the list up to it.
 void DownloadManager::checkpoint() {
     checkpointing_ = true;
@@ -302,16 +309,20 @@ void DownloadManager::checkpoint() {
             captured.push_back({download->id(), download->pieceGeneration, download->saved});
         }
     }
-    store_->save(std::move(records), std::move(files),
-                 weakly([this, owners = std::move(owners), captured = std::move(captured),
-                         generation = generation_](const SaveResult& result) {
-                     checkpointing_ = false;
-                     distrust(owners, result.unsynced);
-                     checkpointDone(captured);
-                     if (result.unsynced.empty()) {
-                         written(generation, result);
-                     }
-                 }));
+    store_->save(
+        std::move(records), std::move(files),
+        weakly([this, owners = std::move(owners), captured = std::move(captured), generation = generation_,
+                waiting = std::exchange(checkpointWaiters_, {})](const SaveResult& result) {
+            checkpointing_ = false;
+            distrust(owners, result.unsynced);
+            checkpointDone(captured);
+            if (result.unsynced.empty()) {
+                written(generation, result);
+            }
+            for (const auto& completion : waiting) {
+                whenSaved(completion);
+            }
+        }));
     if (generation_ > writtenGeneration_) {
         writeSoon(); // what a user was told must not wait for the sync
     }

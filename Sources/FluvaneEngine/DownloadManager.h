@@ -82,6 +82,13 @@ public:
     using SaveCompletion = std::function<void(const std::optional<std::string>& error)>;
     void whenSaved(SaveCompletion completion);
 
+    /// Before the machine sleeps: brings all that was written to stable storage and the list up to it, then
+    /// calls back as `whenSaved` does.
+    void saveEverything(SaveCompletion completion);
+    /// After the machine slept: connections are opened anew instead of waiting for dead ones to time out, and
+    /// waiting retries are made now. A download that couldn't carry on keeps its connection.
+    void reconnect();
+
     /// Called after every change that a user could see.
     std::function<void()> onChange;
 
@@ -203,6 +210,7 @@ private:
     void retryLater(Download& download, const TransferError& error, std::optional<double> retryAfter);
     void fail(Download& download, const std::string& message, bool discard = false);
     void retried(std::int64_t id);
+    void reconnect(Download& download);
 
     // Finishing.
     void ended(Download& download, std::int64_t start);
@@ -279,6 +287,7 @@ private:
         SaveCompletion completion;
     };
     std::vector<Waiter> waiters_;
+    std::vector<SaveCompletion> checkpointWaiters_; ///< For the next checkpoint to begin.
 
     std::thread::id context_ = std::this_thread::get_id();
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

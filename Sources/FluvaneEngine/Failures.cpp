@@ -253,6 +253,40 @@ void DownloadManager::retried(std::int64_t id) {
     }
 }
 
+void DownloadManager::reconnect() {
+    assertContext();
+    log::network([] { return std::string("the machine is awake again, connecting anew"); });
+    std::vector<std::int64_t> ids;
+    for (const auto& download : downloads_) {
+        ids.push_back(download->id()); // a failure may start others
+    }
+    for (const auto id : ids) {
+        if (Download* const download = find(id)) {
+            reconnect(*download);
+        }
+    }
+    changed();
+}
+
+void DownloadManager::reconnect(Download& download) {
+    const auto& record = download.record;
+    const bool isDownloading = record.state.is<State::Downloading>();
+    if (record.state.is<State::Starting>() || (isDownloading && record.resumable)) {
+        while (!download.transfers.empty()) {
+            dropTransfer(download, download.transfers.begin()->first);
+        }
+    }
+    if (download.retry) {
+        std::exchange(download.retry, nullptr)->cancel();
+        retried(download.id());
+    } else if (record.state.is<State::Starting>()) {
+        begin(download, false);
+    } else if (isDownloading && record.resumable) {
+        fill(download);
+    }
+    download.window.reset();
+}
+
 void DownloadManager::fail(Download& download, const std::string& message, bool discard) {
     halt(download);
     if (discard && download.record.partial) {

@@ -326,6 +326,41 @@ TEST_F(Saving, StopKeepsTheRunningStateAndEveryByte) {
     EXPECT_FALSE(engine.power->awake);
 }
 
+TEST_F(Saving, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreNew) {
+    fetch(60'000'000, 9.3);
+    engine.transport->live().front()->sendQuietly(1000);
+    const auto received = live();
+    bool told = false;
+    engine.manager->saveEverything([&](const auto& error) { told = !error; });
+    engine.turns();
+    ASSERT_TRUE(told);
+    EXPECT_GE(saved(), received);
+    engine.add("http://b.example/new");
+    engine.turns();
+    const auto before = engine.transport->live();
+    engine.manager->reconnect();
+    for (const auto& transfer : before) {
+        EXPECT_TRUE(transfer->isOver());
+    }
+    EXPECT_EQ(engine.transport->live().size(), before.size());
+    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(2, "finished"));
+    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
+}
+
+TEST_F(Saving, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
+    server.sendsParts = false;
+    fetch(60'000'000, 3);
+    const auto only = engine.transport->live().front();
+    engine.manager->reconnect();
+    EXPECT_FALSE(only->isOver());
+    only->fail("The connection broke.");
+    engine.turns();
+    ASSERT_EQ(engine.state(1), "retrying");
+    engine.manager->reconnect();
+    EXPECT_EQ(engine.state(1), "starting");
+}
+
 TEST_F(Saving, WhatCouldNotBeSyncedIsNeverClaimed) {
     fetch(60'000'000, 5);
     const auto good = saved();
