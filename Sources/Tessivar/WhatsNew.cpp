@@ -1,0 +1,88 @@
+#include "Tessivar/WhatsNew.h"
+
+#include "Tessivar/Version.h"
+#include "TessivarCore/AppIdentity.h"
+#include "TessivarCore/AtomicFile.h"
+#include "TessivarCore/Log.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace tessivar {
+
+namespace {
+
+constexpr std::size_t longestState = 256;
+
+std::string textOf(const Release& release) {
+    auto text = fmt::format("{} {}{}\n", AppIdentity::current.displayName, release.version,
+                            release.date.empty() ? "" : " (" + release.date + ")");
+    for (const auto& line : release.lines) {
+        text += "- " + line + "\n";
+    }
+    return text;
+}
+
+/// The version in the file; absent when there is none, or none that makes sense.
+std::optional<Version> lastSeen(const AtomicFile& file) {
+    try {
+        const auto text = file.read(longestState).value_or("");
+        return Version::parse(std::string_view(text).substr(0, text.find('\n')));
+    } catch (const SystemError& error) {
+        log::lifecycle.error(fmt::format("couldn't read which version was seen last: {}", error.what()));
+        return std::nullopt;
+    }
+}
+
+bool remember(const AtomicFile& file, const std::string& version) {
+    try {
+        createFolders(file.path().parent_path(), 0700);
+        file.write(version + "\n");
+        return true;
+    } catch (const SystemError& error) {
+        log::lifecycle.error(fmt::format("couldn't save which version was seen: {}", error.what()));
+        return false;
+    }
+}
+
+} // namespace
+
+WhatsNew::WhatsNew(Options options) : options_(std::move(options)) {}
+
+void WhatsNew::showIfUpdated(const std::function<void(const std::string&)>& show) const {
+    const AtomicFile file(options_.stateFile);
+    const auto running = Version::parse(options_.version);
+    const auto seen = lastSeen(file);
+    if (!running || (seen && *running <= *seen) || !remember(file, options_.version)) {
+        return;
+    }
+    if (!seen || !options_.welcomed()) {
+        return;
+    }
+    std::string text;
+    for (const auto& release : options_.releases) {
+        const auto version = Version::parse(release.version);
+        if (version && *version > *seen && *version <= *running) {
+            text += (text.empty() ? "" : "\n") + textOf(release);
+        }
+    }
+    if (!text.empty()) {
+        show(text);
+    }
+}
+
+std::string WhatsNew::latest() const {
+    const auto running = Version::parse(options_.version);
+    const auto known = [&](const Release& release) {
+        const auto version = Version::parse(release.version);
+        return version && running && *version <= *running;
+    };
+    const auto newest = std::ranges::find_if(options_.releases, known);
+    return newest == options_.releases.end() ? "There is nothing to tell about this version."
+                                             : textOf(*newest);
+}
+
+} // namespace tessivar
