@@ -1,0 +1,57 @@
+# The Debian package. What starts with it and what it leaves to others is in the files installed, so it needs no
+# scripts of its own: desktop database, icon cache and manual index are renewed by the triggers of their packages.
+
+# An address that is nobody's, until those who ship the package give theirs.
+set(FLUVANE_MAINTAINER "The Fluvane developers <developers@fluvane.invalid>" CACHE STRING
+    "Who answers for the package: a name and an address")
+set(release 1)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME fluvane)
+set(CPACK_PACKAGE_VENDOR "The Fluvane developers")
+set(CPACK_PACKAGE_CONTACT ${FLUVANE_MAINTAINER})
+set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR})
+set(CPACK_STRIP_FILES ON)
+# With a real prefix, since some files name the programs by path.
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_INSTALL_PREFIX /usr)
+# Whatever the umask of who packs it.
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${release})
+set(CPACK_DEBIAN_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, shared-mime-info")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "default-dbus-session-bus | dbus-session-bus")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "download manager that fetches a file over several connections
+Fluvane fetches a file in pieces over several HTTP connections at once, adds
+connections while they make it faster, and carries on where it stopped after
+a pause, a quit, a crash or a lost network. A file is checked against a
+checksum if one is given, and never replaces another.
+
+Rules send kinds of files and sites to folders of their own, downloads share
+one speed limit, and everything can be done from a terminal too. It also runs
+on machines without a display.")
+# CPack takes the application's module for a library that the system's loader has to be told of, unless the package
+# has these scripts. Files that don't exist are left out of it.
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA /nonexistent/postinst /nonexistent/postrm)
+
+# The changelog of the package tells the day of the sources, so that the same sources give the same package.
+string(REGEX MATCH "^([0-9]+)-([0-9]+)-([0-9]+)$" day ${FLUVANE_BUILT})
+execute_process(COMMAND date --utc --date=${FLUVANE_BUILT} "+%a, %d %b %Y 00:00:00 +0000"
+    OUTPUT_VARIABLE FLUVANE_CHANGED OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+set(FLUVANE_PACKAGE_VERSION ${PROJECT_VERSION}-${release})
+configure_file(changelog.Debian.in changelog.Debian @ONLY)
+configure_file(${CMAKE_SOURCE_DIR}/CHANGELOG.md changelog COPYONLY)
+foreach(changelog changelog.Debian changelog)
+    fluvane_install_compressed(${CMAKE_CURRENT_BINARY_DIR}/${changelog} ${CMAKE_INSTALL_DATADIR}/doc/fluvane)
+endforeach()
+install(FILES copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/fluvane)
+install(FILES lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME fluvane)
+
+include(CPack)
