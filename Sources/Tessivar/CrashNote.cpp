@@ -1,0 +1,155 @@
+#include "Tessivar/CrashNote.h"
+
+#include "Tessivar/Report.h"
+#include "Tessivar/Symbols.h"
+#include "TessivarCore/AppIdentity.h"
+#include "TessivarCore/AtomicFile.h"
+#include "TessivarCore/Log.h"
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <ctime>
+#include <exception>
+#include <iterator>
+#include <set>
+
+namespace tessivar {
+
+namespace {
+
+constexpr auto nothingNoted = "No crash or hang has been noted.";
+
+std::string dated(std::int64_t seconds, const char* format, tm* (*broken)(const time_t*, tm*)) {
+    const auto time = static_cast<time_t>(seconds);
+    tm parts{};
+    return broken(&time, &parts) ? fmt::format(fmt::runtime(format), parts) : "at an unknown time";
+}
+
+/// For a person, on the clock on the wall.
+std::string onThatDay(std::int64_t seconds) {
+    return dated(seconds, "on {:%Y-%m-%d at %H:%M}", localtime_r);
+}
+
+std::string inUniversalTime(std::int64_t seconds) {
+    return dated(seconds, "{:%Y-%m-%d %H:%M:%S} UTC", gmtime_r);
+}
+
+std::string whatHappened(const Report& report) {
+    const auto& name = AppIdentity::current.displayName;
+    const auto when = onThatDay(report.time());
+    if (!report.isHang) {
+        return fmt::format("{} ended unexpectedly {}", name, when);
+    }
+    if (const auto lasted = report.number("Lasted")) {
+        return fmt::format("{} didn't answer for {:.1f} seconds {}", name,
+                           static_cast<double>(*lasted) / 1000.0, when);
+    }
+    if (report.run.isAlive()) {
+        return fmt::format("{} stopped answering {}", name, when);
+    }
+    return fmt::format("{} stopped answering {} and was ended", name, when);
+}
+
+std::string introduction(const Report& report, const CrashNote::Wording& wording) {
+    const char* kind = report.isHang ? "stopped" : "ended";
+    std::string text = whatHappened(report);
+    text += wording.survived.empty() ? "." : fmt::format("; {}.", wording.survived);
+    text += fmt::format("\nThe report below tells where in the program it {}", kind);
+    text += wording.section.empty() ? "." : fmt::format(", and {}.", wording.section);
+    text += wording.neverHeld.empty() ? "" : fmt::format(" There are {} in it.", wording.neverHeld);
+    return text + "\n\n";
+}
+
+std::string circumstances(const Report& report) {
+    std::string text =
+        fmt::format("{} {} ({})\nStarted: {}\n{}: {}\n", report.fact("Program"), report.fact("Version"),
+                    report.isHang ? "hang" : "crash", inUniversalTime(report.number("Began").value_or(0)),
+                    report.isHang ? "Hung" : "Crashed", inUniversalTime(report.time()));
+    for (const char* key : {"Signal", "Code", "Address", "Reason", "Thread", "State", "Limit", "Lasted"}) {
+        if (const auto value = report.fact(key); !value.empty()) {
+            text += fmt::format("{}: {}\n", key, value);
+        }
+    }
+    if (const auto type = report.fact("Exception"); !type.empty()) {
+        text += fmt::format("Exception: {}\n", demangledType(std::string(type)));
+    }
+    return text;
+}
+
+std::string stackOf(const Report& report) {
+    if (report.frames.empty()) {
+        return "Stack: none could be taken\n";
+    }
+    std::string text = "Stack:\n";
+    std::set<std::pair<std::string, std::string>> modules;
+    for (std::size_t at = 0; at < report.frames.size(); ++at) {
+        const auto& frame = report.frames[at];
+        text += fmt::format("{:3}  {} +0x{:x}", at, frame.module, frame.offset);
+        text += frame.symbol.empty() ? "\n" : fmt::format("  {}\n", demangled(frame.symbol));
+        modules.emplace(frame.module, frame.buildID);
+    }
+    text += "Build ids:\n";
+    for (const auto& [module, id] : modules) {
+        text += module == "?" ? "" : fmt::format("     {} {}\n", module, id);
+    }
+    return text;
+}
+
+std::string noteOn(const Report& report, const CrashNote::Wording& wording) {
+    return introduction(report, wording) + circumstances(report) + stackOf(report) +
+           (report.section.empty() ? "" : "\n" + report.section);
+}
+
+/// Adds to the report's file what its text says by now.
+void saveFindings(const Report& report) {
+    const AtomicFile file(report.file);
+    std::string text = file.read().value_or("");
+    if (!text.ends_with('\n')) {
+        text += '\n'; // the crash may have cut the last line off
+    }
+    for (std::size_t at = 0; at < report.frames.size(); ++at) {
+        if (const auto& symbol = report.frames[at].symbol; !symbol.empty()) {
+            text += fmt::format("Symbol: {} {}\n", at, symbol);
+        }
+    }
+    text += fmt::format("Noted: {}\n", std::time(nullptr));
+    text += report.section.empty() ? "" : "Section:\n" + report.section;
+    file.write(text);
+}
+
+} // namespace
+
+CrashNote::CrashNote(std::filesystem::path folder, Wording wording, std::function<std::string()> section)
+    : folder_(std::move(folder)), wording_(std::move(wording)), section_(std::move(section)) {}
+
+std::string CrashNote::latest() const {
+    auto reports = reportsIn(folder_);
+    if (reports.empty()) {
+        return nothingNoted;
+    }
+    Report& report = reports.back();
+    if (report.fact("Noted").empty()) {
+        findSymbols(report);
+    }
+    return noteOn(report, wording_);
+}
+
+void CrashNote::showIfNeeded(const std::function<void(const std::string& note)>& handler) const {
+    const RunID self = RunID::current();
+    for (Report& report : reportsIn(folder_)) {
+        if (!report.fact("Noted").empty() || report.run == self) {
+            continue;
+        }
+        findSymbols(report);
+        report.section = section_ ? section_() : "";
+        try {
+            saveFindings(report);
+        } catch (const std::exception& error) {
+            log::lifecycle.error(std::string("a crash report couldn't be completed: ") + error.what());
+        }
+        handler(noteOn(report, wording_));
+    }
+}
+
+} // namespace tessivar

@@ -1,0 +1,152 @@
+#include "Tessivar/ReportWriter.h"
+
+#include "Tessivar/BuildID.h"
+
+#include <dlfcn.h>
+#include <elf.h>
+#include <execinfo.h>
+#include <link.h>
+#include <sys/syscall.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <span>
+
+namespace tessivar {
+
+namespace {
+
+constexpr const char* digits = "0123456789abcdef";
+constexpr std::size_t longestModuleName = 80;
+
+bool isPlain(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           std::strchr("._+-", c) != nullptr;
+}
+
+/// The library's name without folders. Anything that doesn't look like one might be somebody's words.
+const char* moduleName(const char* path, const char* program) {
+    if (path[0] == '\0') {
+        return program;
+    }
+    const char* slash = std::strrchr(path, '/');
+    const char* name = slash ? slash + 1 : path;
+    const std::size_t length = std::strlen(name);
+    const bool plain = length <= longestModuleName && std::all_of(name, name + length, isPlain);
+    return plain && std::strstr(name, ".so") ? name : "?";
+}
+
+/// From the module's own headers, as they are mapped.
+std::span<const unsigned char> buildIDOf(const dl_find_object& module) {
+    const auto* start = static_cast<const unsigned char*>(module.dlfo_map_start);
+    if (std::memcmp(start, ELFMAG, SELFMAG) != 0) {
+        return {};
+    }
+    const auto* header = reinterpret_cast<const ElfW(Ehdr)*>(start);
+    const auto* segments = reinterpret_cast<const ElfW(Phdr)*>(start + header->e_phoff);
+    return buildID(module.dlfo_link_map->l_addr, {segments, header->e_phnum});
+}
+
+} // namespace
+
+void ReportWriter::flush() {
+    std::size_t done = 0;
+    while (done < used_) {
+        const ssize_t written = ::write(descriptor_, buffer_.data() + done, used_ - done);
+        if (written < 0 && errno != EINTR) {
+            break;
+        }
+        done += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+    }
+    used_ = 0;
+}
+
+ReportWriter& ReportWriter::text(const char* text) {
+    for (; *text != '\0'; ++text) {
+        if (used_ == buffer_.size()) {
+            flush();
+        }
+        buffer_[used_++] = *text;
+    }
+    return *this;
+}
+
+ReportWriter& ReportWriter::decimal(std::int64_t number) {
+    std::array<char, 24> text_{};
+    std::size_t at = text_.size() - 1;
+    auto rest = number < 0 ? 0 - static_cast<std::uint64_t>(number) : static_cast<std::uint64_t>(number);
+    do {
+        text_[--at] = digits[rest % 10];
+        rest /= 10;
+    } while (rest != 0);
+    if (number < 0) {
+        text_[--at] = '-';
+    }
+    return text(text_.data() + at);
+}
+
+ReportWriter& ReportWriter::hexadecimal(std::uint64_t number) {
+    std::array<char, 24> text_{};
+    std::size_t at = text_.size() - 1;
+    do {
+        text_[--at] = digits[number % 16];
+        number /= 16;
+    } while (number != 0);
+    return text(text_.data() + at);
+}
+
+ReportWriter& ReportWriter::bytes(std::span<const unsigned char> bytes) {
+    for (const unsigned char byte : bytes) {
+        const std::array<char, 3> pair{digits[byte / 16], digits[byte % 16], '\0'};
+        text(pair.data());
+    }
+    return *this;
+}
+
+void ReportWriter::frame(std::size_t index, const void* address, const char* program) {
+    decimal(static_cast<std::int64_t>(index));
+    dl_find_object module{};
+    if (_dl_find_object(const_cast<void*>(address), &module) != 0) {
+        text(" ? 0 -\n"); // an address of no module may be bytes of anything
+        return;
+    }
+    text(" ").text(moduleName(module.dlfo_link_map->l_name, program)).text(" ");
+    hexadecimal(reinterpret_cast<std::uintptr_t>(address) - module.dlfo_link_map->l_addr).text(" ");
+    const auto id = buildIDOf(module);
+    (id.empty() ? text("-") : bytes(id)).text("\n");
+}
+
+void StackTrace::capture(const void* begin) {
+    const int got = ::backtrace(addresses_.data(), static_cast<int>(addresses_.size()));
+    count_ = static_cast<std::size_t>(std::max(got, 0));
+    const auto all = std::span(addresses_).first(count_);
+    const auto found = std::ranges::find(all, begin);
+    first_ = found == all.end() ? 0 : static_cast<std::size_t>(found - all.begin());
+}
+
+void StackTrace::write(ReportWriter& writer, const char* program) const {
+    for (std::size_t at = first_; at < count_; ++at) {
+        writer.frame(at - first_, addresses_[at], program);
+    }
+}
+
+const void* interruptedAt(const void* context) {
+    const auto& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
+#if defined(__x86_64__)
+    return reinterpret_cast<const void*>(machine.gregs[REG_RIP]);
+#elif defined(__aarch64__)
+    return reinterpret_cast<const void*>(machine.pc);
+#else
+    static_cast<void>(machine);
+    return nullptr;
+#endif
+}
+
+const char* threadKind() {
+    return ::syscall(SYS_gettid) == ::getpid() ? "main" : "another";
+}
+
+} // namespace tessivar

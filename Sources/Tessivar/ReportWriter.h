@@ -1,0 +1,57 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace tessivar {
+
+/// Writes a report's lines to an open file. Everything here is async-signal-safe: no memory is taken, no lock
+/// is waited for, and what can't be written is lost without a word. The format is told in Report.h.
+class ReportWriter {
+public:
+    explicit ReportWriter(int descriptor) : descriptor_(descriptor) {}
+    ~ReportWriter() { flush(); }
+    ReportWriter(const ReportWriter&) = delete;
+    ReportWriter& operator=(const ReportWriter&) = delete;
+
+    ReportWriter& text(const char* text);
+    ReportWriter& decimal(std::int64_t number);
+    ReportWriter& hexadecimal(std::uint64_t number);
+    /// A line of one frame: where the address is, as module, offset and build id. `program` is what the
+    /// executable is called, since its file may have any name.
+    void frame(std::size_t index, const void* address, const char* program);
+    void flush();
+
+private:
+    ReportWriter& bytes(std::span<const unsigned char> bytes);
+
+    std::array<char, 512> buffer_{};
+    std::size_t used_ = 0;
+    int descriptor_;
+};
+
+/// The addresses of the calling thread's stack, innermost first; in a signal handler. Those from `begin` on
+/// when it is among them, so that the handler's own are left out. Async-signal-safe once it has been called
+/// before.
+class StackTrace {
+public:
+    static constexpr std::size_t most = 64;
+
+    void capture(const void* begin);
+    void write(ReportWriter& writer, const char* program) const;
+
+private:
+    std::array<void*, most> addresses_{};
+    std::size_t first_ = 0;
+    std::size_t count_ = 0;
+};
+
+/// Where the interrupted code was, from a handler's third argument; null where the machine isn't known.
+const void* interruptedAt(const void* context);
+
+/// "main" or "another": threads' names may come from the executable's file.
+const char* threadKind();
+
+} // namespace tessivar
