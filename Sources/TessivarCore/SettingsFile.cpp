@@ -83,12 +83,46 @@ void SettingsFile::load(const Json& everySetting, const Decode& decode) {
         return;
     }
     try {
-        const auto settings = settingsIn(*contents);
-        decode(settings);
-        *unknown_ = without(settings, everySetting);
+        take(*contents, everySetting, decode);
     } catch (const std::exception& error) {
         setAside(error.what(), true);
     }
+}
+
+void SettingsFile::take(const std::string& contents, const Json& everySetting, const Decode& decode) {
+    const auto settings = settingsIn(contents);
+    decode(settings);
+    *unknown_ = without(settings, everySetting);
+    contents_ = contents;
+}
+
+bool SettingsFile::reload(const Json& everySetting, const Decode& decode) {
+    refused_.reset();
+    try {
+        const auto contents = file_.read(longestFile);
+        if (!contents) {
+            return false; // on its way, or deleted: what is in force is saved with the next change
+        }
+        refused_ = contents;
+        const bool changed = contents != contents_;
+        if (changed) {
+            take(*contents, everySetting, decode);
+        }
+        refused_.reset();
+        problem_.clear();
+        return changed;
+    } catch (const std::exception& error) {
+        refuse(error.what());
+        return false;
+    }
+}
+
+void SettingsFile::refuse(const std::string& description) {
+    const auto problem = "Couldn't read the edited settings, so those from before stay: " + description;
+    if (problem != problem_) {
+        log::lifecycle.error("couldn't read the edited settings: " + description);
+    }
+    problem_ = problem;
 }
 
 void SettingsFile::setAside(const std::string& description, bool readable) {
@@ -99,14 +133,32 @@ void SettingsFile::setAside(const std::string& description, bool readable) {
                            moved ? " and the file was renamed to end in .unreadable" : "", description);
 }
 
+/// Of what can't be used nothing is lost, since somebody may have worked on it.
+void SettingsFile::spareEdits() const {
+    bool spoilt = false;
+    try {
+        spoilt = refused_ && file_.read(longestFile) == refused_;
+    } catch (const SystemError&) {
+        std::error_code none;
+        spoilt = std::filesystem::is_regular_file(file_.path(), none);
+    }
+    if (spoilt) {
+        file_.setAsideNumbered();
+    }
+}
+
 void SettingsFile::save(const Json& settings) {
+    const auto contents = text(settings, false);
     try {
         createFolders(file_.path().parent_path(), 0700);
-        file_.write(text(settings, false));
+        spareEdits();
+        file_.write(contents);
     } catch (const SystemError& error) {
         log::lifecycle.error(fmt::format("couldn't save the settings: {}", error.what()));
         throw std::runtime_error(fmt::format("Couldn't save the settings: {}", error.what()));
     }
+    contents_ = contents;
+    refused_.reset();
     problem_.clear();
 }
 

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace tessivar {
@@ -35,7 +36,12 @@ public:
     /// Reads the file if there is one. One that can't be used is moved aside (".unreadable" is appended to
     /// its name, an older one is left alone), logged and told by `problem`.
     void load(const Json& everySetting, const Decode& decode);
-    /// Replaces the file. A failure is logged and thrown as std::runtime_error, a sentence for the user.
+    /// Reads the file again after somebody changed it. Returns whether `decode` was given other settings than
+    /// those last read or saved. What can't be used (it may be half written) changes nothing: it is logged,
+    /// once for each reason, and told by `problem` until the file can be used again.
+    bool reload(const Json& everySetting, const Decode& decode);
+    /// Replaces the file; what somebody made of it that can't be used is moved aside first. A failure is
+    /// logged and thrown as std::runtime_error, a sentence for the user.
     void save(const Json& settings);
 
     [[nodiscard]] std::string exportText(const Json& settings) const;
@@ -51,11 +57,16 @@ public:
 
 private:
     [[nodiscard]] std::string text(const Json& settings, bool exporting) const;
+    void take(const std::string& contents, const Json& everySetting, const Decode& decode);
     void setAside(const std::string& description, bool readable);
+    void refuse(const std::string& description);
+    void spareEdits() const;
 
     AtomicFile file_;
     std::string built_;
-    std::unique_ptr<Json> unknown_; ///< Settings of keys that we don't know.
+    std::unique_ptr<Json> unknown_;       ///< Settings of keys that we don't know.
+    std::optional<std::string> contents_; ///< As last read or saved.
+    std::optional<std::string> refused_;  ///< Contents that can't be used.
     std::string problem_;
 };
 

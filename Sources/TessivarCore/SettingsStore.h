@@ -36,16 +36,28 @@ public:
     [[nodiscard]] const Model& value() const { return value_; }
 
     /// Changes the settings, saves them and tells the subscribers, if there is a change; without one it only
-    /// puts a file in the place of one that couldn't be used. Fails with std::runtime_error, a sentence for
-    /// the user, with everything as it was.
+    /// puts a file in the place of one that couldn't be used. Edits of the file are taken up first. Fails
+    /// with std::runtime_error, a sentence for the user, with everything as it was.
     template <std::invocable<Model&> Change>
     void update(Change&& change) {
+        takeUpEdits();
         Model changed = value_;
         change(changed);
         if (!(changed == value_) || !problem().empty()) {
             file_.save(changed.encoded());
         }
         adopt(std::move(changed));
+    }
+
+    /// Takes up what somebody else made of the file, and tells the subscribers if it changes a setting. What
+    /// can't be used changes nothing (see `problem`). Reads the file: SettingsWatch tells when that is worth
+    /// it.
+    void takeUpEdits() {
+        std::optional<Model> edited;
+        if (file_.reload(Model::everySetting().encoded(),
+                         [&](const SettingsFile::Json& json) { edited = Model::decoded(json); })) {
+            adopt(std::move(*edited));
+        }
     }
 
     /// Every later value, until the subscription is dropped; not the current one.

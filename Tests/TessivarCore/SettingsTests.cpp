@@ -164,6 +164,67 @@ TEST_F(SettingsTest, WhatCannotBeSavedIsNotInForce) {
     }
 }
 
+TEST_F(SettingsTest, TakesUpEditsAndKeepsTheirUnknownKeys) {
+    Store store(path);
+    store.update([](Model& model) { model.speed = 7; });
+    std::vector<int> told;
+    const auto subscription = store.subscribe([&](const Model& model) { told.push_back(model.speed); });
+    store.takeUpEdits(); // our own writing
+    EXPECT_THAT(told, IsEmpty());
+    writeFile(path, R"({"settings": {"speed": 8, "shape": 1}})");
+    store.takeUpEdits();
+    store.takeUpEdits();
+    EXPECT_THAT(told, ElementsAre(8));
+    EXPECT_EQ(readFile(path), R"({"settings": {"speed": 8, "shape": 1}})"); // nobody writes over it
+    std::filesystem::remove(path);
+    store.takeUpEdits();
+    EXPECT_EQ(store.value().speed, 8);
+    writeFile(path, R"({"settings": {"speed": 9, "size": 2}})");
+    store.update([](Model& model) { model.folder = "/a"; }); // before anybody noticed the edit
+    EXPECT_EQ(onDisk()["settings"], Json::parse(R"({"speed": 9, "folder": "/a", "size": 2})"));
+}
+
+TEST_F(SettingsTest, AnEditThatCannotBeUsedChangesNothingAndIsNotLost) {
+    Store store(path);
+    store.update([](Model& model) { model.speed = 7; });
+    const auto good = readFile(path);
+    const auto subscription = store.subscribe([](const Model&) { ADD_FAILURE(); });
+    const std::pair<std::string, const char*> rows[] = {
+        {good.substr(0, good.size() / 2), "It isn't JSON."},
+        {"", "It isn't JSON."},
+        {R"({"settings": {"speed": "fast"}})", "speed isn't a number."},
+        {R"({"application": "Other", "settings": {}})", "It holds the settings of another application."},
+    };
+    for (const auto& [text, reason] : rows) {
+        SCOPED_TRACE(text);
+        errors.clear();
+        writeFile(path, text);
+        store.takeUpEdits();
+        writeFile(path, text + " ");
+        store.takeUpEdits();
+        EXPECT_THAT(errors, ElementsAre(std::string("couldn't read the edited settings: ") + reason));
+        EXPECT_EQ(store.problem(),
+                  std::string("Couldn't read the edited settings, so those from before stay: ") + reason);
+        EXPECT_EQ(store.value().speed, 7);
+        writeFile(path, good);
+        store.takeUpEdits();
+        EXPECT_EQ(store.problem(), "");
+    }
+}
+
+TEST_F(SettingsTest, MovesASpoiltEditAsideBeforeSaving) {
+    Store store(path);
+    std::filesystem::create_directory(folder / "config");
+    for (const int speed : {7, 8}) {
+        writeFile(path, "half of an edit");
+        store.update([&](Model& model) { model.speed = speed; });
+        EXPECT_EQ(store.problem(), "");
+        EXPECT_EQ(Store(path).value().speed, speed);
+    }
+    EXPECT_EQ(readFile(path.string() + ".unreadable"), "half of an edit");
+    EXPECT_EQ(readFile(path.string() + ".unreadable.2"), "half of an edit");
+}
+
 TEST_F(SettingsTest, ExportsAndImports) {
     Store store(path);
     store.update([](Model& model) { model.speed = 7; });
