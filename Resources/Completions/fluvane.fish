@@ -4,7 +4,7 @@
 function __fluvane_numbers
     fluvane list 2>/dev/null | sed -n \
         -e '/^    "id": /{s/^[^0-9]*\([0-9]*\).*/\1/;h;}' \
-        -e '/^    "name": /{s/^    "name": "\(.*\)",*$/\1/;s/\\\(["\\]\)/\1/g;H;}' \
+        -e '/^    "name": /{s/^    "name": "\(.*\)",*$/\1/;s/\\\\\(["\\\\]\)/\1/g;H;}' \
         -e '/^    "state": /{s/^    "state": "\(.*\)",*$/\1/;H;x;s/\n/\t/;s/\n/, /;p;}'
 end
 
