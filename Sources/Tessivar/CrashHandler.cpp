@@ -135,9 +135,10 @@ void writeReport(int file, int signal, const siginfo_t& info, const void* contex
                              .began = prepared.began,
                              .time = now.tv_sec});
     writeCircumstances(writer, signal, info);
+    writer.frame(0, interruptedAt(context), prepared.program.data());
     writer.flush(); // this much is safe before the stack is walked, which may be damaged
-    stackTrace.capture(interruptedAt(context));
-    stackTrace.write(writer, prepared.program.data());
+    stackTrace.capture(context);
+    stackTrace.write(writer, prepared.program.data(), 1);
     writer.text("End\n");
     writer.flush();
     unfinished = nullptr;

@@ -85,7 +85,8 @@ std::string stackOf(const Report& report) {
     std::set<std::pair<std::string, std::string>> modules;
     for (std::size_t at = 0; at < report.frames.size(); ++at) {
         const auto& frame = report.frames[at];
-        text += fmt::format("{:3}  {} +0x{:x}", at, frame.module, frame.offset);
+        text += fmt::format("{:3}  {}", at, frame.module);
+        text += frame.module == "?" ? "" : fmt::format(" +0x{:x}", frame.offset);
         text += frame.symbol.empty() ? "\n" : fmt::format("  {}\n", demangled(frame.symbol));
         modules.emplace(frame.module, frame.buildID);
     }

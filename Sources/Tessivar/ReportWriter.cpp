@@ -7,6 +7,7 @@
 #include <execinfo.h>
 #include <link.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <ucontext.h>
 #include <unistd.h>
 
@@ -48,6 +49,23 @@ std::span<const unsigned char> buildIDOf(const dl_find_object& module) {
     const auto* header = reinterpret_cast<const ElfW(Ehdr)*>(start);
     const auto* segments = reinterpret_cast<const ElfW(Phdr)*>(start + header->e_phoff);
     return buildID(module.dlfo_link_map->l_addr, {segments, header->e_phnum});
+}
+
+/// The return address that a call has just left: null when it can't be read.
+void* callerOf(const void* context) {
+    const auto& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
+#if defined(__x86_64__)
+    void* caller = nullptr;
+    const iovec into{&caller, sizeof caller};
+    const iovec from{reinterpret_cast<void*>(machine.gregs[REG_RSP]), sizeof caller};
+    const bool isRead = ::process_vm_readv(::getpid(), &into, 1, &from, 1, 0) == sizeof caller;
+    return isRead ? caller : nullptr;
+#elif defined(__aarch64__)
+    return reinterpret_cast<void*>(machine.regs[30]);
+#else
+    static_cast<void>(machine);
+    return nullptr;
+#endif
 }
 
 } // namespace
@@ -119,20 +137,6 @@ void ReportWriter::frame(std::size_t index, const void* address, const char* pro
     (id.empty() ? text("-") : bytes(id)).text("\n");
 }
 
-void StackTrace::capture(const void* begin) {
-    const int got = ::backtrace(addresses_.data(), static_cast<int>(addresses_.size()));
-    count_ = static_cast<std::size_t>(std::max(got, 0));
-    const auto all = std::span(addresses_).first(count_);
-    const auto found = std::ranges::find(all, begin);
-    first_ = found == all.end() ? 0 : static_cast<std::size_t>(found - all.begin());
-}
-
-void StackTrace::write(ReportWriter& writer, const char* program) const {
-    for (std::size_t at = first_; at < count_; ++at) {
-        writer.frame(at - first_, addresses_[at], program);
-    }
-}
-
 const void* interruptedAt(const void* context) {
     const auto& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
 #if defined(__x86_64__)
@@ -143,6 +147,34 @@ const void* interruptedAt(const void* context) {
     static_cast<void>(machine);
     return nullptr;
 #endif
+}
+
+void StackTrace::capture(const void* context) {
+    const int got = ::backtrace(addresses_.data(), static_cast<int>(addresses_.size()));
+    count_ = static_cast<std::size_t>(std::max(got, 0));
+    first_ = 0;
+    if (context) {
+        const auto all = std::span(addresses_).first(count_);
+        const auto found = std::ranges::find(all, interruptedAt(context));
+        first_ = static_cast<std::size_t>(found - all.begin());
+        if (first_ + 1 >= count_) {
+            takeWhatIsSure(context);
+        }
+    }
+}
+
+/// There is no way from a place without code back to its caller, but by what the call has left there.
+void StackTrace::takeWhatIsSure(const void* context) {
+    addresses_[0] = const_cast<void*>(interruptedAt(context));
+    addresses_[1] = callerOf(context);
+    first_ = 0;
+    count_ = addresses_[1] ? 2 : 1;
+}
+
+void StackTrace::write(ReportWriter& writer, const char* program, std::size_t from) const {
+    for (std::size_t at = first_ + from; at < count_; ++at) {
+        writer.frame(at - first_, addresses_[at], program);
+    }
 }
 
 const char* threadKind() {

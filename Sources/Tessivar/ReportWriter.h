@@ -32,24 +32,27 @@ private:
     int descriptor_;
 };
 
-/// The addresses of the calling thread's stack, innermost first; in a signal handler. Those from `begin` on
-/// when it is among them, so that the handler's own are left out. Async-signal-safe once it has been called
-/// before.
+/// Where the interrupted code was, from a handler's third argument; null where the machine isn't known.
+const void* interruptedAt(const void* context);
+
+/// The addresses of an interrupted thread's stack, innermost first, taken in the signal's handler on that
+/// thread. Async-signal-safe once it has been captured before.
 class StackTrace {
 public:
     static constexpr std::size_t most = 64;
 
-    void capture(const void* begin);
-    void write(ReportWriter& writer, const char* program) const;
+    /// Of the code that the handler's third argument tells of; null: of the caller.
+    void capture(const void* context);
+    /// From the frame of that number on.
+    void write(ReportWriter& writer, const char* program, std::size_t from = 0) const;
 
 private:
+    void takeWhatIsSure(const void* context);
+
     std::array<void*, most> addresses_{};
     std::size_t first_ = 0;
     std::size_t count_ = 0;
 };
-
-/// Where the interrupted code was, from a handler's third argument; null where the machine isn't known.
-const void* interruptedAt(const void* context);
 
 /// "main" or "another": threads' names may come from the executable's file.
 const char* threadKind();

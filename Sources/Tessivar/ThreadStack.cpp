@@ -33,7 +33,7 @@ void onStackAsked(int, siginfo_t*, void* context) {
     int expected = asked;
     if (::syscall(SYS_gettid) == exchange.thread &&
         exchange.request.compare_exchange_strong(expected, taking)) {
-        exchange.trace.capture(interruptedAt(context));
+        exchange.trace.capture(context);
         exchange.request = taken;
         sem_post(&exchange.answered);
     }
