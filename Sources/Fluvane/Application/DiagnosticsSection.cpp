@@ -85,7 +85,7 @@ std::string settingsText(const Config& config) {
         }
     }
     shown["choosesFolder"] = config.folder.has_value();
-    shown["duplicateNames"] = rawValue(config.duplicateNames);
+    shown["duplicateNames"] = duplicateNaming::rawValue(config.duplicateNames);
     shown["rules"] = Json::array();
     std::ranges::transform(config.rules, std::back_inserter(shown["rules"]), ruleText);
     return shown.dump(2) + "\n";
