@@ -107,7 +107,8 @@ void LinuxPower::Inhibition::settle() {
     }
 }
 
-/// The first that grants it is held. What others granted is kept until then, so there is never a gap.
+/// The first that grants it is held. What others granted is kept until then, so there is never a gap. One that
+/// keeps us waiting isn't waited for, but taken at its word when it comes.
 void LinuxPower::Inhibition::hold() {
     bool held = false;
     for (const auto& inhibitor : inhibitors_) {
@@ -119,6 +120,8 @@ void LinuxPower::Inhibition::hold() {
             inhibitor->take();
             waitFor(*inhibitor);
             return;
+        } else if (inhibitor->isAsking()) {
+            inhibitor->take();
         }
     }
 }
