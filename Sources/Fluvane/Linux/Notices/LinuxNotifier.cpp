@@ -1,0 +1,71 @@
+#include "Fluvane/Linux/Notices/LinuxNotifier.h"
+
+#include "Fluvane/Linux/Notices/NotificationServer.h"
+#include "FluvaneCore/Words.h"
+
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+/// A folder as a person calls it.
+std::string lastComponent(const URL& folder) {
+    const std::string path = folder.path();
+    const std::string name = path.substr(path.rfind('/') + 1);
+    return name.empty() ? path : name;
+}
+
+bool differs(const DownloadRecord& record) {
+    return record.checksum && record.checksumResult && !record.checksumResult->matches();
+}
+
+} // namespace
+
+LinuxNotifier::LinuxNotifier(Bus& session, std::function<bool()> wanted, Reveal reveal, double patience)
+    : wanted_(std::move(wanted)),
+      server_(std::make_unique<NotificationServer>(session, std::move(reveal), patience)) {}
+
+LinuxNotifier::~LinuxNotifier() = default;
+
+void LinuxNotifier::finished(const DownloadRecord& record) {
+    const std::string folder = lastComponent(record.folder);
+    if (differs(record)) {
+        post(Matter::suspicious,
+             {record.displayName(),
+              Words::checksumMismatch(Checksum::name(record.checksum->algorithm), folder)},
+             record.file);
+    } else {
+        post(Matter::done, {record.displayName(), "Downloaded to " + folder + "."}, record.file);
+    }
+}
+
+void LinuxNotifier::failed(const DownloadRecord& record, const std::string& reason) {
+    post(Matter::stuck, {record.displayName(), reason}, {});
+}
+
+void LinuxNotifier::linkExpired(const DownloadRecord& record) {
+    post(Matter::stuck,
+         {record.displayName(),
+          "The link expired. Paste a fresh one to carry on; nothing downloaded is lost."},
+         {});
+}
+
+void LinuxNotifier::post(Matter matter, const Notice& notice, const std::optional<URL>& file) {
+    if (!wanted_()) {
+        return;
+    }
+    sent_.push_back(notice);
+    if (sent_.size() > remembered) {
+        sent_.pop_front();
+    }
+    // Only what the user should not miss stays until it is dismissed.
+    using Urgency = NotificationServer::Urgency;
+    server_->show({.title = notice.title,
+                   .body = notice.body,
+                   .file = file,
+                   .category = matter == Matter::done ? "transfer.complete" : "transfer.error",
+                   .urgency = matter == Matter::suspicious ? Urgency::critical : Urgency::normal});
+}
+
+} // namespace fluvane
