@@ -14,8 +14,8 @@ namespace tessivar {
 class Updates {
 public:
     struct Options {
-        std::string feed; ///< Link of the release feed, http or https. Empty: this build has none.
-        std::string key;  ///< The publisher's public key, as ReleaseFeed::read takes it.
+        std::string feed{}; ///< Link of the release feed, http or https. Empty: this build has none.
+        std::string key{};  ///< The publisher's public key, as ReleaseFeed::read takes it.
         std::filesystem::path
             stateFile; ///< Remembers checks between runs; its folder is created when missing.
         /// Of trusted authorities; without either, the transfer library's own.

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "Support/TestQueue.h"
+#include "Tessivar/MainContext.h"
+
+#include <utility>
+#include <vector>
+
+namespace tessivar::testsupport {
+
+/// A main queue whose timers go off when the test says so.
+struct KitQueue {
+    fluvane::support::TestQueue queue;
+    std::vector<std::pair<double, std::function<void()>>> timers; ///< Delays in seconds, and what then.
+
+    [[nodiscard]] MainContext context() {
+        return {
+            .post = [this](std::function<void()> work) { queue.post(std::move(work)); },
+            .after = [this](double seconds,
+                            std::function<void()> work) { timers.emplace_back(seconds, std::move(work)); }};
+    }
+    void fireTimers() {
+        for (const auto& [seconds, work] : std::exchange(timers, {})) {
+            work();
+        }
+    }
+};
+
+} // namespace tessivar::testsupport

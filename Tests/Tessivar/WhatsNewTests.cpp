@@ -1,0 +1,132 @@
+#include "Support/TemporaryFolder.h"
+#include "Tessivar/Version.h"
+#include "Tessivar/WhatsNew.h"
+#include "TessivarCore/AppIdentity.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace tessivar {
+
+using namespace fluvane::support;
+using namespace testing;
+
+TEST(Version, OrdersAsReleasesFollowEachOther) {
+    const std::vector<std::vector<std::string>> ascending = {
+        {"0", "0.0", "v0"},
+        {"0.0.1"},
+        {"0.9", "0.9.0", "v0.9", "0.09+linux"},
+        {"0.10.0-alpha"},
+        {"0.10.0-alpha.1"},
+        {"0.10.0-alpha.9"},
+        {"0.10.0-alpha.10", "0.10-alpha.010"},
+        {"0.10.0-alpha.beta"},
+        {"0.10.0-beta", "0.10.0-beta+1.2-3"},
+        {"0.10.0-rc-1"},
+        {"0.10", "0.10.0", "0.10.0+build"},
+        {"1.0.0-1"},
+        {"1.0.0"},
+        {"1.0.0.1"},
+        {"18446744073709551617.1"},
+        {"18446744073709551617.2"},
+    };
+    for (std::size_t one = 0; one < ascending.size(); ++one) {
+        for (std::size_t other = 0; other < ascending.size(); ++other) {
+            for (const auto& left : ascending[one]) {
+                for (const auto& right : ascending[other]) {
+                    EXPECT_TRUE((Version::parse(left).value() <=> Version::parse(right).value()) ==
+                                (one <=> other))
+                        << left << " and " << right;
+                }
+            }
+        }
+    }
+}
+
+TEST(Version, RefusesWhatIsNone) {
+    for (const auto* const text : {"", "v", "1.", ".1", "1..2", "1.x", "-1", "1-", "1-a..b", "1-a b", "1 ",
+                                   "one", "vv1", "1.2.3_4", "1-\xc3\xa9"}) {
+        EXPECT_FALSE(Version::parse(text)) << text;
+    }
+    EXPECT_FALSE(Version::parse(std::string(65, '1')));
+}
+
+namespace {
+
+class WhatsNewTest : public Test {
+protected:
+    WhatsNewTest() { AppIdentity::current.displayName = "Fluvane"; }
+    ~WhatsNewTest() override { AppIdentity::current = {}; }
+
+    /// What a start of the version shows.
+    std::string start(const std::string& version, bool welcomed = true) {
+        std::string shown;
+        whatsNew(version, welcomed).showIfUpdated([&](const std::string& text) { shown += text; });
+        return shown;
+    }
+    [[nodiscard]] WhatsNew whatsNew(const std::string& version, bool welcomed = true) const {
+        return WhatsNew({.releases = {{"0.10.0", "2026-05-01", {"Ten.", "More of it."}},
+                                      {"0.10.0-rc.1", "", {"Nearly ten."}},
+                                      {"0.9", "2026-04-01", {"Nine."}},
+                                      {"0.8", "2026-03-01", {"Eight."}}},
+                         .version = version,
+                         .stateFile = stateFile,
+                         .welcomed = [welcomed] { return welcomed; }});
+    }
+
+    TemporaryFolder folder;
+    std::filesystem::path stateFile = folder / "state/whats-new";
+    const std::string nine = "Fluvane 0.9 (2026-04-01)\n- Nine.\n";
+    const std::string nearlyTen = "Fluvane 0.10.0-rc.1\n- Nearly ten.\n";
+    const std::string ten = "Fluvane 0.10.0 (2026-05-01)\n- Ten.\n- More of it.\n";
+};
+
+} // namespace
+
+TEST_F(WhatsNewTest, IsShownOnceAfterEachUpdate) {
+    const std::pair<const char*, std::string> starts[] = {
+        {"0.8", ""},                // the first ever
+        {"0.8", ""},                //
+        {"0.9", nine},              // updated
+        {"0.9", ""},                //
+        {"0.8", ""},                // gone back,
+        {"0.9", ""},                // and on again
+        {"0.10.0-rc.1", nearlyTen}, //
+        {"0.10.0", ten},            //
+        {"0.10.1", ""},             // with nothing to tell
+        {"0.10.0", ""},             //
+    };
+    for (const auto& [version, shown] : starts) {
+        EXPECT_EQ(start(version), shown) << version;
+    }
+}
+
+TEST_F(WhatsNewTest, TellsOfAllReleasesSkipped) {
+    start("0.8");
+    EXPECT_EQ(start("0.10"), ten + "\n" + nearlyTen + "\n" + nine);
+}
+
+TEST_F(WhatsNewTest, StaysQuietUntilTheUserIsWelcomed) {
+    start("0.8", false);
+    EXPECT_EQ(start("0.9", false), "");
+    EXPECT_EQ(start("0.9", true), "");
+    EXPECT_EQ(start("0.10", true), ten + "\n" + nearlyTen);
+}
+
+TEST_F(WhatsNewTest, ShowsNothingThatItCannotRemember) {
+    start("0.8");
+    writeFile(stateFile, "no version");
+    EXPECT_EQ(start("0.9"), ""); // as at a first start
+    EXPECT_EQ(readFile(stateFile), "0.9\n");
+    std::filesystem::remove_all(folder / "state");
+    writeFile(folder / "state", "in the way");
+    EXPECT_EQ(start("0.10"), "");
+}
+
+TEST_F(WhatsNewTest, KnowsTheLatest) {
+    EXPECT_EQ(whatsNew("0.10.0").latest(), ten);
+    EXPECT_EQ(whatsNew("0.9.5").latest(), nine);
+    EXPECT_EQ(whatsNew("0.1").latest(), "There is nothing to tell about this version.");
+}
+
+} // namespace tessivar
