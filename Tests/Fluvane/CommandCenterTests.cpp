@@ -123,7 +123,11 @@ protected:
 
     support::Engine engine;
     FakeSettings settings{*engine.manager};
-    CommandCenter center{*engine.manager, settings, [](const auto& completion) { completion("a log\n"); }};
+    CommandCenter center{*engine.manager,
+                         settings,
+                         {.log = [](const auto& completion) { completion("a log\n"); },
+                          .diagnostics = [](const auto& completion) { completion("a report\n"); },
+                          .crashNote = [] { return "a note"; }}};
 };
 
 TEST_F(CommandCenterTest, Replies) {
@@ -155,9 +159,10 @@ TEST_F(CommandCenterTest, Replies) {
         {"checksum 1 md5 d41d8cd98f00b204e9800998ecf8427e", "ok: Checked once every byte is in"},
         {"checksum 5 d41d8cd98f00b204e9800998ecf8427e", "ok: Checking the finished file"},
         {"show 9", "error: No download 9." + numbers},
-        {"show 1; show; settings rules; welcome; whats-new; crash-note; state; snapshot",
+        {"show 1; show; settings rules; welcome; whats-new; state; snapshot",
          "error: There's no window to show: Fluvane runs without a display."},
-        {"diagnostics", "error: Fluvane can't build a diagnostics report yet."},
+        {"diagnostics", "ok: a report"},
+        {"crash-note", "ok: a note"},
         {"update", "error: This build doesn't check for updates."},
         {"log", "ok: a log"},
         {"export", "ok: {}"},
@@ -313,16 +318,38 @@ TEST_F(CommandCenterTest, FailuresOfTheSettingsAreTold) {
     expectEach("limit 5; limit off; export; export /x; import /x", "error: No room.");
 }
 
-TEST_F(CommandCenterTest, LinksOfTheSchemeDownloadNothing) {
-    for (const char* text : {"fluvane://add?url=http://h/a&url=http%3A%2F%2Fh%2Fb", "fluvane://add",
-                             "fluvane://settings?pane=rules", "fluvane://elsewhere"}) {
-        center.open(link(text));
+TEST_F(CommandCenterTest, WhatIsHandedOverDownloadsNothingUnasked) {
+    const std::string noWindow = "There's no window to show: Fluvane runs without a display.";
+    const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
+        {{"fluvane://add?url=http://h/a&url=http%3A%2F%2Fh%2Fb"}, noWindow},
+        {{"fluvane://add"}, ""},
+        {{"fluvane://settings?pane=rules"}, noWindow},
+        {{"fluvane:show"}, noWindow},
+        {{"fluvane://elsewhere"}, ""},
+        {{"http://h/c"}, noWindow},
+        {{"/nowhere/at all"}, "No links found."},
+        {{"", "file:", "\xff"}, "No links found."},
+        {{}, ""},
+    };
+    for (const auto& [things, text] : rows) {
+        EXPECT_EQ(center.open(things), (Reply{.ok = text.empty(), .text = text}))
+            << testing::PrintToString(things);
     }
     EXPECT_EQ(engine.manager->downloads().size(), 7u);
     const auto& lines = engine.log.lines;
     EXPECT_TRUE(std::ranges::any_of(lines, [](const auto& line) {
-        return line == "lifecycle: no window to confirm 2 links opened through the link scheme";
+        return line == "lifecycle: no window to confirm 2 links that another program handed over";
     }));
+}
+
+TEST_F(CommandCenterTest, ActionsOfTheDesktopEntry) {
+    EXPECT_TRUE(center.act("pause-all").ok);
+    EXPECT_EQ(engine.state(1), "paused");
+    EXPECT_TRUE(center.act("resume-all").ok);
+    EXPECT_EQ(engine.state(1), "starting");
+    for (const char* action : {"show", "new-download", "settings", "Show", ""}) {
+        EXPECT_FALSE(center.act(action).ok) << action;
+    }
 }
 
 } // namespace

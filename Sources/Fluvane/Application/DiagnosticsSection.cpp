@@ -79,7 +79,8 @@ Json ruleText(const Rule& rule) {
 /// is added one day isn't told by mistake.
 std::string settingsText(const Config& config) {
     Json shown = Json::object();
-    for (const auto& [key, value] : config.encoded().items()) {
+    const Json settings = config.encoded();
+    for (const auto& [key, value] : settings.items()) {
         if (value.is_boolean() || value.is_number()) {
             shown[key] = value;
         }

@@ -1,7 +1,11 @@
 #include "Fluvane/Application/EndSignals.h"
 #include "Fluvane/Application/InstanceLock.h"
 #include "Fluvane/Application/Live.h"
+#include "Fluvane/Application/Visit.h"
 #include "Fluvane/Client/DataFolders.h"
+#include "Tessivar/CrashHandler.h"
+#include "Tessivar/HangWatch.h"
+#include "Tessivar/LastRun.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/LogFiles.h"
 
@@ -22,6 +26,22 @@ namespace {
 
 /// How long an instance that is just ending is waited for.
 constexpr std::chrono::seconds lockPatience{3};
+/// And the socket of one that is just starting.
+constexpr std::chrono::seconds handOverPatience{5};
+
+/// Tells the hang watch what the event loop does.
+class WatchedApplication final : public QCoreApplication {
+public:
+    WatchedApplication(int& argc, char** argv, tessivar::HangWatch& watch)
+        : QCoreApplication(argc, argv), watch_(watch) {}
+    bool notify(QObject* receiver, QEvent* event) override {
+        const tessivar::HangWatch::Work work(watch_);
+        return QCoreApplication::notify(receiver, event);
+    }
+
+private:
+    tessivar::HangWatch& watch_;
+};
 
 bool has(std::span<char*> arguments, std::string_view option) {
     return std::ranges::any_of(arguments, [&](const char* argument) { return argument == option; });
@@ -45,17 +65,20 @@ void logTo(tessivar::LogFiles& files) {
     });
 }
 
-/// A second start: nothing of the first one's is touched. It ends well where it could only have handed over,
-/// but whoever asked for an application without display asked for one of its own.
-int alreadyRunning(bool headless) {
+/// A second start: nothing of the first one's is touched. Whoever asked for an application without display
+/// asked for one of its own, and isn't handed over.
+int alreadyRunning(const Visit& visit, bool headless) {
+    if (!headless || visit.kind != Visit::Kind::activate) {
+        return visit.handOver(handOverPatience);
+    }
     std::fputs("Fluvane is already running.\n", stderr);
-    return headless ? 1 : 0;
+    return 1;
 }
 
-int runEventLoop(const tessivar::LogFiles& log) {
+int runEventLoop(const tessivar::LogFiles& log, Visit visit) {
     Live live(log);
     const EndSignals signals([] { QCoreApplication::quit(); });
-    live.start();
+    live.start(std::move(visit));
     const int status = QCoreApplication::exec();
     live.stop();
     return status;
@@ -63,6 +86,7 @@ int runEventLoop(const tessivar::LogFiles& log) {
 
 int run(int argc, char** argv) {
     const bool headless = has({argv, static_cast<std::size_t>(argc)}, "--headless");
+    auto visit = Visit::from({argv + std::min(argc, 1), argv + argc});
     EndSignals::block();
     settleHome();
     tessivar::AppIdentity::current = {.displayName = "Fluvane",
@@ -71,7 +95,7 @@ int run(int argc, char** argv) {
                                       .version = FLUVANE_VERSION};
     const InstanceLock lock(DataFolders::instanceLock(), DataFolders::controlSocket(), lockPatience);
     if (lock.outcome() == InstanceLock::Outcome::held) {
-        return alreadyRunning(headless);
+        return alreadyRunning(visit, headless);
     }
     if (lock.outcome() == InstanceLock::Outcome::failed) {
         std::fprintf(stderr, "Fluvane can't use its folder %s: %s\n", DataFolders::data().c_str(),
@@ -80,10 +104,17 @@ int run(int argc, char** argv) {
     }
     tessivar::LogFiles log({.file = DataFolders::state() + "/fluvane.log", .journalIdentifier = "fluvane"});
     logTo(log);
-    const QCoreApplication application(argc, argv);
+    tessivar::LastRun lastRun(DataFolders::state());
+    tessivar::CrashHandler::install(Reports::crashFolder());
+    lastRun.begin();
+    tessivar::HangWatch hangWatch({.folder = Reports::crashFolder()});
+    const WatchedApplication application(argc, argv, hangWatch);
+    hangWatch.start();
     // Numbers in files and headers have a point in every language.
     std::setlocale(LC_NUMERIC, "C");
-    const int status = runEventLoop(log);
+    const int status = runEventLoop(log, std::move(visit));
+    hangWatch.stop();
+    lastRun.end();
     qInstallMessageHandler(nullptr);
     tessivar::Log::setSink({});
     return status;

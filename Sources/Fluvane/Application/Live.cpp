@@ -4,6 +4,7 @@
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Linux/DiskFiles.h"
 #include "Fluvane/Linux/JSONDownloadStore.h"
+#include "Fluvane/Linux/Services/LinuxPower.h"
 #include "Fluvane/Linux/Transport/SessionTransport.h"
 #include "TessivarCore/AppIdentity.h"
 
@@ -19,7 +20,6 @@ namespace {
 
 /// How long the start waits for a first report on the network, in seconds.
 constexpr double networkPatience = 1.0;
-constexpr std::chrono::minutes recentLog{10};
 
 std::string label(const char* queue) {
     return tessivar::AppIdentity::current.identifier + queue;
@@ -28,12 +28,21 @@ std::string label(const char* queue) {
 } // namespace
 
 Live::Live(const tessivar::LogFiles& log)
-    : log_(log), settings_(DataFolders::settingsFile(), FLUVANE_BUILT), manager_(makeManager()),
+    : log_(log), settings_(DataFolders::settingsFile(), FLUVANE_BUILT),
+      settingsWatch_(DataFolders::settingsFile(), [this] { settings_.takeUpEdits(); }),
+      notifier_(std::make_shared<LinuxNotifier>(
+          session_, [this] { return settings_.value().notifyWhenDone; },
+          [this](const URL& file, const std::string& token) { reveal_.show(file, token); })),
+      manager_(makeManager()),
+      sleep_(
+          system_, [this](SleepWatch::Done done) { prepareForSleep(std::move(done)); },
+          [this] { manager_->reconnect(); }),
+      reports_(*manager_, log_, *scheduler_, session_, system_),
       settingsChanges_(settings_.subscribe([this](const Config& config) { applySettings(config); })),
-      commands_(*manager_, storedSettings_, [this](auto completion) { gatherLog(std::move(completion)); }),
-      logReading_(label(".log")),
+      commands_(*manager_, storedSettings_, rooms()), logReading_(label(".log")),
       server_(DataFolders::controlSocket(), *scheduler_,
-              [this](const auto& arguments, const auto& completion) { carryOut(arguments, completion); }) {}
+              [this](const auto& arguments, const auto& completion) { carryOut(arguments, completion); }),
+      door_(session_, tessivar::AppIdentity::current.identifier, visitor()) {}
 
 std::unique_ptr<DownloadManager> Live::makeManager() {
     const auto& identifier = tessivar::AppIdentity::current.identifier;
@@ -43,11 +52,83 @@ std::unique_ptr<DownloadManager> Live::makeManager() {
         config, std::make_shared<SessionTransport>(*scheduler_),
         std::make_shared<DiskFileStore>(*scheduler_, identifier), scheduler_,
         std::make_shared<JSONDownloadStore>(DataFolders::listFile(), *scheduler_, identifier),
-        std::make_shared<QuietPower>(), notifier_, systemRandom(), systemSurroundings());
+        std::make_shared<LinuxPower>(session_, system_), notifier_, systemRandom(), systemSurroundings());
 }
 
-void Live::start() {
-    network_->start([this](const NetworkWatch::Report& report) {
+CommandCenter::Rooms Live::rooms() {
+    CommandCenter::Rooms rooms{
+        .log = [this](auto completion) { gatherLog(std::move(completion)); },
+        .diagnostics = [this](auto completion) { reports_.diagnostics(std::move(completion)); },
+        .crashNote = [this] { return reports_.crashNote(); },
+    };
+    if (reports_.checksForUpdates()) {
+        rooms.update = [this] {
+            reports_.checkForUpdates([this](const auto& result) { tellOfUpdate(result); });
+        };
+    }
+    return rooms;
+}
+
+DesktopDoor::Visitor Live::visitor() {
+    return {
+        .activate = [this](const auto& token) { receive({.kind = Visit::Kind::activate, .token = token}); },
+        .open =
+            [this](const auto& things, const auto& token) {
+                receive({.kind = Visit::Kind::open, .things = things, .token = token});
+            },
+        .act =
+            [this](const auto& action, const auto& token) {
+                receive({.kind = Visit::Kind::act, .things = {action}, .token = token});
+            },
+    };
+}
+
+/// Before the list is loaded it is kept for then; of several the last counts.
+Reply Live::receive(const Visit& visit) {
+    if (!gate_.started()) {
+        visit_ = visit;
+        return {};
+    }
+    switch (visit.kind) {
+    case Visit::Kind::open:
+        return commands_.open(visit.things);
+    case Visit::Kind::act:
+        return commands_.act(visit.things.empty() ? "" : visit.things[0]);
+    case Visit::Kind::activate:
+        break;
+    }
+    return commands_.act("show");
+}
+
+void Live::watchSettings() {
+    if (settingsWatch_.descriptor() < 0) {
+        tessivar::log::lifecycle.error(settingsWatch_.problem());
+        return;
+    }
+    settingsEdited_ = std::make_unique<QSocketNotifier>(settingsWatch_.descriptor(), QSocketNotifier::Read);
+    QObject::connect(settingsEdited_.get(), &QSocketNotifier::activated, settingsEdited_.get(),
+                     [this] { settingsWatch_.ready(); });
+}
+
+void Live::prepareForSleep(SleepWatch::Done done) {
+    if (!gate_.started()) {
+        return done();
+    }
+    manager_->saveEverything([done = std::move(done)](const auto&) { done(); });
+}
+
+void Live::tellOfUpdate(const tessivar::Updates::Result& result) {
+    tessivar::log::lifecycle.error(result.text);
+}
+
+void Live::start(Visit visit) {
+    if (visit.kind != Visit::Kind::activate) {
+        visit_ = std::move(visit); // the windows come by themselves
+    }
+    watchSettings();
+    session_.start();
+    system_.start();
+    network_.start([this](const NetworkWatch::Report& report) {
         manager_->setOnline(report.online);
         manager_->setLimitedNetwork(report.limited);
         gate_.trigger();
@@ -58,6 +139,10 @@ void Live::start() {
 void Live::startEngine() {
     manager_->start();
     server_.start();
+    reports_.start([this](const auto& result) { tellOfUpdate(result); });
+    if (visit_) {
+        receive(*std::exchange(visit_, std::nullopt));
+    }
 }
 
 void Live::stop() {
@@ -81,6 +166,9 @@ void Live::carryOut(const CommandCenter::Arguments& arguments, const ReplyComple
         return; // no answer: to the client we aren't there any more
     }
     try {
+        if (Visit::isOne(arguments)) {
+            return completion(receive(Visit::fromRequest(arguments)));
+        }
         commands_.run(arguments, completion);
     } catch (const std::exception& error) {
         completion({.ok = false, .text = error.what()});
@@ -89,7 +177,7 @@ void Live::carryOut(const CommandCenter::Arguments& arguments, const ReplyComple
 
 void Live::gatherLog(std::function<void(std::string)> completion) {
     logReading_.async([this, completion = std::move(completion)] {
-        scheduler_->post([completion, text = log_.recent(recentLog)] { completion(text); });
+        scheduler_->post([completion, text = log_.recent(Reports::recentLog)] { completion(text); });
     });
 }
 

@@ -1,16 +1,27 @@
 #pragma once
 
+#include "Fluvane/Application/DesktopDoor.h"
+#include "Fluvane/Application/Reports.h"
 #include "Fluvane/Application/StartGate.h"
 #include "Fluvane/Application/StoredSettings.h"
+#include "Fluvane/Application/Visit.h"
 #include "Fluvane/Commands/CommandCenter.h"
 #include "Fluvane/Commands/ControlServer.h"
 #include "Fluvane/Linux/LinuxScheduler.h"
-#include "Fluvane/Linux/QuietServices.h"
+#include "Fluvane/Linux/Notices/FileReveal.h"
+#include "Fluvane/Linux/Notices/LinuxNotifier.h"
 #include "Fluvane/Linux/SerialQueue.h"
+#include "Fluvane/Linux/Services/Bus.h"
+#include "Fluvane/Linux/Services/DesktopNetworkWatch.h"
+#include "Fluvane/Linux/Services/SleepWatch.h"
 #include "FluvaneEngine/DownloadManager.h"
 #include "TessivarCore/LogFiles.h"
+#include "TessivarCore/SettingsWatch.h"
+
+#include <QSocketNotifier>
 
 #include <memory>
+#include <optional>
 
 namespace fluvane {
 
@@ -25,8 +36,8 @@ public:
     Live& operator=(const Live&) = delete;
 
     /// The list is loaded and the control socket opened at the first report on the network, or a second from
-    /// now.
-    void start();
+    /// now; the visit comes after that. Returns at once.
+    void start(Visit visit);
     /// Saves the list and closes the socket.
     void stop();
 
@@ -36,20 +47,35 @@ private:
     [[nodiscard]] std::unique_ptr<DownloadManager> makeManager();
     void applySettings(const Config& config);
     void startEngine();
+    void watchSettings();
+    Reply receive(const Visit& visit);
+    void tellOfUpdate(const tessivar::Updates::Result& result);
+    [[nodiscard]] CommandCenter::Rooms rooms();
+    [[nodiscard]] DesktopDoor::Visitor visitor();
+    void prepareForSleep(SleepWatch::Done done);
     void carryOut(const CommandCenter::Arguments& arguments, const ReplyCompletion& completion);
     void gatherLog(std::function<void(std::string)> completion);
 
     const tessivar::LogFiles& log_;
     std::shared_ptr<LinuxScheduler> scheduler_ = std::make_shared<LinuxScheduler>(); // the main queue, too
+    Bus session_{Bus::Kind::session, *scheduler_};
+    Bus system_{Bus::Kind::system, *scheduler_};
     Settings settings_;
-    std::shared_ptr<Notifier> notifier_ = std::make_shared<QuietNotifier>();
-    std::unique_ptr<NetworkWatch> network_ = std::make_unique<QuietNetworkWatch>(*scheduler_);
+    tessivar::SettingsWatch settingsWatch_;
+    std::unique_ptr<QSocketNotifier> settingsEdited_;
+    FileReveal reveal_{session_};
+    std::shared_ptr<LinuxNotifier> notifier_;
+    DesktopNetworkWatch network_{system_, *scheduler_};
     std::unique_ptr<DownloadManager> manager_;
+    SleepWatch sleep_;
+    Reports reports_;
     tessivar::Subscription settingsChanges_;
     StoredSettings storedSettings_{settings_};
     CommandCenter commands_;
     SerialQueue logReading_;
     ControlServer server_;
+    DesktopDoor door_;
+    std::optional<Visit> visit_; ///< Of this start, until there is somebody to receive it.
     StartGate gate_{[this] { startEngine(); }};
     bool stopped_ = false;
 };

@@ -66,10 +66,9 @@ const CommandCenter::Command* CommandCenter::find(std::string_view name) {
         Command{"settings", &CommandCenter::window},
         Command{"welcome", &CommandCenter::window},
         Command{"whats-new", &CommandCenter::window},
-        Command{"crash-note", &CommandCenter::window},
+        Command{"crash-note", &CommandCenter::crashNote},
         Command{"state", &CommandCenter::window},
         Command{"snapshot", &CommandCenter::window},
-        Command{"diagnostics", &CommandCenter::diagnostics},
         Command{"update", &CommandCenter::update},
         Command{"export", &CommandCenter::exportSettings},
         Command{"import", &CommandCenter::importSettings},
@@ -78,20 +77,21 @@ const CommandCenter::Command* CommandCenter::find(std::string_view name) {
     return found == commands.end() ? nullptr : found;
 }
 
-CommandCenter::CommandCenter(DownloadManager& manager, SettingsAccess& settings, LogText logText)
-    : manager_(manager), settings_(settings), logText_(std::move(logText)) {}
+CommandCenter::CommandCenter(DownloadManager& manager, SettingsAccess& settings, Rooms rooms)
+    : manager_(manager), settings_(settings), rooms_(std::move(rooms)) {}
 
 void CommandCenter::run(const Arguments& arguments, const ReplyCompletion& completion) {
     if (arguments.empty()) {
         return completion(failure("No command."));
     }
     const std::string name = text::lowercased(arguments[0]);
-    if (name == "log") {
-        return logText_([completion](std::string log) {
-            if (log.ends_with('\n')) {
-                log.pop_back(); // the client ends what it prints
+    if (const auto& gather = name == "log" ? rooms_.log : rooms_.diagnostics;
+        gather && (name == "log" || name == "diagnostics")) {
+        return gather([completion](std::string text) {
+            if (text.ends_with('\n')) {
+                text.pop_back(); // the client ends what it prints
             }
-            completion({.ok = true, .text = std::move(log)});
+            completion({.ok = true, .text = std::move(text)});
         });
     }
     const Command* command = find(name);
@@ -209,12 +209,17 @@ Reply CommandCenter::window(const Arguments& /*arguments*/) {
     return failure("There's no window to show: Fluvane runs without a display.");
 }
 
-Reply CommandCenter::diagnostics(const Arguments& /*arguments*/) {
-    return failure("Fluvane can't build a diagnostics report yet.");
+/// Without a window the note is printed.
+Reply CommandCenter::crashNote(const Arguments& arguments) {
+    return rooms_.crashNote ? Reply{.ok = true, .text = rooms_.crashNote()} : window(arguments);
 }
 
 Reply CommandCenter::update(const Arguments& /*arguments*/) {
-    return failure("This build doesn't check for updates.");
+    if (!rooms_.update) {
+        return failure("This build doesn't check for updates.");
+    }
+    rooms_.update();
+    return done();
 }
 
 } // namespace fluvane

@@ -17,16 +17,29 @@ namespace fluvane {
 class CommandCenter {
 public:
     using Arguments = std::vector<std::string>;
-    /// Gathers the text of the last 10 minutes of the log, off the main queue, and calls back on it.
-    using LogText = std::function<void(std::function<void(std::string)>)>;
+    /// What the commands need besides the list and the settings. Each may be empty, and then can't be had.
+    struct Rooms {
+        /// Gathers a text off the main queue and calls back on it.
+        using Text = std::function<void(std::function<void(std::string)>)>;
+        Text log{}; ///< Of the last 10 minutes.
+        Text diagnostics{};
+        std::function<std::string()> crashNote{};
+        std::function<void()> update{}; ///< Begins a check for updates; the user is told of its result.
+    };
 
     /// What it is given must outlive it.
-    CommandCenter(DownloadManager& manager, SettingsAccess& settings, LogText logText);
+    CommandCenter(DownloadManager& manager, SettingsAccess& settings, Rooms rooms);
 
     /// The command first. Completes exactly once, before it returns or on a later turn of the main queue.
     void run(const Arguments& arguments, const ReplyCompletion& completion);
-    /// A link of the scheme `fluvane`. Never downloads anything unasked.
-    void open(const URL& link);
+    /// A link of the scheme `fluvane`. Never downloads anything unasked. The answer is for whoever can show
+    /// it: browsers can't.
+    Reply open(const URL& link);
+    /// What other programs hand over to be downloaded: links of the scheme, web links, files with links.
+    /// Never downloads anything unasked either.
+    Reply open(const std::vector<std::string>& things);
+    /// An action of the desktop entry: "show", "new-download", "settings", "pause-all", "resume-all".
+    Reply act(std::string_view action);
 
 private:
     struct Command;
@@ -46,9 +59,10 @@ private:
     Reply importSettings(const Arguments& arguments);
     Reply show(const Arguments& arguments);
     Reply window(const Arguments& arguments);
-    Reply diagnostics(const Arguments& arguments);
+    Reply crashNote(const Arguments& arguments);
     Reply update(const Arguments& arguments);
 
+    Reply confirm(std::size_t links);
     using All = void (DownloadManager::*)();
     using One = void (DownloadManager::*)(std::int64_t);
     Reply onDownloads(const char* command, const Arguments& arguments, All all, One one);
@@ -58,7 +72,7 @@ private:
 
     DownloadManager& manager_;
     SettingsAccess& settings_;
-    LogText logText_;
+    Rooms rooms_;
 };
 
 } // namespace fluvane

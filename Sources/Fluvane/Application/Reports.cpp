@@ -1,0 +1,109 @@
+#include "Fluvane/Application/Reports.h"
+
+#include "Fluvane/Application/DiagnosticsSection.h"
+#include "Fluvane/Application/ReleaseChannel.h"
+#include "Fluvane/Application/Releases.h"
+#include "Fluvane/Client/DataFolders.h"
+#include "TessivarCore/AppIdentity.h"
+#include "TessivarCore/Log.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QtGlobal>
+
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+tessivar::MainContext contextOf(LinuxScheduler& scheduler) {
+    return {.post = [&scheduler](std::function<void()> work) { scheduler.post(std::move(work)); },
+            .after = [&scheduler](double seconds,
+                                  std::function<void()> work) { scheduler.after(seconds, std::move(work)); }};
+}
+
+const tessivar::CrashNote::Wording crashWording = {
+    .survived = "your downloads carry on from the last bytes saved",
+    .neverHeld = "no links and no file names",
+    .section = "your downloads (by number, with their sizes and states)",
+};
+
+/// Asks the bus whether somebody has the name; without a bus nobody has.
+void findOwner(const Bus& bus, const QString& name, const std::function<void(bool)>& answer) {
+    const auto connection = bus.connection();
+    if (!connection) {
+        return answer(false);
+    }
+    auto call = QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                               "org.freedesktop.DBus", "NameHasOwner");
+    call << name;
+    auto* const watcher = new QDBusPendingCallWatcher(connection->asyncCall(call));
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, answer] {
+        const QDBusPendingReply<bool> reply = *watcher;
+        answer(!reply.isError() && reply.value());
+        watcher->deleteLater();
+    });
+}
+
+tessivar::Diagnostics::Service service(const Bus& bus, const char* name) {
+    return {.name = name, .find = [&bus, name](auto answer) { findOwner(bus, name, answer); }};
+}
+
+std::string stateFile(const char* name) {
+    return DataFolders::state() + "/" + name;
+}
+
+} // namespace
+
+Reports::Reports(const DownloadManager& manager, const tessivar::LogFiles& log, LinuxScheduler& scheduler,
+                 Bus& session, Bus& system)
+    : manager_(manager), crashNote_(crashFolder(), crashWording,
+                                    [this] {
+                                        std::string text;
+                                        for (const auto& section : sections()) {
+                                            text += section.title + "\n" + section.text + "\n";
+                                        }
+                                        return text;
+                                    }),
+      whatsNew_({.releases = releases(),
+                 .version = tessivar::AppIdentity::current.version,
+                 .stateFile = stateFile("whats-new.json")}),
+      diagnostics_(options(log, session, system), contextOf(scheduler)),
+      updates_(releaseChannel(), contextOf(scheduler)) {}
+
+std::string Reports::crashFolder() {
+    return stateFile("reports");
+}
+
+std::vector<tessivar::Diagnostics::Section> Reports::sections() const {
+    return diagnosticsSections(manager_.downloads(), manager_.config());
+}
+
+tessivar::Diagnostics::Options Reports::options(const tessivar::LogFiles& log, Bus& session,
+                                                Bus& system) const {
+    return {.versions = {{"Qt", qVersion()}},
+            .services = {service(session, "org.freedesktop.Notifications"),
+                         service(session, "org.freedesktop.FileManager1"),
+                         service(session, "org.gnome.SessionManager"),
+                         service(session, "org.freedesktop.PowerManagement"),
+                         service(session, "org.kde.StatusNotifierWatcher"),
+                         service(system, "org.freedesktop.login1"),
+                         service(system, "org.freedesktop.NetworkManager")},
+            .sections = [this] { return sections(); },
+            .log = [&log] { return log.recent(recentLog); }};
+}
+
+void Reports::start(std::function<void(const tessivar::Updates::Result&)> tellOfUpdate) {
+    whatsNew_.showIfUpdated([](const std::string& text) {
+        tessivar::log::lifecycle([&] { return "updated; what is new: " + text.substr(0, text.find('\n')); });
+    });
+    crashNote_.showIfNeeded([](const std::string& note) {
+        tessivar::log::lifecycle.error("the last run crashed or hung: " + note.substr(0, note.find('\n')));
+    });
+    updates_.start(std::move(tellOfUpdate));
+}
+
+} // namespace fluvane

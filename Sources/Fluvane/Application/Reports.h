@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Fluvane/Linux/LinuxScheduler.h"
+#include "Fluvane/Linux/Services/Bus.h"
+#include "FluvaneEngine/DownloadManager.h"
+#include "Tessivar/CrashNote.h"
+#include "Tessivar/Diagnostics.h"
+#include "Tessivar/Updates.h"
+#include "Tessivar/WhatsNew.h"
+#include "TessivarCore/LogFiles.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace fluvane {
+
+/// What the application tells about itself: notes on crashes and hangs, diagnostics, what is new, newer
+/// releases. For the main thread.
+class Reports {
+public:
+    /// How far back `fluvane log` and reports go.
+    static constexpr std::chrono::minutes recentLog{10};
+
+    /// What it is given must outlive it.
+    Reports(const DownloadManager& manager, const tessivar::LogFiles& log, LinuxScheduler& scheduler,
+            Bus& session, Bus& system);
+    Reports(const Reports&) = delete;
+    Reports& operator=(const Reports&) = delete;
+
+    /// Once, when the list is loaded: notes crashes, says what is new after an update, and begins to look for
+    /// newer releases now and then.
+    void start(std::function<void(const tessivar::Updates::Result&)> tellOfUpdate);
+
+    [[nodiscard]] std::string crashNote() const { return crashNote_.latest(); }
+    void diagnostics(std::function<void(std::string)> completion) {
+        diagnostics_.report(std::move(completion));
+    }
+    [[nodiscard]] bool checksForUpdates() const { return updates_.configured(); }
+    void checkForUpdates(std::function<void(const tessivar::Updates::Result&)> completion) {
+        updates_.check(std::move(completion));
+    }
+
+    /// Where crashes and hangs leave their reports.
+    [[nodiscard]] static std::string crashFolder();
+
+private:
+    [[nodiscard]] tessivar::Diagnostics::Options options(const tessivar::LogFiles& log, Bus& session,
+                                                         Bus& system) const;
+    [[nodiscard]] std::vector<tessivar::Diagnostics::Section> sections() const;
+
+    const DownloadManager& manager_;
+    tessivar::CrashNote crashNote_;
+    tessivar::WhatsNew whatsNew_;
+    tessivar::Diagnostics diagnostics_;
+    tessivar::Updates updates_;
+};
+
+} // namespace fluvane

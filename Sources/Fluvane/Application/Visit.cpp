@@ -1,0 +1,104 @@
+#include "Fluvane/Application/Visit.h"
+
+#include "Fluvane/Client/CLI.h"
+#include "Fluvane/Client/DataFolders.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+namespace fluvane {
+
+namespace {
+
+constexpr std::array kinds = {"--activate", "--open", "--action"}; // in the order of Kind
+constexpr std::chrono::milliseconds betweenTries{100};
+
+std::string takeToken() {
+    std::string token;
+    for (const char* name : {"DESKTOP_STARTUP_ID", "XDG_ACTIVATION_TOKEN"}) {
+        if (const char* value = std::getenv(name)) {
+            token = value;
+            unsetenv(name);
+        }
+    }
+    return token;
+}
+
+/// A file's name is taken from the folder where the command was given.
+std::string absoluteThing(const std::string& thing) {
+    std::error_code unknown;
+    return std::filesystem::exists(thing, unknown) ? DataFolders::absolutePath("./" + thing) : thing;
+}
+
+std::optional<CLI::Answer> ask(const std::vector<std::string>& request, std::chrono::milliseconds patience) {
+    for (auto left = patience;; left -= betweenTries) {
+        auto answer = CLI::send(request, DataFolders::controlSocket());
+        if (answer || left <= betweenTries) {
+            return answer;
+        }
+        std::this_thread::sleep_for(betweenTries);
+    }
+}
+
+} // namespace
+
+Visit Visit::from(const std::vector<std::string>& arguments) {
+    Visit visit;
+    visit.token = takeToken();
+    const auto option = std::ranges::find_if(
+        arguments, [](const std::string& argument) { return argument == kinds[1] || argument == kinds[2]; });
+    if (option == arguments.end()) {
+        return visit;
+    }
+    visit.kind = *option == kinds[1] ? Kind::open : Kind::act;
+    visit.things.assign(option + 1, arguments.end());
+    if (visit.kind == Kind::open) {
+        std::ranges::transform(visit.things, visit.things.begin(), absoluteThing);
+    }
+    return visit;
+}
+
+bool Visit::isOne(const std::vector<std::string>& request) {
+    return !request.empty() && std::ranges::find(kinds, request[0]) != kinds.end();
+}
+
+Visit Visit::fromRequest(const std::vector<std::string>& request) {
+    Visit visit;
+    visit.kind = static_cast<Kind>(std::ranges::find(kinds, request[0]) - kinds.begin());
+    if (request.size() > 1) {
+        visit.token = request[1];
+        visit.things.assign(request.begin() + 2, request.end());
+    }
+    return visit;
+}
+
+std::vector<std::string> Visit::request() const {
+    std::vector<std::string> request = {kinds[static_cast<std::size_t>(kind)], token};
+    request.insert(request.end(), things.begin(), things.end());
+    return request;
+}
+
+int Visit::handOver(std::chrono::milliseconds patience) const {
+    const auto answer = ask(request(), patience);
+    if (!answer) {
+        std::fputs("Fluvane is already running, but doesn't answer.\n", stderr);
+        return 1;
+    }
+    if (answer->ok) {
+        return 0;
+    }
+    if (kind == Kind::activate) {
+        std::fputs("Fluvane is already running.\n", stderr);
+        return 0;
+    }
+    std::fprintf(stderr, "%s\n", answer->text.c_str());
+    return 1;
+}
+
+} // namespace fluvane

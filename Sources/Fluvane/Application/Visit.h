@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace fluvane {
+
+/// What a start of the application is for, besides having it run. A second start hands it over to the first
+/// one: {"--open", token, thing…} at the control socket, where no command begins with a dash.
+struct Visit {
+    enum class Kind { activate, open, act };
+    Kind kind = Kind::activate;
+    /// Of kind `open`: links, and absolute paths of files; of kind `act`: an action of the desktop entry.
+    std::vector<std::string> things{};
+    std::string token{}; ///< Lets a window come to the front; may be empty.
+
+    /// Of a command line, its program's name left out. Takes the token out of the environment, so that no
+    /// other program that we start uses it.
+    [[nodiscard]] static Visit from(const std::vector<std::string>& arguments);
+
+    /// Of a request; false when it is none.
+    [[nodiscard]] static bool isOne(const std::vector<std::string>& request);
+    [[nodiscard]] static Visit fromRequest(const std::vector<std::string>& request);
+    [[nodiscard]] std::vector<std::string> request() const;
+
+    /// Hands it over to the running instance, which may be just starting: waits for its socket that long.
+    /// Returns the exit status, and has said on standard error what there is to say.
+    [[nodiscard]] int handOver(std::chrono::milliseconds patience) const;
+};
+
+} // namespace fluvane
