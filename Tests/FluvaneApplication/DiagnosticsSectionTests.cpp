@@ -1,0 +1,131 @@
+#include "Fluvane/Application/DiagnosticsSection.h"
+#include "Fluvane/Application/Releases.h"
+#include "Support/Engine.h"
+#include "Tessivar/Version.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace fluvane {
+
+using namespace support;
+using namespace testing;
+
+namespace {
+
+/// A list of downloads without an engine.
+class DownloadList {
+public:
+    Download& add(DownloadState state, std::int64_t done, std::optional<std::int64_t> size) {
+        const auto id = static_cast<std::int64_t>(downloads_.size()) + 1;
+        DownloadRecord record(id, link("https://secret.example.com/secret.iso?token=1"),
+                              link("file:///home/secret"), link("https://secret.example.com/"), Date{});
+        record.name = "secret name.iso";
+        record.partial = link("file:///home/secret/secret%20name.iso.fluvane");
+        record.size = size;
+        record.state = std::move(state);
+        if (done > 0) {
+            record.pieces = {{.start = 0, .end = size, .done = done}};
+        }
+        downloads_.push_back(std::make_unique<Download>(std::move(record)));
+        return *downloads_.back();
+    }
+    [[nodiscard]] std::vector<const Download*> all() const {
+        std::vector<const Download*> pointers;
+        for (const auto& download : downloads_) {
+            pointers.push_back(download.get());
+        }
+        return pointers;
+    }
+
+private:
+    std::vector<std::unique_ptr<Download>> downloads_;
+};
+
+std::string textOf(const std::vector<const Download*>& downloads, const Config& config = {}) {
+    std::string text;
+    for (const auto& section : diagnosticsSections(downloads, config)) {
+        text += section.title + "\n" + section.text;
+    }
+    return text;
+}
+
+} // namespace
+
+TEST(DiagnosticsSection, TellsOfDownloadsByNumber) {
+    DownloadList list;
+    auto& running = list.add(DownloadState::Downloading{}, 4'200'000'000, 10'000'000'000);
+    for (std::int64_t start = 0; start < 8; ++start) {
+        running.transfers[start].acceptedAt = start;
+    }
+    list.add(DownloadState::Queued{}, 0, std::nullopt);
+    list.add(DownloadState::Paused{}, 999'000, 10'000'000);
+    list.add(DownloadState::Wait::linkExpired, 0, 1);
+    list.add(DownloadState::Downloading{}, 5000, std::nullopt);
+    list.add(DownloadState::Finished{}, 10'000'000, 10'000'000);
+    list.add(DownloadState::Failed{"The file changed on the server, so this download stopped."}, 0,
+             std::nullopt);
+    list.add(DownloadState::Failed{"Couldn't connect to secret.example.com."}, 0, std::nullopt);
+    list.add(DownloadState::Failed{"Couldn't create the file: File too large"}, 0, std::nullopt);
+    EXPECT_THAT(textOf(list.all()),
+                EndsWith("Downloads\n"
+                         "1: downloading, 4.2 of 10 GB, 8 connections\n"
+                         "2: queued\n"
+                         "3: paused, 999 KB of 10 MB\n"
+                         "4: link-expired, 0 bytes of 1 byte\n"
+                         "5: downloading, 5 KB\n"
+                         "6: finished, 10 MB\n"
+                         "7: failed (The file changed on the server, so this download stopped.)\n"
+                         "8: failed (Couldn't connect …)\n"
+                         "9: failed (Couldn't create the file: File too large)\n"));
+    EXPECT_THAT(textOf(list.all()), Not(HasSubstr("secret")));
+}
+
+TEST(DiagnosticsSection, StaysShortForALongList) {
+    DownloadList list;
+    EXPECT_THAT(textOf(list.all()), EndsWith("Downloads\nNone.\n"));
+    for (int count = 0; count < 1200; ++count) {
+        list.add(DownloadState::Finished{}, 1, 1);
+    }
+    EXPECT_THAT(textOf(list.all()), HasSubstr("Downloads\n700 older ones, and\n701: finished, 1 byte\n"));
+    EXPECT_THAT(textOf(list.all()), EndsWith("\n1200: finished, 1 byte\n"));
+}
+
+TEST(DiagnosticsSection, TellsSettingsWithoutFoldersAndSites) {
+    auto config = Config::everySetting();
+    config.folder = "/home/secret";
+    config.rules = {{"secret-id", Rule::Site{"secret.example.com"}, std::nullopt, 2},
+                    {"secret-id2", Rule::Extensions{{"secret"}}, "/home/secret", std::nullopt},
+                    {"secret-id3", Rule::Kind{FileKind::video}, "~/secret", std::nullopt}};
+    const auto text = textOf({}, config);
+    EXPECT_THAT(text, Not(HasSubstr("secret")));
+    const auto end = text.find("Downloads\n");
+    const auto json = coding::Json::parse(text.substr(text.find('{'), end - text.find('{')));
+    EXPECT_EQ(json["speedLimit"], 5'000'000);
+    EXPECT_EQ(json["choosesFolder"], true);
+    EXPECT_EQ(json["duplicateNames"], "spaceParentheses");
+    EXPECT_EQ(json["rules"],
+              coding::Json::parse(R"([{"match": "a site", "choosesFolder": false, "connections": 2},
+                                                     {"match": "extensions", "choosesFolder": true},
+                                                     {"match": "video", "choosesFolder": true}])"));
+    const auto settings = config.encoded();
+    for (const auto& [key, value] : settings.items()) { // each has been thought of
+        EXPECT_TRUE(json.contains(key) || key == "folder") << key;
+    }
+}
+
+TEST(Releases, AreInOrderAndEndWithThisVersion) {
+    const auto all = releases();
+    ASSERT_FALSE(all.empty());
+    EXPECT_EQ(all.front().version, FLUVANE_VERSION);
+    for (std::size_t index = 0; index < all.size(); ++index) {
+        EXPECT_TRUE(tessivar::Version::parse(all[index].version)) << all[index].version;
+        EXPECT_FALSE(all[index].lines.empty()) << all[index].version;
+        if (index > 0) {
+            EXPECT_GT(tessivar::Version::parse(all[index - 1].version),
+                      tessivar::Version::parse(all[index].version));
+        }
+    }
+}
+
+} // namespace fluvane
