@@ -143,6 +143,8 @@ class Application:
                             if name.lower() not in ("http_proxy", "https_proxy", "all_proxy")}
         for name in ("DATA", "CONFIG", "STATE"):
             self.environment[f"XDG_{name}_HOME"] = str(self.folder / name.lower())
+        for name in ("SESSION", "SYSTEM"):  # nothing of the real desktop's
+            self.environment[f"DBUS_{name}_BUS_ADDRESS"] = f"unix:path={self.folder}/no-bus"
         self.environment.update(environment or {})
         self.list_file = self.folder / "data/Fluvane/downloads.json"
         self.socket = str(self.folder / "data/Fluvane/control.sock")

@@ -157,19 +157,35 @@ TEST_F(NetworkTest, WithoutAManagerThatWasThereAllIsWell) {
     EXPECT_EQ(reports.back(), Report{});
 }
 
-TEST_F(NetworkTest, SaysNothingUntilTheManagerDoes) {
-    startWatch();
-    catchUp(system);
-    time.runFor(60);
-    EXPECT_THAT(reports, ElementsAre());
+TEST_F(NetworkTest, AManagerThatHangsHasSaidNothing) {
     startManager(R"({"State": 20})");
     service->hang();
+    startWatch();
     catchUp(system);
     time.runFor(60);
     EXPECT_THAT(reports, ElementsAre());
     service->goOn();
     ASSERT_TRUE(reported(1));
     EXPECT_FALSE(reports.back().online);
+}
+
+TEST_F(NetworkTest, ThatThereIsNoManagerIsToldAtOnceAndItCountsWhenItComes) {
+    startWatch();
+    ASSERT_TRUE(reported(1));
+    EXPECT_EQ(reports.back(), Report{});
+    startManager(R"({"State": 20})");
+    ASSERT_TRUE(reported(2));
+    EXPECT_FALSE(reports.back().online);
+}
+
+TEST_F(NetworkTest, ThatThereIsNoBusIsToldAtOnce) {
+    endDaemon();
+    Bus none(Bus::Kind::system, scheduler, "");
+    DesktopNetworkWatch watching(none, time);
+    int told = 0;
+    watching.start([&](const Report& report) { told += report == Report{} ? 1 : 100; });
+    none.start();
+    ASSERT_TRUE(runUntil([&] { return told == 1; }));
 }
 
 } // namespace fluvane

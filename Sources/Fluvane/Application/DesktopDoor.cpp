@@ -80,12 +80,9 @@ public:
     [[nodiscard]] QString introspect(const QString& /*path*/) const override { return introspection; }
 
     bool handleMessage(const QDBusMessage& call, const QDBusConnection& connection) override {
-        if (!call.interface().isEmpty() && call.interface() != interfaceName) {
-            return false;
-        }
         const auto* const method = std::ranges::find(methods, call.member(), &Method::name);
-        if (method == methods.end()) {
-            return false;
+        if (method == methods.end() || (!call.interface().isEmpty() && call.interface() != interfaceName)) {
+            return false; // Qt tells that there is no such thing
         }
         if (call.signature() != method->signature) {
             connection.send(call.createErrorReply(QDBusError::InvalidArgs, "The arguments don't fit."));

@@ -29,6 +29,10 @@ void Bus::whenLost(std::function<void()> handler) {
     connector_->whenLost(std::move(handler));
 }
 
+void Bus::whenMissing(std::function<void()> handler) {
+    connector_->whenMissing(std::move(handler));
+}
+
 std::optional<QDBusConnection> Bus::connection() const {
     return connector_->connection();
 }

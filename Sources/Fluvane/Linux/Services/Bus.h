@@ -36,6 +36,8 @@ public:
     void whenConnected(Connected handler);
     /// For each connection that broke. Whoever was on it forgets what it was told there.
     void whenLost(std::function<void()> handler);
+    /// For each attempt that finds no bus; a bus that doesn't answer is none only after some seconds.
+    void whenMissing(std::function<void()> handler);
     [[nodiscard]] std::optional<QDBusConnection> connection() const;
 
 private:

@@ -43,7 +43,13 @@ Bus::Connector::~Connector() {
 }
 
 void Bus::Connector::start() {
-    if (!address_.empty()) {
+    if (address_.empty()) {
+        queue_.post([self = weak_from_this()] {
+            if (const auto connector = self.lock()) {
+                connector->tellMissing();
+            }
+        });
+    } else {
         attempt();
     }
 }
@@ -57,6 +63,17 @@ void Bus::Connector::whenConnected(Connected handler) {
 
 void Bus::Connector::whenLost(std::function<void()> handler) {
     lostHandlers_.push_back(std::move(handler));
+}
+
+void Bus::Connector::whenMissing(std::function<void()> handler) {
+    missingHandlers_.push_back(std::move(handler));
+}
+
+void Bus::Connector::tellMissing() {
+    const auto handlers = missingHandlers_;
+    for (const auto& handler : handlers) {
+        handler();
+    }
 }
 
 void Bus::Connector::attempt() {
@@ -122,6 +139,7 @@ void Bus::Connector::failed(const std::string& problem) {
         log::lifecycle([&] { return "no " + std::string(kind_) + " bus: " + problem; });
     }
     tryAgain();
+    tellMissing();
 }
 
 /// Where the socket can be watched there is nothing to do while there is none.

@@ -26,6 +26,7 @@ public:
     void start();
     void whenConnected(Connected handler);
     void whenLost(std::function<void()> handler);
+    void whenMissing(std::function<void()> handler);
     [[nodiscard]] std::optional<QDBusConnection> connection() const { return connection_; }
 
 private:
@@ -40,6 +41,7 @@ private:
     void attempted(const Attempt& attempt);
     void connected(const QDBusConnection& connection);
     void failed(const std::string& problem);
+    void tellMissing();
     void tryAgain();
     Q_SLOT void disconnected();
 
@@ -48,6 +50,7 @@ private:
     MainQueue& queue_;
     std::vector<Connected> connectedHandlers_;
     std::vector<std::function<void()>> lostHandlers_;
+    std::vector<std::function<void()>> missingHandlers_;
     std::optional<QDBusConnection> connection_;
     int attempts_ = 0;
     bool attempting_ = false;

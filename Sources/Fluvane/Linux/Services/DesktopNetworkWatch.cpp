@@ -81,6 +81,7 @@ private:
     std::shared_ptr<Cancellable> settling_; ///< While changes are gathered.
     bool cameOnce_ = false;
     bool reported_ = false;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     bool asking_ = false;
     bool askAgain_ = false;
     int asked_ = 0; ///< Tells the current question from those to an earlier owner.
@@ -92,7 +93,13 @@ DesktopNetworkWatch::Watcher::Watcher(Bus& system, Scheduler& scheduler, std::fu
     : bus_(system), scheduler_(scheduler), handler_(std::move(handler)),
       changes_(system, properties().path, properties().interface, QStringLiteral("PropertiesChanged"),
                {networkManager()}, [this](const QDBusMessage& message) { propertiesChanged(message); }),
-      owner_(system, networkManager(), [this](const QString& owner) { ownerChanged(owner); }) {}
+      owner_(system, networkManager(), [this](const QString& owner) { ownerChanged(owner); }) {
+    system.whenMissing([this, alive = std::weak_ptr<bool>(alive_)] {
+        if (!alive.expired() && !reported_) {
+            report({});
+        }
+    });
+}
 
 DesktopNetworkWatch::Watcher::~Watcher() {
     if (settling_) {
@@ -107,6 +114,8 @@ void DesktopNetworkWatch::Watcher::ownerChanged(const QString& owner) {
         askForAll();
     } else if (cameOnce_) {
         settleFromNow(); // one that restarts gets the time from its return
+    } else if (!reported_) {
+        report({});
     }
 }
 
