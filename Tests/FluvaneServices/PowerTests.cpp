@@ -86,6 +86,8 @@ TEST_F(PowerTest, AsksAnewWhenServicesComeAndGo) {
 TEST_F(PowerTest, ReleasesWhatIsGrantedTooLate) {
     const auto gnome = start(MockService::gnome);
     gnome->hang();
+    catchUp(session);
+    catchUp(system);
     power.keepAwake(true);
     power.keepAwake(false);
     gnome->goOn();
@@ -97,6 +99,8 @@ TEST_F(PowerTest, WaitsForNoneThatHangs) {
     const auto gnome = start(MockService::gnome);
     const auto login = start(MockService::login);
     gnome->hang();
+    catchUp(session);
+    catchUp(system);
     power.keepAwake(true);
     EXPECT_TRUE(holds(*login, {toLogin}));
     power.keepAwake(false);

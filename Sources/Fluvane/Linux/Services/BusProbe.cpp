@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace fluvane {
 
@@ -22,8 +23,11 @@ using BusPointer = std::unique_ptr<sd_bus, decltype(&sd_bus_close_unref)>;
 /// Readable from the moment of a stop.
 class StopEvent {
 public:
-    explicit StopEvent(const std::stop_token& stop) : callback_(stop, Signal{descriptor_}) {}
-    ~StopEvent() { close(descriptor_); }
+    explicit StopEvent(const std::stop_token& stop) : callback_(std::in_place, stop, Signal{descriptor_}) {}
+    ~StopEvent() {
+        callback_.reset(); // it writes to what is closed next
+        close(descriptor_);
+    }
     StopEvent(const StopEvent&) = delete;
     StopEvent& operator=(const StopEvent&) = delete;
     [[nodiscard]] int descriptor() const { return descriptor_; }
@@ -34,7 +38,7 @@ private:
         void operator()() const noexcept { eventfd_write(descriptor, 1); }
     };
     int descriptor_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    std::stop_callback<Signal> callback_;
+    std::optional<std::stop_callback<Signal>> callback_;
 };
 
 int startConnecting(BusPointer& bus, const std::string& address) {
