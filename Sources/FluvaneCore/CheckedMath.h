@@ -8,6 +8,10 @@ namespace fluvane {
 /// write bytes into the wrong place of somebody's file, and nothing after that could be trusted.
 [[noreturn]] void fatal(const char* what);
 
+/// Who is told the text first, such as whoever writes crash reports. For start-up; null: nobody. The handler may
+/// be called on any thread.
+void setFatalHandler(void (*handler)(const char* what) noexcept);
+
 /// Signed 64-bit arithmetic on byte counts and offsets. Overflow is fatal, it never wraps.
 [[nodiscard]] inline std::int64_t checkedAdd(std::int64_t a, std::int64_t b) {
     std::int64_t result = 0;

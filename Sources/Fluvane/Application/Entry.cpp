@@ -3,6 +3,7 @@
 #include "Fluvane/Application/Live.h"
 #include "Fluvane/Application/Visit.h"
 #include "Fluvane/Client/DataFolders.h"
+#include "FluvaneCore/CheckedMath.h"
 #include "Tessivar/CrashHandler.h"
 #include "Tessivar/HangWatch.h"
 #include "Tessivar/LastRun.h"
@@ -106,6 +107,7 @@ int run(int argc, char** argv) {
     logTo(log);
     tessivar::LastRun lastRun(DataFolders::state());
     tessivar::CrashHandler::install(Reports::crashFolder());
+    setFatalHandler(&tessivar::CrashHandler::noteReason);
     lastRun.begin();
     tessivar::HangWatch hangWatch({.folder = Reports::crashFolder()});
     const WatchedApplication application(argc, argv, hangWatch);

@@ -118,7 +118,8 @@ void Live::prepareForSleep(SleepWatch::Done done) {
 }
 
 void Live::tellOfUpdate(const tessivar::Updates::Result& result) {
-    tessivar::log::lifecycle.error(result.text);
+    tessivar::log::lifecycle([&] { return "updates: " + result.text; });
+    notifier_->tell({.title = "Fluvane", .body = result.text});
 }
 
 void Live::start(Visit visit) {

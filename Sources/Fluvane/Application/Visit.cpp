@@ -56,8 +56,11 @@ Visit Visit::from(const std::vector<std::string>& arguments) {
     if (option == arguments.end()) {
         return visit;
     }
-    visit.kind = *option == kinds[1] ? Kind::open : Kind::act;
     visit.things.assign(option + 1, arguments.end());
+    if (visit.things.empty()) {
+        return visit; // what the desktop entry comes to without links
+    }
+    visit.kind = *option == kinds[1] ? Kind::open : Kind::act;
     if (visit.kind == Kind::open) {
         std::ranges::transform(visit.things, visit.things.begin(), absoluteThing);
     }

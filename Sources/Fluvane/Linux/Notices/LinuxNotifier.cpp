@@ -55,10 +55,7 @@ void LinuxNotifier::post(Matter matter, const Notice& notice, const std::optiona
     if (!wanted_()) {
         return;
     }
-    sent_.push_back(notice);
-    if (sent_.size() > remembered) {
-        sent_.pop_front();
-    }
+    remember(notice);
     // Only what the user should not miss stays until it is dismissed.
     using Urgency = NotificationServer::Urgency;
     server_->show({.title = notice.title,
@@ -66,6 +63,22 @@ void LinuxNotifier::post(Matter matter, const Notice& notice, const std::optiona
                    .file = file,
                    .category = matter == Matter::done ? "transfer.complete" : "transfer.error",
                    .urgency = matter == Matter::suspicious ? Urgency::critical : Urgency::normal});
+}
+
+void LinuxNotifier::tell(const Notice& notice) {
+    remember(notice);
+    server_->show({.title = notice.title,
+                   .body = notice.body,
+                   .file = {},
+                   .category = "x-fluvane.update",
+                   .urgency = NotificationServer::Urgency::low});
+}
+
+void LinuxNotifier::remember(const Notice& notice) {
+    sent_.push_back(notice);
+    if (sent_.size() > remembered) {
+        sent_.pop_front();
+    }
 }
 
 } // namespace fluvane

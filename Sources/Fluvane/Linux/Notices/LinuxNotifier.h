@@ -43,12 +43,16 @@ public:
     void failed(const DownloadRecord& record, const std::string& reason) override;
     void linkExpired(const DownloadRecord& record) override;
 
+    /// Something that isn't about a download, such as a newer release; not for `wanted` to decide.
+    void tell(const Notice& notice);
+
     /// The notices of this run, the latest last, whether or not a server was there to show them.
     [[nodiscard]] std::vector<Notice> sent() const { return {sent_.begin(), sent_.end()}; }
 
 private:
     enum class Matter { done, suspicious, stuck };
     void post(Matter matter, const Notice& notice, const std::optional<URL>& file);
+    void remember(const Notice& notice);
 
     std::function<bool()> wanted_;
     std::deque<Notice> sent_;
