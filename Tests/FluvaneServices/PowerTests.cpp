@@ -13,8 +13,8 @@ namespace {
 constexpr const char* toGnome = "org.example.Fluvane|0|Fluvane is downloading|4";
 constexpr const char* toKde = "Fluvane|Fluvane is downloading";
 constexpr const char* toLogin = "idle|Fluvane|Fluvane is downloading|block";
-/// The time within which everything is right again.
-constexpr double soon = 1.0;
+/// Everything is right again within a second, on a machine that isn't busy building.
+constexpr double soon = 3.0;
 
 class PowerTest : public DesktopTest {
 protected:

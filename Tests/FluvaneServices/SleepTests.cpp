@@ -23,7 +23,7 @@ protected:
         catchUp(system);
     }
     bool locks(const QStringList& expected) {
-        return runUntil([&] { return login->held() == expected; }, 1);
+        return runUntil([&] { return login->held() == expected; }, 3);
     }
 
     Bus system{Bus::Kind::system, scheduler, address};

@@ -37,6 +37,11 @@ void ask(const QDBusConnection& connection, const ServiceObject& object, const Q
                      });
 }
 
+std::string problemOf(const QDBusMessage& answer) {
+    const auto words = answer.errorMessage();
+    return words.isEmpty() ? "the answer makes no sense" : words.toStdString();
+}
+
 ServiceOwner::ServiceOwner(Bus& bus, QString service, std::function<void(const QString&)> changed)
     : service_(std::move(service)), changed_(std::move(changed)) {
     const QPointer<ServiceOwner> self(this);

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
 class QDBusConnection;
 class QDBusServiceWatcher;
@@ -30,6 +31,9 @@ struct ServiceObject {
 void ask(const QDBusConnection& connection, const ServiceObject& object, const QString& method,
          const QVariantList& arguments, QObject& context,
          std::function<void(const QDBusMessage& answer)> answered);
+
+/// Why an answer isn't what was asked for: the service's words, if it has any.
+[[nodiscard]] std::string problemOf(const QDBusMessage& answer);
 
 /// Who has a name on the bus, from connection to connection.
 class ServiceOwner : public QObject {

@@ -5,6 +5,7 @@
 
 #include <QDBusArgument>
 #include <QDBusConnection>
+#include <QPointer>
 
 #include <algorithm>
 #include <array>
@@ -81,7 +82,6 @@ private:
     std::shared_ptr<Cancellable> settling_; ///< While changes are gathered.
     bool cameOnce_ = false;
     bool reported_ = false;
-    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     bool asking_ = false;
     bool askAgain_ = false;
     int asked_ = 0; ///< Tells the current question from those to an earlier owner.
@@ -94,9 +94,9 @@ DesktopNetworkWatch::Watcher::Watcher(Bus& system, Scheduler& scheduler, std::fu
       changes_(system, properties().path, properties().interface, QStringLiteral("PropertiesChanged"),
                {networkManager()}, [this](const QDBusMessage& message) { propertiesChanged(message); }),
       owner_(system, networkManager(), [this](const QString& owner) { ownerChanged(owner); }) {
-    system.whenMissing([this, alive = std::weak_ptr<bool>(alive_)] {
-        if (!alive.expired() && !reported_) {
-            report({});
+    system.whenMissing([self = QPointer<Watcher>(this)] {
+        if (self && !self->reported_) {
+            self->report({});
         }
     });
 }
@@ -174,7 +174,7 @@ void DesktopNetworkWatch::Watcher::answered(const QDBusMessage& answer) {
         const auto values = qdbus_cast<QVariantMap>(answer.arguments().at(0));
         report({.online = !isOffline(values), .limited = limitOf(values)});
     } else {
-        log::network.error("couldn't ask about the network: " + answer.errorMessage().toStdString());
+        log::network.error("couldn't ask about the network: " + problemOf(answer));
         if (reported_) {
             report({}); // what was told before may not hold any more
         }

@@ -101,10 +101,8 @@ void Inhibitor::refused(const QDBusMessage& answer) {
         return;
     }
     if (!std::exchange(told_, true)) {
-        const auto why = answer.type() == QDBusMessage::ErrorMessage ? answer.errorMessage().toStdString()
-                                                                     : "it granted nothing";
         log::lifecycle.error("couldn't keep the machine awake through " + way_.object.service.toStdString() +
-                             ": " + why);
+                             ": " + problemOf(answer));
     }
 }
 

@@ -127,7 +127,7 @@ void SleepWatch::Watcher::granted(const QDBusMessage& answer) {
     if (descriptor.isValid()) {
         lock_ = std::make_shared<Lock>(Lock{descriptor});
     } else if (!std::exchange(problemTold_, true)) {
-        log::lifecycle.error("couldn't make sleep wait for the list: " + answer.errorMessage().toStdString());
+        log::lifecycle.error("couldn't make sleep wait for the list: " + problemOf(answer));
     }
 }
 
