@@ -75,6 +75,7 @@ void unblock(int signal) {
 
 /// As if we had never been there; the original facts go along, for the core dump.
 [[noreturn]] void takeDefaultCourse(int signal, siginfo_t* info) {
+    alarm(0); // a core dump takes its time
     struct sigaction action = prepared.before[indexOf(signal)];
     if (action.sa_handler == SIG_IGN) {
         action.sa_handler = SIG_DFL;

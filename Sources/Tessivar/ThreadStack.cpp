@@ -78,12 +78,12 @@ const StackTrace* ThreadStackReader::read() {
     while (sem_trywait(&exchange.answered) == 0) {
     }
     ::syscall(SYS_tgkill, getpid(), thread_, stackSignal);
-    if (answeredWithinASecond()) {
-        return &exchange.trace;
-    }
+    bool answered = answeredWithinASecond();
     expected = asked;
-    const bool tooLate = exchange.request.compare_exchange_strong(expected, none);
-    return !tooLate && answeredWithinASecond() ? &exchange.trace : nullptr;
+    if (!answered && !exchange.request.compare_exchange_strong(expected, none)) {
+        answered = answeredWithinASecond(); // it had just begun
+    }
+    return answered && exchange.request == taken ? &exchange.trace : nullptr;
 }
 
 char ThreadStackReader::state() const {

@@ -119,7 +119,9 @@ TEST(HangWatch, RecordsAHangOnceWithItsStackAndHowLongItLasted) {
     EXPECT_THAT(reports, Each(Field(&Report::isHang, true)));
     for (const auto& report : reports) {
         EXPECT_GE(report.number("Lasted"), 100);
+#ifndef __SANITIZE_THREAD__ // which holds signals back until they are in calls of its own
         EXPECT_THAT(functionsIn(report), Contains(HasSubstr("Watched::workUntilHung()")));
+#endif
     }
 }
 

@@ -41,7 +41,7 @@ struct OpeningError : std::runtime_error {
 };
 
 ON_PURPOSE void touchNothing() {
-    int* volatile nowhere = nullptr;
+    volatile int* volatile nowhere = nullptr;
     *nowhere = 1;
 }
 
