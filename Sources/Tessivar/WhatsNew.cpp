@@ -6,14 +6,18 @@
 #include "TessivarCore/Log.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <exception>
 #include <optional>
 #include <utility>
 
 namespace tessivar {
 
 namespace {
+
+using Json = nlohmann::json;
 
 constexpr std::size_t longestState = 256;
 
@@ -29,9 +33,9 @@ std::string textOf(const Release& release) {
 /// The version in the file; absent when there is none, or none that makes sense.
 std::optional<Version> lastSeen(const AtomicFile& file) {
     try {
-        const auto text = file.read(longestState).value_or("");
-        return Version::parse(std::string_view(text).substr(0, text.find('\n')));
-    } catch (const SystemError& error) {
+        const auto contents = file.read(longestState);
+        return contents ? Version::parse(Json::parse(*contents).at("seen").get<std::string>()) : std::nullopt;
+    } catch (const std::exception& error) {
         log::lifecycle.error(fmt::format("couldn't read which version was seen last: {}", error.what()));
         return std::nullopt;
     }
@@ -40,7 +44,7 @@ std::optional<Version> lastSeen(const AtomicFile& file) {
 bool remember(const AtomicFile& file, const std::string& version) {
     try {
         createFolders(file.path().parent_path(), 0700);
-        file.write(version + "\n");
+        file.write(Json{{"seen", version}}.dump(2) + "\n");
         return true;
     } catch (const SystemError& error) {
         log::lifecycle.error(fmt::format("couldn't save which version was seen: {}", error.what()));

@@ -117,7 +117,7 @@ TEST_F(WhatsNewTest, ShowsNothingThatItCannotRemember) {
     start("0.8");
     writeFile(stateFile, "no version");
     EXPECT_EQ(start("0.9"), ""); // as at a first start
-    EXPECT_EQ(readFile(stateFile), "0.9\n");
+    EXPECT_EQ(readFile(stateFile), "{\n  \"seen\": \"0.9\"\n}\n");
     std::filesystem::remove_all(folder / "state");
     writeFile(folder / "state", "in the way");
     EXPECT_EQ(start("0.10"), "");
