@@ -3,6 +3,7 @@
 #include "Fluvane/Application/Live.h"
 #include "Fluvane/Application/Visit.h"
 #include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Linux/WatchedApplication.h"
 #include "FluvaneCore/CheckedMath.h"
 #include "Tessivar/CrashHandler.h"
 #include "Tessivar/HangWatch.h"
@@ -16,7 +17,6 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <span>
 #include <string>
 #include <string_view>
@@ -29,20 +29,6 @@ namespace {
 constexpr std::chrono::seconds lockPatience{3};
 /// And the socket of one that is just starting.
 constexpr std::chrono::seconds handOverPatience{5};
-
-/// Tells the hang watch what the event loop does.
-class WatchedApplication final : public QCoreApplication {
-public:
-    WatchedApplication(int& argc, char** argv, tessivar::HangWatch& watch)
-        : QCoreApplication(argc, argv), watch_(watch) {}
-    bool notify(QObject* receiver, QEvent* event) override {
-        const tessivar::HangWatch::Work work(watch_);
-        return QCoreApplication::notify(receiver, event);
-    }
-
-private:
-    tessivar::HangWatch& watch_;
-};
 
 bool has(std::span<char*> arguments, std::string_view option) {
     return std::ranges::any_of(arguments, [&](const char* argument) { return argument == option; });
@@ -76,11 +62,12 @@ int alreadyRunning(const Visit& visit, bool headless) {
     return 1;
 }
 
-int runEventLoop(const tessivar::LogFiles& log, Visit visit) {
+int runEventLoop(const tessivar::LogFiles& log, Visit visit, tessivar::HangWatch& watch) {
     Live live(log);
     const EndSignals signals([] { QCoreApplication::quit(); });
     live.start(std::move(visit));
     const int status = QCoreApplication::exec();
+    watch.busy(); // saving at the end may hang as well
     live.stop();
     return status;
 }
@@ -105,16 +92,16 @@ int run(int argc, char** argv) {
     }
     tessivar::LogFiles log({.file = DataFolders::state() + "/fluvane.log", .journalIdentifier = "fluvane"});
     logTo(log);
-    tessivar::LastRun lastRun(DataFolders::state());
+    tessivar::LastRun lastRun(Reports::crashFolder());
     tessivar::CrashHandler::install(Reports::crashFolder());
     setFatalHandler(&tessivar::CrashHandler::noteReason);
     lastRun.begin();
     tessivar::HangWatch hangWatch({.folder = Reports::crashFolder()});
-    const WatchedApplication application(argc, argv, hangWatch);
+    const WatchedApplication<QCoreApplication> application(argc, argv, hangWatch);
     hangWatch.start();
     // Numbers in files and headers have a point in every language.
     std::setlocale(LC_NUMERIC, "C");
-    const int status = runEventLoop(log, std::move(visit));
+    const int status = runEventLoop(log, std::move(visit), hangWatch);
     hangWatch.stop();
     lastRun.end();
     qInstallMessageHandler(nullptr);
@@ -126,12 +113,8 @@ int run(int argc, char** argv) {
 
 } // namespace fluvane
 
-/// What the executable calls once it has loaded the application. No exception crosses to it.
-extern "C" __attribute__((visibility("default"))) int fluvaneApplication(int argc, char** argv) {
-    try {
-        return fluvane::run(argc, argv);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "Fluvane can't go on: %s\n", error.what());
-        return 1;
-    }
+/// What the executable calls once it has loaded the application. An exception that gets here is a crash, and
+/// is reported as one.
+extern "C" __attribute__((visibility("default"))) int fluvaneApplication(int argc, char** argv) noexcept {
+    return fluvane::run(argc, argv);
 }
