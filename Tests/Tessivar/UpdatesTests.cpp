@@ -15,6 +15,7 @@
 #include <array>
 #include <chrono>
 #include <memory>
+#include <mutex>
 
 namespace tessivar {
 
@@ -77,6 +78,24 @@ std::string ok(const std::string& body) {
                        body);
 }
 
+/// What the server says; its threads read it while the test goes on.
+class Answer {
+public:
+    Answer& operator=(std::string text) {
+        const std::lock_guard lock(mutex_);
+        text_ = std::move(text);
+        return *this;
+    }
+    [[nodiscard]] std::string text() const {
+        const std::lock_guard lock(mutex_);
+        return text_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::string text_;
+};
+
 class UpdatesTest : public Test {
 protected:
     UpdatesTest() { AppIdentity::current = {"Fluvane", "example.Fluvane", "", "0.9.0"}; }
@@ -106,12 +125,13 @@ protected:
     TemporaryFolder folder;
     std::filesystem::path stateFile = folder / "state/updates.json";
     Publisher publisher;
-    std::string answer;
+    Answer answer;
     Kind kind = Kind::noFeed;
     ScriptedServer server{[this](ScriptedServer::Client& client) {
         client.readRequest();
-        client.send(answer);
-        if (answer.empty()) {
+        const auto text = answer.text();
+        client.send(text);
+        if (text.empty()) {
             kit.queue.post([] {}); // wakes who waits for the request
             client.waitForClose();
         }
@@ -247,7 +267,7 @@ TEST_F(UpdatesTest, SaysWhyItCannotCheck) {
         with.feed = link;
         EXPECT_EQ(check(with), couldNot + reason);
     }
-    answer.clear(); // it hangs
+    answer = ""; // it hangs
     auto hurried = options();
     hurried.patience = 0.1;
     EXPECT_EQ(check(hurried), couldNot + "The release feed's server took too long.");
@@ -259,7 +279,7 @@ TEST_F(UpdatesTest, VerifiesTheServersCertificate) {
     const ScriptedServer secure(
         [this](ScriptedServer::Client& client) {
             client.readRequest();
-            client.send(answer);
+            client.send(answer.text());
         },
         folder / "certificate.pem");
     auto with = options();
