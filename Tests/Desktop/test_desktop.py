@@ -2,6 +2,7 @@
 
 import pathlib
 import random
+import signal
 import socket
 import subprocess
 import sys
@@ -44,7 +45,7 @@ class Desktop(EndToEnd):
         return dbus.Interface(self.desk.bus.get_object(OURS, PATH, introspect=False), DOOR)
 
     def logged(self, text):
-        return wait_for(lambda: text in self.application.command("log"), f"'{text}' in the log")
+        return wait_for(lambda: text in (self.application.ask("log") or ("", ""))[1], f"'{text}' in the log")
 
 
 class Calls(Desktop):
@@ -87,7 +88,8 @@ class Calls(Desktop):
         rows = [
             ([], 0, "Fluvane is already running.\n"),
             (["--background"], 0, "Fluvane is already running.\n"),
-            (["--headless"], 1, "Fluvane is already running.\n"),
+            (["--headless", "--verbose"], 0, "Fluvane is already running.\n"),
+            (["--headless"], 0, "Fluvane is already running.\n"),
             (["--open", "fluvane://elsewhere"], 0, ""),
             (["--open", "fluvane://add?url=http://127.0.0.1:9/a"], 1, NO_WINDOW + "\n"),
             (["--open", notes.name], 1, NO_WINDOW + "\n"),
@@ -101,6 +103,18 @@ class Calls(Desktop):
                 ended = self.application.client(*arguments, cwd=self.folder)
                 self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (status, "", said))
         self.assertEqual(self.application.list(), [])
+
+    def test_a_start_while_the_first_ends_or_hangs(self):
+        self.application.start()
+        first = self.application.process
+        first.send_signal(signal.SIGSTOP)
+        waits = self.application.client("--open", "fluvane://elsewhere")
+        self.assertEqual((waits.returncode, waits.stderr), (1, "Fluvane is already running, but doesn't answer.\n"))
+        second = self.application.spawn()
+        first.kill()  # what the second waits for
+        first.wait()
+        self.application.process = second
+        wait_for(lambda: self.application.ask("list") is not None, "the second has taken over")
 
     def test_an_action_reaches_an_application_that_is_only_starting(self):
         original = self.server.make_file("a.bin", 20 * MB)

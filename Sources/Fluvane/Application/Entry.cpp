@@ -17,7 +17,6 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -29,10 +28,6 @@ namespace {
 constexpr std::chrono::seconds lockPatience{3};
 /// And the socket of one that is just starting.
 constexpr std::chrono::seconds handOverPatience{5};
-
-bool has(std::span<char*> arguments, std::string_view option) {
-    return std::ranges::any_of(arguments, [&](const char* argument) { return argument == option; });
-}
 
 /// Qt asks HOME alone.
 void settleHome() {
@@ -52,16 +47,6 @@ void logTo(tessivar::LogFiles& files) {
     });
 }
 
-/// A second start: nothing of the first one's is touched. Whoever asked for an application without display
-/// asked for one of its own, and isn't handed over.
-int alreadyRunning(const Visit& visit, bool headless) {
-    if (!headless || visit.kind != Visit::Kind::activate) {
-        return visit.handOver(handOverPatience);
-    }
-    std::fputs("Fluvane is already running.\n", stderr);
-    return 1;
-}
-
 int runEventLoop(const tessivar::LogFiles& log, Visit visit, tessivar::HangWatch& watch) {
     Live live(log);
     const EndSignals signals([] { QCoreApplication::quit(); });
@@ -73,23 +58,25 @@ int runEventLoop(const tessivar::LogFiles& log, Visit visit, tessivar::HangWatch
 }
 
 int run(int argc, char** argv) {
-    const bool headless = has({argv, static_cast<std::size_t>(argc)}, "--headless");
     auto visit = Visit::from({argv + std::min(argc, 1), argv + argc});
-    EndSignals::block();
     settleHome();
     tessivar::AppIdentity::current = {.displayName = "Fluvane",
                                       .identifier = "org.fluvane.Fluvane",
                                       .projectPage = "",
                                       .version = FLUVANE_VERSION};
-    const InstanceLock lock(DataFolders::instanceLock(), DataFolders::controlSocket(), lockPatience);
+    InstanceLock lock(DataFolders::instanceLock(), DataFolders::controlSocket(), lockPatience);
     if (lock.outcome() == InstanceLock::Outcome::held) {
-        return alreadyRunning(visit, headless);
+        // A second start: nothing of the first one's is touched, unless that one is just ending.
+        if (const auto status = visit.handOver(handOverPatience, [&] { return lock.tryAgain(); })) {
+            return *status;
+        }
     }
     if (lock.outcome() == InstanceLock::Outcome::failed) {
         std::fprintf(stderr, "Fluvane can't use its folder %s: %s\n", DataFolders::data().c_str(),
                      lock.problem().c_str());
         return 1;
     }
+    EndSignals::block();
     tessivar::LogFiles log({.file = DataFolders::state() + "/fluvane.log", .journalIdentifier = "fluvane"});
     logTo(log);
     tessivar::LastRun lastRun(Reports::crashFolder());

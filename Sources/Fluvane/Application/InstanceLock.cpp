@@ -42,6 +42,11 @@ InstanceLock::~InstanceLock() {
     }
 }
 
+bool InstanceLock::tryAgain() {
+    outcome_ = tryLock();
+    return outcome_ == Outcome::taken;
+}
+
 bool InstanceLock::open(const std::string& lockFile) {
     createFolder(std::filesystem::path(lockFile).parent_path());
     descriptor_ = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);

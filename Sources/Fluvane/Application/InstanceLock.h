@@ -21,6 +21,8 @@ public:
     InstanceLock& operator=(const InstanceLock&) = delete;
 
     [[nodiscard]] Outcome outcome() const { return outcome_; }
+    /// Whether whoever held it has ended meanwhile, and it is ours now.
+    [[nodiscard]] bool tryAgain();
     /// The system's text for a failure.
     [[nodiscard]] const std::string& problem() const { return problem_; }
 

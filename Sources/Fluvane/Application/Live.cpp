@@ -20,6 +20,8 @@ namespace {
 
 /// How long the start waits for a first report on the network, in seconds.
 constexpr double networkPatience = 1.0;
+/// While it starts; more are no person's.
+constexpr std::size_t mostVisits = 100;
 
 std::string label(const char* queue) {
     return tessivar::AppIdentity::current.identifier + queue;
@@ -36,7 +38,11 @@ Live::Live(const tessivar::LogFiles& log)
       manager_(makeManager()),
       sleep_(
           system_, [this](SleepWatch::Done done) { prepareForSleep(std::move(done)); },
-          [this] { manager_->reconnect(); }),
+          [this] {
+              if (!stopped_) {
+                  manager_->reconnect();
+              }
+          }),
       reports_(*manager_, log_, *scheduler_, session_, system_),
       settingsChanges_(settings_.subscribe([this](const Config& config) { applySettings(config); })),
       commands_(*manager_, storedSettings_, rooms()), logReading_(label(".log")),
@@ -83,10 +89,15 @@ DesktopDoor::Visitor Live::visitor() {
     };
 }
 
-/// Before the list is loaded it is kept for then; of several the last counts.
+/// Before the list is loaded they are kept for then.
 Reply Live::receive(const Visit& visit) {
+    if (stopped_) {
+        return {.ok = false, .text = "Fluvane is ending."};
+    }
     if (!gate_.started()) {
-        visit_ = visit;
+        if (visits_.size() < mostVisits) {
+            visits_.push_back(visit);
+        }
         return {};
     }
     switch (visit.kind) {
@@ -94,6 +105,8 @@ Reply Live::receive(const Visit& visit) {
         return commands_.open(visit.things);
     case Visit::Kind::act:
         return commands_.act(visit.things.empty() ? "" : visit.things[0]);
+    case Visit::Kind::none:
+        return {};
     case Visit::Kind::activate:
         break;
     }
@@ -111,7 +124,7 @@ void Live::watchSettings() {
 }
 
 void Live::prepareForSleep(SleepWatch::Done done) {
-    if (!gate_.started()) {
+    if (!gate_.started() || stopped_) {
         return done();
     }
     manager_->saveEverything([done = std::move(done)](const auto&) { done(); });
@@ -123,13 +136,16 @@ void Live::tellOfUpdate(const tessivar::Updates::Result& result) {
 }
 
 void Live::start(Visit visit) {
-    if (visit.kind != Visit::Kind::activate) {
-        visit_ = std::move(visit); // the windows come by themselves
+    if (visit.kind == Visit::Kind::open || visit.kind == Visit::Kind::act) {
+        visits_.push_back(std::move(visit)); // the windows come by themselves
     }
     watchSettings();
     session_.start();
     system_.start();
     network_.start([this](const NetworkWatch::Report& report) {
+        if (stopped_) {
+            return;
+        }
         manager_->setOnline(report.online);
         manager_->setLimitedNetwork(report.limited);
         gate_.trigger();
@@ -141,8 +157,8 @@ void Live::startEngine() {
     manager_->start();
     server_.start();
     reports_.start([this](const auto& result) { tellOfUpdate(result); });
-    if (visit_) {
-        receive(*std::exchange(visit_, std::nullopt));
+    for (const auto& visit : std::exchange(visits_, {})) {
+        receive(visit);
     }
 }
 
@@ -159,7 +175,9 @@ void Live::stop() {
 
 void Live::applySettings(const Config& config) {
     tessivar::Log::detailed = config.detailedLogging;
-    manager_->apply(config);
+    if (!stopped_) {
+        manager_->apply(config);
+    }
 }
 
 void Live::carryOut(const CommandCenter::Arguments& arguments, const ReplyCompletion& completion) {

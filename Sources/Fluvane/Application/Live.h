@@ -21,7 +21,7 @@
 #include <QSocketNotifier>
 
 #include <memory>
-#include <optional>
+#include <vector>
 
 namespace fluvane {
 
@@ -75,7 +75,7 @@ private:
     SerialQueue logReading_;
     ControlServer server_;
     DesktopDoor door_;
-    std::optional<Visit> visit_; ///< Of this start, until there is somebody to receive it.
+    std::vector<Visit> visits_; ///< Of this start and later ones, until there is somebody to receive them.
     StartGate gate_{[this] { startEngine(); }};
     bool stopped_ = false;
 };

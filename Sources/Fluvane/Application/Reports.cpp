@@ -70,7 +70,8 @@ Reports::Reports(const DownloadManager& manager, const tessivar::LogFiles& log, 
                                     }),
       whatsNew_({.releases = releases(),
                  .version = tessivar::AppIdentity::current.version,
-                 .stateFile = stateFile("whats-new.json")}),
+                 .stateFile = stateFile("whats-new.json"),
+                 .welcomed = [this] { return manager_.config().hasCompletedOnboarding; }}),
       diagnostics_(options(log, session, system), contextOf(scheduler)),
       updates_(releaseChannel(), contextOf(scheduler)) {}
 
@@ -97,13 +98,13 @@ tessivar::Diagnostics::Options Reports::options(const tessivar::LogFiles& log, B
 }
 
 void Reports::start(std::function<void(const tessivar::Updates::Result&)> tellOfUpdate) {
+    updates_.start(std::move(tellOfUpdate));
     whatsNew_.showIfUpdated([](const std::string& text) {
         tessivar::log::lifecycle([&] { return "updated; what is new: " + text.substr(0, text.find('\n')); });
     });
     crashNote_.showIfNeeded([](const std::string& note) {
         tessivar::log::lifecycle.error("the last run crashed or hung: " + note.substr(0, note.find('\n')));
     });
-    updates_.start(std::move(tellOfUpdate));
 }
 
 } // namespace fluvane

@@ -16,7 +16,7 @@ namespace fluvane {
 
 namespace {
 
-constexpr std::array kinds = {"--activate", "--open", "--action"}; // in the order of Kind
+constexpr std::array kinds = {"--activate", "--open", "--action", "--headless"}; // in the order of Kind
 constexpr std::chrono::milliseconds betweenTries{100};
 
 std::string takeToken() {
@@ -34,16 +34,6 @@ std::string takeToken() {
 std::string absoluteThing(const std::string& thing) {
     std::error_code unknown;
     return std::filesystem::exists(thing, unknown) ? DataFolders::absolutePath("./" + thing) : thing;
-}
-
-std::optional<CLI::Answer> ask(const std::vector<std::string>& request, std::chrono::milliseconds patience) {
-    for (auto left = patience;; left -= betweenTries) {
-        auto answer = CLI::send(request, DataFolders::controlSocket());
-        if (answer || left <= betweenTries) {
-            return answer;
-        }
-        std::this_thread::sleep_for(betweenTries);
-    }
 }
 
 } // namespace
@@ -87,21 +77,29 @@ std::vector<std::string> Visit::request() const {
     return request;
 }
 
-int Visit::handOver(std::chrono::milliseconds patience) const {
-    const auto answer = ask(request(), patience);
-    if (!answer) {
-        std::fputs("Fluvane is already running, but doesn't answer.\n", stderr);
-        return 1;
+std::optional<int> Visit::handOver(std::chrono::milliseconds patience,
+                                   const std::function<bool()>& hasEnded) const {
+    const auto until = std::chrono::steady_clock::now() + patience;
+    while (!hasEnded()) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+        if (left <= std::chrono::milliseconds(0)) {
+            std::fputs("Fluvane is already running, but doesn't answer.\n", stderr);
+            return 1;
+        }
+        if (const auto answer = CLI::send(request(), DataFolders::controlSocket(), left)) {
+            return answer->ok && kind != Kind::none ? 0 : refused(answer->text);
+        }
+        std::this_thread::sleep_for(betweenTries);
     }
-    if (answer->ok) {
-        return 0;
-    }
-    if (kind == Kind::activate) {
-        std::fputs("Fluvane is already running.\n", stderr);
-        return 0;
-    }
-    std::fprintf(stderr, "%s\n", answer->text.c_str());
-    return 1;
+    return std::nullopt;
+}
+
+/// Without a window to show there is nothing wrong with one start too many.
+int Visit::refused(const std::string& text) const {
+    const bool wantedSomething = kind == Kind::open || kind == Kind::act;
+    std::fprintf(stderr, "%s\n", wantedSomething ? text.c_str() : "Fluvane is already running.");
+    return wantedSomething ? 1 : 0;
 }
 
 } // namespace fluvane

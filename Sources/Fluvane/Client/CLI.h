@@ -42,8 +42,10 @@ struct Surroundings {
 [[nodiscard]] bool canBeSent(const std::vector<std::string>& arguments);
 
 /// One request and its reply over the socket at `socketPath`. Absent: nobody answered, or it can't be sent.
+/// With a patience, an answer that pauses for longer is none.
 [[nodiscard]] std::optional<Answer> send(const std::vector<std::string>& arguments,
-                                         const std::string& socketPath);
+                                         const std::string& socketPath,
+                                         std::optional<std::chrono::milliseconds> patience = std::nullopt);
 
 /// Starts this executable as the application, detached and in the background. False when it couldn't start.
 [[nodiscard]] bool launchApp();

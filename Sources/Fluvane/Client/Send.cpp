@@ -100,11 +100,18 @@ bool canBeSent(const std::vector<std::string>& arguments) {
     return requestText(arguments).has_value();
 }
 
-std::optional<Answer> send(const std::vector<std::string>& arguments, const std::string& socketPath) {
+std::optional<Answer> send(const std::vector<std::string>& arguments, const std::string& socketPath,
+                           std::optional<std::chrono::milliseconds> patience) {
     const auto request = requestText(arguments);
     const Descriptor socket = request ? connected(socketPath) : Descriptor();
     if (!socket) {
         return std::nullopt;
+    }
+    if (patience) {
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(*patience);
+        const timeval limit{.tv_sec = seconds.count(),
+                            .tv_usec = std::chrono::microseconds(*patience - seconds).count()};
+        setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
     ControlSocket::writeAll(socket.get(), *request);
     shutdown(socket.get(), SHUT_WR);
