@@ -17,9 +17,11 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <ctime>
 #include <exception>
+#include <new>
 #include <typeinfo>
 
 namespace tessivar {
@@ -232,7 +234,8 @@ void CrashHandler::install(const std::filesystem::path& folder) noexcept {
         keep(prepared.program, AppIdentity::current.displayName);
         keep(prepared.version, AppIdentity::current.version);
         rehearse();
-        [[maybe_unused]] static const auto* const mainStack = new ThreadStack; // also while the process exits
+        alignas(ThreadStack) static std::array<std::byte, sizeof(ThreadStack)> room;
+        new (room.data()) ThreadStack; // for ever: the process may crash while it exits
         takeSignals();
         std::set_terminate(onTerminate);
     } catch (const std::exception& error) {
