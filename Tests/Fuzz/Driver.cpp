@@ -25,7 +25,7 @@ static void tellInput(int signal) {
 
 /// Puts in a byte or a part that stands elsewhere, takes bytes away, or goes on as another input does.
 static void mutate(std::mt19937& random) {
-    constexpr char characters[] = "\0\n\x7F\xFF\xC3\xA9%[]{}\"'<>()-+*/\\:;,.=?#& 019ae";
+    static constexpr char characters[] = "\0\n\x7F\xFF\xC3\xA9%[]{}\"'<>()-+*/\\:;,.=?#& 019ae";
     constexpr std::string_view bytes(characters, sizeof characters - 1);
     const std::string other(fuzz::seeds[random() % fuzz::seeds.size()]);
     const std::pair<std::size_t, std::string> changes[] = {
