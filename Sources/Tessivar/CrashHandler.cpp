@@ -59,7 +59,9 @@ std::atomic<const char*> exceptionType = nullptr;
 std::atomic<const char*> reason = nullptr;
 std::atomic<pid_t> reporter = 0;
 std::atomic<int> fatalSignal = 0;
+siginfo_t fatalFacts{};
 std::atomic<ReportWriter*> unfinished = nullptr;
+std::atomic<bool> isWalking = false;
 
 static_assert(std::atomic<const char*>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free);
 
@@ -127,6 +129,12 @@ void writeCircumstances(ReportWriter& writer, int signal, const siginfo_t& info)
     writer.text("\nThread: ").text(threadKind()).text("\nStack:\n");
 }
 
+void writeRestOfStack(ReportWriter& writer) {
+    stackTrace.write(writer, prepared.program.data(), 1);
+    writer.text("End\n");
+    writer.flush();
+}
+
 void writeReport(int file, int signal, const siginfo_t& info, const void* context) {
     ReportWriter writer(file);
     unfinished = &writer;
@@ -140,16 +148,20 @@ void writeReport(int file, int signal, const siginfo_t& info, const void* contex
     writeCircumstances(writer, signal, info);
     writer.frame(0, interruptedAt(context), prepared.program.data());
     writer.flush(); // this much is safe before the stack is walked, which may be damaged
+    isWalking = true;
     stackTrace.capture(context);
-    stackTrace.write(writer, prepared.program.data(), 1);
-    writer.text("End\n");
-    writer.flush();
+    isWalking = false;
+    writeRestOfStack(writer);
     unfinished = nullptr;
 }
 
 /// A crash while the report was being written: what there is of it has to do.
 void giveUpReport() {
-    if (ReportWriter* writer = unfinished.exchange(nullptr)) {
+    ReportWriter* writer = unfinished.exchange(nullptr);
+    if (writer && isWalking) {
+        stackTrace.settle();
+        writeRestOfStack(*writer);
+    } else if (writer) {
         writer->flush();
     }
 }
@@ -162,6 +174,7 @@ void onFatalSignal(int signal, siginfo_t* info, void* context) {
     pid_t first = 0;
     if (reporter.compare_exchange_strong(first, thread)) {
         fatalSignal = signal;
+        fatalFacts = *info;
         limitPatience();
         if (const int file = openReport(); file >= 0) {
             writeReport(file, signal, *info, context);
@@ -174,7 +187,7 @@ void onFatalSignal(int signal, siginfo_t* info, void* context) {
     } else {
         giveUpReport();
     }
-    takeDefaultCourse(signal, info);
+    takeDefaultCourse(fatalSignal, &fatalFacts); // of the first crash, should there be another
 }
 
 /// The type only: what() may hold a link or the name of a file.

@@ -4,12 +4,12 @@
 
 #include <dlfcn.h>
 #include <elf.h>
-#include <execinfo.h>
 #include <link.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <ucontext.h>
 #include <unistd.h>
+#include <unwind.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -51,17 +51,23 @@ std::span<const unsigned char> buildIDOf(const dl_find_object& module) {
     return buildID(module.dlfo_link_map->l_addr, {segments, header->e_phnum});
 }
 
-/// The return address that a call has just left: null when it can't be read.
-void* callerOf(const void* context) {
+bool isCode(const void* address) {
+    dl_find_object module{};
+    return _dl_find_object(const_cast<void*>(address), &module) == 0;
+}
+
+/// The return address that a call has just left: null when it can't be read, or is none.
+const void* callerOf(const void* context) {
     const auto& machine = static_cast<const ucontext_t*>(context)->uc_mcontext;
 #if defined(__x86_64__)
-    void* caller = nullptr;
+    const void* caller = nullptr;
     const iovec into{&caller, sizeof caller};
     const iovec from{reinterpret_cast<void*>(machine.gregs[REG_RSP]), sizeof caller};
     const bool isRead = ::process_vm_readv(::getpid(), &into, 1, &from, 1, 0) == sizeof caller;
-    return isRead ? caller : nullptr;
+    return isRead && isCode(caller) ? caller : nullptr;
 #elif defined(__aarch64__)
-    return reinterpret_cast<void*>(machine.regs[30]);
+    const auto* caller = reinterpret_cast<const void*>(machine.regs[30]);
+    return isCode(caller) ? caller : nullptr;
 #else
     static_cast<void>(machine);
     return nullptr;
@@ -150,25 +156,46 @@ const void* interruptedAt(const void* context) {
 }
 
 void StackTrace::capture(const void* context) {
-    const int got = ::backtrace(addresses_.data(), static_cast<int>(addresses_.size()));
-    count_ = static_cast<std::size_t>(std::max(got, 0));
-    first_ = 0;
+    interrupted_ = context ? interruptedAt(context) : nullptr;
+    caller_ = context ? callerOf(context) : nullptr;
+    walk();
     if (context) {
-        const auto all = std::span(addresses_).first(count_);
-        const auto found = std::ranges::find(all, interruptedAt(context));
-        first_ = static_cast<std::size_t>(found - all.begin());
-        if (first_ + 1 >= count_) {
-            takeWhatIsSure(context);
-        }
+        settle();
     }
 }
 
-/// There is no way from a place without code back to its caller, but by what the call has left there.
-void StackTrace::takeWhatIsSure(const void* context) {
-    addresses_[0] = const_cast<void*>(interruptedAt(context));
-    addresses_[1] = callerOf(context);
+/// Takes one frame after the other, as the walk may end with a crash: at a return address that has been
+/// overwritten, the unwinder looks for instructions where there is no memory.
+void StackTrace::walk() {
     first_ = 0;
-    count_ = addresses_[1] ? 2 : 1;
+    count_ = 0;
+    _Unwind_Backtrace(
+        [](_Unwind_Context* frame, void* trace) {
+            const auto address = _Unwind_GetIP(frame);
+            const bool goesOn = static_cast<StackTrace*>(trace)->add(reinterpret_cast<const void*>(address));
+            return goesOn ? _URC_NO_REASON : _URC_END_OF_STACK;
+        },
+        this);
+}
+
+bool StackTrace::add(const void* address) {
+    if (address && count_ < addresses_.size()) {
+        addresses_[count_++] = address;
+        return true;
+    }
+    return false;
+}
+
+/// Leaves the handler's own frames out. Where the walk didn't get past them, there is what the call has left.
+void StackTrace::settle() {
+    const auto all = std::span(addresses_).first(count_);
+    first_ = static_cast<std::size_t>(std::ranges::find(all, interrupted_) - all.begin());
+    if (first_ + 1 >= count_) {
+        addresses_[0] = interrupted_;
+        addresses_[1] = caller_;
+        first_ = 0;
+        count_ = caller_ ? 2 : 1;
+    }
 }
 
 void StackTrace::write(ReportWriter& writer, const char* program, std::size_t from) const {

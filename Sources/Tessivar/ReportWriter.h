@@ -41,15 +41,21 @@ class StackTrace {
 public:
     static constexpr std::size_t most = 64;
 
-    /// Of the code that the handler's third argument tells of; null: of the caller.
+    /// Of the code that the handler's third argument tells of; null: of the caller. May crash itself where
+    /// the stack is damaged; what it has found until then is there after settle().
     void capture(const void* context);
+    /// In the handler of a crash within capture(), on the same thread.
+    void settle();
     /// From the frame of that number on.
     void write(ReportWriter& writer, const char* program, std::size_t from = 0) const;
 
 private:
-    void takeWhatIsSure(const void* context);
+    void walk();
+    bool add(const void* address);
 
-    std::array<void*, most> addresses_{};
+    std::array<const void*, most> addresses_{};
+    const void* interrupted_ = nullptr;
+    const void* caller_ = nullptr; ///< What is sure without a walk; null when it isn't.
     std::size_t first_ = 0;
     std::size_t count_ = 0;
 };
