@@ -74,6 +74,38 @@ const void* callerOf(const void* context) {
 #endif
 }
 
+/// The place of the call that returns there: behind it there may be another function.
+const void* callBefore(const void* returnAddress) {
+    return reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(returnAddress) - 1);
+}
+
+/// The code as it will be when the call of nowhere has returned, so that the walk begins at its caller. Puts
+/// all back in the end.
+class AsIfReturned {
+public:
+    AsIfReturned(const void* context, const void* to)
+        : machine_(const_cast<ucontext_t*>(static_cast<const ucontext_t*>(context))->uc_mcontext),
+          before_(machine_) {
+#if defined(__x86_64__)
+        machine_.gregs[REG_RIP] = reinterpret_cast<greg_t>(to);
+        machine_.gregs[REG_RSP] += static_cast<greg_t>(sizeof(void*));
+#elif defined(__aarch64__)
+        machine_.pc = reinterpret_cast<std::uintptr_t>(to);
+#else
+        static_cast<void>(to);
+#endif
+    }
+    ~AsIfReturned() {
+        machine_ = before_;
+    }
+    AsIfReturned(const AsIfReturned&) = delete;
+    AsIfReturned& operator=(const AsIfReturned&) = delete;
+
+private:
+    mcontext_t& machine_;
+    mcontext_t before_;
+};
+
 } // namespace
 
 void ReportWriter::flush() {
@@ -158,7 +190,16 @@ const void* interruptedAt(const void* context) {
 void StackTrace::capture(const void* context) {
     interrupted_ = context ? interruptedAt(context) : nullptr;
     caller_ = context ? callerOf(context) : nullptr;
-    walk();
+    first_ = 0;
+    count_ = 0;
+    // Where no code is, the unwinder would look for instructions all the same.
+    isNowhere_ = context && !isCode(interrupted_);
+    if (!isNowhere_) {
+        walk();
+    } else if (caller_) {
+        const AsIfReturned returned(context, callBefore(caller_));
+        walk();
+    }
     if (context) {
         settle();
     }
@@ -167,8 +208,6 @@ void StackTrace::capture(const void* context) {
 /// Takes one frame after the other, as the walk may end with a crash: at a return address that has been
 /// overwritten, the unwinder looks for instructions where there is no memory.
 void StackTrace::walk() {
-    first_ = 0;
-    count_ = 0;
     _Unwind_Backtrace(
         [](_Unwind_Context* frame, void* trace) {
             const auto address = _Unwind_GetIP(frame);
@@ -189,12 +228,16 @@ bool StackTrace::add(const void* address) {
 /// Leaves the handler's own frames out. Where the walk didn't get past them, there is what the call has left.
 void StackTrace::settle() {
     const auto all = std::span(addresses_).first(count_);
-    first_ = static_cast<std::size_t>(std::ranges::find(all, interrupted_) - all.begin());
+    const void* sought = isNowhere_ ? callBefore(caller_) : interrupted_;
+    first_ = static_cast<std::size_t>(std::ranges::find(all, sought) - all.begin());
     if (first_ + 1 >= count_) {
-        addresses_[0] = interrupted_;
-        addresses_[1] = caller_;
         first_ = 0;
         count_ = caller_ ? 2 : 1;
+        addresses_[0] = interrupted_;
+        addresses_[1] = caller_;
+    } else if (isNowhere_) {
+        addresses_[first_] = caller_;
+        addresses_[--first_] = interrupted_; // in place of the handler's last one
     }
 }
 

@@ -56,6 +56,7 @@ private:
     std::array<const void*, most> addresses_{};
     const void* interrupted_ = nullptr;
     const void* caller_ = nullptr; ///< What is sure without a walk; null when it isn't.
+    bool isNowhere_ = false;       ///< Interrupted where no code is, by a call of a wild address.
     std::size_t first_ = 0;
     std::size_t count_ = 0;
 };

@@ -15,6 +15,7 @@
 #include <array>
 #include <barrier>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -63,6 +64,14 @@ ON_PURPOSE void callNothing() {
     void (*volatile nothing)() = nullptr;
     nothing();
     never = 1; // so that it is a call
+}
+
+ON_PURPOSE void callTheWild() {
+    void (*volatile wild)() = nullptr;
+    const std::uintptr_t address = 0xdead0000; // could be code, but nothing is there
+    std::memcpy(const_cast<void (**)()>(&wild), &address, sizeof address);
+    wild();
+    never = 1;
 }
 
 ON_PURPOSE void readPastTheEndOfAFile() {
@@ -161,6 +170,8 @@ const std::map<std::string, std::function<void()>> ways = {
     {"twice", crashTwiceAtOnce},
     {"jump", jumpIntoText},
     {"call", callNothing},
+    {"wild", callTheWild},
+    {"wild in a thread", [] { inThread(callTheWild); }},
     {"bus", readPastTheEndOfAFile},
     {"stack", overwriteTheStack},
     {"heap", damageTheHeap},
