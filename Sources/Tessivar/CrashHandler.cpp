@@ -260,6 +260,15 @@ void CrashHandler::noteReason(const char* words) noexcept {
     reason = words;
 }
 
+sigset_t CrashHandler::signalsOfOthers() noexcept {
+    sigset_t signals;
+    sigfillset(&signals);
+    for (const Fatal& fatal : fatals) {
+        sigdelset(&signals, fatal.signal);
+    }
+    return signals;
+}
+
 CrashHandler::ThreadStack::ThreadStack() noexcept {
     void* memory =
         mmap(nullptr, stackSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <csignal>
 #include <filesystem>
 
 namespace tessivar {
@@ -20,6 +21,10 @@ public:
     /// A few words for the report on why abort() is about to be called. Must be a text of the program's own
     /// and live for ever. From any thread; the last one before the crash counts.
     static void noteReason(const char* reason) noexcept;
+
+    /// What a thread that leaves signals to others may block: a fault while its signal is blocked ends the
+    /// process past every handler.
+    [[nodiscard]] static sigset_t signalsOfOthers() noexcept;
 
     /// Room for the handler on the calling thread, so that a stack overflow there leaves a report too (other
     /// crashes do without). The main thread has its own from install(). Lives and ends on that thread.

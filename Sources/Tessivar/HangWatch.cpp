@@ -1,5 +1,6 @@
 #include "Tessivar/HangWatch.h"
 
+#include "Tessivar/CrashHandler.h"
 #include "Tessivar/HangJudge.h"
 #include "Tessivar/Report.h"
 #include "Tessivar/ThreadStack.h"
@@ -233,10 +234,9 @@ HangWatch::~HangWatch() {
 
 void HangWatch::start() noexcept {
     State& state = *state_;
-    sigset_t all;
+    const sigset_t blocked = CrashHandler::signalsOfOthers(); // by the watcher, which inherits the mask
     sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before); // signals are other threads' business
+    pthread_sigmask(SIG_SETMASK, &blocked, &before);
     try {
         createFolders(state.options.folder, 0700);
         state.timer = Descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));

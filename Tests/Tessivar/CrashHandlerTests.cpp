@@ -53,6 +53,7 @@ const std::vector<Way> ways = {
     {"overflow", SIGSEGV, {"SIGSEGV", "Thread: main", "overflowTheStack(int)"}},
     {"overflow in a thread", SIGSEGV, {"SIGSEGV", "Thread: another", "overflowTheStack(int)"}},
     {"thread", SIGSEGV, {"SIGSEGV", "Thread: another", "touchNothing()\n"}},
+    {"hang watch", SIGSEGV, {"SIGSEGV", "Thread: another", "touchNothing()\n"}},
     {"twice", SIGSEGV, {"SIGSEGV", "touchNothing()\n"}},
     {"jump", SIGSEGV, {"SIGSEGV", "jumpIntoText()\n"}},
     {"call", SIGSEGV, {"SIGSEGV", "  0  ?\n  1  Crasher", "callNothing()\n", "  main\n"}},

@@ -156,6 +156,16 @@ void hangForEver() {
     }
 }
 
+/// In a thread that has signals blocked. The hang's own report is kept elsewhere.
+void crashInTheWatcher() {
+    tessivar::HangWatch watch(
+        {.folder = folder / "hangs", .limit = std::chrono::milliseconds(40), .hung = touchNothing});
+    watch.start();
+    for (;;) {
+        pause();
+    }
+}
+
 const std::map<std::string, std::function<void()>> ways = {
     {"touch", touchNothing},
     {"overflow", [] { overflowTheStack(0); }},
@@ -167,6 +177,7 @@ const std::map<std::string, std::function<void()>> ways = {
          });
      }},
     {"thread", [] { inThread(touchNothing); }},
+    {"hang watch", crashInTheWatcher},
     {"twice", crashTwiceAtOnce},
     {"jump", jumpIntoText},
     {"call", callNothing},

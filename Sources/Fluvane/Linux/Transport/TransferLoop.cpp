@@ -42,6 +42,16 @@ CURLSH* openShare() {
     return share;
 }
 
+/// Not those of a crash: a fault while its signal is blocked ends the process past every handler.
+void leaveSignalsToTheMainThread() {
+    sigset_t signals;
+    sigfillset(&signals);
+    for (const int crash : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP, SIGSYS}) {
+        sigdelset(&signals, crash);
+    }
+    pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+}
+
 } // namespace
 
 TransferLoop::TransferLoop(TransportOptions options, SpeedLimiter& limiter)
@@ -65,9 +75,7 @@ void TransferLoop::begin(std::shared_ptr<TransferState> transfer) {
 
 void TransferLoop::run() {
     pthread_setname_np(pthread_self(), "transfer");
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, nullptr); // signals are the main thread's
+    leaveSignalsToTheMainThread();
     while (auto starting = inbox_->take()) {
         std::for_each(starting->begin(), starting->end(), [this](const auto& transfer) { add(transfer); });
         runRound();
