@@ -9,6 +9,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <ctime>
 #include <exception>
 #include <iterator>
@@ -102,21 +103,53 @@ std::string noteOn(const Report& report, const CrashNote::Wording& wording) {
            (report.section.empty() ? "" : "\n" + report.section);
 }
 
-/// Adds to the report's file what its text says by now.
-void saveFindings(const Report& report) {
+void addLines(const Report& report, const std::string& lines) {
     const AtomicFile file(report.file);
     std::string text = file.read().value_or("");
     if (!text.ends_with('\n')) {
         text += '\n'; // the crash may have cut the last line off
     }
+    file.write(text + lines);
+}
+
+std::string symbolLines(const Report& report) {
+    std::string lines;
     for (std::size_t at = 0; at < report.frames.size(); ++at) {
         if (const auto& symbol = report.frames[at].symbol; !symbol.empty()) {
-            text += fmt::format("Symbol: {} {}\n", at, symbol);
+            lines += fmt::format("Symbol: {} {}\n", at, symbol);
         }
     }
-    text += fmt::format("Noted: {}\n", std::time(nullptr));
-    text += report.section.empty() ? "" : "Section:\n" + report.section;
-    file.write(text);
+    return lines;
+}
+
+std::string dateLine(const char* key) {
+    return fmt::format("{}: {}\n", key, std::time(nullptr));
+}
+
+bool isNoted(const Report& report) {
+    return !report.fact("Noted").empty();
+}
+
+bool isCompleted(const Report& report) {
+    return !report.fact("Completed").empty();
+}
+
+/// A start took it up and ended before it was through, so nobody has seen it yet.
+bool isHalfDone(const Report& report) {
+    return isNoted(report) && !isCompleted(report);
+}
+
+void passOver(const Report& report) {
+    addLines(report, dateLine("Noted") + dateLine("Completed"));
+}
+
+template <class Work>
+void tryTo(const Work& work) {
+    try {
+        work();
+    } catch (const std::exception& error) {
+        log::lifecycle.error(std::string("a crash report couldn't be completed: ") + error.what());
+    }
 }
 
 } // namespace
@@ -130,7 +163,7 @@ std::string CrashNote::latest() const {
         return nothingNoted;
     }
     Report& report = reports.back();
-    if (report.fact("Noted").empty()) {
+    if (!isNoted(report)) {
         findSymbols(report);
     }
     return noteOn(report, wording_);
@@ -138,18 +171,32 @@ std::string CrashNote::latest() const {
 
 void CrashNote::showIfNeeded(const std::function<void(const std::string& note)>& handler) const {
     const RunID self = RunID::current();
-    for (Report& report : reportsIn(folder_)) {
-        if (!report.fact("Noted").empty() || report.run == self) {
+    auto reports = reportsIn(folder_);
+    const bool isSafe = std::ranges::none_of(reports, isHalfDone);
+    for (Report& report : reports) {
+        if (isCompleted(report) || report.run == self) {
             continue;
         }
-        findSymbols(report);
-        report.section = section_ ? section_() : "";
-        try {
-            saveFindings(report);
-        } catch (const std::exception& error) {
-            log::lifecycle.error(std::string("a crash report couldn't be completed: ") + error.what());
-        }
+        tryTo([&] { isSafe ? complete(report) : passOver(report); });
         handler(noteOn(report, wording_));
+    }
+}
+
+/// Step by step, each in the file before the next, which may end the process.
+void CrashNote::complete(Report& report) const {
+    addLines(report, dateLine("Noted"));
+    findSymbols(report);
+    addLines(report, symbolLines(report));
+    report.section = sectionText();
+    addLines(report, dateLine("Completed") + (report.section.empty() ? "" : "Section:\n" + report.section));
+}
+
+std::string CrashNote::sectionText() const {
+    try {
+        return section_ ? section_() : "";
+    } catch (const std::exception& error) {
+        log::lifecycle.error(std::string("a crash report lacks its section: ") + error.what());
+        return "";
     }
 }
 

@@ -6,6 +6,8 @@
 
 namespace tessivar {
 
+struct Report;
+
 /// What a person is told about crashes and hangs. Main thread; reads and writes small files there. Nothing
 /// throws: reports that can't be read are passed over.
 class CrashNote {
@@ -27,10 +29,14 @@ public:
 
     /// Completes the reports that earlier runs left since the last call (names of functions, the
     /// application's section) and calls the handler with the note on each, oldest first; never twice with the
-    /// same.
+    /// same. A start that crashes in completing a report isn't followed by another such: that one shows what
+    /// there is. A section that throws is left out.
     void showIfNeeded(const std::function<void(const std::string& note)>& handler) const;
 
 private:
+    void complete(Report& report) const;
+    [[nodiscard]] std::string sectionText() const;
+
     std::filesystem::path folder_;
     Wording wording_;
     std::function<std::string()> section_;

@@ -12,11 +12,11 @@
 #include <vector>
 
 /// Reports of crashes and hangs: a text file each, "crash-" or "hang", a number and "-", then the run's name
-/// and
-/// ".report". Lines of "Key: value"; after "Stack:" a line per frame (number, module, offset and build id,
-/// both hexadecimal) up to "End". A crash within the handler may leave fewer lines. What is found out later
-/// is added behind: "Lasted" (of a hang, milliseconds), "Symbol" (frame and mangled name), "Noted", and last
-/// "Section:" with the application's own lines.
+/// and ".report". Lines of "Key: value"; after "Stack:" a line per frame (number, module, offset and build
+/// id, both hexadecimal) up to "End". A crash within the handler may leave fewer lines. What is found out
+/// later is added behind: "Lasted" (of a hang, milliseconds), "Noted" when a start takes it up, "Symbol"
+/// (frame and mangled name), "Completed" when that start is through with it, and last "Section:" with the
+/// application's own lines.
 namespace tessivar {
 
 inline constexpr std::size_t reportsKept = 5;

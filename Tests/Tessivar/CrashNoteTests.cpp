@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <stdexcept>
 
 using fluvane::support::readFile;
 using fluvane::support::TemporaryFolder;
@@ -138,6 +139,34 @@ TEST(CrashNote, ShowsEachNewReportOldestFirst) {
     killHanging(folder);
     EXPECT_THAT(notesShown(note), ElementsAre(HasSubstr("Hung: ")));
     EXPECT_THAT(note.latest(), HasSubstr("Crasher 1.2.3 (hang)"));
+}
+
+TEST(CrashNote, LeavesOutASectionThatThrows) {
+    const TemporaryFolder folder;
+    run(folder, "touch");
+    const CrashNote note(folder.path(), wording,
+                         []() -> std::string { throw std::runtime_error("no list of downloads"); });
+    EXPECT_THAT(notesShown(note), ElementsAre(HasSubstr("  __libc_start_main\n")));
+    EXPECT_THAT(notesShown(note), ElementsAre());
+    EXPECT_THAT(note.latest(), HasSubstr("  __libc_start_main\n")) << "kept without the section";
+}
+
+TEST(CrashNote, AStartThatCrashesInCompletingAReportIsTheOnlyOne) {
+    const TemporaryFolder folder;
+    int asked = 0;
+    const CrashNote note(folder.path(), wording, [&] {
+        ++asked;
+        return "1 4000 bytes paused\n";
+    });
+    run(folder, "throw");
+    ASSERT_EQ(crasher(folder.path(), "section").wait(), SIGSEGV);
+    EXPECT_THAT(notesShown(note), testing::UnorderedElementsAre(
+                                      HasSubstr("OpeningError"),
+                                      AllOf(HasSubstr("SIGSEGV"), HasSubstr("\nStack:\n  0  Crasher"))));
+    EXPECT_EQ(asked, 0) << "it would have crashed again";
+    EXPECT_THAT(notesShown(note), ElementsAre());
+    run(folder, "touch");
+    EXPECT_THAT(notesShown(note), ElementsAre(EndsWith("paused\n"))) << "and only once";
 }
 
 TEST(CrashNote, ToleratesReportsOfAnyContent) {

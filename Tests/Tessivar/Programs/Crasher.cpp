@@ -145,6 +145,11 @@ void crashWithAReason() {
     std::abort();
 }
 
+std::string crashForASection() {
+    touchNothing();
+    return "";
+}
+
 /// Says on standard output when the hang is recorded, and goes on hanging.
 void hangForEver() {
     tessivar::HangWatch watch({.folder = folder, .limit = std::chrono::milliseconds(40), .hung = [] {
@@ -200,6 +205,7 @@ const std::map<std::string, std::function<void()>> ways = {
     {"ill", [] { __builtin_trap(); }},
     {"trap", [] { std::raise(SIGTRAP); }},
     {"sys", [] { std::raise(SIGSYS); }},
+    {"section", [] { tessivar::CrashNote(folder, {}, crashForASection).showIfNeeded([](const auto&) {}); }},
     {"child", crashInAChild},
     {"kill", [] { std::raise(SIGKILL); }},
     {"hang", hangForEver},
