@@ -1,5 +1,6 @@
 """The application on the desktop's buses: started twice, called, given garbage, beside services that hang."""
 
+import json
 import pathlib
 import random
 import signal
@@ -79,6 +80,28 @@ class Calls(Desktop):
                 self.desk.bus.send_message(call)
         self.desk.bus.flush()
         self.door().Activate(NO_DATA, signature="a{sv}", timeout=60)  # it has been through all of them
+        self.assertEqual(self.application.list(), [])
+
+    def test_garbage_at_the_socket_the_scheme_and_the_settings_changes_nothing(self):
+        self.application.start()
+        before = json.loads(self.application.command("export"))["settings"]
+        generator = random.Random(2)
+        parts = ["fluvane:", "//", "add", "settings", "?url=", "&referrer=", "%00", "%", "\u202e", "\x00", "[1-", "9]",
+                 "http://", "h", "/", "{", "}", "\ud7ff", "pane=", "file:", "--open", " " * 900, "\U0001f600"]
+        for number in range(10_000):
+            text = "".join(generator.choices(parts, k=generator.randrange(1, 12)))
+            if number % 10 == 0:
+                self.assertIsNotNone(self.application.ask("--open", "", *[text] * generator.randrange(3)))
+            else:
+                with socket.socket(socket.AF_UNIX) as connection:
+                    connection.connect(self.application.socket)
+                    connection.sendall(generator.choice(["", "[", '["list"', '["x",']).encode() + text.encode())
+        settings = self.application.folder / "config/Fluvane/settings.json"
+        settings.parent.mkdir(parents=True, exist_ok=True)
+        for number in range(50):
+            settings.write_text("".join(generator.choices(parts + ['"settings"', ":", ","], k=200)), errors="replace")
+        self.logged("settings")
+        self.assertEqual(json.loads(self.application.command("export"))["settings"], before)
         self.assertEqual(self.application.list(), [])
 
     def test_a_second_start_hands_over(self):

@@ -168,9 +168,9 @@ class Application:
     def ask(self, *arguments):
         """(ok, text) straight over the socket, None when nobody answers."""
         with socket.socket(socket.AF_UNIX) as connection:
-            connection.settimeout(30)
             try:
-                connection.connect(self.socket)
+                connection.connect(self.socket)  # waits for room, as with a time-out it wouldn't
+                connection.settimeout(30)
                 connection.sendall(json.dumps(arguments).encode())
                 connection.shutdown(socket.SHUT_WR)
                 answer = b""
