@@ -37,18 +37,22 @@ TEST(TemporaryCopy, ClearsOnlyWhatACopyLeft) {
     const TemporaryFolder folder;
     const TemporaryCopy living(folder.path(), Naming::hidden);
     const auto name = *folder.names().begin();
-    for (const auto* left : {".fluvane-aB3xyZ", ".fluvane-aB3xy", ".fluvane-aB3x.Z", "fluvane-aB3xyZ"}) {
+    for (const auto* left : {".fluvane-unfinished-copy-aB3xyZ", ".fluvane-unfinished-copy-aB3xy",
+                             ".fluvane-unfinished-copy-aB3x.Z", "fluvane-aB3xyZ", ".fluvane-backup"}) {
         writeFile(folder / left, "");
     }
-    std::filesystem::create_directory(folder / ".fluvane-folder");
-    std::filesystem::create_symlink(".fluvane-aB3xy", folder / ".fluvane-symlnk");
-    std::filesystem::create_hard_link(folder / "fluvane-aB3xyZ", folder / ".fluvane-secend");
-    ASSERT_EQ(::mkfifo((folder / ".fluvane-fifo01").c_str(), 0600), 0);
+    std::filesystem::create_directory(folder / ".fluvane-unfinished-copy-folder");
+    std::filesystem::create_symlink(".fluvane-unfinished-copy-aB3xy",
+                                    folder / ".fluvane-unfinished-copy-symlnk");
+    std::filesystem::create_hard_link(folder / "fluvane-aB3xyZ", folder / ".fluvane-unfinished-copy-secend");
+    ASSERT_EQ(::mkfifo((folder / ".fluvane-unfinished-copy-fifo01").c_str(), 0600), 0);
     TemporaryCopy::clearLeftovers(folder.path());
     TemporaryCopy::clearLeftovers(folder / "missing");
-    EXPECT_THAT(folder.names(), UnorderedElementsAre(name, ".fluvane-aB3xy", ".fluvane-aB3x.Z",
-                                                     "fluvane-aB3xyZ", ".fluvane-folder", ".fluvane-symlnk",
-                                                     ".fluvane-secend", ".fluvane-fifo01"));
+    EXPECT_THAT(folder.names(),
+                UnorderedElementsAre(name, ".fluvane-backup", ".fluvane-unfinished-copy-aB3xy",
+                                     ".fluvane-unfinished-copy-aB3x.Z", "fluvane-aB3xyZ",
+                                     ".fluvane-unfinished-copy-folder", ".fluvane-unfinished-copy-symlnk",
+                                     ".fluvane-unfinished-copy-secend", ".fluvane-unfinished-copy-fifo01"));
 }
 
 } // namespace fluvane

@@ -18,7 +18,8 @@ namespace {
 using tessivar::Descriptor;
 using tessivar::SystemError;
 
-constexpr std::string_view prefix = ".fluvane-";
+/// Such as nobody else gives a file.
+constexpr std::string_view prefix = ".fluvane-unfinished-copy-";
 constexpr std::string_view places = "XXXXXX"; // for mkostemp, which puts letters and digits there
 
 std::string openPath(int descriptor) {
