@@ -116,6 +116,8 @@ class Calls(Desktop):
             (["--open", "fluvane://elsewhere"], 0, ""),
             (["--open", "fluvane://add?url=http://127.0.0.1:9/a"], 1, NO_WINDOW + "\n"),
             (["--open", notes.name], 1, NO_WINDOW + "\n"),
+            (["--open", str(notes)], 1, NO_WINDOW + "\n"),
+            (["--open", notes.as_uri()], 1, NO_WINDOW + "\n"),
             (["--open", "nothing at all"], 1, "No links found.\n"),
             (["--dbus-service"], 0, "Fluvane is already running.\n"),
             (["--action", "resume-all"], 0, ""),

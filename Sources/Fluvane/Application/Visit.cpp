@@ -30,10 +30,12 @@ std::string takeToken() {
     return token;
 }
 
-/// A file's name is taken from the folder where the command was given.
+/// A file's name is taken from the folder where the command was given; a leading "~" was the shell's
+/// business.
 std::string absoluteThing(const std::string& thing) {
     std::error_code unknown;
-    return std::filesystem::exists(thing, unknown) ? DataFolders::absolutePath("./" + thing) : thing;
+    const bool isRelative = !thing.starts_with('/') && std::filesystem::exists(thing, unknown);
+    return isRelative ? DataFolders::absolutePath("./" + thing) : thing;
 }
 
 } // namespace
@@ -44,6 +46,8 @@ Visit Visit::from(const std::vector<std::string>& arguments) {
     const auto option = std::ranges::find_if(
         arguments, [](const std::string& argument) { return argument == kinds[1] || argument == kinds[2]; });
     if (option == arguments.end()) {
+        const bool headless = std::ranges::find(arguments, kinds[3]) != arguments.end();
+        visit.kind = headless ? Kind::none : Kind::activate;
         return visit;
     }
     visit.things.assign(option + 1, arguments.end());
