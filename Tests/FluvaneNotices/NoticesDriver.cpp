@@ -56,6 +56,8 @@ public:
             notifier_.failed(record(command), command["reason"]);
         } else if (what == "expired") {
             notifier_.linkExpired(record(command));
+        } else if (what == "tell") {
+            notifier_.tell({.title = command["title"], .body = command["body"]});
         } else if (what == "wanted") {
             wanted_ = command["on"];
         } else if (what == "show") {

@@ -75,9 +75,11 @@ class Notices(DeskTest):
             driver.do(what, name="x")
         driver.do("failed", name="x", reason="y")
         self.assertEqual(driver.ask("sent"), [])
+        driver.do("tell", title="Fluvane", body="A newer one is there.")  # isn't about a download
+        self.assertEqual([str(text) for text in self.notices(1)[0][3:5]], ["Fluvane", "A newer one is there."])
         driver.do("wanted", on=True)
         driver.do("finished", name="wanted")
-        self.assertEqual(self.notices(1)[0][3], "wanted")
+        self.assertEqual(self.notices(2)[1][3], "wanted")
 
     def test_reveal_their_file_once_clicked(self):
         self.desk.start_notifications()

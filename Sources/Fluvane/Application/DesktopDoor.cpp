@@ -1,13 +1,11 @@
 #include "Fluvane/Application/DesktopDoor.h"
 
+#include "Fluvane/Linux/Services/Calls.h"
 #include "TessivarCore/Log.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
-#include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QString>
 #include <QVariant>
@@ -121,21 +119,17 @@ const std::array<DesktopDoor::Object::Method, 3> DesktopDoor::Object::methods = 
 
 namespace {
 
-void askForName(const QDBusConnection& bus, const std::string& name) {
-    auto call = QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                               "org.freedesktop.DBus", "RequestName");
-    call << QString::fromStdString(name) << doNotQueue;
-    auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call));
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher] {
-        const QDBusPendingReply<uint> reply = *watcher;
-        if (reply.isError()) {
-            tessivar::log::lifecycle.error("couldn't take the name on the session bus: " +
-                                           reply.error().message().toStdString());
-        } else if (reply.value() != primaryOwner && reply.value() != alreadyOwner) {
-            tessivar::log::lifecycle.error("another program has our name on the session bus");
-        }
-        watcher->deleteLater();
-    });
+void askForName(const QDBusConnection& connection, const std::string& name, QObject& context) {
+    ask(connection, busItself(), "RequestName", {QString::fromStdString(name), doNotQueue}, context,
+        [](const QDBusMessage& answer) {
+            const auto outcome = answer.arguments().value(0).toUInt();
+            if (answer.type() != QDBusMessage::ReplyMessage) {
+                tessivar::log::lifecycle.error("couldn't take the name on the session bus: " +
+                                               problemOf(answer));
+            } else if (outcome != primaryOwner && outcome != alreadyOwner) {
+                tessivar::log::lifecycle.error("another program has our name on the session bus");
+            }
+        });
 }
 
 } // namespace
@@ -149,7 +143,7 @@ DesktopDoor::DesktopDoor(Bus& session, const std::string& identifier, Visitor vi
         }
         auto bus = connection;
         if (bus.registerVirtualObject(objectPath(identifier), found.get())) {
-            askForName(bus, identifier);
+            askForName(bus, identifier, *found);
         } else {
             tessivar::log::lifecycle.error("couldn't show the application on the session bus");
         }

@@ -4,13 +4,12 @@
 #include "Fluvane/Application/ReleaseChannel.h"
 #include "Fluvane/Application/Releases.h"
 #include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Linux/Services/Calls.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/Log.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QtGlobal>
 
 #include <utility>
@@ -37,15 +36,8 @@ void findOwner(const Bus& bus, const QString& name, const std::function<void(boo
     if (!connection) {
         return answer(false);
     }
-    auto call = QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                               "org.freedesktop.DBus", "NameHasOwner");
-    call << name;
-    auto* const watcher = new QDBusPendingCallWatcher(connection->asyncCall(call));
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, answer] {
-        const QDBusPendingReply<bool> reply = *watcher;
-        answer(!reply.isError() && reply.value());
-        watcher->deleteLater();
-    });
+    ask(*connection, busItself(), "NameHasOwner", {name}, *QCoreApplication::instance(),
+        [answer](const QDBusMessage& told) { answer(told.arguments().value(0).toBool()); });
 }
 
 tessivar::Diagnostics::Service service(const Bus& bus, const char* name) {

@@ -1,6 +1,6 @@
 #include "Fluvane/Linux/Notices/FileReveal.h"
 
-#include "Fluvane/Linux/Notices/StartingCall.h"
+#include "Fluvane/Linux/Services/Calls.h"
 #include "FluvaneEngine/Log.h"
 
 #include <QDBusConnection>

@@ -71,7 +71,7 @@ void LinuxNotifier::tell(const Notice& notice) {
                    .body = notice.body,
                    .file = {},
                    .category = "x-fluvane.update",
-                   .urgency = NotificationServer::Urgency::low});
+                   .urgency = NotificationServer::Urgency::normal});
 }
 
 void LinuxNotifier::remember(const Notice& notice) {

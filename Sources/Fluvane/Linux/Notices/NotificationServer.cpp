@@ -1,6 +1,5 @@
 #include "Fluvane/Linux/Notices/NotificationServer.h"
 
-#include "Fluvane/Linux/Notices/StartingCall.h"
 #include "FluvaneEngine/Log.h"
 
 #include <QDBusConnection>

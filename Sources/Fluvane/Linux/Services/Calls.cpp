@@ -14,6 +14,24 @@ namespace {
 
 constexpr int forever = std::numeric_limits<int>::max();
 
+QDBusMessage callOf(const ServiceObject& object, const QString& method, const QVariantList& arguments) {
+    auto call = QDBusMessage::createMethodCall(object.service, object.path, object.interface, method);
+    call.setArguments(arguments);
+    return call;
+}
+
+void send(const QDBusConnection& connection, const QDBusMessage& call, int milliseconds, QObject& context,
+          std::function<void(const QDBusMessage&)> answered) {
+    auto* const watcher = new QDBusPendingCallWatcher(connection.asyncCall(call, milliseconds), &context);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &context,
+                     [watcher, answered = std::move(answered)] {
+                         watcher->deleteLater();
+                         answered(watcher->reply());
+                     });
+}
+
+} // namespace
+
 const ServiceObject& busItself() {
     static const auto& object =
         *new ServiceObject{QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
@@ -21,20 +39,19 @@ const ServiceObject& busItself() {
     return object;
 }
 
-} // namespace
-
 void ask(const QDBusConnection& connection, const ServiceObject& object, const QString& method,
          const QVariantList& arguments, QObject& context,
          std::function<void(const QDBusMessage& answer)> answered) {
-    auto call = QDBusMessage::createMethodCall(object.service, object.path, object.interface, method);
-    call.setArguments(arguments);
+    auto call = callOf(object, method, arguments);
     call.setAutoStartService(false);
-    auto* const watcher = new QDBusPendingCallWatcher(connection.asyncCall(call, forever), &context);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &context,
-                     [watcher, answered = std::move(answered)] {
-                         watcher->deleteLater();
-                         answered(watcher->reply());
-                     });
+    send(connection, call, forever, context, std::move(answered));
+}
+
+void askStarting(const QDBusConnection& connection, const ServiceObject& object, const QString& method,
+                 const QVariantList& arguments, double seconds, QObject& context,
+                 std::function<void(const QDBusMessage& answer)> answered) {
+    send(connection, callOf(object, method, arguments), static_cast<int>(seconds * 1000), context,
+         std::move(answered));
 }
 
 std::string problemOf(const QDBusMessage& answer) {

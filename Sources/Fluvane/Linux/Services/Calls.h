@@ -25,12 +25,21 @@ struct ServiceObject {
     QString interface;
 };
 
+/// The bus's own object, for names and their owners.
+[[nodiscard]] const ServiceObject& busItself();
+
 /// The answer, or the error. A service that isn't there isn't started for us, and one that takes long is
 /// waited for as long as it takes: an answer that grants something must not get lost. Not called once
 /// `context` has ended.
 void ask(const QDBusConnection& connection, const ServiceObject& object, const QString& method,
          const QVariantList& arguments, QObject& context,
          std::function<void(const QDBusMessage& answer)> answered);
+
+/// Like `ask`, for services that the bus starts when they are called, and only for so many seconds: whoever
+/// doesn't answer in time has failed.
+void askStarting(const QDBusConnection& connection, const ServiceObject& object, const QString& method,
+                 const QVariantList& arguments, double seconds, QObject& context,
+                 std::function<void(const QDBusMessage& answer)> answered);
 
 /// Why an answer isn't what was asked for: the service's words, if it has any.
 [[nodiscard]] std::string problemOf(const QDBusMessage& answer);

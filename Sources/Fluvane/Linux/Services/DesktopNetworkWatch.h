@@ -10,8 +10,8 @@ namespace fluvane {
 
 /// What NetworkManager says. Its first answer is reported at once, changes when they have settled, a second
 /// after the first of a series. Without NetworkManager the machine counts as online and unlimited, which is
-/// reported at the start as soon as it is known that there is none, and when it goes away for longer than that
-/// second. While it doesn't answer, nothing is reported.
+/// reported at the start as soon as it is known that there is none, and when it goes away for longer than
+/// that second. While it doesn't answer, nothing is reported.
 class DesktopNetworkWatch final : public NetworkWatch {
 public:
     /// Both must outlive it.

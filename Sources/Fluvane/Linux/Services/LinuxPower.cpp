@@ -107,8 +107,8 @@ void LinuxPower::Inhibition::settle() {
     }
 }
 
-/// The first that grants it is held. What others granted is kept until then, so there is never a gap. One that
-/// keeps us waiting isn't waited for, but taken at its word when it comes.
+/// The first that grants it is held. What others granted is kept until then, so there is never a gap. One
+/// that keeps us waiting isn't waited for, but taken at its word when it comes.
 void LinuxPower::Inhibition::hold() {
     bool held = false;
     for (const auto& inhibitor : inhibitors_) {
