@@ -180,7 +180,7 @@ void DownloadManager::stop() {
         power_->keepAwake(false);
     }
     for (const auto& waiter : std::exchange(waiters_, {})) {
-        waiter.completion(std::nullopt);
+        waiter.completion(saveError_); // a disk that took no list before took none now
     }
     alive_ = std::make_shared<bool>(true); // whatever is still under way finds nobody
 }
@@ -243,6 +243,7 @@ void DownloadManager::write() {
 }
 
 void DownloadManager::written(std::int64_t generation, const SaveResult& result) {
+    saveError_ = result.error;
     if (result.error) {
         answerWaiters(result.error);
         if (!writeScheduled_) {

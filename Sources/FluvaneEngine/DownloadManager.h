@@ -287,6 +287,7 @@ private:
         SaveCompletion completion;
     };
     std::vector<Waiter> waiters_;
+    std::optional<std::string> saveError_; ///< Of the last list written.
     std::vector<SaveCompletion> checkpointWaiters_; ///< For the next checkpoint to begin.
 
     std::thread::id context_ = std::this_thread::get_id();

@@ -387,6 +387,12 @@ TEST_F(Saving, AListThatCannotBeWrittenIsToldAndTriedAgain) {
     engine.scheduler.runFor(2.1);
     EXPECT_THAT(engine.store->saved, testing::SizeIs(1));
     EXPECT_LE(engine.store->saves - tries, 4) << "not again and again";
+    engine.store->error = "Read-only file system";
+    engine.add("http://a.example/g");
+    engine.turns();
+    engine.manager->whenSaved([&](const auto& error) { told = error; });
+    engine.manager->stop();
+    EXPECT_EQ(told, "Read-only file system") << "the end is no success either";
 }
 
 TEST(Saved, SenselessPiecesFromDiskStartAfresh) {
