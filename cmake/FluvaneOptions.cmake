@@ -28,3 +28,11 @@ function(fluvane_layer name)
     target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR}/Sources)
     target_link_libraries(${name} PUBLIC ${layer_LINKS} PRIVATE FluvaneOptions ${layer_PRIVATE_LINKS})
 endfunction()
+
+# A layer of windows. What it needs of Qt's code generators is switched on.
+function(fluvane_windows_layer name)
+    cmake_parse_arguments(layer "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
+    fluvane_layer(${name} LINKS ${layer_LINKS} Qt6::Widgets PRIVATE_LINKS ${layer_PRIVATE_LINKS} fmt::fmt)
+    target_compile_definitions(${name} PRIVATE QT_NO_KEYWORDS)
+    set_target_properties(${name} PROPERTIES AUTOMOC ON)
+endfunction()

@@ -1,6 +1,7 @@
 #include "Fluvane/Commands/CommandCenter.h"
 #include "Sockets.h"
 #include "Support/Engine.h"
+#include "Support/FakeSettings.h"
 
 #include <nlohmann/json.hpp>
 
@@ -11,41 +12,9 @@
 namespace fluvane {
 namespace {
 
+using support::FakeSettings;
 using support::link;
 using Arguments = CommandCenter::Arguments;
-
-/// Settings in memory, in force at once.
-class FakeSettings : public SettingsAccess {
-public:
-    explicit FakeSettings(DownloadManager& manager) : manager_(manager) {}
-    Config config() const override { return manager_.config(); }
-    void update(const Config& config) override {
-        check();
-        manager_.apply(config);
-    }
-    std::string exportText() override {
-        check();
-        return "{}\n";
-    }
-    void exportTo(const std::string& path) override {
-        check();
-        paths.push_back("to " + path);
-    }
-    void importFrom(const std::string& path) override {
-        check();
-        paths.push_back("from " + path);
-    }
-    std::vector<std::string> paths;
-    std::string failure;
-
-private:
-    void check() const {
-        if (!failure.empty()) {
-            throw std::runtime_error(failure);
-        }
-    }
-    DownloadManager& manager_;
-};
 
 constexpr const char* sha256 = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 

@@ -3,6 +3,8 @@
 #include "Fluvane/Commands/SettingsAccess.h"
 #include "TessivarCore/SettingsStore.h"
 
+#include <utility>
+
 namespace fluvane {
 
 /// The commands' way to the settings store.
@@ -16,6 +18,9 @@ public:
     [[nodiscard]] Config config() const override { return store_.value(); }
     void update(const Config& config) override {
         store_.update([&](Config& current) { current = config; });
+    }
+    [[nodiscard]] tessivar::Subscription subscribe(std::function<void(const Config&)> handler) override {
+        return store_.subscribe(std::move(handler));
     }
     [[nodiscard]] std::string exportText() override { return store_.exportText(); }
     void exportTo(const std::string& path) override { store_.exportTo(path); }

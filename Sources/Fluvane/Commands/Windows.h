@@ -1,0 +1,47 @@
+#pragma once
+
+#include "FluvaneCore/URL.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace fluvane {
+
+/// The application's windows, as commands, the tray and the windows themselves ask for them. A window that
+/// stands already comes to the front. The main queue's.
+class Windows {
+public:
+    virtual ~Windows() = default;
+
+    /// With a number, that download is selected, with its details.
+    virtual void showDownloads(std::optional<std::int64_t> selected = std::nullopt) = 0;
+    /// Nothing is downloaded before the user says so there. Without links it offers those of the clipboard.
+    virtual void newDownload(const std::vector<URL>& links = {},
+                             const std::optional<URL>& referrer = std::nullopt) = 0;
+    /// At the pane "general", "files", "rules", "connections" or "about"; any other name means the first.
+    virtual void showSettings(std::string_view pane = {}) = 0;
+    virtual void showWelcome() = 0;
+    virtual void showWhatsNew() = 0;
+    virtual void showCrashNote() = 0;
+    /// The questions about one download; nothing for a number that names none.
+    virtual void changeLink(std::int64_t id) = 0;
+    virtual void editChecksum(std::int64_t id) = 0;
+    /// Ends the application, after a question while downloads run.
+    virtual void quit() = 0;
+
+    /// Lets the next window that is shown come to the front on the user's behalf; may be empty.
+    virtual void useActivationToken(const std::string& token) = 0;
+
+    /// What is on screen, as JSON.
+    [[nodiscard]] virtual std::string state() = 0;
+    /// Draws every window as it stands, and the tray icon, to PNG files in the folder, which is made when it
+    /// isn't there. Returns their paths; fails with std::runtime_error, a sentence for the user.
+    [[nodiscard]] virtual std::vector<std::string> snapshot(const std::string& folder,
+                                                            const std::string& prefix) = 0;
+};
+
+} // namespace fluvane

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Fluvane/Commands/SettingsAccess.h"
+#include "Fluvane/Commands/Windows.h"
+#include "Fluvane/UI/Models/FileActions.h"
+#include "Fluvane/UI/Models/ListFeed.h"
+#include "FluvaneEngine/DownloadManager.h"
+
+namespace fluvane {
+
+/// What every window works with. All of it outlives the windows.
+struct WindowContext {
+    DownloadManager& manager;
+    ListFeed& feed;
+    SettingsAccess& settings;
+    FileActions& files;
+    Windows& windows;
+};
+
+} // namespace fluvane

@@ -1,0 +1,13 @@
+#pragma once
+
+/// Every distance in a window, in device-independent pixels. Windows take them from here, so that they share
+/// one grid.
+namespace tessivar::Spacing {
+
+inline constexpr int hair = 2;    ///< Between a thing and its mark.
+inline constexpr int small = 4;   ///< Between things that are one.
+inline constexpr int medium = 8;  ///< Between controls of a row.
+inline constexpr int large = 16;  ///< Between groups.
+inline constexpr int margin = 16; ///< Around a window's content.
+
+} // namespace tessivar::Spacing
