@@ -2,6 +2,7 @@
 #include "Sockets.h"
 #include "Support/Engine.h"
 #include "Support/FakeSettings.h"
+#include "Support/FakeWindows.h"
 
 #include <nlohmann/json.hpp>
 
@@ -319,6 +320,47 @@ TEST_F(CommandCenterTest, ActionsOfTheDesktopEntry) {
     for (const char* action : {"show", "new-download", "settings", "Show", ""}) {
         EXPECT_FALSE(center.act(action).ok) << action;
     }
+}
+
+TEST_F(CommandCenterTest, WindowsAreAskedFor) {
+    support::FakeWindows windows;
+    CommandCenter withWindows(*engine.manager, settings,
+                              {.crashNote = [] { return "a note"; }, .windows = &windows});
+    const std::pair<Arguments, std::string> commands[] = {
+        {{"show"}, "downloads"},        {{"show", "3"}, "downloads 3"},
+        {{"settings"}, "settings"},     {{"settings", "RULES"}, "settings rules"},
+        {{"welcome"}, "welcome"},       {{"whats-new"}, "whats-new"},
+        {{"crash-note"}, "crash-note"},
+    };
+    for (const auto& [arguments, asked] : commands) {
+        withWindows.run(arguments, [](const Reply& reply) { EXPECT_EQ(reply, Reply{}); });
+        EXPECT_EQ(std::exchange(windows.asked, {}), std::vector{asked});
+    }
+    const std::pair<const char*, std::vector<std::string>> links[] = {
+        {"fluvane://add?url=http://h/a&url=http://h/a%20http://h/b&referrer=http://r/",
+         {"new http://h/a http://h/b from http://r/"}},
+        {"fluvane:add?url=http://h/p[1-2]&referrer=x", {"new http://h/p1 http://h/p2"}},
+        {"fluvane://add?url=nothing", {}},
+        {"fluvane://SHOW", {"downloads"}},
+        {"fluvane://downloads?x", {"downloads"}},
+        {"fluvane://settings?pane=Files&pane=rules", {"settings files"}},
+        {"fluvane://settings", {"settings"}},
+        {"fluvane:///whats-new/", {"whats-new"}},
+        {"fluvane://welcome", {"welcome"}},
+        {"fluvane://quit", {}},
+    };
+    const auto before = engine.manager->downloads().size();
+    for (const auto& [text, asked] : links) {
+        EXPECT_TRUE(withWindows.open(link(text)).ok);
+        EXPECT_EQ(std::exchange(windows.asked, {}), asked) << text;
+    }
+    EXPECT_TRUE(withWindows.act("new-download").ok);
+    EXPECT_TRUE(withWindows.open(std::vector<std::string>{"http://h/x", "fluvane://show"}).ok);
+    EXPECT_EQ(windows.asked, (std::vector<std::string>{"new", "downloads", "new http://h/x"}));
+    EXPECT_EQ(engine.manager->downloads().size(), before) << "nothing downloads unasked";
+    withWindows.run({"snapshot", "/tmp/x", "one"},
+                    [](const Reply& reply) { EXPECT_EQ(reply.text, "/tmp/x/one-window.png"); });
+    withWindows.run({"state"}, [](const Reply& reply) { EXPECT_EQ(reply.text, "{}"); });
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "Fluvane/Commands/CommandCenter.h"
 
+#include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Links/Links.h"
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Text.h"
@@ -33,10 +34,11 @@ bool canGoFirst(const DownloadState& state) {
            !state.is<DownloadState::Finished>() && !state.isWaiting(DownloadState::Wait::linkExpired);
 }
 
-std::string joined(const CommandCenter::Arguments& words, std::size_t from) {
+std::string joined(const std::vector<std::string>& words, std::size_t from,
+                   const std::string& separator = " ") {
     std::string result;
     for (std::size_t i = from; i < words.size(); ++i) {
-        result += (i > from ? " " : "") + words[i];
+        result += (i > from ? separator : "") + words[i];
     }
     return result;
 }
@@ -63,12 +65,11 @@ const CommandCenter::Command* CommandCenter::find(std::string_view name) {
         Command{"checksum", &CommandCenter::checksum, true},
         Command{"limit", &CommandCenter::limit},
         Command{"show", &CommandCenter::show},
-        Command{"settings", &CommandCenter::window},
-        Command{"welcome", &CommandCenter::window},
-        Command{"whats-new", &CommandCenter::window},
+        Command{"settings", &CommandCenter::settings},
+        Command{"welcome", &CommandCenter::welcome},
+        Command{"whats-new", &CommandCenter::whatsNew},
         Command{"crash-note", &CommandCenter::crashNote},
-        Command{"state", &CommandCenter::window},
-        Command{"snapshot", &CommandCenter::window},
+        Command{"state", &CommandCenter::state},
         Command{"update", &CommandCenter::update},
         Command{"export", &CommandCenter::exportSettings},
         Command{"import", &CommandCenter::importSettings},
@@ -85,14 +86,8 @@ void CommandCenter::run(const Arguments& arguments, const ReplyCompletion& compl
         return completion(failure("No command."));
     }
     const std::string name = text::lowercased(arguments[0]);
-    if (const auto& gather = name == "log" ? rooms_.log : rooms_.diagnostics;
-        gather && (name == "log" || name == "diagnostics")) {
-        return gather([completion](std::string text) {
-            if (text.ends_with('\n')) {
-                text.pop_back(); // the client ends what it prints
-            }
-            completion({.ok = true, .text = std::move(text)});
-        });
+    if (runLater(name, arguments, completion)) {
+        return;
     }
     const Command* command = find(name);
     if (!command) {
@@ -106,6 +101,26 @@ void CommandCenter::run(const Arguments& arguments, const ReplyCompletion& compl
         completion(error ? failure("It is done, but the list of downloads can't be saved: " + *error)
                          : reply);
     });
+}
+
+/// The commands that gather something first.
+bool CommandCenter::runLater(const std::string& name, const Arguments& arguments,
+                             const ReplyCompletion& completion) {
+    if (name == "snapshot") {
+        snapshot({arguments.begin() + 1, arguments.end()}, completion);
+        return true;
+    }
+    const auto& gather = name == "log" ? rooms_.log : rooms_.diagnostics;
+    if (!gather || (name != "log" && name != "diagnostics")) {
+        return false;
+    }
+    gather([completion](std::string text) {
+        if (text.ends_with('\n')) {
+            text.pop_back(); // the client ends what it prints
+        }
+        completion({.ok = true, .text = std::move(text)});
+    });
+    return true;
 }
 
 const Download* CommandCenter::numbered(const Arguments& arguments) const {
@@ -202,16 +217,58 @@ Reply CommandCenter::show(const Arguments& arguments) {
     if (!arguments.empty() && !numbered(arguments)) {
         return noDownload(arguments[0]);
     }
-    return window(arguments);
+    const Download* download = numbered(arguments);
+    return window([&](Windows& windows) {
+        windows.showDownloads(download ? std::optional(download->id()) : std::nullopt);
+    });
 }
 
-Reply CommandCenter::window(const Arguments& /*arguments*/) {
-    return failure("There's no window to show: Fluvane runs without a display.");
+Reply CommandCenter::window(const std::function<void(Windows&)>& ask) {
+    if (!rooms_.windows) {
+        return failure("There's no window to show: Fluvane runs without a display.");
+    }
+    ask(*rooms_.windows);
+    return done();
+}
+
+Reply CommandCenter::settings(const Arguments& arguments) {
+    return window([&](Windows& windows) {
+        windows.showSettings(arguments.empty() ? "" : text::lowercased(arguments[0]));
+    });
+}
+
+Reply CommandCenter::welcome(const Arguments& /*arguments*/) {
+    return window(&Windows::showWelcome);
+}
+
+Reply CommandCenter::whatsNew(const Arguments& /*arguments*/) {
+    return window(&Windows::showWhatsNew);
 }
 
 /// Without a window the note is printed.
-Reply CommandCenter::crashNote(const Arguments& arguments) {
-    return rooms_.crashNote ? Reply{.ok = true, .text = rooms_.crashNote()} : window(arguments);
+Reply CommandCenter::crashNote(const Arguments& /*arguments*/) {
+    return rooms_.crashNote && !rooms_.windows ? Reply{.ok = true, .text = rooms_.crashNote()}
+                                               : window(&Windows::showCrashNote);
+}
+
+Reply CommandCenter::state(const Arguments& /*arguments*/) {
+    std::string text;
+    Reply reply = window([&](Windows& windows) { text = windows.state(); });
+    return reply.ok ? Reply{.ok = true, .text = std::move(text)} : reply;
+}
+
+void CommandCenter::snapshot(const Arguments& arguments, const ReplyCompletion& completion) {
+    const std::string folder = !arguments.empty() ? arguments[0] : DataFolders::snapshots();
+    const std::string prefix = arguments.size() > 1 ? arguments[1] + "-" : "";
+    const Reply reply = window([&](Windows& windows) {
+        windows.snapshot(folder, prefix, [completion](const auto& paths, const std::string& problem) {
+            completion(problem.empty() ? Reply{.ok = true, .text = joined(paths, 0, "\n")}
+                                       : failure(problem));
+        });
+    });
+    if (!reply.ok) {
+        completion(reply);
+    }
 }
 
 Reply CommandCenter::update(const Arguments& /*arguments*/) {

@@ -2,6 +2,7 @@
 
 #include "Fluvane/Commands/Reply.h"
 #include "Fluvane/Commands/SettingsAccess.h"
+#include "Fluvane/Commands/Windows.h"
 #include "FluvaneEngine/DownloadManager.h"
 
 #include <functional>
@@ -25,6 +26,7 @@ public:
         Text diagnostics{};
         std::function<std::string()> crashNote{};
         std::function<void()> update{}; ///< Begins a check for updates; the user is told of its result.
+        Windows* windows = nullptr;     ///< Null without a display.
     };
 
     /// What it is given must outlive it.
@@ -58,11 +60,18 @@ private:
     Reply exportSettings(const Arguments& arguments);
     Reply importSettings(const Arguments& arguments);
     Reply show(const Arguments& arguments);
-    Reply window(const Arguments& arguments);
+    Reply settings(const Arguments& arguments);
+    Reply welcome(const Arguments& arguments);
+    Reply whatsNew(const Arguments& arguments);
+    Reply state(const Arguments& arguments);
     Reply crashNote(const Arguments& arguments);
     Reply update(const Arguments& arguments);
 
-    Reply confirm(std::size_t links);
+    void snapshot(const Arguments& arguments, const ReplyCompletion& completion);
+    bool runLater(const std::string& name, const Arguments& arguments, const ReplyCompletion& completion);
+    /// Asks something of the windows, where there are any.
+    Reply window(const std::function<void(Windows&)>& ask);
+    Reply confirm(const std::vector<URL>& links, const std::optional<URL>& referrer = std::nullopt);
     using All = void (DownloadManager::*)();
     using One = void (DownloadManager::*)(std::int64_t);
     Reply onDownloads(const char* command, const Arguments& arguments, All all, One one);

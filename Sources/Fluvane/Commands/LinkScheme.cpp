@@ -5,7 +5,8 @@
 #include "TessivarCore/Log.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
+#include <utility>
 
 namespace fluvane {
 
@@ -23,30 +24,53 @@ std::string action(const URL& link) {
                : text::lowercased(path.substr(first, path.find_last_not_of('/') - first + 1));
 }
 
-std::size_t linksToAdd(const URL& link) {
-    std::size_t count = 0;
-    for (const auto& [name, value] : link.queryItems()) {
-        count += name == "url" ? Links::find(value).size() : 0;
+/// The values of all items of that name, in order.
+std::vector<std::string> values(const URL& link, std::string_view name) {
+    std::vector<std::string> found;
+    for (auto& [item, value] : link.queryItems()) {
+        if (item == name) {
+            found.push_back(std::move(value));
+        }
     }
-    return count;
+    return found;
+}
+
+std::vector<URL> linksToAdd(const URL& link) {
+    std::vector<URL> links;
+    for (const auto& value : values(link, "url")) {
+        std::ranges::copy_if(Links::find(value), std::back_inserter(links), [&](const URL& found) {
+            return std::ranges::find(links, found) == links.end();
+        });
+    }
+    return links;
+}
+
+std::optional<URL> referrerOf(const URL& link) {
+    const auto all = values(link, "referrer");
+    const auto referrer = all.empty() ? std::nullopt : URL::parse(all[0]);
+    return referrer && referrer->isWeb() ? referrer : std::nullopt;
 }
 
 } // namespace
 
-/// Whoever opens such a link is any other program: it may ask for a window, never for a download. Without
-/// windows nobody can be asked, so all there is to do is to say so.
+/// Whoever opens such a link is any other program: it may ask for a window, never for a download.
 Reply CommandCenter::open(const URL& link) {
     const std::string wanted = action(link);
     if (wanted == "add") {
-        const auto count = linksToAdd(link);
-        return count > 0 ? confirm(count) : Reply{};
+        const auto links = linksToAdd(link);
+        return links.empty() ? Reply{} : confirm(links, referrerOf(link));
     }
-    static constexpr std::array windows = {"show", "downloads", "settings", "welcome", "whats-new"};
-    if (std::ranges::find(windows, wanted) == windows.end()) {
-        return {};
+    if (wanted == "show" || wanted == "downloads") {
+        return show({});
     }
-    tessivar::log::lifecycle.error("no window for a link of the link scheme: " + wanted);
-    return window({});
+    if (wanted == "settings") {
+        const auto panes = values(link, "pane");
+        return settings(panes.empty() ? Arguments{} : Arguments{panes[0]});
+    }
+    if (wanted == "welcome") {
+        return welcome({});
+    }
+    return wanted == "whats-new" ? whatsNew({}) : Reply{};
 }
 
 Reply CommandCenter::open(const std::vector<std::string>& things) {
@@ -63,9 +87,9 @@ Reply CommandCenter::open(const std::vector<std::string>& things) {
             handedOver.urls.push_back(thing);
         }
     }
-    const auto count = Links::findOn(handedOver).size();
-    if (count > 0) {
-        return confirm(count);
+    const auto links = Links::findOn(handedOver);
+    if (!links.empty()) {
+        return confirm(links);
     }
     if (!handedOver.urls.empty()) {
         return {.ok = false, .text = "No links found."};
@@ -73,10 +97,13 @@ Reply CommandCenter::open(const std::vector<std::string>& things) {
     return reply;
 }
 
-Reply CommandCenter::confirm(std::size_t links) {
-    tessivar::log::lifecycle.error("no window to confirm " + std::to_string(links) +
-                                   " links that another program handed over");
-    return window({});
+Reply CommandCenter::confirm(const std::vector<URL>& links, const std::optional<URL>& referrer) {
+    const Reply reply = window([&](Windows& windows) { windows.newDownload(links, referrer); });
+    if (!reply.ok) {
+        tessivar::log::lifecycle.error("no window to confirm " + std::to_string(links.size()) +
+                                       " links that another program handed over");
+    }
+    return reply;
 }
 
 Reply CommandCenter::act(std::string_view action) {
@@ -84,9 +111,14 @@ Reply CommandCenter::act(std::string_view action) {
         action == "pause-all" ? manager_.pauseAll() : manager_.resumeAll();
         return {};
     }
-    static constexpr std::array<std::string_view, 3> windows = {"show", "new-download", "settings"};
-    if (std::ranges::find(windows, action) != windows.end()) {
-        return window({});
+    if (action == "show") {
+        return show({});
+    }
+    if (action == "settings") {
+        return settings({});
+    }
+    if (action == "new-download") {
+        return window([](Windows& windows) { windows.newDownload(); });
     }
     return {.ok = false, .text = "Fluvane has no such action."};
 }

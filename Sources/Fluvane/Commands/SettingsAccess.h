@@ -8,8 +8,8 @@
 
 namespace fluvane {
 
-/// What the commands and the windows need of the settings. The main queue's; a failure is an exception whose text is for the
-/// user. A change is on disk, and in force in the engine, when the call returns.
+/// What the commands and the windows need of the settings. The main queue's; a failure is an exception whose
+/// text is for the user. A change is on disk, and in force in the engine, when the call returns.
 class SettingsAccess {
 public:
     virtual ~SettingsAccess() = default;

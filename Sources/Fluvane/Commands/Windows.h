@@ -36,12 +36,12 @@ public:
     /// Lets the next window that is shown come to the front on the user's behalf; may be empty.
     virtual void useActivationToken(const std::string& token) = 0;
 
-    /// What is on screen, as JSON.
+    /// What is on screen, what the tray's menu holds, and the notifications sent, as JSON.
     [[nodiscard]] virtual std::string state() = 0;
     /// Draws every window as it stands, and the tray icon, to PNG files in the folder, which is made when it
-    /// isn't there. Returns their paths; fails with std::runtime_error, a sentence for the user.
-    [[nodiscard]] virtual std::vector<std::string> snapshot(const std::string& folder,
-                                                            const std::string& prefix) = 0;
+    /// isn't there. Calls back, on a later turn, with their paths, or with a sentence on what went wrong.
+    using Drawn = std::function<void(const std::vector<std::string>& paths, const std::string& problem)>;
+    virtual void snapshot(const std::string& folder, const std::string& prefix, Drawn completion) = 0;
 };
 
 } // namespace fluvane

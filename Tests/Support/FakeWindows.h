@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Fluvane/Commands/Windows.h"
+
+#include <string>
+#include <vector>
+
+namespace fluvane::support {
+
+/// Notes what is asked of the other windows: "downloads 3", "new http://a/b from http://c/", "settings
+/// rules".
+class FakeWindows : public Windows {
+public:
+    void showDownloads(std::optional<std::int64_t> selected) override {
+        asked.push_back("downloads" + (selected ? " " + std::to_string(*selected) : ""));
+    }
+    void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override {
+        std::string text = "new";
+        for (const auto& link : links) {
+            text += " " + link.absoluteString();
+        }
+        asked.push_back(text + (referrer ? " from " + referrer->absoluteString() : ""));
+    }
+    void showSettings(std::string_view pane) override {
+        asked.push_back("settings" + (pane.empty() ? "" : " " + std::string(pane)));
+    }
+    void showWelcome() override { asked.emplace_back("welcome"); }
+    void showWhatsNew() override { asked.emplace_back("whats-new"); }
+    void showCrashNote() override { asked.emplace_back("crash-note"); }
+    void changeLink(std::int64_t id) override { asked.push_back("link " + std::to_string(id)); }
+    void editChecksum(std::int64_t id) override { asked.push_back("checksum " + std::to_string(id)); }
+    void quit() override { asked.emplace_back("quit"); }
+    void useActivationToken(const std::string& token) override { asked.push_back("token " + token); }
+    std::string state() override { return "{}"; }
+    void snapshot(const std::string& folder, const std::string& prefix, Drawn completion) override {
+        completion({folder + "/" + prefix + "window.png"}, "");
+    }
+    std::vector<std::string> asked;
+};
+
+} // namespace fluvane::support
