@@ -1,13 +1,14 @@
 #include "Tessivar/Windows/Icons.h"
 
-#include <QApplication>
 #include <QFile>
+#include <QGuiApplication>
 #include <QIconEngine>
 #include <QPainter>
 #include <QPalette>
-#include <QPixmap>
+#include <QPixmapCache>
 #include <QSvgRenderer>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -15,35 +16,29 @@ namespace tessivar {
 
 namespace {
 
-/// Draws a single-coloured picture in a colour that is asked for when it is painted.
+/// Draws a single-coloured picture in a colour that is asked for when it is painted. Sizes of pictures are in
+/// device pixels, for which Qt asks here whatever the scale.
 class TintedIcon : public QIconEngine {
 public:
-    TintedIcon(std::shared_ptr<QSvgRenderer> picture, std::optional<QColor> color)
-        : picture_(std::move(picture)), color_(std::move(color)) {}
+    TintedIcon(QString name, std::shared_ptr<QSvgRenderer> picture, std::optional<QColor> color)
+        : name_(std::move(name)), picture_(std::move(picture)), color_(std::move(color)) {}
 
-    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
-        painter->drawPixmap(rect,
-                            scaledPixmap(rect.size(), mode, state, painter->device()->devicePixelRatio()));
+    void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State /*state*/) override {
+        const int side = std::min(rect.width(), rect.height());
+        const qreal scale = painter->device()->devicePixelRatio();
+        QPixmap picture = drawn(QSize(side, side) * scale, tint(mode));
+        picture.setDevicePixelRatio(scale);
+        const QRect square(0, 0, side, side);
+        painter->drawPixmap(square.translated(rect.center() - square.center()), picture);
     }
-    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
-        return scaledPixmap(size, mode, state, 1);
-    }
-    /// `size` is in device pixels where Qt calls this, and the scale has no say.
-    QPixmap scaledPixmap(const QSize& size, QIcon::Mode mode, QIcon::State /*state*/, qreal scale) override {
-        QPixmap pixmap(size);
-        (void)scale;
-        pixmap.fill(Qt::transparent);
-        QPainter painter(&pixmap);
-        picture_->render(&painter, QRectF(QPointF(0, 0), size));
-        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-        painter.fillRect(pixmap.rect(), tint(mode));
-        return pixmap;
+    QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State /*state*/) override {
+        return drawn(size, tint(mode));
     }
     QIconEngine* clone() const override { return new TintedIcon(*this); }
 
 private:
     [[nodiscard]] QColor tint(QIcon::Mode mode) const {
-        const QPalette palette = QApplication::palette();
+        const QPalette palette = QGuiApplication::palette();
         if (mode == QIcon::Disabled) {
             return palette.color(QPalette::Disabled, QPalette::WindowText);
         }
@@ -53,6 +48,33 @@ private:
         return color_.value_or(palette.color(QPalette::WindowText));
     }
 
+    [[nodiscard]] QPixmap drawn(const QSize& size, const QColor& color) const {
+        const QString key = QStringLiteral("tessivar-icon %1 %2x%3 %4")
+                                .arg(name_)
+                                .arg(size.width())
+                                .arg(size.height())
+                                .arg(color.name(QColor::HexArgb));
+        QPixmap pixmap;
+        if (!QPixmapCache::find(key, &pixmap)) {
+            pixmap = draw(size, color);
+            QPixmapCache::insert(key, pixmap);
+        }
+        return pixmap;
+    }
+
+    [[nodiscard]] QPixmap draw(const QSize& size, const QColor& color) const {
+        QPixmap pixmap(size);
+        pixmap.fill(Qt::transparent);
+        const int side = std::min(size.width(), size.height());
+        QPainter painter(&pixmap);
+        picture_->render(&painter,
+                         QRectF((size.width() - side) / 2., (size.height() - side) / 2., side, side));
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(pixmap.rect(), color);
+        return pixmap;
+    }
+
+    QString name_;
     std::shared_ptr<QSvgRenderer> picture_;
     std::optional<QColor> color_;
 };
@@ -62,7 +84,7 @@ QIcon load(const QString& name, std::optional<QColor> color) {
     if (!QFile::exists(file)) {
         return {};
     }
-    return QIcon(new TintedIcon(std::make_shared<QSvgRenderer>(file), std::move(color)));
+    return QIcon(new TintedIcon(name, std::make_shared<QSvgRenderer>(file), std::move(color)));
 }
 
 } // namespace
