@@ -1,9 +1,12 @@
 #pragma once
 
+#include "FluvaneCore/Date.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// The one place for the wording of sizes, speeds, times and states.
 namespace fluvane::Words {
@@ -23,5 +26,42 @@ namespace fluvane::Words {
 [[nodiscard]] std::string state(std::string_view stateName, std::string_view reason = {});
 /// What a person is told when the finished file isn't the one its checksum describes; `folder` as shown.
 [[nodiscard]] std::string checksumMismatch(std::string_view algorithmName, std::string_view folder);
+
+/// One download as far as it is told in a line. Texts are as they come from outside; nothing is kept of them.
+struct Progress {
+    std::string_view stateName;  ///< Its name in the list.
+    std::string_view reason{};   ///< A failure's sentence.
+    std::int64_t done = 0;       ///< Bytes.
+    std::optional<std::int64_t> size{};
+    double bytesPerSecond = 0;
+    std::optional<double> secondsLeft{};
+    std::int64_t connections = 0;
+    std::optional<std::int64_t> placeInLine{}; ///< From 1, for one that waits its turn.
+    std::string_view checksumName{};           ///< "SHA-256"; empty when none is set.
+    std::optional<bool> checksumMatches{};     ///< Once the file was checked.
+    std::string_view folder{};                 ///< Of the finished file, as shown; empty: not told.
+    std::string_view when{};                   ///< When it finished, as `when` says it; empty: not told.
+    bool prioritized = false;
+};
+/// 0 to 1, absent while it can't be known.
+[[nodiscard]] std::optional<double> fraction(const Progress& progress);
+/// "1.2 GB of 3 GB", or the one of both that says something.
+[[nodiscard]] std::string amount(const Progress& progress);
+/// Speed, time left and connections of a download that runs, in this order, each of its own.
+[[nodiscard]] std::vector<std::string> flow(const Progress& progress);
+/// "SHA-256 matches", "SHA-256 doesn't match", "its SHA-256 is being checked"; empty without a checksum.
+[[nodiscard]] std::string checksumResult(const Progress& progress);
+/// "number 3 in line"
+[[nodiscard]] std::string placeInLine(std::int64_t place);
+/// All that is worth saying about a download, in one line without its name: "1.2 GB of 3 GB, 5 MB/s, about 3
+/// minutes left, 8 connections", "Paused at 45 %, 1.2 GB of 3 GB", a failure's sentence.
+[[nodiscard]] std::string line(const Progress& progress);
+
+/// "today at 14:05", "yesterday at 9:30", "3 May", "3 May 2025", by the local time.
+[[nodiscard]] std::string when(Date date, Date now);
+
+/// Text from outside in a line of its own, for showing: control characters, line breaks and the marks that
+/// turn the direction of the text after them become U+FFFD.
+[[nodiscard]] std::string oneLine(std::string_view text);
 
 } // namespace fluvane::Words

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Fluvane/UI/Models/WindowContext.h"
+
+#include <QMainWindow>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+
+namespace fluvane {
+
+/// The list of downloads with everything that can be done with them, and the details of the selection. Does
+/// nothing while it is hidden; closing it only hides it.
+class DownloadsWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    /// Its size, layout, order and filter are remembered in that file; without one they aren't.
+    explicit DownloadsWindow(WindowContext& context, const QString& stateFile = {});
+    ~DownloadsWindow() override;
+
+    /// Selects it with its details open; a filter that hides it is taken away. Nothing for a number that
+    /// names none.
+    void select(std::int64_t id);
+    /// Opens New Download with the clipboard's links, or empty when there are none.
+    void pasteLinks();
+
+    /// The user closed the window, rather than the program.
+    Q_SIGNAL void closedByUser();
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    class Parts;
+    std::unique_ptr<Parts> parts_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Fluvane/UI/Models/DownloadsModel.h"
+
+#include <QAbstractProxyModel>
+#include <QStringList>
+
+#include <cstdint>
+#include <vector>
+
+namespace fluvane {
+
+/// The rows of a DownloadsModel that are wanted, in the order wanted. Changing what is wanted resets the rows,
+/// so that any list is searched within a frame; changes of the downloads are told one by one.
+class DownloadsFilter : public QAbstractProxyModel {
+    Q_OBJECT
+
+public:
+    enum class Order { added, name, size, progress, speed, state, finished };
+    static constexpr int orders = 7;
+
+    explicit DownloadsFilter(DownloadsModel& model, QObject* parent = nullptr);
+
+    [[nodiscard]] StateGroup group() const { return group_; }
+    [[nodiscard]] Order order() const { return order_; }
+    [[nodiscard]] bool descending() const { return descending_; }
+    [[nodiscard]] const QString& search() const { return search_; }
+    void setGroup(StateGroup group);
+    void setOrder(Order order, bool descending);
+    /// Every word of it must be in the name or in the link's host; accents and case don't matter.
+    void setSearch(const QString& search);
+
+    [[nodiscard]] std::int64_t idAt(int row) const;
+    /// Invalid when it isn't shown.
+    [[nodiscard]] QModelIndex indexOf(std::int64_t id) const;
+
+    [[nodiscard]] QModelIndex mapToSource(const QModelIndex& index) const override;
+    [[nodiscard]] QModelIndex mapFromSource(const QModelIndex& index) const override;
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QModelIndex parent(const QModelIndex& index) const override;
+
+private:
+    [[nodiscard]] bool wanted(int source) const;
+    [[nodiscard]] bool before(int a, int b) const;
+    [[nodiscard]] std::vector<int> arranged() const;
+    void rebuild();
+    void index(std::vector<int> rows);
+    void sourceChanged(const QModelIndex& first, const QModelIndex& last);
+    void sourceInserted(int first, int last);
+    void sourceRemoving(int first, int last);
+    void sourceRemoved(int first, int last);
+    void take(int source);
+    void put(int source);
+    void rearrange();
+
+    DownloadsModel& model_;
+    std::vector<int> rows_;  ///< Rows of the model, as shown.
+    std::vector<int> shown_; ///< Where each row of the model is shown; -1: it isn't.
+    StateGroup group_ = StateGroup::all;
+    Order order_ = Order::added;
+    bool descending_ = false;
+    QString search_;
+    QStringList words_;
+    bool dirty_ = false;
+};
+
+} // namespace fluvane
