@@ -2,6 +2,7 @@
 
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Links/Links.h"
+#include "FluvaneCore/Objections.h"
 
 #include <algorithm>
 #include <array>
@@ -54,13 +55,13 @@ Order read(const CommandCenter::Arguments& arguments) {
 
 std::optional<std::string> objection(const Order& order) {
     if (order.checksumUnknown) {
-        return "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.";
+        return std::string(Words::unknownChecksum);
     }
     if (order.links.empty()) {
         return "Give at least one http or https link: fluvane add <link>";
     }
     if (order.checksum && order.links.size() > 1) {
-        return "A checksum goes with one link at a time.";
+        return std::string(Words::checksumForSeveral);
     }
     return std::nullopt;
 }

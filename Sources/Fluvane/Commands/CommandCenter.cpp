@@ -2,6 +2,7 @@
 
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Links/Links.h"
+#include "FluvaneCore/Objections.h"
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Text.h"
 
@@ -206,7 +207,7 @@ Reply CommandCenter::checksum(const Arguments& arguments) {
     }
     const auto checksum = Checksum::recognise(typed);
     if (!checksum) {
-        return failure("That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.");
+        return failure(std::string(Words::unknownChecksum));
     }
     const bool isFinished = download->record.state.is<DownloadState::Finished>();
     manager_.setChecksum(download->id(), checksum);

@@ -1,0 +1,106 @@
+#pragma once
+
+#include "Fluvane/Commands/SettingsAccess.h"
+#include "FluvaneCore/Checksum.h"
+#include "FluvaneEngine/DownloadManager.h"
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace fluvane {
+
+/// A text that is becoming downloads: the links in it, what becomes of each, and what still speaks against
+/// downloading them. The main queue's; texts are read on another thread, once per pause of typing.
+class NewDownloadDraft : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr int pause = 150; ///< Milliseconds without a change of the text before it is read.
+
+    /// One link of the text.
+    struct Row {
+        URL link;
+        std::string name;             ///< As it would be without a word of the server.
+        std::size_t times = 1;        ///< It is in the text.
+        std::optional<std::string> ruleFolder{}; ///< As the first fitting rule has it.
+        std::optional<std::int64_t> listed{};    ///< The download that has this link already.
+    };
+
+    /// What it is given must outlive it.
+    NewDownloadDraft(DownloadManager& manager, const SettingsAccess& settings);
+
+    void setText(const QString& text);
+    [[nodiscard]] const QString& text() const { return text_; }
+    /// Whether what is listed isn't yet what the text says.
+    [[nodiscard]] bool isReading() const { return reading_ || pause_.isActive(); }
+    /// Reads the text now instead of after a pause.
+    void read();
+
+    [[nodiscard]] const std::vector<Row>& rows() const { return rows_; }
+    /// Links on the list already are left out until the user wants them again.
+    [[nodiscard]] bool isWanted(std::size_t row) const;
+    void setWanted(std::size_t row, bool wanted);
+    void setAllWanted(bool wanted);
+    [[nodiscard]] std::size_t wanted() const { return wanted_; }
+    /// What is special about the link: a repeat, one that is on the list already. Empty for most.
+    [[nodiscard]] std::string mark(std::size_t row) const;
+    [[nodiscard]] URL folder(std::size_t row) const;
+
+    void setFolder(const std::optional<URL>& folder); ///< Absent: where rules and the settings say.
+    [[nodiscard]] const std::optional<URL>& folder() const { return folder_; }
+    void setChecksum(const std::string& text);
+    void setReferrer(const std::string& text);
+    /// Goes with these links, whatever the referrer of the others is.
+    void setReferrer(const std::vector<URL>& links, const URL& referrer);
+
+    /// What a series of links is written like, or what the ranges in the text come to.
+    [[nodiscard]] const std::string& rangeNote() const { return rangeNote_; }
+    /// "SHA-256" once one is recognised; empty otherwise.
+    [[nodiscard]] std::string algorithm() const;
+    /// Where the wanted links go, in words; empty without any.
+    [[nodiscard]] std::string destination() const;
+    /// What speaks against downloading, a sentence for the user; empty where the text is, too.
+    [[nodiscard]] std::string objection() const;
+    [[nodiscard]] bool isReady() const;
+
+    /// Adds the wanted links to the list and empties the draft. Returns their numbers; none unless it is
+    /// ready.
+    std::vector<std::int64_t> add();
+    void clear();
+
+    /// Marks what is on the list now. To be called when the list changes while the draft is on screen.
+    void noticeList();
+
+    Q_SIGNAL void rowsReplaced();
+    Q_SIGNAL void marksChanged();   ///< Or what is wanted.
+    Q_SIGNAL void changed();        ///< Anything that the sentences depend on.
+
+private:
+    struct Reading;
+
+    DownloadManager& manager_;
+    const SettingsAccess& settings_;
+    QTimer pause_;
+    QString text_;
+    bool reading_ = false;
+    bool readAgain_ = false;
+    std::vector<Row> rows_;
+    std::size_t wanted_ = 0;
+    std::string rangeNote_;
+    std::unordered_map<std::string, bool> choices_; ///< The user's own, by link.
+    std::optional<URL> folder_;
+    std::string checksum_;
+    std::string referrer_;
+    std::unordered_map<std::string, URL> referrers_; ///< By link.
+};
+
+} // namespace fluvane

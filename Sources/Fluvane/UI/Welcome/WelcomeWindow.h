@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Fluvane/UI/Models/Autostart.h"
+#include "Fluvane/UI/Models/WindowContext.h"
+
+#include <QWidget>
+
+#include <functional>
+
+class QCheckBox;
+class QLabel;
+
+namespace fluvane {
+
+/// The first start's page. Every choice applies at once; closing it, in whatever way, is the end of the first
+/// start.
+class WelcomeWindow : public QWidget {
+    Q_OBJECT
+
+public:
+    /// What it is given must outlive it.
+    WelcomeWindow(WindowContext& context, Autostart& autostart);
+
+protected:
+    void showEvent(QShowEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    [[nodiscard]] QWidget* makeIntroduction();
+    [[nodiscard]] QWidget* makeChoices();
+    [[nodiscard]] QWidget* makeWays();
+    void showSettings(const Config& config);
+    void chooseFolder();
+    void setAutostart(bool on);
+    /// Returns whether it was saved; if not, the window says why.
+    bool change(const std::function<void(Config&)>& edit);
+    void showProblem(const QString& problem);
+
+    WindowContext& context_;
+    Autostart& autostart_;
+    tessivar::Subscription changes_;
+    QLabel* folder_ = nullptr;
+    QCheckBox* openAtLogin_ = nullptr;
+    QCheckBox* waitOnHotspots_ = nullptr;
+    QLabel* problem_ = nullptr;
+};
+
+} // namespace fluvane

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string_view>
+
+/// What a person is told about something given that can't be used, on the command line and in windows.
+namespace fluvane::Words {
+
+inline constexpr std::string_view unknownChecksum =
+    "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.";
+inline constexpr std::string_view checksumForSeveral = "A checksum goes with one link at a time.";
+
+} // namespace fluvane::Words
