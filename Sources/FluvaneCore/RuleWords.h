@@ -1,0 +1,13 @@
+#pragma once
+
+#include "FluvaneCore/Rules.h"
+
+#include <string>
+
+namespace fluvane::Words {
+
+/// Which files a rule is for, whatever it does with them: "Archives", "Files ending in .zip or .rar",
+/// "Everything from example.com".
+[[nodiscard]] std::string rule(const Rule& rule);
+
+} // namespace fluvane::Words
