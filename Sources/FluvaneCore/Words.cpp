@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <ctime>
 #include <limits>
 #include <utility>
 
@@ -119,6 +120,149 @@ std::string state(std::string_view stateName, std::string_view reason) {
     const auto known = std::find_if(stateWords.begin(), stateWords.end(),
                                     [stateName](const auto& entry) { return entry.first == stateName; });
     return std::string(known == stateWords.end() ? stateName : known->second);
+}
+
+namespace {
+
+std::string joined(const std::vector<std::string>& parts) {
+    std::string result;
+    for (const auto& part : parts) {
+        if (!part.empty()) {
+            result += (result.empty() ? "" : ", ") + part;
+        }
+    }
+    return result;
+}
+
+/// The amount, unless there is nothing to tell.
+std::string amountIfAny(const Progress& progress) {
+    return progress.done > 0 || progress.size ? amount(progress) : std::string();
+}
+
+std::string pausedAt(const Progress& progress) {
+    const auto done = fraction(progress);
+    const bool begun = done && progress.done > 0;
+    return begun ? "Paused at " + percent(*done) : std::string("Paused");
+}
+
+std::string standing(const Progress& progress) {
+    if (progress.stateName == "queued" && progress.placeInLine) {
+        std::string place = placeInLine(*progress.placeInLine);
+        place[0] = 'N';
+        return place;
+    }
+    return progress.stateName == "paused" ? pausedAt(progress) : state(progress.stateName);
+}
+
+std::string finishedLine(const Progress& progress) {
+    std::string end = progress.when.empty() ? std::string() : "finished " + std::string(progress.when);
+    if (!progress.folder.empty()) {
+        end += (end.empty() ? "in " : " in ") + oneLine(progress.folder);
+    }
+    const std::string result = checksumResult(progress);
+    const bool wrong = progress.checksumMatches == false;
+    const std::string amounts = progress.done > 0 || progress.size ? amount(progress) : "Finished";
+    return wrong ? joined({result, amounts, end}) : joined({amounts, end, result});
+}
+
+/// States whose words are whole sentences, which nothing is added to.
+bool isSentence(std::string_view stateName) {
+    return stateName == "offline" || stateName == "link-expired" || stateName == "limited-network" ||
+           stateName == "failed";
+}
+
+} // namespace
+
+std::optional<double> fraction(const Progress& progress) {
+    if (progress.stateName == "finished") {
+        return 1;
+    }
+    if (!progress.size || *progress.size < 0) {
+        return std::nullopt;
+    }
+    const auto size = static_cast<double>(*progress.size);
+    return *progress.size == 0 ? 1.0 : std::clamp(static_cast<double>(progress.done) / size, 0.0, 1.0);
+}
+
+std::string amount(const Progress& progress) {
+    if (progress.stateName == "finished") {
+        return bytes(progress.size.value_or(progress.done));
+    }
+    if (!progress.size) {
+        return bytes(progress.done);
+    }
+    return progress.done > 0 ? bytes(progress.done) + " of " + bytes(*progress.size) : bytes(*progress.size);
+}
+
+std::vector<std::string> flow(const Progress& progress) {
+    std::vector<std::string> parts = {speed(progress.bytesPerSecond)};
+    if (progress.secondsLeft && progress.bytesPerSecond > 0) {
+        parts.push_back(timeLeft(*progress.secondsLeft));
+    }
+    parts.push_back(connections(progress.connections));
+    return parts;
+}
+
+std::string checksumResult(const Progress& progress) {
+    if (progress.checksumName.empty()) {
+        return {};
+    }
+    const std::string name(progress.checksumName);
+    if (!progress.checksumMatches) {
+        return "its " + name + " is being checked";
+    }
+    return name + (*progress.checksumMatches ? " matches" : " doesn't match");
+}
+
+std::string placeInLine(std::int64_t place) {
+    return "number " + std::to_string(place) + " in line";
+}
+
+std::string line(const Progress& progress) {
+    if (progress.stateName == "finished") {
+        return finishedLine(progress);
+    }
+    if (isSentence(progress.stateName)) {
+        return oneLine(state(progress.stateName, progress.reason));
+    }
+    std::vector<std::string> parts;
+    if (progress.stateName == "downloading") {
+        parts = flow(progress);
+        parts.insert(parts.begin(), amountIfAny(progress));
+    } else {
+        parts = {standing(progress), amountIfAny(progress)};
+    }
+    parts.emplace_back(progress.prioritized ? "prioritized" : "");
+    return joined(parts);
+}
+
+std::string when(Date date, Date now) {
+    static constexpr std::array months = {"January",   "February", "March",    "April",
+                                          "May",       "June",     "July",     "August",
+                                          "September", "October",  "November", "December"};
+    const auto local = [](Date moment) {
+        const std::time_t seconds = std::chrono::system_clock::to_time_t(moment);
+        std::tm parts{};
+        localtime_r(&seconds, &parts);
+        return parts;
+    };
+    const auto sameDay = [](const std::tm& a, const std::tm& b) {
+        return a.tm_year == b.tm_year && a.tm_yday == b.tm_yday;
+    };
+    const std::tm day = local(date);
+    const std::tm today = local(now);
+    std::tm before = today;
+    before.tm_mday -= 1;
+    before.tm_hour = 12; // exists on every day
+    before.tm_isdst = -1;
+    std::mktime(&before);
+    if (sameDay(day, today) || sameDay(day, before)) {
+        const std::string minutes = std::to_string(day.tm_min);
+        return (sameDay(day, today) ? "today at " : "yesterday at ") + std::to_string(day.tm_hour) +
+               (minutes.size() < 2 ? ":0" : ":") + minutes;
+    }
+    const std::string text = std::to_string(day.tm_mday) + " " + months[static_cast<std::size_t>(day.tm_mon)];
+    return day.tm_year == today.tm_year ? text : text + " " + std::to_string(day.tm_year + 1900);
 }
 
 std::string checksumMismatch(std::string_view algorithmName, std::string_view folder) {

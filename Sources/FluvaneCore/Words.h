@@ -22,16 +22,17 @@ namespace fluvane::Words {
 /// "1 connection", "8 connections"
 [[nodiscard]] std::string connections(std::int64_t count);
 
-/// What a person reads for a state, by its name in the list ("link-expired"); `reason` is a failure's sentence.
+/// What a person reads for a state, by its name in the list ("link-expired"); `reason` is a failure's
+/// sentence.
 [[nodiscard]] std::string state(std::string_view stateName, std::string_view reason = {});
 /// What a person is told when the finished file isn't the one its checksum describes; `folder` as shown.
 [[nodiscard]] std::string checksumMismatch(std::string_view algorithmName, std::string_view folder);
 
 /// One download as far as it is told in a line. Texts are as they come from outside; nothing is kept of them.
 struct Progress {
-    std::string_view stateName;  ///< Its name in the list.
-    std::string_view reason{};   ///< A failure's sentence.
-    std::int64_t done = 0;       ///< Bytes.
+    std::string_view stateName; ///< Its name in the list.
+    std::string_view reason{};  ///< A failure's sentence.
+    std::int64_t done = 0;      ///< Bytes.
     std::optional<std::int64_t> size{};
     double bytesPerSecond = 0;
     std::optional<double> secondsLeft{};

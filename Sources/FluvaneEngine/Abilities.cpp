@@ -24,8 +24,8 @@ Abilities abilities(const Download& download) {
     const bool finished = state.is<State::Finished>();
     const bool ending = state.is<State::Verifying>() || state.is<State::Finishing>();
     Abilities can;
-    can.pause = waits || state.is<State::Queued>() || state.is<State::Starting>() ||
-                state.is<State::Downloading>();
+    can.pause =
+        waits || state.is<State::Queued>() || state.is<State::Starting>() || state.is<State::Downloading>();
     can.tryAgain = state.is<State::Failed>() || state.isWaiting(State::Wait::linkExpired);
     can.downloadAnyway = state.isWaiting(State::Wait::limitedNetwork);
     // Without a network it would only wait again.

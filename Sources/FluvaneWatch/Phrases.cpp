@@ -1,21 +1,15 @@
 #include "FluvaneWatch/Phrases.h"
 
-#include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace fluvane::watch {
 
 namespace {
-
-constexpr char32_t replacement = 0xFFFD;
-
-bool turnsDirection(char32_t scalar) {
-    return (scalar >= 0x202A && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
-}
 
 std::string checksumName(const Row& row) {
     if (row.checksum.starts_with("sha256")) {
@@ -24,39 +18,22 @@ std::string checksumName(const Row& row) {
     return row.checksum.starts_with("sha1") ? "SHA-1" : "MD5";
 }
 
-std::string amount(const Row& row) {
-    if (row.state == "finished" || !row.size) {
-        return Words::bytes(row.state == "finished" && row.size ? *row.size : row.downloaded);
+/// The row as the wording takes it; what it points to is the row's.
+Words::Progress progressOf(const Row& row) {
+    Words::Progress progress{.stateName = row.state, .reason = row.reason, .done = row.downloaded};
+    progress.size = row.size;
+    progress.bytesPerSecond = static_cast<double>(row.bytesPerSecond);
+    if (row.size && row.bytesPerSecond > 0 && *row.size > row.downloaded) {
+        progress.secondsLeft = static_cast<double>(*row.size - row.downloaded) / progress.bytesPerSecond;
     }
-    return fmt::format("{} of {}", Words::bytes(row.downloaded), Words::bytes(*row.size));
+    progress.connections = row.connections;
+    progress.placeInLine = row.placeInLine;
+    progress.checksumMatches = row.checksumMatches;
+    return progress;
 }
 
 std::string folderOf(const Row& row) {
     return printable(row.file.substr(0, row.file.rfind('/')));
-}
-
-std::string place(std::int64_t number) {
-    return fmt::format("number {} in line", number);
-}
-
-void addFlow(const Row& row, std::vector<std::string>& parts) {
-    parts.push_back(Words::speed(static_cast<double>(row.bytesPerSecond)));
-    parts.push_back(Words::connections(row.connections));
-    if (row.size && row.bytesPerSecond > 0 && *row.size > row.downloaded) {
-        parts.push_back(Words::timeLeft(static_cast<double>(*row.size - row.downloaded) /
-                                        static_cast<double>(row.bytesPerSecond)));
-    }
-}
-
-void addResult(const Row& row, std::vector<std::string>& parts) {
-    if (row.checksumMatches) {
-        parts.push_back(checksumName(row) + (*row.checksumMatches ? " matches" : " doesn't match"));
-    } else if (!row.checksum.empty()) {
-        parts.push_back("its " + checksumName(row) + " is being checked");
-    }
-    if (!row.file.empty()) {
-        parts.push_back(printable(row.file));
-    }
 }
 
 std::string stoppedSentence(const Row& row) {
@@ -77,14 +54,7 @@ std::string stoppedSentence(const Row& row) {
 } // namespace
 
 std::string printable(std::string_view text) {
-    auto scalars = text::scalars(text);
-    std::ranges::replace_if(
-        scalars,
-        [](char32_t scalar) {
-            return text::isControl(scalar) || text::isNewline(scalar) || turnsDirection(scalar);
-        },
-        replacement);
-    return text::utf8(scalars);
+    return Words::oneLine(text);
 }
 
 std::string stateWords(const Row& row) {
@@ -92,30 +62,27 @@ std::string stateWords(const Row& row) {
 }
 
 std::vector<std::string> figures(const Row& row) {
+    auto progress = progressOf(row);
+    const std::string checksum = row.checksum.empty() ? std::string() : checksumName(row);
+    progress.checksumName = checksum;
     std::vector<std::string> parts;
     if (row.downloaded > 0 || row.size) {
-        parts.push_back(amount(row));
+        parts.push_back(Words::amount(progress));
     }
     if (row.state == "downloading") {
-        addFlow(row, parts);
+        std::ranges::move(Words::flow(progress), std::back_inserter(parts));
     } else if (row.state == "finished") {
-        addResult(row, parts);
+        parts.push_back(Words::checksumResult(progress));
+        parts.push_back(printable(row.file));
+        std::erase(parts, "");
     } else if (row.placeInLine) {
-        parts.push_back(place(*row.placeInLine));
+        parts.push_back(Words::placeInLine(*row.placeInLine));
     }
     return parts;
 }
 
 std::optional<double> fraction(const Row& row) {
-    if (row.state == "finished") {
-        return 1;
-    }
-    if (!row.size) {
-        return std::nullopt;
-    }
-    return *row.size == 0
-               ? 1.0
-               : std::min(1.0, static_cast<double>(row.downloaded) / static_cast<double>(*row.size));
+    return Words::fraction(progressOf(row));
 }
 
 std::string plainLine(const Row& row) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <ctime>
 #include <limits>
 #include <utility>
 
@@ -65,6 +66,79 @@ TEST(Words, StatesAndChecksums) {
         Words::checksumMismatch("MD5", "/tmp/in"),
         "Its MD5 doesn't match the one given, so it may not be the file you meant to get. It's in /tmp/in; "
         "don't open it unless you know why.");
+}
+
+TEST(Words, LinesForEveryState) {
+    using P = Words::Progress;
+    constexpr std::int64_t big = 3'000'000'000;
+    constexpr std::int64_t part = 1'234'000'000;
+    const P running{.stateName = "downloading",
+                    .done = part,
+                    .size = big,
+                    .bytesPerSecond = 5e6,
+                    .secondsLeft = 170,
+                    .connections = 8};
+    const auto with = [](P progress, auto change) {
+        change(progress);
+        return progress;
+    };
+    const P done{.stateName = "finished", .done = 7, .size = big, .folder = "/d", .when = "today at 9:05"};
+    const NamedRows<P, const char*> rows = {
+        {"running", running, "1.2 GB of 3 GB, 5 MB/s, about 3 minutes left, 8 connections"},
+        {"size unknown",
+         {.stateName = "downloading", .done = 2000, .secondsLeft = 3, .connections = 1},
+         "2 KB, 0 bytes/s, 1 connection"},
+        {"prioritized", with(running, [](P& p) { p.secondsLeft.reset(), p.prioritized = true; }),
+         "1.2 GB of 3 GB, 5 MB/s, 8 connections, prioritized"},
+        {"in line", {.stateName = "queued", .placeInLine = 2}, "Number 2 in line"},
+        {"in line again",
+         {.stateName = "queued", .done = part, .size = big, .placeInLine = 1},
+         "Number 1 in line, 1.2 GB of 3 GB"},
+        {"paused",
+         {.stateName = "paused", .done = 1'350'000'000, .size = big},
+         "Paused at 45 %, 1.4 GB of 3 GB"},
+        {"paused before it began", {.stateName = "paused"}, "Paused"},
+        {"paused, size unknown", {.stateName = "paused", .done = 2000}, "Paused, 2 KB"},
+        {"offline",
+         {.stateName = "offline", .done = part, .size = big},
+         "Paused: you're offline. It picks up when you're back."},
+        {"retrying",
+         {.stateName = "retrying", .done = 1, .size = 2},
+         "Trying again in a moment, 1 byte of 2 bytes"},
+        {"failed", {.stateName = "failed", .reason = "No\nspace.", .done = 1}, "No\uFFFDspace."},
+        {"verifying",
+         {.stateName = "verifying", .done = big, .size = big},
+         "Checking the file, 3 GB of 3 GB"},
+        {"finished", done, "3 GB, finished today at 9:05 in /d"},
+        {"right", with(done, [](P& p) { p.checksumName = "MD5", p.checksumMatches = true, p.folder = ""; }),
+         "3 GB, finished today at 9:05, MD5 matches"},
+        {"wrong", with(done, [](P& p) { p.checksumName = "MD5", p.checksumMatches = false, p.when = ""; }),
+         "MD5 doesn't match, 3 GB, in /d"},
+        {"empty file", {.stateName = "finished", .size = 0}, "0 bytes"},
+    };
+    expectRows(rows, Words::line);
+}
+
+TEST(Words, Fractions) {
+    EXPECT_EQ(Words::fraction({.stateName = "finished"}), 1.0);
+    EXPECT_EQ(Words::fraction({.stateName = "paused", .done = 9, .size = 6}), 1.0);
+    EXPECT_EQ(Words::fraction({.stateName = "paused", .size = 0}), 1.0);
+    EXPECT_EQ(Words::fraction({.stateName = "paused", .done = 9}), std::nullopt);
+    EXPECT_EQ(Words::fraction({.stateName = "paused", .size = -5}), std::nullopt);
+}
+
+TEST(Words, Moments) {
+    const auto moment = [](int year, int month, int day, int hour, int minute) {
+        std::tm parts{};
+        parts.tm_year = year - 1900, parts.tm_mon = month - 1, parts.tm_mday = day;
+        parts.tm_hour = hour, parts.tm_min = minute, parts.tm_isdst = -1;
+        return std::chrono::system_clock::from_time_t(std::mktime(&parts));
+    };
+    const Date now = moment(2026, 1, 1, 0, 30);
+    EXPECT_EQ(Words::when(moment(2026, 1, 1, 0, 5), now), "today at 0:05");
+    EXPECT_EQ(Words::when(moment(2025, 12, 31, 23, 59), now), "yesterday at 23:59");
+    EXPECT_EQ(Words::when(moment(2025, 12, 30, 12, 0), now), "30 December 2025");
+    EXPECT_EQ(Words::when(moment(2026, 5, 3, 12, 0), now), "3 May"); // a clock that was set back
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "FluvaneCore/Objections.h"
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Text.h"
+#include "FluvaneEngine/Abilities.h"
 
 #include <algorithm>
 #include <array>
@@ -28,11 +29,6 @@ Reply noDownload(const std::string& typed) {
 bool isOffWord(const std::string& argument) {
     const std::string word = text::lowercased(argument);
     return word == "off" || word == "no" || word == "false";
-}
-
-bool canGoFirst(const DownloadState& state) {
-    return !state.is<DownloadState::Verifying>() && !state.is<DownloadState::Finishing>() &&
-           !state.is<DownloadState::Finished>() && !state.isWaiting(DownloadState::Wait::linkExpired);
 }
 
 std::string joined(const std::vector<std::string>& words, std::size_t from,
@@ -162,8 +158,7 @@ Reply CommandCenter::next(const Arguments& arguments) {
     if (!download) {
         return failure("Say which download: fluvane next <number>. `fluvane list` shows their numbers.");
     }
-    const DownloadState& state = download->record.state;
-    if (!state.is<DownloadState::Queued>() && !state.is<DownloadState::Paused>()) {
+    if (!canBeNext(download->record.state)) {
         return failure("Download " + std::to_string(download->id()) + " isn't waiting its turn or paused.");
     }
     manager_.downloadNext(download->id());
