@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QColor>
+#include <QLabel>
+#include <QPalette>
+
+namespace tessivar {
+
+/// The ratio by which one colour stands out from the other, 1 to 21.
+[[nodiscard]] double contrast(const QColor& one, const QColor& other);
+/// Text of less weight than the palette's own, on its windows and in its lists: at least 4.5:1 on both.
+[[nodiscard]] QColor quietText(const QPalette& palette);
+/// The nearest shade of the colour that stands out from the ground by the ratio, darker or lighter as the
+/// ground asks.
+[[nodiscard]] QColor readable(const QColor& color, const QColor& ground, double ratio = 4.5);
+/// Whether the palette is a dark one.
+[[nodiscard]] bool isDark(const QPalette& palette);
+
+/// Words of explanation below a control or a heading: quiet, wrapped, and so in any palette. `text` is plain.
+class QuietLabel : public QLabel {
+    Q_OBJECT
+
+public:
+    explicit QuietLabel(const QString& text = {}, QWidget* parent = nullptr);
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void tint();
+    bool tinting_ = false;
+};
+
+} // namespace tessivar

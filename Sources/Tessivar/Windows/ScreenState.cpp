@@ -1,0 +1,243 @@
+#include "Tessivar/Windows/ScreenState.h"
+
+#include <nlohmann/json.hpp>
+
+#include <QAbstractButton>
+#include <QAbstractItemView>
+#include <QAbstractSpinBox>
+#include <QAccessible>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMetaEnum>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QSlider>
+#include <QTextDocumentFragment>
+#include <QTextEdit>
+#include <QToolButton>
+
+#include <algorithm>
+#include <set>
+#include <stdexcept>
+
+namespace tessivar {
+
+namespace {
+
+using Json = nlohmann::json;
+
+std::string withoutMnemonic(QString text) {
+    text.replace("&&", QString(QChar(0)));
+    text.remove('&');
+    text.replace(QChar(0), '&');
+    return text.toStdString();
+}
+
+Json describe(const QAction& action) {
+    Json json = {{"text", withoutMnemonic(action.text())}};
+    if (!action.shortcut().isEmpty()) {
+        json["shortcut"] = action.shortcut().toString(QKeySequence::PortableText).toStdString();
+    }
+    if (action.isCheckable()) {
+        json["checked"] = action.isChecked();
+    }
+    return json;
+}
+
+std::string roleName(QAccessible::Role role) {
+    const char* name = QMetaEnum::fromType<QAccessible::Role>().valueToKey(role);
+    return name ? name : "Unknown";
+}
+
+/// Named and valued as a screen reader has it.
+Json describeControl(QWidget& widget) {
+    Json json = {{"enabled", widget.isEnabled()}};
+    if (!widget.objectName().isEmpty()) {
+        json["object"] = widget.objectName().toStdString();
+    }
+    QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(&widget);
+    if (!interface) {
+        return json;
+    }
+    json["role"] = roleName(interface->role());
+    json["name"] = interface->text(QAccessible::Name).toStdString();
+    if (const QString value = interface->text(QAccessible::Value); !value.isEmpty()) {
+        json["value"] = value.toStdString();
+    }
+    const auto state = interface->state();
+    if (state.checkable) {
+        json["checked"] = bool(state.checked);
+    }
+    if (state.focused) {
+        json["focused"] = true;
+    }
+    return json;
+}
+
+std::string rowText(const QAbstractItemModel& model, int row, const QModelIndex& root) {
+    std::string text;
+    for (int column = 0; column < model.columnCount(root); ++column) {
+        const QModelIndex index = model.index(row, column, root);
+        QString cell = index.data(Qt::AccessibleTextRole).toString();
+        if (cell.isEmpty()) {
+            cell = index.data(Qt::DisplayRole).toString();
+        }
+        text += (text.empty() || cell.isEmpty() ? "" : ", ") + cell.toStdString();
+    }
+    return text;
+}
+
+Json describeList(const QAbstractItemView& view) {
+    Json json = {{"name", view.accessibleName().toStdString()}, {"rows", Json::array()}};
+    const auto* model = view.model();
+    const int count = model ? model->rowCount(view.rootIndex()) : 0;
+    json["count"] = count;
+    for (int row = 0; row < std::min(count, ScreenState::mostRows); ++row) {
+        const QModelIndex index = model->index(row, 0, view.rootIndex());
+        Json line = {{"text", rowText(*model, row, view.rootIndex())}};
+        if (view.selectionModel()->isSelected(index)) {
+            line["selected"] = true;
+        }
+        if (const QVariant checked = index.data(Qt::CheckStateRole); checked.isValid()) {
+            line["checked"] = checked.toInt() == Qt::Checked;
+        }
+        json["rows"].push_back(std::move(line));
+    }
+    return json;
+}
+
+bool isControl(const QWidget& widget) {
+    return qobject_cast<const QAbstractButton*>(&widget) || qobject_cast<const QLineEdit*>(&widget) ||
+           qobject_cast<const QPlainTextEdit*>(&widget) || qobject_cast<const QTextEdit*>(&widget) ||
+           qobject_cast<const QComboBox*>(&widget) || qobject_cast<const QAbstractSpinBox*>(&widget) ||
+           qobject_cast<const QAbstractSlider*>(&widget) || qobject_cast<const QProgressBar*>(&widget);
+}
+
+/// The parts that Qt makes a control of (a combo box's list, a spin box's field, scroll bars) are told by it.
+bool isPart(const QWidget& widget) {
+    if (widget.objectName().startsWith("qt_")) {
+        return true;
+    }
+    const auto* parent = widget.parentWidget();
+    return qobject_cast<const QComboBox*>(parent) || qobject_cast<const QAbstractSpinBox*>(parent) ||
+           qobject_cast<const QLineEdit*>(parent) || widget.inherits("QScrollBar");
+}
+
+std::string plain(const QLabel& label) {
+    const bool rich = label.textFormat() == Qt::RichText ||
+                      (label.textFormat() == Qt::AutoText && Qt::mightBeRichText(label.text()));
+    return rich ? QTextDocumentFragment::fromHtml(label.text()).toPlainText().toStdString()
+                : withoutMnemonic(label.text());
+}
+
+/// A widget that draws itself says in its accessible texts what it shows.
+std::string drawnText(const QWidget& widget) {
+    const auto name = widget.accessibleName();
+    const auto description = widget.accessibleDescription();
+    return (name.isEmpty() || description.isEmpty() ? name + description : name + ": " + description)
+        .toStdString();
+}
+
+void addActions(const QWidget& widget, Json& actions, std::set<const QAction*>& seen) {
+    for (const QAction* action : widget.actions()) {
+        const bool usable = action->isEnabled() && action->isVisible() && !action->isSeparator();
+        if (usable && !action->text().isEmpty() && seen.insert(action).second) {
+            actions.push_back(describe(*action));
+        }
+    }
+}
+
+Json describeWindow(QWidget& window) {
+    Json json = {{"name", window.objectName().toStdString()},
+                 {"title", window.windowTitle().toStdString()},
+                 {"active", window.isActiveWindow()},
+                 {"texts", Json::array()},
+                 {"controls", Json::array()},
+                 {"lists", Json::array()},
+                 {"actions", Json::array()}};
+    std::set<const QAction*> seen;
+    addActions(window, json["actions"], seen);
+    for (QWidget* widget : window.findChildren<QWidget*>()) {
+        if (!widget->isVisible() || widget->window() != &window || isPart(*widget)) {
+            continue;
+        }
+        addActions(*widget, json["actions"], seen);
+        if (const auto* list = qobject_cast<QAbstractItemView*>(widget)) {
+            json["lists"].push_back(describeList(*list));
+        } else if (const auto* label = qobject_cast<QLabel*>(widget)) {
+            if (!label->text().isEmpty()) {
+                json["texts"].push_back(plain(*label));
+            }
+        } else if (isControl(*widget)) {
+            json["controls"].push_back(describeControl(*widget));
+        } else if (const auto text = drawnText(*widget); !text.empty()) {
+            json["texts"].push_back(text);
+        }
+    }
+    return json;
+}
+
+QWidgetList windowsOnScreen() {
+    QWidgetList windows = QApplication::topLevelWidgets();
+    windows.removeIf([](const QWidget* widget) {
+        return !widget->isVisible() || widget->windowType() == Qt::Popup ||
+               widget->windowType() == Qt::ToolTip || widget->windowType() == Qt::Desktop;
+    });
+    std::ranges::sort(windows, {}, [](const QWidget* window) { return window->objectName(); });
+    return windows;
+}
+
+} // namespace
+
+Json ScreenState::windows() {
+    Json all = Json::array();
+    for (QWidget* window : windowsOnScreen()) {
+        all.push_back(describeWindow(*window));
+    }
+    return all;
+}
+
+Json ScreenState::menu(const QMenu& menu) {
+    Json items = Json::array();
+    for (const QAction* action : menu.actions()) {
+        if (!action->isVisible() || action->isSeparator()) {
+            continue;
+        }
+        Json item = describe(*action);
+        item["enabled"] = action->isEnabled();
+        if (const auto* inner = action->menu<QMenu*>()) {
+            item["items"] = ScreenState::menu(*inner);
+        }
+        items.push_back(std::move(item));
+    }
+    return items;
+}
+
+std::string savePicture(const QImage& picture, const std::string& folder, const std::string& name) {
+    const QString path = QDir(QString::fromStdString(folder)).filePath(QString::fromStdString(name) + ".png");
+    if (!QDir().mkpath(QString::fromStdString(folder)) || !picture.save(path, "PNG")) {
+        throw std::runtime_error("The picture " + path.toStdString() + " can't be written.");
+    }
+    return path.toStdString();
+}
+
+std::vector<std::string> drawWindows(const std::string& folder, const std::string& prefix) {
+    std::vector<std::string> paths;
+    std::multiset<QString> names;
+    for (QWidget* window : windowsOnScreen()) {
+        const QString name = window->objectName().isEmpty() ? "window" : window->objectName();
+        names.insert(name);
+        const auto count = names.count(name);
+        const QString numbered = count > 1 ? name + "-" + QString::number(count) : name;
+        paths.push_back(savePicture(window->grab().toImage(), folder, prefix + numbered.toStdString()));
+    }
+    return paths;
+}
+
+} // namespace tessivar

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <QWidget>
+
+#include <string>
+#include <vector>
+
+class QImage;
+class QMenu;
+
+namespace tessivar {
+
+/// What a person sees, in the words that a screen reader says. Main thread.
+namespace ScreenState {
+
+/// The rows of one list that are told; a longer list says how many it has.
+inline constexpr int mostRows = 500;
+
+/// Every window on screen: its name and title, its texts, controls, rows and the actions that can be used.
+[[nodiscard]] nlohmann::json windows();
+/// The items of a menu, those of its submenus within them.
+[[nodiscard]] nlohmann::json menu(const QMenu& menu);
+
+} // namespace ScreenState
+
+/// Draws every window as it stands to `<folder>/<prefix><name of the window>.png`. Returns the paths. Fails
+/// with std::runtime_error, a sentence for the user. Works on any platform, also without a screen.
+[[nodiscard]] std::vector<std::string> drawWindows(const std::string& folder, const std::string& prefix);
+/// Saves one picture the same way.
+[[nodiscard]] std::string savePicture(const QImage& picture, const std::string& folder,
+                                      const std::string& name);
+
+} // namespace tessivar
