@@ -236,6 +236,15 @@ std::string line(const Progress& progress) {
     return joined(parts);
 }
 
+std::string totals(const Totals& totals) {
+    const std::string running =
+        totals.running > 0 ? std::to_string(totals.running) + " running" : "Nothing running";
+    return joined(
+        {running, totals.waiting > 0 ? std::to_string(totals.waiting) + " waiting" : std::string(),
+         totals.running > 0 ? speed(totals.bytesPerSecond) : std::string(),
+         totals.speedLimit ? "up to " + speed(static_cast<double>(*totals.speedLimit)) : std::string()});
+}
+
 std::string when(Date date, Date now) {
     static constexpr std::array months = {"January",   "February", "March",    "April",
                                           "May",       "June",     "July",     "August",

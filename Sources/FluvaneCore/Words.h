@@ -58,6 +58,15 @@ struct Progress {
 /// minutes left, 8 connections", "Paused at 45 %, 1.2 GB of 3 GB", a failure's sentence.
 [[nodiscard]] std::string line(const Progress& progress);
 
+/// All downloads together: "2 running, 3 waiting, 12 MB/s, up to 20 MB/s".
+struct Totals {
+    std::int64_t running = 0;
+    std::int64_t waiting = 0;
+    double bytesPerSecond = 0;
+    std::optional<std::int64_t> speedLimit{};
+};
+[[nodiscard]] std::string totals(const Totals& totals);
+
 /// "today at 14:05", "yesterday at 9:30", "3 May", "3 May 2025", by the local time.
 [[nodiscard]] std::string when(Date date, Date now);
 

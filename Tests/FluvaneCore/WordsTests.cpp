@@ -119,6 +119,12 @@ TEST(Words, LinesForEveryState) {
     expectRows(rows, Words::line);
 }
 
+TEST(Words, Totals) {
+    EXPECT_EQ(Words::totals({.running = 2, .waiting = 3, .bytesPerSecond = 12e6, .speedLimit = 20'000'000}),
+              "2 running, 3 waiting, 12 MB/s, up to 20 MB/s");
+    EXPECT_EQ(Words::totals({.waiting = 1}), "Nothing running, 1 waiting");
+}
+
 TEST(Words, Fractions) {
     EXPECT_EQ(Words::fraction({.stateName = "finished"}), 1.0);
     EXPECT_EQ(Words::fraction({.stateName = "paused", .done = 9, .size = 6}), 1.0);

@@ -10,8 +10,8 @@
 
 namespace fluvane {
 
-/// The rows of a DownloadsModel that are wanted, in the order wanted. Changing what is wanted resets the rows,
-/// so that any list is searched within a frame; changes of the downloads are told one by one.
+/// The rows of a DownloadsModel that are wanted, in the order wanted. Changing what is wanted resets the
+/// rows, so that any list is searched within a frame; changes of the downloads are told one by one.
 class DownloadsFilter : public QAbstractProxyModel {
     Q_OBJECT
 
@@ -44,16 +44,18 @@ public:
 private:
     [[nodiscard]] bool wanted(int source) const;
     [[nodiscard]] bool before(int a, int b) const;
-    [[nodiscard]] std::vector<int> arranged() const;
+    [[nodiscard]] int shownAt(int source) const { return shown_[static_cast<std::size_t>(source)]; }
+    void arrange();
+    void number();
     void rebuild();
-    void index(std::vector<int> rows);
-    void sourceChanged(const QModelIndex& first, const QModelIndex& last);
+    void touch(int first, int last);
     void sourceInserted(int first, int last);
     void sourceRemoving(int first, int last);
     void sourceRemoved(int first, int last);
-    void take(int source);
-    void put(int source);
-    void rearrange();
+    void take(int row);
+    void catchUp();
+    void tell(const std::vector<int>& touched);
+    void sort();
 
     DownloadsModel& model_;
     std::vector<int> rows_;  ///< Rows of the model, as shown.
@@ -63,7 +65,8 @@ private:
     bool descending_ = false;
     QString search_;
     QStringList words_;
-    bool dirty_ = false;
+    std::vector<int> touched_; ///< Rows of the model that changed during its refresh.
+    bool resetting_ = false;
 };
 
 } // namespace fluvane

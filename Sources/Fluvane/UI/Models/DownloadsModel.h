@@ -14,10 +14,12 @@
 namespace fluvane {
 
 /// What the line about a download is made of. `place` is its place in line; `now` decides between "today" and
-/// a date. Holds the texts that the line is made of, so it must outlive what `progress` returns.
+/// a date. For at once: it holds texts of its own and points into the download.
 class DownloadWords {
 public:
     DownloadWords(const Download& download, std::optional<std::int64_t> place, Date now);
+    DownloadWords(const DownloadWords&) = delete;
+    DownloadWords& operator=(const DownloadWords&) = delete;
     [[nodiscard]] const Words::Progress& progress() const { return progress_; }
     [[nodiscard]] std::string line() const { return Words::line(progress_); }
 
@@ -48,7 +50,7 @@ public:
         StateIconRole,             ///< Name of the icon for the state.
         FileRole,                  ///< QUrl of the finished file; invalid for any other.
         PrioritizedRole,
-        HasBarRole,                ///< Whether there is progress to draw.
+        HasBarRole, ///< Whether there is progress to draw.
     };
 
     /// What of a download is compared. Cheap to take, with 10,000 of them four times a second.
@@ -61,13 +63,15 @@ public:
         int connections = 0;
         std::int64_t done = 0;
         std::int64_t size = -1;
-        std::int64_t speed = 0;    ///< Bytes per second.
-        std::int64_t left = -1;    ///< Seconds.
-        std::int64_t place = 0;    ///< In line, from 1; 0: not in it.
+        std::int64_t speed = 0; ///< Bytes per second.
+        std::int64_t left = -1; ///< Seconds.
+        std::int64_t place = 0; ///< In line, from 1; 0: not in it.
         std::int64_t queueKey = 0;
         Date completed{};
         friend bool operator==(const Snapshot&, const Snapshot&) = default;
         [[nodiscard]] double fraction() const; ///< Below 0 when it can't be known.
+        /// One whose file isn't the expected one is finished and needs attention.
+        [[nodiscard]] bool isIn(StateGroup wanted) const;
     };
     struct Summary {
         int total = 0, running = 0, waiting = 0, paused = 0, attention = 0, finished = 0;
@@ -87,6 +91,8 @@ public:
 
     /// Brings the rows up to the manager's list.
     void refresh();
+    /// The end of a refresh, changed or not.
+    Q_SIGNAL void refreshed();
     [[nodiscard]] const Summary& summary() const { return summary_; }
 
     [[nodiscard]] std::optional<int> rowOf(std::int64_t id) const;
@@ -105,17 +111,18 @@ private:
         QString folded;
     };
 
-    [[nodiscard]] static Row made(const Download& download);
     static bool rename(Row& row, const Download& download);
     void removeGone(const std::vector<const Download*>& list);
-    void update(const std::vector<const Download*>& list);
     void append(const std::vector<const Download*>& list);
-    void place();
+    void update(const std::vector<const Download*>& list);
+    void findPlaces(std::vector<bool>& changed);
     void count();
-    void tell(std::vector<bool> changed);
+    void tell(const std::vector<bool>& changed);
+    [[nodiscard]] QVariant told(const Row& row, const Download& download, int role) const;
 
     const DownloadManager& manager_;
     std::vector<Row> rows_;
+    std::size_t placed_ = 0; ///< Downloads waiting when places in line were last found.
     Summary summary_;
 };
 

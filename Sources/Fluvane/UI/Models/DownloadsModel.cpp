@@ -1,0 +1,437 @@
+#include "Fluvane/UI/Models/DownloadsModel.h"
+
+#include "FluvaneCore/Rules.h"
+#include "FluvaneCore/StateName.h"
+#include "FluvaneCore/Text.h"
+
+#include <QFileInfo>
+#include <QMimeData>
+#include <QUrl>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <unordered_map>
+
+namespace fluvane {
+
+using State = DownloadState;
+
+namespace {
+
+/// Gaps in the list up to which rows are removed one gap at a time.
+constexpr std::size_t fewGaps = 64;
+
+QString shown(std::string_view utf8) {
+    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+}
+
+StateGroup groupOf(const State& state) {
+    if (state.is<State::Finished>()) {
+        return StateGroup::finished;
+    }
+    if (state.is<State::Failed>() || state.isWaiting(State::Wait::linkExpired)) {
+        return StateGroup::attention;
+    }
+    if (state.is<State::Paused>()) {
+        return StateGroup::paused;
+    }
+    return state.isActive() ? StateGroup::running : StateGroup::waiting;
+}
+
+int stateNumber(const State& state) {
+    const auto* waiting = std::get_if<State::Waiting>(&state.value);
+    return static_cast<int>(state.value.index()) * 8 + (waiting ? static_cast<int>(waiting->reason) : 0);
+}
+
+enum ChecksumState { noChecksum, unchecked, matching, differing };
+
+int checksumState(const DownloadRecord& record) {
+    if (!record.checksum) {
+        return noChecksum;
+    }
+    return !record.checksumResult ? unchecked : record.checksumResult->matches() ? matching : differing;
+}
+
+std::int64_t whole(double number) {
+    constexpr double most = 9e18;
+    return number > 0 ? static_cast<std::int64_t>(std::min(number, most)) : 0;
+}
+
+DownloadsModel::Snapshot taken(const Download& download, std::int64_t place) {
+    const DownloadRecord& record = download.record;
+    DownloadsModel::Snapshot now;
+    now.id = record.id;
+    now.group = groupOf(record.state);
+    now.state = stateNumber(record.state);
+    now.prioritized = download.isPrioritized();
+    now.checksum = checksumState(record);
+    now.size = record.size.value_or(-1);
+    now.queueKey = record.queueKey();
+    now.done = download.liveBytes();
+    now.place = place;
+    if (now.group == StateGroup::running) {
+        now.connections = download.connections();
+        now.speed = whole(download.speed());
+        now.left = download.secondsLeft ? whole(*download.secondsLeft) : -1;
+    }
+    now.completed = record.completed.value_or(Date());
+    return now;
+}
+
+QString hostOf(const URL& link) {
+    return shown(link.host().value_or(""));
+}
+
+const char* stateIcon(const DownloadRecord& record) {
+    const State& state = record.state;
+    if (state.is<State::Failed>() || checksumState(record) == differing) {
+        return "warning";
+    }
+    if (const auto* waiting = std::get_if<State::Waiting>(&state.value)) {
+        switch (waiting->reason) {
+        case State::Wait::offline:
+        case State::Wait::limitedNetwork:
+            return "offline";
+        case State::Wait::retrying:
+            return "retry";
+        case State::Wait::linkExpired:
+            return "link";
+        }
+    }
+    return state.is<State::Finished>()                                    ? "check"
+           : state.is<State::Paused>()                                    ? "pause"
+           : state.is<State::Queued>()                                    ? "clock"
+           : state.is<State::Verifying>() || state.is<State::Finishing>() ? "checksum"
+                                                                          : "download";
+}
+
+QUrl fileURL(const DownloadRecord& record) {
+    const bool finished = record.state.is<State::Finished>() && record.file;
+    return finished ? QUrl::fromEncoded(QByteArray::fromStdString(record.file->absoluteString())) : QUrl();
+}
+
+/// Never read as marked-up text, whatever a name holds.
+QString toolTip(const QString& name, const QString& line) {
+    return "<p>" + name.toHtmlEscaped() + "</p><p>" + line.toHtmlEscaped() + "</p>";
+}
+
+} // namespace
+
+// Words
+
+DownloadWords::DownloadWords(const Download& download, std::optional<std::int64_t> place, Date now) {
+    const DownloadRecord& record = download.record;
+    progress_.stateName = stateName(record.state);
+    if (const auto* reason = record.state.failure()) {
+        progress_.reason = *reason;
+    }
+    progress_.done = download.liveBytes();
+    progress_.size = record.size;
+    progress_.bytesPerSecond = download.speed();
+    progress_.secondsLeft = download.secondsLeft;
+    progress_.connections = download.connections();
+    progress_.placeInLine = place;
+    progress_.prioritized = download.isPrioritized();
+    if (record.checksum) {
+        progress_.checksumName = Checksum::name(record.checksum->algorithm);
+        progress_.checksumMatches =
+            record.checksumResult ? std::optional(record.checksumResult->matches()) : std::nullopt;
+    }
+    if (record.state.is<State::Finished>()) {
+        folder_ = record.folder.path();
+        when_ = record.completed ? Words::when(*record.completed, now) : "";
+    }
+    progress_.folder = folder_;
+    progress_.when = when_;
+}
+
+QString kindIcon(std::string_view fileName) {
+    static constexpr std::array names = {"kind-disk-image", "kind-archive",  "kind-video",
+                                         "kind-audio",      "kind-document", "kind-image"};
+    const std::string extension = text::lowercased(text::pathExtension(fileName));
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (fileKind::hasExtension(fileKind::all[i], extension)) {
+            return names[i];
+        }
+    }
+    return "kind-file";
+}
+
+QString folded(const QString& given) {
+    const bool plain = std::ranges::all_of(given, [](QChar character) { return character.unicode() < 0x80; });
+    if (plain) {
+        return given.toLower();
+    }
+    QString apart = given.normalized(QString::NormalizationForm_KD);
+    apart.removeIf([](QChar character) { return character.isMark(); });
+    return apart.toCaseFolded();
+}
+
+// The list
+
+double DownloadsModel::Snapshot::fraction() const {
+    if (group == StateGroup::finished) {
+        return 1;
+    }
+    if (size < 0) {
+        return -1;
+    }
+    return size == 0 ? 1 : std::clamp(static_cast<double>(done) / static_cast<double>(size), 0.0, 1.0);
+}
+
+bool DownloadsModel::Snapshot::isIn(StateGroup wanted) const {
+    return wanted == StateGroup::all || wanted == group ||
+           (wanted == StateGroup::attention && checksum == differing && group == StateGroup::finished);
+}
+
+int DownloadsModel::Summary::in(StateGroup group) const {
+    switch (group) {
+    case StateGroup::all:
+        return total;
+    case StateGroup::running:
+        return running;
+    case StateGroup::waiting:
+        return waiting;
+    case StateGroup::paused:
+        return paused;
+    case StateGroup::attention:
+        return attention;
+    case StateGroup::finished:
+        return finished;
+    }
+    return 0;
+}
+
+DownloadsModel::DownloadsModel(const DownloadManager& manager, QObject* parent)
+    : QAbstractListModel(parent), manager_(manager) {}
+
+void DownloadsModel::refresh() {
+    const auto list = manager_.downloads();
+    removeGone(list);
+    append(list);
+    update(list);
+    count();
+    Q_EMIT refreshed();
+}
+
+/// The manager's list only loses entries and grows at its end, so that rows are compared with it in one walk.
+void DownloadsModel::removeGone(const std::vector<const Download*>& list) {
+    std::vector<std::pair<std::size_t, std::size_t>> gaps; // first row and row past the last
+    std::size_t next = 0;
+    for (std::size_t row = 0; row < rows_.size(); ++row) {
+        if (next < list.size() && list[next]->id() == rows_[row].now.id) {
+            ++next;
+        } else if (!gaps.empty() && gaps.back().second == row) {
+            ++gaps.back().second;
+        } else {
+            gaps.emplace_back(row, row + 1);
+        }
+    }
+    if (gaps.size() > fewGaps) {
+        beginResetModel();
+        rows_.clear();
+        endResetModel();
+        return;
+    }
+    std::ranges::reverse(gaps);
+    for (const auto& [first, end] : gaps) {
+        beginRemoveRows({}, static_cast<int>(first), static_cast<int>(end) - 1);
+        rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(first),
+                    rows_.begin() + static_cast<std::ptrdiff_t>(end));
+        endRemoveRows();
+    }
+}
+
+bool DownloadsModel::rename(Row& row, const Download& download) {
+    const DownloadRecord& record = download.record;
+    const std::string& link = record.url.absoluteString();
+    if (!row.link.empty() && row.settledName == record.name && row.link == link) {
+        return false;
+    }
+    row.settledName = record.name;
+    row.link = link;
+    row.name = shown(Words::oneLine(record.displayName()));
+    row.folded = fluvane::folded(row.name) + "\n" + fluvane::folded(hostOf(record.url));
+    return true;
+}
+
+void DownloadsModel::append(const std::vector<const Download*>& list) {
+    if (list.size() <= rows_.size()) {
+        return;
+    }
+    beginInsertRows({}, static_cast<int>(rows_.size()), static_cast<int>(list.size()) - 1);
+    rows_.reserve(list.size());
+    while (rows_.size() < list.size()) {
+        const Download& download = *list[rows_.size()];
+        Row row;
+        row.now = taken(download, 0);
+        rename(row, download);
+        rows_.push_back(std::move(row));
+    }
+    endInsertRows();
+}
+
+void DownloadsModel::update(const std::vector<const Download*>& list) {
+    std::vector<bool> changed(rows_.size());
+    bool lineChanged = false;
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+        Row& row = rows_[i];
+        const Snapshot now = taken(*list[i], row.now.place);
+        changed[i] = rename(row, *list[i]);
+        if (now == row.now) {
+            continue;
+        }
+        lineChanged = lineChanged || now.state != row.now.state || now.queueKey != row.now.queueKey ||
+                      now.prioritized != row.now.prioritized;
+        row.now = now;
+        changed[i] = true;
+    }
+    const auto waiting = static_cast<std::size_t>(
+        std::ranges::count_if(rows_, [](const Row& row) { return row.now.group == StateGroup::waiting; }));
+    if (lineChanged || waiting != placed_) {
+        placed_ = waiting;
+        findPlaces(changed);
+    }
+    tell(changed);
+}
+
+/// Sorting the line costs more than all the rest: it is done when something in it changed.
+void DownloadsModel::findPlaces(std::vector<bool>& changed) {
+    std::unordered_map<std::int64_t, std::int64_t> places;
+    for (const Download* download : manager_.queue()) {
+        places.emplace(download->id(), static_cast<std::int64_t>(places.size()) + 1);
+    }
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+        const auto found = places.find(rows_[i].now.id);
+        const std::int64_t place = found == places.end() ? 0 : found->second;
+        if (rows_[i].now.place != place) {
+            rows_[i].now.place = place;
+            changed[i] = true;
+        }
+    }
+}
+
+void DownloadsModel::tell(const std::vector<bool>& changed) {
+    for (std::size_t i = 0; i < changed.size(); ++i) {
+        if (changed[i]) {
+            const std::size_t first = i;
+            while (i + 1 < changed.size() && changed[i + 1]) {
+                ++i;
+            }
+            Q_EMIT dataChanged(index(static_cast<int>(first)), index(static_cast<int>(i)));
+        }
+    }
+}
+
+void DownloadsModel::count() {
+    summary_ = {};
+    for (const Row& row : rows_) {
+        const auto add = [&row](int& number, StateGroup group) { number += row.now.isIn(group) ? 1 : 0; };
+        add(summary_.total, StateGroup::all);
+        add(summary_.running, StateGroup::running);
+        add(summary_.waiting, StateGroup::waiting);
+        add(summary_.paused, StateGroup::paused);
+        add(summary_.attention, StateGroup::attention);
+        add(summary_.finished, StateGroup::finished);
+        summary_.speed += row.now.speed;
+    }
+}
+
+std::optional<int> DownloadsModel::rowOf(std::int64_t id) const {
+    const auto byID = [](const Row& row) { return row.now.id; };
+    auto found = std::ranges::lower_bound(rows_, id, {}, byID);
+    if (found == rows_.end() || found->now.id != id) {
+        found = std::ranges::find(rows_, id, byID); // a list edited by hand may be in any order
+    }
+    return found == rows_.end() ? std::nullopt : std::optional(static_cast<int>(found - rows_.begin()));
+}
+
+const Download* DownloadsModel::download(int row) const {
+    return manager_.download(snapshot(row).id);
+}
+
+// What is shown
+
+int DownloadsModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(rows_.size());
+}
+
+QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
+        return {};
+    }
+    const Row& row = rows_[static_cast<std::size_t>(index.row())];
+    switch (role) {
+    case Qt::DisplayRole:
+        return row.name;
+    case IdRole:
+        return qlonglong{row.now.id};
+    case FractionRole:
+        return row.now.fraction() < 0 ? QVariant() : QVariant(row.now.fraction());
+    case PrioritizedRole:
+        return row.now.prioritized && row.now.group != StateGroup::finished;
+    case HasBarRole:
+        return row.now.group != StateGroup::finished &&
+               (row.now.group != StateGroup::attention || row.now.done > 0);
+    default:
+        const Download* const download = manager_.download(row.now.id);
+        return download ? told(row, *download, role) : QVariant();
+    }
+}
+
+QVariant DownloadsModel::told(const Row& row, const Download& download, int role) const {
+    const auto line = [&] {
+        const auto place = row.now.place > 0 ? std::optional(row.now.place) : std::nullopt;
+        return shown(DownloadWords(download, place, std::chrono::system_clock::now()).line());
+    };
+    switch (role) {
+    case LineRole:
+        return line();
+    case Qt::AccessibleTextRole: {
+        const double done = row.now.group == StateGroup::running ? row.now.fraction() : -1;
+        return row.name + ": " + (done >= 0 ? shown(Words::percent(done)) + ", " : QString()) + line();
+    }
+    case Qt::ToolTipRole:
+        return toolTip(row.name, line());
+    case StateRole:
+        return shown(stateName(download.record.state));
+    case KindIconRole:
+        return kindIcon(download.record.displayName());
+    case StateIconRole:
+        return stateIcon(download.record);
+    case FileRole:
+        return fileURL(download.record);
+    default:
+        return {};
+    }
+}
+
+Qt::ItemFlags DownloadsModel::flags(const QModelIndex& index) const {
+    const Qt::ItemFlags flags = QAbstractListModel::flags(index) | Qt::ItemNeverHasChildren;
+    const bool finished = index.isValid() && snapshot(index.row()).group == StateGroup::finished;
+    return finished ? flags | Qt::ItemIsDragEnabled : flags;
+}
+
+QStringList DownloadsModel::mimeTypes() const {
+    return {"text/uri-list"};
+}
+
+QMimeData* DownloadsModel::mimeData(const QModelIndexList& indexes) const {
+    QList<QUrl> files;
+    for (const auto& index : indexes) {
+        const QUrl file = data(index, FileRole).toUrl();
+        if (file.isValid() && QFileInfo::exists(file.toLocalFile())) {
+            files.append(file);
+        }
+    }
+    if (files.isEmpty()) {
+        return nullptr;
+    }
+    auto* const mime = new QMimeData;
+    mime->setUrls(files);
+    return mime;
+}
+
+} // namespace fluvane
