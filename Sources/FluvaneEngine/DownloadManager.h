@@ -58,11 +58,23 @@ public:
     [[nodiscard]] std::vector<const Download*> queue() const;
     [[nodiscard]] bool online() const { return online_; }
     [[nodiscard]] std::optional<LimitedNetwork> limitedNetwork() const { return limitedNetwork_; }
+    /// The folder that a path in the settings stands for; the user's download folder for none.
+    [[nodiscard]] URL folder(const std::optional<std::string>& path) const {
+        return surroundings_.folder(path);
+    }
 
     /// Without a folder it goes to the one in the settings; `autoFolder` lets rules choose another. Returns
     /// its number.
     std::int64_t add(const URL& url, const std::optional<URL>& folder, const std::optional<URL>& referrer,
                      const std::optional<Checksum>& checksum, bool autoFolder);
+    struct Addition {
+        URL url;
+        std::optional<URL> referrer{};
+        std::optional<Checksum> checksum{};
+    };
+    /// The same for many at once, admitted together: takes time in proportion to their number.
+    std::vector<std::int64_t> add(const std::vector<Addition>& additions, const std::optional<URL>& folder,
+                                  bool autoFolder);
     void pause(std::int64_t id);
     void resume(std::int64_t id);
     void pauseAll();
@@ -135,6 +147,8 @@ private:
     std::vector<RecordSnapshot> snapshots(bool claimLive);
     Syncing takeFiles();
     void layOut(Download& download, std::vector<Piece> pieces);
+
+    std::int64_t append(const Addition& addition, const URL& folder, bool autoFolder);
 
     // Admission.
     std::vector<Download*> queued() const;
@@ -287,7 +301,7 @@ private:
         SaveCompletion completion;
     };
     std::vector<Waiter> waiters_;
-    std::optional<std::string> saveError_; ///< Of the last list written.
+    std::optional<std::string> saveError_;          ///< Of the last list written.
     std::vector<SaveCompletion> checkpointWaiters_; ///< For the next checkpoint to begin.
 
     std::thread::id context_ = std::this_thread::get_id();

@@ -203,13 +203,28 @@ void DownloadManager::requeue(Download& download) {
 std::int64_t DownloadManager::add(const URL& url, const std::optional<URL>& folder,
                                   const std::optional<URL>& referrer, const std::optional<Checksum>& checksum,
                                   bool autoFolder) {
+    return add({{.url = url, .referrer = referrer, .checksum = checksum}}, folder, autoFolder).front();
+}
+
+std::vector<std::int64_t> DownloadManager::add(const std::vector<Addition>& additions,
+                                               const std::optional<URL>& folder, bool autoFolder) {
     assertContext();
+    const Batch batch(*this);
+    const URL target = folder ? *folder : surroundings_.folder(config_.folder);
+    std::vector<std::int64_t> ids;
+    ids.reserve(additions.size());
+    for (const Addition& addition : additions) {
+        ids.push_back(append(addition, target, autoFolder && !folder));
+    }
+    return ids;
+}
+
+std::int64_t DownloadManager::append(const Addition& addition, const URL& folder, bool autoFolder) {
     const auto id = nextID_;
     nextID_ = checkedAdd(nextID_, 1);
-    DownloadRecord record(id, url, folder ? *folder : surroundings_.folder(config_.folder), referrer,
-                          surroundings_.today());
-    record.checksum = checksum;
-    if (autoFolder && !folder) {
+    DownloadRecord record(id, addition.url, folder, addition.referrer, surroundings_.today());
+    record.checksum = addition.checksum;
+    if (autoFolder) {
         record.autoFolder = true;
     }
     auto download = std::make_unique<Download>(std::move(record));
@@ -217,8 +232,6 @@ std::int64_t DownloadManager::add(const URL& url, const std::optional<URL>& fold
     downloads_.push_back(std::move(download));
     log::downloads([&] { return fmt::format("download {} added", id); });
     save();
-    pump();
-    changed();
     return id;
 }
 
