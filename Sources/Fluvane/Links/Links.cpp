@@ -11,7 +11,7 @@
 #include <cerrno>
 #include <optional>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 
 namespace fluvane::Links {
 
@@ -32,8 +32,11 @@ std::optional<URL> read(const std::string& link) {
 class Unique {
 public:
     void add(URL link) {
-        if (taken_.insert(link.absoluteString()).second) {
-            links_.push_back(std::move(link));
+        const auto [known, isNew] = places_.try_emplace(link.absoluteString(), links_.size());
+        if (isNew) {
+            links_.push_back({std::move(link), 1});
+        } else {
+            ++links_[known->second].times;
         }
     }
     void add(std::vector<URL> links) {
@@ -41,11 +44,19 @@ public:
             add(std::move(link));
         }
     }
-    [[nodiscard]] std::vector<URL> take() { return std::move(links_); }
+    [[nodiscard]] std::vector<Counted> takeCounted() { return std::move(links_); }
+    [[nodiscard]] std::vector<URL> take() {
+        std::vector<URL> links;
+        links.reserve(links_.size());
+        for (Counted& counted : links_) {
+            links.push_back(std::move(counted.link));
+        }
+        return links;
+    }
 
 private:
-    std::vector<URL> links_;
-    std::unordered_set<std::string> taken_;
+    std::vector<Counted> links_;
+    std::unordered_map<std::string, std::size_t> places_;
 };
 
 class Descriptor {
@@ -63,6 +74,16 @@ public:
 private:
     int number_;
 };
+
+Unique unique(std::string_view text) {
+    Unique links;
+    for (const std::string& candidate : detect(NumberedRange::expand(text::repaired(text)))) {
+        if (auto url = read(candidate)) {
+            links.add(std::move(*url));
+        }
+    }
+    return links;
+}
 
 bool isRegularFile(const struct stat& status) {
     return S_ISREG(status.st_mode) && status.st_size <= static_cast<off_t>(longestFile);
@@ -88,13 +109,11 @@ std::optional<std::string> contents(int descriptor) {
 } // namespace
 
 std::vector<URL> find(std::string_view text) {
-    Unique links;
-    for (const std::string& candidate : detect(NumberedRange::expand(text::repaired(text)))) {
-        if (auto url = read(candidate)) {
-            links.add(std::move(*url));
-        }
-    }
-    return links.take();
+    return unique(text).take();
+}
+
+std::vector<Counted> findCounted(std::string_view text) {
+    return unique(text).takeCounted();
 }
 
 std::vector<URL> findInFile(const std::filesystem::path& file) {

@@ -16,6 +16,14 @@ inline constexpr std::size_t longestFile = 4'000'000;
 
 /// Numbered ranges expanded, http and https only, in order of appearance, no link twice. Takes any bytes.
 [[nodiscard]] std::vector<URL> find(std::string_view text);
+
+struct Counted {
+    URL link;
+    std::size_t times; ///< It is in the text.
+};
+/// The same links, and how often each is there.
+[[nodiscard]] std::vector<Counted> findCounted(std::string_view text);
+
 /// The links in a text file; none when it is no readable regular file or too long. Never waits for a pipe or
 /// a device.
 [[nodiscard]] std::vector<URL> findInFile(const std::filesystem::path& file);
