@@ -10,9 +10,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -29,23 +31,27 @@ public:
     /// One link of the text.
     struct Row {
         URL link;
-        std::string name;             ///< As it would be without a word of the server.
-        std::size_t times = 1;        ///< It is in the text.
+        std::string name;                        ///< As it would be without a word of the server.
+        std::size_t times = 1;                   ///< It is in the text.
         std::optional<std::string> ruleFolder{}; ///< As the first fitting rule has it.
         std::optional<std::int64_t> listed{};    ///< The download that has this link already.
+        std::string_view state{};                ///< That download's, by its name in the list.
     };
 
     /// What it is given must outlive it.
     NewDownloadDraft(DownloadManager& manager, const SettingsAccess& settings);
+    ~NewDownloadDraft() override;
 
-    void setText(const QString& text);
-    [[nodiscard]] const QString& text() const { return text_; }
+    /// Where the text is taken from when it is read.
+    void follow(std::function<QString()> source);
+    /// To be called at every change of the text; costs nothing, however long it is.
+    void edited();
     /// Whether what is listed isn't yet what the text says.
     [[nodiscard]] bool isReading() const { return reading_ || pause_.isActive(); }
-    /// Reads the text now instead of after a pause.
+    /// Reads the text now instead of after a pause; also after the rules changed. `rowsReplaced` follows.
     void read();
 
-    [[nodiscard]] const std::vector<Row>& rows() const { return rows_; }
+    [[nodiscard]] const std::vector<Row>& rows() const;
     /// Links on the list already are left out until the user wants them again.
     [[nodiscard]] bool isWanted(std::size_t row) const;
     void setWanted(std::size_t row, bool wanted);
@@ -61,13 +67,14 @@ public:
     void setReferrer(const std::string& text);
     /// Goes with these links, whatever the referrer of the others is.
     void setReferrer(const std::vector<URL>& links, const URL& referrer);
+    [[nodiscard]] std::optional<URL> referrer(std::size_t row) const;
 
     /// What a series of links is written like, or what the ranges in the text come to.
-    [[nodiscard]] const std::string& rangeNote() const { return rangeNote_; }
+    [[nodiscard]] const std::string& rangeNote() const;
     /// "SHA-256" once one is recognised; empty otherwise.
     [[nodiscard]] std::string algorithm() const;
     /// Where the wanted links go, in words; empty without any.
-    [[nodiscard]] std::string destination() const;
+    [[nodiscard]] const std::string& destination() const { return destination_; }
     /// What speaks against downloading, a sentence for the user; empty where the text is, too.
     [[nodiscard]] std::string objection() const;
     [[nodiscard]] bool isReady() const;
@@ -75,27 +82,35 @@ public:
     /// Adds the wanted links to the list and empties the draft. Returns their numbers; none unless it is
     /// ready.
     std::vector<std::int64_t> add();
+    /// Forgets everything; the text has to be emptied by its owner.
     void clear();
 
     /// Marks what is on the list now. To be called when the list changes while the draft is on screen.
     void noticeList();
 
     Q_SIGNAL void rowsReplaced();
-    Q_SIGNAL void marksChanged();   ///< Or what is wanted.
-    Q_SIGNAL void changed();        ///< Anything that the sentences depend on.
+    Q_SIGNAL void marksChanged(); ///< Or what is wanted.
+    Q_SIGNAL void changed();      ///< Anything that the sentences depend on.
 
 private:
-    struct Reading;
+    struct Result;
+    [[nodiscard]] static std::unique_ptr<Result> result(const QString& text, const std::vector<Rule>& rules);
+    void take(std::unique_ptr<Result> result);
+    bool findListed();
+    void count();
+    [[nodiscard]] std::string destinationOfWanted() const;
+    [[nodiscard]] std::string textObjection() const;
 
     DownloadManager& manager_;
     const SettingsAccess& settings_;
     QTimer pause_;
-    QString text_;
+    std::function<QString()> source_;
     bool reading_ = false;
     bool readAgain_ = false;
-    std::vector<Row> rows_;
+    std::uint64_t drafts_ = 0;       ///< Counts them, so that a late text of an earlier one is dropped.
+    std::unique_ptr<Result> result_; ///< Never null.
     std::size_t wanted_ = 0;
-    std::string rangeNote_;
+    std::string destination_;
     std::unordered_map<std::string, bool> choices_; ///< The user's own, by link.
     std::optional<URL> folder_;
     std::string checksum_;

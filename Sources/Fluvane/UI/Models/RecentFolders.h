@@ -3,12 +3,12 @@
 #include "FluvaneCore/URL.h"
 #include "TessivarCore/AtomicFile.h"
 
-#include <QObject>
-
 #include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <vector>
+
+class QObject;
 
 namespace fluvane {
 

@@ -1,0 +1,336 @@
+#include "Fluvane/UI/Models/NewDownloadDraft.h"
+
+#include "Fluvane/Links/Links.h"
+#include "Fluvane/UI/Models/Aside.h"
+#include "Fluvane/UI/Models/FolderText.h"
+#include "FluvaneCore/FileName.h"
+#include "FluvaneCore/NumberedRange.h"
+#include "FluvaneCore/Objections.h"
+#include "FluvaneCore/StateName.h"
+#include "FluvaneCore/Text.h"
+#include "FluvaneCore/Words.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+/// What a text says. Made on another thread, so it holds values only.
+struct NewDownloadDraft::Result {
+    std::vector<Row> rows;
+    std::unordered_map<std::string_view, std::size_t> places; ///< By the rows' own links.
+    std::string rangeNote;
+    bool blank = true;
+};
+
+namespace {
+
+std::string lowerCaseStart(std::string words) {
+    if (!words.empty() && words.front() >= 'A' && words.front() <= 'Z') {
+        words.front() = static_cast<char>(words.front() - 'A' + 'a');
+    }
+    return words;
+}
+
+struct Place {
+    URL folder;
+    std::size_t links;
+};
+
+/// "12 go to ~/Downloads, 3 to ~/Videos, 5 to other folders."
+std::string destinations(const std::vector<Place>& places) {
+    std::string words;
+    std::size_t others = 0;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        if (i < 2) {
+            words += fmt::format("{}{} {}to {}", i == 0 ? "" : ", ", places[i].links,
+                                 i > 0                  ? ""
+                                 : places[i].links == 1 ? "goes "
+                                                        : "go ",
+                                 folderText(places[i].folder));
+        } else {
+            others += places[i].links;
+        }
+    }
+    return words + (others == 0 ? "." : fmt::format(", {} to other folders.", others));
+}
+
+} // namespace
+
+NewDownloadDraft::NewDownloadDraft(DownloadManager& manager, const SettingsAccess& settings)
+    : manager_(manager), settings_(settings), result_(result({}, {})) {
+    pause_.setSingleShot(true);
+    pause_.setInterval(pause);
+    connect(&pause_, &QTimer::timeout, this, &NewDownloadDraft::read);
+}
+
+NewDownloadDraft::~NewDownloadDraft() = default;
+
+void NewDownloadDraft::follow(std::function<QString()> source) {
+    source_ = std::move(source);
+}
+
+void NewDownloadDraft::edited() {
+    pause_.start();
+    Q_EMIT changed();
+}
+
+void NewDownloadDraft::read() {
+    pause_.stop();
+    readAgain_ = reading_;
+    if (reading_) {
+        return;
+    }
+    reading_ = true;
+    const auto work = [this, draft = drafts_, text = source_ ? source_() : QString(),
+                       rules = settings_.config().rules]() -> aside::Finish {
+        // Functions are copied, so the result is shared until it is taken.
+        auto made = std::make_shared<std::unique_ptr<Result>>(result(text, rules));
+        return [this, draft, made] {
+            if (draft == drafts_) {
+                take(std::move(*made));
+            }
+        };
+    };
+    aside::run(this, work);
+}
+
+std::unique_ptr<NewDownloadDraft::Result> NewDownloadDraft::result(const QString& text,
+                                                                   const std::vector<Rule>& rules) {
+    auto made = std::make_unique<Result>();
+    const std::string utf8 = text.toStdString();
+    for (auto& [link, times] : Links::findCounted(utf8)) {
+        std::string name = FileName::suggested(std::nullopt, link, std::nullopt);
+        const Rule* const rule = rules::folderRule(rules, name, link.site());
+        made->rows.push_back({std::move(link), std::move(name), times, rule ? rule->folder : std::nullopt});
+    }
+    for (std::size_t i = 0; i < made->rows.size(); ++i) {
+        made->places.emplace(made->rows[i].link.absoluteString(), i);
+    }
+    made->blank = text::trimmed(utf8).empty();
+    made->rangeNote = NumberedRange::note(utf8, made->rows.size());
+    return made;
+}
+
+void NewDownloadDraft::take(std::unique_ptr<Result> result) {
+    reading_ = false;
+    result_ = std::move(result);
+    findListed();
+    count();
+    Q_EMIT rowsReplaced();
+    Q_EMIT changed();
+    if (readAgain_) {
+        read();
+    }
+}
+
+const std::vector<NewDownloadDraft::Row>& NewDownloadDraft::rows() const {
+    return result_->rows;
+}
+
+const std::string& NewDownloadDraft::rangeNote() const {
+    return result_->rangeNote;
+}
+
+/// Whether anything is another than before. Of several downloads of a link the last one counts.
+bool NewDownloadDraft::findListed() {
+    std::map<std::size_t, const Download*> found;
+    for (const Download* const download : manager_.downloads()) {
+        const auto at = result_->places.find(download->record.url.absoluteString());
+        if (at != result_->places.end()) {
+            found[at->second] = download;
+        }
+    }
+    bool anyChanged = false;
+    auto next = found.begin();
+    for (std::size_t i = 0; i < result_->rows.size(); ++i) {
+        const Download* const download = next != found.end() && next->first == i ? (next++)->second : nullptr;
+        Row& row = result_->rows[i];
+        const auto listed = download ? std::optional(download->id()) : std::nullopt;
+        const auto state = download ? stateName(download->record.state) : std::string_view();
+        anyChanged = anyChanged || row.listed != listed || row.state != state;
+        row.listed = listed;
+        row.state = state;
+    }
+    return anyChanged;
+}
+
+void NewDownloadDraft::noticeList() {
+    if (findListed()) {
+        count();
+        Q_EMIT marksChanged();
+        Q_EMIT changed();
+    }
+}
+
+bool NewDownloadDraft::isWanted(std::size_t row) const {
+    const Row& at = rows()[row];
+    if (choices_.empty()) {
+        return !at.listed;
+    }
+    const auto choice = choices_.find(at.link.absoluteString());
+    return choice == choices_.end() ? !at.listed : choice->second;
+}
+
+void NewDownloadDraft::setWanted(std::size_t row, bool wanted) {
+    choices_[rows()[row].link.absoluteString()] = wanted;
+    count();
+    Q_EMIT marksChanged();
+    Q_EMIT changed();
+}
+
+void NewDownloadDraft::setAllWanted(bool wanted) {
+    for (const Row& row : rows()) {
+        choices_[row.link.absoluteString()] = wanted;
+    }
+    count();
+    Q_EMIT marksChanged();
+    Q_EMIT changed();
+}
+
+void NewDownloadDraft::count() {
+    wanted_ = 0;
+    for (std::size_t i = 0; i < rows().size(); ++i) {
+        wanted_ += isWanted(i) ? 1 : 0;
+    }
+    destination_ = destinationOfWanted();
+}
+
+std::string NewDownloadDraft::mark(std::size_t row) const {
+    const Row& at = rows()[row];
+    if (at.listed) {
+        return "Already on the list: " + lowerCaseStart(Words::state(at.state));
+    }
+    return at.times > 1 ? fmt::format("In the text {} times", at.times) : "";
+}
+
+URL NewDownloadDraft::folder(std::size_t row) const {
+    const auto& rule = rows()[row].ruleFolder;
+    return folder_ ? *folder_ : manager_.folder(rule ? rule : settings_.config().folder);
+}
+
+void NewDownloadDraft::setFolder(const std::optional<URL>& folder) {
+    folder_ = folder;
+    destination_ = destinationOfWanted();
+    Q_EMIT marksChanged();
+    Q_EMIT changed();
+}
+
+void NewDownloadDraft::setChecksum(const std::string& text) {
+    checksum_ = text::trimmed(text);
+    Q_EMIT changed();
+}
+
+void NewDownloadDraft::setReferrer(const std::string& text) {
+    referrer_ = text::trimmed(text);
+    Q_EMIT changed();
+}
+
+void NewDownloadDraft::setReferrer(const std::vector<URL>& links, const URL& referrer) {
+    for (const URL& link : links) {
+        referrers_.insert_or_assign(link.absoluteString(), referrer);
+    }
+}
+
+std::optional<URL> NewDownloadDraft::referrer(std::size_t row) const {
+    const auto own = referrers_.find(rows()[row].link.absoluteString());
+    return own != referrers_.end() ? own->second : URL::parse(referrer_);
+}
+
+std::string NewDownloadDraft::algorithm() const {
+    const auto checksum = Checksum::recognise(checksum_);
+    return checksum ? std::string(Checksum::name(checksum->algorithm)) : "";
+}
+
+std::string NewDownloadDraft::destinationOfWanted() const {
+    std::vector<Place> places;
+    std::map<std::optional<std::string>, std::size_t> known; // a folder is looked up once
+    for (std::size_t i = 0; i < rows().size(); ++i) {
+        if (isWanted(i)) {
+            const auto key = folder_ ? std::nullopt : rows()[i].ruleFolder;
+            const auto [at, isNew] = known.try_emplace(key, places.size());
+            if (isNew) {
+                places.push_back({folder(i), 0});
+            }
+            ++places[at->second].links;
+        }
+    }
+    if (places.size() < 2) {
+        const auto verb = wanted_ == 1 ? "It goes" : "They go";
+        return places.empty() ? "" : fmt::format("{} to {}.", verb, folderText(places[0].folder));
+    }
+    std::ranges::stable_sort(places, std::greater(), &Place::links);
+    return destinations(places);
+}
+
+std::string NewDownloadDraft::objection() const {
+    if (result_->blank) {
+        return "";
+    }
+    if (auto objection = textObjection(); !objection.empty()) {
+        return objection;
+    }
+    if (!checksum_.empty() && !Checksum::recognise(checksum_)) {
+        return std::string(Words::unknownChecksum);
+    }
+    if (!checksum_.empty() && wanted_ > 1) {
+        return std::string(Words::checksumForSeveral);
+    }
+    const auto referrer = URL::parse(referrer_);
+    if (!referrer_.empty() && !(referrer && referrer->isWeb())) {
+        return "A referrer is the web page that the link is on: it begins with http:// or https://.";
+    }
+    return "";
+}
+
+std::string NewDownloadDraft::textObjection() const {
+    if (isReading() || wanted_ > 0) {
+        return "";
+    }
+    if (rows().empty()) {
+        return "There's no link in this text. Links begin with http:// or https://.";
+    }
+    const bool allListed = std::ranges::all_of(rows(), [](const Row& row) { return row.listed.has_value(); });
+    if (!allListed) {
+        return "Check the links that you want to download.";
+    }
+    return rows().size() == 1 ? "This link is on the list already. Check it to download it again."
+                              : "These links are on the list already. Check those to download again.";
+}
+
+bool NewDownloadDraft::isReady() const {
+    return !isReading() && wanted_ > 0 && objection().empty();
+}
+
+std::vector<std::int64_t> NewDownloadDraft::add() {
+    if (!isReady()) {
+        return {};
+    }
+    std::vector<DownloadManager::Addition> additions;
+    additions.reserve(wanted_);
+    for (std::size_t i = 0; i < rows().size(); ++i) {
+        if (isWanted(i)) {
+            additions.push_back({rows()[i].link, referrer(i), Checksum::recognise(checksum_)});
+        }
+    }
+    auto ids = manager_.add(additions, folder_, !folder_);
+    clear();
+    return ids;
+}
+
+void NewDownloadDraft::clear() {
+    choices_.clear();
+    referrers_.clear();
+    folder_.reset();
+    checksum_.clear();
+    referrer_.clear();
+    pause_.stop();
+    ++drafts_;
+    readAgain_ = false;
+    take(result({}, {}));
+}
+
+} // namespace fluvane
