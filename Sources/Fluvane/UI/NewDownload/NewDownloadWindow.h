@@ -6,9 +6,11 @@
 
 #include <QWidget>
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
+class QAction;
 class QCheckBox;
 class QLabel;
 class QLineEdit;
@@ -40,31 +42,45 @@ public:
 
 protected:
     void showEvent(QShowEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
 private:
-    [[nodiscard]] QWidget* makeLinks();
+    void makeWidgets();
+    [[nodiscard]] QWidget* makeList();
     [[nodiscard]] QWidget* makeOptions();
     [[nodiscard]] QWidget* makeButtons();
-    void connectAll();
-    void addActions();
-    void addLinks(const std::vector<URL>& links, const std::optional<URL>& referrer);
-    void showDraft();
-    void showNotes();
+    void connectDraft();
+    void connectWidgets();
+    QAction* addCommand(const QString& text, const QList<QKeySequence>& keys,
+                        void (NewDownloadWindow::*command)());
+    void addCommands();
+
+    void clipboardFound(const std::vector<URL>& links);
+    [[nodiscard]] bool isListed(const URL& link) const;
+    [[nodiscard]] std::vector<URL> notTyped(const std::vector<URL>& links) const;
+    void dropUntouched();
+    void showRows();
+    void showCount();
+    void showSentences();
+    void showButtons();
     void showOptions(bool shown);
+    void showRecentFolders();
+    void toggleAll();
+    void chooseFolder();
     void download();
-    void downloadWhenRead();
-    void downloaded(const std::vector<std::int64_t>& ids);
+    void added(const std::vector<std::int64_t>& ids, const std::optional<URL>& folder);
 
     WindowContext& context_;
     RecentFolders& recentFolders_;
     NewDownloadDraft draft_;
+    tessivar::Subscription settingsChanges_;
     LinksModel* model_;
     LinksEdit* text_ = nullptr;
     ClipboardOffer* clipboard_ = nullptr;
     QLabel* note_ = nullptr;
+    QWidget* links_ = nullptr; ///< The list and what is above it.
     QCheckBox* all_ = nullptr;
     QListView* list_ = nullptr;
     FolderChoice* folder_ = nullptr;
@@ -74,8 +90,13 @@ private:
     QLineEdit* checksum_ = nullptr;
     QLabel* algorithm_ = nullptr;
     QLineEdit* referrer_ = nullptr;
+    QLabel* warning_ = nullptr;
     QLabel* objection_ = nullptr;
     QPushButton* download_ = nullptr;
+    QAction* downloadAction_ = nullptr;
+    QString prefilled_; ///< What was taken from the clipboard, until it is changed.
+    std::vector<URL> offered_;
+    bool mayPrefill_ = false;
     bool downloadWhenRead_ = false;
 };
 

@@ -24,17 +24,18 @@ public:
 protected:
     void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
 
 private:
+    void makePage();
     [[nodiscard]] QWidget* makeIntroduction();
     [[nodiscard]] QWidget* makeChoices();
-    [[nodiscard]] QWidget* makeWays();
+    [[nodiscard]] static QWidget* makeWays();
+    [[nodiscard]] QWidget* makeEnd();
     void showSettings(const Config& config);
     void chooseFolder();
     void setAutostart(bool on);
-    /// Returns whether it was saved; if not, the window says why.
-    bool change(const std::function<void(Config&)>& edit);
+    /// Where it can't be saved the window says why, and shows what stays in force.
+    void change(const std::function<void(Config&)>& edit);
     void showProblem(const QString& problem);
 
     WindowContext& context_;

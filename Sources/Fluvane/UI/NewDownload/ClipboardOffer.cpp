@@ -1,0 +1,63 @@
+#include "Fluvane/UI/NewDownload/ClipboardOffer.h"
+
+#include "Fluvane/UI/Models/DroppedData.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMimeData>
+#include <QPushButton>
+
+#include <utility>
+
+namespace fluvane {
+
+ClipboardOffer::ClipboardOffer(QWidget* parent)
+    : QWidget(parent), text_(new tessivar::QuietLabel), add_(new QPushButton) {
+    setObjectName("clipboard-offer");
+    add_->setObjectName("add-clipboard");
+    add_->setText("&Add");
+    add_->setIcon(tessivar::icon("paste"));
+    add_->setAccessibleName("Add the links on the clipboard");
+    text_->setWordWrap(false);
+    auto* const row = new QHBoxLayout(this);
+    row->setContentsMargins({});
+    row->setSpacing(tessivar::Spacing::medium);
+    row->addWidget(text_);
+    row->addWidget(add_);
+    row->addStretch();
+    connect(add_, &QPushButton::clicked, this, &ClipboardOffer::accept);
+    setVisible(false);
+}
+
+void ClipboardOffer::look() {
+    const QMimeData* const content = QGuiApplication::clipboard()->mimeData();
+    const auto number = ++looks_;
+    if (!content || !mayHoldLinks(*content)) {
+        return offer({});
+    }
+    findLinks(*content, this, [this, number](const std::vector<URL>& links) {
+        if (number == looks_) {
+            Q_EMIT found(links);
+        }
+    });
+}
+
+void ClipboardOffer::offer(const std::vector<URL>& links) {
+    links_ = links;
+    text_->setText(links.size() == 1 ? QString("1 link on the clipboard")
+                                     : QString("%1 links on the clipboard").arg(links.size()));
+    setVisible(!links.empty());
+}
+
+void ClipboardOffer::accept() {
+    const auto links = std::exchange(links_, {});
+    setVisible(false);
+    Q_EMIT accepted(links);
+}
+
+} // namespace fluvane

@@ -1,0 +1,169 @@
+// The controls of the window for new downloads and their places.
+
+#include "Fluvane/UI/NewDownload/ClipboardOffer.h"
+#include "Fluvane/UI/NewDownload/FolderChoice.h"
+#include "Fluvane/UI/NewDownload/LinkDelegate.h"
+#include "Fluvane/UI/NewDownload/LinksEdit.h"
+#include "Fluvane/UI/NewDownload/LinksModel.h"
+#include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QPushButton>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+template <class Control>
+Control* named(Control* control, const char* name, const QString& accessibleName) {
+    control->setObjectName(name);
+    control->setAccessibleName(accessibleName);
+    return control;
+}
+
+QLabel* labelFor(QWidget* control, const QString& text) {
+    auto* const label = new QLabel(text);
+    label->setBuddy(control);
+    return label;
+}
+
+} // namespace
+
+void NewDownloadWindow::makeWidgets() {
+    text_ = named(new LinksEdit, "links", "Links");
+    text_->setPlaceholderText("Paste, drop or type links here. Any text with links in it will do.");
+    text_->setMinimumHeight(text_->fontMetrics().lineSpacing() * 3);
+    clipboard_ = new ClipboardOffer;
+    note_ = new tessivar::QuietLabel;
+    note_->setObjectName("range-note");
+
+    auto* const page = new QVBoxLayout(this);
+    page->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
+    page->setSpacing(Spacing::medium);
+    page->addWidget(text_, 2);
+    page->addWidget(clipboard_);
+    page->addWidget(note_);
+    page->addWidget(makeList(), 3);
+    page->addWidget(makeOptions());
+    page->addWidget(makeButtons());
+}
+
+QWidget* NewDownloadWindow::makeList() {
+    links_ = new QWidget;
+    all_ = named(new QCheckBox, "all-links", "Download all links");
+    all_->setTristate(true);
+    list_ = named(new QListView, "found-links", "Links found");
+    list_->setModel(model_);
+    list_->setItemDelegate(new LinkDelegate(list_));
+    list_->setUniformItemSizes(true);
+    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    list_->setMinimumHeight(list_->fontMetrics().height() * 3);
+    auto* const column = new QVBoxLayout(links_);
+    column->setContentsMargins({});
+    column->setSpacing(Spacing::small);
+    column->addWidget(all_);
+    column->addWidget(list_);
+    return links_;
+}
+
+QWidget* NewDownloadWindow::makeOptions() {
+    folder_ = named(new FolderChoice, "folder", "Folder");
+    destination_ = new tessivar::QuietLabel;
+    destination_->setObjectName("destination");
+    more_ = named(new QToolButton, "more", "Checksum and referrer");
+    more_->setText("Checksum and &referrer");
+    more_->setCheckable(true);
+    more_->setAutoRaise(true);
+    more_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    checksum_ = named(new QLineEdit, "checksum", "Checksum");
+    checksum_->setPlaceholderText("SHA-256, SHA-1 or MD5, as its publisher printed it");
+    algorithm_ = new QLabel;
+    algorithm_->setObjectName("algorithm");
+    referrer_ = named(new QLineEdit, "referrer", "Referrer");
+    referrer_->setPlaceholderText("The web page that the links are on, if the server asks for it");
+
+    options_ = new QWidget;
+    auto* const fields = new QGridLayout(options_);
+    fields->setContentsMargins({});
+    fields->setHorizontalSpacing(Spacing::medium);
+    fields->setVerticalSpacing(Spacing::medium);
+    fields->addWidget(labelFor(checksum_, "&Checksum:"), 0, 0);
+    fields->addWidget(checksum_, 0, 1);
+    fields->addWidget(algorithm_, 0, 2);
+    fields->addWidget(labelFor(referrer_, "Re&ferrer:"), 1, 0);
+    fields->addWidget(referrer_, 1, 1);
+    fields->setColumnStretch(1, 1);
+
+    auto* const box = new QWidget;
+    auto* const rows = new QGridLayout(box);
+    rows->setContentsMargins({});
+    rows->setHorizontalSpacing(Spacing::medium);
+    rows->setVerticalSpacing(Spacing::small);
+    rows->addWidget(labelFor(folder_, "F&older:"), 0, 0);
+    rows->addWidget(folder_, 0, 1);
+    rows->addWidget(more_, 0, 2);
+    rows->addWidget(destination_, 1, 1, 1, 2);
+    rows->addWidget(options_, 2, 0, 1, 3);
+    rows->setColumnStretch(1, 1);
+    showOptions(false);
+    return box;
+}
+
+QWidget* NewDownloadWindow::makeButtons() {
+    warning_ = new QLabel;
+    warning_->setPixmap(tessivar::icon("warning").pixmap(16));
+    objection_ = new QLabel;
+    objection_->setObjectName("objection");
+    objection_->setTextFormat(Qt::PlainText);
+    objection_->setWordWrap(true);
+    auto* const close = named(new QPushButton("Close"), "close", "Close");
+    connect(close, &QPushButton::clicked, this, &QWidget::close);
+    download_ = named(new QPushButton("&Download"), "download", "");
+    download_->setIcon(tessivar::icon("download"));
+    download_->setDefault(true);
+    connect(download_, &QPushButton::clicked, this, &NewDownloadWindow::download);
+
+    auto* const box = new QWidget;
+    auto* const row = new QHBoxLayout(box);
+    row->setContentsMargins(0, Spacing::medium, 0, 0);
+    row->setSpacing(Spacing::medium);
+    row->addWidget(warning_, 0, Qt::AlignVCenter);
+    row->addWidget(objection_, 1);
+    row->addWidget(close);
+    row->addWidget(download_);
+    return box;
+}
+
+QAction* NewDownloadWindow::addCommand(const QString& text, const QList<QKeySequence>& keys,
+                                       void (NewDownloadWindow::*command)()) {
+    auto* const action = new QAction(text, this);
+    action->setShortcuts(keys);
+    connect(action, &QAction::triggered, this, command);
+    addAction(action);
+    return action;
+}
+
+void NewDownloadWindow::addCommands() {
+    downloadAction_ = addCommand("Download", {Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter},
+                                 &NewDownloadWindow::download);
+    addCommand("Choose Folder…", {QKeySequence::Open}, &NewDownloadWindow::chooseFolder);
+    auto* const close = new QAction("Close", this);
+    close->setShortcuts({Qt::Key_Escape, QKeySequence(QKeySequence::Close)});
+    connect(close, &QAction::triggered, this, &QWidget::close);
+    addAction(close);
+}
+
+} // namespace fluvane

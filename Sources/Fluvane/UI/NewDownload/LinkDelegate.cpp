@@ -1,0 +1,88 @@
+#include "Fluvane/UI/NewDownload/LinkDelegate.h"
+
+#include "Fluvane/UI/NewDownload/LinksModel.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QApplication>
+#include <QPainter>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr int iconSize = 24;
+
+struct Line {
+    QRect place;
+    QColor color;
+    Qt::TextElideMode elide;
+    Qt::Alignment side;
+};
+
+void draw(QPainter& painter, const QString& text, const Line& line) {
+    painter.setPen(line.color);
+    painter.drawText(line.place, int(line.side | Qt::AlignVCenter) | Qt::TextSingleLine,
+                     painter.fontMetrics().elidedText(text, line.elide, line.place.width()));
+}
+
+QColor textColor(const QStyleOptionViewItem& option) {
+    const bool selected = option.state & QStyle::State_Selected;
+    return option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
+}
+
+QColor quietColor(const QStyleOptionViewItem& option) {
+    return option.state & QStyle::State_Selected ? textColor(option) : tessivar::quietText(option.palette);
+}
+
+} // namespace
+
+/// The style draws the check box and the icon and knows where they are; the text is ours.
+void LinkDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
+    QStyledItemDelegate::initStyleOption(option, index);
+    option->features |= QStyleOptionViewItem::HasDecoration;
+    option->icon = tessivar::icon(index.data(LinksModel::IconRole).toString());
+    option->decorationSize = QSize(iconSize, iconSize);
+}
+
+void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
+                         const QModelIndex& index) const {
+    QStyleOptionViewItem option = given;
+    initStyleOption(&option, index);
+    const QString name = option.text;
+    const QStyle* const style = option.widget ? option.widget->style() : QApplication::style();
+    const QRect place = style->subElementRect(QStyle::SE_ItemViewItemText, &option, option.widget)
+                            .adjusted(Spacing::small, Spacing::small, -Spacing::medium, -Spacing::small);
+    option.text.clear();
+    style->drawControl(QStyle::CE_ItemViewItem, &option, painter, option.widget);
+
+    painter->save();
+    painter->setFont(option.font);
+    const Qt::Alignment start = option.direction == Qt::RightToLeft ? Qt::AlignRight : Qt::AlignLeft;
+    const Qt::Alignment end = start == Qt::AlignLeft ? Qt::AlignRight : Qt::AlignLeft;
+    QRect first(place.left(), place.top(), place.width(), place.height() / 2);
+    const QRect second(place.left(), first.bottom() + 1, place.width(), place.height() - first.height());
+    const QString mark = index.data(LinksModel::MarkRole).toString();
+    if (!mark.isEmpty()) {
+        const int width =
+            std::min(option.fontMetrics.horizontalAdvance(mark) + Spacing::hair, place.width() / 2);
+        const QRect markPlace(end == Qt::AlignRight ? place.right() + 1 - width : place.left(), first.top(),
+                              width, first.height());
+        draw(*painter, mark, {markPlace, quietColor(option), Qt::ElideRight, end});
+        first.adjust(end == Qt::AlignLeft ? width + Spacing::medium : 0, 0,
+                     end == Qt::AlignRight ? -width - Spacing::medium : 0, 0);
+    }
+    draw(*painter, name, {first, textColor(option), Qt::ElideMiddle, start});
+    draw(*painter, index.data(LinksModel::DetailRole).toString(),
+         {second, quietColor(option), Qt::ElideMiddle, start});
+    painter->restore();
+}
+
+QSize LinkDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& /*index*/) const {
+    return {iconSize * 4, option.fontMetrics.height() * 2 + Spacing::small * 3};
+}
+
+} // namespace fluvane

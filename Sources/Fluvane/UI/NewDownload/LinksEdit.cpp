@@ -1,0 +1,93 @@
+#include "Fluvane/UI/NewDownload/LinksEdit.h"
+
+#include "Fluvane/Links/Links.h"
+#include "Fluvane/UI/Models/DroppedData.h"
+
+#include <QMimeData>
+#include <QSet>
+#include <QTextCursor>
+
+namespace fluvane {
+
+namespace {
+
+constexpr qsizetype longestLine = 2000; ///< Characters.
+
+bool endsLinks(QChar c) {
+    return c.isSpace() || QStringView(u"\"<>`").contains(c);
+}
+
+QSet<QString> words(const QString& text) {
+    const auto list = text.split(QChar('\n'), Qt::SkipEmptyParts);
+    QSet<QString> found;
+    for (const QString& line : list) {
+        found.insert(line.trimmed());
+    }
+    return found;
+}
+
+/// What browsers offer beside a text tells where its links lead.
+bool namesLinksOnly(const QMimeData& data, const QString& text) {
+    return data.hasHtml() && !text.contains("://") && !text.contains("www.");
+}
+
+} // namespace
+
+QString withShortLines(const QString& text) {
+    QString result;
+    qsizetype line = 0;
+    for (const QChar c : text) {
+        line = c == QChar('\n') ? 0 : line + 1;
+        const bool isTooLong = line > longestLine && endsLinks(c);
+        if (!isTooLong || !c.isSpace()) {
+            result += c;
+        }
+        if (isTooLong) {
+            result += QChar('\n');
+            line = 0;
+        }
+    }
+    return result;
+}
+
+LinksEdit::LinksEdit(QWidget* parent) : QPlainTextEdit(parent) {
+    setTabChangesFocus(true);
+}
+
+void LinksEdit::addLinks(const std::vector<URL>& links) {
+    const QSet<QString> known = words(toPlainText());
+    QString added;
+    for (const URL& link : links) {
+        const QString line = QString::fromStdString(link.absoluteString());
+        added += known.contains(line) ? QString() : line + '\n';
+    }
+    if (added.isEmpty()) {
+        return;
+    }
+    QTextCursor cursor(document());
+    cursor.movePosition(QTextCursor::End);
+    const bool startsLine = cursor.atBlockStart();
+    added.chop(1);
+    cursor.insertText(startsLine ? added : '\n' + added);
+    cursor.movePosition(QTextCursor::End);
+    setTextCursor(cursor);
+}
+
+bool LinksEdit::canInsertFromMimeData(const QMimeData* content) const {
+    return mayHoldLinks(*content);
+}
+
+void LinksEdit::insertFromMimeData(const QMimeData* content) {
+    const QString text = content->hasUrls() ? QString() : content->text();
+    if (text.isEmpty() || text.size() > qsizetype(Links::longestFile)) {
+        findLinks(*content, this, [this](const std::vector<URL>& links) { Q_EMIT linksGiven(links); });
+        return;
+    }
+    textCursor().insertText(withShortLines(text));
+    ensureCursorVisible();
+    if (namesLinksOnly(*content, text)) {
+        findLinks(*content, this, [this](const std::vector<URL>& links) { Q_EMIT linksGiven(links); });
+    }
+}
+
+} // namespace fluvane

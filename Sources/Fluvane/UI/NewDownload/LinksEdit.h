@@ -1,0 +1,32 @@
+#pragma once
+
+#include "FluvaneCore/URL.h"
+
+#include <QPlainTextEdit>
+
+#include <vector>
+
+namespace fluvane {
+
+/// Any text, with links in it. What is pasted or dropped and isn't text comes out as its links.
+class LinksEdit : public QPlainTextEdit {
+    Q_OBJECT
+
+public:
+    explicit LinksEdit(QWidget* parent = nullptr);
+
+    /// Appends those that aren't words of the text already, one a line; it can be undone.
+    void addLinks(const std::vector<URL>& links);
+
+    /// Files, marked-up text and more were pasted or dropped, and these links are in them.
+    Q_SIGNAL void linksGiven(const std::vector<URL>& links);
+
+protected:
+    [[nodiscard]] bool canInsertFromMimeData(const QMimeData* data) const override;
+    void insertFromMimeData(const QMimeData* data) override;
+};
+
+/// The text with long lines broken where no link is cut: editors lay out a line as a whole, however long.
+[[nodiscard]] QString withShortLines(const QString& text);
+
+} // namespace fluvane

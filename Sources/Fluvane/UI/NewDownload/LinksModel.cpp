@@ -1,0 +1,95 @@
+#include "Fluvane/UI/NewDownload/LinksModel.h"
+
+#include "Fluvane/UI/Models/DownloadsModel.h"
+#include "Fluvane/UI/Models/FolderText.h"
+#include "FluvaneCore/Words.h"
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+namespace {
+
+QString shown(const std::string& text) {
+    return QString::fromStdString(Words::oneLine(text));
+}
+
+} // namespace
+
+LinksModel::LinksModel(NewDownloadDraft& draft, QObject* parent)
+    : QAbstractListModel(parent), draft_(draft), rows_(draft.rows().size()) {
+    connect(&draft, &NewDownloadDraft::rowsReplaced, this, [this] {
+        beginResetModel();
+        rows_ = draft_.rows().size();
+        endResetModel();
+    });
+    connect(&draft, &NewDownloadDraft::marksChanged, this, [this] {
+        if (rows_ > 0) {
+            Q_EMIT dataChanged(index(0), index(static_cast<int>(rows_) - 1));
+        }
+    });
+}
+
+int LinksModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(rows_);
+}
+
+QVariant LinksModel::data(const QModelIndex& index, int role) const {
+    if (!index.isValid()) {
+        return {};
+    }
+    const auto row = static_cast<std::size_t>(index.row());
+    switch (role) {
+    case Qt::DisplayRole:
+        return shown(draft_.rows()[row].name);
+    case Qt::CheckStateRole:
+        return draft_.isWanted(row) ? Qt::Checked : Qt::Unchecked;
+    case Qt::ToolTipRole:
+        return toolTip(row);
+    case Qt::AccessibleTextRole:
+        return sentence(row);
+    case DetailRole:
+        return detail(row);
+    case MarkRole:
+        return QString::fromStdString(draft_.mark(row));
+    case IconRole:
+        return kindIcon(draft_.rows()[row].name);
+    default:
+        return {};
+    }
+}
+
+bool LinksModel::setData(const QModelIndex& index, const QVariant& value, int role) {
+    if (!index.isValid() || role != Qt::CheckStateRole) {
+        return false;
+    }
+    draft_.setWanted(static_cast<std::size_t>(index.row()), value.value<Qt::CheckState>() == Qt::Checked);
+    return true;
+}
+
+Qt::ItemFlags LinksModel::flags(const QModelIndex& index) const {
+    return QAbstractListModel::flags(index) | Qt::ItemIsUserCheckable | Qt::ItemNeverHasChildren;
+}
+
+QString LinksModel::detail(std::size_t row) const {
+    const std::string host = Words::oneLine(draft_.rows()[row].link.host().value_or(""));
+    return QString::fromStdString(fmt::format("From {} to {}", host, folderText(draft_.folder(row))));
+}
+
+QString LinksModel::sentence(std::size_t row) const {
+    const QString mark = QString::fromStdString(draft_.mark(row));
+    return shown(draft_.rows()[row].name) + ", " + (draft_.isWanted(row) ? "to download" : "left out") +
+           ". " + detail(row) + "." + (mark.isEmpty() ? QString() : " " + mark + ".");
+}
+
+/// Names and links come from outside: as markup they are escaped.
+QString LinksModel::toolTip(std::size_t row) const {
+    QString text = shown(draft_.rows()[row].name).toHtmlEscaped() + "<br>" +
+                   shown(draft_.rows()[row].link.absoluteString()).toHtmlEscaped();
+    if (const auto referrer = draft_.referrer(row)) {
+        text += "<br>Referrer: " + shown(referrer->absoluteString()).toHtmlEscaped();
+    }
+    return "<div>" + text + "</div>";
+}
+
+} // namespace fluvane

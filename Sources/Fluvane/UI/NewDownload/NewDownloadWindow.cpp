@@ -1,0 +1,267 @@
+#include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
+
+#include "Fluvane/UI/Models/DroppedData.h"
+#include "Fluvane/UI/NewDownload/ClipboardOffer.h"
+#include "Fluvane/UI/NewDownload/FolderChoice.h"
+#include "Fluvane/UI/NewDownload/LinksEdit.h"
+#include "Fluvane/UI/NewDownload/LinksModel.h"
+
+#include <QCheckBox>
+#include <QClipboard>
+#include <QDragEnterEvent>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QPushButton>
+#include <QToolButton>
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+QString number(std::size_t count, const char* one, const char* several) {
+    return count == 1 ? QString(one) : QString(several).arg(count);
+}
+
+QString joined(const std::vector<URL>& links) {
+    QString lines;
+    for (const URL& link : links) {
+        lines += (lines.isEmpty() ? "" : "\n") + QString::fromStdString(link.absoluteString());
+    }
+    return lines;
+}
+
+} // namespace
+
+NewDownloadWindow::NewDownloadWindow(WindowContext& context, RecentFolders& recentFolders)
+    : context_(context), recentFolders_(recentFolders), draft_(context.manager, context.settings),
+      model_(new LinksModel(draft_, this)) {
+    setObjectName("new-download");
+    setWindowTitle("New Download");
+    setAcceptDrops(true);
+    makeWidgets();
+    connectDraft();
+    connectWidgets();
+    addCommands();
+    showRows();
+    showSentences();
+    resize(640, 520);
+}
+
+void NewDownloadWindow::connectDraft() {
+    draft_.follow([this] { return text_->toPlainText(); });
+    connect(&draft_, &NewDownloadDraft::rowsReplaced, this, &NewDownloadWindow::showRows);
+    connect(&draft_, &NewDownloadDraft::marksChanged, this, &NewDownloadWindow::showCount);
+    connect(&draft_, &NewDownloadDraft::changed, this, &NewDownloadWindow::showSentences);
+    connect(&context_.feed, &ListFeed::changed, this, [this] {
+        if (isVisible()) {
+            draft_.noticeList();
+        }
+    });
+    settingsChanges_ = context_.settings.subscribe([this](const Config&) {
+        if (isVisible()) {
+            draft_.read();
+        }
+    });
+}
+
+void NewDownloadWindow::connectWidgets() {
+    connect(text_, &QPlainTextEdit::textChanged, &draft_, &NewDownloadDraft::edited);
+    connect(text_, &LinksEdit::linksGiven, this,
+            [this](const std::vector<URL>& links) { fill(links, std::nullopt); });
+    connect(clipboard_, &ClipboardOffer::found, this, &NewDownloadWindow::clipboardFound);
+    connect(clipboard_, &ClipboardOffer::accepted, this,
+            [this](const std::vector<URL>& links) { fill(links, std::nullopt); });
+    connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, this, [this] {
+        if (isVisible()) {
+            clipboard_->look();
+        }
+    });
+    connect(all_, &QCheckBox::clicked, this, &NewDownloadWindow::toggleAll);
+    connect(folder_, &FolderChoice::folderChosen, this, [this] { draft_.setFolder(folder_->folder()); });
+    connect(folder_, &FolderChoice::browseWanted, this, &NewDownloadWindow::chooseFolder);
+    connect(more_, &QToolButton::toggled, this, &NewDownloadWindow::showOptions);
+    connect(checksum_, &QLineEdit::textChanged, this,
+            [this](const QString& text) { draft_.setChecksum(text.toStdString()); });
+    connect(referrer_, &QLineEdit::textChanged, this,
+            [this](const QString& text) { draft_.setReferrer(text.toStdString()); });
+    connect(checksum_, &QLineEdit::returnPressed, this, &NewDownloadWindow::download);
+    connect(referrer_, &QLineEdit::returnPressed, this, &NewDownloadWindow::download);
+}
+
+void NewDownloadWindow::fill(const std::vector<URL>& links, const std::optional<URL>& referrer) {
+    if (referrer && text_->document()->isEmpty() && referrer_->text().isEmpty()) {
+        referrer_->setText(QString::fromStdString(referrer->absoluteString()));
+        more_->setChecked(true);
+    } else if (referrer) {
+        draft_.setReferrer(links, *referrer);
+    }
+    text_->addLinks(links);
+    draft_.read();
+}
+
+void NewDownloadWindow::offerClipboard() {
+    mayPrefill_ = true;
+    clipboard_->look();
+}
+
+void NewDownloadWindow::clipboardFound(const std::vector<URL>& links) {
+    const bool isEmpty = text_->document()->isEmpty();
+    const bool isNews =
+        links != offered_ && !std::ranges::all_of(links, [this](const URL& link) { return isListed(link); });
+    if (std::exchange(mayPrefill_, false) && isEmpty && isNews && !links.empty()) {
+        offered_ = links;
+        prefilled_ = joined(links);
+        text_->setPlainText(prefilled_);
+        text_->selectAll();
+        clipboard_->offer({});
+        draft_.read();
+    } else {
+        clipboard_->offer(notTyped(links));
+    }
+}
+
+bool NewDownloadWindow::isListed(const URL& link) const {
+    return std::ranges::any_of(context_.manager.downloads(),
+                               [&](const Download* download) { return download->record.url == link; });
+}
+
+std::vector<URL> NewDownloadWindow::notTyped(const std::vector<URL>& links) const {
+    std::unordered_set<std::string_view> typed;
+    for (const auto& row : draft_.rows()) {
+        typed.insert(row.link.absoluteString());
+    }
+    std::vector<URL> others;
+    std::ranges::copy_if(links, std::back_inserter(others),
+                         [&](const URL& link) { return !typed.contains(link.absoluteString()); });
+    return others;
+}
+
+/// What only came from the clipboard is no work of the user's that could be lost.
+void NewDownloadWindow::dropUntouched() {
+    if (!prefilled_.isEmpty() && text_->toPlainText() == prefilled_) {
+        text_->clear();
+        draft_.clear();
+    }
+    prefilled_.clear();
+}
+
+void NewDownloadWindow::showEvent(QShowEvent* event) {
+    showRecentFolders();
+    draft_.read(); // rules, settings and the list may be others by now
+    text_->setFocus();
+    QWidget::showEvent(event);
+}
+
+void NewDownloadWindow::hideEvent(QHideEvent* event) {
+    if (!event->spontaneous()) {
+        downloadWhenRead_ = false;
+        dropUntouched();
+    }
+    QWidget::hideEvent(event);
+}
+
+void NewDownloadWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (mayHoldLinks(*event->mimeData())) {
+        event->acceptProposedAction();
+    }
+}
+
+void NewDownloadWindow::dropEvent(QDropEvent* event) {
+    event->acceptProposedAction();
+    findLinks(*event->mimeData(), this, [this](const std::vector<URL>& links) { fill(links, std::nullopt); });
+}
+
+void NewDownloadWindow::showRows() {
+    links_->setVisible(!draft_.rows().empty());
+    note_->setText(QString::fromStdString(draft_.rangeNote()));
+    showCount();
+}
+
+void NewDownloadWindow::showCount() {
+    const auto count = draft_.rows().size();
+    const auto wanted = draft_.wanted();
+    all_->setCheckState(wanted == 0 ? Qt::Unchecked : wanted == count ? Qt::Checked : Qt::PartiallyChecked);
+    all_->setText(number(count, "1 link", "%1 links") +
+                  (wanted == count ? QString() : QString(", %1 to download").arg(wanted)));
+}
+
+void NewDownloadWindow::showSentences() {
+    destination_->setText(QString::fromStdString(draft_.destination()));
+    algorithm_->setText(QString::fromStdString(draft_.algorithm()));
+    const QString objection = QString::fromStdString(draft_.objection());
+    warning_->setVisible(!objection.isEmpty());
+    objection_->setText(objection);
+    showButtons();
+    if (downloadWhenRead_ && !draft_.isReading()) {
+        download();
+    }
+}
+
+/// While a text is read the button stays as it was: it would flicker with every letter.
+void NewDownloadWindow::showButtons() {
+    downloadAction_->setEnabled(draft_.isReady() || draft_.isReading());
+    if (!draft_.isReading()) {
+        const auto wanted = draft_.wanted();
+        download_->setText(wanted > 1 ? QString("&Download %1 Files").arg(wanted) : QString("&Download"));
+        download_->setEnabled(draft_.isReady());
+    }
+}
+
+void NewDownloadWindow::showOptions(bool shown) {
+    more_->setArrowType(shown ? Qt::DownArrow : Qt::RightArrow);
+    options_->setVisible(shown);
+}
+
+void NewDownloadWindow::showRecentFolders() {
+    const auto& rules = context_.settings.config().rules;
+    folder_->setRules(std::ranges::any_of(rules, [](const Rule& rule) { return rule.folder.has_value(); }));
+    folder_->setRecent(recentFolders_.folders());
+    recentFolders_.findPresent(this,
+                               [this](const std::vector<URL>& folders) { folder_->setRecent(folders); });
+}
+
+void NewDownloadWindow::toggleAll() {
+    draft_.setAllWanted(draft_.wanted() < draft_.rows().size());
+}
+
+void NewDownloadWindow::chooseFolder() {
+    folder_->browse(context_.manager.folder(context_.settings.config().folder));
+}
+
+/// A text that was pasted a moment ago is read first: what was asked for is all of it.
+void NewDownloadWindow::download() {
+    downloadWhenRead_ = draft_.isReading();
+    if (downloadWhenRead_) {
+        draft_.read();
+        return;
+    }
+    const auto folder = draft_.folder();
+    const auto ids = draft_.add();
+    if (!ids.empty()) {
+        added(ids, folder);
+    }
+}
+
+void NewDownloadWindow::added(const std::vector<std::int64_t>& ids, const std::optional<URL>& folder) {
+    if (folder) {
+        recentFolders_.add(*folder);
+    }
+    prefilled_.clear();
+    offered_.clear();
+    text_->clear();
+    checksum_->clear();
+    referrer_->clear();
+    folder_->setFolder(std::nullopt);
+    more_->setChecked(false);
+    draft_.clear();
+    close();
+    context_.windows.showDownloads(ids.front());
+}
+
+} // namespace fluvane

@@ -1,0 +1,242 @@
+#include "Fluvane/UI/Welcome/WelcomeWindow.h"
+
+#include "Fluvane/UI/Models/FolderText.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QFile>
+#include <QFileDialog>
+#include <QGridLayout>
+#include <QIcon>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+
+#include <array>
+#include <stdexcept>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr int pictureSize = 96;
+
+struct Way {
+    const char* icon;
+    const char* text;
+};
+constexpr std::array ways = {
+    Way{"paste", "Copy links and paste them into the Downloads window, or press New Download. Any text with "
+                 "links in it will do."},
+    Way{"link", "Drop links, text or a file full of links on the Downloads window."},
+    Way{"folder", "Choose Download with Fluvane in the file manager's menu of a file with links."},
+    Way{"open", "Type fluvane add and a link in a terminal. Web pages can hand over links that begin with "
+                "fluvane://, and nothing is downloaded before you say so."},
+};
+
+QLabel* heading(const QString& text, double size) {
+    auto* const label = new QLabel(text);
+    QFont font = label->font();
+    font.setPointSizeF(font.pointSizeF() * size);
+    font.setBold(true);
+    label->setFont(font);
+    return label;
+}
+
+} // namespace
+
+WelcomeWindow::WelcomeWindow(WindowContext& context, Autostart& autostart)
+    : context_(context), autostart_(autostart) {
+    setObjectName("welcome");
+    setWindowTitle("Welcome to Fluvane");
+    makePage();
+    changes_ = context_.settings.subscribe([this](const Config& config) { showSettings(config); });
+    auto* const close = new QAction("Close", this);
+    close->setShortcuts({Qt::Key_Escape, QKeySequence(QKeySequence::Close)});
+    connect(close, &QAction::triggered, this, &QWidget::close);
+    addAction(close);
+    resize(600, 560);
+}
+
+/// On a small screen the page scrolls; what has to be done stays in sight.
+void WelcomeWindow::makePage() {
+    auto* const content = new QWidget;
+    auto* const column = new QVBoxLayout(content);
+    column->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
+    column->setSpacing(Spacing::large);
+    column->addWidget(makeIntroduction());
+    column->addWidget(makeChoices());
+    column->addWidget(makeWays());
+    column->addStretch();
+    auto* const scroll = new QScrollArea;
+    scroll->setWidget(content);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    scroll->setFocusPolicy(Qt::NoFocus);
+
+    auto* const page = new QVBoxLayout(this);
+    page->setContentsMargins({});
+    page->setSpacing(0);
+    page->addWidget(scroll, 1);
+    page->addWidget(makeEnd());
+}
+
+QWidget* WelcomeWindow::makeIntroduction() {
+    auto* const picture = new QLabel;
+    picture->setPixmap(QIcon(":/welcome/org.fluvane.Fluvane.svg").pixmap(pictureSize));
+    picture->setAccessibleName("Fluvane's icon");
+    auto* const text = new QLabel("Fluvane downloads files over several connections at once. It carries on "
+                                  "where it stopped after a pause, a restart or a lost network.");
+    text->setWordWrap(true);
+    auto* const box = new QWidget;
+    auto* const grid = new QGridLayout(box);
+    grid->setContentsMargins({});
+    grid->setHorizontalSpacing(Spacing::large);
+    grid->setVerticalSpacing(Spacing::medium);
+    grid->addWidget(picture, 0, 0, 2, 1, Qt::AlignVCenter);
+    grid->addWidget(heading("Welcome to Fluvane", 1.6), 0, 1, Qt::AlignBottom);
+    grid->addWidget(text, 1, 1, Qt::AlignTop);
+    grid->setColumnStretch(1, 1);
+    return box;
+}
+
+QWidget* WelcomeWindow::makeChoices() {
+    folder_ = new QLabel;
+    folder_->setObjectName("folder");
+    folder_->setTextFormat(Qt::PlainText);
+    auto* const choose = new QPushButton("&Choose…");
+    choose->setObjectName("choose-folder");
+    choose->setAccessibleName("Choose the folder for downloads");
+    openAtLogin_ = new QCheckBox("Open at &login");
+    openAtLogin_->setObjectName("open-at-login");
+    waitOnHotspots_ = new QCheckBox("&Wait on hotspots and in Low Data Mode");
+    waitOnHotspots_->setObjectName("wait-on-hotspots");
+    connect(choose, &QPushButton::clicked, this, &WelcomeWindow::chooseFolder);
+    connect(openAtLogin_, &QCheckBox::clicked, this, &WelcomeWindow::setAutostart);
+    connect(waitOnHotspots_, &QCheckBox::clicked, this,
+            [this](bool on) { change([on](Config& config) { config.waitOnHotspots = on; }); });
+
+    auto* const box = new QWidget;
+    auto* const grid = new QGridLayout(box);
+    grid->setContentsMargins({});
+    grid->setHorizontalSpacing(Spacing::medium);
+    grid->setVerticalSpacing(Spacing::medium);
+    grid->addWidget(heading("To begin with", 1.15), 0, 0, 1, 3);
+    grid->addWidget(new QLabel("Files go to:"), 1, 0);
+    grid->addWidget(folder_, 1, 1);
+    grid->addWidget(choose, 1, 2);
+    grid->addWidget(openAtLogin_, 2, 0, 1, 3);
+    grid->addWidget(waitOnHotspots_, 3, 0, 1, 3);
+    grid->setColumnStretch(1, 1);
+    return box;
+}
+
+QWidget* WelcomeWindow::makeWays() {
+    auto* const box = new QWidget;
+    auto* const grid = new QGridLayout(box);
+    grid->setContentsMargins({});
+    grid->setHorizontalSpacing(Spacing::medium);
+    grid->setVerticalSpacing(Spacing::medium);
+    grid->addWidget(heading("How links get here", 1.15), 0, 0, 1, 2);
+    int row = 1;
+    for (const Way& way : ways) {
+        auto* const icon = new QLabel;
+        icon->setPixmap(tessivar::icon(way.icon).pixmap(16));
+        auto* const text = new QLabel(way.text);
+        text->setTextFormat(Qt::PlainText);
+        text->setWordWrap(true);
+        grid->addWidget(icon, row, 0, Qt::AlignTop);
+        grid->addWidget(text, row++, 1);
+    }
+    grid->setColumnStretch(1, 1);
+    return box;
+}
+
+QWidget* WelcomeWindow::makeEnd() {
+    problem_ = new QLabel;
+    problem_->setObjectName("problem");
+    problem_->setTextFormat(Qt::PlainText);
+    problem_->setWordWrap(true);
+    auto* const start = new QPushButton("&Start");
+    start->setObjectName("start");
+    start->setDefault(true);
+    start->setAutoDefault(true);
+    connect(start, &QPushButton::clicked, this, &QWidget::close);
+    auto* const box = new QWidget;
+    auto* const row = new QHBoxLayout(box);
+    row->setContentsMargins(Spacing::margin, Spacing::medium, Spacing::margin, Spacing::margin);
+    row->setSpacing(Spacing::medium);
+    row->addWidget(problem_, 1);
+    row->addWidget(start);
+    return box;
+}
+
+void WelcomeWindow::showEvent(QShowEvent* event) {
+    showSettings(context_.settings.config());
+    const QSignalBlocker quiet(openAtLogin_);
+    openAtLogin_->setChecked(autostart_.isOn());
+    QWidget::showEvent(event);
+}
+
+void WelcomeWindow::showSettings(const Config& config) {
+    const QString folder = QString::fromStdString(folderText(context_.manager.folder(config.folder)));
+    folder_->setText(folder);
+    folder_->setToolTip(folder.toHtmlEscaped());
+    waitOnHotspots_->setChecked(config.waitOnHotspots);
+}
+
+/// Where even that can't be saved, it is shown again at the next start; the window goes nonetheless.
+void WelcomeWindow::closeEvent(QCloseEvent* event) {
+    if (!context_.settings.config().hasCompletedOnboarding) {
+        change([](Config& config) { config.hasCompletedOnboarding = true; });
+    }
+    QWidget::closeEvent(event);
+}
+
+void WelcomeWindow::chooseFolder() {
+    const std::string from = context_.manager.folder(context_.settings.config().folder).path();
+    auto* const dialog = new QFileDialog(this, "Choose Folder", QFile::decodeName(from.c_str()));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
+        change([&](Config& config) { config.folder = path.toStdString(); });
+    });
+    dialog->open();
+}
+
+void WelcomeWindow::setAutostart(bool on) {
+    try {
+        autostart_.set(on);
+        showProblem({});
+    } catch (const std::runtime_error& error) {
+        showProblem(error.what());
+    }
+    openAtLogin_->setChecked(autostart_.isOn());
+}
+
+void WelcomeWindow::change(const std::function<void(Config&)>& edit) {
+    Config config = context_.settings.config();
+    edit(config);
+    try {
+        context_.settings.update(config);
+        showProblem({});
+    } catch (const std::runtime_error& error) {
+        showProblem(error.what());
+    }
+    showSettings(context_.settings.config());
+}
+
+void WelcomeWindow::showProblem(const QString& problem) {
+    problem_->setText(problem);
+}
+
+} // namespace fluvane
