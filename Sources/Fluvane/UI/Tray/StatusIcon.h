@@ -11,8 +11,8 @@ class QRectF;
 /// The tray's pictures: drawn at any size, told apart by their shape alone.
 namespace fluvane {
 
-/// What a picture is drawn for. Of most panels nobody tells how bright they are: a light shape with a dark
-/// contour reads on all.
+/// What a picture is drawn for. Of most panels nobody tells how bright they are: for them the shape takes a
+/// colour that stands out from both.
 enum class Panel { light, dark, unknown };
 
 /// The steps in which progress is drawn; less isn't seen, and each is sent to the panel.

@@ -2,7 +2,6 @@
 
 #include "Fluvane/UI/Models/WindowContext.h"
 #include "Fluvane/UI/Tray/StatusIcon.h"
-#include "TessivarCore/Subscription.h"
 
 #include <QImage>
 #include <QObject>

@@ -2,11 +2,14 @@
 
 #include "Fluvane/Linux/Services/Calls.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QObject>
 #include <QTimer>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
+#include <memory>
 
 namespace fluvane {
 
@@ -15,7 +18,7 @@ namespace fluvane {
 /// Qt fixes the kind for the whole process with the first question about it, so nobody may make a
 /// QSystemTrayIcon, or ask whether there is a tray, before this one knows. An old embedding tray is therefore
 /// taken only after some patience, and then for good.
-class TrayHost : public QObject {
+class TrayHost : public QObject, private QAbstractNativeEventFilter {
     Q_OBJECT
 
 public:
@@ -25,6 +28,7 @@ public:
     /// The bus must outlive it. `hasEmbeddingTray` is asked when the patience ends.
     explicit TrayHost(Bus& session, std::function<bool()> hasEmbeddingTray = embeddingTrayIsThere,
                       std::chrono::milliseconds wait = patience);
+    ~TrayHost() override;
 
     [[nodiscard]] Kind kind() const { return kind_; }
     Q_SIGNAL void changed();
@@ -37,14 +41,18 @@ private:
     void askForHost();
     void hostIs(bool there);
     void lookForEmbeddingTray();
+    /// A tray that takes the selection says so to every program.
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
     void set(Kind kind);
-    [[nodiscard]] std::function<void(const QDBusMessage&)> ifFromWatcher(bool there);
+    [[nodiscard]] std::function<void(const QDBusMessage&)> ifFromWatcher();
 
     Bus& bus_;
     std::function<bool()> hasEmbeddingTray_;
     Kind kind_ = Kind::none;
     QTimer patience_;
-    QObject* question_ = nullptr; ///< Answers to questions of an earlier watcher end with it.
+    std::uint32_t announcement_ = 0; ///< The kind of message that a new tray sends; 0 while not listened to.
+    std::unique_ptr<QObject> question_; ///< Answers to earlier ones end with it.
+    bool hasBeenNotifier_ = false;      ///< Which fixed the kind of tray for this process.
     ServiceOwner watcher_;
     BusSignal registered_;
     BusSignal unregistered_;

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Fluvane/UI/Models/TrayMenu.h"
+
+#include <QAction>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+class QMenu;
+
+namespace fluvane {
+
+/// The running downloads in the tray's menu: a fixed number of items that change in place, so that none moves
+/// under the pointer while the menu is open.
+class RunningActions {
+public:
+    static constexpr std::size_t most = 8;
+
+    /// Adds its items to the menu. `chosen` is called with a download's number, or without one for the rest.
+    RunningActions(QMenu& menu, std::function<void(std::optional<std::int64_t>)> chosen);
+
+    /// Who draws the menu, from the next change on.
+    void setDrawer(MenuDrawer drawer) { drawer_ = drawer; }
+    /// While `keepPlaces`, what was listed stays where it is, whatever became of it.
+    void update(const std::vector<const Download*>& all, const std::vector<const Download*>& running,
+                bool keepPlaces);
+
+private:
+    void assign(const std::vector<const Download*>& running, bool keepPlaces);
+    void show(QAction& action, const Download* download) const;
+    [[nodiscard]] QString label(const Download& download) const;
+
+    std::array<QAction*, most> actions_{};
+    std::array<std::optional<std::int64_t>, most> shown_{}; ///< Numbers, in the actions' order.
+    QAction* more_;
+    MenuDrawer drawer_ = MenuDrawer::qt;
+};
+
+} // namespace fluvane

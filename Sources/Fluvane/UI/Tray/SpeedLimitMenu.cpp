@@ -1,0 +1,87 @@
+#include "Fluvane/UI/Tray/SpeedLimitMenu.h"
+
+#include "Fluvane/UI/Tray/SpeedLimitWindow.h"
+#include "FluvaneCore/Words.h"
+
+#include <QVariant>
+
+#include <exception>
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+/// As an action holds it: 0 is none.
+qlonglong dataFor(std::optional<std::int64_t> limit) {
+    return limit.value_or(0);
+}
+
+} // namespace
+
+SpeedLimitMenu::SpeedLimitMenu(WindowContext& context, std::function<void(const QString&)> failed)
+    : QMenu("Speed &Limit"), context_(context), failed_(std::move(failed)), choices_(this) {
+    setObjectName("speed-limit-menu");
+    addChoice("&None", std::nullopt);
+    addSeparator();
+    for (const auto limit : Config::speedLimitChoices) {
+        addChoice(QString::fromStdString(Words::speed(static_cast<double>(limit))), limit);
+    }
+    addSeparator();
+    other_ = addAction("&Other…");
+    other_->setObjectName("other");
+    other_->setCheckable(true);
+    choices_.addAction(other_);
+    connect(other_, &QAction::triggered, this, &SpeedLimitMenu::askForOther);
+    update();
+}
+
+QAction* SpeedLimitMenu::addChoice(const QString& text, std::optional<std::int64_t> limit) {
+    auto* const action = addAction(text);
+    action->setCheckable(true);
+    action->setData(dataFor(limit));
+    choices_.addAction(action);
+    connect(action, &QAction::triggered, this, [this, limit] { set(limit); });
+    return action;
+}
+
+void SpeedLimitMenu::update() {
+    const auto limit = context_.manager.config().speedLimit;
+    QAction* inForce = other_;
+    for (auto* const action : choices_.actions()) {
+        if (action != other_ && action->data().toLongLong() == dataFor(limit)) {
+            inForce = action;
+        }
+    }
+    inForce->setChecked(true);
+    const auto speed = QString::fromStdString(Words::speed(static_cast<double>(limit.value_or(0))));
+    const auto text =
+        inForce == other_ ? QStringLiteral("&Other (%1)…").arg(speed) : QStringLiteral("&Other…");
+    if (other_->text() != text) {
+        other_->setText(text);
+    }
+}
+
+void SpeedLimitMenu::set(std::optional<std::int64_t> limit) {
+    try {
+        auto config = context_.settings.config();
+        config.speedLimit = limit;
+        context_.settings.update(config);
+    } catch (const std::exception& error) {
+        failed_(QString::fromStdString(error.what()));
+    }
+    update();
+}
+
+void SpeedLimitMenu::askForOther() {
+    update(); // choosing it has checked it, though nothing is decided yet
+    auto* const window = new SpeedLimitWindow(context_.manager.config().speedLimit);
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    connect(window, &SpeedLimitWindow::chosen, this, [this](qint64 limit) { set(limit); });
+    connect(this, &QObject::destroyed, window, &QObject::deleteLater);
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+} // namespace fluvane

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Fluvane/UI/Models/WindowContext.h"
+
+#include <QActionGroup>
+#include <QMenu>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+namespace fluvane {
+
+/// The speed limit to choose: the usual ones, another, none.
+class SpeedLimitMenu : public QMenu {
+    Q_OBJECT
+
+public:
+    /// `failed` is called with a sentence for the user.
+    SpeedLimitMenu(WindowContext& context, std::function<void(const QString&)> failed);
+
+    /// Checks the limit that is in force.
+    void update();
+
+private:
+    QAction* addChoice(const QString& text, std::optional<std::int64_t> limit);
+    void set(std::optional<std::int64_t> limit);
+    void askForOther();
+
+    WindowContext& context_;
+    std::function<void(const QString&)> failed_;
+    QActionGroup choices_;
+    QAction* other_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QDialog>
+
+#include <cstdint>
+#include <optional>
+
+class QDoubleSpinBox;
+
+namespace fluvane {
+
+/// Asks for a speed limit of the user's own.
+class SpeedLimitWindow : public QDialog {
+    Q_OBJECT
+
+public:
+    /// Bytes per second; what it starts with.
+    explicit SpeedLimitWindow(std::optional<std::int64_t> limit);
+
+    /// Bytes per second.
+    Q_SIGNAL void chosen(qint64 limit);
+
+private:
+    QDoubleSpinBox* speed_;
+};
+
+} // namespace fluvane

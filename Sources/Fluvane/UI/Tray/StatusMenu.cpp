@@ -1,0 +1,264 @@
+#include "Fluvane/UI/Tray/StatusMenu.h"
+
+#include "Fluvane/UI/Models/DroppedData.h"
+#include "Fluvane/UI/Tray/RunningActions.h"
+#include "Fluvane/UI/Tray/SpeedLimitMenu.h"
+#include "Fluvane/UI/Tray/TrayHost.h"
+#include "TessivarCore/Subscription.h"
+
+#include <QClipboard>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+
+namespace fluvane {
+
+namespace {
+
+/// Every change is sent to the panel.
+constexpr int shortestPause = 1000; ///< Milliseconds.
+
+} // namespace
+
+class StatusMenu::Parts : public QObject {
+public:
+    Parts(StatusMenu& owner, WindowContext& context, Bus& session);
+
+    void update();
+    void followHost();
+    void problemsSeen();
+    QMenu& menu() { return menu_; }
+    [[nodiscard]] const TrayHost& host() const { return host_; }
+    [[nodiscard]] const TrayStatus& status() const { return status_; }
+
+private:
+    void build();
+    QAction* add(const char* name, const QString& text, std::function<void()> triggered);
+    void changed();
+    void updateMenu(const std::vector<const Download*>& downloads);
+    void updateIcon();
+    void makeIcon();
+    void showDownloads(std::optional<std::int64_t> id);
+    void pasteLinks();
+    void tell(const QString& sentence);
+
+    StatusMenu& owner_;
+    WindowContext& context_;
+    QMenu menu_;
+    bool isOpen_ = false;
+    QAction* summary_ = nullptr;
+    std::unique_ptr<RunningActions> running_;
+    QAction* pauseAll_ = nullptr;
+    QAction* resumeAll_ = nullptr;
+    SpeedLimitMenu speedLimit_;
+    TrayHost host_;
+    std::unique_ptr<QSystemTrayIcon> icon_;
+    QTimer next_;
+    QElapsedTimer sinceLast_;
+    TrayProblems problems_{std::chrono::system_clock::now()};
+    std::optional<std::int64_t> firstProblem_;
+    TrayStatus status_;
+    TrayStatus drawn_;
+    tessivar::Subscription settings_;
+};
+
+StatusMenu::Parts::Parts(StatusMenu& owner, WindowContext& context, Bus& session)
+    : owner_(owner), context_(context),
+      speedLimit_(context, [this](const QString& sentence) { tell(sentence); }), host_(session) {
+    build();
+    next_.setSingleShot(true);
+    connect(&next_, &QTimer::timeout, this, &Parts::update);
+    connect(&context.feed, &ListFeed::changed, this, &Parts::changed);
+    connect(&host_, &TrayHost::changed, this, &Parts::followHost);
+    connect(&menu_, &QMenu::aboutToShow, this, [this] {
+        isOpen_ = false; // so that it is in order as it opens
+        update();
+        isOpen_ = true;
+    });
+    connect(&menu_, &QMenu::aboutToHide, this, [this] { isOpen_ = false; });
+    settings_ = context.settings.subscribe([this](const Config&) { speedLimit_.update(); });
+    update();
+}
+
+QAction* StatusMenu::Parts::add(const char* name, const QString& text, std::function<void()> triggered) {
+    auto* const action = menu_.addAction(text);
+    action->setObjectName(name);
+    connect(action, &QAction::triggered, this, std::move(triggered));
+    return action;
+}
+
+void StatusMenu::Parts::build() {
+    auto& windows = context_.windows;
+    menu_.setObjectName("status-menu");
+    summary_ = add("summary", {}, [this] { showDownloads(firstProblem_); });
+    running_ = std::make_unique<RunningActions>(
+        menu_, [this](std::optional<std::int64_t> id) { showDownloads(id); });
+    menu_.addSeparator();
+    add("new-download", "&New Download…", [&windows] { windows.newDownload(); });
+    add("paste-links", "Paste &Links", [this] { pasteLinks(); });
+    add("downloads", "&Downloads", [this] { showDownloads(std::nullopt); });
+    menu_.addSeparator();
+    pauseAll_ = add("pause-all", "&Pause All", [this] { context_.manager.pauseAll(); });
+    resumeAll_ = add("resume-all", "&Resume All", [this] { context_.manager.resumeAll(); });
+    speedLimit_.menuAction()->setObjectName("speed-limit-menu");
+    menu_.addMenu(&speedLimit_);
+    menu_.addSeparator();
+    add("settings", "&Settings…", [&windows] { windows.showSettings(); });
+    add("about", "&About Fluvane", [&windows] { windows.showSettings("about"); });
+    menu_.addSeparator();
+    add("quit", "&Quit Fluvane", [&windows] { windows.quit(); });
+}
+
+/// What comes after a pause is shown at once.
+void StatusMenu::Parts::changed() {
+    if (!next_.isActive()) {
+        const auto since = sinceLast_.isValid() ? sinceLast_.elapsed() : shortestPause;
+        next_.start(static_cast<int>(std::max<qint64>(0, shortestPause - since)));
+    }
+}
+
+void StatusMenu::Parts::update() {
+    sinceLast_.start();
+    next_.stop();
+    const auto downloads = context_.manager.downloads();
+    const auto problems = problems_.follow(downloads);
+    firstProblem_ = problems.empty() ? std::nullopt : std::optional(problems.front()->id());
+    status_ = trayStatus(downloads, problems);
+    updateMenu(downloads);
+    updateIcon();
+}
+
+void StatusMenu::Parts::updateMenu(const std::vector<const Download*>& downloads) {
+    const auto content = TrayMenu::of(downloads);
+    const auto summary = QString::fromStdString(status_.toolTip);
+    if (summary_->text() != summary) {
+        summary_->setText(summary);
+    }
+    running_->update(downloads, content.running, isOpen_);
+    pauseAll_->setVisible(content.canPause);
+    resumeAll_->setVisible(content.canResume);
+    speedLimit_.update();
+}
+
+void StatusMenu::Parts::updateIcon() {
+    if (!icon_) {
+        return;
+    }
+    if (!looksAlike(status_, drawn_)) {
+        drawn_ = status_;
+        icon_->setIcon(statusIcon(status_));
+    }
+    const auto toolTip = QString::fromStdString(status_.toolTip);
+    if (icon_->toolTip() != toolTip) {
+        icon_->setToolTip(toolTip);
+    }
+}
+
+void StatusMenu::Parts::followHost() {
+    if (host_.kind() == TrayHost::Kind::none) {
+        icon_.reset();
+    } else if (!icon_) {
+        makeIcon();
+    }
+    Q_EMIT owner_.availabilityChanged();
+}
+
+void StatusMenu::Parts::makeIcon() {
+    running_->setDrawer(host_.kind() == TrayHost::Kind::statusNotifier ? MenuDrawer::panel : MenuDrawer::qt);
+    update();
+    drawn_ = status_;
+    icon_ = std::make_unique<QSystemTrayIcon>(statusIcon(status_));
+    icon_->setToolTip(QString::fromStdString(status_.toolTip));
+    icon_->setContextMenu(&menu_);
+    connect(icon_.get(), &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger) {
+            showDownloads(firstProblem_);
+        }
+    });
+    icon_->show();
+}
+
+void StatusMenu::Parts::showDownloads(std::optional<std::int64_t> id) {
+    context_.windows.showDownloads(id);
+    problemsSeen();
+}
+
+void StatusMenu::Parts::problemsSeen() {
+    problems_.seen();
+    changed();
+}
+
+void StatusMenu::Parts::pasteLinks() {
+    // There the clipboard can only be read by a window in front: the new one looks itself.
+    if (QGuiApplication::platformName().startsWith("wayland")) {
+        context_.windows.newDownload();
+        return;
+    }
+    const QMimeData* const data = QGuiApplication::clipboard()->mimeData();
+    if (!data) {
+        tell("There are no links on the clipboard.");
+        return;
+    }
+    findLinks(*data, this, [this](const std::vector<URL>& links) {
+        if (links.empty()) {
+            tell("There are no links on the clipboard.");
+        } else {
+            context_.windows.newDownload(links);
+        }
+    });
+}
+
+void StatusMenu::Parts::tell(const QString& sentence) {
+    auto* const box = new QMessageBox(QMessageBox::Information, "Fluvane", sentence, QMessageBox::Ok);
+    box->setObjectName("tray-message");
+    box->setTextFormat(Qt::PlainText);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setModal(false);
+    connect(this, &QObject::destroyed, box, &QObject::deleteLater);
+    box->show();
+    box->raise();
+    box->activateWindow();
+}
+
+StatusMenu::StatusMenu(WindowContext& context, Bus& session)
+    : parts_(std::make_unique<Parts>(*this, context, session)) {}
+
+StatusMenu::~StatusMenu() = default;
+
+QMenu& StatusMenu::menu() {
+    return parts_->menu();
+}
+
+bool StatusMenu::isShown() const {
+    return parts_->host().kind() != TrayHost::Kind::none;
+}
+
+const TrayStatus& StatusMenu::status() const {
+    return parts_->status();
+}
+
+std::string StatusMenu::toolTip() const {
+    return parts_->status().toolTip;
+}
+
+QImage StatusMenu::picture(int side, Panel panel) const {
+    return statusImage(parts_->status(), side, panel);
+}
+
+void StatusMenu::update() {
+    parts_->update();
+}
+
+void StatusMenu::problemsSeen() {
+    parts_->problemsSeen();
+}
+
+} // namespace fluvane
