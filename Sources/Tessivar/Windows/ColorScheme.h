@@ -1,17 +1,16 @@
 #pragma once
 
+#include <QDBusVariant>
 #include <QObject>
 #include <QPalette>
 
 class QDBusConnection;
-class QDBusMessage;
-class QDBusVariant;
 
 namespace tessivar {
 
-/// Makes windows light or dark as the desktop's settings portal asks, where nothing else does: under a
-/// desktop that brings a platform theme of its own, and without a portal, all stays as it is. Main thread,
-/// with a QApplication.
+/// Makes windows light or dark as the desktop's settings portal asks, where nothing else looks after their
+/// colours; a desktop that brings a platform theme or a style of its own is left alone. Light without a
+/// portal. Main thread, with a QApplication.
 class ColorScheme : public QObject {
     Q_OBJECT
 
@@ -21,6 +20,7 @@ public:
     /// Asks, without waiting for the answer, and follows changes. For each connection that is made.
     void follow(const QDBusConnection& connection);
 
+    /// Text stands out from its ground by 4.5:1 at least.
     [[nodiscard]] static QPalette light();
     [[nodiscard]] static QPalette dark();
 
@@ -28,7 +28,7 @@ private:
     Q_SLOT void settingChanged(const QString& space, const QString& key, const QDBusVariant& value);
     void apply(const QVariant& value);
 
-    bool followsAlready_; ///< The platform theme looks after the colours.
+    bool isOurs_; ///< Nothing else gives windows their colours.
 };
 
 } // namespace tessivar

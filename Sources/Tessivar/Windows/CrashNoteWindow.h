@@ -5,6 +5,7 @@
 
 class QLabel;
 class QPlainTextEdit;
+class QPushButton;
 class QToolButton;
 
 namespace tessivar {
@@ -20,18 +21,18 @@ public:
     void setNote(const QString& note);
 
 private:
+    void build();
     void unfold(bool open);
     void copy();
     void save();
     void write(const QString& file);
-    void say(const QString& sentence);
 
-    QString note_;
     QLabel* happened_;
     QToolButton* fold_;
     QPlainTextEdit* report_;
-    QLabel* outcome_;
-    QWidget* actions_;
+    QLabel* outcome_; ///< Of what the buttons did.
+    QPushButton* copy_;
+    QPushButton* save_;
 };
 
 } // namespace tessivar
