@@ -1,8 +1,9 @@
 #pragma once
 
 #include "Fluvane/UI/Inspector/DownloadDialog.h"
+#include "FluvaneCore/URL.h"
 
-#include <optional>
+#include <vector>
 
 class QLabel;
 class QLineEdit;
@@ -18,7 +19,6 @@ class ChangeLinkDialog : public DownloadDialog {
 public:
     ChangeLinkDialog(WindowContext& context, std::int64_t id);
 
-protected:
     void accept() override;
 
 private:
@@ -26,11 +26,13 @@ private:
     void refresh(const Download& download) override;
     void typed();
     void offerClipboard();
-    [[nodiscard]] std::optional<URL> link() const;
+    void offer(const std::vector<URL>& links);
 
     QLineEdit* field_;
     QLabel* note_;
     QPushButton* change_;
+    std::vector<URL> links_; ///< In what is typed.
+    QString offered_;
 };
 
 } // namespace fluvane

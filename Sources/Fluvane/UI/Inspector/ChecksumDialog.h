@@ -8,15 +8,15 @@ class QPushButton;
 
 namespace fluvane {
 
-/// Takes, changes or takes away the checksum that a download's file is checked against. For one window of
-/// its own: call `show`, and it deletes itself once closed, also when the download is removed meanwhile.
+/// Takes, changes or takes away the checksum that a download's file is checked against, and shows how the
+/// check of a finished file ends. For one window of its own: call `show`, and it deletes itself once closed,
+/// also when the download is removed meanwhile.
 class ChecksumDialog : public DownloadDialog {
     Q_OBJECT
 
 public:
     ChecksumDialog(WindowContext& context, std::int64_t id);
 
-protected:
     void accept() override;
 
 private:
@@ -24,10 +24,13 @@ private:
     void refresh(const Download& download) override;
     void typed();
     void takeAway();
+    [[nodiscard]] QString note() const;
 
     QLineEdit* field_;
     QLabel* note_;
     QPushButton* check_;
+    QPushButton* takeAway_;
+    QPushButton* close_;
 };
 
 } // namespace fluvane

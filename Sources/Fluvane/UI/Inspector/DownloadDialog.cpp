@@ -1,20 +1,59 @@
 #include "Fluvane/UI/Inspector/DownloadDialog.h"
 
+#include "Fluvane/UI/Inspector/Fields.h"
+#include "FluvaneCore/Words.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QVBoxLayout>
+
 namespace fluvane {
 
-DownloadDialog::DownloadDialog(WindowContext& context, std::int64_t id) : context_(context), id_(id) {
+namespace {
+
+constexpr int leastWidth = 460;
+
+} // namespace
+
+DownloadDialog::DownloadDialog(WindowContext& context, std::int64_t id, const QString& title,
+                               const QString& explanation)
+    : context_(context), id_(id), content_(new QVBoxLayout(this)), name_(new ElidedLabel(this)) {
+    using tessivar::Spacing::margin;
     setAttribute(Qt::WA_DeleteOnClose);
-    setModal(false);
+    setWindowTitle(title);
+    setMinimumWidth(leastWidth);
+    content_->setContentsMargins(margin, margin, margin, margin);
+    content_->setSpacing(tessivar::Spacing::medium);
+    QFont bold = name_->font();
+    bold.setBold(true);
+    name_->setFont(bold);
+    name_->setObjectName("download-name");
+    content_->addWidget(name_);
+    setWords(*addWords("explanation"), explanation);
     connect(&context.feed, &ListFeed::changed, this, &DownloadDialog::follow);
+}
+
+QLabel* DownloadDialog::addWords(const QString& name) {
+    auto* label = new QLabel(this);
+    label->setObjectName(name);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    content_->addWidget(label);
+    return label;
+}
+
+void DownloadDialog::showEvent(QShowEvent* event) {
+    follow();
+    QDialog::showEvent(event);
 }
 
 void DownloadDialog::follow() {
     const Download* const asked = download();
     if (!asked || !stillApplies(*asked)) {
         close();
-    } else {
-        refresh(*asked);
+        return;
     }
+    name_->setWhole(QString::fromStdString(Words::oneLine(asked->record.displayName())));
+    refresh(*asked);
 }
 
 } // namespace fluvane

@@ -6,7 +6,12 @@
 
 #include <cstdint>
 
+class QLabel;
+class QVBoxLayout;
+
 namespace fluvane {
+
+class ElidedLabel;
 
 /// A question about one download, in a window that blocks nothing. It deletes itself once closed, and closes
 /// by itself when the question no longer applies. The main queue's.
@@ -17,19 +22,28 @@ public:
     [[nodiscard]] std::int64_t id() const { return id_; }
 
 protected:
-    DownloadDialog(WindowContext& context, std::int64_t id);
+    /// Begins with the download's name and an explanation; content and buttons follow.
+    DownloadDialog(WindowContext& context, std::int64_t id, const QString& title, const QString& explanation);
+
     /// Null once it is removed.
     [[nodiscard]] const Download* download() const { return context_.manager.download(id_); }
     [[nodiscard]] WindowContext& context() const { return context_; }
+    [[nodiscard]] QVBoxLayout& content() const { return *content_; }
+    /// A label for plain words, which may be long.
+    [[nodiscard]] QLabel* addWords(const QString& name);
+
+    void showEvent(QShowEvent* event) override;
 
 private:
     [[nodiscard]] virtual bool stillApplies(const Download& download) const = 0;
-    /// After every change of the list, while the question applies.
+    /// When it is shown and after every change of the list, while the question applies.
     virtual void refresh(const Download& download) = 0;
     void follow();
 
     WindowContext& context_;
     std::int64_t id_;
+    QVBoxLayout* content_;
+    ElidedLabel* name_;
 };
 
 } // namespace fluvane

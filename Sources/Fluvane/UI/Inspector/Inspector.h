@@ -11,8 +11,6 @@
 
 namespace fluvane {
 
-class DetailsView;
-
 /// Everything about the selected download, its pieces, connections and speed; of several how much they are
 /// together. Scrolls by itself; wants some 320 to 420 pixels of width and can do with any height. Follows the
 /// feed while it is on screen and does nothing while it isn't. The history of speeds is the feed's own
@@ -34,6 +32,7 @@ protected:
 private:
     void follow();
     void refresh();
+    void showTotals();
 
     struct Parts;
     WindowContext& context_;

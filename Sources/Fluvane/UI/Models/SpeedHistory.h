@@ -35,6 +35,7 @@ public:
     /// that opens late show what went before.
     [[nodiscard]] static SpeedHistory& of(const DownloadManager& manager, ListFeed& feed);
     [[nodiscard]] static Clock steadyClock();
+    [[nodiscard]] double now() const { return clock_(); }
 
     /// Oldest first; empty for a download that hasn't run within the kept time. Holds until the next turn.
     [[nodiscard]] const std::vector<Sample>& samples(std::int64_t id) const;

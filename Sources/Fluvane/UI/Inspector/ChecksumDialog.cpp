@@ -1,0 +1,126 @@
+#include "Fluvane/UI/Inspector/ChecksumDialog.h"
+
+#include "Fluvane/UI/Inspector/Fields.h"
+#include "FluvaneCore/DetailWords.h"
+#include "FluvaneCore/Objections.h"
+#include "FluvaneCore/Words.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace fluvane {
+
+namespace {
+
+constexpr const char* explanation = "Paste the SHA-256, SHA-1 or MD5 that the file's publisher gives. It "
+                                    "tells whether you got the very same file.";
+
+QString shown(std::string_view text) {
+    return QString::fromUtf8(text.data(), std::ssize(text));
+}
+
+/// How the record's own checksum stands.
+QString standing(const DownloadRecord& record) {
+    const QString name = shown(Checksum::name(record.checksum->algorithm));
+    if (!record.checksumResult) {
+        return shown(Words::checksumStanding(record)) + ".";
+    }
+    return record.checksumResult->matches()
+               ? "The file's " + name + " matches."
+               : shown(Words::checksumMismatch(Checksum::name(record.checksum->algorithm),
+                                               Words::oneLine(record.folder.path())));
+}
+
+} // namespace
+
+ChecksumDialog::ChecksumDialog(WindowContext& context, std::int64_t id)
+    : DownloadDialog(context, id, "Checksum", explanation), field_(new QLineEdit(this)) {
+    setObjectName("checksum");
+    field_->setObjectName("checksum-field");
+    field_->setAccessibleName("Checksum");
+    auto* form = new QFormLayout;
+    form->setHorizontalSpacing(tessivar::Spacing::medium);
+    form->addRow("C&hecksum", field_);
+    content().addLayout(form);
+    note_ = addWords("note");
+    auto* buttons = new QDialogButtonBox(this);
+    check_ = buttons->addButton("&Check", QDialogButtonBox::AcceptRole);
+    takeAway_ = buttons->addButton("&Take Away", QDialogButtonBox::DestructiveRole);
+    close_ = buttons->addButton("Cancel", QDialogButtonBox::RejectRole);
+    takeAway_->setObjectName("take-away");
+    content().addStretch();
+    content().addWidget(buttons);
+    if (const Download* asked = download(); asked && asked->record.checksum) {
+        field_->setText(shown(asked->record.checksum->hex));
+        field_->selectAll();
+    }
+    connect(check_, &QPushButton::clicked, this, &ChecksumDialog::accept);
+    connect(takeAway_, &QPushButton::clicked, this, &ChecksumDialog::takeAway);
+    connect(close_, &QPushButton::clicked, this, &QDialog::close);
+    connect(field_, &QLineEdit::textChanged, this, &ChecksumDialog::typed);
+    field_->setFocus();
+}
+
+bool ChecksumDialog::stillApplies(const Download& /*download*/) const {
+    return true;
+}
+
+void ChecksumDialog::refresh(const Download& download) {
+    const auto& checksum = download.record.checksum;
+    const auto given = Checksum::recognise(field_->text().toStdString());
+    takeAway_->setEnabled(checksum.has_value());
+    check_->setEnabled(given && given != checksum);
+    close_->setText(checksum && given == checksum ? "Close" : "Cancel");
+    setWords(*note_, note());
+}
+
+QString ChecksumDialog::note() const {
+    const auto& record = download()->record;
+    const auto given = Checksum::recognise(field_->text().toStdString());
+    if (field_->text().trimmed().isEmpty()) {
+        return {};
+    }
+    if (!given) {
+        return shown(Words::unknownChecksum);
+    }
+    if (given == record.checksum) {
+        return standing(record);
+    }
+    const bool finished = record.state.is<DownloadState::Finished>();
+    return "This is " + QString(given->algorithm == Checksum::Algorithm::md5 ? "an " : "a ") +
+           shown(Checksum::name(given->algorithm)) + ". " +
+           (finished ? "The finished file is checked against it." : "Checked once every byte is in.");
+}
+
+void ChecksumDialog::typed() {
+    if (const Download* asked = download()) {
+        refresh(*asked);
+    }
+}
+
+void ChecksumDialog::accept() {
+    const auto given = Checksum::recognise(field_->text().toStdString());
+    const Download* const asked = download();
+    if (!given || !asked) {
+        return;
+    }
+    const bool staysToTell = asked->record.state.is<DownloadState::Finished>();
+    context().manager.setChecksum(id(), given);
+    if (staysToTell) {
+        typed();
+    } else {
+        close();
+    }
+}
+
+void ChecksumDialog::takeAway() {
+    context().manager.setChecksum(id(), std::nullopt);
+    close();
+}
+
+} // namespace fluvane

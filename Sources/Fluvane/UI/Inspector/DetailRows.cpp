@@ -1,0 +1,164 @@
+#include "Fluvane/UI/Inspector/DetailRows.h"
+
+#include "Fluvane/UI/Inspector/Fields.h"
+#include "FluvaneCore/DetailWords.h"
+#include "FluvaneCore/RuleWords.h"
+#include "FluvaneCore/Words.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QDateTime>
+#include <QFormLayout>
+#include <QLabel>
+
+#include <algorithm>
+
+namespace fluvane {
+
+namespace {
+
+QWidget* line(QWidget* parent) {
+    return new ValueField(parent);
+}
+
+QWidget* words(QWidget* parent) {
+    auto* label = new QLabel(parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    return label;
+}
+
+std::string shownLink(const std::optional<URL>& url) {
+    return url ? Words::oneLine(url->withoutCredentials().absoluteString()) : std::string();
+}
+
+/// The header's date by the local time; its own text when it is no date.
+std::string changed(const std::string& header, Date now) {
+    const QString text = QString::fromStdString(header).trimmed();
+    const auto date = QDateTime::fromString(QString(text).replace(" GMT", " +0000"), Qt::RFC2822Date);
+    return date.isValid() ? Words::when(Date(std::chrono::milliseconds(date.toMSecsSinceEpoch())), now)
+                          : Words::oneLine(header);
+}
+
+std::string ruleWords(const std::optional<std::string>& id, const Config& config) {
+    if (!id) {
+        return {};
+    }
+    const auto rule = std::ranges::find(config.rules, *id, &Rule::id);
+    return rule == config.rules.end() ? "A rule that is gone now" : Words::oneLine(Words::rule(*rule));
+}
+
+} // namespace
+
+DetailRows::DetailRows(QWidget* parent) : QWidget(parent), form_(new QFormLayout(this)) {
+    form_->setContentsMargins(0, 0, 0, 0);
+    form_->setHorizontalSpacing(tessivar::Spacing::medium);
+    form_->setVerticalSpacing(tessivar::Spacing::small);
+    form_->setLabelAlignment(Qt::AlignLeft | Qt::AlignTop);
+    form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    addRow(Link, "Link", "link", line(this));
+    addRow(FinalLink, "Leads to", "final-link", line(this));
+    addRow(Referrer, "From page", "referrer", line(this));
+    addRow(Folder, "Folder", "folder", line(this));
+    addRow(File, "File", "file", line(this));
+    addRow(Size, "Size", "size", words(this));
+    addRow(TimeLeft, "Time left", "time-left", words(this));
+    addRow(Added, "Added", "added", words(this));
+    addRow(Completed, "Finished", "completed", words(this));
+    addRow(LastModified, "Last changed", "last-modified", words(this));
+    addRow(ETag, "ETag", "etag", line(this));
+    addRow(Resumable, "Can resume", "resumable", words(this));
+    addRow(Rule, "Rule", "rule", words(this));
+    addRow(Checksum, "Checksum", "expected-checksum", line(this));
+    addRow(ChecksumStanding, "Result", "checksum-result", words(this));
+    addRow(Computed, "Computed", "computed-checksum", line(this));
+    values_[LastModified]->setToolTip("When the file was last changed on the server.");
+}
+
+void DetailRows::addRow(Row row, const char* label, const char* name, QWidget* value) {
+    auto* title = new tessivar::QuietLabel(label, this);
+    title->setWordWrap(false);
+    title->setBuddy(value);
+    value->setObjectName(name);
+    value->setAccessibleName(label);
+    form_->addRow(title, value);
+    form_->setRowVisible(value, false);
+    values_[row] = value;
+}
+
+void DetailRows::set(Row row, const std::string& text, const std::string& toolTip) {
+    QWidget* const value = values_[row];
+    const QString shown = QString::fromStdString(text);
+    const QString tip = QString::fromStdString(toolTip);
+    if (auto* field = qobject_cast<ValueField*>(value)) {
+        field->setValue(shown, tip);
+    } else if (auto* label = qobject_cast<QLabel*>(value)) {
+        setWords(*label, shown);
+        if (!tip.isEmpty()) {
+            label->setToolTip(tip);
+        }
+    }
+    if (form_->isRowVisible(value) == shown.isEmpty()) {
+        form_->setRowVisible(value, !shown.isEmpty());
+    }
+}
+
+void DetailRows::follow(const Download& download, const Config& config, Date now) {
+    const auto& record = download.record;
+    followPlaces(record);
+    followProgress(download, now);
+    followServer(record, now);
+    set(Rule, ruleWords(record.rule, config));
+    followChecksum(record);
+}
+
+void DetailRows::followPlaces(const DownloadRecord& record) {
+    const std::string link = shownLink(record.url);
+    const std::string final = shownLink(record.finalURL);
+    set(Link, link);
+    set(FinalLink, final == link ? "" : final);
+    set(Referrer, shownLink(record.referrer));
+    set(Folder, Words::oneLine(record.folder.path()));
+    const auto& file = record.file ? record.file : record.partial;
+    const std::string path = file ? Words::oneLine(file->path()) : std::string();
+    set(File, path.substr(path.rfind('/') + 1), path);
+}
+
+void DetailRows::followProgress(const Download& download, Date now) {
+    const auto& record = download.record;
+    const std::int64_t done = download.liveBytes();
+    const bool finished = record.state.is<DownloadState::Finished>();
+    const bool known = record.size && *record.size >= 0;
+    if (!known) {
+        set(Size, done > 0 ? Words::bytes(done) + " so far" : "Not known yet", Words::exactBytes(done));
+    } else if (finished) {
+        set(Size, Words::bytes(*record.size), Words::exactBytes(*record.size));
+    } else {
+        set(Size, Words::bytes(done) + " of " + Words::bytes(*record.size),
+            Words::exactBytes(done) + " of " + Words::exactBytes(*record.size));
+    }
+    const bool timed = record.state.usesNetwork() && download.secondsLeft;
+    set(TimeLeft, timed ? Words::timeLeft(*download.secondsLeft) : "");
+    set(Added, Words::when(record.added, now));
+    set(Completed, record.completed ? Words::when(*record.completed, now) : "");
+}
+
+void DetailRows::followServer(const DownloadRecord& record, Date now) {
+    const auto validators = record.validators.value_or(Validators{});
+    set(LastModified, validators.lastModified ? changed(*validators.lastModified, now) : "");
+    set(ETag, validators.etag ? Words::oneLine(*validators.etag) : "");
+    set(Resumable, Words::resumability(record));
+}
+
+void DetailRows::followChecksum(const DownloadRecord& record) {
+    const auto* differs = record.checksumResult
+                              ? std::get_if<ChecksumResult::Differs>(&record.checksumResult->outcome)
+                              : nullptr;
+    const std::string name(record.checksum ? fluvane::Checksum::name(record.checksum->algorithm) : "");
+    set(Checksum, record.checksum ? name + " " + record.checksum->hex : "");
+    set(ChecksumStanding, Words::checksumStanding(record));
+    set(Computed, differs ? name + " " + differs->computed : "");
+}
+
+} // namespace fluvane

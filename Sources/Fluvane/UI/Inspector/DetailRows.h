@@ -1,0 +1,53 @@
+#pragma once
+
+#include "FluvaneEngine/Config.h"
+#include "FluvaneEngine/Download.h"
+
+#include <QWidget>
+
+#include <array>
+
+class QFormLayout;
+
+namespace fluvane {
+
+/// What is known about a download, as labels and values. A row with nothing to say isn't there.
+class DetailRows : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit DetailRows(QWidget* parent = nullptr);
+    void follow(const Download& download, const Config& config, Date now);
+
+private:
+    enum Row {
+        Link,
+        FinalLink,
+        Referrer,
+        Folder,
+        File,
+        Size,
+        TimeLeft,
+        Added,
+        Completed,
+        LastModified,
+        ETag,
+        Resumable,
+        Rule,
+        Checksum,
+        ChecksumStanding,
+        Computed,
+        rows
+    };
+    void addRow(Row row, const char* label, const char* name, QWidget* value);
+    void set(Row row, const std::string& text, const std::string& toolTip = {});
+    void followPlaces(const DownloadRecord& record);
+    void followProgress(const Download& download, Date now);
+    void followServer(const DownloadRecord& record, Date now);
+    void followChecksum(const DownloadRecord& record);
+
+    QFormLayout* form_;
+    std::array<QWidget*, rows> values_{};
+};
+
+} // namespace fluvane

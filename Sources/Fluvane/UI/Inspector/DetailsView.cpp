@@ -1,0 +1,209 @@
+#include "Fluvane/UI/Inspector/DetailsView.h"
+
+#include "Fluvane/UI/Inspector/ConnectionLook.h"
+#include "Fluvane/UI/Inspector/ConnectionsModel.h"
+#include "Fluvane/UI/Inspector/DetailRows.h"
+#include "Fluvane/UI/Inspector/Fields.h"
+#include "Fluvane/UI/Inspector/Notice.h"
+#include "Fluvane/UI/Inspector/PiecesMap.h"
+#include "Fluvane/UI/Inspector/SpeedGraph.h"
+#include "Fluvane/UI/Models/DownloadsModel.h"
+#include "FluvaneCore/DetailWords.h"
+#include "FluvaneCore/Words.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QEvent>
+#include <QHeaderView>
+#include <QLabel>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <chrono>
+
+namespace fluvane {
+
+namespace {
+
+constexpr int swatchHeight = 14;
+constexpr const char* mapCaption =
+    "Each piece comes over its own connection. When one finishes, it takes over half of "
+    "the biggest piece left.";
+
+QLabel* heading(const char* text, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    QFont font = label->font();
+    font.setBold(true);
+    label->setFont(font);
+    return label;
+}
+
+/// A heading and what belongs to it.
+QWidget* section(const char* title, QWidget* parent, std::initializer_list<QWidget*> content) {
+    auto* box = new QWidget(parent);
+    auto* layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(tessivar::Spacing::small);
+    layout->addWidget(heading(title, box));
+    for (QWidget* widget : content) {
+        layout->addWidget(widget);
+    }
+    return box;
+}
+
+std::optional<std::int64_t> placeInLine(const DownloadManager& manager, const Download& download) {
+    if (!download.record.state.is<DownloadState::Queued>()) {
+        return std::nullopt;
+    }
+    const auto queue = manager.queue();
+    const auto place = std::ranges::find(queue, &download);
+    return place == queue.end() ? std::nullopt : std::optional<std::int64_t>(place - queue.begin() + 1);
+}
+
+} // namespace
+
+DetailsView::DetailsView(WindowContext& context, SpeedHistory& history, QWidget* parent)
+    : QWidget(parent), context_(context), history_(history), name_(new ElidedLabel(this)),
+      line_(new QLabel(this)), notice_(new Notice(context, this)), piecesSection_(pieces()),
+      connectionsSection_(connections()), speedSection_(speed()), rows_(new DetailRows(this)) {
+    build();
+}
+
+void DetailsView::build() {
+    name_->setObjectName("details-name");
+    QFont large = name_->font();
+    large.setBold(true);
+    large.setPointSizeF(large.pointSizeF() * 1.15);
+    name_->setFont(large);
+    line_->setObjectName("details-line");
+    line_->setTextFormat(Qt::PlainText);
+    line_->setWordWrap(true);
+    auto* head = new QVBoxLayout;
+    head->setSpacing(tessivar::Spacing::small);
+    head->addWidget(name_);
+    head->addWidget(line_);
+    head->addWidget(notice_);
+    auto* all = new QVBoxLayout(this);
+    using tessivar::Spacing::margin;
+    all->setContentsMargins(margin, margin, margin, margin);
+    all->setSpacing(tessivar::Spacing::large);
+    all->addLayout(head);
+    for (QWidget* widget : {piecesSection_, connectionsSection_, speedSection_}) {
+        all->addWidget(widget);
+    }
+    all->addWidget(section("Details", this, {rows_}));
+    all->addStretch();
+}
+
+QWidget* DetailsView::pieces() {
+    map_ = new PiecesMap;
+    piece_ = new QLabel;
+    piece_->setObjectName("piece-words");
+    piece_->setTextFormat(Qt::PlainText);
+    piece_->setWordWrap(true);
+    connect(map_, &PiecesMap::toldChanged, this, &DetailsView::tellPiece);
+    auto* caption = new tessivar::QuietLabel(mapCaption);
+    caption->setObjectName("pieces-caption");
+    return section("Pieces", this, {map_, piece_, caption});
+}
+
+QWidget* DetailsView::connections() {
+    model_ = new ConnectionsModel(this);
+    table_ = new QTreeView;
+    table_->setObjectName("connections");
+    table_->setAccessibleName("Connections");
+    table_->setModel(model_);
+    table_->setRootIsDecorated(false);
+    table_->setUniformRowHeights(true);
+    table_->setFrameShape(QFrame::NoFrame);
+    table_->setSelectionMode(QAbstractItemView::NoSelection);
+    table_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    table_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    table_->setIconSize(ConnectionLook::swatchSize(swatchHeight));
+    table_->setTextElideMode(Qt::ElideRight);
+    table_->viewport()->setAutoFillBackground(false);
+    auto* header = table_->header();
+    header->setSectionsMovable(false);
+    header->setSectionsClickable(false);
+    header->setStretchLastSection(false);
+    header->setMinimumSectionSize(20);
+    header->setSectionResizeMode(ConnectionsModel::Span, QHeaderView::Stretch);
+    connect(model_, &QAbstractItemModel::rowsInserted, this, &DetailsView::fitConnections);
+    connect(model_, &QAbstractItemModel::rowsRemoved, this, &DetailsView::fitConnections);
+    return section("Connections", this, {table_});
+}
+
+QWidget* DetailsView::speed() {
+    graph_ = new SpeedGraph;
+    speedWords_ = new tessivar::QuietLabel;
+    speedWords_->setObjectName("speed-words");
+    return section("Speed", this, {graph_, speedWords_});
+}
+
+void DetailsView::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange) {
+        fitConnections();
+    }
+}
+
+void DetailsView::fitConnections() {
+    const QFontMetrics font = table_->fontMetrics();
+    const int pad = 2 * tessivar::Spacing::medium;
+    model_->setLook(palette(), devicePixelRatioF());
+    table_->setColumnWidth(ConnectionsModel::Number, ConnectionLook::swatchSize(swatchHeight).width() + pad);
+    table_->setColumnWidth(ConnectionsModel::Done, font.horizontalAdvance("888.8 MB") + pad);
+    table_->setColumnWidth(ConnectionsModel::Speed, font.horizontalAdvance("888.8 MB/s") + pad);
+    const int row = std::max(font.height() + tessivar::Spacing::small, table_->sizeHintForRow(0));
+    table_->setFixedHeight(table_->header()->sizeHint().height() + row * model_->rowCount() + 2);
+}
+
+void DetailsView::follow(const Download& download) {
+    const Date now = std::chrono::system_clock::now();
+    followHead(download, now);
+    followTransfer(download);
+    followSpeed(download);
+    rows_->follow(download, context_.settings.config(), now);
+}
+
+void DetailsView::followHead(const Download& download, Date now) {
+    name_->setWhole(QString::fromStdString(Words::oneLine(download.record.displayName())));
+    notice_->follow(download);
+    const DownloadWords words(download, placeInLine(context_.manager, download), now);
+    setWords(*line_, QString::fromStdString(words.line()));
+    // The sentence is in the notice.
+    const auto& state = download.record.state;
+    line_->setHidden(!notice_->isHidden() && !state.is<DownloadState::Finished>());
+}
+
+void DetailsView::followTransfer(const Download& download) {
+    const auto& record = download.record;
+    running_.look(download, history_.now());
+    const bool hasPieces = !record.pieces.empty() && !record.state.is<DownloadState::Finished>();
+    piecesSection_->setVisible(hasPieces);
+    if (hasPieces) {
+        map_->follow(download, running_.list());
+        const auto complete = std::ranges::count_if(record.pieces, &Piece::isComplete);
+        allPieces_ =
+            QString::fromStdString(Words::pieces(record.pieces.size(), static_cast<std::size_t>(complete)));
+        tellPiece(map_->told());
+    }
+    model_->follow(running_.list());
+    connectionsSection_->setVisible(!running_.list().empty());
+}
+
+void DetailsView::tellPiece(const QString& words) {
+    setWords(*piece_, words.isEmpty() ? allPieces_ : words);
+}
+
+void DetailsView::followSpeed(const Download& download) {
+    const auto& samples = history_.samples(download.id());
+    speedSection_->setVisible(samples.size() > 1);
+    if (samples.size() > 1) {
+        graph_->follow(samples, download.record.state.usesNetwork());
+        setWords(*speedWords_, graph_->accessibleDescription());
+    }
+}
+
+} // namespace fluvane

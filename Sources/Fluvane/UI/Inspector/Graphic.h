@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QWidget>
+
+namespace fluvane {
+
+/// A picture with a meaning: screen readers are told that it is one, with its name and description.
+class Graphic : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit Graphic(QWidget* parent);
+};
+
+} // namespace fluvane

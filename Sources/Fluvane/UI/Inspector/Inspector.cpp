@@ -1,0 +1,127 @@
+#include "Fluvane/UI/Inspector/Inspector.h"
+
+#include "Fluvane/UI/Inspector/DetailsView.h"
+#include "Fluvane/UI/Models/SelectionTotals.h"
+#include "FluvaneCore/DetailWords.h"
+#include "FluvaneCore/Words.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QLabel>
+#include <QScrollArea>
+#include <QStackedLayout>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace fluvane {
+
+namespace {
+
+constexpr int leastWidth = 260;
+enum Page { Hint, Several, One };
+
+QLabel* centered(QLabel* label) {
+    label->setAlignment(Qt::AlignHCenter);
+    label->setWordWrap(true);
+    return label;
+}
+
+/// Labels in the middle of an otherwise empty page.
+QWidget* page(QWidget* parent, std::initializer_list<QLabel*> labels) {
+    auto* result = new QWidget(parent);
+    auto* layout = new QVBoxLayout(result);
+    using tessivar::Spacing::margin;
+    layout->setContentsMargins(margin, margin, margin, margin);
+    layout->setSpacing(tessivar::Spacing::small);
+    layout->addStretch(1);
+    for (QLabel* label : labels) {
+        layout->addWidget(centered(label));
+    }
+    layout->addStretch(2);
+    return result;
+}
+
+void makeBold(QLabel& label) {
+    QFont font = label.font();
+    font.setBold(true);
+    label.setFont(font);
+}
+
+} // namespace
+
+struct Inspector::Parts {
+    QStackedLayout* pages;
+    QLabel* count = new QLabel;
+    QLabel* sizes = new QLabel;
+    QLabel* speeds = new tessivar::QuietLabel;
+    QScrollArea* scroll = new QScrollArea;
+    DetailsView* details;
+};
+
+Inspector::Inspector(WindowContext& context) : context_(context), parts_(std::make_unique<Parts>()) {
+    setObjectName("details");
+    setAccessibleName("Details");
+    setMinimumWidth(leastWidth);
+    auto& parts = *parts_;
+    parts.count->setObjectName("selection-count");
+    parts.sizes->setObjectName("selection-sizes");
+    parts.speeds->setObjectName("selection-speed");
+    makeBold(*parts.count);
+    parts.pages = new QStackedLayout(this);
+    auto* hint = new tessivar::QuietLabel("Select a download to see its details.");
+    hint->setObjectName("details-hint");
+    parts.pages->addWidget(page(this, {hint}));
+    parts.pages->addWidget(page(this, {parts.count, parts.sizes, parts.speeds}));
+    parts.details = new DetailsView(context, SpeedHistory::of(context.manager, context.feed));
+    parts.scroll->setWidget(parts.details);
+    parts.scroll->setWidgetResizable(true);
+    parts.scroll->setFrameShape(QFrame::NoFrame);
+    parts.scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    parts.pages->addWidget(parts.scroll);
+    connect(&context.feed, &ListFeed::changed, this, &Inspector::follow);
+}
+
+Inspector::~Inspector() = default;
+
+void Inspector::showDownloads(const std::vector<std::int64_t>& ids) {
+    if (ids != ids_) {
+        ids_ = ids;
+        parts_->scroll->ensureVisible(0, 0);
+        follow();
+    }
+}
+
+void Inspector::showEvent(QShowEvent* event) {
+    refresh();
+    QWidget::showEvent(event);
+}
+
+void Inspector::follow() {
+    if (isVisible()) {
+        refresh();
+    }
+}
+
+void Inspector::refresh() {
+    const auto isThere = [this](std::int64_t id) { return context_.manager.download(id) != nullptr; };
+    const auto there = std::ranges::count_if(ids_, isThere);
+    parts_->pages->setCurrentIndex(there == 0 ? Hint : there == 1 ? One : Several);
+    if (there == 1) {
+        parts_->details->follow(*context_.manager.download(*std::ranges::find_if(ids_, isThere)));
+    } else if (there > 1) {
+        showTotals();
+    }
+}
+
+void Inspector::showTotals() {
+    const auto totals = SelectionTotals::of(context_.manager, ids_);
+    const QString speed = QString::fromStdString(Words::speed(totals.speed));
+    parts_->count->setText(QString("%1 downloads selected").arg(totals.count));
+    parts_->sizes->setText(
+        QString::fromStdString(Words::together(totals.done, totals.size, totals.unknownSizes)));
+    parts_->speeds->setText(totals.running == 0 ? QString("None of them is running")
+                                                : QString("%1 running, %2").arg(totals.running).arg(speed));
+}
+
+} // namespace fluvane

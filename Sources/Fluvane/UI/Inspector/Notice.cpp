@@ -1,0 +1,105 @@
+#include "Fluvane/UI/Inspector/Notice.h"
+
+#include "Fluvane/UI/Inspector/Fields.h"
+#include "FluvaneCore/DetailWords.h"
+#include "FluvaneCore/StateName.h"
+#include "FluvaneCore/Words.h"
+#include "FluvaneEngine/Abilities.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QBoxLayout>
+#include <QEvent>
+#include <QLabel>
+#include <QPushButton>
+
+namespace fluvane {
+
+namespace {
+
+constexpr int signSize = 20;
+
+/// What needs attention, empty where nothing does.
+std::string problem(const DownloadRecord& record) {
+    const auto* failure = record.state.failure();
+    const bool waits = record.state.isWaiting(DownloadState::Wait::linkExpired) ||
+                       record.state.isWaiting(DownloadState::Wait::limitedNetwork);
+    if (failure || waits) {
+        return Words::oneLine(Words::state(stateName(record.state), failure ? *failure : std::string()));
+    }
+    if (record.checksum && record.checksumResult && !record.checksumResult->matches()) {
+        return Words::checksumMismatch(Checksum::name(record.checksum->algorithm),
+                                       Words::oneLine(record.folder.path()));
+    }
+    return {};
+}
+
+QLabel* wrapped(QWidget* parent) {
+    auto* label = new QLabel(parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    return label;
+}
+
+} // namespace
+
+Notice::Notice(WindowContext& context, QWidget* parent)
+    : QWidget(parent), context_(context), sign_(new QLabel(this)), words_(wrapped(this)),
+      advice_(new tessivar::QuietLabel({}, this)), resume_(new QPushButton(this)),
+      changeLink_(new QPushButton("Change &Link…", this)) {
+    setObjectName("details-notice");
+    words_->setObjectName("problem");
+    advice_->setObjectName("advice");
+    resume_->setObjectName("notice-resume");
+    changeLink_->setObjectName("notice-change-link");
+    auto* all = new QHBoxLayout(this);
+    all->setContentsMargins(0, 0, 0, 0);
+    all->setSpacing(tessivar::Spacing::medium);
+    all->addWidget(sign_, 0, Qt::AlignTop);
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(tessivar::Spacing::small);
+    texts->addWidget(words_);
+    texts->addWidget(advice_);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(resume_);
+    buttons->addWidget(changeLink_);
+    buttons->addStretch();
+    texts->addLayout(buttons);
+    all->addLayout(texts, 1);
+    connect(resume_, &QPushButton::clicked, this, [this] { context_.manager.resume(id_); });
+    connect(changeLink_, &QPushButton::clicked, this, [this] { context_.windows.changeLink(id_); });
+    tint();
+    hide();
+}
+
+void Notice::follow(const Download& download) {
+    id_ = download.id();
+    const auto text = QString::fromStdString(problem(download.record));
+    const auto advice = QString::fromStdString(Words::advice(download.record));
+    setWords(*words_, text);
+    setWords(*advice_, advice);
+    advice_->setVisible(!advice.isEmpty());
+    const Abilities can = abilities(download);
+    const QString resume = "&" + QString::fromUtf8(can.resumeLabel().data(), std::ssize(can.resumeLabel()));
+    if (resume_->text() != resume) {
+        resume_->setText(resume);
+    }
+    resume_->setVisible(can.tryAgain || can.downloadAnyway);
+    changeLink_->setVisible(can.changeLink && can.tryAgain);
+    setVisible(!text.isEmpty());
+}
+
+void Notice::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        tint();
+    }
+}
+
+void Notice::tint() {
+    const QColor color = tessivar::readable(QColor(0xd5, 0x5e, 0x00), palette().color(QPalette::Window), 3);
+    sign_->setPixmap(tessivar::icon("warning", color).pixmap(QSize(signSize, signSize), devicePixelRatioF()));
+}
+
+} // namespace fluvane

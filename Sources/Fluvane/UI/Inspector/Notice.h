@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Fluvane/UI/Models/WindowContext.h"
+
+#include <QWidget>
+
+class QLabel;
+class QPushButton;
+
+namespace tessivar {
+class QuietLabel;
+}
+
+namespace fluvane {
+
+/// What went wrong with a download and what to do about it; hidden while nothing did.
+class Notice : public QWidget {
+    Q_OBJECT
+
+public:
+    Notice(WindowContext& context, QWidget* parent);
+    void follow(const Download& download);
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void tint();
+
+    WindowContext& context_;
+    std::int64_t id_ = 0;
+    QLabel* sign_;
+    QLabel* words_;
+    tessivar::QuietLabel* advice_;
+    QPushButton* resume_;
+    QPushButton* changeLink_;
+};
+
+} // namespace fluvane

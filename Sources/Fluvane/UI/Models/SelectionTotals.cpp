@@ -1,0 +1,43 @@
+#include "Fluvane/UI/Models/SelectionTotals.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace fluvane {
+
+namespace {
+
+std::int64_t capped(std::int64_t a, std::int64_t b) {
+    std::int64_t sum = 0;
+    return __builtin_add_overflow(a, std::max<std::int64_t>(b, 0), &sum)
+               ? std::numeric_limits<std::int64_t>::max()
+               : sum;
+}
+
+void add(SelectionTotals& totals, const Download& download) {
+    const auto& record = download.record;
+    // A finished file may have been listed without its pieces.
+    const bool finished = record.state.is<DownloadState::Finished>();
+    const std::int64_t done = finished && record.size ? *record.size : download.liveBytes();
+    const bool known = record.size && *record.size >= 0;
+    ++totals.count;
+    totals.done = capped(totals.done, known ? done : 0);
+    totals.size = capped(totals.size, known ? *record.size : 0);
+    totals.unknownSizes += known ? 0 : 1;
+    totals.running += record.state.isActive() ? 1 : 0;
+    totals.speed += record.state.usesNetwork() ? download.speed() : 0;
+}
+
+} // namespace
+
+SelectionTotals SelectionTotals::of(const DownloadManager& manager, const std::vector<std::int64_t>& ids) {
+    SelectionTotals totals;
+    for (const std::int64_t id : ids) {
+        if (const Download* download = manager.download(id)) {
+            add(totals, *download);
+        }
+    }
+    return totals;
+}
+
+} // namespace fluvane
