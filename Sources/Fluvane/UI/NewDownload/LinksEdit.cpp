@@ -52,6 +52,8 @@ QString withShortLines(const QString& text) {
 
 LinksEdit::LinksEdit(QWidget* parent) : QPlainTextEdit(parent) {
     setTabChangesFocus(true);
+    setAcceptDrops(false); // the window takes drops: one in the middle of a link would break it
+    viewport()->setAcceptDrops(false);
 }
 
 void LinksEdit::addLinks(const std::vector<URL>& links) {

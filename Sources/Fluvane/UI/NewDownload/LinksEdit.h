@@ -8,7 +8,7 @@
 
 namespace fluvane {
 
-/// Any text, with links in it. What is pasted or dropped and isn't text comes out as its links.
+/// Any text, with links in it. What is pasted and isn't text comes out as its links.
 class LinksEdit : public QPlainTextEdit {
     Q_OBJECT
 
@@ -18,7 +18,7 @@ public:
     /// Appends those that aren't words of the text already, one a line; it can be undone.
     void addLinks(const std::vector<URL>& links);
 
-    /// Files, marked-up text and more were pasted or dropped, and these links are in them.
+    /// Files, marked-up text and more were pasted, and these links are in them.
     Q_SIGNAL void linksGiven(const std::vector<URL>& links);
 
 protected:

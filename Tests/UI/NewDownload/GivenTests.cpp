@@ -1,0 +1,158 @@
+// What is dropped and pasted, and the folders chosen last.
+
+#include "Fluvane/UI/Models/DroppedData.h"
+#include "Fluvane/UI/Models/RecentFolders.h"
+#include "Fluvane/UI/NewDownload/LinksEdit.h"
+#include "Support/TemporaryFolder.h"
+
+#include <QMimeData>
+#include <QTest>
+#include <QUrl>
+
+#include <gmock/gmock.h>
+
+#include <functional>
+
+namespace fluvane::support {
+
+using namespace testing;
+
+namespace {
+
+std::vector<std::string> texts(const std::vector<URL>& links) {
+    std::vector<std::string> all;
+    for (const URL& link : links) {
+        all.push_back(link.absoluteString());
+    }
+    return all;
+}
+
+QByteArray utf16(const char16_t* text) {
+    const QString string = QString::fromUtf16(text);
+    return {reinterpret_cast<const char*>(string.utf16()), string.size() * 2};
+}
+
+} // namespace
+
+TEST(DroppedData, holdsLinksInTheFormatsOfBrowsersAndFileManagers) {
+    const TemporaryFolder folder;
+    writeFile(folder / "www.trap.example", "http://file.example/[1-2]");
+    const QByteArray file = ("file://" + (folder / "www.trap.example").string()).c_str();
+    struct Case {
+        const char* name;
+        std::function<void(QMimeData&)> fill;
+        std::vector<std::string> links;
+    };
+    const std::vector<Case> cases = {
+        {"text",
+         [](auto& data) { data.setText("see http://a.example/[1-2].zip"); },
+         {"http://a.example/1.zip", "http://a.example/2.zip"}},
+        {"a dragged link keeps its escapes",
+         [](auto& data) { data.setData("text/uri-list", "# one\r\nhttp://a.example/a%2Fb\r\n"); },
+         {"http://a.example/a%2Fb"}},
+        {"a link and its title",
+         [](auto& data) {
+             data.setUrls({QUrl("http://a.example/a")});
+             data.setText("http://a.example/a");
+             data.setHtml("<a href='http://a.example/a'>www.title.example/b</a>");
+         },
+         {"http://a.example/a"}},
+        {"only a browser's own format",
+         [](auto& data) { data.setData("text/x-moz-url", utf16(u"http://a.example/a\nTitle")); },
+         {"http://a.example/a"}},
+        {"a file whose path is repeated as text",
+         [&](auto& data) {
+             data.setData("text/uri-list", file + "\r\n");
+             data.setText(file);
+         },
+         {"http://file.example/1", "http://file.example/2"}},
+        {"a piece of a page",
+         [](auto& data) {
+             data.setText("Get it here");
+             data.setHtml("<html xmlns='http://www.w3.org/x'><a class=b HREF=\"http://a.example/a?b&amp;c\">"
+                          "<img src='http://a.example/thumbnail.png'>Get it</a> here</html>");
+         },
+         {"http://a.example/a?b&c"}},
+        {"a picture",
+         [](auto& data) { data.setHtml("<img alt='' src=http://a.example/a.png>"); },
+         {"http://a.example/a.png"}},
+        {"a folder", [&](auto& data) { data.setUrls({QUrl::fromLocalFile("/")}); }, {}},
+    };
+    for (const auto& [name, fill, links] : cases) {
+        QMimeData data;
+        fill(data);
+        EXPECT_TRUE(mayHoldLinks(data)) << name;
+        EXPECT_EQ(texts(linksIn(data)), links) << name;
+    }
+    QMimeData picture;
+    picture.setData("image/png", "…");
+    EXPECT_FALSE(mayHoldLinks(picture));
+}
+
+TEST(DroppedData, isReadElsewhereAndToldOnlyToWhoIsStillThere) {
+    const TemporaryFolder folder;
+    writeFile(folder / "list.txt", "http://a.example/a");
+    std::optional<std::vector<URL>> found;
+    QObject here;
+    {
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile((folder / "list.txt").c_str())});
+        QObject gone;
+        findLinks(data, &gone, [](const auto&) { ADD_FAILURE() << "Nobody is there any more."; });
+        findLinks(data, &here, [&](const auto& links) { found = links; });
+    }
+    EXPECT_FALSE(found) << "The call must not wait.";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return found.has_value(); }));
+    EXPECT_THAT(texts(*found), ElementsAre("http://a.example/a"));
+}
+
+TEST(LinksEdit, breaksLongLinesBetweenLinks) {
+    const QString link = "\"http://a.example/" + QString(1500, 'a') + "\",";
+    const QString text = withShortLines(link.repeated(100));
+    QString back = text;
+    EXPECT_EQ(back.remove('\n'), link.repeated(100));
+    for (const QString& line : text.split('\n')) {
+        EXPECT_LT(line.size(), 4000);
+    }
+    EXPECT_EQ(text.count(link.mid(1, 1500)), 100) << "No link may be cut.";
+}
+
+TEST(RecentFolders, remembersTheLatestFirst) {
+    const TemporaryFolder folder;
+    const auto path = folder / "state/recent.json";
+    {
+        RecentFolders recent(path);
+        for (const char name : std::string("abcdefgd")) {
+            recent.add(URL::folder((folder.path() / std::string(1, name)).string()));
+        }
+    }
+    std::filesystem::create_directory(folder / "g");
+    const RecentFolders again(path);
+    std::string names;
+    for (const URL& url : again.folders()) {
+        names += url.path().back();
+    }
+    EXPECT_EQ(names, "dgfecb");
+    QObject context;
+    std::optional<std::vector<URL>> present;
+    again.findPresent(&context, [&](const auto& folders) { present = folders; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return present.has_value(); }));
+    EXPECT_THAT(*present, ElementsAre(URL::folder((folder / "g").string())));
+}
+
+TEST(RecentFolders, isEmptyForWhatItCantRead) {
+    const TemporaryFolder folder;
+    for (const char* const text :
+         {"", "{", "{\"a\":1}", "[1]", "\"/a\"", "[\"relative\", \"http://a.example/\"]"}) {
+        writeFile(folder / "recent.json", text);
+        RecentFolders recent(folder / "recent.json");
+        EXPECT_TRUE(recent.folders().empty()) << text;
+        recent.add(URL::folder("/a"));
+        EXPECT_THAT(RecentFolders(folder / "recent.json").folders(), ElementsAre(URL::folder("/a"))) << text;
+    }
+    RecentFolders unwritable("/proc/none/recent.json");
+    unwritable.add(URL::folder("/a"));
+    EXPECT_THAT(unwritable.folders(), ElementsAre(URL::folder("/a")));
+}
+
+} // namespace fluvane::support

@@ -1,0 +1,198 @@
+#include "Fluvane/UI/NewDownload/FolderChoice.h"
+#include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Windows/WindowBench.h"
+
+#include <QAction>
+#include <QClipboard>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include <gmock/gmock.h>
+
+namespace fluvane::support {
+
+using namespace testing;
+
+namespace {
+
+class NewDownload : public Test {
+protected:
+    NewDownload() {
+        QGuiApplication::clipboard()->clear();
+        bench.engine.manager->start();
+        window.show();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+    }
+
+    template <class Widget>
+    Widget& find(const char* name) {
+        return *window.findChild<Widget*>(name);
+    }
+    QString text() { return find<QPlainTextEdit>("links").toPlainText(); }
+    QString button() { return find<QPushButton>("download").text(); }
+    std::string rows() {
+        std::string names;
+        const auto* const model = find<QListView>("found-links").model();
+        for (int i = 0; i < model->rowCount(); ++i) {
+            names += (i ? " " : "") + model->index(i, 0).data().toString().toStdString();
+        }
+        return names;
+    }
+    [[nodiscard]] testing::AssertionResult shows(const std::string& wanted) {
+        return QTest::qWaitFor([&] { return rows() == wanted && find<QPushButton>("download").isEnabled(); })
+                   ? AssertionSuccess()
+                   : AssertionFailure() << rows();
+    }
+    void type(const QString& typed) { QTest::keyClicks(&find<QPlainTextEdit>("links"), typed); }
+    void press(Qt::Key key, Qt::KeyboardModifiers with = {}) {
+        QTest::keyClick(&find<QPlainTextEdit>("links"), key, with);
+    }
+    static void copy(const QString& copied) { QGuiApplication::clipboard()->setText(copied); }
+    void drop(const QMimeData& data) {
+        QDragEnterEvent enter(QPoint(9, 9), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&window, &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDropEvent event(QPointF(9, 9), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&window, &event);
+    }
+    [[nodiscard]] std::size_t downloads() const { return bench.engine.manager->downloads().size(); }
+
+    TemporaryFolder folder;
+    WindowBench bench;
+    RecentFolders recent{folder / "recent.json"};
+    NewDownloadWindow window{bench.context, recent};
+};
+
+} // namespace
+
+TEST_F(NewDownload, downloadsWhatIsTypedOnceTheUserSaysSo) {
+    type("see http://a.example/part[1-3].zip");
+    ASSERT_TRUE(shows("part1.zip part2.zip part3.zip"));
+    EXPECT_EQ(button(), "&Download 3 Files");
+    auto& list = find<QListView>("found-links");
+    list.setCurrentIndex(list.model()->index(1, 0));
+    QTest::keyClick(&list, Qt::Key_Space);
+    EXPECT_EQ(button(), "&Download 2 Files");
+    EXPECT_EQ(downloads(), 0U);
+    press(Qt::Key_Return, Qt::ControlModifier);
+    ASSERT_EQ(downloads(), 2U);
+    EXPECT_EQ(bench.engine.record(2).url, link("http://a.example/part3.zip"));
+    EXPECT_TRUE(bench.engine.record(2).autoFolder.value_or(false));
+    EXPECT_FALSE(window.isVisible());
+    EXPECT_THAT(bench.windows.asked, ElementsAre("downloads 1"));
+    EXPECT_EQ(text(), "");
+}
+
+TEST_F(NewDownload, downloadsAllOfATextPastedAMomentAgo) {
+    type("http://a.example/a");
+    ASSERT_TRUE(shows("a"));
+    copy("\nhttp://a.example/b");
+    press(Qt::Key_V, Qt::ControlModifier);
+    press(Qt::Key_Return, Qt::ControlModifier);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return downloads() == 2; }));
+}
+
+TEST_F(NewDownload, keepsWhatWasTypedWhenItIsClosed) {
+    type("http://a.example/a");
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(window.isVisible());
+    window.fill({link("http://a.example/b"), link("http://a.example/a")}, std::nullopt);
+    window.show();
+    EXPECT_TRUE(shows("a b"));
+    EXPECT_EQ(text(), "http://a.example/a\nhttp://a.example/b");
+    EXPECT_EQ(downloads(), 0U);
+}
+
+TEST_F(NewDownload, takesTheClipboardIntoAnEmptyTextOnly) {
+    copy("http://a.example/a");
+    window.offerClipboard();
+    ASSERT_TRUE(shows("a"));
+    EXPECT_EQ(find<QPlainTextEdit>("links").textCursor().selectedText(), "http://a.example/a");
+    type("http://a.example/typed");
+    ASSERT_TRUE(shows("typed")) << "Typing replaces what was taken.";
+    copy("http://a.example/c http://a.example/typed");
+    window.offerClipboard();
+    auto& add = find<QPushButton>("add-clipboard");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return add.isVisible(); }));
+    EXPECT_EQ(text(), "http://a.example/typed");
+    QTest::mouseClick(&add, Qt::LeftButton);
+    EXPECT_TRUE(shows("typed c"));
+    EXPECT_FALSE(add.isVisible());
+}
+
+TEST_F(NewDownload, forgetsClipboardLinksThatWereOnlyLookedAt) {
+    copy("http://a.example/a");
+    window.offerClipboard();
+    ASSERT_TRUE(shows("a"));
+    press(Qt::Key_Escape);
+    EXPECT_EQ(text(), "");
+    window.show();
+    window.offerClipboard();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return find<QPushButton>("add-clipboard").isVisible(); }))
+        << "Declined once, they are only offered.";
+    EXPECT_EQ(text(), "");
+}
+
+TEST_F(NewDownload, takesTheLinksOfDroppedFilesAndPastedPages) {
+    writeFile(folder / "list.txt", "http://a.example/1 http://a.example/2");
+    QMimeData file;
+    file.setUrls({QUrl::fromLocalFile((folder / "list.txt").c_str())});
+    drop(file);
+    ASSERT_TRUE(shows("1 2"));
+    EXPECT_FALSE(find<QPlainTextEdit>("links").viewport()->acceptDrops()) << "A drop could break a link.";
+    auto* const page = new QMimeData;
+    page->setHtml("<a href='http://a.example/3'>three</a>");
+    page->setText(" three");
+    QGuiApplication::clipboard()->setMimeData(page);
+    press(Qt::Key_V, Qt::ControlModifier);
+    EXPECT_TRUE(shows("1 2 3"));
+    EXPECT_EQ(downloads(), 0U);
+}
+
+TEST_F(NewDownload, remembersAChosenFolder) {
+    type("http://a.example/a");
+    ASSERT_TRUE(shows("a"));
+    for (auto* const action : window.actions()) {
+        if (action->text() == "Choose Folder…") {
+            action->trigger();
+        }
+    }
+    auto* const dialog = window.findChild<QFileDialog*>();
+    ASSERT_TRUE(dialog);
+    Q_EMIT dialog->fileSelected(folder.path().c_str());
+    dialog->close();
+    EXPECT_EQ(find<QLabel>("destination").text().toStdString(), "It goes to " + folder.path().string() + ".");
+    press(Qt::Key_Return, Qt::ControlModifier);
+    ASSERT_EQ(downloads(), 1U);
+    EXPECT_EQ(bench.engine.record(1).folder, URL::folder(folder.path().string()));
+    EXPECT_THAT(recent.folders(), ElementsAre(URL::folder(folder.path().string())));
+    EXPECT_FALSE(find<FolderChoice>("folder").folder()) << "The next download goes where the settings say.";
+}
+
+TEST_F(NewDownload, takesTheReferrerOfAPageAndObjectsToWhatIsNone) {
+    window.fill({link("http://a.example/a")}, link("https://page.example/"));
+    ASSERT_TRUE(shows("a"));
+    auto& referrer = find<QLineEdit>("referrer");
+    EXPECT_TRUE(referrer.isVisible());
+    referrer.setText("page");
+    EXPECT_FALSE(find<QPushButton>("download").isEnabled());
+    EXPECT_NE(find<QLabel>("objection").text(), "");
+    referrer.setText("https://page.example/b");
+    auto& checksum = find<QLineEdit>("checksum");
+    QTest::keyClicks(&checksum, "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(find<QLabel>("algorithm").text(), "MD5");
+    QTest::keyClick(&checksum, Qt::Key_Return);
+    ASSERT_EQ(downloads(), 1U);
+    EXPECT_EQ(bench.engine.record(1).referrer, link("https://page.example/b"));
+    EXPECT_TRUE(bench.engine.record(1).checksum);
+}
+
+} // namespace fluvane::support
