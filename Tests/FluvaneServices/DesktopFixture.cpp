@@ -141,6 +141,9 @@ DesktopTest::~DesktopTest() {
 }
 
 QCoreApplication& DesktopTest::theApplication() {
+    if (auto* const running = QCoreApplication::instance()) {
+        return *running;
+    }
     static int count = 1;
     static char name[] = "test";
     static char* arguments[] = {name, nullptr};

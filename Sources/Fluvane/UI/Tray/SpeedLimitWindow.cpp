@@ -40,7 +40,6 @@ SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(n
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
     auto* const set = buttons->addButton("&Set Limit", QDialogButtonBox::AcceptRole);
     set->setObjectName("set");
-    set->setDefault(true);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(this, &QDialog::accepted, this,
@@ -54,6 +53,7 @@ SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(n
     layout->addSpacing(Spacing::medium);
     layout->addWidget(buttons);
     layout->setSizeConstraint(QLayout::SetFixedSize);
+    set->setDefault(true); // once it has a dialog to be the default of
 }
 
 } // namespace fluvane
