@@ -18,7 +18,8 @@ class LinuxFileActions : public FileActions {
 public:
     /// What it is given must outlive it. `failed` is told, on the main queue, in a sentence why something
     /// couldn't be opened.
-    LinuxFileActions(FileReveal& reveal, MainQueue& mainQueue, std::function<void(const std::string&)> failed);
+    LinuxFileActions(FileReveal& reveal, MainQueue& mainQueue,
+                     std::function<void(const std::string&)> failed);
     /// Waits for what is on its way into the wastebasket.
     ~LinuxFileActions() override;
 

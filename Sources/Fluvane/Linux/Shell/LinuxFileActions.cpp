@@ -1,0 +1,124 @@
+#include "Fluvane/Linux/Shell/LinuxFileActions.h"
+
+#include "Fluvane/Linux/Notices/FileReveal.h"
+#include "FluvaneCore/Words.h"
+#include "FluvaneEngine/Log.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace fluvane {
+
+namespace {
+
+constexpr int noSuchFile = 2; ///< What xdg-open exits with.
+
+std::string nameOf(const URL& thing) {
+    const std::string path = thing.path();
+    const auto slash = path.rfind('/');
+    return Words::oneLine(thing.isFile() ? path.substr(slash + 1) : thing.absoluteString());
+}
+
+bool isGone(const std::string& path) {
+    std::error_code error;
+    const auto status = std::filesystem::symlink_status(path, error);
+    return status.type() == std::filesystem::file_type::not_found;
+}
+
+/// The wastebasket of the user's own disk, where everything goes that has none on its own. Where it can't be
+/// made, Qt would put files into the current folder.
+bool hasWastebasket() {
+    const QDir data(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
+    if (data.mkpath(".") && data.mkdir("Trash")) {
+        QFile::setPermissions(data.filePath("Trash"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    return QFileInfo(data.filePath("Trash")).isDir();
+}
+
+std::optional<std::string> moveToTrash(const std::string& path) {
+    if (!isGone(path) && !hasWastebasket()) {
+        return "There's no wastebasket.";
+    }
+    QFile file(QFile::decodeName(path.c_str()));
+    if (isGone(path) || file.moveToTrash() || isGone(path)) {
+        return std::nullopt;
+    }
+    const QString reason = file.errorString();
+    return reason.isEmpty() ? "There's no wastebasket for files there." : reason.toStdString();
+}
+
+} // namespace
+
+LinuxFileActions::LinuxFileActions(FileReveal& reveal, MainQueue& mainQueue,
+                                   std::function<void(const std::string&)> failed)
+    : reveal_(reveal), mainQueue_(mainQueue), failed_(std::move(failed)),
+      queue_("org.fluvane.Fluvane.trash") {}
+
+LinuxFileActions::~LinuxFileActions() = default;
+
+/// The opener may run for as long as the program it starts. It belongs to nobody, so that both outlive the
+/// application; only its failure is of interest.
+void LinuxFileActions::open(const URL& thing) {
+    if (!thing.isFile() && !thing.isWeb()) {
+        failed_(fmt::format("{} can't be opened.", nameOf(thing)));
+        return;
+    }
+    auto* const opener = new QProcess;
+    const auto fail = [this, alive = std::weak_ptr(alive_), name = nameOf(thing)](const char* reason) {
+        log::files.error(fmt::format("couldn't open a file or link: {}", reason));
+        if (!alive.expired()) {
+            failed_(fmt::format("{} couldn't be opened: {}", name, reason));
+        }
+    };
+    QObject::connect(opener, &QProcess::finished, opener, [opener, fail](int code) {
+        if (code == noSuchFile) {
+            fail("it isn't there anymore.");
+        } else if (code != 0) {
+            fail("there's no program for it.");
+        }
+        opener->deleteLater();
+    });
+    QObject::connect(opener, &QProcess::errorOccurred, opener, [opener, fail](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart) {
+            fail("xdg-open isn't installed.");
+            opener->deleteLater();
+        }
+    });
+    opener->setChildProcessModifier([] { ::setsid(); });
+    opener->setStandardInputFile(QProcess::nullDevice());
+    opener->setStandardOutputFile(QProcess::nullDevice());
+    opener->setStandardErrorFile(QProcess::nullDevice());
+    const std::string what = thing.isFile() ? thing.path() : thing.absoluteString();
+    opener->start("xdg-open", {QFile::decodeName(what.c_str())});
+}
+
+void LinuxFileActions::show(const URL& file) {
+    reveal_.show(file);
+}
+
+void LinuxFileActions::moveToWastebasket(const URL& file, Completion completion) {
+    queue_.async(
+        [this, alive = std::weak_ptr(alive_), path = file.path(), completion = std::move(completion)] {
+            const auto error = moveToTrash(path);
+            if (error) {
+                log::files.error(fmt::format("couldn't move a file to the wastebasket: {}", *error));
+            }
+            mainQueue_.post([alive, error, completion] {
+                if (!alive.expired()) {
+                    completion(error);
+                }
+            });
+        });
+}
+
+} // namespace fluvane
