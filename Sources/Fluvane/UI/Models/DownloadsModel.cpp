@@ -335,7 +335,7 @@ void DownloadsModel::count() {
         add(summary_.paused, StateGroup::paused);
         add(summary_.attention, StateGroup::attention);
         add(summary_.finished, StateGroup::finished);
-        summary_.speed += row.now.speed;
+        summary_.speed += static_cast<double>(row.now.speed);
     }
 }
 
@@ -370,6 +370,8 @@ QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
         return qlonglong{row.now.id};
     case FractionRole:
         return row.now.fraction() < 0 ? QVariant() : QVariant(row.now.fraction());
+    case StepRole:
+        return static_cast<int>(row.now.done / 16384 % 4096);
     case PrioritizedRole:
         return row.now.prioritized && row.now.group != StateGroup::finished;
     case HasBarRole:

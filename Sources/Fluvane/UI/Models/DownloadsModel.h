@@ -51,6 +51,7 @@ public:
         FileRole,                  ///< QUrl of the finished file; invalid for any other.
         PrioritizedRole,
         HasBarRole, ///< Whether there is progress to draw.
+        StepRole,   ///< A small number that moves as bytes arrive.
     };
 
     /// What of a download is compared. Cheap to take, with 10,000 of them four times a second.
@@ -75,7 +76,7 @@ public:
     };
     struct Summary {
         int total = 0, running = 0, waiting = 0, paused = 0, attention = 0, finished = 0;
-        std::int64_t speed = 0; ///< Of all together.
+        double speed = 0; ///< Of all together, bytes per second.
         [[nodiscard]] int in(StateGroup group) const;
     };
 

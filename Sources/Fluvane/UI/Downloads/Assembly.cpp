@@ -1,0 +1,213 @@
+// How the Downloads window's parts are made.
+
+#include "Fluvane/UI/Downloads/DownloadDelegate.h"
+#include "Fluvane/UI/Downloads/EmptyPage.h"
+#include "Fluvane/UI/Downloads/Header.h"
+#include "Fluvane/UI/Downloads/Parts.h"
+#include "Fluvane/UI/Inspector/Inspector.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QMenu>
+#include <QShortcut>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+#include <array>
+#include <utility>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+using Order = DownloadsFilter::Order;
+
+constexpr std::array<std::pair<Order, const char*>, DownloadsFilter::orders> orders = {{
+    {Order::added, "Date &Added"},
+    {Order::name, "&Name"},
+    {Order::size, "&Size"},
+    {Order::progress, "&Progress"},
+    {Order::speed, "Spee&d"},
+    {Order::state, "S&tate"},
+    {Order::finished, "Date &Finished"},
+}};
+
+} // namespace
+
+QAction* DownloadsWindow::Parts::action(const char* name, const QString& text, const char* icon,
+                                        const QKeySequence& keys, std::function<void()> run) {
+    auto* const made = new QAction(icon ? tessivar::icon(icon) : QIcon(), text, &window_);
+    made->setObjectName(name);
+    made->setShortcut(keys);
+    QObject::connect(made, &QAction::triggered, &here_, [run = std::move(run)] { run(); });
+    window_.addAction(made);
+    return made;
+}
+
+void DownloadsWindow::Parts::makeKeys() {
+    newDownload_ = action("new-download", "&New Download…", "plus", QKeySequence::New, [this] { offer({}); });
+    pauseAll_ = action("pause-all", "Pa&use All", "pause", {}, [this] { context_.manager.pauseAll(); });
+    resumeAll_ = action("resume-all", "R&esume All", "play", {}, [this] { context_.manager.resumeAll(); });
+    details_ = action("details", "Deta&ils", "info", Qt::CTRL | Qt::Key_I,
+                      [this] { showDetails(details_->isChecked()); });
+    details_->setCheckable(true);
+}
+
+/// Keys that mean something else in the search field.
+void DownloadsWindow::Parts::listKey(const QKeySequence& keys, std::function<void()> run) {
+    auto* const shortcut = new QShortcut(keys, list_);
+    shortcut->setContext(Qt::WidgetShortcut);
+    QObject::connect(shortcut, &QShortcut::activated, &here_, std::move(run));
+}
+
+void DownloadsWindow::Parts::makeList() {
+    list_ = new QListView;
+    list_->setObjectName("list");
+    list_->setAccessibleName("Downloads");
+    list_->setModel(&filter_);
+    list_->setItemDelegate(new DownloadDelegate(list_));
+    list_->setUniformItemSizes(true);
+    list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    list_->setDragDropMode(QAbstractItemView::DragOnly);
+    list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    list_->setFrameShape(QFrame::NoFrame);
+    list_->setMouseTracking(true);
+    list_->setContextMenuPolicy(Qt::CustomContextMenu);
+    QObject::connect(list_, &QWidget::customContextMenuRequested, &here_,
+                     [this](const QPoint& at) { showMenu(at); });
+    QAction* const open = window_.findChild<QAction*>("open");
+    QObject::connect(list_, &QListView::doubleClicked, &here_, [open] {
+        if (open->isVisible()) {
+            open->trigger();
+        }
+    });
+    // Their keys mean something else in the search field.
+    for (QAction* const each : actions_.all()) {
+        if (each) {
+            list_->addAction(each);
+        }
+    }
+    listKey(Qt::Key_Space, [this] { actions_.toggle(); });
+    listKey(QKeySequence::Paste, [this] { window_.pasteLinks(); });
+}
+
+void DownloadsWindow::Parts::makeSortMenu() {
+    QMenu* const sort = menu_->addMenu(tessivar::icon("sort"), "&Sort By");
+    orders_ = new QActionGroup(&window_);
+    for (const auto& [order, name] : orders) {
+        QAction* const choice = sort->addAction(name);
+        choice->setCheckable(true);
+        choice->setData(static_cast<int>(order));
+        choice->setChecked(order == memory_.order);
+        orders_->addAction(choice);
+    }
+    sort->addSeparator();
+    descending_ = sort->addAction("&Reversed");
+    descending_->setCheckable(true);
+    QObject::connect(orders_, &QActionGroup::triggered, &here_, [this] { applyOrder(); });
+    QObject::connect(descending_, &QAction::triggered, &here_, [this] { applyOrder(); });
+}
+
+void DownloadsWindow::Parts::makeMenu() {
+    menu_ = new QMenu(&window_);
+    menu_->addAction(newDownload_);
+    menu_->addAction(action("paste-links", "&Paste Links", "paste", {}, [this] { window_.pasteLinks(); }));
+    menu_->addSeparator();
+    menu_->addActions({pauseAll_, resumeAll_});
+    menu_->addSeparator();
+    makeSortMenu();
+    menu_->addAction(details_);
+    menu_->addAction(action("find", "&Find", "search", QKeySequence::Find, [this] {
+        header_->search().setFocus(Qt::ShortcutFocusReason);
+        header_->search().selectAll();
+    }));
+    menu_->addSeparator();
+    menu_->addAction(action("settings", "Se&ttings…", "settings", Qt::CTRL | Qt::Key_Comma,
+                            [this] { context_.windows.showSettings(); }));
+    menu_->addAction(
+        action("whats-new", "&What's New", nullptr, {}, [this] { context_.windows.showWhatsNew(); }));
+    menu_->addAction(
+        action("about", "&About Fluvane", "info", {}, [this] { context_.windows.showSettings("about"); }));
+    menu_->addSeparator();
+    menu_->addAction(
+        action("close", "&Close Window", "close", QKeySequence::Close, [this] { window_.close(); }));
+    menu_->addAction(
+        action("quit", "&Quit", "quit", QKeySequence::Quit, [this] { context_.windows.quit(); }));
+}
+
+void DownloadsWindow::Parts::makePages() {
+    auto* const empty = new EmptyPage(
+        "download", "No downloads yet",
+        "Copy a link and press Ctrl+V here, drop links or a text file on this window, or add them by hand.",
+        "New Download…");
+    QObject::connect(empty, &EmptyPage::clicked, &here_, [this] { offer({}); });
+    auto* const none = new EmptyPage("search", "Nothing to show",
+                                     "No download fits the search and the state chosen above.", "Show All");
+    QObject::connect(none, &EmptyPage::clicked, &here_, [this] {
+        showAll();
+        list_->setFocus();
+    });
+    pages_ = new QStackedWidget;
+    for (QWidget* const page :
+         {static_cast<QWidget*>(list_), static_cast<QWidget*>(empty), static_cast<QWidget*>(none)}) {
+        page->setAutoFillBackground(true);
+        page->setBackgroundRole(QPalette::Base);
+        pages_->addWidget(page);
+    }
+}
+
+void DownloadsWindow::Parts::assemble() {
+    header_ = new Header(newDownload_, actions_.all(), menu_, filter_);
+    QObject::connect(header_, &Header::groupChosen, &here_,
+                     [this](StateGroup group) { filter_.setGroup(group); });
+    auto* const leave = new QShortcut(Qt::Key_Escape, &header_->search());
+    leave->setContext(Qt::WidgetShortcut);
+    QObject::connect(leave, &QShortcut::activated, &here_, [this] { leaveSearch(); });
+
+    inspector_ = new Inspector(context_);
+    splitter_ = new QSplitter;
+    splitter_->setChildrenCollapsible(false);
+    splitter_->setHandleWidth(1);
+    splitter_->addWidget(pages_);
+    splitter_->addWidget(inspector_);
+    QObject::connect(splitter_, &QSplitter::splitterMoved, &here_, [this] { keepShare(); });
+
+    summary_ = new tessivar::QuietLabel;
+    summary_->setObjectName("summary");
+    summary_->setWordWrap(false);
+    selection_ = new tessivar::QuietLabel;
+    selection_->setObjectName("selection");
+    selection_->setWordWrap(false);
+    auto* const bottom = new QHBoxLayout;
+    bottom->setContentsMargins(Spacing::margin, Spacing::small, Spacing::margin, Spacing::medium);
+    bottom->addWidget(summary_, 1);
+    bottom->addWidget(selection_);
+
+    auto* const middle = new QWidget;
+    auto* const column = new QVBoxLayout(middle);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(Spacing::small);
+    column->addWidget(header_);
+    column->addWidget(splitter_, 1);
+    column->addLayout(bottom);
+    window_.setCentralWidget(middle);
+    descending_->setChecked(memory_.descending);
+}
+
+void DownloadsWindow::Parts::applyOrder() {
+    const auto order = static_cast<Order>(orders_->checkedAction()->data().toInt());
+    filter_.setOrder(order, descending_->isChecked());
+}
+
+} // namespace fluvane

@@ -1,0 +1,367 @@
+#include "Fluvane/UI/Downloads/DownloadActions.h"
+
+#include "FluvaneCore/Words.h"
+#include "FluvaneEngine/Abilities.h"
+#include "Tessivar/Windows/Icons.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+QString text(std::string_view utf8) {
+    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+}
+
+QString nameOf(const Download& download) {
+    constexpr qsizetype longest = 60;
+    const QString name = text(Words::oneLine(download.record.displayName()));
+    return name.size() <= longest ? name : name.left(longest / 2) + "…" + name.right(longest / 2);
+}
+
+/// "“a.zip”" or "3 downloads".
+QString those(const std::vector<const Download*>& downloads) {
+    return downloads.size() == 1 ? "\"" + nameOf(*downloads[0]) + "\""
+                                 : QString("%1 downloads").arg(downloads.size());
+}
+
+template <class Ability>
+auto having(Ability ability) {
+    return [ability](const Download& download) { return abilities(download).*ability; };
+}
+
+bool any(const Download& /*download*/) {
+    return true;
+}
+
+} // namespace
+
+QAction* DownloadActions::make(const char* name, const QString& text, const char* icon,
+                               void (DownloadActions::*run)()) {
+    auto* const action = new QAction(tessivar::icon(icon), text, &window_);
+    action->setObjectName(name);
+    action->setShortcutContext(Qt::WidgetShortcut);
+    connect(action, &QAction::triggered, this, [this, run] { (this->*run)(); });
+    window_.addAction(action);
+    order_.push_back(action);
+    return action;
+}
+
+DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
+    : QObject(&window), context_(context), window_(window) {
+    const auto separate = [this] { order_.push_back(nullptr); };
+    resume_ = make("resume", "&Resume", "play", &DownloadActions::resume);
+    pause_ = make("pause", "&Pause", "pause", &DownloadActions::pause);
+    next_ = make("next", "&Next in Line", "next", &DownloadActions::next);
+    prioritize_ = make("prioritize", "Priori&tize", "prioritize", &DownloadActions::prioritize);
+    stopPrioritizing_ =
+        make("stop-prioritizing", "Stop Priori&tizing", "prioritize", &DownloadActions::stopPrioritizing);
+    separate();
+    open_ = make("open", "&Open", "open", &DownloadActions::open);
+    show_ = make("show", "Show in &Folder", "folder", &DownloadActions::show);
+    separate();
+    changeLink_ = make("change-link", "Change &Link…", "link", &DownloadActions::changeLink);
+    checksum_ = make("checksum", "C&hecksum…", "checksum", &DownloadActions::editChecksum);
+    copy_ = make("copy-link", "&Copy Link", "copy", &DownloadActions::copyLinks);
+    separate();
+    remove_ = make("remove", "Re&move", "remove", &DownloadActions::remove);
+    removeFile_ = make("remove-file", "Remove and &Delete File", "trash", &DownloadActions::removeWithFiles);
+    open_->setShortcuts({Qt::Key_Return, Qt::Key_Enter});
+    copy_->setShortcut(QKeySequence::Copy);
+    removeFile_->setShortcut(Qt::SHIFT | Qt::Key_Delete);
+    update({});
+}
+
+// What applies
+
+std::vector<const Download*> DownloadActions::those(const Check& check) const {
+    std::vector<const Download*> found;
+    for (const auto id : selected_) {
+        const Download* const download = context_.manager.download(id);
+        if (download && check(*download)) {
+            found.push_back(download);
+        }
+    }
+    return found;
+}
+
+DownloadActions::IDs DownloadActions::numbers(const Check& check) const {
+    IDs ids;
+    for (const Download* download : those(check)) {
+        ids.push_back(download->id());
+    }
+    return ids;
+}
+
+void DownloadActions::update(const IDs& selected) {
+    selected_ = selected;
+    Abilities some;
+    std::size_t found = 0;
+    for (const auto id : selected_) {
+        const Download* const download = context_.manager.download(id);
+        if (!download) {
+            continue;
+        }
+        ++found;
+        const Abilities can = abilities(*download);
+        some.pause |= can.pause;
+        some.resume |= can.resume;
+        some.next |= can.next;
+        some.prioritize |= can.prioritize;
+        some.stopPrioritizing |= can.stopPrioritizing;
+        some.changeLink |= can.changeLink;
+        some.open |= can.open;
+        some.show |= can.show;
+        some.removeFile |= can.removeFile;
+    }
+    pause_->setVisible(some.pause);
+    resume_->setVisible(some.resume);
+    next_->setVisible(some.next);
+    prioritize_->setVisible(some.prioritize && found == 1); // there can only be one
+    stopPrioritizing_->setVisible(some.stopPrioritizing);
+    changeLink_->setVisible(some.changeLink && found == 1);
+    checksum_->setVisible(found == 1);
+    copy_->setVisible(found > 0);
+    copy_->setText(found > 1 ? "&Copy Links" : "&Copy Link");
+    open_->setVisible(some.open);
+    show_->setVisible(some.show);
+    remove_->setVisible(found > 0);
+    remove_->setShortcuts(some.removeFile ? QList<QKeySequence>{QKeySequence::Delete}
+                                          : QList<QKeySequence>{QKeySequence::Delete,
+                                                                QKeySequence(Qt::SHIFT | Qt::Key_Delete)});
+    removeFile_->setVisible(some.removeFile);
+    removeFile_->setText(found > 1 ? "Remove and &Delete Files" : "Remove and &Delete File");
+    nameResume();
+}
+
+/// Its label says what it does when it does the same with all of them.
+void DownloadActions::nameResume() {
+    std::string_view label;
+    for (const Download* download : those(having(&Abilities::resume))) {
+        const std::string_view own = abilities(*download).resumeLabel();
+        label = label.empty() || label == own ? own : "Resume";
+    }
+    const bool again = label == "Try Again";
+    resume_->setText(again ? "T&ry Again" : label == "Download Anyway" ? "Download An&yway" : "&Resume");
+    resume_->setIcon(tessivar::icon(again ? "retry" : "play"));
+}
+
+// Commands
+
+void DownloadActions::pause() {
+    // Those that wait first: pausing one that runs would let one of them begin only to be paused in turn.
+    IDs ids = numbers(having(&Abilities::pause));
+    std::ranges::stable_partition(
+        ids, [this](auto id) { return !context_.manager.download(id)->record.state.isActive(); });
+    for (const auto id : ids) {
+        context_.manager.pause(id);
+    }
+}
+
+void DownloadActions::resume() {
+    for (const auto id : numbers(having(&Abilities::resume))) {
+        context_.manager.resume(id);
+    }
+}
+
+void DownloadActions::toggle() {
+    resume_->isVisible() ? resume() : pause();
+}
+
+void DownloadActions::next() {
+    IDs ids = numbers(having(&Abilities::next));
+    std::ranges::reverse(ids); // so that they keep their order at the front
+    for (const auto id : ids) {
+        context_.manager.downloadNext(id);
+    }
+}
+
+void DownloadActions::prioritize() {
+    for (const auto id : numbers(having(&Abilities::prioritize))) {
+        context_.manager.prioritize(id, true);
+    }
+}
+
+void DownloadActions::stopPrioritizing() {
+    for (const auto id : numbers(having(&Abilities::stopPrioritizing))) {
+        context_.manager.prioritize(id, false);
+    }
+}
+
+void DownloadActions::changeLink() {
+    for (const auto id : numbers(having(&Abilities::changeLink))) {
+        context_.windows.changeLink(id);
+    }
+}
+
+void DownloadActions::editChecksum() {
+    for (const auto id : numbers(any)) {
+        context_.windows.editChecksum(id);
+    }
+}
+
+void DownloadActions::copyLinks() {
+    QStringList links;
+    for (const Download* download : those(any)) {
+        links.append(text(download->record.url.absoluteString()));
+    }
+    QGuiApplication::clipboard()->setText(links.join('\n'));
+}
+
+void DownloadActions::open() {
+    std::vector<URL> files;
+    for (const Download* download : those(having(&Abilities::open))) {
+        files.push_back(*download->record.file);
+    }
+    const auto openAll = [this, files] {
+        for (const auto& file : files) {
+            context_.files.open(file);
+        }
+    };
+    constexpr std::size_t surelyMeant = 8;
+    if (files.size() <= surelyMeant) {
+        return openAll();
+    }
+    ask(QString("Open %1 files?").arg(files.size()), "Each opens in the program you have for it.", "Open",
+        openAll);
+}
+
+void DownloadActions::show() {
+    // One window of the file manager is enough.
+    const auto found = those(having(&Abilities::show));
+    if (!found.empty()) {
+        const DownloadRecord& record = found[0]->record;
+        context_.files.show(record.file ? *record.file : *record.partial);
+    }
+}
+
+// Removing
+
+void DownloadActions::ask(const QString& question, const QString& explanation, const QString& button,
+                          std::function<void()> agreed) {
+    auto* const box =
+        new QMessageBox(QMessageBox::Question, "Fluvane", question, QMessageBox::Cancel, &window_);
+    box->setObjectName("question");
+    box->setTextFormat(Qt::PlainText);
+    box->setInformativeText(explanation);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    QPushButton* const yes = box->addButton(button, QMessageBox::AcceptRole);
+    box->setDefaultButton(yes);
+    connect(yes, &QPushButton::clicked, this, [agreed = std::move(agreed)] { agreed(); });
+    box->open();
+}
+
+void DownloadActions::remove() {
+    const IDs ids = numbers(any);
+    const auto losing = those(having(&Abilities::losesBytes));
+    if (losing.empty()) {
+        return removeNow(ids);
+    }
+    std::int64_t bytes = 0;
+    for (const Download* download : losing) {
+        bytes += std::min(download->liveBytes(), (std::int64_t{1} << 62) - bytes);
+    }
+    const QString lost = text(Words::bytes(bytes));
+    ask(QString("Remove %1?").arg(fluvane::those(those(any))),
+        losing.size() == 1 ? "It isn't finished. The " + lost + " downloaded so far are deleted."
+                           : QString("%1 of them aren't finished. The %2 downloaded so far are deleted.")
+                                 .arg(losing.size())
+                                 .arg(lost),
+        "Remove", [this, ids] { removeNow(ids); });
+}
+
+void DownloadActions::removeNow(const IDs& ids) {
+    for (const auto id : ids) {
+        context_.manager.remove(id);
+    }
+}
+
+void DownloadActions::removeWithFiles() {
+    const IDs ids = numbers(any);
+    const auto files = numbers(having(&Abilities::removeFile));
+    if (files.empty()) {
+        return remove();
+    }
+    const auto unfinished = those(having(&Abilities::losesBytes)).size();
+    QString explanation = files.size() == 1 ? QString("Its file goes to the wastebasket.")
+                                            : QString("%1 files go to the wastebasket.").arg(files.size());
+    if (ids.size() > 1 && files.size() == 1) {
+        explanation = "One file goes to the wastebasket.";
+    }
+    if (unfinished > 0) {
+        explanation += unfinished == 1
+                           ? " What one unfinished download got so far is deleted."
+                           : QString(" What %1 unfinished downloads got so far is deleted.").arg(unfinished);
+    }
+    ask(QString("Remove %1 and delete %2?")
+            .arg(fluvane::those(those(any)), files.size() == 1 ? "the file" : "the files"),
+        explanation, "Remove and Delete", [this, ids] { discard(ids); });
+}
+
+struct DownloadActions::Discarding {
+    std::size_t left = 0;
+    QStringList problems{};
+};
+
+void DownloadActions::discard(const IDs& ids) {
+    const auto work = std::make_shared<Discarding>();
+    std::vector<std::pair<std::int64_t, URL>> files;
+    for (const auto id : ids) {
+        const Download* const download = context_.manager.download(id);
+        if (download && abilities(*download).removeFile) {
+            files.emplace_back(id, *download->record.file);
+        } else {
+            context_.manager.remove(id);
+        }
+    }
+    work->left = files.size();
+    for (const auto& [id, file] : files) {
+        context_.files.moveToWastebasket(file, [self = QPointer(this), work, number = id](const auto& error) {
+            if (self) {
+                self->discarded(work, number, error);
+            }
+        });
+    }
+}
+
+/// Only what could be moved is taken off the list; the rest is told together at the end.
+void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, std::int64_t id,
+                                const std::optional<std::string>& error) {
+    const Download* const download = context_.manager.download(id);
+    if (!error) {
+        context_.manager.remove(id);
+    } else if (download) {
+        work->problems.append(nameOf(*download) + ": " + text(Words::oneLine(*error)));
+    }
+    if (--work->left > 0 || work->problems.isEmpty()) {
+        return;
+    }
+    constexpr qsizetype shown = 5;
+    const auto count = work->problems.size();
+    QString list = work->problems.mid(0, shown).join('\n');
+    if (count > shown) {
+        list += QString("\nand %1 more").arg(count - shown);
+    }
+    auto* const box = new QMessageBox(
+        QMessageBox::Warning, "Fluvane",
+        count == 1
+            ? QString("The file couldn't be moved to the wastebasket, so it stays on the list.")
+            : QString("%1 files couldn't be moved to the wastebasket, so they stay on the list.").arg(count),
+        QMessageBox::Close, &window_);
+    box->setObjectName("problem");
+    box->setTextFormat(Qt::PlainText);
+    box->setInformativeText(list);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
+} // namespace fluvane

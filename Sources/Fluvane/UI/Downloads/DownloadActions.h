@@ -1,0 +1,84 @@
+#pragma once
+
+#include "Fluvane/UI/Models/WindowContext.h"
+
+#include <QAction>
+#include <QObject>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+class QMenu;
+class QWidget;
+
+namespace fluvane {
+
+/// What can be done with the selected downloads, as actions that are there exactly when they apply to at
+/// least one of them; each is done with those it applies to.
+class DownloadActions : public QObject {
+    Q_OBJECT
+
+public:
+    using IDs = std::vector<std::int64_t>;
+
+    /// The window is what questions are asked over; it owns the actions.
+    DownloadActions(WindowContext& context, QWidget& window);
+
+    /// Of the selection as it stands now: called when it changes and when downloads do.
+    void update(const IDs& selected);
+    /// In the order of menus and toolbars; a null stands for a separator.
+    [[nodiscard]] const std::vector<QAction*>& all() const { return order_; }
+
+    /// Space: carries on with what has stopped; when nothing has, pauses what runs.
+    void toggle();
+    /// With the finished files going to the wastebasket. What can't be moved there stays on the list.
+    void removeWithFiles();
+    void remove();
+
+private:
+    using Check = std::function<bool(const Download&)>;
+    QAction* make(const char* name, const QString& text, const char* icon, void (DownloadActions::*run)());
+    [[nodiscard]] std::vector<const Download*> those(const Check& check) const;
+    [[nodiscard]] IDs numbers(const Check& check) const;
+    void nameResume();
+
+    void pause();
+    void resume();
+    void next();
+    void prioritize();
+    void stopPrioritizing();
+    void changeLink();
+    void editChecksum();
+    void copyLinks();
+    void open();
+    void show();
+    void ask(const QString& question, const QString& explanation, const QString& button,
+             std::function<void()> agreed);
+    void removeNow(const IDs& ids);
+    void discard(const IDs& ids);
+    struct Discarding;
+    void discarded(const std::shared_ptr<Discarding>& work, std::int64_t id,
+                   const std::optional<std::string>& error);
+
+    WindowContext& context_;
+    QWidget& window_;
+    IDs selected_;
+    std::vector<QAction*> order_;
+    QAction* pause_;
+    QAction* resume_;
+    QAction* next_;
+    QAction* prioritize_;
+    QAction* stopPrioritizing_;
+    QAction* changeLink_;
+    QAction* checksum_;
+    QAction* copy_;
+    QAction* open_;
+    QAction* show_;
+    QAction* remove_;
+    QAction* removeFile_;
+};
+
+} // namespace fluvane

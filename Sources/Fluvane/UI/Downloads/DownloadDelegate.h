@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QFont>
+#include <QIcon>
+#include <QStyledItemDelegate>
+
+#include <map>
+
+namespace fluvane {
+
+/// Draws a row of a DownloadsModel: the kind's icon, name, progress bar, line in words, the state's icon. All
+/// rows are of one height.
+class DownloadDelegate : public QStyledItemDelegate {
+    Q_OBJECT
+
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override;
+    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+
+private:
+    struct Look;
+    struct Places;
+
+    [[nodiscard]] static Look look(const QStyleOptionViewItem& option, const QModelIndex& index);
+    [[nodiscard]] static Places places(const QStyleOptionViewItem& option, bool hasBar);
+    static void paintGround(QPainter& painter, const QStyleOptionViewItem& option);
+    void paintTop(QPainter& painter, const Look& look, const Places& places, const QModelIndex& index) const;
+    [[nodiscard]] const QIcon& icon(const QString& name) const;
+
+    mutable std::map<QString, QIcon> icons_; ///< Reading one from its file takes longer than painting it.
+};
+
+} // namespace fluvane

@@ -1,0 +1,60 @@
+#include "Fluvane/UI/Downloads/EmptyPage.h"
+
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QEvent>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+EmptyPage::EmptyPage(const QString& icon, const QString& heading, const QString& explanation,
+                     const QString& button)
+    : icon_(icon), picture_(new QLabel) {
+    auto* const title = new QLabel(heading);
+    QFont font = title->font();
+    font.setPointSizeF(font.pointSizeF() * 1.3);
+    font.setWeight(QFont::DemiBold);
+    title->setFont(font);
+    title->setAlignment(Qt::AlignCenter);
+    title->setWordWrap(true);
+    auto* const words = new tessivar::QuietLabel(explanation);
+    words->setAlignment(Qt::AlignCenter);
+    words->setMaximumWidth(420);
+    words->setMinimumWidth(240);
+    auto* const push = new QPushButton(button);
+    push->setObjectName("empty-action");
+    push->setAutoDefault(true);
+    connect(push, &QPushButton::clicked, this, &EmptyPage::clicked);
+
+    auto* const column = new QVBoxLayout(this);
+    column->setSpacing(Spacing::medium);
+    column->addStretch(2);
+    column->addWidget(picture_, 0, Qt::AlignCenter);
+    column->addSpacing(Spacing::small);
+    column->addWidget(title);
+    column->addWidget(words, 0, Qt::AlignHCenter);
+    column->addSpacing(Spacing::medium);
+    column->addWidget(push, 0, Qt::AlignCenter);
+    column->addStretch(3);
+    setFocusProxy(push);
+    draw();
+}
+
+void EmptyPage::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        draw();
+    }
+}
+
+void EmptyPage::draw() {
+    picture_->setPixmap(tessivar::icon(icon_, tessivar::quietText(palette())).pixmap(QSize(48, 48)));
+}
+
+} // namespace fluvane

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QWidget>
+
+class QLabel;
+class QPushButton;
+
+namespace fluvane {
+
+/// What stands where a list would be: an icon, what that means, what to do, and a button that does it.
+class EmptyPage : public QWidget {
+    Q_OBJECT
+
+public:
+    EmptyPage(const QString& icon, const QString& heading, const QString& explanation, const QString& button);
+
+    Q_SIGNAL void clicked();
+
+protected:
+    void changeEvent(QEvent* event) override;
+
+private:
+    void draw();
+
+    QString icon_;
+    QLabel* picture_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "Fluvane/UI/Models/DownloadsFilter.h"
+
+#include <QWidget>
+
+#include <vector>
+
+class QAction;
+class QHBoxLayout;
+class QLineEdit;
+class QMenu;
+class QTabBar;
+class QToolButton;
+
+namespace fluvane {
+
+/// The top of the Downloads window: what can be done, the search, and the filter by state with its numbers.
+/// With little room the buttons keep only their icons.
+class Header : public QWidget {
+    Q_OBJECT
+
+public:
+    /// `actions` are shown as buttons while they are visible, except those without room; null separates.
+    Header(QAction* newDownload, const std::vector<QAction*>& actions, QMenu* menu, DownloadsFilter& filter);
+
+    void showCounts(const DownloadsModel::Summary& summary);
+    void showGroup(StateGroup group);
+    [[nodiscard]] QLineEdit& search() { return *search_; }
+
+    Q_SIGNAL void groupChosen(fluvane::StateGroup group);
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    QToolButton* button(QAction* action);
+    void fit();
+
+    std::vector<QToolButton*> buttons_;
+    QToolButton* newDownload_;
+    QLineEdit* search_;
+    QTabBar* groups_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,262 @@
+#include "Fluvane/UI/Downloads/Parts.h"
+
+#include "Fluvane/UI/Downloads/DownloadDelegate.h"
+#include "Fluvane/UI/Downloads/EmptyPage.h"
+#include "Fluvane/UI/Downloads/Header.h"
+#include "Fluvane/UI/Inspector/Inspector.h"
+#include "FluvaneCore/Words.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QAction>
+#include <QItemSelection>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QMenu>
+#include <QScrollBar>
+#include <QSplitter>
+#include <QStackedWidget>
+
+#include <algorithm>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr int wide = 900;         ///< From this width on the details go beside the list.
+constexpr int messageTime = 6000; ///< Milliseconds.
+
+enum Page { listPage, emptyPage, noMatchPage };
+
+} // namespace
+
+DownloadsWindow::Parts::Parts(DownloadsWindow& window, WindowContext& context, const QString& stateFile)
+    : window_(window), context_(context), stateFile_(stateFile), memory_(WindowMemory::load(stateFile)),
+      model_(context.manager), actions_(context, window) {
+    makeKeys();
+    makeList();
+    makeMenu();
+    makePages();
+    assemble();
+    QObject::connect(&filter_, &QAbstractItemModel::modelAboutToBeReset, &window,
+                     [this] { keepSelection(); });
+    QObject::connect(&filter_, &QAbstractItemModel::modelReset, &here_, [this] { restoreSelection(); });
+    QObject::connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, &here_, [this] {
+        if (!restoring_) {
+            selectionChanged();
+        }
+    });
+    QObject::connect(&context.feed, &ListFeed::changed, &here_, [this] {
+        if (window_.isVisible()) {
+            refresh();
+        }
+    });
+    messageEnd_.setSingleShot(true);
+    QObject::connect(&messageEnd_, &QTimer::timeout, &here_, [this] { updateSummary(); });
+}
+
+// What follows the engine
+
+void DownloadsWindow::Parts::refresh() {
+    model_.refresh();
+    header_->showCounts(model_.summary());
+    pauseAll_->setEnabled(model_.summary().running + model_.summary().waiting > 0);
+    resumeAll_->setEnabled(model_.summary().paused + model_.summary().waiting > 0);
+    actions_.update(selected());
+    updatePage();
+    updateSummary();
+}
+
+void DownloadsWindow::Parts::updatePage() {
+    const Page page = model_.rowCount() == 0 ? emptyPage : filter_.rowCount() == 0 ? noMatchPage : listPage;
+    if (pages_->currentIndex() != page) {
+        const bool hadFocus = pages_->currentWidget()->hasFocus() || list_->hasFocus();
+        pages_->setCurrentIndex(page);
+        if (hadFocus) {
+            pages_->currentWidget()->setFocus();
+        }
+    }
+    showInspector();
+}
+
+void DownloadsWindow::Parts::updateSummary() {
+    const auto& all = model_.summary();
+    if (!messageEnd_.isActive()) {
+        const Words::Totals totals{.running = all.running,
+                                   .waiting = all.waiting,
+                                   .bytesPerSecond = all.speed,
+                                   .speedLimit = context_.manager.config().speedLimit};
+        summary_->setText(QString::fromStdString(Words::totals(totals)));
+    }
+    const auto count = list_->selectionModel()->selectedRows().size();
+    selection_->setText(count > 1 ? QString("%1 selected").arg(count) : QString());
+}
+
+void DownloadsWindow::Parts::tell(const QString& message) {
+    summary_->setText(message);
+    messageEnd_.start(messageTime);
+}
+
+// Selection
+
+DownloadsWindow::Parts::IDs DownloadsWindow::Parts::selected() const {
+    IDs ids;
+    for (const auto& range : list_->selectionModel()->selection()) {
+        for (int row = range.top(); row <= range.bottom(); ++row) {
+            ids.push_back(filter_.idAt(row));
+        }
+    }
+    return ids;
+}
+
+void DownloadsWindow::Parts::selectionChanged() {
+    const IDs ids = selected();
+    actions_.update(ids);
+    if (memory_.details) {
+        inspector_->showDownloads(ids);
+    }
+    updateSummary();
+}
+
+void DownloadsWindow::Parts::keepSelection() {
+    kept_ = selected();
+    const QModelIndex current = list_->currentIndex();
+    keptCurrent_ = current.isValid() ? filter_.idAt(current.row()) : 0;
+    keptScroll_ = list_->verticalScrollBar()->value();
+    restoring_ = true;
+}
+
+void DownloadsWindow::Parts::restoreSelection() {
+    std::vector<int> rows;
+    for (const auto id : kept_) {
+        if (const QModelIndex index = filter_.indexOf(id); index.isValid()) {
+            rows.push_back(index.row());
+        }
+    }
+    std::ranges::sort(rows);
+    QItemSelection selection;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const int first = rows[i];
+        while (i + 1 < rows.size() && rows[i + 1] == rows[i] + 1) {
+            ++i;
+        }
+        selection.append(QItemSelectionRange(filter_.index(first, 0), filter_.index(rows[i], 0)));
+    }
+    if (const QModelIndex current = filter_.indexOf(keptCurrent_); current.isValid()) {
+        list_->selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
+    }
+    list_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    list_->verticalScrollBar()->setValue(keptScroll_);
+    restoring_ = false;
+    selectionChanged();
+    updatePage();
+}
+
+void DownloadsWindow::Parts::select(std::int64_t id) {
+    refresh();
+    if (!model_.rowOf(id)) {
+        return;
+    }
+    if (!filter_.indexOf(id).isValid()) {
+        showAll();
+    }
+    const QModelIndex index = filter_.indexOf(id);
+    list_->setCurrentIndex(index);
+    list_->scrollTo(index);
+    list_->setFocus();
+    showDetails(true);
+}
+
+// The rest
+
+void DownloadsWindow::Parts::offer(const std::vector<URL>& links) {
+    context_.windows.newDownload(links);
+}
+
+void DownloadsWindow::Parts::leaveSearch() {
+    header_->search().clear();
+    list_->setFocus();
+}
+
+void DownloadsWindow::Parts::showMenu(const QPoint& at) {
+    auto* const menu = new QMenu(list_);
+    menu->setObjectName("context-menu");
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    if (selected().empty()) {
+        menu->addActions({newDownload_, pauseAll_, resumeAll_});
+    } else {
+        for (QAction* const each : actions_.all()) {
+            each ? menu->addAction(each) : static_cast<void>(menu->addSeparator());
+        }
+    }
+    menu->popup(list_->viewport()->mapToGlobal(at));
+}
+
+void DownloadsWindow::Parts::showDetails(bool shown) {
+    memory_.details = shown;
+    details_->setChecked(shown);
+    showInspector();
+}
+
+/// An empty list has no details.
+void DownloadsWindow::Parts::showInspector() {
+    const bool shown = memory_.details && model_.rowCount() > 0;
+    if (shown == !inspector_->isHidden()) {
+        return;
+    }
+    inspector_->setVisible(shown);
+    if (shown) {
+        inspector_->showDownloads(selected());
+        arrange();
+    }
+}
+
+void DownloadsWindow::Parts::showAll() {
+    header_->search().clear();
+    header_->showGroup(StateGroup::all);
+    filter_.setGroup(StateGroup::all);
+}
+
+void DownloadsWindow::Parts::arrange() {
+    const auto orientation = window_.width() >= wide ? Qt::Horizontal : Qt::Vertical;
+    if (splitter_->orientation() != orientation) {
+        splitter_->setOrientation(orientation);
+    }
+    const int length = orientation == Qt::Horizontal ? splitter_->width() : splitter_->height();
+    const double share = orientation == Qt::Horizontal ? memory_.besideShare : memory_.belowShare;
+    const int details = static_cast<int>(length * share);
+    splitter_->setSizes({length - details, details});
+}
+
+void DownloadsWindow::Parts::keepShare() {
+    const QList<int> sizes = splitter_->sizes();
+    const int length = sizes.value(0) + sizes.value(1);
+    if (length > 0 && sizes.value(1) > 0) {
+        auto& share = splitter_->orientation() == Qt::Horizontal ? memory_.besideShare : memory_.belowShare;
+        share = static_cast<double>(sizes.value(1)) / length;
+    }
+}
+
+void DownloadsWindow::Parts::restore() {
+    window_.resize(980, 620);
+    if (!memory_.geometry.isEmpty()) {
+        window_.restoreGeometry(memory_.geometry);
+    }
+    header_->showGroup(memory_.group);
+    filter_.setGroup(memory_.group);
+    filter_.setOrder(memory_.order, memory_.descending);
+    showDetails(memory_.details);
+    list_->setFocus();
+}
+
+void DownloadsWindow::Parts::remember() {
+    memory_.geometry = window_.saveGeometry();
+    memory_.group = filter_.group();
+    memory_.order = filter_.order();
+    memory_.descending = filter_.descending();
+    memory_.save(stateFile_);
+}
+
+} // namespace fluvane

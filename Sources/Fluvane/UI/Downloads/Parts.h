@@ -1,0 +1,100 @@
+#pragma once
+
+#include "Fluvane/UI/Downloads/DownloadActions.h"
+#include "Fluvane/UI/Downloads/DownloadsWindow.h"
+#include "Fluvane/UI/Downloads/WindowMemory.h"
+#include "Fluvane/UI/Models/DownloadsFilter.h"
+
+#include <QTimer>
+
+#include <cstdint>
+#include <set>
+#include <vector>
+
+class QActionGroup;
+class QLabel;
+class QListView;
+class QMenu;
+class QSplitter;
+class QStackedWidget;
+
+namespace fluvane {
+
+class Header;
+class Inspector;
+
+/// What the Downloads window is made of, and how it hangs together.
+class DownloadsWindow::Parts {
+public:
+    Parts(DownloadsWindow& window, WindowContext& context, const QString& stateFile);
+
+    void refresh();
+    void select(std::int64_t id);
+    /// Opens New Download, where nothing is downloaded before the user says so.
+    void offer(const std::vector<URL>& links);
+    /// In the line at the bottom, for some seconds.
+    void tell(const QString& message);
+
+    /// The details go beside the list or below it.
+    void arrange();
+    void restore();
+    void remember();
+
+private:
+    using IDs = DownloadActions::IDs;
+    QAction* action(const char* name, const QString& text, const char* icon, const QKeySequence& keys,
+                    std::function<void()> run);
+    void makeList();
+    void makeKeys();
+    void makeMenu();
+    void makeSortMenu();
+    void makePages();
+    void assemble();
+    void listKey(const QKeySequence& keys, std::function<void()> run);
+
+    [[nodiscard]] IDs selected() const;
+    void selectionChanged();
+    void keepSelection();
+    void restoreSelection();
+    void showDetails(bool shown);
+    void showInspector();
+    void showAll();
+    void applyOrder();
+    void showMenu(const QPoint& at);
+    void updatePage();
+    void updateSummary();
+    void leaveSearch();
+    void keepShare();
+
+    DownloadsWindow& window_;
+    WindowContext& context_;
+    QString stateFile_;
+    WindowMemory memory_;
+
+    DownloadsModel model_;
+    DownloadsFilter filter_{model_};
+    DownloadActions actions_;
+    QAction* newDownload_ = nullptr;
+    QAction* details_ = nullptr;
+    QAction* pauseAll_ = nullptr;
+    QAction* resumeAll_ = nullptr;
+    QAction* descending_ = nullptr;
+    QActionGroup* orders_ = nullptr;
+    QMenu* menu_ = nullptr;
+    QListView* list_ = nullptr;
+    Header* header_ = nullptr;
+    QStackedWidget* pages_ = nullptr;
+    QSplitter* splitter_ = nullptr;
+    Inspector* inspector_ = nullptr;
+    QLabel* summary_ = nullptr;
+    QLabel* selection_ = nullptr;
+
+    QTimer messageEnd_;
+    IDs kept_; ///< The selection while the rows are made anew.
+    std::int64_t keptCurrent_ = 0;
+    int keptScroll_ = 0;
+    bool restoring_ = false;
+    QObject here_; ///< Ends what is connected to this before anything else ends.
+};
+
+} // namespace fluvane

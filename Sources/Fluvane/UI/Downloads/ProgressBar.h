@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QPalette>
+#include <QRect>
+#include <QString>
+
+#include <optional>
+
+class QPainter;
+
+namespace fluvane {
+
+struct ProgressLook {
+    QString state;                    ///< The state's name in the list.
+    std::optional<double> fraction{}; ///< Absent: unknown, drawn as stripes.
+    int step = 0;                     ///< Moves the stripes as bytes arrive.
+};
+
+/// Draws a slim bar. Running ones are filled, stopped ones in grey, those that need attention hatched, so
+/// that they are told apart without colours too.
+void paintProgress(QPainter& painter, const QRect& place, const QPalette& palette,
+                   Qt::LayoutDirection direction, const ProgressLook& look);
+
+} // namespace fluvane

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Fluvane/UI/Models/DownloadsFilter.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace fluvane {
+
+/// How the user left the window. Kept in a small file of its own; one that can't be read or makes no sense
+/// counts as none.
+struct WindowMemory {
+    QByteArray geometry{};
+    bool details = true;
+    double besideShare = 0.36; ///< Of the window that the details take beside the list.
+    double belowShare = 0.45;  ///< The same below it.
+    StateGroup group = StateGroup::all;
+    DownloadsFilter::Order order = DownloadsFilter::Order::added;
+    bool descending = true;
+
+    /// Nothing is kept without a file's path.
+    [[nodiscard]] static WindowMemory load(const QString& file);
+    void save(const QString& file) const;
+};
+
+} // namespace fluvane
