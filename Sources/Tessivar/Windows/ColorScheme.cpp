@@ -71,8 +71,7 @@ void ColorScheme::follow(const QDBusConnection& connection) {
     }
     // From anybody: to name the service would wait for the bus to tell its owner, and it's only a colour.
     QDBusConnection(connection)
-        .connect({}, object, interface, "SettingChanged", this,
-                 SLOT(settingChanged(QString, QString, QDBusVariant)));
+        .connect({}, object, interface, "SettingChanged", this, SLOT(settingChanged(QDBusMessage)));
     auto question = QDBusMessage::createMethodCall(service, object, interface, "Read");
     question.setArguments({QString(appearance), QString(colorScheme)});
     auto* const answer = new QDBusPendingCallWatcher(connection.asyncCall(question), this);
@@ -84,9 +83,10 @@ void ColorScheme::follow(const QDBusConnection& connection) {
     });
 }
 
-void ColorScheme::settingChanged(const QString& space, const QString& key, const QDBusVariant& value) {
-    if (space == appearance && key == colorScheme) {
-        apply(value.variant());
+void ColorScheme::settingChanged(const QDBusMessage& signal) {
+    const auto told = signal.arguments();
+    if (told.value(0).toString() == appearance && told.value(1).toString() == colorScheme) {
+        apply(told.value(2));
     }
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QDBusVariant>
 #include <QObject>
 #include <QPalette>
 
 class QDBusConnection;
+class QDBusMessage;
 
 namespace tessivar {
 
@@ -25,7 +25,7 @@ public:
     [[nodiscard]] static QPalette dark();
 
 private:
-    Q_SLOT void settingChanged(const QString& space, const QString& key, const QDBusVariant& value);
+    Q_SLOT void settingChanged(const QDBusMessage& signal);
     void apply(const QVariant& value);
 
     bool isOurs_; ///< Nothing else gives windows their colours.

@@ -94,6 +94,7 @@ void CrashNoteWindow::setNote(const QString& note) {
     const QString report = end < 0 ? QString() : note.mid(end + 2);
     report_->setPlainText(report);
     outcome_->hide();
+    fold_->setChecked(false);
     fold_->setVisible(!report.isEmpty());
     copy_->setVisible(!report.isEmpty());
     save_->setVisible(!report.isEmpty());
