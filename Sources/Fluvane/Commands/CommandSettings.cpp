@@ -1,33 +1,17 @@
 #include "Fluvane/Commands/CommandCenter.h"
 
+#include "FluvaneCore/SpeedLimit.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"
 
-#include <algorithm>
 #include <exception>
-#include <limits>
 
 namespace fluvane {
 
 namespace {
 
-constexpr double bytesPerMegabyte = 1'000'000;
-
 std::string limitText(const std::optional<std::int64_t>& bytesPerSecond) {
     return bytesPerSecond ? "Up to " + Words::speed(static_cast<double>(*bytesPerSecond)) : "No limit";
-}
-
-/// Bytes per second; absent when the text is no speed. What 64 bits don't hold is as good as the most they
-/// do.
-std::optional<std::int64_t> speedFrom(std::string text) {
-    std::ranges::replace(text, ',', '.');
-    const auto megabytes = text::decimalNumber(text);
-    if (!megabytes || !(*megabytes > 0)) {
-        return std::nullopt;
-    }
-    constexpr auto most = std::numeric_limits<std::int64_t>::max();
-    const double bytes = *megabytes * bytesPerMegabyte;
-    return bytes < static_cast<double>(most) ? static_cast<std::int64_t>(bytes) : most;
 }
 
 template <class Work>
@@ -50,7 +34,7 @@ Reply CommandCenter::limit(const Arguments& arguments) {
     if (word == "off" || word == "none" || word == "0") {
         return setLimit(std::nullopt);
     }
-    const auto speed = speedFrom(arguments[0]);
+    const auto speed = speedLimit::parsed(arguments[0]);
     if (!speed) {
         return {.ok = false, .text = "Give a speed in MB/s, like 5 or 0.5, or off: fluvane limit 5"};
     }
