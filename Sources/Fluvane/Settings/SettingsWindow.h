@@ -48,6 +48,7 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    void build();
     void addPane(const char* name, const QString& title, const char* icon, QWidget* pane);
     void addKeys();
     void tellOfProblem();

@@ -1,0 +1,163 @@
+#include "Fluvane/Settings/AboutPane.h"
+
+#include "Fluvane/Settings/Bindings.h"
+#include "Fluvane/Settings/LiveConfig.h"
+#include "Fluvane/Settings/TextViewer.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+#include "TessivarCore/AppIdentity.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QPushButton>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr int iconSide = 48;
+constexpr double nameSize = 1.5; ///< Of the usual text's.
+
+QString fromBytes(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+QPushButton* button(const char* name, const QString& text) {
+    auto* const made = new QPushButton(text);
+    made->setObjectName(name);
+    return made;
+}
+
+QLabel* nameLabel(const QString& name) {
+    auto* const label = new QLabel(name);
+    QFont font = label->font();
+    font.setBold(true);
+    font.setPointSizeF(font.pointSizeF() * nameSize);
+    label->setFont(font);
+    label->setTextFormat(Qt::PlainText);
+    return label;
+}
+
+QLabel* versionLabel(const QString& version) {
+    auto* const label = new tessivar::QuietLabel(AboutPane::tr("Version %1").arg(version));
+    label->setObjectName("version");
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    return label;
+}
+
+void bringUp(QWidget* window) {
+    window->show();
+    window->raise();
+    window->activateWindow();
+}
+
+} // namespace
+
+AboutPane::AboutPane(WindowContext& context, LiveConfig& live, const SettingsWindow::Reports& reports)
+    : context_(context), live_(live), reports_(reports) {
+    addIdentity();
+    addUpdates();
+    addLogging();
+    addReports();
+    addLibraries();
+    end();
+}
+
+void AboutPane::addIdentity() {
+    const auto& identity = tessivar::AppIdentity::current;
+    auto* const block = new QWidget(this);
+    auto* const grid = new QGridLayout(block);
+    grid->setContentsMargins(0, 0, 0, Spacing::medium);
+    grid->setHorizontalSpacing(Spacing::large);
+    grid->setVerticalSpacing(Spacing::hair);
+    grid->setColumnStretch(1, 1);
+    auto* const picture = new QLabel(block);
+    picture->setPixmap(
+        QApplication::windowIcon().pixmap(QSize(iconSide, iconSide), picture->devicePixelRatioF()));
+    grid->addWidget(picture, 0, 0, 2, 1);
+    grid->addWidget(nameLabel(fromBytes(identity.displayName)), 0, 1);
+    grid->addWidget(versionLabel(fromBytes(identity.version)), 1, 1);
+    addWide(block);
+    addWide(new QLabel(tr("A download manager that lives in the tray: files come over several\nconnections, "
+                          "and carry on where they stopped.")));
+}
+
+void AboutPane::addUpdates() {
+    auto* const news = button("whatsNew", tr("What's &New"));
+    connect(news, &QPushButton::clicked, this, [this] { context_.windows.showWhatsNew(); });
+    auto* const check = button("checkForUpdates", tr("Check for &Updates"));
+    check->setVisible(static_cast<bool>(reports_.checkForUpdates));
+    connect(check, &QPushButton::clicked, this, [this] { reports_.checkForUpdates(); });
+    auto* const page = button("projectPage", tr("&Project Page"));
+    const auto link = URL::parse(tessivar::AppIdentity::current.projectPage);
+    page->setVisible(link.has_value());
+    connect(page, &QPushButton::clicked, this, [this, link] { context_.files.open(*link); });
+    addWide(rowOf({news, check, page}));
+    if (!reports_.checkForUpdates) {
+        addWide(new tessivar::QuietLabel(tr("This build doesn't check for updates.")));
+    }
+}
+
+void AboutPane::addLogging() {
+    auto* const detailed = new QCheckBox(tr("&Detailed logging"));
+    detailed->setObjectName("detailedLogging");
+    addHeading(tr("When something goes wrong"));
+    addButton(detailed, tr("Every step of every download is kept in the log. Switch it on, let the problem "
+                           "happen again, and look at the log. The log may name your links and files."));
+    bind(detailed, live_, &Config::detailedLogging);
+}
+
+void AboutPane::addReports() {
+    auto* const log = button("showLog", tr("Recent &Log…"));
+    auto* const report = button("showDiagnostics", tr("Dia&gnostics…"));
+    auto* const crash = button("showCrashNote", tr("Last C&rash…"));
+    log->setVisible(static_cast<bool>(reports_.log));
+    report->setVisible(static_cast<bool>(reports_.diagnostics));
+    connect(log, &QPushButton::clicked, this, &AboutPane::showLog);
+    connect(report, &QPushButton::clicked, this, &AboutPane::showDiagnostics);
+    connect(crash, &QPushButton::clicked, this, [this] { context_.windows.showCrashNote(); });
+    addWide(rowOf({log, report, crash}));
+    addWide(new tessivar::QuietLabel(
+        tr("The diagnostics describe this computer and how Fluvane runs on it, for a bug report. "
+           "They never hold links or file names.")));
+}
+
+void AboutPane::addLibraries() {
+    addHeading(tr("Thanks to"));
+    addWide(new tessivar::QuietLabel(
+        tr("Qt (LGPL 3), libcurl (curl license), OpenSSL (Apache 2.0), utf8proc (MIT), GNU "
+           "Libidn2 (LGPL 3), JSON for Modern C++ (MIT), {fmt} (MIT) and spdlog (MIT).")));
+}
+
+void AboutPane::showLog() {
+    if (!log_) {
+        log_ =
+            new TextViewer({.name = "log",
+                            .title = tr("Recent Log"),
+                            .explanation = tr("What Fluvane did in the last 10 minutes, in UTC. It may name "
+                                              "your links and files."),
+                            .empty = tr("Nothing was logged in the last 10 minutes."),
+                            .fileName = tr("Fluvane Log.txt")},
+                           reports_.log, this);
+    }
+    bringUp(log_);
+}
+
+void AboutPane::showDiagnostics() {
+    if (!diagnostics_) {
+        diagnostics_ =
+            new TextViewer({.name = "diagnostics",
+                            .title = tr("Diagnostics"),
+                            .explanation = tr("For a bug report. It never holds links, file names, or the "
+                                              "names of users and computers."),
+                            .empty = tr("There is nothing to report."),
+                            .fileName = tr("Fluvane Diagnostics.txt")},
+                           reports_.diagnostics, this);
+    }
+    bringUp(diagnostics_);
+}
+
+} // namespace fluvane

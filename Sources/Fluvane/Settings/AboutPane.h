@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Fluvane/Settings/Form.h"
+#include "Fluvane/Settings/SettingsWindow.h"
+
+#include <QPointer>
+
+namespace fluvane {
+
+class TextViewer;
+
+class AboutPane : public Form {
+    Q_OBJECT
+
+public:
+    AboutPane(WindowContext& context, LiveConfig& live, const SettingsWindow::Reports& reports);
+
+private:
+    void addIdentity();
+    void addUpdates();
+    void addLogging();
+    void addReports();
+    void addLibraries();
+    void showLog();
+    void showDiagnostics();
+
+    WindowContext& context_;
+    LiveConfig& live_;
+    SettingsWindow::Reports reports_;
+    QPointer<TextViewer> log_;
+    QPointer<TextViewer> diagnostics_;
+};
+
+} // namespace fluvane

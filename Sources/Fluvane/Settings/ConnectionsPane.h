@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Fluvane/Settings/Form.h"
+#include "FluvaneEngine/Config.h"
+
+namespace fluvane {
+
+class LiveConfig;
+
+class ConnectionsPane : public Form {
+    Q_OBJECT
+
+public:
+    explicit ConnectionsPane(LiveConfig& live);
+
+private:
+    void addConnections();
+    void addPerServer();
+    void addSimultaneous();
+    void addSpeedLimit();
+
+    LiveConfig& live_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,92 @@
+#include "Fluvane/Settings/FilesPane.h"
+
+#include "Fluvane/Settings/FolderButton.h"
+#include "Fluvane/Settings/LiveConfig.h"
+#include "Fluvane/UI/Models/FolderText.h"
+#include "FluvaneCore/DuplicateNaming.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QButtonGroup>
+#include <QGridLayout>
+#include <QRadioButton>
+#include <QSignalBlocker>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr std::string_view sampleName = "report.pdf";
+
+QString fromView(std::string_view text) {
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QRadioButton* choice(DuplicateNaming style, QWidget* parent) {
+    const auto example = duplicateNaming::example(style, sampleName);
+    auto* const button = new QRadioButton(QString::fromStdString(example), parent);
+    button->setObjectName(fromView(duplicateNaming::rawValue(style)));
+    return button;
+}
+
+QString usedBy(DuplicateNaming style) {
+    const auto programs = duplicateNaming::usedBy(style);
+    return programs ? FilesPane::tr("used by %1").arg(fromView(*programs)) : QString();
+}
+
+} // namespace
+
+FilesPane::FilesPane(LiveConfig& live) : live_(live) {
+    addFolder();
+    addNaming();
+    end();
+}
+
+void FilesPane::addFolder() {
+    const QString standard = QString::fromStdString(folderText(live_.folder(std::nullopt)));
+    auto* const folder = new FolderButton([this](const auto& path) { return live_.folder(path); }, standard,
+                                          tr("Back to your download folder, %1").arg(standard));
+    folder->setObjectName("folder");
+    addHeading(tr("Folder"));
+    addRow(tr("&Download to"), folder,
+           tr("Finished files go here, unless a rule or you choose another folder. Unfinished ones wait "
+              "there, too, with .fluvane behind their names."));
+    live_.show(folder, [folder](const Config& config) { folder->setFolder(config.folder); });
+    connect(folder, &FolderButton::chosen, this,
+            [this, folder] { live_.change([folder](Config& config) { config.folder = folder->folder(); }); });
+}
+
+void FilesPane::addNaming() {
+    addHeading(tr("When %1 is there already").arg(fromView(sampleName)));
+    addWide(new tessivar::QuietLabel(
+        tr("When a file in the folder already has the name, the new one gets a number; nothing "
+           "is replaced.")));
+    auto* const choices = new QWidget(this);
+    auto* const grid = new QGridLayout(choices);
+    grid->setContentsMargins(0, Spacing::small, 0, 0);
+    grid->setHorizontalSpacing(Spacing::large);
+    grid->setVerticalSpacing(Spacing::medium);
+    grid->setColumnStretch(1, 1);
+    auto* const group = new QButtonGroup(choices);
+    for (const DuplicateNaming style : duplicateNaming::all) {
+        auto* const button = choice(style, choices);
+        auto* const programs = new tessivar::QuietLabel(usedBy(style), choices);
+        button->setAccessibleDescription(programs->text());
+        group->addButton(button, static_cast<int>(style));
+        grid->addWidget(button, grid->rowCount(), 0);
+        grid->addWidget(programs, grid->rowCount() - 1, 1);
+    }
+    addWide(choices);
+    live_.show(choices, [group](const Config& config) {
+        const QSignalBlocker quiet(group);
+        group->button(static_cast<int>(config.duplicateNames))->setChecked(true);
+    });
+    connect(group, &QButtonGroup::idToggled, this, [this](int id, bool on) {
+        if (on) {
+            live_.change([id](Config& config) { config.duplicateNames = static_cast<DuplicateNaming>(id); });
+        }
+    });
+}
+
+} // namespace fluvane

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Fluvane/Settings/Form.h"
+
+namespace fluvane {
+
+class LiveConfig;
+
+class FilesPane : public Form {
+    Q_OBJECT
+
+public:
+    explicit FilesPane(LiveConfig& live);
+
+private:
+    void addFolder();
+    void addNaming();
+
+    LiveConfig& live_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,87 @@
+#include "Fluvane/Settings/FolderButton.h"
+
+#include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/UI/Models/FolderText.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QFile>
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QToolButton>
+
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+constexpr int widestText = 320;
+
+/// Kept below "~" where it is in the home, so that settings may move to another machine.
+std::string folderSetting(const QString& chosen) {
+    const std::string path = DataFolders::absolutePath(QFile::encodeName(chosen).toStdString());
+    const std::string home = DataFolders::home();
+    const bool inHome =
+        home != "/" && path.starts_with(home) && (path.size() == home.size() || path[home.size()] == '/');
+    return inHome ? "~" + path.substr(home.size()) : path;
+}
+
+} // namespace
+
+FolderButton::FolderButton(FolderOf folderOf, QString none, const QString& clear, QWidget* parent)
+    : QWidget(parent), folderOf_(std::move(folderOf)), none_(std::move(none)), button_(new QPushButton(this)),
+      clear_(new QToolButton(this)) {
+    button_->setObjectName("folderButton");
+    button_->setIcon(tessivar::icon("folder"));
+    clear_->setObjectName("folderClear");
+    clear_->setAutoRaise(true);
+    clear_->setFocusPolicy(Qt::StrongFocus);
+    clear_->setIcon(tessivar::icon("close"));
+    clear_->setAccessibleName(clear);
+    clear_->setToolTip(clear);
+    auto* const layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(tessivar::Spacing::small);
+    layout->addWidget(button_);
+    layout->addWidget(clear_);
+    setFocusProxy(button_);
+    connect(button_, &QPushButton::clicked, this, &FolderButton::ask);
+    connect(clear_, &QToolButton::clicked, this, [this] { choose(std::nullopt); });
+    setFolder(std::nullopt);
+}
+
+void FolderButton::setFolder(const std::optional<std::string>& folder) {
+    folder_ = folder;
+    const QString text = folder ? QString::fromStdString(folderText(folderOf_(folder))) : none_;
+    QString shown = button_->fontMetrics().elidedText(text, Qt::ElideMiddle, widestText);
+    button_->setText(shown.replace('&', "&&") + QStringLiteral("…"));
+    button_->setToolTip(text);
+    button_->setAccessibleDescription(text);
+    clear_->setVisible(folder.has_value());
+}
+
+void FolderButton::ask() {
+    auto* const dialog =
+        new QFileDialog(this, tr("Choose a Folder"), QFile::decodeName(folderOf_(folder_).path().c_str()));
+    dialog->setObjectName("folderDialog");
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::Directory);
+    dialog->setOption(QFileDialog::ShowDirsOnly);
+    dialog->setLabelText(QFileDialog::Accept, tr("Choose"));
+    connect(dialog, &QFileDialog::fileSelected, this,
+            [this](const QString& path) { choose(folderSetting(path)); });
+    dialog->open();
+}
+
+void FolderButton::choose(const std::optional<std::string>& folder) {
+    const bool wasFocused = clear_->hasFocus();
+    setFolder(folder);
+    if (wasFocused) {
+        button_->setFocus(); // the other one is gone
+    }
+    Q_EMIT chosen();
+}
+
+} // namespace fluvane

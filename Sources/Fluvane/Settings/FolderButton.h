@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Fluvane/UI/Models/RulesModel.h"
+
+#include <QWidget>
+
+#include <optional>
+#include <string>
+
+class QPushButton;
+class QToolButton;
+
+namespace fluvane {
+
+/// A folder, which is chosen by pressing it, and a button that goes back to none.
+class FolderButton : public QWidget {
+    Q_OBJECT
+
+public:
+    /// `none` is what it shows while no folder is chosen, `clear` what going back to that is called.
+    FolderButton(FolderOf folderOf, QString none, const QString& clear, QWidget* parent = nullptr);
+
+    /// As settings keep it.
+    [[nodiscard]] const std::optional<std::string>& folder() const { return folder_; }
+    void setFolder(const std::optional<std::string>& folder);
+
+    /// By the user.
+    Q_SIGNAL void chosen();
+
+private:
+    void ask();
+    void choose(const std::optional<std::string>& folder);
+
+    FolderOf folderOf_;
+    QString none_;
+    std::optional<std::string> folder_;
+    QPushButton* button_;
+    QToolButton* clear_;
+};
+
+} // namespace fluvane

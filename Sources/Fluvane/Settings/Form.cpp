@@ -1,0 +1,104 @@
+#include "Fluvane/Settings/Form.h"
+
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QAbstractButton>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QStyle>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr int widestHint = 520;
+
+QString withoutMnemonic(QString label) {
+    label.remove('&');
+    return label.endsWith(':') ? label.chopped(1) : label;
+}
+
+} // namespace
+
+Form::Form(QWidget* parent) : QWidget(parent), grid_(new QGridLayout(this)) {
+    grid_->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
+    grid_->setHorizontalSpacing(Spacing::large);
+    grid_->setVerticalSpacing(Spacing::small);
+    grid_->setColumnStretch(1, 1);
+}
+
+void Form::addHeading(const QString& text) {
+    auto* const heading = new QLabel(text, this);
+    QFont font = heading->font();
+    font.setBold(true);
+    heading->setFont(font);
+    if (row_ > 0) {
+        grid_->setRowMinimumHeight(row_++, Spacing::small);
+    }
+    grid_->addWidget(heading, row_++, 0, 1, 2);
+}
+
+void Form::addRow(const QString& label, QWidget* control, const QString& hint) {
+    addRow(label, control, hint.isEmpty() ? nullptr : new tessivar::QuietLabel(hint, this));
+}
+
+void Form::addRow(const QString& label, QWidget* control, tessivar::QuietLabel* hint) {
+    auto* const name = new QLabel(label, this);
+    QWidget* const first = control->focusProxy() ? control->focusProxy() : control;
+    name->setBuddy(first);
+    first->setAccessibleName(withoutMnemonic(label));
+    grid_->addWidget(name, row_, 0, Qt::AlignLeft | Qt::AlignVCenter);
+    grid_->addWidget(control, row_++, 1, Qt::AlignLeft | Qt::AlignVCenter);
+    rows_[control] = {name};
+    if (hint) {
+        first->setAccessibleDescription(hint->text());
+        hint->setContentsMargins(0, 0, 0, Spacing::medium);
+        grid_->addWidget(hint, row_++, 1);
+        rows_[control].append(hint);
+    }
+}
+
+void Form::setRowVisible(QWidget* control, bool visible) {
+    control->setVisible(visible);
+    for (QWidget* const other : rows_.value(control)) {
+        other->setVisible(visible);
+    }
+}
+
+void Form::addButton(QAbstractButton* button, const QString& hint) {
+    grid_->addWidget(button, row_++, 0, 1, 2, Qt::AlignLeft);
+    auto* const below = new tessivar::QuietLabel(hint, this);
+    button->setAccessibleDescription(hint);
+    if (button->isCheckable()) { // under the text, not under the mark
+        const int mark = button->style()->pixelMetric(QStyle::PM_IndicatorWidth) +
+                         button->style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing);
+        below->setContentsMargins(mark, 0, 0, Spacing::medium);
+    }
+    grid_->addWidget(below, row_++, 0, 1, 2);
+}
+
+void Form::addWide(QWidget* widget, int stretch) {
+    grid_->setRowStretch(row_, stretch);
+    grid_->addWidget(widget, row_++, 0, 1, 2);
+}
+
+void Form::end() {
+    grid_->setRowStretch(row_++, 1);
+}
+
+QWidget* rowOf(std::initializer_list<QWidget*> controls) {
+    auto* const row = new QWidget;
+    auto* const layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(Spacing::medium);
+    for (QWidget* const control : controls) {
+        layout->addWidget(control);
+    }
+    layout->addStretch();
+    row->setFocusProxy(*controls.begin());
+    return row;
+}
+
+} // namespace fluvane

@@ -1,0 +1,143 @@
+#include "Fluvane/Settings/GeneralPane.h"
+
+#include "Fluvane/Settings/Bindings.h"
+#include "Fluvane/Settings/LiveConfig.h"
+#include "Fluvane/Settings/MessageLine.h"
+
+#include <QCheckBox>
+#include <QFile>
+#include <QFileDialog>
+#include <QPushButton>
+#include <QSignalBlocker>
+
+#include <exception>
+
+namespace fluvane {
+
+namespace {
+
+QCheckBox* named(const char* name, const QString& text, QWidget* parent) {
+    auto* const box = new QCheckBox(text, parent);
+    box->setObjectName(name);
+    return box;
+}
+
+QPushButton* button(const char* name, const QString& text) {
+    auto* const made = new QPushButton(text);
+    made->setObjectName(name);
+    return made;
+}
+
+QFileDialog* fileDialog(QWidget* parent, const QString& title) {
+    auto* const dialog = new QFileDialog(parent, title, QDir::homePath());
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setNameFilters({GeneralPane::tr("Settings (*.json)"), GeneralPane::tr("All files (*)")});
+    return dialog;
+}
+
+std::string bytes(const QString& path) {
+    return QFile::encodeName(path).toStdString();
+}
+
+} // namespace
+
+GeneralPane::GeneralPane(WindowContext& context, LiveConfig& live, Autostart& autostart, MessageLine& message)
+    : context_(context), live_(live), autostart_(autostart), message_(message),
+      atLogin_(named("openAtLogin", tr("Open Fluvane at &login"), this)) {
+    addButton(atLogin_, tr("It starts in the background and carries on with your downloads."));
+    connect(atLogin_, &QCheckBox::toggled, this, &GeneralPane::setAutostart);
+    addSwitches();
+    addFileButtons();
+    end();
+}
+
+void GeneralPane::addSwitches() {
+    auto* const notify = named("notifyWhenDone", tr("&Notify me when downloads are done"), this);
+    addButton(notify, tr("Also when one needs you, for example because its link expired."));
+    bind(notify, live_, &Config::notifyWhenDone);
+    auto* const awake = named("keepAwake", tr("&Keep the computer awake while downloads run"), this);
+    addButton(awake, tr("The screen may still turn off. If the computer does sleep, downloads carry on "
+                        "afterwards."));
+    bind(awake, live_, &Config::keepAwake);
+    auto* const hotspots = named("waitOnHotspots", tr("&Wait on hotspots and in Low Data Mode"), this);
+    addButton(hotspots, tr("Downloads wait while you're on a phone's hotspot or a connection marked as "
+                           "metered. You can resume single ones anyway."));
+    bind(hotspots, live_, &Config::waitOnHotspots);
+}
+
+void GeneralPane::addFileButtons() {
+    auto* const welcome = button("showWelcome", tr("Show W&elcome Again"));
+    addHeading(tr("Welcome"));
+    addButton(welcome, tr("What Fluvane does, and how to bring links in."));
+    connect(welcome, &QPushButton::clicked, this, [this] { context_.windows.showWelcome(); });
+
+    auto* const exporting = button("export", tr("E&xport…"));
+    auto* const importing = button("import", tr("&Import…"));
+    addHeading(tr("All settings"));
+    addWide(rowOf({exporting, importing}));
+    addWide(new tessivar::QuietLabel(
+        tr("A file with every setting, for a backup or another computer. Importing one replaces "
+           "all settings, your rules too.")));
+    connect(exporting, &QPushButton::clicked, this, &GeneralPane::askWhereToExport);
+    connect(importing, &QPushButton::clicked, this, &GeneralPane::askWhatToImport);
+}
+
+void GeneralPane::showEvent(QShowEvent* event) {
+    Form::showEvent(event);
+    showAutostart();
+}
+
+void GeneralPane::showAutostart() {
+    const QSignalBlocker quiet(atLogin_);
+    atLogin_->setChecked(autostart_.isOn());
+}
+
+void GeneralPane::setAutostart(bool on) {
+    try {
+        autostart_.set(on);
+    } catch (const std::exception& error) {
+        message_.warn(QString::fromUtf8(error.what()));
+    }
+    showAutostart();
+}
+
+void GeneralPane::askWhereToExport() {
+    auto* const dialog = fileDialog(this, tr("Export Settings"));
+    dialog->setObjectName("exportDialog");
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setDefaultSuffix("json");
+    dialog->selectFile(tr("Fluvane Settings.json"));
+    connect(dialog, &QFileDialog::fileSelected, this, &GeneralPane::exportTo);
+    dialog->open();
+}
+
+void GeneralPane::askWhatToImport() {
+    auto* const dialog = fileDialog(this, tr("Import Settings"));
+    dialog->setObjectName("importDialog");
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    dialog->setLabelText(QFileDialog::Accept, tr("Import"));
+    connect(dialog, &QFileDialog::fileSelected, this, &GeneralPane::importFrom);
+    dialog->open();
+}
+
+void GeneralPane::exportTo(const QString& path) {
+    try {
+        live_.settings().exportTo(bytes(path));
+        message_.say(tr("Exported settings to %1.").arg(path));
+    } catch (const std::exception& error) {
+        message_.warn(QString::fromUtf8(error.what()));
+    }
+}
+
+void GeneralPane::importFrom(const QString& path) {
+    const Config before = live_.config();
+    try {
+        live_.settings().importFrom(bytes(path));
+        message_.offer(tr("Imported settings from %1.").arg(path), tr("Undo"),
+                       [this, before] { live_.change([&](Config& config) { config = before; }); });
+    } catch (const std::exception& error) {
+        message_.warn(QString::fromUtf8(error.what()));
+    }
+}
+
+} // namespace fluvane

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Fluvane/Settings/Form.h"
+#include "Fluvane/UI/Models/Autostart.h"
+#include "Fluvane/UI/Models/WindowContext.h"
+
+class QCheckBox;
+
+namespace fluvane {
+
+class LiveConfig;
+class MessageLine;
+
+class GeneralPane : public Form {
+    Q_OBJECT
+
+public:
+    GeneralPane(WindowContext& context, LiveConfig& live, Autostart& autostart, MessageLine& message);
+
+protected:
+    /// Other programs switch opening at login on and off, too.
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void addSwitches();
+    void addFileButtons();
+    void setAutostart(bool on);
+    void showAutostart();
+    void askWhereToExport();
+    void askWhatToImport();
+    void exportTo(const QString& path);
+    void importFrom(const QString& path);
+
+    WindowContext& context_;
+    LiveConfig& live_;
+    Autostart& autostart_;
+    MessageLine& message_;
+    QCheckBox* atLogin_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,34 @@
+#include "Fluvane/Settings/LiveConfig.h"
+
+#include <exception>
+
+namespace fluvane {
+
+LiveConfig::LiveConfig(WindowContext& context) : manager_(context.manager), settings_(context.settings) {
+    changes_ = settings_.subscribe([this](const Config& config) { Q_EMIT changed(config); });
+}
+
+bool LiveConfig::change(const std::function<void(Config&)>& change) {
+    const Config before = config();
+    Config wanted = before;
+    change(wanted);
+    wanted.clamp();
+    try {
+        if (wanted != before) {
+            settings_.update(wanted);
+        }
+        Q_EMIT changed(config()); // a number out of bounds, too, is shown as it counts
+        return true;
+    } catch (const std::exception& error) {
+        Q_EMIT failed(QString::fromUtf8(error.what()));
+        Q_EMIT changed(config());
+        return false;
+    }
+}
+
+void LiveConfig::show(QObject* context, const std::function<void(const Config&)>& show) {
+    connect(this, &LiveConfig::changed, context, show);
+    show(config());
+}
+
+} // namespace fluvane

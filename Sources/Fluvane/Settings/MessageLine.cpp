@@ -1,0 +1,82 @@
+#include "Fluvane/Settings/MessageLine.h"
+
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QAccessible>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QToolButton>
+
+#include <utility>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr int iconSize = 16;
+
+} // namespace
+
+MessageLine::MessageLine(QWidget* parent)
+    : QFrame(parent), icon_(new QLabel(this)), text_(new QLabel(this)), button_(new QPushButton(this)) {
+    setObjectName("message");
+    setAutoFillBackground(true);
+    setBackgroundRole(QPalette::AlternateBase);
+    text_->setObjectName("messageText");
+    text_->setTextFormat(Qt::PlainText);
+    text_->setWordWrap(true);
+    text_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    button_->setObjectName("messageButton");
+    auto* const close = new QToolButton(this);
+    close->setObjectName("messageClose");
+    close->setAutoRaise(true);
+    close->setIcon(tessivar::icon("close"));
+    close->setAccessibleName(tr("Dismiss"));
+    close->setToolTip(tr("Dismiss"));
+
+    auto* const layout = new QHBoxLayout(this);
+    layout->setContentsMargins(Spacing::margin, Spacing::medium, Spacing::medium, Spacing::medium);
+    layout->setSpacing(Spacing::medium);
+    layout->addWidget(icon_);
+    layout->addWidget(text_, 1);
+    layout->addWidget(button_);
+    layout->addWidget(close);
+    hide();
+
+    connect(close, &QToolButton::clicked, this, &QWidget::hide);
+    connect(button_, &QPushButton::clicked, this, [this] {
+        hide();
+        std::exchange(action_, {})();
+    });
+}
+
+void MessageLine::say(const QString& sentence) {
+    tell("check", sentence);
+}
+
+void MessageLine::warn(const QString& sentence) {
+    tell("warning", sentence);
+}
+
+void MessageLine::offer(const QString& sentence, const QString& button, std::function<void()> action) {
+    tell("check", sentence);
+    action_ = std::move(action);
+    button_->setText(button);
+    button_->show();
+}
+
+void MessageLine::tell(const char* icon, const QString& sentence) {
+    button_->hide();
+    icon_->setPixmap(tessivar::icon(icon).pixmap(QSize(iconSize, iconSize), devicePixelRatioF()));
+    text_->setText(sentence);
+    text_->setAccessibleName(sentence);
+    show();
+    QAccessibleEvent event(text_, QAccessible::Alert);
+    QAccessible::updateAccessibility(&event);
+}
+
+} // namespace fluvane

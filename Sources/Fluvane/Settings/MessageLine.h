@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QFrame>
+
+#include <functional>
+
+class QLabel;
+class QPushButton;
+
+namespace fluvane {
+
+/// One line of a window in which it says how something went, until the next thing or until it is dismissed.
+class MessageLine : public QFrame {
+    Q_OBJECT
+
+public:
+    explicit MessageLine(QWidget* parent = nullptr);
+
+    void say(const QString& sentence);
+    void warn(const QString& sentence);
+    /// With a button that does something about it, once.
+    void offer(const QString& sentence, const QString& button, std::function<void()> action);
+
+private:
+    void tell(const char* icon, const QString& sentence);
+
+    QLabel* icon_;
+    QLabel* text_;
+    QPushButton* button_;
+    std::function<void()> action_;
+};
+
+} // namespace fluvane

@@ -1,0 +1,62 @@
+#include "Fluvane/Settings/RuleDelegate.h"
+
+#include "Fluvane/UI/Models/RulesModel.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QApplication>
+#include <QPainter>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr int iconSide = 20;
+
+void drawLine(QPainter& painter, const QStyleOptionViewItem& option, const QRect& rect, const QString& text) {
+    const Qt::Alignment side = QStyle::visualAlignment(option.direction, Qt::AlignLeft | Qt::AlignVCenter);
+    painter.drawText(rect, static_cast<int>(side) | Qt::TextSingleLine,
+                     option.fontMetrics.elidedText(text, Qt::ElideMiddle, rect.width()));
+}
+
+} // namespace
+
+void RuleDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
+                         const QModelIndex& index) const {
+    QStyleOptionViewItem row = option;
+    initStyleOption(&row, index);
+    row.text.clear();
+    const QStyle* const style = option.widget ? option.widget->style() : QApplication::style();
+    style->drawControl(QStyle::CE_ItemViewItem, &row, painter, option.widget);
+
+    const bool selected = option.state & QStyle::State_Selected;
+    const QRect content = option.rect.adjusted(Spacing::medium, Spacing::small, -Spacing::medium, 0);
+    const QRect mark(content.left(), content.center().y() - iconSide / 2, iconSide, iconSide);
+    const int indent = iconSide + Spacing::medium;
+    const QRect text = content.adjusted(indent, 0, 0, 0);
+    const QRect first(text.topLeft(), QSize(text.width(), option.fontMetrics.height()));
+    const auto placed = [&](const QRect& rect) {
+        return QStyle::visualRect(option.direction, option.rect, rect);
+    };
+    tessivar::icon(index.data(RulesModel::IconRole).toString())
+        .paint(painter, placed(mark), Qt::AlignCenter, selected ? QIcon::Selected : QIcon::Normal);
+    painter->save();
+    painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
+    drawLine(*painter, option, placed(first), index.data().toString());
+    if (!selected) {
+        painter->setPen(tessivar::quietText(option.palette));
+    }
+    drawLine(*painter, option, placed(first.translated(0, first.height() + Spacing::hair)),
+             index.data(RulesModel::EffectRole).toString());
+    painter->restore();
+}
+
+QSize RuleDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    const int lines = 2 * option.fontMetrics.height() + Spacing::hair;
+    return {QStyledItemDelegate::sizeHint(option, index).width(), lines + 2 * Spacing::small};
+}
+
+} // namespace fluvane

@@ -1,0 +1,272 @@
+#include "Fluvane/Settings/RulesPane.h"
+
+#include "Fluvane/Settings/LiveConfig.h"
+#include "Fluvane/Settings/RuleDelegate.h"
+#include "Fluvane/Settings/RuleEditor.h"
+#include "Fluvane/UI/Models/RuleTrial.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QAction>
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QListView>
+#include <QSignalBlocker>
+#include <QToolButton>
+#include <QUuid>
+
+#include <algorithm>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr int leastRows = 2; ///< Seen, however small the window is.
+
+std::string freshId() {
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
+}
+
+FolderOf folderOf(const LiveConfig& live) {
+    return [&live](const std::optional<std::string>& path) { return live.folder(path); };
+}
+
+QToolButton* buttonFor(QAction* action) {
+    auto* const button = new QToolButton;
+    button->setObjectName(action->objectName() + "Button");
+    button->setDefaultAction(action);
+    button->setAccessibleName(action->text().remove("…"));
+    button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    button->setFocusPolicy(Qt::StrongFocus);
+    return button;
+}
+
+} // namespace
+
+RulesPane::RulesPane(LiveConfig& live)
+    : live_(live), model_(new RulesModel(folderOf(live), this)), list_(new QListView(this)),
+      empty_(new tessivar::QuietLabel(
+          tr("No rules yet. Add one to send archives, videos or the files of a site to a folder "
+             "of their own."),
+          list_)),
+      trial_(new QLineEdit(this)), trialResult_(new tessivar::QuietLabel({}, this)),
+      add_(action("addRule", tr("Add…"), "plus", {}, &RulesPane::addRule)),
+      edit_(action("editRule", tr("Edit…"), "edit", {Qt::Key_Return, Qt::Key_Enter, Qt::Key_F2},
+                   &RulesPane::editRule)),
+      duplicate_(action("duplicateRule", tr("Duplicate"), "copy", {Qt::CTRL | Qt::Key_D},
+                        &RulesPane::duplicateRule)),
+      delete_(action("deleteRule", tr("Delete"), "trash", {QKeySequence::Delete}, &RulesPane::deleteRule)),
+      earlier_(
+          action("moveRuleEarlier", tr("Earlier"), "up", {Qt::ALT | Qt::Key_Up}, &RulesPane::moveEarlier)),
+      later_(action("moveRuleLater", tr("Later"), "down", {Qt::ALT | Qt::Key_Down}, &RulesPane::moveLater)) {
+    addWide(new tessivar::QuietLabel(
+        tr("Rules send files to folders of their own and can limit the connections to a site. "
+           "Earlier: decides before the ones below it")));
+    addList();
+    addButtons();
+    addTrial();
+    live_.show(this, [this](const Config& config) { follow(config); });
+}
+
+QAction* RulesPane::action(const char* name, const QString& text, const char* icon,
+                           const QList<QKeySequence>& keys, void (RulesPane::*work)()) {
+    auto* const made = new QAction(tessivar::icon(icon), text, this);
+    made->setObjectName(name);
+    made->setShortcuts(keys);
+    made->setShortcutContext(Qt::WidgetShortcut);
+    connect(made, &QAction::triggered, this, work);
+    list_->addAction(made);
+    return made;
+}
+
+void RulesPane::addList() {
+    list_->setObjectName("rules");
+    list_->setAccessibleName(tr("Rules"));
+    list_->setModel(model_);
+    list_->setItemDelegate(new RuleDelegate(list_));
+    list_->setUniformItemSizes(true);
+    list_->setTextElideMode(Qt::ElideMiddle);
+    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list_->setDragDropMode(QAbstractItemView::InternalMove);
+    list_->setDefaultDropAction(Qt::MoveAction);
+    list_->setContextMenuPolicy(Qt::ActionsContextMenu);
+    list_->setMinimumHeight(leastRows * (2 * list_->fontMetrics().height() + 3 * Spacing::small));
+    auto* const inside = new QHBoxLayout(list_);
+    inside->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
+    inside->addWidget(empty_, 0, Qt::AlignCenter);
+    empty_->setAlignment(Qt::AlignCenter);
+    addWide(list_, 1);
+    connect(list_, &QListView::doubleClicked, this, &RulesPane::editRule);
+    connect(list_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &RulesPane::showWhatApplies);
+    connect(model_, &QAbstractItemModel::rowsMoved, this, &RulesPane::setOrder);
+}
+
+void RulesPane::addButtons() {
+    auto* const row = new QWidget(this);
+    auto* const layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(Spacing::small);
+    for (QAction* const each : {add_, edit_, duplicate_, delete_}) {
+        layout->addWidget(buttonFor(each));
+    }
+    layout->addStretch();
+    earlier_->setToolTip(tr("Decides before the ones below it (Alt+Up)"));
+    later_->setToolTip(tr("Decides after the ones above it (Alt+Down)"));
+    for (QAction* const each : {earlier_, later_}) {
+        layout->addWidget(buttonFor(each));
+    }
+    addWide(row);
+}
+
+void RulesPane::addTrial() {
+    trial_->setObjectName("tryRules");
+    trial_->setPlaceholderText(tr("A link or a file name"));
+    trial_->setClearButtonEnabled(true);
+    trialResult_->setObjectName("trialResult");
+    addHeading(tr("&Try the rules"));
+    addRow(tr("&Try the rules on"), trial_, trialResult_);
+    connect(trial_, &QLineEdit::textChanged, this, &RulesPane::tryRules);
+}
+
+void RulesPane::showEvent(QShowEvent* event) {
+    Form::showEvent(event);
+    showWhatApplies();
+}
+
+void RulesPane::hideEvent(QHideEvent* event) {
+    Form::hideEvent(event);
+    showWhatApplies();
+}
+
+int RulesPane::row() const {
+    const auto selected = list_->selectionModel()->selectedRows();
+    return selected.isEmpty() ? -1 : selected.first().row();
+}
+
+void RulesPane::select(const std::string& id) {
+    const int found = model_->rowOf(id);
+    if (found >= 0) {
+        list_->setCurrentIndex(model_->index(found));
+        list_->scrollTo(model_->index(found));
+    }
+}
+
+/// The selected rule stays selected wherever it goes; where it is gone, its place does.
+void RulesPane::follow(const Config& config) {
+    const int place = row();
+    const auto id = place < 0 ? std::string() : model_->rules()[static_cast<std::size_t>(place)].id;
+    model_->setRules(config.rules);
+    if (place >= 0 && model_->rowOf(id) < 0) {
+        list_->setCurrentIndex(model_->index(std::min(place, model_->rowCount() - 1)));
+    } else {
+        select(id);
+    }
+    empty_->setVisible(model_->rowCount() == 0);
+    showWhatApplies();
+    tryRules();
+}
+
+void RulesPane::showWhatApplies() {
+    const int selected = row();
+    const bool shown = isVisible();
+    add_->setEnabled(shown);
+    for (QAction* const each : {edit_, duplicate_, delete_}) {
+        each->setEnabled(shown && selected >= 0);
+    }
+    earlier_->setEnabled(shown && selected > 0);
+    later_->setEnabled(shown && selected >= 0 && selected + 1 < model_->rowCount());
+}
+
+void RulesPane::tryRules() {
+    const auto trial = RuleTrial::of(trial_->text().toStdString(), live_.config(), folderOf(live_));
+    const bool both = !trial.site.empty();
+    const QString text = QString::fromStdString(trial.folder + (both ? "\n" : "") + trial.site);
+    trialResult_->setText(text.isEmpty() ? tr("Which folder would it go to?") : text);
+    trial_->setAccessibleDescription(trialResult_->text());
+    if (!trial.id.empty()) {
+        select(trial.id);
+    }
+}
+
+void RulesPane::addRule() {
+    openEditor({}, {});
+}
+
+void RulesPane::editRule() {
+    if (row() >= 0) {
+        const Rule& rule = model_->rules()[static_cast<std::size_t>(row())];
+        openEditor(RuleDraft::of(rule), rule.id);
+    }
+}
+
+void RulesPane::openEditor(const RuleDraft& draft, const std::string& id) {
+    auto* const editor = new RuleEditor(draft, id, folderOf(live_), window());
+    connect(editor, &RuleEditor::saved, this, [this, editor](const Rule& rule) {
+        const auto failed = connect(&live_, &LiveConfig::failed, editor, &RuleEditor::say);
+        const bool stored = store(rule);
+        disconnect(failed);
+        if (stored) {
+            editor->close();
+        }
+    });
+    editor->open();
+}
+
+/// Takes the place of the rule with its id; one that was deleted meanwhile is as good as new.
+bool RulesPane::store(const Rule& rule) {
+    const bool stored = live_.change([&](Config& config) {
+        const auto old = std::ranges::find(config.rules, rule.id, &Rule::id);
+        if (old == config.rules.end()) {
+            config.rules.push_back(rule);
+        } else {
+            *old = rule;
+        }
+    });
+    if (stored) {
+        select(rule.id);
+        list_->setFocus();
+    }
+    return stored;
+}
+
+void RulesPane::duplicateRule() {
+    const Rule original = model_->rules()[static_cast<std::size_t>(row())];
+    Rule copy = original;
+    copy.id = freshId();
+    if (live_.change([&](Config& config) {
+            const auto place = std::ranges::find(config.rules, original.id, &Rule::id);
+            config.rules.insert(place == config.rules.end() ? place : place + 1, copy);
+        })) {
+        select(copy.id);
+    }
+}
+
+void RulesPane::deleteRule() {
+    const auto id = model_->rules()[static_cast<std::size_t>(row())].id;
+    live_.change([&](Config& config) {
+        std::erase_if(config.rules, [&](const Rule& rule) { return rule.id == id; });
+    });
+}
+
+void RulesPane::moveEarlier() {
+    move(row(), row() - 1);
+}
+
+void RulesPane::moveLater() {
+    move(row(), row() + 2);
+}
+
+void RulesPane::move(int from, int before) {
+    if (model_->moveRow({}, from, {}, before)) {
+        showWhatApplies();
+    }
+}
+
+bool RulesPane::setOrder() {
+    return live_.change([this](Config& config) { config.rules = model_->rules(); });
+}
+
+} // namespace fluvane

@@ -1,0 +1,123 @@
+#include "Fluvane/Settings/SettingsWindow.h"
+
+#include "Fluvane/Settings/AboutPane.h"
+#include "Fluvane/Settings/ConnectionsPane.h"
+#include "Fluvane/Settings/FilesPane.h"
+#include "Fluvane/Settings/GeneralPane.h"
+#include "Fluvane/Settings/LiveConfig.h"
+#include "Fluvane/Settings/MessageLine.h"
+#include "Fluvane/Settings/RulesPane.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QAction>
+#include <QHBoxLayout>
+#include <QListWidget>
+#include <QScrollArea>
+#include <QStackedWidget>
+
+#include <algorithm>
+#include <utility>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr QSize usualSize(760, 560);
+constexpr QSize leastSize(560, 360);
+constexpr int sidebarWidth = 160;
+
+} // namespace
+
+SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Reports reports)
+    : reports_(std::move(reports)), config_(new LiveConfig(context)), message_(new MessageLine(this)),
+      sidebar_(new QListWidget(this)), panes_(new QStackedWidget(this)) {
+    setObjectName("settings");
+    setWindowTitle(tr("Settings"));
+    setMinimumSize(leastSize);
+    resize(usualSize);
+    config_->setParent(this);
+    build();
+
+    auto* const rules = new RulesPane(*config_);
+    addPane("general", tr("General"), "settings", new GeneralPane(context, *config_, autostart, *message_));
+    addPane("files", tr("Files"), "folder", new FilesPane(*config_));
+    addPane("rules", tr("Rules"), "filter", rules);
+    addPane("connections", tr("Connections"), "speed", new ConnectionsPane(*config_));
+    addPane("about", tr("About"), "info", new AboutPane(context, *config_, reports_));
+    addKeys();
+    for (QAction* const action : rules->ruleActions()) {
+        addAction(action);
+    }
+    connect(config_, &LiveConfig::failed, message_, &MessageLine::warn);
+    showPane("general");
+}
+
+SettingsWindow::~SettingsWindow() = default;
+
+void SettingsWindow::build() {
+    sidebar_->setObjectName("panes");
+    sidebar_->setAccessibleName(tr("Panes"));
+    sidebar_->setFixedWidth(sidebarWidth);
+    sidebar_->setFrameShape(QFrame::NoFrame);
+    sidebar_->setSpacing(Spacing::hair);
+    auto* const right = new QVBoxLayout;
+    right->setSpacing(0);
+    right->addWidget(panes_, 1);
+    right->addWidget(message_);
+    auto* const layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(sidebar_);
+    layout->addLayout(right, 1);
+    connect(sidebar_, &QListWidget::currentRowChanged, panes_, &QStackedWidget::setCurrentIndex);
+}
+
+/// A pane that doesn't fit is scrolled.
+void SettingsWindow::addPane(const char* name, const QString& title, const char* icon, QWidget* pane) {
+    pane->setObjectName(name);
+    pane->setAccessibleName(title);
+    auto* const area = new QScrollArea;
+    area->setWidget(pane);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setFocusPolicy(Qt::NoFocus);
+    panes_->addWidget(area);
+    names_.emplace_back(name);
+    auto* const item = new QListWidgetItem(tessivar::icon(icon), title, sidebar_);
+    item->setSizeHint(QSize(0, fontMetrics().height() + 2 * Spacing::medium));
+}
+
+void SettingsWindow::addKeys() {
+    auto* const close = new QAction(tr("Close"), this);
+    close->setShortcuts({QKeySequence::Close, QKeySequence(Qt::Key_Escape)});
+    connect(close, &QAction::triggered, this, &QWidget::close);
+    addAction(close);
+    for (int pane = 0; pane < sidebar_->count(); ++pane) {
+        auto* const show = new QAction(sidebar_->item(pane)->text(), this);
+        show->setShortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + pane)));
+        connect(show, &QAction::triggered, this, [this, pane] { sidebar_->setCurrentRow(pane); });
+        addAction(show);
+    }
+}
+
+void SettingsWindow::showPane(std::string_view name) {
+    const auto found = std::ranges::find(names_, name);
+    sidebar_->setCurrentRow(found == names_.end() ? 0 : static_cast<int>(found - names_.begin()));
+}
+
+void SettingsWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    tellOfProblem();
+}
+
+void SettingsWindow::tellOfProblem() {
+    const auto problem = reports_.problem ? reports_.problem() : std::string();
+    if (!problem.empty()) {
+        message_->warn(QString::fromStdString(problem));
+    }
+}
+
+} // namespace fluvane

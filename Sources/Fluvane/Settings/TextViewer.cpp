@@ -1,0 +1,142 @@
+#include "Fluvane/Settings/TextViewer.h"
+
+#include "Fluvane/Settings/Form.h"
+#include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/Spacing.h"
+#include "TessivarCore/AtomicFile.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QFile>
+#include <QFileDialog>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QPushButton>
+#include <QScrollBar>
+
+#include <utility>
+
+namespace fluvane {
+
+namespace Spacing = tessivar::Spacing;
+
+namespace {
+
+constexpr QSize usualSize(760, 520);
+
+QPushButton* button(const char* name, const QString& text, const char* icon, QWidget* parent) {
+    auto* const made = new QPushButton(tessivar::icon(icon), text, parent);
+    made->setObjectName(name);
+    return made;
+}
+
+} // namespace
+
+TextViewer::TextViewer(Looks looks, Gather gather, QWidget* parent)
+    : QWidget(parent, Qt::Window), looks_(std::move(looks)), gather_(std::move(gather)),
+      text_(new QPlainTextEdit(this)), outcome_(new tessivar::QuietLabel({}, this)),
+      refresh_(button("refresh", tr("&Refresh"), "retry", this)),
+      copy_(button("copy", tr("&Copy"), "copy", this)),
+      save_(button("save", tr("&Save…"), "download", this)) {
+    setObjectName(looks_.name);
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(looks_.title);
+    resize(usualSize);
+    build();
+    addKeys();
+    refresh();
+}
+
+void TextViewer::build() {
+    text_->setObjectName("text");
+    text_->setAccessibleName(looks_.title);
+    text_->setReadOnly(true);
+    text_->setUndoRedoEnabled(false);
+    text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    text_->setTabChangesFocus(true);
+    text_->setLineWrapMode(QPlainTextEdit::NoWrap); // else every line of a long text is measured at once
+    text_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    auto* const buttons = new QHBoxLayout;
+    buttons->setSpacing(Spacing::medium);
+    buttons->addWidget(refresh_);
+    buttons->addWidget(outcome_, 1);
+    buttons->addWidget(copy_);
+    buttons->addWidget(save_);
+    auto* const layout = new QVBoxLayout(this);
+    layout->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
+    layout->setSpacing(Spacing::medium);
+    layout->addWidget(new tessivar::QuietLabel(looks_.explanation, this));
+    layout->addWidget(text_, 1);
+    layout->addLayout(buttons);
+    connect(refresh_, &QPushButton::clicked, this, &TextViewer::refresh);
+    connect(copy_, &QPushButton::clicked, this, &TextViewer::copy);
+    connect(save_, &QPushButton::clicked, this, &TextViewer::askWhereToSave);
+}
+
+void TextViewer::addKeys() {
+    auto* const close = new QAction(tr("Close"), this);
+    close->setShortcuts({QKeySequence::Close, QKeySequence(Qt::Key_Escape)});
+    connect(close, &QAction::triggered, this, &QWidget::close);
+    addAction(close);
+    auto* const again = new QAction(tr("Refresh"), this);
+    again->setShortcuts({QKeySequence::Refresh});
+    connect(again, &QAction::triggered, this, &TextViewer::refresh);
+    addAction(again);
+}
+
+void TextViewer::refresh() {
+    refresh_->setEnabled(false);
+    copy_->setEnabled(false);
+    save_->setEnabled(false);
+    outcome_->setText(tr("Gathering…"));
+    gather_([viewer = QPointer(this), number = ++asked_](const std::string& text) {
+        if (viewer && number == viewer->asked_) {
+            viewer->take(QString::fromStdString(text));
+        }
+    });
+}
+
+/// The latest lines are what one looks for in a log; anything else is read from its beginning.
+void TextViewer::take(const QString& text) {
+    const bool wasAtEnd = text_->verticalScrollBar()->value() == text_->verticalScrollBar()->maximum();
+    const bool first = text_->document()->isEmpty();
+    text_->setPlainText(text);
+    if (!first && wasAtEnd) {
+        text_->moveCursor(QTextCursor::End);
+    }
+    refresh_->setEnabled(true);
+    copy_->setEnabled(!text.isEmpty());
+    save_->setEnabled(!text.isEmpty());
+    outcome_->setText(text.isEmpty() ? looks_.empty : QString());
+}
+
+void TextViewer::copy() {
+    QApplication::clipboard()->setText(text_->toPlainText());
+    outcome_->setText(tr("Copied."));
+}
+
+void TextViewer::askWhereToSave() {
+    auto* const dialog = new QFileDialog(this, tr("Save"), QDir::homePath());
+    dialog->setObjectName("saveDialog");
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setDefaultSuffix("txt");
+    dialog->selectFile(looks_.fileName);
+    connect(dialog, &QFileDialog::fileSelected, this, &TextViewer::save);
+    dialog->open();
+}
+
+void TextViewer::save(const QString& path) {
+    try {
+        const auto bytes = text_->toPlainText().toStdString();
+        tessivar::AtomicFile(QFile::encodeName(path).toStdString()).write(bytes, 0644);
+        outcome_->setText(tr("Saved to %1.").arg(path));
+    } catch (const tessivar::SystemError& error) {
+        outcome_->setText(tr("Couldn't save to %1: %2.").arg(path, QString::fromUtf8(error.what())));
+    }
+}
+
+} // namespace fluvane

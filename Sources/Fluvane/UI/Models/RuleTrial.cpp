@@ -1,0 +1,54 @@
+#include "Fluvane/UI/Models/RuleTrial.h"
+
+#include "Fluvane/UI/Models/FolderText.h"
+#include "FluvaneCore/FileName.h"
+#include "FluvaneCore/RuleWords.h"
+#include "FluvaneCore/Text.h"
+#include "FluvaneCore/Words.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace fluvane {
+
+namespace {
+
+std::string folderSentence(const std::string& name, const Rule* rule, const URL& place) {
+    const auto folder = folderText(place);
+    const auto shown = Words::oneLine(name);
+    return rule ? fmt::format("{} goes to {}, by the rule \"{}\".", shown, folder,
+                              Words::oneLine(Words::rule(*rule)))
+                : fmt::format("{} goes to {}: no rule chooses a folder for it.", shown, folder);
+}
+
+std::string siteSentence(const URL& link, const Config& config) {
+    const auto limit = rules::connections(config.rules, link.site());
+    const auto site = Words::oneLine(*link.host());
+    const auto count = std::min(config.connections, limit.value_or(config.connections));
+    return limit ? fmt::format("{} gets at most {}, by a rule.", site, Words::connections(count))
+                 : fmt::format("{} gets up to {}: no rule limits it.", site, Words::connections(count));
+}
+
+} // namespace
+
+RuleTrial RuleTrial::of(std::string_view typed, const Config& config, const FolderOf& folderOf) {
+    const auto place = [&](const Rule* rule) { return folderOf(rule ? rule->folder : config.folder); };
+    const std::string_view text = text::trimmed(typed);
+    if (text.empty()) {
+        return {};
+    }
+    if (text.find("://") == std::string_view::npos) {
+        const auto* rule = rules::folderRule(config.rules, text, std::nullopt);
+        return {rule ? rule->id : "", folderSentence(std::string(text), rule, place(rule)), {}};
+    }
+    const auto link = URL::parse(text);
+    if (!link || !link->isWeb() || !link->host()) {
+        return {{}, "That link can't be downloaded: give one that begins with http:// or https://.", {}};
+    }
+    const std::string name = FileName::suggested(std::nullopt, *link, std::nullopt);
+    const auto* rule = rules::folderRule(config.rules, name, link->site());
+    return {rule ? rule->id : "", folderSentence(name, rule, place(rule)), siteSentence(*link, config)};
+}
+
+} // namespace fluvane

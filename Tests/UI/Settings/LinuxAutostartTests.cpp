@@ -1,0 +1,78 @@
+#include "Fluvane/Linux/Autostart/LinuxAutostart.h"
+
+#include "Support/TemporaryFolder.h"
+#include "TessivarCore/AppIdentity.h"
+
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+
+namespace fluvane {
+
+namespace {
+
+using support::readFile;
+using support::TemporaryFolder;
+using support::writeFile;
+using testing::HasSubstr;
+
+class LinuxAutostartTests : public testing::Test {
+protected:
+    LinuxAutostartTests() {
+        tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"};
+    }
+    TemporaryFolder folder;
+    std::filesystem::path file = folder / "autostart/org.fluvane.Fluvane.desktop";
+};
+
+TEST_F(LinuxAutostartTests, isOnWhereTheDesktopWouldOpenIt) {
+    std::filesystem::create_directory(folder / "autostart");
+    const LinuxAutostart autostart(folder / "autostart", "/usr/bin/fluvane");
+    EXPECT_FALSE(autostart.isOn());
+    struct Row {
+        const char* text;
+        bool on;
+    };
+    const std::vector<Row> rows = {
+        {"[Desktop Entry]\nExec=fluvane\n", true},
+        {"# none\n[Desktop Entry]\r\nExec = x\r\nHidden = false\r\n", true},
+        {"[Desktop Entry]\nExec=x\nHidden=true\n", false},
+        {"[Desktop Entry]\nExec=x\nX-GNOME-Autostart-enabled=false\n", false},
+        {"[Desktop Entry]\nExec=x\n[Desktop Action a]\nHidden=true\n", true},
+        {"[Desktop Entry]\nName=x\n", false},
+        {"", false},
+    };
+    for (const auto& row : rows) {
+        writeFile(file, row.text);
+        EXPECT_EQ(autostart.isOn(), row.on) << row.text;
+    }
+}
+
+TEST_F(LinuxAutostartTests, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
+    LinuxAutostart autostart(folder / "autostart", "/opt/my $apps\\100%/\"fluvane\"");
+    autostart.set(true);
+    EXPECT_TRUE(autostart.isOn());
+    EXPECT_THAT(readFile(file),
+                HasSubstr("\nExec=\"/opt/my \\\\$apps\\\\\\\\100%%/\\\\\"fluvane\\\\\"\" --background\n"));
+    EXPECT_THAT(readFile(file), HasSubstr("\nTryExec=/opt/my $apps\\\\100%/\"fluvane\"\n"));
+    autostart.set(false);
+    autostart.set(false);
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(LinuxAutostartTests, saysWhyItCannotBeSwitched) {
+    writeFile(folder / "autostart", "in the way");
+    LinuxAutostart autostart(folder / "autostart", "/usr/bin/fluvane");
+    try {
+        autostart.set(true);
+        ADD_FAILURE() << "nothing was said";
+    } catch (const std::runtime_error& error) {
+        EXPECT_STREQ(error.what(), "Couldn't open Fluvane at login: Not a directory.");
+    }
+    EXPECT_FALSE(autostart.isOn());
+    EXPECT_NO_THROW(autostart.set(false));
+}
+
+} // namespace
+
+} // namespace fluvane

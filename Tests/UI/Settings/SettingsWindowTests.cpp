@@ -1,0 +1,385 @@
+#include "Fluvane/Settings/SettingsWindow.h"
+
+#include "Support/Windows/WindowBench.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDialog>
+#include <QDir>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QStackedWidget>
+#include <QTest>
+
+#include <gmock/gmock.h>
+
+#include <functional>
+
+namespace fluvane {
+
+namespace {
+
+using support::WindowBench;
+using testing::ElementsAre;
+
+class FakeAutostart : public Autostart {
+public:
+    [[nodiscard]] bool isOn() const override { return on; }
+    void set(bool wanted) override {
+        if (fails) {
+            throw std::runtime_error("Couldn't open Fluvane at login: No room.");
+        }
+        on = wanted;
+    }
+    bool on = false, fails = false;
+};
+
+class SettingsWindowTests : public testing::Test {
+protected:
+    void SetUp() override {
+        window.show();
+        window.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    }
+
+    template <class Widget>
+    Widget* get(const char* name) {
+        return window.findChild<Widget*>(name);
+    }
+    /// The window that is asked about, such as a dialog.
+    template <class Widget>
+    static Widget* shown(const char* name) {
+        for (QWidget* const each : QApplication::topLevelWidgets()) {
+            if (each->objectName() == name && each->isVisible()) {
+                return qobject_cast<Widget*>(each);
+            }
+        }
+        return nullptr;
+    }
+    void press(const char* name) { QTest::mouseClick(get<QAbstractButton>(name), Qt::LeftButton); }
+    static void typeInto(QWidget* field, const QString& text) {
+        field->setFocus();
+        QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(field, text);
+    }
+    void choose(const char* dialog, const QString& path) {
+        Q_EMIT shown<QFileDialog>(dialog)->fileSelected(path);
+        shown<QFileDialog>(dialog)->close();
+    }
+    std::string message() {
+        auto* const line = get<QWidget>("message");
+        return line->isVisible() ? get<QLabel>("messageText")->text().toStdString() : "";
+    }
+    Config config() { return bench.settings.config(); }
+    void setRules(std::vector<Rule> rules) {
+        Config changed = config();
+        changed.rules = std::move(rules);
+        bench.settings.update(changed);
+    }
+    std::string ruleOrder() {
+        std::string ids;
+        for (const auto& rule : config().rules) {
+            ids += rule.id;
+        }
+        return ids;
+    }
+
+    WindowBench bench;
+    FakeAutostart autostart;
+    std::function<void(std::string)> logAnswer;
+    SettingsWindow window{bench.context,
+                          autostart,
+                          {.log = [this](auto answer) { logAnswer = std::move(answer); },
+                           .diagnostics = [](const auto& answer) { answer("a report"); }}};
+};
+
+/// A control is changed as a person does, and the settings by somebody else; each must follow the other.
+TEST_F(SettingsWindowTests, everyControlStandsForItsSetting) {
+    struct Row {
+        const char* pane;
+        const char* name;
+        std::function<void()> change;
+        std::function<void(Config&)> expected;  ///< After that.
+        std::function<void(Config&)> elsewhere; ///< And then by others.
+        std::function<bool()> follows;
+    };
+    const auto box = [&](const char* pane, const char* name, bool Config::*setting) {
+        return Row{pane,
+                   name,
+                   [=, this] { QTest::keyClick(get<QCheckBox>(name), Qt::Key_Space); },
+                   [=](Config& c) { c.*setting = !(Config().*setting); },
+                   [=](Config& c) { c.*setting = Config().*setting; },
+                   [=, this] { return get<QCheckBox>(name)->isChecked() == Config().*setting; }};
+    };
+    const auto number = [&](const char* name, int Config::*setting, int typed, int counts) {
+        return Row{"connections",
+                   name,
+                   [=, this] {
+                       typeInto(get<QSpinBox>(name), QString::number(typed));
+                       QTest::keyClick(get<QSpinBox>(name), Qt::Key_Return);
+                   },
+                   [=](Config& c) { c.*setting = counts; },
+                   [=](Config& c) { c.*setting = counts - 1; },
+                   [=, this] { return get<QSpinBox>(name)->value() == counts - 1; }};
+    };
+    const auto combo = [&](const char* name) { return get<QComboBox>(name); };
+    const std::vector<Row> rows = {
+        box("general", "notifyWhenDone", &Config::notifyWhenDone),
+        box("general", "keepAwake", &Config::keepAwake),
+        box("general", "waitOnHotspots", &Config::waitOnHotspots),
+        box("about", "detailedLogging", &Config::detailedLogging),
+        number("simultaneous", &Config::simultaneous, 7, 7),
+        number("connectionsPerServer", &Config::connectionsPerServer, 20, 20),
+        {"connections", "connections", [=] { QTest::keyClicks(combo("connections"), "12"); },
+         [](Config& c) { c.connections = 12; }, [](Config& c) { c.connections = 3; },
+         [=] { return combo("connections")->currentText() == "3"; }},
+        {"connections", "speedLimit", [=] { QTest::keyClicks(combo("speedLimit"), "5"); },
+         [](Config& c) { c.speedLimit = 500'000; }, [](Config& c) { c.speedLimit = 1'234'567; },
+         [this] { return get<QLineEdit>("otherSpeedLimit")->text() == "1.234567"; }},
+        {"connections", "otherSpeedLimit",
+         [this] {
+             typeInto(get<QLineEdit>("otherSpeedLimit"), "0,7 ");
+             QTest::keyClick(get<QLineEdit>("otherSpeedLimit"), Qt::Key_Return);
+         },
+         [](Config& c) { c.speedLimit = 700'000; }, [](Config& c) { c.speedLimit.reset(); },
+         [=, this] {
+             return combo("speedLimit")->currentIndex() == 0 &&
+                    !get<QLineEdit>("otherSpeedLimit")->isVisible();
+         }},
+        {"files", "hyphen", [this] { QTest::keyClick(get<QRadioButton>("hyphen"), Qt::Key_Space); },
+         [](Config& c) { c.duplicateNames = DuplicateNaming::hyphen; },
+         [](Config& c) { c.duplicateNames = DuplicateNaming::spaceNumber; },
+         [this] { return get<QRadioButton>("spaceNumber")->isChecked(); }},
+        {"files", "folder",
+         [this] {
+             QTest::mouseClick(get<QWidget>("folder")->findChild<QPushButton*>("folderButton"),
+                               Qt::LeftButton);
+             choose("folderDialog", QDir::homePath() + "/Films");
+         },
+         [](Config& c) { c.folder = "~/Films"; }, [](Config& c) { c.folder = "/srv/files"; },
+         [this] {
+             return get<QWidget>("folder")->findChild<QPushButton*>("folderButton")->text() == "/srv/files…";
+         }},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        window.showPane(row.pane);
+        Config expected = config();
+        row.expected(expected);
+        row.change();
+        EXPECT_EQ(config().encoded().dump(), expected.encoded().dump());
+        row.elsewhere(expected);
+        bench.settings.update(expected);
+        EXPECT_TRUE(row.follows());
+        bench.settings.update(Config());
+    }
+}
+
+TEST_F(SettingsWindowTests, clampsAndShowsWhatCounts) {
+    window.showPane("connections");
+    bench.settings.update([] {
+        Config changed;
+        changed.connectionsPerServer = 9;
+        return changed;
+    }());
+    QTest::keyClicks(get<QComboBox>("connections"), "12");
+    EXPECT_EQ(get<QSpinBox>("connectionsPerServer")->value(), 12);
+    EXPECT_EQ(config().connectionsPerServer, 12);
+}
+
+TEST_F(SettingsWindowTests, keepsWhatIsBeingTyped) {
+    window.showPane("connections");
+    auto* const spin = get<QSpinBox>("simultaneous");
+    typeInto(spin, "6");
+    Config changed = config();
+    changed.keepAwake = false;
+    changed.simultaneous = 2;
+    bench.settings.update(changed);
+    EXPECT_EQ(spin->text(), "6");
+    get<QComboBox>("connections")->setFocus();
+    EXPECT_EQ(config().simultaneous, 6);
+    EXPECT_FALSE(config().keepAwake);
+
+    auto* const choices = get<QComboBox>("speedLimit");
+    choices->setCurrentIndex(choices->count() - 1);
+    auto* const other = get<QLineEdit>("otherSpeedLimit");
+    ASSERT_TRUE(other->isVisible());
+    changed.speedLimit = 1'000'000;
+    bench.settings.update(changed);
+    QTest::keyClicks(other, "5 MB");
+    QTest::keyClick(other, Qt::Key_Return);
+    EXPECT_EQ(message(), "Give a speed in MB/s, like 5 or 0.5.");
+    EXPECT_EQ(other->text(), "5 MB");
+    EXPECT_EQ(config().speedLimit, 1'000'000);
+    spin->setFocus();
+    EXPECT_EQ(choices->currentText(), "1 MB/s");
+}
+
+TEST_F(SettingsWindowTests, goesBackToWhatIsInForceWhereItCannotBeSaved) {
+    bench.settings.failure = "Couldn't save the settings: No room.";
+    autostart.fails = true;
+    const std::vector<std::pair<const char*, std::string>> rows = {
+        {"keepAwake", "Couldn't save the settings: No room."},
+        {"openAtLogin", "Couldn't open Fluvane at login: No room."}};
+    for (const auto& [name, sentence] : rows) {
+        const bool before = get<QCheckBox>(name)->isChecked();
+        QTest::keyClick(get<QCheckBox>(name), Qt::Key_Space);
+        EXPECT_EQ(message(), sentence);
+        EXPECT_EQ(get<QCheckBox>(name)->isChecked(), before);
+    }
+    press("export");
+    choose("exportDialog", "/x/out.json");
+    EXPECT_EQ(message(), bench.settings.failure);
+    press("import");
+    choose("importDialog", "/x/in.json");
+    EXPECT_EQ(message(), bench.settings.failure);
+    EXPECT_TRUE(bench.settings.paths.empty());
+}
+
+TEST_F(SettingsWindowTests, exportsImportsAndTakesAnImportBack) {
+    press("export");
+    choose("exportDialog", "/x/out.json");
+    EXPECT_EQ(message(), "Exported settings to /x/out.json.");
+    press("import");
+    choose("importDialog", "/x/in.json");
+    EXPECT_EQ(message(), "Imported settings from /x/in.json.");
+    EXPECT_THAT(bench.settings.paths, ElementsAre("to /x/out.json", "from /x/in.json"));
+    const Config before = config();
+    Config imported;
+    imported.simultaneous = 9;
+    bench.settings.update(imported); // what the import comes to
+    press("messageButton");
+    EXPECT_EQ(config(), before);
+}
+
+TEST_F(SettingsWindowTests, followsKeysAndAsksOtherWindows) {
+    QTest::keyClick(&window, Qt::Key_5, Qt::ControlModifier);
+    EXPECT_EQ(get<QListWidget>("panes")->currentRow(), 4);
+    EXPECT_TRUE(get<QWidget>("about")->isVisible());
+    press("whatsNew");
+    press("showCrashNote");
+    EXPECT_FALSE(get<QWidget>("checkForUpdates")->isVisible());
+    window.showPane("nonsense");
+    press("showWelcome");
+    EXPECT_THAT(bench.windows.asked, ElementsAre("whats-new", "crash-note", "welcome"));
+    QTest::keyClick(&window, Qt::Key_Escape);
+    EXPECT_FALSE(window.isVisible());
+}
+
+TEST_F(SettingsWindowTests, showsTextsThatComeLaterOrNotAtAll) {
+    window.showPane("about");
+    press("showLog");
+    auto* viewer = shown<QWidget>("log");
+    ASSERT_TRUE(viewer);
+    logAnswer("a line\n");
+    EXPECT_EQ(viewer->findChild<QPlainTextEdit*>("text")->toPlainText(), "a line\n");
+    QTest::mouseClick(viewer->findChild<QPushButton*>("copy"), Qt::LeftButton);
+    EXPECT_EQ(QApplication::clipboard()->text(), "a line\n");
+    QTest::mouseClick(viewer->findChild<QPushButton*>("save"), Qt::LeftButton);
+    choose("saveDialog", "/nowhere/at/all.txt");
+    QTest::mouseClick(viewer->findChild<QPushButton*>("refresh"), Qt::LeftButton);
+    viewer->close();
+    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    logAnswer("too late");
+    press("showDiagnostics");
+    EXPECT_EQ(shown<QWidget>("diagnostics")->findChild<QPlainTextEdit*>("text")->toPlainText(), "a report");
+}
+
+TEST_F(SettingsWindowTests, writesRulesInTheEditor) {
+    window.showPane("rules");
+    press("addRuleButton");
+    auto* const editor = shown<QDialog>("ruleEditor");
+    ASSERT_TRUE(editor);
+    editor->activateWindow();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QApplication::activeWindow() == editor; }));
+    auto* const matches = editor->findChild<QComboBox*>("matches");
+    auto* const site = editor->findChild<QLineEdit*>("site");
+    const auto save = [&] { QTest::keyClick(editor, Qt::Key_Return); };
+    const auto problem = [&] { return editor->findChild<QLabel*>("problem")->text().toStdString(); };
+    save();
+    EXPECT_EQ(problem(), "Choose the folder that these files go to.");
+    matches->setCurrentIndex(2);
+    typeInto(site, "https://www.Example.com/x");
+    matches->setFocus();
+    EXPECT_EQ(site->text(), "example.com");
+    QTest::keyClick(editor->findChild<QCheckBox*>("limits"), Qt::Key_Space);
+    typeInto(editor->findChild<QSpinBox*>("connections"), "3");
+    bench.settings.failure = "No room.";
+    save();
+    EXPECT_EQ(problem(), "No room.");
+    bench.settings.failure.clear();
+    save();
+    EXPECT_FALSE(editor->isVisible());
+    ASSERT_EQ(config().rules.size(), 1);
+    EXPECT_EQ(config().rules[0].match, Rule::Match(Rule::Site{"example.com"}));
+    EXPECT_EQ(config().rules[0].connections, 3);
+    EXPECT_EQ(config().rules[0].id.size(), 36);
+}
+
+TEST_F(SettingsWindowTests, reordersDuplicatesAndDeletesRulesByKeyboard) {
+    const auto rule = [](const char* id, FileKind kind) { return Rule{id, Rule::Kind{kind}, "/x", {}}; };
+    setRules({rule("a", FileKind::video), rule("b", FileKind::audio), rule("c", FileKind::images)});
+    window.showPane("rules");
+    auto* const list = get<QListView>("rules");
+    list->setFocus();
+    list->setCurrentIndex(list->model()->index(1, 0));
+    QTest::keyClick(list, Qt::Key_Up, Qt::AltModifier);
+    EXPECT_EQ(ruleOrder(), "bac");
+    EXPECT_FALSE(get<QAction>("moveRuleEarlier")->isEnabled());
+    QTest::keyClick(list, Qt::Key_Down, Qt::AltModifier);
+    QTest::keyClick(list, Qt::Key_Down, Qt::AltModifier);
+    EXPECT_EQ(ruleOrder(), "acb");
+    setRules({rule("b", FileKind::audio), rule("c", FileKind::images)}); // elsewhere
+    EXPECT_EQ(list->currentIndex().row(), 0);
+    QTest::keyClick(list, Qt::Key_D, Qt::ControlModifier);
+    ASSERT_EQ(config().rules.size(), 3);
+    EXPECT_EQ(config().rules[1].match, config().rules[0].match);
+    EXPECT_EQ(list->currentIndex().row(), 1);
+    QTest::keyClick(list, Qt::Key_Delete);
+    EXPECT_EQ(ruleOrder(), "bc");
+
+    typeInto(get<QLineEdit>("tryRules"), "x.png");
+    EXPECT_EQ(get<QLabel>("trialResult")->text(), "x.png goes to /x, by the rule \"Images\".");
+    EXPECT_EQ(list->currentIndex().row(), 1);
+    bench.settings.failure = "No room.";
+    list->setFocus();
+    QTest::keyClick(list, Qt::Key_Up, Qt::AltModifier);
+    EXPECT_EQ(message(), "No room.");
+    EXPECT_EQ(list->currentIndex().row(), 1);
+}
+
+/// For looking at: FLUVANE_PICTURES names a folder.
+TEST_F(SettingsWindowTests, draws) {
+    const QString folder = qEnvironmentVariable("FLUVANE_PICTURES");
+    if (folder.isEmpty()) {
+        GTEST_SKIP();
+    }
+    setRules(
+        {{"a", Rule::Kind{FileKind::video}, "/home/somebody/Videos", {}},
+         {"b", Rule::Extensions{{"zip", "rar", "7z"}}, "/srv/a very long way/" + std::string(90, 'x'), {}},
+         {"c", Rule::Site{"مثال.إختبار"}, {}, 2},
+         {"d", Rule::Site{"example.com"}, "/srv/😀 مجلد", 1}});
+    for (const char* pane : {"general", "files", "rules", "connections", "about"}) {
+        window.showPane(pane);
+        window.grab().save(folder + "/" + pane + ".png");
+    }
+    window.showPane("rules");
+    press("addRuleButton");
+    shown<QDialog>("ruleEditor")->grab().save(folder + "/editor.png");
+    window.showPane("about");
+    press("showDiagnostics");
+    shown<QWidget>("diagnostics")->grab().save(folder + "/viewer.png");
+}
+
+} // namespace
+
+} // namespace fluvane
