@@ -53,8 +53,6 @@ CrashNoteWindow::CrashNoteWindow(const QString& note, QWidget* parent)
 
 void CrashNoteWindow::build() {
     fold_->setObjectName("fold");
-    fold_->setText("Show the &report");
-    fold_->setAccessibleName("Show the report");
     fold_->setCheckable(true);
     fold_->setAutoRaise(true);
     fold_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
@@ -102,6 +100,8 @@ void CrashNoteWindow::setNote(const QString& note) {
 
 void CrashNoteWindow::unfold(bool open) {
     fold_->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
+    fold_->setText(open ? "Hide the &report" : "Show the &report");
+    fold_->setAccessibleName(fold_->text().remove('&'));
     report_->setVisible(open);
     layout()->activate();
     resize(std::max(width(), usualWidth), 0);

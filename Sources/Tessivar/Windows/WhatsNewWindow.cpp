@@ -47,6 +47,7 @@ WhatsNewWindow::WhatsNewWindow(const QString& text, QWidget* parent)
     view_->setFrameShape(QFrame::NoFrame);
     view_->viewport()->setAutoFillBackground(false);
     view_->document()->setDocumentMargin(0);
+    view_->document()->setIndentWidth(Spacing::large);
     view_->document()->setDefaultStyleSheet(
         QStringLiteral("h3 { margin-top: %1px; margin-bottom: %2px } ul { margin-top: 0; margin-left: 0; "
                        "-qt-list-indent: 1 } li { margin-bottom: %3px }")

@@ -5,6 +5,7 @@
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
+#include <QLocale>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -21,9 +22,17 @@ constexpr double lowest = 0.016; ///< What the settings allow.
 constexpr double highest = 100'000;
 constexpr std::int64_t usual = 1'000'000;
 
+/// Shows no more decimals than there are.
+class SpeedField : public QDoubleSpinBox {
+public:
+    [[nodiscard]] QString textFromValue(double value) const override {
+        return locale().toString(value, 'f', QLocale::FloatingPointShortest);
+    }
+};
+
 } // namespace
 
-SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(new QDoubleSpinBox) {
+SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(new SpeedField) {
     setObjectName("speed-limit");
     setWindowTitle("Speed Limit");
     speed_->setObjectName("speed");
