@@ -1,6 +1,7 @@
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
 
 #include "Fluvane/UI/Inspector/Fields.h"
+#include "Fluvane/UI/Models/FolderText.h"
 #include "FluvaneCore/DetailWords.h"
 #include "FluvaneCore/Objections.h"
 #include "FluvaneCore/Words.h"
@@ -33,7 +34,7 @@ QString standing(const DownloadRecord& record) {
     return record.checksumResult->matches()
                ? "The file's " + name + " matches."
                : shown(Words::checksumMismatch(Checksum::name(record.checksum->algorithm),
-                                               Words::oneLine(record.folder.path())));
+                                               folderText(record.folder)));
 }
 
 } // namespace

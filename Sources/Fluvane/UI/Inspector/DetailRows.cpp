@@ -1,6 +1,7 @@
 #include "Fluvane/UI/Inspector/DetailRows.h"
 
 #include "Fluvane/UI/Inspector/Fields.h"
+#include "Fluvane/UI/Models/FolderText.h"
 #include "FluvaneCore/DetailWords.h"
 #include "FluvaneCore/RuleWords.h"
 #include "FluvaneCore/Words.h"
@@ -119,7 +120,7 @@ void DetailRows::followPlaces(const DownloadRecord& record) {
     set(Link, link);
     set(FinalLink, final == link ? "" : final);
     set(Referrer, shownLink(record.referrer));
-    set(Folder, Words::oneLine(record.folder.path()));
+    set(Folder, folderText(record.folder));
     const auto& file = record.file ? record.file : record.partial;
     const std::string path = file ? Words::oneLine(file->path()) : std::string();
     set(File, path.substr(path.rfind('/') + 1), path);

@@ -148,14 +148,26 @@ void DetailsView::changeEvent(QEvent* event) {
     }
 }
 
+void DetailsView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    fitConnections();
+}
+
+/// Where there is little room, which piece it is matters more than how much of it is done.
 void DetailsView::fitConnections() {
     const QFontMetrics font = table_->fontMetrics();
     const int pad = 2 * tessivar::Spacing::medium;
     model_->setLook(palette(), devicePixelRatioF());
-    table_->setColumnWidth(ConnectionsModel::Number, ConnectionLook::swatchSize(swatchHeight).width() + pad);
-    table_->setColumnWidth(ConnectionsModel::Done, font.horizontalAdvance("888.8 MB") + pad);
-    table_->setColumnWidth(ConnectionsModel::Speed, font.horizontalAdvance("888.8 MB/s") + pad);
-    const int row = std::max(font.height() + tessivar::Spacing::small, table_->sizeHintForRow(0));
+    const int number = ConnectionLook::swatchSize(swatchHeight).width() + pad;
+    const int done = font.horizontalAdvance("888.8 MB") + pad;
+    const int speed = font.horizontalAdvance("888.8 MB/s") + pad;
+    const int span = font.horizontalAdvance("888.8 MB to 888.8 MB") + pad;
+    table_->setColumnWidth(ConnectionsModel::Number, number);
+    table_->setColumnWidth(ConnectionsModel::Done, done);
+    table_->setColumnWidth(ConnectionsModel::Speed, speed);
+    const int room = width() - 2 * tessivar::Spacing::margin;
+    table_->setColumnHidden(ConnectionsModel::Done, room < number + span + done + speed);
+    const int row = std::max(table_->sizeHintForRow(0), swatchHeight);
     table_->setFixedHeight(table_->header()->sizeHint().height() + row * model_->rowCount() + 2);
 }
 

@@ -46,7 +46,11 @@ ValueField::ValueField(QWidget* parent) : QLineEdit(parent) {
 }
 
 QSize ValueField::sizeHint() const {
-    return {80, fontMetrics().height() + 2};
+    return {80, fontMetrics().height()};
+}
+
+QSize ValueField::minimumSizeHint() const {
+    return {40, sizeHint().height()};
 }
 
 void ValueField::setValue(const QString& value, const QString& toolTip) {
@@ -58,7 +62,7 @@ void ValueField::setValue(const QString& value, const QString& toolTip) {
 }
 
 void ValueField::paintEvent(QPaintEvent* event) {
-    if (hasFocus() || fontMetrics().horizontalAdvance(text()) <= width()) {
+    if (hasFocus()) {
         return QLineEdit::paintEvent(event);
     }
     QPainter painter(this);

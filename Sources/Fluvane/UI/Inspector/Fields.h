@@ -15,6 +15,7 @@ public:
     void setValue(const QString& value, const QString& toolTip = {});
 
     [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] QSize minimumSizeHint() const override;
 
 protected:
     void paintEvent(QPaintEvent* event) override;

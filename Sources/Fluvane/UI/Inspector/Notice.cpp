@@ -1,6 +1,7 @@
 #include "Fluvane/UI/Inspector/Notice.h"
 
 #include "Fluvane/UI/Inspector/Fields.h"
+#include "Fluvane/UI/Models/FolderText.h"
 #include "FluvaneCore/DetailWords.h"
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Words.h"
@@ -29,8 +30,7 @@ std::string problem(const DownloadRecord& record) {
         return Words::oneLine(Words::state(stateName(record.state), failure ? *failure : std::string()));
     }
     if (record.checksum && record.checksumResult && !record.checksumResult->matches()) {
-        return Words::checksumMismatch(Checksum::name(record.checksum->algorithm),
-                                       Words::oneLine(record.folder.path()));
+        return Words::checksumMismatch(Checksum::name(record.checksum->algorithm), folderText(record.folder));
     }
     return {};
 }

@@ -38,14 +38,16 @@ bool looksLike(const PiecesPicture::Column& a, const PiecesPicture::Column& b) {
     return a.filled == b.filled && a.connection == b.connection && a.arrived == b.arrived;
 }
 
-/// Moves marks, which stand in order, so far apart that none covers another, and all of them into the width.
+/// Moves marks, which stand in order, so far apart that none covers another, and all of them into the width;
+/// where they are too many for it they share it.
 void spread(std::vector<double>& lefts, double distance, double width) {
+    distance = std::min(distance, width / static_cast<double>(std::max<std::size_t>(lefts.size(), 1)));
     for (std::size_t i = 1; i < lefts.size(); ++i) {
         lefts[i] = std::max(lefts[i], lefts[i - 1] + distance);
     }
     double limit = width;
     for (std::size_t i = lefts.size(); i-- > 0; limit = lefts[i]) {
-        lefts[i] = std::max(std::min(lefts[i], limit - distance), 0.0);
+        lefts[i] = std::max(std::min(lefts[i], limit - distance), static_cast<double>(i) * distance);
     }
 }
 
@@ -265,9 +267,6 @@ void PiecesMap::paintBorders(QPainter& painter) const {
 }
 
 void PiecesMap::paintHeads(QPainter& painter) const {
-    if (picture_.openEnded) {
-        return;
-    }
     std::vector<double> lefts;
     for (const auto& head : picture_.heads) {
         lefts.push_back(area(0, 1).left() + head.at * area(0, 1).width() - badgeSide / 2);

@@ -121,6 +121,9 @@ PiecesPicture stream(const std::vector<RunningConnection>& connections, int colu
     const int number = connections.empty() ? 0 : connections.front().number;
     PiecesPicture picture = filled(columns, {.filled = 1, .connection = number, .arrived = number != 0});
     picture.openEnded = true;
+    for (const auto& connection : connections) {
+        picture.heads.push_back({connection.number, 0});
+    }
     return picture;
 }
 

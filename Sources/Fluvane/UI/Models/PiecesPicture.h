@@ -32,7 +32,7 @@ struct PiecesPicture {
     std::vector<Column> columns;
     std::vector<int> borders; ///< Columns at which a piece begins, save the first; none too near another.
     std::vector<Head> heads;  ///< From left to right.
-    /// Nobody knows where the file ends: the columns say who writes, but not how far it has got.
+    /// Nobody knows where the file ends: columns and heads say who writes, but not how far it has got.
     bool openEnded = false;
 
     /// Borders are at least this many columns apart, or they would hide what is between them.
