@@ -115,6 +115,7 @@ TEST(LinksEdit, breaksLongLinesBetweenLinks) {
         EXPECT_LT(line.size(), 4000);
     }
     EXPECT_EQ(text.count(link.mid(1, 1500)), 100) << "No link may be cut.";
+    EXPECT_EQ(withShortLines(QString(100'000, 'x')).count('\n'), 12) << "It would take the editor minutes.";
 }
 
 TEST(RecentFolders, remembersTheLatestFirst) {

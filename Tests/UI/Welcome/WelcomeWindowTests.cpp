@@ -4,6 +4,7 @@
 #include <QCheckBox>
 #include <QFileDialog>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
 
@@ -57,7 +58,7 @@ TEST_F(Welcome, appliesEveryChoiceAtOnce) {
     Q_EMIT dialog->fileSelected("/elsewhere");
     dialog->close();
     EXPECT_EQ(bench.settings.config().folder, "/elsewhere");
-    EXPECT_EQ(find<QLabel>("folder").text(), "/elsewhere");
+    EXPECT_EQ(find<QLineEdit>("folder").text(), "/elsewhere");
     EXPECT_FALSE(bench.settings.config().hasCompletedOnboarding);
 }
 

@@ -13,6 +13,7 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QGridLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -37,6 +38,16 @@ QLabel* labelFor(QWidget* control, const QString& text) {
     auto* const label = new QLabel(text);
     label->setBuddy(control);
     return label;
+}
+
+/// Side by side, the first as wide as there is room.
+QHBoxLayout* rowOf(std::initializer_list<QWidget*> widgets) {
+    auto* const row = new QHBoxLayout;
+    row->setSpacing(Spacing::medium);
+    for (QWidget* const widget : widgets) {
+        row->addWidget(widget, row->count() == 0 ? 1 : 0);
+    }
+    return row;
 }
 
 } // namespace
@@ -83,9 +94,10 @@ QWidget* NewDownloadWindow::makeOptions() {
     folder_ = named(new FolderChoice, "folder", "Folder");
     destination_ = new tessivar::QuietLabel;
     destination_->setObjectName("destination");
+    destination_->setMinimumSize(1,
+                                 destination_->fontMetrics().height()); // a wrapped label asks for two lines
     more_ = named(new QToolButton, "more", "Checksum and referrer");
     more_->setText("Checksum and &referrer");
-    more_->setCheckable(true);
     more_->setAutoRaise(true);
     more_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     checksum_ = named(new QLineEdit, "checksum", "Checksum");
@@ -95,29 +107,21 @@ QWidget* NewDownloadWindow::makeOptions() {
     referrer_ = named(new QLineEdit, "referrer", "Referrer");
     referrer_->setPlaceholderText("The web page that the links are on, if the server asks for it");
 
-    options_ = new QWidget;
-    auto* const fields = new QGridLayout(options_);
-    fields->setContentsMargins({});
-    fields->setHorizontalSpacing(Spacing::medium);
-    fields->setVerticalSpacing(Spacing::medium);
-    fields->addWidget(labelFor(checksum_, "&Checksum:"), 0, 0);
-    fields->addWidget(checksum_, 0, 1);
-    fields->addWidget(algorithm_, 0, 2);
-    fields->addWidget(labelFor(referrer_, "Re&ferrer:"), 1, 0);
-    fields->addWidget(referrer_, 1, 1);
-    fields->setColumnStretch(1, 1);
-
+    options_ = {labelFor(checksum_, "&Checksum:"), checksum_, algorithm_, labelFor(referrer_, "Re&ferrer:"),
+                referrer_};
     auto* const box = new QWidget;
-    auto* const rows = new QGridLayout(box);
-    rows->setContentsMargins({});
-    rows->setHorizontalSpacing(Spacing::medium);
-    rows->setVerticalSpacing(Spacing::small);
-    rows->addWidget(labelFor(folder_, "F&older:"), 0, 0);
-    rows->addWidget(folder_, 0, 1);
-    rows->addWidget(more_, 0, 2);
-    rows->addWidget(destination_, 1, 1, 1, 2);
-    rows->addWidget(options_, 2, 0, 1, 3);
-    rows->setColumnStretch(1, 1);
+    auto* const grid = new QGridLayout(box);
+    grid->setContentsMargins({});
+    grid->setHorizontalSpacing(Spacing::medium);
+    grid->setVerticalSpacing(Spacing::small);
+    grid->addWidget(labelFor(folder_, "F&older:"), 0, 0);
+    grid->addLayout(rowOf({folder_, more_}), 0, 1);
+    grid->addWidget(destination_, 1, 1);
+    grid->addWidget(options_[0], 2, 0);
+    grid->addLayout(rowOf({checksum_, algorithm_}), 2, 1);
+    grid->addWidget(options_[3], 3, 0);
+    grid->addWidget(referrer_, 3, 1);
+    grid->setColumnStretch(1, 1);
     showOptions(false);
     return box;
 }

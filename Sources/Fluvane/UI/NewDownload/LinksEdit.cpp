@@ -11,7 +11,8 @@ namespace fluvane {
 
 namespace {
 
-constexpr qsizetype longestLine = 2000; ///< Characters.
+constexpr qsizetype longestLine = 2000; ///< Characters, where it can be broken.
+constexpr qsizetype longestWord = 8192; ///< No server takes a longer link.
 
 bool endsLinks(QChar c) {
     return c.isSpace() || QStringView(u"\"<>`").contains(c);
@@ -38,11 +39,9 @@ QString withShortLines(const QString& text) {
     qsizetype line = 0;
     for (const QChar c : text) {
         line = c == QChar('\n') ? 0 : line + 1;
-        const bool isTooLong = line > longestLine && endsLinks(c);
-        if (!isTooLong || !c.isSpace()) {
-            result += c;
-        }
-        if (isTooLong) {
+        const bool breaks = (line > longestLine && endsLinks(c)) || line > longestWord;
+        result += c;
+        if (breaks) {
             result += QChar('\n');
             line = 0;
         }
@@ -70,6 +69,7 @@ void LinksEdit::addLinks(const std::vector<URL>& links) {
     cursor.movePosition(QTextCursor::End);
     const bool startsLine = cursor.atBlockStart();
     added.chop(1);
+    added = withShortLines(added);
     cursor.insertText(startsLine ? added : '\n' + added);
     cursor.movePosition(QTextCursor::End);
     setTextCursor(cursor);

@@ -26,7 +26,8 @@ protected:
     void insertFromMimeData(const QMimeData* data) override;
 };
 
-/// The text with long lines broken where no link is cut: editors lay out a line as a whole, however long.
+/// The text with long lines broken where no link is cut, unless it is longer than any server takes: editors
+/// lay out a line as a whole, and take minutes for a megabyte without a blank.
 [[nodiscard]] QString withShortLines(const QString& text);
 
 } // namespace fluvane

@@ -85,7 +85,7 @@ void NewDownloadWindow::connectWidgets() {
     connect(all_, &QCheckBox::clicked, this, &NewDownloadWindow::toggleAll);
     connect(folder_, &FolderChoice::folderChosen, this, [this] { draft_.setFolder(folder_->folder()); });
     connect(folder_, &FolderChoice::browseWanted, this, &NewDownloadWindow::chooseFolder);
-    connect(more_, &QToolButton::toggled, this, &NewDownloadWindow::showOptions);
+    connect(more_, &QToolButton::clicked, this, [this] { showOptions(!checksum_->isVisible()); });
     connect(checksum_, &QLineEdit::textChanged, this,
             [this](const QString& text) { draft_.setChecksum(text.toStdString()); });
     connect(referrer_, &QLineEdit::textChanged, this,
@@ -97,7 +97,7 @@ void NewDownloadWindow::connectWidgets() {
 void NewDownloadWindow::fill(const std::vector<URL>& links, const std::optional<URL>& referrer) {
     if (referrer && text_->document()->isEmpty() && referrer_->text().isEmpty()) {
         referrer_->setText(QString::fromStdString(referrer->absoluteString()));
-        more_->setChecked(true);
+        showOptions(true);
     } else if (referrer) {
         draft_.setReferrer(links, *referrer);
     }
@@ -116,7 +116,7 @@ void NewDownloadWindow::clipboardFound(const std::vector<URL>& links) {
         links != offered_ && !std::ranges::all_of(links, [this](const URL& link) { return isListed(link); });
     if (std::exchange(mayPrefill_, false) && isEmpty && isNews && !links.empty()) {
         offered_ = links;
-        prefilled_ = joined(links);
+        prefilled_ = withShortLines(joined(links));
         text_->setPlainText(prefilled_);
         text_->selectAll();
         clipboard_->offer({});
@@ -193,7 +193,9 @@ void NewDownloadWindow::showCount() {
 
 void NewDownloadWindow::showSentences() {
     destination_->setText(QString::fromStdString(draft_.destination()));
+    destination_->setVisible(!draft_.destination().empty());
     algorithm_->setText(QString::fromStdString(draft_.algorithm()));
+    algorithm_->setVisible(checksum_->isVisible() && !algorithm_->text().isEmpty());
     const QString objection = QString::fromStdString(draft_.objection());
     warning_->setVisible(!objection.isEmpty());
     objection_->setText(objection);
@@ -215,7 +217,9 @@ void NewDownloadWindow::showButtons() {
 
 void NewDownloadWindow::showOptions(bool shown) {
     more_->setArrowType(shown ? Qt::DownArrow : Qt::RightArrow);
-    options_->setVisible(shown);
+    for (QWidget* const option : options_) {
+        option->setVisible(shown && (option != algorithm_ || !algorithm_->text().isEmpty()));
+    }
 }
 
 void NewDownloadWindow::showRecentFolders() {
@@ -258,7 +262,7 @@ void NewDownloadWindow::added(const std::vector<std::int64_t>& ids, const std::o
     checksum_->clear();
     referrer_->clear();
     folder_->setFolder(std::nullopt);
-    more_->setChecked(false);
+    showOptions(false);
     draft_.clear();
     close();
     context_.windows.showDownloads(ids.front());

@@ -86,7 +86,7 @@ private:
     FolderChoice* folder_ = nullptr;
     QLabel* destination_ = nullptr;
     QToolButton* more_ = nullptr;
-    QWidget* options_ = nullptr;
+    std::vector<QWidget*> options_; ///< Shown on demand.
     QLineEdit* checksum_ = nullptr;
     QLabel* algorithm_ = nullptr;
     QLineEdit* referrer_ = nullptr;

@@ -12,6 +12,7 @@
 #include <QGridLayout>
 #include <QIcon>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSignalBlocker>
@@ -62,7 +63,7 @@ WelcomeWindow::WelcomeWindow(WindowContext& context, Autostart& autostart)
     close->setShortcuts({Qt::Key_Escape, QKeySequence(QKeySequence::Close)});
     connect(close, &QAction::triggered, this, &QWidget::close);
     addAction(close);
-    resize(600, 560);
+    resize(600, 520);
 }
 
 /// On a small screen the page scrolls; what has to be done stays in sight.
@@ -109,9 +110,10 @@ QWidget* WelcomeWindow::makeIntroduction() {
 }
 
 QWidget* WelcomeWindow::makeChoices() {
-    folder_ = new QLabel;
+    folder_ = new QLineEdit;
     folder_->setObjectName("folder");
-    folder_->setTextFormat(Qt::PlainText);
+    folder_->setAccessibleName("Folder for downloads");
+    folder_->setReadOnly(true);
     auto* const choose = new QPushButton("&Choose…");
     choose->setObjectName("choose-folder");
     choose->setAccessibleName("Choose the folder for downloads");
@@ -130,7 +132,9 @@ QWidget* WelcomeWindow::makeChoices() {
     grid->setHorizontalSpacing(Spacing::medium);
     grid->setVerticalSpacing(Spacing::medium);
     grid->addWidget(heading("To begin with", 1.15), 0, 0, 1, 3);
-    grid->addWidget(new QLabel("Files go to:"), 1, 0);
+    auto* const label = new QLabel("&Files go to:");
+    label->setBuddy(folder_);
+    grid->addWidget(label, 1, 0);
     grid->addWidget(folder_, 1, 1);
     grid->addWidget(choose, 1, 2);
     grid->addWidget(openAtLogin_, 2, 0, 1, 3);
@@ -169,6 +173,7 @@ QWidget* WelcomeWindow::makeEnd() {
     start->setObjectName("start");
     start->setDefault(true);
     start->setAutoDefault(true);
+    start->setFocus();
     connect(start, &QPushButton::clicked, this, &QWidget::close);
     auto* const box = new QWidget;
     auto* const row = new QHBoxLayout(box);
@@ -189,6 +194,7 @@ void WelcomeWindow::showEvent(QShowEvent* event) {
 void WelcomeWindow::showSettings(const Config& config) {
     const QString folder = QString::fromStdString(folderText(context_.manager.folder(config.folder)));
     folder_->setText(folder);
+    folder_->setCursorPosition(0);
     folder_->setToolTip(folder.toHtmlEscaped());
     waitOnHotspots_->setChecked(config.waitOnHotspots);
 }

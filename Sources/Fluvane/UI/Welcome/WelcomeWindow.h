@@ -9,6 +9,7 @@
 
 class QCheckBox;
 class QLabel;
+class QLineEdit;
 
 namespace fluvane {
 
@@ -41,7 +42,7 @@ private:
     WindowContext& context_;
     Autostart& autostart_;
     tessivar::Subscription changes_;
-    QLabel* folder_ = nullptr;
+    QLineEdit* folder_ = nullptr;
     QCheckBox* openAtLogin_ = nullptr;
     QCheckBox* waitOnHotspots_ = nullptr;
     QLabel* problem_ = nullptr;
