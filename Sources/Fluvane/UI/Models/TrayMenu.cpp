@@ -56,9 +56,10 @@ QString menuLabel(const QString& text, MenuDrawer drawer) {
     if (drawer == MenuDrawer::qt) {
         return label.replace('&', "&&");
     }
-    // On the bus underscores mark mnemonics, and Qt makes one of the first "&" and no other.
-    label.replace('_', "__");
+    // On the bus underscores mark mnemonics, and Qt makes one of the first "&" and no other. Panels that find
+    // a mnemonic take doubled underscores for more of them.
     const auto first = label.indexOf('&');
+    label.replace('_', first < 0 ? "__" : " ");
     return first < 0 ? label : label.insert(first, '&');
 }
 

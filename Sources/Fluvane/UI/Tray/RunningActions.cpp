@@ -22,12 +22,15 @@ void setText(QAction& action, const QString& text) {
     }
 }
 
-/// A name written from right to left keeps what follows it on its right.
+/// A name written from right to left stays in its place, and what follows it on its right.
 QString isolated(const QString& name) {
+    constexpr QChar leftToRightMark(0x200e);
+    constexpr QChar isolate(0x2068);
+    constexpr QChar endOfIsolate(0x2069);
     const bool turns = std::ranges::any_of(name, [](QChar character) {
         return character.direction() == QChar::DirR || character.direction() == QChar::DirAL;
     });
-    return turns ? QChar(0x2068) + name + QChar(0x2069) : name;
+    return turns ? leftToRightMark + (isolate + name) + endOfIsolate : name;
 }
 
 const Download* find(const std::vector<const Download*>& downloads, std::int64_t id) {

@@ -25,6 +25,8 @@ namespace {
 
 /// Every change is sent to the panel.
 constexpr int shortestPause = 1000; ///< Milliseconds.
+/// Not every panel says when it closes the menu.
+constexpr int longestLook = 20'000; ///< Milliseconds.
 
 } // namespace
 
@@ -43,6 +45,7 @@ private:
     void build();
     QAction* add(const char* name, const QString& text, std::function<void()> triggered);
     void changed();
+    void closed();
     void updateMenu(const std::vector<const Download*>& downloads);
     void updateIcon();
     void makeIcon();
@@ -53,7 +56,7 @@ private:
     StatusMenu& owner_;
     WindowContext& context_;
     QMenu menu_;
-    bool isOpen_ = false;
+    QTimer open_; ///< Runs while the menu may be open.
     QAction* summary_ = nullptr;
     std::unique_ptr<RunningActions> running_;
     QAction* pauseAll_ = nullptr;
@@ -78,12 +81,15 @@ StatusMenu::Parts::Parts(StatusMenu& owner, WindowContext& context, Bus& session
     connect(&next_, &QTimer::timeout, this, &Parts::update);
     connect(&context.feed, &ListFeed::changed, this, &Parts::changed);
     connect(&host_, &TrayHost::changed, this, &Parts::followHost);
+    open_.setSingleShot(true);
+    connect(&open_, &QTimer::timeout, this, &Parts::changed);
     connect(&menu_, &QMenu::aboutToShow, this, [this] {
-        isOpen_ = false; // so that it is in order as it opens
+        open_.stop(); // so that it is in order as it opens
         update();
-        isOpen_ = true;
+        open_.start(longestLook);
     });
-    connect(&menu_, &QMenu::aboutToHide, this, [this] { isOpen_ = false; });
+    connect(&menu_, &QMenu::aboutToHide, this, &Parts::closed);
+    connect(&menu_, &QMenu::triggered, this, &Parts::closed);
     settings_ = context.settings.subscribe([this](const Config&) { speedLimit_.update(); });
     update();
 }
@@ -125,6 +131,12 @@ void StatusMenu::Parts::changed() {
     }
 }
 
+/// What kept its place while it was open is put in order before it opens again.
+void StatusMenu::Parts::closed() {
+    open_.stop();
+    changed();
+}
+
 void StatusMenu::Parts::update() {
     sinceLast_.start();
     next_.stop();
@@ -142,7 +154,7 @@ void StatusMenu::Parts::updateMenu(const std::vector<const Download*>& downloads
     if (summary_->text() != summary) {
         summary_->setText(summary);
     }
-    running_->update(downloads, content.running, isOpen_);
+    running_->update(downloads, content.running, open_.isActive() || menu_.isVisible());
     pauseAll_->setVisible(content.canPause);
     resumeAll_->setVisible(content.canResume);
     speedLimit_.update();
