@@ -81,8 +81,10 @@ void AboutPane::addIdentity() {
     grid->addWidget(nameLabel(fromBytes(identity.displayName)), 0, 1);
     grid->addWidget(versionLabel(fromBytes(identity.version)), 1, 1);
     addWide(block);
-    addWide(new QLabel(tr("A download manager that lives in the tray: files come over several\nconnections, "
-                          "and carry on where they stopped.")));
+    auto* const purpose = new QLabel(tr("A download manager that lives in the tray: files come over several "
+                                        "connections, and carry on where they stopped."));
+    purpose->setWordWrap(true);
+    addWide(purpose);
 }
 
 void AboutPane::addUpdates() {
@@ -97,7 +99,7 @@ void AboutPane::addUpdates() {
     connect(page, &QPushButton::clicked, this, [this, link] { context_.files.open(*link); });
     addWide(rowOf({news, check, page}));
     if (!reports_.checkForUpdates) {
-        addWide(new tessivar::QuietLabel(tr("This build doesn't check for updates.")));
+        addText(tr("This build doesn't check for updates."));
     }
 }
 
@@ -120,16 +122,14 @@ void AboutPane::addReports() {
     connect(report, &QPushButton::clicked, this, &AboutPane::showDiagnostics);
     connect(crash, &QPushButton::clicked, this, [this] { context_.windows.showCrashNote(); });
     addWide(rowOf({log, report, crash}));
-    addWide(new tessivar::QuietLabel(
-        tr("The diagnostics describe this computer and how Fluvane runs on it, for a bug report. "
-           "They never hold links or file names.")));
+    addText(tr("The diagnostics describe this computer and how Fluvane runs on it, for a bug report. "
+               "They never hold links or file names."));
 }
 
 void AboutPane::addLibraries() {
     addHeading(tr("Thanks to"));
-    addWide(new tessivar::QuietLabel(
-        tr("Qt (LGPL 3), libcurl (curl license), OpenSSL (Apache 2.0), utf8proc (MIT), GNU "
-           "Libidn2 (LGPL 3), JSON for Modern C++ (MIT), {fmt} (MIT) and spdlog (MIT).")));
+    addText(tr("Qt (LGPL 3), libcurl (curl license), OpenSSL (Apache 2.0), utf8proc (MIT), GNU "
+               "Libidn2 (LGPL 3), JSON for Modern C++ (MIT), {fmt} (MIT) and spdlog (MIT)."));
 }
 
 void AboutPane::showLog() {

@@ -59,9 +59,8 @@ void FilesPane::addFolder() {
 
 void FilesPane::addNaming() {
     addHeading(tr("When %1 is there already").arg(fromView(sampleName)));
-    addWide(new tessivar::QuietLabel(
-        tr("When a file in the folder already has the name, the new one gets a number; nothing "
-           "is replaced.")));
+    addText(tr("When a file in the folder already has the name, the new one gets a number; nothing "
+               "is replaced."));
     auto* const choices = new QWidget(this);
     auto* const grid = new QGridLayout(choices);
     grid->setContentsMargins(0, Spacing::small, 0, 0);

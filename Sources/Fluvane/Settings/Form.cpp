@@ -5,6 +5,7 @@
 #include <QAbstractButton>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QLineEdit>
 #include <QStyle>
 
 namespace fluvane {
@@ -13,7 +14,7 @@ namespace Spacing = tessivar::Spacing;
 
 namespace {
 
-constexpr int widestHint = 520;
+constexpr int widest = 680; ///< Longer lines of text aren't read well.
 
 QString withoutMnemonic(QString label) {
     label.remove('&');
@@ -23,6 +24,7 @@ QString withoutMnemonic(QString label) {
 } // namespace
 
 Form::Form(QWidget* parent) : QWidget(parent), grid_(new QGridLayout(this)) {
+    setMaximumWidth(widest);
     grid_->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
     grid_->setHorizontalSpacing(Spacing::large);
     grid_->setVerticalSpacing(Spacing::small);
@@ -31,11 +33,12 @@ Form::Form(QWidget* parent) : QWidget(parent), grid_(new QGridLayout(this)) {
 
 void Form::addHeading(const QString& text) {
     auto* const heading = new QLabel(text, this);
+    heading->setTextFormat(Qt::PlainText);
     QFont font = heading->font();
     font.setBold(true);
     heading->setFont(font);
     if (row_ > 0) {
-        grid_->setRowMinimumHeight(row_++, Spacing::small);
+        grid_->setRowMinimumHeight(row_++, Spacing::medium);
     }
     grid_->addWidget(heading, row_++, 0, 1, 2);
 }
@@ -50,13 +53,16 @@ void Form::addRow(const QString& label, QWidget* control, tessivar::QuietLabel* 
     name->setBuddy(first);
     first->setAccessibleName(withoutMnemonic(label));
     grid_->addWidget(name, row_, 0, Qt::AlignLeft | Qt::AlignVCenter);
-    grid_->addWidget(control, row_++, 1, Qt::AlignLeft | Qt::AlignVCenter);
+    const bool takesText = qobject_cast<QLineEdit*>(control);
+    grid_->addWidget(control, row_++, 1, takesText ? Qt::Alignment() : Qt::AlignLeft | Qt::AlignVCenter);
     rows_[control] = {name};
     if (hint) {
         first->setAccessibleDescription(hint->text());
         hint->setContentsMargins(0, 0, 0, Spacing::medium);
         grid_->addWidget(hint, row_++, 1);
         rows_[control].append(hint);
+    } else {
+        grid_->setRowMinimumHeight(row_++, Spacing::small);
     }
 }
 
@@ -77,6 +83,10 @@ void Form::addButton(QAbstractButton* button, const QString& hint) {
         below->setContentsMargins(mark, 0, 0, Spacing::medium);
     }
     grid_->addWidget(below, row_++, 0, 1, 2);
+}
+
+void Form::addText(const QString& text) {
+    addWide(new tessivar::QuietLabel(text, this));
 }
 
 void Form::addWide(QWidget* widget, int stretch) {

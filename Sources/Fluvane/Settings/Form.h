@@ -25,6 +25,8 @@ public:
     /// With a hint that changes.
     void addRow(const QString& label, QWidget* control, tessivar::QuietLabel* hint);
     void addButton(QAbstractButton* button, const QString& hint);
+    /// An explanation over both columns.
+    void addText(const QString& text);
     /// Over both columns.
     void addWide(QWidget* widget, int stretch = 0);
     /// Shows or hides the row of a control that was added.

@@ -75,9 +75,8 @@ void GeneralPane::addFileButtons() {
     auto* const importing = button("import", tr("&Import…"));
     addHeading(tr("All settings"));
     addWide(rowOf({exporting, importing}));
-    addWide(new tessivar::QuietLabel(
-        tr("A file with every setting, for a backup or another computer. Importing one replaces "
-           "all settings, your rules too.")));
+    addText(tr("A file with every setting, for a backup or another computer. Importing one replaces "
+               "all settings, your rules too."));
     connect(exporting, &QPushButton::clicked, this, &GeneralPane::askWhereToExport);
     connect(importing, &QPushButton::clicked, this, &GeneralPane::askWhatToImport);
 }

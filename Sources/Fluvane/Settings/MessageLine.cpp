@@ -4,6 +4,7 @@
 #include "Tessivar/Windows/Spacing.h"
 
 #include <QAccessible>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -69,9 +70,22 @@ void MessageLine::offer(const QString& sentence, const QString& button, std::fun
     button_->show();
 }
 
+void MessageLine::drawIcon() {
+    const QSize size(iconSize, iconSize);
+    icon_->setPixmap(tessivar::icon(iconName_).pixmap(size, devicePixelRatioF()));
+}
+
+void MessageLine::changeEvent(QEvent* event) {
+    QFrame::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) {
+        drawIcon();
+    }
+}
+
 void MessageLine::tell(const char* icon, const QString& sentence) {
     button_->hide();
-    icon_->setPixmap(tessivar::icon(icon).pixmap(QSize(iconSize, iconSize), devicePixelRatioF()));
+    iconName_ = icon;
+    drawIcon();
     text_->setText(sentence);
     text_->setAccessibleName(sentence);
     show();

@@ -21,9 +21,14 @@ public:
     /// With a button that does something about it, once.
     void offer(const QString& sentence, const QString& button, std::function<void()> action);
 
+protected:
+    void changeEvent(QEvent* event) override;
+
 private:
+    void drawIcon();
     void tell(const char* icon, const QString& sentence);
 
+    QString iconName_;
     QLabel* icon_;
     QLabel* text_;
     QPushButton* button_;

@@ -61,9 +61,8 @@ RulesPane::RulesPane(LiveConfig& live)
       earlier_(
           action("moveRuleEarlier", tr("Earlier"), "up", {Qt::ALT | Qt::Key_Up}, &RulesPane::moveEarlier)),
       later_(action("moveRuleLater", tr("Later"), "down", {Qt::ALT | Qt::Key_Down}, &RulesPane::moveLater)) {
-    addWide(new tessivar::QuietLabel(
-        tr("Rules send files to folders of their own and can limit the connections to a site. "
-           "Earlier: decides before the ones below it")));
+    addText(tr("Rules send files to folders of their own and can limit the connections to a site.\n"
+               "Earlier: decides before the ones below it"));
     addList();
     addButtons();
     addTrial();
@@ -126,8 +125,10 @@ void RulesPane::addTrial() {
     trial_->setPlaceholderText(tr("A link or a file name"));
     trial_->setClearButtonEnabled(true);
     trialResult_->setObjectName("trialResult");
-    addHeading(tr("&Try the rules"));
-    addRow(tr("&Try the rules on"), trial_, trialResult_);
+    trial_->setAccessibleName(tr("Try the rules on a link or a file name"));
+    addHeading(tr("Try the rules"));
+    addWide(trial_);
+    addWide(trialResult_);
     connect(trial_, &QLineEdit::textChanged, this, &RulesPane::tryRules);
 }
 

@@ -28,6 +28,7 @@ namespace {
 constexpr QSize usualSize(760, 560);
 constexpr QSize leastSize(560, 360);
 constexpr int sidebarWidth = 160;
+constexpr int iconSide = 16;
 
 } // namespace
 
@@ -62,6 +63,7 @@ void SettingsWindow::build() {
     sidebar_->setAccessibleName(tr("Panes"));
     sidebar_->setFixedWidth(sidebarWidth);
     sidebar_->setFrameShape(QFrame::NoFrame);
+    sidebar_->setIconSize(QSize(iconSide, iconSide));
     sidebar_->setSpacing(Spacing::hair);
     auto* const right = new QVBoxLayout;
     right->setSpacing(0);

@@ -77,8 +77,8 @@ void QuietLabel::changeEvent(QEvent* event) {
 
 void QuietLabel::tint() {
     tinting_ = true;
-    QPalette quiet = QApplication::palette();
-    quiet.setColor(QPalette::WindowText, quietText(quiet));
+    QPalette quiet; // all but this one colour goes on following the application's
+    quiet.setColor(QPalette::WindowText, quietText(QApplication::palette()));
     setPalette(quiet);
     tinting_ = false;
 }

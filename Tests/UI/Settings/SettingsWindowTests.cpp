@@ -1,6 +1,8 @@
 #include "Fluvane/Settings/SettingsWindow.h"
 
 #include "Support/Windows/WindowBench.h"
+#include "Tessivar/Windows/ColorScheme.h"
+#include "TessivarCore/AppIdentity.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -368,16 +370,36 @@ TEST_F(SettingsWindowTests, draws) {
          {"b", Rule::Extensions{{"zip", "rar", "7z"}}, "/srv/a very long way/" + std::string(90, 'x'), {}},
          {"c", Rule::Site{"مثال.إختبار"}, {}, 2},
          {"d", Rule::Site{"example.com"}, "/srv/😀 مجلد", 1}});
-    for (const char* pane : {"general", "files", "rules", "connections", "about"}) {
-        window.showPane(pane);
-        window.grab().save(folder + "/" + pane + ".png");
-    }
+    tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"};
+    SettingsWindow fresh(bench.context, autostart,
+                         {.diagnostics = [](const auto& answer) { answer("Qt 6"); }});
+    const std::vector<std::pair<QString, QPalette>> looks = {{"light", tessivar::ColorScheme::light()},
+                                                             {"dark", tessivar::ColorScheme::dark()}};
     window.showPane("rules");
+    typeInto(get<QLineEdit>("tryRules"), "https://example.com/film.mkv");
+    QApplication::processEvents();
     press("addRuleButton");
-    shown<QDialog>("ruleEditor")->grab().save(folder + "/editor.png");
+    auto* const editor = shown<QDialog>("ruleEditor");
+    editor->findChild<QComboBox*>("matches")->setCurrentIndex(2);
+    window.grab().save(folder + "/tried.png");
     window.showPane("about");
-    press("showDiagnostics");
-    shown<QWidget>("diagnostics")->grab().save(folder + "/viewer.png");
+    get<QPushButton>("showDiagnostics")->click();
+    for (const auto& [name, palette] : looks) {
+        QApplication::setPalette(palette);
+        QTest::keyClick(editor, Qt::Key_Return);
+        editor->grab().save(QString("%1/%2-editor.png").arg(folder, name));
+        shown<QWidget>("diagnostics")->grab().save(QString("%1/%2-viewer.png").arg(folder, name));
+        for (const QSize size : {QSize(640, 400), QSize(760, 560), QSize(2560, 1440)}) {
+            fresh.resize(size);
+            fresh.show();
+            for (const char* pane : {"general", "files", "rules", "connections", "about"}) {
+                fresh.showPane(pane);
+                QApplication::processEvents();
+                QApplication::processEvents();
+                fresh.grab().save(QString("%1/%2-%3-%4.png").arg(folder, name).arg(size.width()).arg(pane));
+            }
+        }
+    }
 }
 
 } // namespace
