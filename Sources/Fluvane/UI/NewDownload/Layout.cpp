@@ -12,6 +12,7 @@
 
 #include <QAction>
 #include <QCheckBox>
+#include <QEvent>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -128,7 +129,8 @@ QWidget* NewDownloadWindow::makeOptions() {
 
 QWidget* NewDownloadWindow::makeButtons() {
     warning_ = new QLabel;
-    warning_->setPixmap(tessivar::icon("warning").pixmap(16));
+    warning_->setObjectName("warning");
+    drawIcons();
     objection_ = new QLabel;
     objection_->setObjectName("objection");
     objection_->setTextFormat(Qt::PlainText);
@@ -149,6 +151,17 @@ QWidget* NewDownloadWindow::makeButtons() {
     row->addWidget(close);
     row->addWidget(download_);
     return box;
+}
+
+void NewDownloadWindow::drawIcons() {
+    warning_->setPixmap(tessivar::icon("warning").pixmap(16));
+}
+
+void NewDownloadWindow::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::PaletteChange && warning_) {
+        drawIcons();
+    }
+    QWidget::changeEvent(event);
 }
 
 QAction* NewDownloadWindow::addCommand(const QString& text, const QList<QKeySequence>& keys,

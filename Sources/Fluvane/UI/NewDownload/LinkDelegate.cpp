@@ -44,7 +44,11 @@ QColor quietColor(const QStyleOptionViewItem& option) {
 void LinkDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
     QStyledItemDelegate::initStyleOption(option, index);
     option->features |= QStyleOptionViewItem::HasDecoration;
-    option->icon = tessivar::icon(index.data(LinksModel::IconRole).toString());
+    QIcon& icon = icons_[index.data(LinksModel::IconRole).toString()];
+    if (icon.isNull()) {
+        icon = tessivar::icon(index.data(LinksModel::IconRole).toString());
+    }
+    option->icon = icon;
     option->decorationSize = QSize(iconSize, iconSize);
 }
 

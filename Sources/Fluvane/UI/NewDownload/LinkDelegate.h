@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QHash>
+#include <QIcon>
 #include <QStyledItemDelegate>
 
 namespace fluvane {
@@ -17,6 +19,9 @@ public:
 
 protected:
     void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override;
+
+private:
+    mutable QHash<QString, QIcon> icons_; ///< By name: reading one takes longer than drawing a row.
 };
 
 } // namespace fluvane

@@ -43,6 +43,7 @@ public:
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void changeEvent(QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
@@ -51,6 +52,7 @@ private:
     [[nodiscard]] QWidget* makeList();
     [[nodiscard]] QWidget* makeOptions();
     [[nodiscard]] QWidget* makeButtons();
+    void drawIcons();
     void connectDraft();
     void connectWidgets();
     QAction* addCommand(const QString& text, const QList<QKeySequence>& keys,

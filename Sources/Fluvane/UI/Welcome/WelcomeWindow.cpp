@@ -7,6 +7,7 @@
 
 #include <QAction>
 #include <QCheckBox>
+#include <QEvent>
 #include <QFile>
 #include <QFileDialog>
 #include <QGridLayout>
@@ -152,16 +153,29 @@ QWidget* WelcomeWindow::makeWays() {
     grid->addWidget(heading("How links get here", 1.15), 0, 0, 1, 2);
     int row = 1;
     for (const Way& way : ways) {
-        auto* const icon = new QLabel;
-        icon->setPixmap(tessivar::icon(way.icon).pixmap(16));
+        icons_.push_back(new QLabel);
         auto* const text = new QLabel(way.text);
         text->setTextFormat(Qt::PlainText);
         text->setWordWrap(true);
-        grid->addWidget(icon, row, 0, Qt::AlignTop);
+        grid->addWidget(icons_.back(), row, 0, Qt::AlignTop);
         grid->addWidget(text, row++, 1);
     }
     grid->setColumnStretch(1, 1);
+    drawIcons();
     return box;
+}
+
+void WelcomeWindow::drawIcons() {
+    for (std::size_t i = 0; i < icons_.size(); ++i) {
+        icons_[i]->setPixmap(tessivar::icon(ways[i].icon).pixmap(16));
+    }
+}
+
+void WelcomeWindow::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::PaletteChange) {
+        drawIcons();
+    }
+    QWidget::changeEvent(event);
 }
 
 QWidget* WelcomeWindow::makeEnd() {
@@ -169,18 +183,17 @@ QWidget* WelcomeWindow::makeEnd() {
     problem_->setObjectName("problem");
     problem_->setTextFormat(Qt::PlainText);
     problem_->setWordWrap(true);
-    auto* const start = new QPushButton("&Start");
-    start->setObjectName("start");
-    start->setDefault(true);
-    start->setAutoDefault(true);
-    start->setFocus();
-    connect(start, &QPushButton::clicked, this, &QWidget::close);
+    start_ = new QPushButton("&Start");
+    start_->setObjectName("start");
+    start_->setDefault(true);
+    start_->setAutoDefault(true);
+    connect(start_, &QPushButton::clicked, this, &QWidget::close);
     auto* const box = new QWidget;
     auto* const row = new QHBoxLayout(box);
     row->setContentsMargins(Spacing::margin, Spacing::medium, Spacing::margin, Spacing::margin);
     row->setSpacing(Spacing::medium);
     row->addWidget(problem_, 1);
-    row->addWidget(start);
+    row->addWidget(start_);
     return box;
 }
 
@@ -188,6 +201,7 @@ void WelcomeWindow::showEvent(QShowEvent* event) {
     showSettings(context_.settings.config());
     const QSignalBlocker quiet(openAtLogin_);
     openAtLogin_->setChecked(autostart_.isOn());
+    start_->setFocus();
     QWidget::showEvent(event);
 }
 

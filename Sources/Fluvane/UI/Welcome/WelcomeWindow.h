@@ -6,10 +6,12 @@
 #include <QWidget>
 
 #include <functional>
+#include <vector>
 
 class QCheckBox;
 class QLabel;
 class QLineEdit;
+class QPushButton;
 
 namespace fluvane {
 
@@ -25,13 +27,15 @@ public:
 protected:
     void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     void makePage();
     [[nodiscard]] QWidget* makeIntroduction();
     [[nodiscard]] QWidget* makeChoices();
-    [[nodiscard]] static QWidget* makeWays();
+    [[nodiscard]] QWidget* makeWays();
     [[nodiscard]] QWidget* makeEnd();
+    void drawIcons();
     void showSettings(const Config& config);
     void chooseFolder();
     void setAutostart(bool on);
@@ -46,6 +50,8 @@ private:
     QCheckBox* openAtLogin_ = nullptr;
     QCheckBox* waitOnHotspots_ = nullptr;
     QLabel* problem_ = nullptr;
+    QPushButton* start_ = nullptr;
+    std::vector<QLabel*> icons_; ///< Of the ways links get here.
 };
 
 } // namespace fluvane
