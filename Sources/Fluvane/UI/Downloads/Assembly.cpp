@@ -31,6 +31,11 @@ namespace {
 
 using Order = DownloadsFilter::Order;
 
+/// The end of an order that people look for first.
+bool bigFirst(Order order) {
+    return order != Order::name && order != Order::state;
+}
+
 constexpr std::array<std::pair<Order, const char*>, DownloadsFilter::orders> orders = {{
     {Order::added, "Date &Added"},
     {Order::name, "&Name"},
@@ -113,10 +118,10 @@ void DownloadsWindow::Parts::makeSortMenu() {
         orders_->addAction(choice);
     }
     sort->addSeparator();
-    descending_ = sort->addAction("&Reversed");
-    descending_->setCheckable(true);
+    reversed_ = sort->addAction("&Reversed");
+    reversed_->setCheckable(true);
     QObject::connect(orders_, &QActionGroup::triggered, &here_, [this] { applyOrder(); });
-    QObject::connect(descending_, &QAction::triggered, &here_, [this] { applyOrder(); });
+    QObject::connect(reversed_, &QAction::triggered, &here_, [this] { applyOrder(); });
 }
 
 void DownloadsWindow::Parts::makeMenu() {
@@ -141,18 +146,18 @@ void DownloadsWindow::Parts::makeMenu() {
         action("about", "&About Fluvane", "info", {}, [this] { context_.windows.showSettings("about"); }));
     menu_->addSeparator();
     menu_->addAction(
-        action("close", "&Close Window", "close", QKeySequence::Close, [this] { window_.close(); }));
+        action("close", "&Close Window", "close", Qt::CTRL | Qt::Key_W, [this] { window_.close(); }));
     menu_->addAction(
-        action("quit", "&Quit", "quit", QKeySequence::Quit, [this] { context_.windows.quit(); }));
+        action("quit", "&Quit", "quit", Qt::CTRL | Qt::Key_Q, [this] { context_.windows.quit(); }));
 }
 
 void DownloadsWindow::Parts::makePages() {
     auto* const empty = new EmptyPage(
-        "download", "No downloads yet",
+        "add-first", "download", "No downloads yet",
         "Copy a link and press Ctrl+V here, drop links or a text file on this window, or add them by hand.",
         "New Download…");
     QObject::connect(empty, &EmptyPage::clicked, &here_, [this] { offer({}); });
-    auto* const none = new EmptyPage("search", "Nothing to show",
+    auto* const none = new EmptyPage("show-all", "search", "Nothing to show",
                                      "No download fits the search and the state chosen above.", "Show All");
     QObject::connect(none, &EmptyPage::clicked, &here_, [this] {
         showAll();
@@ -202,12 +207,12 @@ void DownloadsWindow::Parts::assemble() {
     column->addWidget(splitter_, 1);
     column->addLayout(bottom);
     window_.setCentralWidget(middle);
-    descending_->setChecked(memory_.descending);
+    reversed_->setChecked(memory_.descending != bigFirst(memory_.order));
 }
 
 void DownloadsWindow::Parts::applyOrder() {
     const auto order = static_cast<Order>(orders_->checkedAction()->data().toInt());
-    filter_.setOrder(order, descending_->isChecked());
+    filter_.setOrder(order, bigFirst(order) != reversed_->isChecked());
 }
 
 } // namespace fluvane

@@ -11,6 +11,8 @@
 #include <QStyle>
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace fluvane {
 
@@ -18,9 +20,9 @@ namespace Spacing = tessivar::Spacing;
 
 namespace {
 
-constexpr int kindSide = 32;
+constexpr int kindSide = 24;
 constexpr int stateSide = 16;
-constexpr int inset = 12; ///< From the row's edges to what is drawn.
+constexpr int inset = 16; ///< From the row's edges to what is drawn.
 constexpr int barHeight = 6;
 constexpr int gap = 5; ///< Around the bar.
 
@@ -28,6 +30,18 @@ QString percent(const QModelIndex& index) {
     const QVariant done = index.data(DownloadsModel::FractionRole);
     const bool wanted = index.data(DownloadsModel::HasBarRole).toBool() && done.isValid();
     return wanted ? QString::fromStdString(Words::percent(done.toDouble())) : QString();
+}
+
+/// What is laid over a row. Selection is a tint, so that icons, bars and words keep their colours.
+std::optional<QColor> tint(const QStyleOptionViewItem& option) {
+    const bool selected = option.state & QStyle::State_Selected;
+    if (!selected && !(option.state & QStyle::State_MouseOver)) {
+        return std::nullopt;
+    }
+    QColor over = option.palette.color(selected ? QPalette::Highlight : QPalette::Text);
+    const bool active = option.state & QStyle::State_Active;
+    over.setAlphaF(!selected ? 0.04F : active ? 0.20F : 0.12F);
+    return over;
 }
 
 bool needsAttention(const QString& stateIcon) {
@@ -51,10 +65,15 @@ struct DownloadDelegate::Places {
 
 DownloadDelegate::Look DownloadDelegate::look(const QStyleOptionViewItem& option, const QModelIndex&) {
     const QPalette& palette = option.palette;
+    const QColor base = palette.color(QPalette::Base);
+    const QColor over = tint(option).value_or(Qt::transparent);
+    const auto mixed = [&over](int below, int above) { return below + (above - below) * over.alpha() / 255; };
+    const QColor ground(mixed(base.red(), over.red()), mixed(base.green(), over.green()),
+                        mixed(base.blue(), over.blue()));
     return {.font = option.font,
             .text = palette.color(QPalette::Text),
-            .quiet = tessivar::quietText(palette),
-            .warning = tessivar::readable(QColor(0xC0, 0x1C, 0x28), palette.color(QPalette::Base)),
+            .quiet = tessivar::readable(tessivar::quietText(palette), ground),
+            .warning = tessivar::readable(QColor(0xC0, 0x1C, 0x28), ground),
             .direction = option.direction};
 }
 
@@ -86,10 +105,11 @@ QSize DownloadDelegate::sizeHint(const QStyleOptionViewItem& option, const QMode
     return {0, std::max(text, kindSide) + 2 * Spacing::medium + 2};
 }
 
-const QIcon& DownloadDelegate::icon(const QString& name) const {
-    auto found = icons_.find(name);
+const QIcon& DownloadDelegate::icon(const QString& name, const QColor& color) const {
+    const auto key = std::pair(name, color.rgb());
+    auto found = icons_.find(key);
     if (found == icons_.end()) {
-        found = icons_.emplace(name, tessivar::icon(name)).first;
+        found = icons_.emplace(key, tessivar::icon(name, color)).first;
     }
     return found->second;
 }
@@ -106,7 +126,7 @@ void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& give
     painter->setLayoutDirection(option.direction);
     painter->setFont(how.font);
     paintGround(*painter, option);
-    icon(index.data(DownloadsModel::KindIconRole).toString()).paint(painter, where.kind);
+    icon(index.data(DownloadsModel::KindIconRole).toString(), how.quiet).paint(painter, where.kind);
     paintTop(*painter, how, where, index);
     if (hasBar) {
         const QVariant done = index.data(DownloadsModel::FractionRole);
@@ -131,7 +151,8 @@ void DownloadDelegate::paintTop(QPainter& painter, const Look& look, const Place
     const auto shorten = [leftToRight](QRect& place, int by) {
         leftToRight ? place.setRight(place.right() - by) : place.setLeft(place.left() + by);
     };
-    icon(index.data(DownloadsModel::StateIconRole).toString()).paint(&painter, places.state);
+    const QString state = index.data(DownloadsModel::StateIconRole).toString();
+    icon(state, needsAttention(state) ? look.warning : look.quiet).paint(&painter, places.state);
     QRect rest = places.name;
     shorten(rest, stateSide + Spacing::medium);
     if (const QString done = percent(index); !done.isEmpty()) {
@@ -150,22 +171,15 @@ void DownloadDelegate::paintTop(QPainter& painter, const Look& look, const Place
     if (prioritized) {
         const int after = std::min(metrics.horizontalAdvance(name), rest.width()) + Spacing::small;
         const int left = leftToRight ? rest.left() + after : rest.right() - after - stateSide;
-        icon("prioritize").paint(&painter, QRect(left, places.state.top(), stateSide, stateSide));
+        icon("prioritize", look.text).paint(&painter, QRect(left, places.state.top(), stateSide, stateSide));
     }
 }
 
-/// Selection is a tint, so that icons, bars and words keep their colours and their contrast.
 void DownloadDelegate::paintGround(QPainter& painter, const QStyleOptionViewItem& option) {
     const QRectF row = QRectF(option.rect).adjusted(4, 1, -4, -1);
-    const bool selected = option.state & QStyle::State_Selected;
-    const bool hovered = option.state & QStyle::State_MouseOver;
-    if (selected || hovered) {
-        QColor tint =
-            selected ? option.palette.color(QPalette::Highlight) : option.palette.color(QPalette::Text);
-        const bool active = option.state & QStyle::State_Active;
-        tint.setAlphaF(!selected ? 0.04F : active ? 0.20F : 0.12F);
+    if (const auto over = tint(option)) {
         painter.setPen(Qt::NoPen);
-        painter.setBrush(tint);
+        painter.setBrush(*over);
         painter.drawRoundedRect(row, 6, 6);
     }
     if (option.state & QStyle::State_HasFocus) {

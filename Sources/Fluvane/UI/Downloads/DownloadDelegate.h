@@ -1,10 +1,12 @@
 #pragma once
 
+#include <QColor>
 #include <QFont>
 #include <QIcon>
 #include <QStyledItemDelegate>
 
 #include <map>
+#include <utility>
 
 namespace fluvane {
 
@@ -28,9 +30,10 @@ private:
     [[nodiscard]] static Places places(const QStyleOptionViewItem& option, bool hasBar);
     static void paintGround(QPainter& painter, const QStyleOptionViewItem& option);
     void paintTop(QPainter& painter, const Look& look, const Places& places, const QModelIndex& index) const;
-    [[nodiscard]] const QIcon& icon(const QString& name) const;
+    [[nodiscard]] const QIcon& icon(const QString& name, const QColor& color) const;
 
-    mutable std::map<QString, QIcon> icons_; ///< Reading one from its file takes longer than painting it.
+    mutable std::map<std::pair<QString, QRgb>, QIcon>
+        icons_; ///< Reading one from its file takes longer than painting it.
 };
 
 } // namespace fluvane

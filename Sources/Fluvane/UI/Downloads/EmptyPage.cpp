@@ -13,8 +13,8 @@ namespace fluvane {
 
 namespace Spacing = tessivar::Spacing;
 
-EmptyPage::EmptyPage(const QString& icon, const QString& heading, const QString& explanation,
-                     const QString& button)
+EmptyPage::EmptyPage(const QString& name, const QString& icon, const QString& heading,
+                     const QString& explanation, const QString& button)
     : icon_(icon), picture_(new QLabel) {
     auto* const title = new QLabel(heading);
     QFont font = title->font();
@@ -25,20 +25,19 @@ EmptyPage::EmptyPage(const QString& icon, const QString& heading, const QString&
     title->setWordWrap(true);
     auto* const words = new tessivar::QuietLabel(explanation);
     words->setAlignment(Qt::AlignCenter);
-    words->setMaximumWidth(420);
-    words->setMinimumWidth(240);
     auto* const push = new QPushButton(button);
-    push->setObjectName("empty-action");
+    push->setObjectName(name);
     push->setAutoDefault(true);
     connect(push, &QPushButton::clicked, this, &EmptyPage::clicked);
 
     auto* const column = new QVBoxLayout(this);
+    column->setContentsMargins(Spacing::margin * 2, Spacing::margin, Spacing::margin * 2, Spacing::margin);
     column->setSpacing(Spacing::medium);
     column->addStretch(2);
     column->addWidget(picture_, 0, Qt::AlignCenter);
     column->addSpacing(Spacing::small);
     column->addWidget(title);
-    column->addWidget(words, 0, Qt::AlignHCenter);
+    column->addWidget(words);
     column->addSpacing(Spacing::medium);
     column->addWidget(push, 0, Qt::AlignCenter);
     column->addStretch(3);

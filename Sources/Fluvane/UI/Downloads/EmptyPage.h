@@ -12,7 +12,9 @@ class EmptyPage : public QWidget {
     Q_OBJECT
 
 public:
-    EmptyPage(const QString& icon, const QString& heading, const QString& explanation, const QString& button);
+    /// The name is the button's.
+    EmptyPage(const QString& name, const QString& icon, const QString& heading, const QString& explanation,
+              const QString& button);
 
     Q_SIGNAL void clicked();
 

@@ -78,7 +78,7 @@ private:
     QAction* details_ = nullptr;
     QAction* pauseAll_ = nullptr;
     QAction* resumeAll_ = nullptr;
-    QAction* descending_ = nullptr;
+    QAction* reversed_ = nullptr;
     QActionGroup* orders_ = nullptr;
     QMenu* menu_ = nullptr;
     QListView* list_ = nullptr;

@@ -208,7 +208,10 @@ void DownloadsFilter::take(int row) {
 
 /// Brings what is shown up to the rows that changed: they leave, come, or stay with something new to say.
 void DownloadsFilter::catchUp() {
-    const std::vector<int> touched = std::exchange(touched_, {});
+    std::vector<int> touched = std::exchange(touched_, {});
+    std::ranges::sort(touched);
+    touched.erase(std::unique(touched.begin(), touched.end()),
+                  touched.end()); // new ones may have changed too
     std::vector<int> leaving;
     std::vector<int> coming;
     for (const int source : touched) {

@@ -375,8 +375,8 @@ QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
     case PrioritizedRole:
         return row.now.prioritized && row.now.group != StateGroup::finished;
     case HasBarRole:
-        return row.now.group != StateGroup::finished &&
-               (row.now.group != StateGroup::attention || row.now.done > 0);
+        return row.now.group == StateGroup::running ||
+               (row.now.group != StateGroup::finished && row.now.done > 0);
     default:
         const Download* const download = manager_.download(row.now.id);
         return download ? told(row, *download, role) : QVariant();
@@ -411,9 +411,9 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
 }
 
 Qt::ItemFlags DownloadsModel::flags(const QModelIndex& index) const {
-    const Qt::ItemFlags flags = QAbstractListModel::flags(index) | Qt::ItemNeverHasChildren;
+    const Qt::ItemFlags flags = QAbstractListModel::flags(index);
     const bool finished = index.isValid() && snapshot(index.row()).group == StateGroup::finished;
-    return finished ? flags | Qt::ItemIsDragEnabled : flags;
+    return finished ? flags | Qt::ItemIsDragEnabled : flags & ~Qt::ItemIsDragEnabled;
 }
 
 QStringList DownloadsModel::mimeTypes() const {
