@@ -126,7 +126,7 @@ TEST(ChecksumDialog, recognisesWhatIsPasted) {
 
 TEST(ChecksumDialog, tellsHowTheCheckOfAFinishedFileEnds) {
     Asked<ChecksumDialog> asked(2);
-    asked.bench.engine.files->create(URL::file("/downloads/2"), 0);
+    (void)asked.bench.engine.files->create(URL::file("/downloads/2"), 0);
     asked.type(sha1);
     QTest::keyClick(&asked.field(), Qt::Key_Return);
     EXPECT_EQ(asked.text("note"), "Checking the finished file.");

@@ -82,7 +82,9 @@ void DetailRows::addRow(Row row, const char* label, const char* name, QWidget* v
     title->setWordWrap(false);
     title->setBuddy(value);
     value->setObjectName(name);
-    value->setAccessibleName(label);
+    if (qobject_cast<ValueField*>(value)) {
+        value->setAccessibleName(label); // a label's name is what it says
+    }
     form_->addRow(title, value);
     form_->setRowVisible(value, false);
     values_[row] = value;

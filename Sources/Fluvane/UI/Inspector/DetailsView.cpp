@@ -122,6 +122,7 @@ QWidget* DetailsView::connections() {
     table_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     table_->setIconSize(ConnectionLook::swatchSize(swatchHeight));
     table_->setTextElideMode(Qt::ElideRight);
+    table_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     table_->viewport()->setAutoFillBackground(false);
     auto* header = table_->header();
     header->setSectionsMovable(false);
@@ -129,8 +130,6 @@ QWidget* DetailsView::connections() {
     header->setStretchLastSection(false);
     header->setMinimumSectionSize(20);
     header->setSectionResizeMode(ConnectionsModel::Span, QHeaderView::Stretch);
-    connect(model_, &QAbstractItemModel::rowsInserted, this, &DetailsView::fitConnections);
-    connect(model_, &QAbstractItemModel::rowsRemoved, this, &DetailsView::fitConnections);
     return section("Connections", this, {table_});
 }
 
@@ -144,31 +143,40 @@ QWidget* DetailsView::speed() {
 void DetailsView::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange) {
-        fitConnections();
+        fitColumns();
     }
 }
 
 void DetailsView::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    fitConnections();
+    fitColumns();
 }
 
 /// Where there is little room, which piece it is matters more than how much of it is done.
-void DetailsView::fitConnections() {
+void DetailsView::fitColumns() {
     const QFontMetrics font = table_->fontMetrics();
-    const int pad = 2 * tessivar::Spacing::medium;
+    const int pad = tessivar::Spacing::medium + tessivar::Spacing::small;
     model_->setLook(palette(), devicePixelRatioF());
     const int number = ConnectionLook::swatchSize(swatchHeight).width() + pad;
     const int done = font.horizontalAdvance("888.8 MB") + pad;
     const int speed = font.horizontalAdvance("888.8 MB/s") + pad;
-    const int span = font.horizontalAdvance("888.8 MB to 888.8 MB") + pad;
+    const int span = font.horizontalAdvance("888 MB to 888 MB");
     table_->setColumnWidth(ConnectionsModel::Number, number);
     table_->setColumnWidth(ConnectionsModel::Done, done);
     table_->setColumnWidth(ConnectionsModel::Speed, speed);
     const int room = width() - 2 * tessivar::Spacing::margin;
     table_->setColumnHidden(ConnectionsModel::Done, room < number + span + done + speed);
+}
+
+/// As high as its rows. Never while the layout is at work, which would not see it.
+void DetailsView::fitRows() {
+    table_->ensurePolished();
+    table_->header()->ensurePolished();
     const int row = std::max(table_->sizeHintForRow(0), swatchHeight);
-    table_->setFixedHeight(table_->header()->sizeHint().height() + row * model_->rowCount() + 2);
+    const int height = table_->header()->sizeHint().height() + row * model_->rowCount() + 2;
+    if (table_->height() != height || table_->minimumHeight() != height) {
+        table_->setFixedHeight(height);
+    }
 }
 
 void DetailsView::follow(const Download& download) {
@@ -202,6 +210,7 @@ void DetailsView::followTransfer(const Download& download) {
         tellPiece(map_->told());
     }
     model_->follow(running_.list());
+    fitRows();
     connectionsSection_->setVisible(!running_.list().empty());
 }
 

@@ -40,7 +40,8 @@ private:
     void followTransfer(const Download& download);
     void followSpeed(const Download& download);
     void tellPiece(const QString& words);
-    void fitConnections();
+    void fitColumns();
+    void fitRows();
 
     WindowContext& context_;
     SpeedHistory& history_;

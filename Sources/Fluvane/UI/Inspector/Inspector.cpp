@@ -18,7 +18,7 @@ namespace fluvane {
 
 namespace {
 
-constexpr int leastWidth = 260;
+constexpr int leastWidth = 300;
 enum Page { Hint, Several, One };
 
 QLabel* centered(QLabel* label) {
