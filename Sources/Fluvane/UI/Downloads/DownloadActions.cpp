@@ -105,6 +105,7 @@ DownloadActions::IDs DownloadActions::numbers(const Check& check) const {
 void DownloadActions::update(const IDs& selected) {
     selected_ = selected;
     Abilities some;
+    std::string_view label;
     std::size_t found = 0;
     for (const auto id : selected_) {
         const Download* const download = context_.manager.download(id);
@@ -114,7 +115,10 @@ void DownloadActions::update(const IDs& selected) {
         ++found;
         const Abilities can = abilities(*download);
         some.pause |= can.pause;
-        some.resume |= can.resume;
+        if (can.resume) {
+            some.resume = true;
+            label = label.empty() || label == can.resumeLabel() ? can.resumeLabel() : "Resume";
+        }
         some.next |= can.next;
         some.prioritize |= can.prioritize;
         some.stopPrioritizing |= can.stopPrioritizing;
@@ -140,16 +144,11 @@ void DownloadActions::update(const IDs& selected) {
                                                                 QKeySequence(Qt::SHIFT | Qt::Key_Delete)});
     removeFile_->setVisible(some.removeFile);
     removeFile_->setText(found > 1 ? "Remove and &Delete Files" : "Remove and &Delete File");
-    nameResume();
+    nameResume(label);
 }
 
 /// Its label says what it does when it does the same with all of them.
-void DownloadActions::nameResume() {
-    std::string_view label;
-    for (const Download* download : those(having(&Abilities::resume))) {
-        const std::string_view own = abilities(*download).resumeLabel();
-        label = label.empty() || label == own ? own : "Resume";
-    }
+void DownloadActions::nameResume(std::string_view label) {
     const bool again = label == "Try Again";
     resume_->setText(again ? "T&ry Again" : label == "Download Anyway" ? "Download An&yway" : "&Resume");
     resume_->setIcon(tessivar::icon(again ? "retry" : "play"));

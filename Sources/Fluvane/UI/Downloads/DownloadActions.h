@@ -9,6 +9,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class QMenu;
@@ -43,7 +44,7 @@ private:
     QAction* make(const char* name, const QString& text, const char* icon, void (DownloadActions::*run)());
     [[nodiscard]] std::vector<const Download*> those(const Check& check) const;
     [[nodiscard]] IDs numbers(const Check& check) const;
-    void nameResume();
+    void nameResume(std::string_view label);
 
     void pause();
     void resume();

@@ -90,7 +90,10 @@ void DownloadsWindow::Parts::updateSummary() {
                                    .speedLimit = context_.manager.config().speedLimit};
         summary_->setText(QString::fromStdString(Words::totals(totals)));
     }
-    const auto count = list_->selectionModel()->selectedRows().size();
+    int count = 0;
+    for (const auto& range : list_->selectionModel()->selection()) {
+        count += range.height();
+    }
     selection_->setText(count > 1 ? QString("%1 selected").arg(count) : QString());
 }
 
