@@ -1,9 +1,9 @@
+#include "Fluvane/Application/Display.h"
 #include "Fluvane/Application/EndSignals.h"
 #include "Fluvane/Application/InstanceLock.h"
 #include "Fluvane/Application/Live.h"
 #include "Fluvane/Application/Visit.h"
 #include "Fluvane/Client/DataFolders.h"
-#include "Fluvane/Linux/WatchedApplication.h"
 #include "FluvaneCore/CheckedMath.h"
 #include "Tessivar/CrashHandler.h"
 #include "Tessivar/HangWatch.h"
@@ -47,8 +47,8 @@ void logTo(tessivar::LogFiles& files) {
     });
 }
 
-int runEventLoop(const tessivar::LogFiles& log, Visit visit, tessivar::HangWatch& watch) {
-    Live live(log);
+int runEventLoop(const tessivar::LogFiles& log, Visit visit, bool hasWindows, tessivar::HangWatch& watch) {
+    Live live(log, hasWindows);
     const EndSignals signals([] { QCoreApplication::quit(); });
     live.start(std::move(visit));
     const int status = QCoreApplication::exec();
@@ -84,11 +84,11 @@ int run(int argc, char** argv) {
     setFatalHandler(&tessivar::CrashHandler::noteReason);
     lastRun.begin();
     tessivar::HangWatch hangWatch({.folder = Reports::crashFolder()});
-    const WatchedApplication<QCoreApplication> application(argc, argv, hangWatch);
+    const Display display(argc, argv, hangWatch, !visit.headless);
     hangWatch.start();
     // Numbers in files and headers have a point in every language.
     std::setlocale(LC_NUMERIC, "C");
-    const int status = runEventLoop(log, std::move(visit), hangWatch);
+    const int status = runEventLoop(log, std::move(visit), display.hasWindows(), hangWatch);
     hangWatch.stop();
     lastRun.end();
     qInstallMessageHandler(nullptr);

@@ -29,7 +29,7 @@ std::string label(const char* queue) {
 
 } // namespace
 
-Live::Live(const tessivar::LogFiles& log)
+Live::Live(const tessivar::LogFiles& log, bool hasWindows)
     : log_(log), settings_(DataFolders::settingsFile(), FLUVANE_BUILT),
       settingsWatch_(DataFolders::settingsFile(), [this] { settings_.takeUpEdits(); }),
       notifier_(std::make_shared<LinuxNotifier>(
@@ -45,7 +45,11 @@ Live::Live(const tessivar::LogFiles& log)
           }),
       reports_(*manager_, log_, *scheduler_, session_, system_),
       settingsChanges_(settings_.subscribe([this](const Config& config) { applySettings(config); })),
-      commands_(*manager_, storedSettings_, rooms()), logReading_(label(".log")),
+      logReading_(label(".log")),
+      files_(reveal_, *scheduler_,
+             [this](const auto& why) { notifier_->tell({.title = "Fluvane", .body = why}); }),
+      autostart_(LinuxAutostart::forThisUser()), windows_(hasWindows ? makeWindows() : nullptr),
+      commands_(*manager_, storedSettings_, rooms()),
       server_(DataFolders::controlSocket(), *scheduler_,
               [this](const auto& arguments, const auto& completion) { carryOut(arguments, completion); }),
       door_(session_, tessivar::AppIdentity::current.identifier, visitor()) {}
@@ -68,11 +72,33 @@ CommandCenter::Rooms Live::rooms() {
         .crashNote = [this] { return reports_.crashNote(); },
     };
     if (reports_.checksForUpdates()) {
-        rooms.update = [this] {
-            reports_.checkForUpdates([this](const auto& result) { tellOfUpdate(result); });
-        };
+        rooms.update = [this] { checkForUpdates(); };
     }
+    rooms.windows = windows_.get();
     return rooms;
+}
+
+std::unique_ptr<DesktopWindows> Live::makeWindows() {
+    DesktopWindows::Reports reports{
+        .log = [this](auto completion) { gatherLog(std::move(completion)); },
+        .diagnostics = [this](auto completion) { reports_.diagnostics(std::move(completion)); },
+        .settingsProblem = [this] { return settings_.problem(); },
+        .whatsNew = [this] { return reports_.whatsNew(); },
+        .crashNote = [this] { return reports_.crashNote(); },
+        .notices = [this] { return notifier_->sent(); },
+        .tell = [this](const auto& notice) { notifier_->tell(notice); },
+    };
+    if (reports_.checksForUpdates()) {
+        reports.checkForUpdates = [this] { checkForUpdates(); };
+    }
+    auto windows = std::make_unique<DesktopWindows>(*manager_, storedSettings_, files_, autostart_, session_,
+                                                    DataFolders::state(), std::move(reports));
+    manager_->onChange = [feed = &windows->feed()] { feed->listChanged(); };
+    return windows;
+}
+
+void Live::checkForUpdates() {
+    reports_.checkForUpdates([this](const auto& result) { tellOfUpdate(result); });
 }
 
 DesktopDoor::Visitor Live::visitor() {
@@ -99,6 +125,9 @@ Reply Live::receive(const Visit& visit) {
             visits_.push_back(visit);
         }
         return {};
+    }
+    if (windows_) {
+        windows_->useActivationToken(visit.token);
     }
     switch (visit.kind) {
     case Visit::Kind::open:
@@ -136,8 +165,10 @@ void Live::tellOfUpdate(const tessivar::Updates::Result& result) {
 }
 
 void Live::start(Visit visit) {
-    if (visit.kind == Visit::Kind::open || visit.kind == Visit::Kind::act) {
-        visits_.push_back(std::move(visit)); // the windows come by themselves
+    const bool welcomes = windows_ && !settings_.value().hasCompletedOnboarding;
+    const bool wantsSomething = visit.kind == Visit::Kind::open || visit.kind == Visit::Kind::act;
+    if (wantsSomething || (visit.kind == Visit::Kind::activate && windows_ && !welcomes)) {
+        visits_.push_back(std::move(visit));
     }
     watchSettings();
     session_.start();
@@ -151,12 +182,23 @@ void Live::start(Visit visit) {
         gate_.trigger();
     });
     scheduler_->after(networkPatience, [this] { gate_.trigger(); });
+    if (windows_) {
+        windows_->start();
+    }
+    if (welcomes) {
+        windows_->showWelcome();
+    }
 }
 
 void Live::startEngine() {
     manager_->start();
     server_.start();
-    reports_.start([this](const auto& result) { tellOfUpdate(result); });
+    Reports::Handlers handlers{.tellOfUpdate = [this](const auto& result) { tellOfUpdate(result); }};
+    if (windows_) {
+        handlers.whatsNew = [this](const auto& text) { windows_->showWhatsNew(text); };
+        handlers.crashNote = [this](const auto& note) { windows_->showCrashNote(note); };
+    }
+    reports_.start(std::move(handlers));
     for (const auto& visit : std::exchange(visits_, {})) {
         receive(visit);
     }
@@ -167,6 +209,9 @@ void Live::stop() {
         return; // the list was never loaded: there is nothing to save, and nothing may be saved over it
     }
     stopped_ = true;
+    // Nobody is to press a button while the list is being saved.
+    manager_->onChange = {};
+    windows_.reset();
     manager_->stop();
     // Commands that waited for the save to be done are answered before the socket closes.
     QCoreApplication::processEvents();

@@ -7,6 +7,7 @@
 #include "Fluvane/Application/Visit.h"
 #include "Fluvane/Commands/CommandCenter.h"
 #include "Fluvane/Commands/ControlServer.h"
+#include "Fluvane/Linux/Autostart/LinuxAutostart.h"
 #include "Fluvane/Linux/LinuxScheduler.h"
 #include "Fluvane/Linux/Notices/FileReveal.h"
 #include "Fluvane/Linux/Notices/LinuxNotifier.h"
@@ -14,6 +15,8 @@
 #include "Fluvane/Linux/Services/Bus.h"
 #include "Fluvane/Linux/Services/DesktopNetworkWatch.h"
 #include "Fluvane/Linux/Services/SleepWatch.h"
+#include "Fluvane/Linux/Shell/LinuxFileActions.h"
+#include "Fluvane/UI/Desktop/DesktopWindows.h"
 #include "FluvaneEngine/DownloadManager.h"
 #include "TessivarCore/LogFiles.h"
 #include "TessivarCore/SettingsWatch.h"
@@ -25,13 +28,13 @@
 
 namespace fluvane {
 
-/// The application without windows: makes every object that lives as long as the process, joins them, starts
+/// The application: makes every object that lives as long as the process, joins them, starts
 /// and stops them. Owned by the entry, for the main thread with its event loop; only the holder of the
 /// instance lock makes one.
 class Live {
 public:
-    /// `log` must outlive it.
-    explicit Live(const tessivar::LogFiles& log);
+    /// `log` must outlive it. Windows need a QApplication.
+    Live(const tessivar::LogFiles& log, bool hasWindows);
     Live(const Live&) = delete;
     Live& operator=(const Live&) = delete;
 
@@ -45,10 +48,12 @@ private:
     using Settings = tessivar::SettingsStore<Config>;
 
     [[nodiscard]] std::unique_ptr<DownloadManager> makeManager();
+    [[nodiscard]] std::unique_ptr<DesktopWindows> makeWindows();
     void applySettings(const Config& config);
     void startEngine();
     void watchSettings();
     Reply receive(const Visit& visit);
+    void checkForUpdates();
     void tellOfUpdate(const tessivar::Updates::Result& result);
     [[nodiscard]] CommandCenter::Rooms rooms();
     [[nodiscard]] DesktopDoor::Visitor visitor();
@@ -71,8 +76,11 @@ private:
     Reports reports_;
     tessivar::Subscription settingsChanges_;
     StoredSettings storedSettings_{settings_};
-    CommandCenter commands_;
     SerialQueue logReading_;
+    LinuxFileActions files_;
+    LinuxAutostart autostart_;
+    std::unique_ptr<DesktopWindows> windows_; ///< Null without a display.
+    CommandCenter commands_;
     ControlServer server_;
     DesktopDoor door_;
     std::vector<Visit> visits_; ///< Of this start and later ones, until there is somebody to receive them.

@@ -89,12 +89,18 @@ tessivar::Diagnostics::Options Reports::options(const tessivar::LogFiles& log, B
             .log = [&log] { return log.recent(recentLog); }};
 }
 
-void Reports::start(std::function<void(const tessivar::Updates::Result&)> tellOfUpdate) {
-    updates_.start(std::move(tellOfUpdate));
-    whatsNew_.showIfUpdated([](const std::string& text) {
+void Reports::start(Handlers handlers) {
+    updates_.start(std::move(handlers.tellOfUpdate));
+    whatsNew_.showIfUpdated([&](const std::string& text) {
+        if (handlers.whatsNew) {
+            handlers.whatsNew(text);
+        }
         tessivar::log::lifecycle([&] { return "updated; what is new: " + text.substr(0, text.find('\n')); });
     });
-    crashNote_.showIfNeeded([](const std::string& note) {
+    crashNote_.showIfNeeded([&](const std::string& note) {
+        if (handlers.crashNote) {
+            handlers.crashNote(note);
+        }
         tessivar::log::lifecycle.error("the last run crashed or hung: " + note.substr(0, note.find('\n')));
     });
 }

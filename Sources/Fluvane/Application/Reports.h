@@ -28,11 +28,17 @@ public:
     Reports(const Reports&) = delete;
     Reports& operator=(const Reports&) = delete;
 
+    struct Handlers {
+        std::function<void(const tessivar::Updates::Result&)> tellOfUpdate;
+        std::function<void(const std::string& text)> whatsNew{};  ///< Empty: there is only the log.
+        std::function<void(const std::string& note)> crashNote{}; ///< The same.
+    };
     /// Once, when the list is loaded: notes crashes, says what is new after an update, and begins to look for
     /// newer releases now and then.
-    void start(std::function<void(const tessivar::Updates::Result&)> tellOfUpdate);
+    void start(Handlers handlers);
 
     [[nodiscard]] std::string crashNote() const { return crashNote_.latest(); }
+    [[nodiscard]] std::string whatsNew() const { return whatsNew_.latest(); }
     void diagnostics(std::function<void(std::string)> completion) {
         diagnostics_.report(std::move(completion));
     }

@@ -30,6 +30,11 @@ std::string takeToken() {
     return token;
 }
 
+/// Started by a program rather than a person: the bus says by itself what it is wanted for.
+bool isQuiet(const std::string& argument) {
+    return argument == kinds[3] || argument == "--background" || argument == "--dbus-service";
+}
+
 /// A file's name is taken from the folder where the command was given; a leading "~" was the shell's
 /// business.
 std::string absoluteThing(const std::string& thing) {
@@ -43,11 +48,11 @@ std::string absoluteThing(const std::string& thing) {
 Visit Visit::from(const std::vector<std::string>& arguments) {
     Visit visit;
     visit.token = takeToken();
+    visit.headless = std::ranges::find(arguments, kinds[3]) != arguments.end();
     const auto option = std::ranges::find_if(
         arguments, [](const std::string& argument) { return argument == kinds[1] || argument == kinds[2]; });
     if (option == arguments.end()) {
-        const bool headless = std::ranges::find(arguments, kinds[3]) != arguments.end();
-        visit.kind = headless ? Kind::none : Kind::activate;
+        visit.kind = std::ranges::any_of(arguments, isQuiet) ? Kind::none : Kind::activate;
         return visit;
     }
     visit.things.assign(option + 1, arguments.end());

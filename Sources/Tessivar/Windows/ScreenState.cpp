@@ -121,7 +121,7 @@ bool isControl(const QWidget& widget) {
 
 /// The parts that Qt makes a control of (a combo box's list, a spin box's field, scroll bars) are told by it.
 bool isPart(const QWidget& widget) {
-    if (widget.objectName().startsWith("qt_")) {
+    if (widget.objectName().startsWith("qt_") && !qobject_cast<const QLabel*>(&widget)) {
         return true;
     }
     const auto* parent = widget.parentWidget();

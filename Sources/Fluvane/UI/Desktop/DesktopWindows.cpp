@@ -1,0 +1,277 @@
+#include "Fluvane/UI/Desktop/DesktopWindows.h"
+
+#include "Fluvane/Linux/Services/Bus.h"
+#include "Fluvane/Settings/SettingsWindow.h"
+#include "Fluvane/UI/Downloads/DownloadsWindow.h"
+#include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
+#include "Fluvane/UI/Inspector/ChecksumDialog.h"
+#include "Fluvane/UI/Models/SpeedHistory.h"
+#include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
+#include "Fluvane/UI/Tray/StatusMenu.h"
+#include "Fluvane/UI/Welcome/WelcomeWindow.h"
+#include "Tessivar/Windows/ColorScheme.h"
+#include "Tessivar/Windows/CrashNoteWindow.h"
+#include "Tessivar/Windows/ScreenState.h"
+#include "Tessivar/Windows/WhatsNewWindow.h"
+
+#include <nlohmann/json.hpp>
+
+#include <QApplication>
+#include <QIcon>
+#include <QImage>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QTimer>
+#include <QWindow>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+/// Before pictures are taken, in milliseconds: what was just asked for is on screen by then.
+constexpr int beforeSnapshot = 300;
+
+/// The window of that class that stands, or a new one that ends when it is closed.
+template <class Window, class Make>
+Window& standing(std::vector<QPointer<QWidget>>& windows, const Make& make) {
+    std::erase_if(windows, [](const auto& window) { return window.isNull(); });
+    for (const auto& window : windows) {
+        if (auto* found = qobject_cast<Window*>(window.data())) {
+            return *found;
+        }
+    }
+    Window* window = make();
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    windows.emplace_back(window);
+    return *window;
+}
+
+/// The same for a question about one download, which makes room for one about another.
+template <class Dialog>
+Dialog& asking(std::vector<QPointer<QWidget>>& windows, WindowContext& context, std::int64_t id) {
+    const auto make = [&] { return new Dialog(context, id); };
+    Dialog& dialog = standing<Dialog>(windows, make);
+    if (dialog.id() == id) {
+        return dialog;
+    }
+    delete &dialog;
+    return standing<Dialog>(windows, make);
+}
+
+std::string running(int count) {
+    return count == 1 ? "One download is running." : std::to_string(count) + " downloads are running.";
+}
+
+} // namespace
+
+DesktopWindows::DesktopWindows(DownloadManager& manager, SettingsAccess& settings, FileActions& files,
+                               Autostart& autostart, Bus& session, const std::string& stateFolder,
+                               Reports reports)
+    : context_{manager, feed_, settings, files, *this}, autostart_(autostart), session_(session),
+      stateFolder_(stateFolder), reports_(std::move(reports)),
+      recentFolders_(stateFolder + "/recent-folders.json"),
+      colorScheme_(std::make_unique<tessivar::ColorScheme>()) {}
+
+DesktopWindows::~DesktopWindows() {
+    for (const auto& window : std::exchange(passing_, {})) {
+        delete window.data();
+    }
+    delete quitQuestion_.data();
+}
+
+void DesktopWindows::start() {
+    QApplication::setWindowIcon(QIcon(":/welcome/org.fluvane.Fluvane.svg"));
+    started_ = true;
+    session_.whenConnected([this](const QDBusConnection& bus) { colorScheme_->follow(bus); });
+    tray_ = std::make_unique<StatusMenu>(context_, session_);
+    // From now on, so that details that are opened later show what went before.
+    (void)SpeedHistory::of(context_.manager, feed_);
+}
+
+void DesktopWindows::useActivationToken(const std::string& token) {
+    activationToken_ = token;
+}
+
+void DesktopWindows::present(QWidget& window) {
+    // Where windows may not raise themselves, the token of what the user did elsewhere allows it once.
+    const std::string token = std::exchange(activationToken_, {});
+    if (!token.empty()) {
+        qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(token));
+    }
+    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    window.activateWindow();
+    qunsetenv("XDG_ACTIVATION_TOKEN");
+}
+
+DownloadsWindow& DesktopWindows::downloads() {
+    if (!downloads_) {
+        downloads_ = std::make_unique<DownloadsWindow>(context_,
+                                                       QString::fromStdString(stateFolder_ + "/windows.ini"));
+        QObject::connect(downloads_.get(), &DownloadsWindow::closedByUser, downloads_.get(),
+                         [this] { downloadsClosed(); });
+    }
+    return *downloads_;
+}
+
+void DesktopWindows::showDownloads(std::optional<std::int64_t> selected) {
+    if (selected) {
+        downloads().select(*selected);
+    }
+    present(downloads());
+    if (tray_) {
+        tray_->problemsSeen();
+    }
+}
+
+/// Where there is no tray, nothing on screen says that it still runs.
+void DesktopWindows::downloadsClosed() {
+    if (tray_ && tray_->isShown()) {
+        return;
+    }
+    QSettings memory(QString::fromStdString(stateFolder_ + "/windows.ini"), QSettings::IniFormat);
+    if (memory.value("toldWhereItWent").toBool()) {
+        return;
+    }
+    memory.setValue("toldWhereItWent", true);
+    reports_.tell({.title = "Fluvane is still running",
+                   .body = "It carries on without a window. Start it again to see your downloads, and choose "
+                           "Quit there to end it."});
+}
+
+NewDownloadWindow& DesktopWindows::newDownloadWindow() {
+    if (!newDownload_) {
+        newDownload_ = std::make_unique<NewDownloadWindow>(context_, recentFolders_);
+    }
+    return *newDownload_;
+}
+
+void DesktopWindows::newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) {
+    if (links.empty()) {
+        newDownloadWindow().offerClipboard();
+    } else {
+        newDownloadWindow().fill(links, referrer);
+    }
+    present(newDownloadWindow());
+}
+
+SettingsWindow& DesktopWindows::settingsWindow() {
+    if (!settings_) {
+        settings_ = std::make_unique<SettingsWindow>(
+            context_, autostart_,
+            SettingsWindow::Reports{.log = reports_.log,
+                                    .diagnostics = reports_.diagnostics,
+                                    .problem = reports_.settingsProblem,
+                                    .checkForUpdates = reports_.checkForUpdates});
+    }
+    return *settings_;
+}
+
+void DesktopWindows::showSettings(std::string_view pane) {
+    settingsWindow().showPane(pane);
+    present(settingsWindow());
+}
+
+void DesktopWindows::showWelcome() {
+    present(standing<WelcomeWindow>(passing_, [&] { return new WelcomeWindow(context_, autostart_); }));
+}
+
+void DesktopWindows::showWhatsNew() {
+    showWhatsNew(reports_.whatsNew());
+}
+
+void DesktopWindows::showWhatsNew(const std::string& text) {
+    present(standing<tessivar::WhatsNewWindow>(
+        passing_, [&] { return new tessivar::WhatsNewWindow(QString::fromStdString(text)); }));
+}
+
+void DesktopWindows::showCrashNote() {
+    showCrashNote(reports_.crashNote());
+}
+
+void DesktopWindows::showCrashNote(const std::string& note) {
+    present(standing<tessivar::CrashNoteWindow>(
+        passing_, [&] { return new tessivar::CrashNoteWindow(QString::fromStdString(note)); }));
+}
+
+void DesktopWindows::changeLink(std::int64_t id) {
+    if (context_.manager.download(id)) {
+        present(asking<ChangeLinkDialog>(passing_, context_, id));
+    }
+}
+
+void DesktopWindows::editChecksum(std::int64_t id) {
+    if (context_.manager.download(id)) {
+        present(asking<ChecksumDialog>(passing_, context_, id));
+    }
+}
+
+void DesktopWindows::quit() {
+    const auto downloads = context_.manager.downloads();
+    const auto running = std::ranges::count_if(
+        downloads, [](const Download* download) { return download->record.state.isActive(); });
+    if (running == 0) {
+        QCoreApplication::quit();
+        return;
+    }
+    askBeforeQuitting(static_cast<int>(running));
+}
+
+void DesktopWindows::askBeforeQuitting(int count) {
+    if (!quitQuestion_) {
+        quitQuestion_ = new QMessageBox(QMessageBox::Question, "Quit Fluvane?", "", QMessageBox::Cancel);
+        quitQuestion_->setObjectName("quit");
+        quitQuestion_->setAttribute(Qt::WA_DeleteOnClose);
+        quitQuestion_->setTextFormat(Qt::PlainText);
+        quitQuestion_->setInformativeText(
+            "They carry on from the last bytes saved when you open Fluvane again.");
+        auto* yes = quitQuestion_->addButton("&Quit", QMessageBox::AcceptRole);
+        quitQuestion_->setDefaultButton(yes);
+        QObject::connect(yes, &QPushButton::clicked, yes, [] { QCoreApplication::quit(); });
+    }
+    quitQuestion_->setText(QString::fromStdString(running(count)));
+    present(*quitQuestion_);
+}
+
+std::string DesktopWindows::state() {
+    nlohmann::json notices = nlohmann::json::array();
+    for (const auto& notice : reports_.notices()) {
+        notices.push_back({{"title", notice.title}, {"body", notice.body}});
+    }
+    nlohmann::json json = {{"windows", tessivar::ScreenState::windows()}, {"notifications", notices}};
+    if (tray_) {
+        json["tray"] = {{"shown", tray_->isShown()},
+                        {"toolTip", tray_->toolTip()},
+                        {"menu", tessivar::ScreenState::menu(tray_->menu())}};
+    }
+    return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+void DesktopWindows::snapshot(const std::string& folder, const std::string& prefix, Drawn completion) {
+    QTimer::singleShot(beforeSnapshot, &feed_, [=, this, completion = std::move(completion)] {
+        std::vector<std::string> paths;
+        std::string problem;
+        try {
+            paths = draw(folder, prefix);
+        } catch (const std::exception& error) {
+            problem = error.what();
+        }
+        completion(paths, problem);
+    });
+}
+
+std::vector<std::string> DesktopWindows::draw(const std::string& folder, const std::string& prefix) {
+    auto paths = tessivar::drawWindows(folder, prefix);
+    if (tray_) {
+        paths.push_back(tessivar::savePicture(tray_->picture(64), folder, prefix + "tray"));
+    }
+    return paths;
+}
+
+} // namespace fluvane

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "Fluvane/Linux/Notices/LinuxNotifier.h"
+#include "Fluvane/UI/Models/Autostart.h"
+#include "Fluvane/UI/Models/RecentFolders.h"
+#include "Fluvane/UI/Models/WindowContext.h"
+
+#include <QPointer>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+class QMessageBox;
+
+namespace tessivar {
+class ColorScheme;
+}
+
+namespace fluvane {
+
+class Bus;
+class DownloadsWindow;
+class NewDownloadWindow;
+class SettingsWindow;
+class StatusMenu;
+
+/// The windows of the application, each made when it is first asked for, and the tray item. Main thread;
+/// needs a QApplication.
+class DesktopWindows : public Windows {
+public:
+    /// What the application tells about itself.
+    struct Reports {
+        using Text = std::function<void(std::function<void(std::string)>)>;
+        Text log{}; ///< Of the last 10 minutes.
+        Text diagnostics{};
+        std::function<std::string()> settingsProblem{}; ///< Why the settings can't be used, or nothing.
+        std::function<std::string()> whatsNew{};
+        std::function<std::string()> crashNote{};
+        std::function<std::vector<LinuxNotifier::Notice>()> notices{};
+        std::function<void(const LinuxNotifier::Notice&)> tell{};
+        std::function<void()> checkForUpdates{}; ///< Empty where this build doesn't.
+    };
+
+    /// What it is given must outlive it. Sizes of windows and folders used last are kept in the state folder.
+    DesktopWindows(DownloadManager& manager, SettingsAccess& settings, FileActions& files,
+                   Autostart& autostart, Bus& session, const std::string& stateFolder, Reports reports);
+    ~DesktopWindows() override;
+    DesktopWindows(const DesktopWindows&) = delete;
+    DesktopWindows& operator=(const DesktopWindows&) = delete;
+
+    /// What the manager's observer tells of changes.
+    [[nodiscard]] ListFeed& feed() { return feed_; }
+    /// Looks for a tray. Once.
+    void start();
+
+    void showDownloads(std::optional<std::int64_t> selected) override;
+    void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override;
+    void showSettings(std::string_view pane) override;
+    void showWelcome() override;
+    void showWhatsNew() override;
+    void showCrashNote() override;
+    void showWhatsNew(const std::string& text);
+    void showCrashNote(const std::string& note);
+    void changeLink(std::int64_t id) override;
+    void editChecksum(std::int64_t id) override;
+    void quit() override;
+    void useActivationToken(const std::string& token) override;
+    [[nodiscard]] std::string state() override;
+    void snapshot(const std::string& folder, const std::string& prefix, Drawn completion) override;
+
+private:
+    /// Shows it, or brings it to the front.
+    void present(QWidget& window);
+    [[nodiscard]] DownloadsWindow& downloads();
+    [[nodiscard]] NewDownloadWindow& newDownloadWindow();
+    [[nodiscard]] SettingsWindow& settingsWindow();
+    void downloadsClosed();
+    void askBeforeQuitting(int running);
+    [[nodiscard]] std::vector<std::string> draw(const std::string& folder, const std::string& prefix);
+
+    ListFeed feed_;
+    WindowContext context_;
+    Autostart& autostart_;
+    Bus& session_;
+    std::string stateFolder_;
+    Reports reports_;
+    RecentFolders recentFolders_;
+    std::string activationToken_;
+    std::unique_ptr<tessivar::ColorScheme> colorScheme_;
+    std::unique_ptr<DownloadsWindow> downloads_;
+    std::unique_ptr<NewDownloadWindow> newDownload_;
+    std::unique_ptr<SettingsWindow> settings_;
+    std::unique_ptr<StatusMenu> tray_;
+    std::vector<QPointer<QWidget>> passing_; ///< Windows that end when they are closed.
+    QPointer<QMessageBox> quitQuestion_;
+    bool started_ = false;
+};
+
+} // namespace fluvane

@@ -1,0 +1,226 @@
+#include "Fluvane/Linux/LinuxScheduler.h"
+#include "Fluvane/Linux/Services/Bus.h"
+#include "Fluvane/UI/Desktop/DesktopWindows.h"
+#include "Support/TemporaryFolder.h"
+#include "Support/Windows/WindowBench.h"
+
+#include <nlohmann/json.hpp>
+
+#include <QAbstractButton>
+#include <QImage>
+#include <QTest>
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace fluvane {
+namespace {
+
+using nlohmann::json;
+using support::savedRecord;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class FakeAutostart : public Autostart {
+public:
+    bool isOn() const override { return on; }
+    void set(bool value) override { on = value; }
+    bool on = false;
+};
+
+/// All windows over an engine with one download that runs, one paused, one finished and one failed.
+class DesktopWindowsTest : public testing::Test {
+protected:
+    DesktopWindowsTest() {
+        auto& saved = bench.engine.store->saved;
+        saved.push_back(savedRecord(1, "http://a.example/running.iso"));
+        saved.push_back(savedRecord(2, "http://a.example/paused.zip", DownloadState::Paused()));
+        saved.push_back(savedRecord(3, "http://a.example/done.pdf", DownloadState::Finished()));
+        saved.push_back(savedRecord(4, "http://a.example/broken.mkv", DownloadState::Failed{"It broke."}));
+        bench.engine.manager->start();
+        bench.engine.turns();
+        windows.start();
+    }
+
+    json state() { return json::parse(windows.state()); }
+    std::vector<std::string> names() {
+        std::vector<std::string> all;
+        const json now = state();
+        for (const auto& window : now["windows"]) {
+            all.push_back(window["name"]);
+        }
+        return all;
+    }
+    json window(const std::string& name) {
+        const json now = state();
+        for (const auto& each : now["windows"]) {
+            if (each["name"] == name) {
+                return each;
+            }
+        }
+        ADD_FAILURE() << name << " isn't on screen: " << now.dump(2);
+        return {};
+    }
+    static QWidget* widget(const QString& name) {
+        for (QWidget* each : QApplication::topLevelWidgets()) {
+            if (each->objectName() == name && each->isVisible()) {
+                return each;
+            }
+        }
+        return nullptr;
+    }
+    static void close(const QString& name) {
+        ASSERT_TRUE(widget(name)) << name.toStdString();
+        widget(name)->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+
+    support::TemporaryFolder folder;
+    support::WindowBench bench;
+    LinuxScheduler scheduler;
+    Bus bus{Bus::Kind::session, scheduler, ""};
+    FakeAutostart autostart;
+    std::vector<LinuxNotifier::Notice> told;
+    DesktopWindows windows{*bench.engine.manager,
+                           bench.settings,
+                           bench.files,
+                           autostart,
+                           bus,
+                           folder.path().string(),
+                           {.log = [](auto completion) { completion("a log line"); },
+                            .diagnostics = [](auto completion) { completion("a report"); },
+                            .settingsProblem = [] { return std::string(); },
+                            .whatsNew = [] { return std::string("Fluvane 9\n- Everything."); },
+                            .crashNote = [] { return std::string("It crashed.\n\nReport 1"); },
+                            .notices = [this] { return told; },
+                            .tell = [this](const auto& notice) { told.push_back(notice); }}};
+};
+
+TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
+    const std::tuple<const char*, std::function<void()>, const char*> rows[] = {
+        {"downloads", [&] { windows.showDownloads(std::nullopt); }, "broken.mkv"},
+        {"new-download", [&] { windows.newDownload({support::link("http://h/part.zip")}, std::nullopt); },
+         "part.zip"},
+        {"settings", [&] { windows.showSettings("connections"); }, "Most connections for each download"},
+        {"welcome", [&] { windows.showWelcome(); }, "Wait on hotspots and in Low Data Mode"},
+        {"whats-new", [&] { windows.showWhatsNew(); }, "Everything."},
+        {"crash-note", [&] { windows.showCrashNote(); }, "It crashed."},
+        {"change-link", [&] { windows.changeLink(2); },
+         "Paste a fresh link to the same file. What's downloaded stays; if it turns out to be a different "
+         "file, "
+         "the download stops and says so."},
+        {"checksum", [&] { windows.editChecksum(2); }, "SHA-256"},
+        {"quit", [&] { windows.quit(); },
+         "They carry on from the last bytes saved when you open Fluvane again."},
+    };
+    for (const auto& [name, show, text] : rows) {
+        show();
+        show();
+        EXPECT_THAT(names(), ElementsAre(name));
+        const auto shown = [&, wanted = text] {
+            return window(name).dump().find(wanted) != std::string::npos;
+        };
+        EXPECT_TRUE(QTest::qWaitFor(shown)) << text << " isn't in " << window(name).dump(2);
+        close(name);
+        EXPECT_THAT(names(), IsEmpty());
+    }
+}
+
+TEST_F(DesktopWindowsTest, EveryControlHasANameAndCanBeReached) {
+    windows.showDownloads(1);
+    windows.newDownload({}, std::nullopt);
+    windows.showWelcome();
+    windows.showWhatsNew();
+    windows.showCrashNote();
+    windows.changeLink(2);
+    windows.editChecksum(2);
+    for (const char* pane : {"general", "files", "rules", "connections", "about"}) {
+        windows.showSettings(pane);
+        for (const auto& each : state()["windows"]) {
+            EXPECT_NE(each["title"], "") << each["name"];
+            for (const auto& control : each["controls"]) {
+                EXPECT_NE(control.value("name", ""), "") << each["name"] << " " << pane << ": " << control;
+            }
+            for (const auto& list : each["lists"]) {
+                EXPECT_NE(list["name"], "") << each["name"] << " " << pane << ": " << list;
+            }
+        }
+    }
+}
+
+TEST_F(DesktopWindowsTest, QuestionsAreAboutTheDownloadTheyAreAskedFor) {
+    windows.changeLink(99);
+    EXPECT_THAT(names(), IsEmpty());
+    windows.changeLink(2);
+    windows.changeLink(4);
+    EXPECT_THAT(names(), ElementsAre("change-link"));
+    EXPECT_THAT(window("change-link").dump(), HasSubstr("broken.mkv"));
+}
+
+TEST_F(DesktopWindowsTest, QuitsAtOnceOnlyWhenNothingRuns) {
+    bool ended = false;
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, &bench.feed, [&] { ended = true; });
+    windows.quit();
+    EXPECT_THAT(window("quit")["texts"], Contains("One download is running."));
+    QTest::keyClick(widget("quit"), Qt::Key_Escape);
+    EXPECT_THAT(names(), IsEmpty());
+    bench.engine.manager->pauseAll();
+    QMetaObject::invokeMethod(
+        qApp, [&] { windows.quit(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        qApp, [&] { EXPECT_THAT(names(), IsEmpty()); }, Qt::QueuedConnection);
+    EXPECT_EQ(QApplication::exec(), 0);
+}
+
+TEST_F(DesktopWindowsTest, TellsOnceWhereTheWindowWent) {
+    for (int times = 0; times < 2; ++times) {
+        windows.showDownloads(std::nullopt);
+        close("downloads");
+    }
+    ASSERT_EQ(told.size(), 1u);
+    EXPECT_EQ(state()["notifications"][0]["title"], told[0].title);
+}
+
+TEST_F(DesktopWindowsTest, DrawsWhatIsOnScreen) {
+    windows.showDownloads(std::nullopt);
+    windows.showSettings("rules");
+    std::vector<std::string> drawn;
+    std::string problem = "none yet";
+    const auto draw = [&](const std::filesystem::path& where) {
+        problem = "none yet";
+        windows.snapshot(where.string(), "x-", [&](const auto& paths, const auto& text) {
+            drawn = paths;
+            problem = text;
+        });
+        EXPECT_TRUE(QTest::qWaitFor([&] { return problem != "none yet"; }));
+    };
+    draw(folder.path() / "a/b");
+    EXPECT_EQ(problem, "");
+    const auto at = [&](const char* name) { return (folder.path() / "a/b" / name).string(); };
+    EXPECT_THAT(drawn, ElementsAre(at("x-downloads.png"), at("x-settings.png"), at("x-tray.png")));
+    for (const auto& path : drawn) {
+        EXPECT_FALSE(QImage(QString::fromStdString(path)).isNull()) << path;
+    }
+    std::ofstream(folder.path() / "file") << "in the way";
+    draw(folder.path() / "file");
+    EXPECT_THAT(problem, HasSubstr("can't be written"));
+}
+
+TEST_F(DesktopWindowsTest, TheMenuHasEverything) {
+    std::vector<std::string> items;
+    const json menu = state()["tray"]["menu"];
+    for (const auto& item : menu) {
+        items.push_back(item["text"]);
+    }
+    for (const char* wanted : {"New Download…", "Paste Links", "Downloads", "Pause All", "Speed Limit",
+                               "Settings…", "About Fluvane", "Quit Fluvane"}) {
+        EXPECT_THAT(items, Contains(wanted));
+    }
+}
+
+} // namespace
+} // namespace fluvane
