@@ -3,10 +3,14 @@
 #include "Support/Rows.h"
 
 #include <QAbstractItemModelTester>
+#include <QMimeData>
 #include <QSignalSpy>
+#include <QTemporaryFile>
+#include <QUrl>
 
 #include <gmock/gmock.h>
 
+#include <memory>
 #include <random>
 
 using namespace fluvane;
@@ -106,6 +110,26 @@ TEST(DownloadsModel, RowsAreReadOut) {
         EXPECT_EQ(models.filter.indexOf(id).data(Qt::AccessibleTextRole).toString().toStdString(), expected);
     }
     EXPECT_EQ(models.filter.indexOf(1).data(DownloadsModel::KindIconRole), "kind-disk-image");
+}
+
+TEST(DownloadsModel, FinishedFilesCanBeDraggedOutWhileTheyAreThere) {
+    QTemporaryFile file;
+    ASSERT_TRUE(file.open());
+    WindowBench bench;
+    for (const std::string& path : {file.fileName().toStdString(), std::string("/downloads/gone")}) {
+        auto record = SampleList::finished(path == "/downloads/gone" ? 2 : 1, "http://a.example/f");
+        record.file = URL::file(path);
+        bench.engine.store->saved.push_back(record);
+    }
+    bench.engine.store->saved.push_back(savedRecord(3, "http://a.example/p", DownloadState::Paused{}));
+    bench.engine.manager->start();
+    Models models(*bench.engine.manager);
+    const std::unique_ptr<QMimeData> data(models.filter.mimeData(
+        {models.filter.indexOf(1), models.filter.indexOf(2), models.filter.indexOf(3)}));
+    ASSERT_TRUE(data);
+    EXPECT_EQ(data->urls(), QList<QUrl>{QUrl::fromLocalFile(file.fileName())});
+    EXPECT_EQ(models.filter.mimeData({models.filter.indexOf(2)}), nullptr);
+    EXPECT_FALSE(models.filter.flags(models.filter.indexOf(3)) & Qt::ItemIsDragEnabled);
 }
 
 /// However the list changes, what is shown is what starting over would show.

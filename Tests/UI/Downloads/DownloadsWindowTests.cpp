@@ -4,11 +4,13 @@
 
 #include <QAction>
 #include <QClipboard>
+#include <QContextMenuEvent>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPushButton>
@@ -236,6 +238,32 @@ TEST_F(DownloadsWindowTest, LinksComeInByPasteAndDrop) {
     drop(none);
     auto* const summary = window.findChild<QLabel*>("summary");
     EXPECT_TRUE(QTest::qWaitFor([&] { return summary->text() == "There's no link in what was dropped."; }));
+}
+
+TEST_F(DownloadsWindowTest, TheContextMenuHoldsWhatApplies) {
+    choose(2);
+    QContextMenuEvent event(QContextMenuEvent::Keyboard, QPoint(50, 50), view().mapToGlobal(QPoint(50, 50)));
+    QApplication::sendEvent(view().viewport(), &event);
+    auto* const menu = window.findChild<QMenu*>("context-menu");
+    ASSERT_TRUE(menu && menu->isVisible());
+    QStringList shown;
+    for (const QAction* action : menu->actions()) {
+        if (action->isVisible() && !action->isSeparator()) {
+            shown.append(action->text().remove('&'));
+        }
+    }
+    EXPECT_EQ(shown.join(", "), "Open, Show in Folder, Checksum…, Copy Link, Remove, Remove and Delete File");
+    menu->close();
+}
+
+TEST(EmptyDownloadsWindow, TakesPastedLinks) {
+    WindowBench none;
+    DownloadsWindow window(none.context);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    QApplication::clipboard()->setText("http://x.example/1");
+    QTest::keyClick(&window, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return none.windows.asked.size() == 1; }));
 }
 
 TEST_F(DownloadsWindowTest, DoesNothingWhileHidden) {

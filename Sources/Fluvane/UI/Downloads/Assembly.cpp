@@ -104,7 +104,6 @@ void DownloadsWindow::Parts::makeList() {
         }
     }
     listKey(Qt::Key_Space, [this] { actions_.toggle(); });
-    listKey(QKeySequence::Paste, [this] { window_.pasteLinks(); });
 }
 
 void DownloadsWindow::Parts::makeSortMenu() {
@@ -127,7 +126,8 @@ void DownloadsWindow::Parts::makeSortMenu() {
 void DownloadsWindow::Parts::makeMenu() {
     menu_ = new QMenu(&window_);
     menu_->addAction(newDownload_);
-    menu_->addAction(action("paste-links", "&Paste Links", "paste", {}, [this] { window_.pasteLinks(); }));
+    menu_->addAction(action("paste-links", "&Paste Links", "paste", QKeySequence::Paste,
+                            [this] { window_.pasteLinks(); }));
     menu_->addSeparator();
     menu_->addActions({pauseAll_, resumeAll_});
     menu_->addSeparator();

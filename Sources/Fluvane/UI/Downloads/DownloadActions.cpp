@@ -150,8 +150,11 @@ void DownloadActions::update(const IDs& selected) {
 /// Its label says what it does when it does the same with all of them.
 void DownloadActions::nameResume(std::string_view label) {
     const bool again = label == "Try Again";
-    resume_->setText(again ? "T&ry Again" : label == "Download Anyway" ? "Download An&yway" : "&Resume");
-    resume_->setIcon(tessivar::icon(again ? "retry" : "play"));
+    const QString words = again ? "T&ry Again" : label == "Download Anyway" ? "Download An&yway" : "&Resume";
+    if (resume_->text() != words) {
+        resume_->setText(words);
+        resume_->setIcon(tessivar::icon(again ? "retry" : "play"));
+    }
 }
 
 // Commands
