@@ -94,7 +94,7 @@ void SettingsWindow::addPane(const char* name, const QString& title, const char*
 
 void SettingsWindow::addKeys() {
     auto* const close = new QAction(tr("Close"), this);
-    close->setShortcuts({QKeySequence::Close, QKeySequence(Qt::Key_Escape)});
+    close->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::Key_Escape)});
     connect(close, &QAction::triggered, this, &QWidget::close);
     addAction(close);
     for (int pane = 0; pane < sidebar_->count(); ++pane) {

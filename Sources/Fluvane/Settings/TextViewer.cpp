@@ -78,11 +78,11 @@ void TextViewer::build() {
 
 void TextViewer::addKeys() {
     auto* const close = new QAction(tr("Close"), this);
-    close->setShortcuts({QKeySequence::Close, QKeySequence(Qt::Key_Escape)});
+    close->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::Key_Escape)});
     connect(close, &QAction::triggered, this, &QWidget::close);
     addAction(close);
     auto* const again = new QAction(tr("Refresh"), this);
-    again->setShortcuts({QKeySequence::Refresh});
+    again->setShortcuts(QKeySequence::Refresh);
     connect(again, &QAction::triggered, this, &TextViewer::refresh);
     addAction(again);
 }
