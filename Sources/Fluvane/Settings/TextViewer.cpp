@@ -26,6 +26,7 @@ namespace Spacing = tessivar::Spacing;
 namespace {
 
 constexpr QSize usualSize(760, 520);
+constexpr int shownAtOnce = 64 * 1024; ///< Characters in a turn of the main queue.
 
 QPushButton* button(const char* name, const QString& text, const char* icon, QWidget* parent) {
     auto* const made = new QPushButton(tessivar::icon(icon), text, parent);
@@ -45,6 +46,8 @@ TextViewer::TextViewer(Looks looks, Gather gather, QWidget* parent)
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(looks_.title);
     resize(usualSize);
+    more_.setSingleShot(true);
+    connect(&more_, &QTimer::timeout, this, &TextViewer::showMore);
     build();
     addKeys();
     refresh();
@@ -99,22 +102,35 @@ void TextViewer::refresh() {
     });
 }
 
-/// The latest lines are what one looks for in a log; anything else is read from its beginning.
 void TextViewer::take(const QString& text) {
-    const bool wasAtEnd = text_->verticalScrollBar()->value() == text_->verticalScrollBar()->maximum();
-    const bool first = text_->document()->isEmpty();
-    text_->setPlainText(text);
-    if (!first && wasAtEnd) {
-        text_->moveCursor(QTextCursor::End);
-    }
+    const QScrollBar& bar = *text_->verticalScrollBar();
+    followsEnd_ = !full_.isEmpty() && bar.value() == bar.maximum();
+    full_ = text;
+    shown_ = 0;
+    text_->clear();
+    showMore();
     refresh_->setEnabled(true);
     copy_->setEnabled(!text.isEmpty());
     save_->setEnabled(!text.isEmpty());
     outcome_->setText(text.isEmpty() ? looks_.empty : QString());
 }
 
+/// A long text is laid out bit by bit, so that nothing else waits for it. Who has read to the end goes on
+/// there.
+void TextViewer::showMore() {
+    QTextCursor end(text_->document());
+    end.movePosition(QTextCursor::End);
+    end.insertText(full_.mid(shown_, shownAtOnce));
+    shown_ += shownAtOnce;
+    if (shown_ < full_.size()) {
+        more_.start();
+    } else if (followsEnd_) {
+        text_->moveCursor(QTextCursor::End);
+    }
+}
+
 void TextViewer::copy() {
-    QApplication::clipboard()->setText(text_->toPlainText());
+    QApplication::clipboard()->setText(full_);
     outcome_->setText(tr("Copied."));
 }
 
@@ -131,7 +147,7 @@ void TextViewer::askWhereToSave() {
 
 void TextViewer::save(const QString& path) {
     try {
-        const auto bytes = text_->toPlainText().toStdString();
+        const auto bytes = full_.toStdString();
         tessivar::AtomicFile(QFile::encodeName(path).toStdString()).write(bytes, 0644);
         outcome_->setText(tr("Saved to %1.").arg(path));
     } catch (const tessivar::SystemError& error) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QTimer>
 #include <QWidget>
 
 #include <functional>
@@ -35,6 +36,7 @@ private:
     void addKeys();
     void refresh();
     void take(const QString& text);
+    void showMore();
     void copy();
     void askWhereToSave();
     void save(const QString& path);
@@ -46,6 +48,10 @@ private:
     QPushButton* refresh_;
     QPushButton* copy_;
     QPushButton* save_;
+    QString full_;
+    qsizetype shown_ = 0; ///< Characters of it.
+    QTimer more_;
+    bool followsEnd_ = false;
     int asked_ = 0; ///< Counts requests: only the last one's text counts.
 };
 
