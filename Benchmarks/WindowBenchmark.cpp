@@ -74,7 +74,7 @@ DownloadRecord sample(int number) {
     record.name = names[number % 5] + std::string(" ") + std::to_string(number) + endings[number * 7 % 5];
     record.size = 1'000'000LL * (number + 1);
     record.resumable = true;
-    record.pieces = {Piece(0, record.size, number * 1000LL)};
+    record.pieces = {Piece{0, record.size, number * 1000LL}};
     return record;
 }
 

@@ -258,20 +258,21 @@ std::string when(Date date, Date now) {
     const auto sameDay = [](const std::tm& a, const std::tm& b) {
         return a.tm_year == b.tm_year && a.tm_yday == b.tm_yday;
     };
-    const std::tm day = local(date);
+    const std::tm then = local(date);
     const std::tm today = local(now);
     std::tm before = today;
     before.tm_mday -= 1;
     before.tm_hour = 12; // exists on every day
     before.tm_isdst = -1;
     std::mktime(&before);
-    if (sameDay(day, today) || sameDay(day, before)) {
-        const std::string minutes = std::to_string(day.tm_min);
-        return (sameDay(day, today) ? "today at " : "yesterday at ") + std::to_string(day.tm_hour) +
+    if (sameDay(then, today) || sameDay(then, before)) {
+        const std::string minutes = std::to_string(then.tm_min);
+        return (sameDay(then, today) ? "today at " : "yesterday at ") + std::to_string(then.tm_hour) +
                (minutes.size() < 2 ? ":0" : ":") + minutes;
     }
-    const std::string text = std::to_string(day.tm_mday) + " " + months[static_cast<std::size_t>(day.tm_mon)];
-    return day.tm_year == today.tm_year ? text : text + " " + std::to_string(day.tm_year + 1900);
+    const std::string text =
+        std::to_string(then.tm_mday) + " " + months[static_cast<std::size_t>(then.tm_mon)];
+    return then.tm_year == today.tm_year ? text : text + " " + std::to_string(then.tm_year + 1900);
 }
 
 std::string checksumMismatch(std::string_view algorithmName, std::string_view folder) {

@@ -19,7 +19,7 @@ Download inState(State state, bool prioritized = false, std::int64_t done = 0) {
     }
     if (done > 0) {
         record.partial = URL::file("/d/f.fluvane");
-        record.pieces = {Piece(0, 100, done)};
+        record.pieces = {Piece{0, 100, done}};
     }
     if (record.state.is<State::Finished>()) {
         record.file = URL::file("/d/f");

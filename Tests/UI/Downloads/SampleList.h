@@ -51,7 +51,7 @@ public:
         record.resumable = true;
         record.name = record.displayName();
         record.partial = record.folder.appending(*record.name + ".fluvane");
-        record.pieces = {Piece(0, size, static_cast<std::int64_t>(static_cast<double>(size) * share))};
+        record.pieces = {Piece{0, size, static_cast<std::int64_t>(static_cast<double>(size) * share)}};
         return record;
     }
     static DownloadRecord finished(std::int64_t id, const std::string& url) {

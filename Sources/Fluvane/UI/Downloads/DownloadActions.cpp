@@ -162,8 +162,9 @@ void DownloadActions::nameResume(std::string_view label) {
 void DownloadActions::pause() {
     // Those that wait first: pausing one that runs would let one of them begin only to be paused in turn.
     IDs ids = numbers(having(&Abilities::pause));
-    std::ranges::stable_partition(
-        ids, [this](auto id) { return !context_.manager.download(id)->record.state.isActive(); });
+    std::stable_partition(ids.begin(), ids.end(), [this](auto id) {
+        return !context_.manager.download(id)->record.state.isActive();
+    });
     for (const auto id : ids) {
         context_.manager.pause(id);
     }

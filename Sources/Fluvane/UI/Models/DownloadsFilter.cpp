@@ -235,7 +235,7 @@ void DownloadsFilter::catchUp() {
         endInsertRows();
     }
     if (!touched.empty()) {
-        sort();
+        putInOrder();
         tell(touched);
     }
 }
@@ -248,7 +248,7 @@ void DownloadsFilter::tell(const std::vector<int>& touched) {
     }
 }
 
-void DownloadsFilter::sort() {
+void DownloadsFilter::putInOrder() {
     const auto inOrder = [this](int a, int b) { return before(a, b); };
     if (std::ranges::is_sorted(rows_, inOrder)) {
         return;

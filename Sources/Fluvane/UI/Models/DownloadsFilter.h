@@ -55,7 +55,7 @@ private:
     void take(int row);
     void catchUp();
     void tell(const std::vector<int>& touched);
-    void sort();
+    void putInOrder();
 
     DownloadsModel& model_;
     std::vector<int> rows_;  ///< Rows of the model, as shown.
