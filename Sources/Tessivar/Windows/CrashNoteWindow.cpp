@@ -40,7 +40,7 @@ QLabel* readable(const char* name) {
 } // namespace
 
 CrashNoteWindow::CrashNoteWindow(const QString& note, QWidget* parent)
-    : QWidget(parent), happened_(readable("happened")), fold_(new QToolButton), report_(new QPlainTextEdit),
+    : QWidget(parent), heading_(heading({})), happened_(readable("happened")), fold_(new QToolButton), report_(new QPlainTextEdit),
       outcome_(readable("outcome")), copy_(new QPushButton("&Copy Report")),
       save_(new QPushButton("&Save…")) {
     setObjectName("crash-note");
@@ -77,7 +77,7 @@ void CrashNoteWindow::build() {
     auto* const layout = new QVBoxLayout(this);
     layout->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
     layout->setSpacing(Spacing::medium);
-    layout->addWidget(heading("Something Went Wrong"));
+    layout->addWidget(heading_);
     layout->addWidget(happened_);
     layout->addWidget(fold_, 0, Qt::AlignLeft);
     layout->addWidget(report_, 1);
@@ -90,6 +90,7 @@ void CrashNoteWindow::setNote(const QString& note) {
     const auto end = note.indexOf("\n\n");
     happened_->setText(QString(note.left(end)).replace('\n', ' ').trimmed());
     const QString report = end < 0 ? QString() : note.mid(end + 2);
+    heading_->setText(report.isEmpty() ? "Nothing Went Wrong" : "Something Went Wrong");
     report_->setPlainText(report);
     outcome_->hide();
     fold_->setChecked(false);

@@ -27,6 +27,7 @@ private:
     void save();
     void write(const QString& file);
 
+    QLabel* heading_;
     QLabel* happened_;
     QToolButton* fold_;
     QPlainTextEdit* report_;

@@ -40,7 +40,8 @@ std::string withoutMnemonic(QString text) {
 }
 
 Json describe(const QAction& action) {
-    Json json = {{"text", withoutMnemonic(action.text())}};
+    const QString text = action.property(ScreenState::spoken).toString();
+    Json json = {{"text", text.isEmpty() ? withoutMnemonic(action.text()) : text.toStdString()}};
     if (!action.shortcut().isEmpty()) {
         json["shortcut"] = action.shortcut().toString(QKeySequence::PortableText).toStdString();
     }

@@ -18,6 +18,9 @@ namespace ScreenState {
 /// The rows of one list that are told; a longer list says how many it has.
 inline constexpr int mostRows = 500;
 
+/// An action's property with its text as it reads, where its own is written for somebody else.
+inline constexpr const char* spoken = "spoken";
+
 /// Every window on screen: its name and title, its texts, controls, rows and the actions that can be used.
 [[nodiscard]] nlohmann::json windows();
 /// The items of a menu, those of its submenus within them.

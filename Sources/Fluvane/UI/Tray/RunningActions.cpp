@@ -1,6 +1,7 @@
 #include "Fluvane/UI/Tray/RunningActions.h"
 
 #include "FluvaneCore/Words.h"
+#include "Tessivar/Windows/ScreenState.h"
 
 #include <QFontMetrics>
 #include <QMenu>
@@ -85,8 +86,15 @@ void RunningActions::assign(const std::vector<const Download*>& running, bool ke
 void RunningActions::show(QAction& action, const Download* download) const {
     if (download) {
         setText(action, label(*download));
+        // As it reads, without what is written for the panel's sake; nothing of it is sent.
+        action.setProperty(tessivar::ScreenState::spoken, spoken(*download));
     }
     action.setEnabled(download != nullptr);
+}
+
+QString RunningActions::spoken(const Download& download) {
+    return QString::fromStdString(Words::oneLine(download.record.displayName()) + ": " +
+                                  trayProgress(download));
 }
 
 QString RunningActions::label(const Download& download) const {

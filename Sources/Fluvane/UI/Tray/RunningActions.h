@@ -33,6 +33,7 @@ private:
     void assign(const std::vector<const Download*>& running, bool keepPlaces);
     void show(QAction& action, const Download* download) const;
     [[nodiscard]] QString label(const Download& download) const;
+    [[nodiscard]] static QString spoken(const Download& download);
 
     std::array<QAction*, most> actions_{};
     std::array<std::optional<std::int64_t>, most> shown_{}; ///< Numbers, in the actions' order.
