@@ -1,6 +1,7 @@
 #include "Fluvane/Application/Display.h"
 
 #include "Fluvane/Linux/WatchedApplication.h"
+#include "Tessivar/Windows/OutlinedStyle.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/Log.h"
 
@@ -34,6 +35,9 @@ void prepareWindows() {
     QGuiApplication::setDesktopFileName(QString::fromStdString(identity.identifier));
     QGuiApplication::setApplicationDisplayName(QString::fromStdString(identity.displayName));
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    if (QApplication::style()->name() == "fusion") {
+        QApplication::setStyle(new tessivar::OutlinedStyle);
+    }
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "Tessivar/Windows/ColorScheme.h"
 
+#include "Tessivar/Windows/OutlinedStyle.h"
+
 #include <QApplication>
 #include <QColor>
 #include <QDBusConnection>
@@ -39,7 +41,9 @@ QPalette paletteOf(std::initializer_list<std::pair<Role, QRgb>> colors, QRgb dim
 /// Whether the application's colours are the plain style's own: no platform theme has changed them.
 bool nobodyElseCares() {
     const QStyle* const style = QApplication::style();
-    if (!style || style->name().compare("fusion", Qt::CaseInsensitive) != 0) {
+    const bool isPlain = qobject_cast<const OutlinedStyle*>(style) ||
+                         (style && style->name().compare("fusion", Qt::CaseInsensitive) == 0);
+    if (!isPlain) {
         return false;
     }
     const QPalette now = QApplication::palette();

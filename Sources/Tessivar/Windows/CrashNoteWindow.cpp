@@ -40,8 +40,8 @@ QLabel* readable(const char* name) {
 } // namespace
 
 CrashNoteWindow::CrashNoteWindow(const QString& note, QWidget* parent)
-    : QWidget(parent), heading_(heading({})), happened_(readable("happened")), fold_(new QToolButton), report_(new QPlainTextEdit),
-      outcome_(readable("outcome")), copy_(new QPushButton("&Copy Report")),
+    : QWidget(parent), heading_(heading({})), happened_(readable("happened")), fold_(new QToolButton),
+      report_(new QPlainTextEdit), outcome_(readable("outcome")), copy_(new QPushButton("&Copy Report")),
       save_(new QPushButton("&Save…")) {
     setObjectName("crash-note");
     setWindowTitle("Crash Note");

@@ -62,12 +62,9 @@ void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
                             .adjusted(Spacing::small, Spacing::small, -Spacing::medium, -Spacing::small);
     option.text.clear();
     style->drawControl(QStyle::CE_ItemViewItem, &option, painter, option.widget);
-    const QRect box = style->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &option, option.widget);
 
     painter->save();
     painter->setFont(option.font);
-    painter->setPen(quietColor(option)); // a style's own frame can be too dark to see on dark lists
-    painter->drawRect(box.adjusted(0, 0, -1, -1));
     const Qt::Alignment start = option.direction == Qt::RightToLeft ? Qt::AlignRight : Qt::AlignLeft;
     const Qt::Alignment end = start == Qt::AlignLeft ? Qt::AlignRight : Qt::AlignLeft;
     QRect first(place.left(), place.top(), place.width(), place.height() / 2);

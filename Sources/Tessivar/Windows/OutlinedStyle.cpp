@@ -1,0 +1,40 @@
+#include "Tessivar/Windows/OutlinedStyle.h"
+
+#include "Tessivar/Windows/Colors.h"
+
+#include <QPainter>
+#include <QStyleOption>
+
+namespace tessivar {
+
+namespace {
+
+/// For shapes, unlike for text.
+constexpr double shapeContrast = 3;
+
+} // namespace
+
+OutlinedStyle::OutlinedStyle() : QProxyStyle("Fusion") {}
+
+void OutlinedStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                                  const QWidget* widget) const {
+    QProxyStyle::drawPrimitive(element, option, painter, widget);
+    if (element != PE_IndicatorCheckBox && element != PE_IndicatorRadioButton) {
+        return;
+    }
+    const bool usable = option->state & State_Enabled;
+    const QColor ground = option->palette.color(QPalette::Window);
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(readable(ground, ground, usable ? shapeContrast : shapeContrast / 2));
+    painter->setBrush(Qt::NoBrush);
+    const QRectF box = QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5);
+    if (element == PE_IndicatorCheckBox) {
+        painter->drawRect(box);
+    } else {
+        painter->drawEllipse(box);
+    }
+    painter->restore();
+}
+
+} // namespace tessivar

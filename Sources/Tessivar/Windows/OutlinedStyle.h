@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QProxyStyle>
+
+namespace tessivar {
+
+/// The toolkit's own style with boxes and circles to tick that can be seen on dark windows, too: its outlines
+/// are darker than the window, whatever that is.
+class OutlinedStyle : public QProxyStyle {
+    Q_OBJECT
+
+public:
+    OutlinedStyle();
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override;
+};
+
+} // namespace tessivar
