@@ -49,7 +49,7 @@ void logTo(tessivar::LogFiles& files) {
 
 int runEventLoop(const tessivar::LogFiles& log, Visit visit, bool hasWindows, tessivar::HangWatch& watch) {
     Live live(log, hasWindows);
-    const EndSignals signals([] { QCoreApplication::quit(); });
+    const EndSignals signals([] { QCoreApplication::exit(); }); // `quit` would ask every window to close
     live.start(std::move(visit));
     const int status = QCoreApplication::exec();
     watch.busy(); // saving at the end may hang as well

@@ -162,8 +162,6 @@ TEST_F(DesktopWindowsTest, QuestionsAreAboutTheDownloadTheyAreAskedFor) {
 }
 
 TEST_F(DesktopWindowsTest, QuitsAtOnceOnlyWhenNothingRuns) {
-    bool ended = false;
-    QObject::connect(qApp, &QCoreApplication::aboutToQuit, &bench.feed, [&] { ended = true; });
     windows.quit();
     EXPECT_THAT(window("quit")["texts"], Contains("One download is running."));
     QTest::keyClick(widget("quit"), Qt::Key_Escape);

@@ -63,6 +63,11 @@ Dialog& asking(std::vector<QPointer<QWidget>>& windows, WindowContext& context, 
     return standing<Dialog>(windows, make);
 }
 
+/// Windows aren't closed one by one, as `quit` does it: a closed window means something else here.
+void end() {
+    QCoreApplication::exit();
+}
+
 std::string running(int count) {
     return count == 1 ? "One download is running." : std::to_string(count) + " downloads are running.";
 }
@@ -217,8 +222,7 @@ void DesktopWindows::quit() {
     const auto running = std::ranges::count_if(
         downloads, [](const Download* download) { return download->record.state.isActive(); });
     if (running == 0) {
-        QCoreApplication::quit();
-        return;
+        return end();
     }
     askBeforeQuitting(static_cast<int>(running));
 }
@@ -233,7 +237,7 @@ void DesktopWindows::askBeforeQuitting(int count) {
             "They carry on from the last bytes saved when you open Fluvane again.");
         auto* yes = quitQuestion_->addButton("&Quit", QMessageBox::AcceptRole);
         quitQuestion_->setDefaultButton(yes);
-        QObject::connect(yes, &QPushButton::clicked, yes, [] { QCoreApplication::quit(); });
+        QObject::connect(yes, &QPushButton::clicked, yes, [] { end(); });
     }
     quitQuestion_->setText(QString::fromStdString(running(count)));
     present(*quitQuestion_);
