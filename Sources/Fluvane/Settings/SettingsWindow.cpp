@@ -56,7 +56,10 @@ SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Rep
     showPane("general");
 }
 
-SettingsWindow::~SettingsWindow() = default;
+/// What works with the settings goes before them.
+SettingsWindow::~SettingsWindow() {
+    delete panes_;
+}
 
 void SettingsWindow::build() {
     sidebar_->setObjectName("panes");
