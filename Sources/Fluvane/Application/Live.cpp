@@ -166,6 +166,7 @@ void Live::tellOfUpdate(const tessivar::Updates::Result& result) {
 
 void Live::start(Visit visit) {
     const bool welcomes = windows_ && !settings_.value().hasCompletedOnboarding;
+    const bool isQuiet = visit.kind == Visit::Kind::none;
     const bool wantsSomething = visit.kind == Visit::Kind::open || visit.kind == Visit::Kind::act;
     if (wantsSomething || (visit.kind == Visit::Kind::activate && windows_ && !welcomes)) {
         visits_.push_back(std::move(visit));
@@ -186,7 +187,7 @@ void Live::start(Visit visit) {
         windows_->start();
     }
     if (welcomes) {
-        windows_->showWelcome();
+        isQuiet ? windows_->showWelcomeInBackground() : windows_->showWelcome();
     }
 }
 

@@ -187,6 +187,13 @@ void DesktopWindows::showWelcome() {
     present(standing<WelcomeWindow>(passing_, [&] { return new WelcomeWindow(context_, autostart_); }));
 }
 
+void DesktopWindows::showWelcomeInBackground() {
+    auto& window = standing<WelcomeWindow>(passing_, [&] { return new WelcomeWindow(context_, autostart_); });
+    window.setAttribute(Qt::WA_ShowWithoutActivating);
+    window.show();
+    window.setAttribute(Qt::WA_ShowWithoutActivating, false);
+}
+
 void DesktopWindows::showWhatsNew() {
     showWhatsNew(reports_.whatsNew());
 }

@@ -59,6 +59,8 @@ public:
     void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override;
     void showSettings(std::string_view pane) override;
     void showWelcome() override;
+    /// Behind what the user is at: a program started this one, for a person who doesn't know it yet.
+    void showWelcomeInBackground();
     void showWhatsNew() override;
     void showCrashNote() override;
     void showWhatsNew(const std::string& text);
