@@ -70,6 +70,15 @@ class Desk:
         self.bus = dbus.bus.BusConnection(self.address)
         self.things.callback(self.bus.close)
 
+    def start_display(self, size):
+        """An X server of its own; what is started afterwards is on it."""
+        read, write = os.pipe()
+        self.start("Xvfb", "-displayfd", write, "-nolisten", "tcp", "-screen", "0", f"{size}x24",
+                   pass_fds=[write], stderr=subprocess.DEVNULL)
+        os.close(write)
+        with os.fdopen(read) as number:
+            self.environment["DISPLAY"] = ":" + number.readline().strip()
+
     def owner(self, name):
         return str(self.bus.get_name_owner(name)) if self.bus.name_has_owner(name) else ""
 

@@ -6,7 +6,6 @@ import re
 import shlex
 import shutil
 import signal
-import subprocess
 import time
 import unittest
 
@@ -255,12 +254,7 @@ def path_of(location):
 @unittest.skipUnless(shutil.which("dunst") and shutil.which("Xvfb"), "needs dunst and Xvfb")
 class RealServer(DeskTest):
     def start_dunst(self, markup):
-        read, write = os.pipe()
-        self.desk.start("Xvfb", "-displayfd", write, "-nolisten", "tcp", "-screen", "0", "640x480x24",
-                        pass_fds=[write], stderr=subprocess.DEVNULL)
-        os.close(write)
-        with os.fdopen(read) as number:
-            self.desk.environment["DISPLAY"] = ":" + number.readline().strip()
+        self.desk.start_display("640x480")
         configuration = self.desk.folder / "dunstrc"
         configuration.write_text(f"[global]\nmarkup = {markup}\n")
         self.desk.start_service(NOTIFICATIONS, "dunst", "-conf", configuration)

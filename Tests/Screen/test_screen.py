@@ -53,12 +53,7 @@ class Screen(EndToEnd):
         self.addCleanup(self._stop_application)  # before its display ends
 
     def start_display(self):
-        read, write = os.pipe()
-        self.desk.start("Xvfb", "-displayfd", write, "-nolisten", "tcp", "-screen", "0", "1280x800x24",
-                        pass_fds=[write], stderr=subprocess.DEVNULL)
-        os.close(write)
-        with os.fdopen(read) as number:
-            self.desk.environment["DISPLAY"] = ":" + number.readline().strip()
+        self.desk.start_display("1280x800")
         self.desk.environment["HOME"] = str(self.folder)
         self.desk.start("openbox", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 

@@ -19,13 +19,8 @@ namespace {
 
 constexpr int widestText = 320;
 
-/// Kept below "~" where it is in the home, so that settings may move to another machine.
 std::string folderSetting(const QString& chosen) {
-    const std::string path = DataFolders::absolutePath(QFile::encodeName(chosen).toStdString());
-    const std::string home = DataFolders::home();
-    const bool inHome =
-        home != "/" && path.starts_with(home) && (path.size() == home.size() || path[home.size()] == '/');
-    return inHome ? "~" + path.substr(home.size()) : path;
+    return belowHome(DataFolders::absolutePath(QFile::encodeName(chosen).toStdString()));
 }
 
 } // namespace

@@ -5,12 +5,15 @@
 
 namespace fluvane {
 
-std::string folderText(const URL& folder) {
-    const std::string path = folder.path();
+std::string belowHome(const std::string& path) {
     const std::string home = DataFolders::home();
     const bool inHome =
-        !home.empty() && path.starts_with(home) && (path.size() == home.size() || path[home.size()] == '/');
-    return Words::oneLine(inHome ? "~" + path.substr(home.size()) : path);
+        home.size() > 1 && path.starts_with(home) && (path.size() == home.size() || path[home.size()] == '/');
+    return inHome ? "~" + path.substr(home.size()) : path;
+}
+
+std::string folderText(const URL& folder) {
+    return Words::oneLine(belowHome(folder.path()));
 }
 
 } // namespace fluvane

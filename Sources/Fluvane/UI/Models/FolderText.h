@@ -6,6 +6,8 @@
 
 namespace fluvane {
 
+/// A path that begins with "~" where it is in the home, so that a setting may move to another machine.
+[[nodiscard]] std::string belowHome(const std::string& path);
 /// A folder as a person knows it: "~/Downloads" in the home, the whole path elsewhere. In one line.
 [[nodiscard]] std::string folderText(const URL& folder);
 

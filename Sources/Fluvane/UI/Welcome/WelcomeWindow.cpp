@@ -228,7 +228,7 @@ void WelcomeWindow::chooseFolder() {
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
-        change([&](Config& config) { config.folder = path.toStdString(); });
+        change([&](Config& config) { config.folder = belowHome(QFile::encodeName(path).toStdString()); });
     });
     dialog->open();
 }
