@@ -91,8 +91,12 @@ DesktopWindows::~DesktopWindows() {
 
 void DesktopWindows::start() {
     QApplication::setWindowIcon(QIcon(":/welcome/org.fluvane.Fluvane.svg"));
-    started_ = true;
-    session_.whenConnected([this](const QDBusConnection& bus) { colorScheme_->follow(bus); });
+    // The bus outlives the windows, and calls for as long as it is there.
+    session_.whenConnected([scheme = QPointer(colorScheme_.get())](const QDBusConnection& bus) {
+        if (scheme) {
+            scheme->follow(bus);
+        }
+    });
     tray_ = std::make_unique<StatusMenu>(context_, session_);
     // From now on, so that details that are opened later show what went before.
     (void)SpeedHistory::of(context_.manager, feed_);
