@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <limits>
 #include <map>
 #include <numeric>
 
@@ -18,6 +19,7 @@ using Wait = DownloadState::Wait;
 using Kind = TrayStatus::Kind;
 
 constexpr std::int64_t mb = 1'000'000;
+constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
 
 /// A list of downloads that nothing runs.
 class List {
@@ -83,6 +85,12 @@ TEST(TrayStatusTest, TellsTheListAtAGlance) {
          Kind::running, 0.46, "2 downloads, 12 MB/s, about 3 minutes left"},
         {"of unknown size", [](List& list) { list.add(State::Downloading{}, {}, 5 * mb, 1e6); },
          Kind::running, std::nullopt, "1 download, 1 MB/s"},
+        {"of sizes that no sum holds",
+         [](List& list) {
+             list.add(State::Downloading{}, most, 0, 1e6);
+             list.add(State::Downloading{}, most, most, 1e6);
+         },
+         Kind::running, 0.5, "2 downloads, 2 MB/s, more than a year left"},
         {"starting", [](List& list) { list.add(State::Starting{}); }, Kind::running, {}, "1 download"},
         {"checking", [](List& list) { list.add(State::Verifying{}, 10, 10); }, Kind::running, 1,
          "1 download"},

@@ -1,5 +1,6 @@
 #include "Fluvane/UI/Models/TrayMenu.h"
 
+#include "Fluvane/UI/Models/TrayStatus.h"
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
@@ -9,11 +10,6 @@ namespace fluvane {
 namespace {
 
 using State = DownloadState;
-
-bool runs(const DownloadState& state) {
-    return state.is<State::Starting>() || state.is<State::Downloading>() || state.is<State::Verifying>() ||
-           state.is<State::Finishing>();
-}
 
 std::string flowOf(const Download& download) {
     const auto done = download.liveBytes();

@@ -24,22 +24,17 @@ std::string counted(std::size_t count, std::string_view one, std::string_view mo
     return fmt::format("{} {}", counted(count), count == 1 ? one : more);
 }
 
-bool runs(const Download& download) {
-    const auto& state = download.record.state;
-    return state.is<State::Starting>() || state.is<State::Downloading>() || state.is<State::Verifying>() ||
-           state.is<State::Finishing>();
-}
-
 template <class Test>
 std::size_t countIf(const Downloads& downloads, const Test& test) {
     return static_cast<std::size_t>(
         std::ranges::count_if(downloads, [&](const Download* download) { return test(*download); }));
 }
 
-/// What the running downloads come to.
+/// What the running downloads come to. Bytes as floating-point numbers: servers may claim any size, and no
+/// sum of them overflows.
 struct Sum {
-    std::int64_t done = 0;
-    std::int64_t size = 0;
+    double done = 0;
+    double size = 0;
     double speed = 0;
     bool canTellTime = true;
 
@@ -49,13 +44,13 @@ struct Sum {
             canTellTime = false;
             return;
         }
-        size += *download.record.size;
-        done += std::min(download.liveBytes(), *download.record.size);
+        size += static_cast<double>(*download.record.size);
+        done += static_cast<double>(std::min(download.liveBytes(), *download.record.size));
         canTellTime =
             canTellTime && (download.secondsLeft || !download.record.state.is<State::Downloading>());
     }
     [[nodiscard]] std::optional<double> progress() const {
-        return size > 0 ? std::optional(static_cast<double>(done) / static_cast<double>(size)) : std::nullopt;
+        return size > 0 ? std::optional(done / size) : std::nullopt;
     }
 };
 
@@ -64,7 +59,7 @@ std::string runningText(std::size_t count, const Sum& sum) {
     if (sum.speed >= 1) {
         text += ", " + Words::speed(sum.speed);
         if (sum.canTellTime && sum.done < sum.size) {
-            text += ", " + Words::timeLeft(static_cast<double>(sum.size - sum.done) / sum.speed);
+            text += ", " + Words::timeLeft((sum.size - sum.done) / sum.speed);
         }
     }
     return text;
@@ -112,7 +107,7 @@ TrayStatus calmStatus(const Downloads& downloads) {
     Sum sum;
     std::size_t running = 0;
     for (const Download* download : downloads) {
-        if (runs(*download)) {
+        if (runs(download->record.state)) {
             ++running;
             sum.add(*download);
         }
@@ -132,6 +127,10 @@ TrayStatus calmStatus(const Downloads& downloads) {
 }
 
 } // namespace
+
+bool runs(const DownloadState& state) {
+    return state.isActive() && !state.isWaiting(State::Wait::retrying);
+}
 
 TrayStatus trayStatus(const Downloads& downloads, const Downloads& problems) {
     auto status = calmStatus(downloads);
