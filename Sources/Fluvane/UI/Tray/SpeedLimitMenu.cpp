@@ -36,6 +36,10 @@ SpeedLimitMenu::SpeedLimitMenu(WindowContext& context, std::function<void(const 
     update();
 }
 
+SpeedLimitMenu::~SpeedLimitMenu() {
+    delete window_.data();
+}
+
 QAction* SpeedLimitMenu::addChoice(const QString& text, std::optional<std::int64_t> limit) {
     auto* const action = addAction(text);
     action->setCheckable(true);
@@ -66,6 +70,7 @@ void SpeedLimitMenu::set(std::optional<std::int64_t> limit) {
     try {
         auto config = context_.settings.config();
         config.speedLimit = limit;
+        config.clamp();
         context_.settings.update(config);
     } catch (const std::exception& error) {
         failed_(QString::fromStdString(error.what()));
@@ -75,13 +80,14 @@ void SpeedLimitMenu::set(std::optional<std::int64_t> limit) {
 
 void SpeedLimitMenu::askForOther() {
     update(); // choosing it has checked it, though nothing is decided yet
-    auto* const window = new SpeedLimitWindow(context_.manager.config().speedLimit);
-    window->setAttribute(Qt::WA_DeleteOnClose);
-    connect(window, &SpeedLimitWindow::chosen, this, [this](qint64 limit) { set(limit); });
-    connect(this, &QObject::destroyed, window, &QObject::deleteLater);
-    window->show();
-    window->raise();
-    window->activateWindow();
+    if (!window_) {
+        window_ = new SpeedLimitWindow(context_.manager.config().speedLimit);
+        window_->setAttribute(Qt::WA_DeleteOnClose);
+        connect(window_, &SpeedLimitWindow::chosen, this, [this](qint64 limit) { set(limit); });
+    }
+    window_->show();
+    window_->raise();
+    window_->activateWindow();
 }
 
 } // namespace fluvane

@@ -4,12 +4,15 @@
 
 #include <QActionGroup>
 #include <QMenu>
+#include <QPointer>
 
 #include <cstdint>
 #include <functional>
 #include <optional>
 
 namespace fluvane {
+
+class SpeedLimitWindow;
 
 /// The speed limit to choose: the usual ones, another, none.
 class SpeedLimitMenu : public QMenu {
@@ -18,6 +21,7 @@ class SpeedLimitMenu : public QMenu {
 public:
     /// `failed` is called with a sentence for the user.
     SpeedLimitMenu(WindowContext& context, std::function<void(const QString&)> failed);
+    ~SpeedLimitMenu() override;
 
     /// Checks the limit that is in force.
     void update();
@@ -31,6 +35,7 @@ private:
     std::function<void(const QString&)> failed_;
     QActionGroup choices_;
     QAction* other_;
+    QPointer<SpeedLimitWindow> window_; ///< Asks for another.
 };
 
 } // namespace fluvane

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-class QDoubleSpinBox;
+class QLineEdit;
 
 namespace fluvane {
 
@@ -21,7 +21,9 @@ public:
     Q_SIGNAL void chosen(qint64 limit);
 
 private:
-    QDoubleSpinBox* speed_;
+    [[nodiscard]] std::optional<std::int64_t> typed() const;
+
+    QLineEdit* speed_;
 };
 
 } // namespace fluvane

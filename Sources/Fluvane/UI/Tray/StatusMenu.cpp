@@ -12,6 +12,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QPointer>
 #include <QSystemTrayIcon>
 #include <QTimer>
 
@@ -33,6 +34,9 @@ constexpr int longestLook = 20'000; ///< Milliseconds.
 class StatusMenu::Parts : public QObject {
 public:
     Parts(StatusMenu& owner, WindowContext& context, Bus& session);
+    ~Parts() override { delete message_.data(); }
+    Parts(const Parts&) = delete;
+    Parts& operator=(const Parts&) = delete;
 
     void update();
     void followHost();
@@ -70,6 +74,7 @@ private:
     std::optional<std::int64_t> firstProblem_;
     TrayStatus status_;
     TrayStatus drawn_;
+    QPointer<QMessageBox> message_;
     tessivar::Subscription settings_;
 };
 
@@ -229,15 +234,17 @@ void StatusMenu::Parts::pasteLinks() {
 }
 
 void StatusMenu::Parts::tell(const QString& sentence) {
-    auto* const box = new QMessageBox(QMessageBox::Information, "Fluvane", sentence, QMessageBox::Ok);
-    box->setObjectName("tray-message");
-    box->setTextFormat(Qt::PlainText);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setModal(false);
-    connect(this, &QObject::destroyed, box, &QObject::deleteLater);
-    box->show();
-    box->raise();
-    box->activateWindow();
+    if (!message_) {
+        message_ = new QMessageBox(QMessageBox::Information, "Fluvane", "", QMessageBox::Ok);
+        message_->setObjectName("tray-message");
+        message_->setTextFormat(Qt::PlainText);
+        message_->setAttribute(Qt::WA_DeleteOnClose);
+        message_->setModal(false);
+    }
+    message_->setText(sentence);
+    message_->show();
+    message_->raise();
+    message_->activateWindow();
 }
 
 StatusMenu::StatusMenu(WindowContext& context, Bus& session)
