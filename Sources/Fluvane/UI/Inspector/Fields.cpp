@@ -1,5 +1,7 @@
 #include "Fluvane/UI/Inspector/Fields.h"
 
+#include "Fluvane/UI/Models/ToolTip.h"
+
 #include <QFontMetrics>
 #include <QHelpEvent>
 #include <QPainter>
@@ -30,10 +32,6 @@ QString breakable(const QString& text) {
 }
 
 } // namespace
-
-QString plainToolTip(const QString& text) {
-    return text.isEmpty() ? text : "<span>" + text.toHtmlEscaped() + "</span>";
-}
 
 ValueField::ValueField(QWidget* parent) : QLineEdit(parent) {
     setReadOnly(true);

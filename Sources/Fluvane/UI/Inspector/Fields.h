@@ -37,9 +37,6 @@ protected:
     bool event(QEvent* event) override;
 };
 
-/// The text as it is, though Qt takes a tool tip with marks in it for a page.
-[[nodiscard]] QString plainToolTip(const QString& text);
-
 /// Sets a label's text when it is another one. Words too long for a narrow place may break anywhere.
 void setWords(QLabel& label, const QString& text);
 

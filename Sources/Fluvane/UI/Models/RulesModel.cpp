@@ -1,6 +1,7 @@
 #include "Fluvane/UI/Models/RulesModel.h"
 
 #include "Fluvane/UI/Models/FolderText.h"
+#include "Fluvane/UI/Models/ToolTip.h"
 #include "FluvaneCore/RuleWords.h"
 #include "FluvaneCore/Words.h"
 
@@ -74,8 +75,9 @@ QVariant RulesModel::data(const QModelIndex& index, int role) const {
     case IconRole:
         return iconOf(rule);
     case Qt::AccessibleTextRole:
+        return condition(rule) + ": " + effect;
     case Qt::ToolTipRole:
-        return QStringLiteral("%1: %2").arg(condition(rule), effect);
+        return plainToolTip(condition(rule) + ": " + effect);
     default:
         return {};
     }

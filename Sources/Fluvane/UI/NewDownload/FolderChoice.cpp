@@ -1,11 +1,13 @@
 #include "Fluvane/UI/NewDownload/FolderChoice.h"
 
 #include "Fluvane/UI/Models/FolderText.h"
+#include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Icons.h"
 
 #include <QFile>
 #include <QFileDialog>
 #include <QSignalBlocker>
+#include <QWheelEvent>
 
 #include <algorithm>
 
@@ -48,13 +50,18 @@ void FolderChoice::fill() {
     for (const URL& folder : recent_) {
         const QString text = QString::fromStdString(folderText(folder));
         addItem(tessivar::icon("folder"), text);
-        setItemData(count() - 1, text.toHtmlEscaped(), Qt::ToolTipRole);
+        setItemData(count() - 1, plainToolTip(text), Qt::ToolTipRole);
     }
     insertSeparator(count());
     addItem("Choose Folder…");
     const auto at = folder_ ? std::ranges::find(recent_, *folder_) : recent_.end();
     setCurrentIndex(at == recent_.end() ? 0 : static_cast<int>(at - recent_.begin()) + 1);
-    setToolTip(folder_ ? currentText().toHtmlEscaped() : QString());
+    setToolTip(folder_ ? plainToolTip(currentText()) : QString());
+}
+
+/// Passing over it by chance changes nothing, and opens no dialog.
+void FolderChoice::wheelEvent(QWheelEvent* event) {
+    event->ignore();
 }
 
 void FolderChoice::choose(int index) {

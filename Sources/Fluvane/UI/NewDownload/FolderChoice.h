@@ -29,6 +29,9 @@ public:
     Q_SIGNAL void folderChosen();
     Q_SIGNAL void browseWanted();
 
+protected:
+    void wheelEvent(QWheelEvent* event) override;
+
 private:
     void fill();
     void choose(int index);

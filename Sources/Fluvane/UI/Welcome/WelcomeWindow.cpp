@@ -1,6 +1,7 @@
 #include "Fluvane/UI/Welcome/WelcomeWindow.h"
 
 #include "Fluvane/UI/Models/FolderText.h"
+#include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
@@ -20,7 +21,7 @@
 #include <QVBoxLayout>
 
 #include <array>
-#include <stdexcept>
+#include <exception>
 
 namespace fluvane {
 
@@ -209,7 +210,7 @@ void WelcomeWindow::showSettings(const Config& config) {
     const QString folder = QString::fromStdString(folderText(context_.manager.folder(config.folder)));
     folder_->setText(folder);
     folder_->setCursorPosition(0);
-    folder_->setToolTip(folder.toHtmlEscaped());
+    folder_->setToolTip(plainToolTip(folder));
     waitOnHotspots_->setChecked(config.waitOnHotspots);
 }
 
@@ -237,7 +238,7 @@ void WelcomeWindow::setAutostart(bool on) {
     try {
         autostart_.set(on);
         showProblem({});
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
         showProblem(error.what());
     }
     openAtLogin_->setChecked(autostart_.isOn());
@@ -249,7 +250,7 @@ void WelcomeWindow::change(const std::function<void(Config&)>& edit) {
     try {
         context_.settings.update(config);
         showProblem({});
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
         showProblem(error.what());
     }
     showSettings(context_.settings.config());
