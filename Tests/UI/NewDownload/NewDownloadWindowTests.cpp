@@ -141,6 +141,20 @@ TEST_F(NewDownload, forgetsClipboardLinksThatWereOnlyLookedAt) {
     EXPECT_EQ(text(), "");
 }
 
+TEST_F(NewDownload, keepsClipboardLinksThatSomethingWasChosenFor) {
+    copy("http://a.example/a");
+    window.offerClipboard();
+    ASSERT_TRUE(shows("a"));
+    find<FolderChoice>("folder").setFolder(URL::folder("/elsewhere"));
+    press(Qt::Key_Escape);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    ASSERT_TRUE(shows("a"));
+    press(Qt::Key_Return, Qt::ControlModifier);
+    ASSERT_EQ(downloads(), 1U);
+    EXPECT_EQ(bench.engine.record(1).folder, URL::folder("/elsewhere")) << "What the window shows counts.";
+}
+
 TEST_F(NewDownload, takesTheLinksOfDroppedFilesAndPastedPages) {
     writeFile(folder / "list.txt", "http://a.example/1 http://a.example/2");
     QMimeData file;

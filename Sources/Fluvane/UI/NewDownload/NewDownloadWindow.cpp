@@ -112,9 +112,8 @@ void NewDownloadWindow::offerClipboard() {
 
 void NewDownloadWindow::clipboardFound(const std::vector<URL>& links) {
     const bool isEmpty = text_->document()->isEmpty();
-    const bool isNews =
-        links != offered_ && !std::ranges::all_of(links, [this](const URL& link) { return isListed(link); });
-    if (std::exchange(mayPrefill_, false) && isEmpty && isNews && !links.empty()) {
+    const bool mayPrefill = std::exchange(mayPrefill_, false);
+    if (mayPrefill && isEmpty && !links.empty() && links != offered_ && !areListed(links)) {
         offered_ = links;
         prefilled_ = withShortLines(joined(links));
         text_->setPlainText(prefilled_);
@@ -126,9 +125,13 @@ void NewDownloadWindow::clipboardFound(const std::vector<URL>& links) {
     }
 }
 
-bool NewDownloadWindow::isListed(const URL& link) const {
-    return std::ranges::any_of(context_.manager.downloads(),
-                               [&](const Download* download) { return download->record.url == link; });
+bool NewDownloadWindow::areListed(const std::vector<URL>& links) const {
+    std::unordered_set<std::string_view> listed;
+    for (const Download* const download : context_.manager.downloads()) {
+        listed.insert(download->record.url.absoluteString());
+    }
+    return std::ranges::all_of(links,
+                               [&](const URL& link) { return listed.contains(link.absoluteString()); });
 }
 
 std::vector<URL> NewDownloadWindow::notTyped(const std::vector<URL>& links) const {
@@ -142,9 +145,10 @@ std::vector<URL> NewDownloadWindow::notTyped(const std::vector<URL>& links) cons
     return others;
 }
 
-/// What only came from the clipboard is no work of the user's that could be lost.
+/// What only came from the clipboard is no work of the user's that could be lost; what was chosen for it is.
 void NewDownloadWindow::dropUntouched() {
-    if (!prefilled_.isEmpty() && text_->toPlainText() == prefilled_) {
+    const bool chosen = folder_->folder() || !checksum_->text().isEmpty() || !referrer_->text().isEmpty();
+    if (!chosen && !prefilled_.isEmpty() && text_->toPlainText() == prefilled_) {
         text_->clear();
         draft_.clear();
     }

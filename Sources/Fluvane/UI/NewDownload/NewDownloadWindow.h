@@ -60,7 +60,7 @@ private:
     void addCommands();
 
     void clipboardFound(const std::vector<URL>& links);
-    [[nodiscard]] bool isListed(const URL& link) const;
+    [[nodiscard]] bool areListed(const std::vector<URL>& links) const;
     [[nodiscard]] std::vector<URL> notTyped(const std::vector<URL>& links) const;
     void dropUntouched();
     void showRows();
