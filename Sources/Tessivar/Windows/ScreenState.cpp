@@ -81,14 +81,15 @@ Json describeControl(QWidget& widget) {
     return json;
 }
 
+/// Where a screen reader is given a text, that says the whole row.
 std::string rowText(const QAbstractItemModel& model, int row, const QModelIndex& root) {
+    const QString spoken = model.index(row, 0, root).data(Qt::AccessibleTextRole).toString();
+    if (!spoken.isEmpty()) {
+        return spoken.toStdString();
+    }
     std::string text;
     for (int column = 0; column < model.columnCount(root); ++column) {
-        const QModelIndex index = model.index(row, column, root);
-        QString cell = index.data(Qt::AccessibleTextRole).toString();
-        if (cell.isEmpty()) {
-            cell = index.data(Qt::DisplayRole).toString();
-        }
+        const QString cell = model.index(row, column, root).data().toString();
         text += (text.empty() || cell.isEmpty() ? "" : ", ") + cell.toStdString();
     }
     return text;
@@ -130,11 +131,16 @@ bool isPart(const QWidget& widget) {
            qobject_cast<const QLineEdit*>(parent) || widget.inherits("QScrollBar");
 }
 
+/// Only a label of something else has a mnemonic; a place where a word may break is not seen.
 std::string plain(const QLabel& label) {
+    constexpr QChar mayBreak(0x200B);
+    const QString text = QString(label.text()).remove(mayBreak);
     const bool rich = label.textFormat() == Qt::RichText ||
-                      (label.textFormat() == Qt::AutoText && Qt::mightBeRichText(label.text()));
-    return rich ? QTextDocumentFragment::fromHtml(label.text()).toPlainText().toStdString()
-                : withoutMnemonic(label.text());
+                      (label.textFormat() == Qt::AutoText && Qt::mightBeRichText(text));
+    if (rich) {
+        return QTextDocumentFragment::fromHtml(text).toPlainText().toStdString();
+    }
+    return label.buddy() ? withoutMnemonic(text) : text.toStdString();
 }
 
 /// A widget that draws itself says in its accessible texts what it shows.

@@ -1,5 +1,6 @@
 #include "Tessivar/Windows/CrashNoteWindow.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/ScreenState.h"
 #include "Tessivar/Windows/WhatsNewWindow.h"
 
 #include "Support/TemporaryFolder.h"
@@ -14,10 +15,13 @@
 #include <QLabel>
 #include <QPalette>
 #include <QPlainTextEdit>
+#include <QStandardItemModel>
 #include <QTest>
 #include <QTextBrowser>
+#include <QTreeView>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <memory>
 
@@ -77,6 +81,24 @@ TEST(IconsTest, TakeTheColoursOfTheMoment) {
     }
     QApplication::setPalette(QPalette());
     EXPECT_EQ(pause.pixmap(QSize(16, 16), 2).size(), QSize(32, 32));
+}
+
+TEST(ScreenStateTest, TellsNamesAsTheyAreAndRowsOnce) {
+    QWidget window;
+    QTreeView list(&window);
+    QStandardItemModel model(1, 2);
+    for (const int column : {0, 1}) {
+        model.setData(model.index(0, column), column == 0 ? "1" : "50 MB");
+        model.setData(model.index(0, column), "Connection 1, 50 MB", Qt::AccessibleTextRole);
+    }
+    list.setModel(&model);
+    QLabel file("R&D \u200Bplan && more", &window);
+    QLabel label("&Folder:", &window);
+    label.setBuddy(&list);
+    window.show();
+    const auto told = ScreenState::windows().at(0);
+    EXPECT_EQ(told["texts"].dump(), R"(["R&D plan && more","Folder:"])");
+    EXPECT_EQ(told["lists"][0]["rows"][0]["text"], "Connection 1, 50 MB");
 }
 
 TEST(WhatsNewWindowTest, ShowsReleasesAsTheyAreWritten) {
