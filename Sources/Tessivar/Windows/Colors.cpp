@@ -21,13 +21,13 @@ double luminance(const QColor& color) {
     return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
 }
 
-QColor between(const QColor& from, const QColor& to, double share) {
+} // namespace
+
+QColor blend(const QColor& from, const QColor& to, double share) {
     const auto mix = [share](float a, float b) { return a + (b - a) * static_cast<float>(share); };
     return QColor::fromRgbF(mix(from.redF(), to.redF()), mix(from.greenF(), to.greenF()),
                             mix(from.blueF(), to.blueF()));
 }
-
-} // namespace
 
 double contrast(const QColor& one, const QColor& other) {
     const auto [darker, lighter] = std::minmax({luminance(one), luminance(other)});
@@ -39,7 +39,7 @@ QColor quietText(const QPalette& palette) {
     const QColor window = palette.color(QPalette::Active, QPalette::Window);
     const QColor base = palette.color(QPalette::Active, QPalette::Base);
     for (int step = 14; step > 0; --step) {
-        const QColor quieter = between(text, window, step / static_cast<double>(steps));
+        const QColor quieter = blend(text, window, step / static_cast<double>(steps));
         if (contrast(quieter, window) >= enough && contrast(quieter, base) >= enough) {
             return quieter;
         }
@@ -50,7 +50,7 @@ QColor quietText(const QPalette& palette) {
 QColor readable(const QColor& color, const QColor& ground, double ratio) {
     const QColor end = luminance(ground) > 0.18 ? QColor(Qt::black) : QColor(Qt::white);
     for (int step = 0; step < steps; ++step) {
-        const QColor shade = between(color, end, step / static_cast<double>(steps));
+        const QColor shade = blend(color, end, step / static_cast<double>(steps));
         if (contrast(shade, ground) >= ratio) {
             return shade;
         }

@@ -8,6 +8,8 @@ namespace tessivar {
 
 /// The ratio by which one colour stands out from the other, 1 to 21.
 [[nodiscard]] double contrast(const QColor& one, const QColor& other);
+/// The colour `share` of the way from the one to the other, 0 to 1.
+[[nodiscard]] QColor blend(const QColor& from, const QColor& to, double share);
 /// Text of less weight than the palette's own, on its windows and in its lists: at least 4.5:1 on both.
 [[nodiscard]] QColor quietText(const QPalette& palette);
 /// The nearest shade of the colour that stands out from the ground by the ratio, darker or lighter as the

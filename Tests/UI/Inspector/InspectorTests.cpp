@@ -176,6 +176,7 @@ TEST(Inspector, followsARunningDownloadPieceByPiece) {
     QTest::keyClick(map, Qt::Key_End);
     const auto last = shown.text("piece-words");
     EXPECT_THAT(last, testing::EndsWith("waiting for a connection"));
+    EXPECT_EQ(map->accessibleName().toStdString(), last) << "read out";
     QTest::keyClick(map, Qt::Key_Left);
     EXPECT_NE(shown.text("piece-words"), last);
 

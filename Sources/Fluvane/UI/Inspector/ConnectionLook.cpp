@@ -11,6 +11,8 @@
 
 namespace fluvane::ConnectionLook {
 
+using tessivar::blend;
+
 namespace {
 
 /// A set known to stay apart for every kind of colour blindness.
@@ -25,11 +27,6 @@ std::size_t index(int number) {
 
 Pattern pattern(int number) {
     return static_cast<Pattern>(index(number) % patterns);
-}
-
-QColor blend(const QColor& a, const QColor& b, double share) {
-    const auto mix = [share](int from, int to) { return static_cast<int>(from + (to - from) * share); };
-    return {mix(a.red(), b.red()), mix(a.green(), b.green()), mix(a.blue(), b.blue())};
 }
 
 /// Stripes that lean by `lean` widths of the area's height, anchored to the painter's origin.

@@ -16,15 +16,13 @@
 
 namespace fluvane {
 
+using tessivar::blend;
+
 namespace {
 
 constexpr int barHeight = 26;
 constexpr double badgeSide = 14;
-
-QColor blend(const QColor& a, const QColor& b, double share) {
-    const auto mix = [share](float from, float to) { return from + (to - from) * static_cast<float>(share); };
-    return QColor::fromRgbF(mix(a.redF(), b.redF()), mix(a.greenF(), b.greenF()), mix(a.blueF(), b.blueF()));
-}
+constexpr auto spokenName = "Pieces of the file";
 
 /// Where nothing is yet, and what is there since before.
 QColor trackColor(const QPalette& palette) {
@@ -55,7 +53,7 @@ void spread(std::vector<double>& lefts, double distance, double width) {
 
 PiecesMap::PiecesMap(QWidget* parent) : Graphic(parent) {
     setObjectName("pieces-map");
-    setAccessibleName("Pieces of the file");
+    setAccessibleName(spokenName);
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
@@ -166,6 +164,8 @@ void PiecesMap::choose(std::optional<std::size_t> piece) {
         chosen_ = piece;
         update();
         tell();
+        // So that a screen reader says the piece as the keys reach it, though not each byte that it gets.
+        setAccessibleName(hasFocus() && chosen_ ? told_ : spokenName);
     }
 }
 
