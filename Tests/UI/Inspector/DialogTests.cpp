@@ -1,5 +1,6 @@
 #include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
+#include "Fluvane/UI/Models/DroppedData.h"
 #include "Support/Windows/WindowBench.h"
 
 #include <QClipboard>
@@ -90,7 +91,9 @@ TEST(ChangeLinkDialog, offersTheLinkOnTheClipboardUnlessItIsTheOldOne) {
     EXPECT_EQ(asked.field().selectedText(), asked.field().text());
     QGuiApplication::clipboard()->setText("http://a.example/1 ");
     Asked<ChangeLinkDialog> again(1);
-    QApplication::processEvents();
+    bool isRead = false; // here, and before that by the dialog
+    findLinks(*QGuiApplication::clipboard()->mimeData(), again.dialog, [&](const auto&) { isRead = true; });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return isRead; }));
     EXPECT_EQ(again.field().text(), "");
     QGuiApplication::clipboard()->clear();
 }

@@ -1,4 +1,5 @@
 #include "Tessivar/Windows/ColorScheme.h"
+#include "Tessivar/Windows/Colors.h"
 
 #include "FluvaneServices/DesktopFixture.h"
 
@@ -6,8 +7,8 @@
 #include <QDBusVariant>
 #include <QStyleFactory>
 
-#include <algorithm>
-#include <cmath>
+#include <utility>
+#include <vector>
 
 namespace fluvane {
 
@@ -41,21 +42,10 @@ private:
 namespace {
 
 using tessivar::ColorScheme;
+using tessivar::contrast;
 
 bool isDark() {
     return QApplication::palette().color(QPalette::Window).lightness() < 128;
-}
-
-double luminance(const QColor& color) {
-    const auto linear = [](double part) {
-        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
-}
-
-double contrast(const QColor& one, const QColor& other) {
-    const auto [darker, lighter] = std::minmax(luminance(one), luminance(other));
-    return (lighter + 0.05) / (darker + 0.05);
 }
 
 class ColorSchemeTest : public DesktopTest {
@@ -84,6 +74,8 @@ TEST_F(ColorSchemeTest, TextStandsOut) {
         {Role::LinkVisited, Role::Window},
         {Role::ToolTipText, Role::ToolTipBase},
     };
+    EXPECT_NEAR(contrast(Qt::black, Qt::white), 21, 0.01);
+    EXPECT_NEAR(contrast(QColor(0x76, 0x76, 0x76), Qt::white), 4.54, 0.01);
     for (const auto& palette : {ColorScheme::light(), ColorScheme::dark()}) {
         for (const auto& [text, ground] : pairs) {
             EXPECT_GE(contrast(palette.color(text), palette.color(ground)), 4.5) << text << " on " << ground;
