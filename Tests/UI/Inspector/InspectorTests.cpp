@@ -1,3 +1,4 @@
+#include "Fluvane/UI/Inspector/DetailRows.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
 #include "Fluvane/UI/Inspector/PiecesMap.h"
 #include "Support/Rows.h"
@@ -7,9 +8,12 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QTest>
 
 #include <gmock/gmock.h>
+
+#include <random>
 
 namespace fluvane::support {
 
@@ -139,6 +143,55 @@ TEST(Inspector, saysWhatIsKnownOfADownloadAtRest) {
         shown.inspector->showDownloads({row.id});
         QApplication::processEvents();
         EXPECT_EQ(shown.text(row.name), row.expected) << row.id << " " << row.name;
+    }
+}
+
+/// A download of which any of the things there are rows for may be known.
+DownloadRecord knownByHalves(std::mt19937& random) {
+    const auto known = [&random] { return random() % 2 == 0; };
+    auto record = savedRecord(1, "http://a.example/file.iso", DownloadState::Finished{});
+    record.size = known() ? std::optional<std::int64_t>(1000) : std::nullopt;
+    record.state = known() ? record.state : DownloadState(DownloadState::Paused{});
+    record.finalURL = known() ? std::optional(link("http://cdn.example/file.iso")) : std::nullopt;
+    record.referrer = known() ? std::optional(link("http://a.example/page")) : std::nullopt;
+    record.file = known() ? std::optional(URL::file("/downloads/file.iso")) : std::nullopt;
+    record.completed = known() ? std::optional(Date()) : std::nullopt;
+    record.validators = known() ? std::optional(Validators{"\"v1\"", "a day long ago"}) : std::nullopt;
+    record.rule = known() ? std::optional<std::string>("gone") : std::nullopt;
+    if (known()) {
+        record.checksum = Checksum::recognise("d41d8cd98f00b204e9800998ecf8427e");
+        record.checksumResult = ChecksumResult{ChecksumResult::Differs{"00000000000000000000000000000000"}};
+    }
+    return record;
+}
+
+TEST(DetailRows, standBelowEachOtherWhateverIsKnown) {
+    QScrollArea area;
+    area.setWidgetResizable(true);
+    auto* rows = new DetailRows;
+    area.setWidget(rows);
+    area.resize(300, 200);
+    area.show();
+    std::mt19937 random(7); // NOLINT: the same sets each time
+    for (int set = 0; set < 100; ++set) {
+        rows->follow(Download(knownByHalves(random)), {}, Date());
+        QApplication::processEvents();
+        int end = 0;
+        for (const auto* title : rows->findChildren<QLabel*>(Qt::FindDirectChildrenOnly)) {
+            const QWidget* const value = title->buddy();
+            if (!value || !value->isVisible()) {
+                ASSERT_FALSE(value && title->isVisible()) << "a title without its value";
+                continue;
+            }
+            for (const QWidget* part : {static_cast<const QWidget*>(title), value}) {
+                ASSERT_TRUE(part->isVisible());
+                ASSERT_GE(part->height(), part->fontMetrics().height())
+                    << set << " " << title->text().toStdString();
+                ASSERT_GE(part->y(), end) << set << " " << title->text().toStdString();
+            }
+            end = std::max(title->geometry().bottom(), value->geometry().bottom());
+        }
+        ASSERT_LT(end, rows->height());
     }
 }
 

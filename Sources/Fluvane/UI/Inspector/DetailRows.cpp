@@ -9,7 +9,7 @@
 #include "Tessivar/Windows/Spacing.h"
 
 #include <QDateTime>
-#include <QFormLayout>
+#include <QGridLayout>
 #include <QLabel>
 
 #include <algorithm>
@@ -52,15 +52,14 @@ std::string ruleWords(const std::optional<std::string>& id, const Config& config
 
 } // namespace
 
-DetailRows::DetailRows(QWidget* parent) : QWidget(parent), form_(new QFormLayout(this)) {
-    form_->setContentsMargins(0, 0, 0, 0);
-    form_->setHorizontalSpacing(tessivar::Spacing::medium);
-    form_->setVerticalSpacing(tessivar::Spacing::small);
-    form_->setLabelAlignment(Qt::AlignLeft | Qt::AlignTop);
-    form_->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+DetailRows::DetailRows(QWidget* parent) : QWidget(parent), grid_(new QGridLayout(this)) {
+    grid_->setContentsMargins(0, 0, 0, 0);
+    grid_->setHorizontalSpacing(tessivar::Spacing::medium);
+    grid_->setVerticalSpacing(tessivar::Spacing::small);
+    grid_->setColumnStretch(1, 1);
     addRow(Link, "Link", "link", line(this));
     addRow(FinalLink, "Leads to", "final-link", line(this));
-    addRow(Referrer, "From page", "referrer", line(this));
+    addRow(Referrer, "Referrer", "referrer", line(this));
     addRow(Folder, "Folder", "folder", line(this));
     addRow(File, "File", "file", line(this));
     addRow(Size, "Size", "size", words(this));
@@ -85,8 +84,11 @@ void DetailRows::addRow(Row row, const char* label, const char* name, QWidget* v
     if (qobject_cast<ValueField*>(value)) {
         value->setAccessibleName(label); // a label's name is what it says
     }
-    form_->addRow(title, value);
-    form_->setRowVisible(value, false);
+    grid_->addWidget(title, row, 0, Qt::AlignLeft | Qt::AlignTop);
+    grid_->addWidget(value, row, 1);
+    title->hide();
+    value->hide();
+    titles_[row] = title;
     values_[row] = value;
 }
 
@@ -102,9 +104,8 @@ void DetailRows::set(Row row, const std::string& text, const std::string& toolTi
             label->setToolTip(tip);
         }
     }
-    if (form_->isRowVisible(value) == shown.isEmpty()) {
-        form_->setRowVisible(value, !shown.isEmpty());
-    }
+    titles_[row]->setHidden(shown.isEmpty());
+    value->setHidden(shown.isEmpty());
 }
 
 void DetailRows::follow(const Download& download, const Config& config, Date now) {

@@ -7,7 +7,8 @@
 
 #include <array>
 
-class QFormLayout;
+class QGridLayout;
+class QLabel;
 
 namespace fluvane {
 
@@ -46,7 +47,9 @@ private:
     void followServer(const DownloadRecord& record, Date now);
     void followChecksum(const DownloadRecord& record);
 
-    QFormLayout* form_;
+    /// Not a form layout: rows it hides and shows again lose their places where a value's lines wrap.
+    QGridLayout* grid_;
+    std::array<QLabel*, rows> titles_{};
     std::array<QWidget*, rows> values_{};
 };
 
