@@ -33,7 +33,26 @@ std::uint64_t roundedTenths(std::uint64_t count, std::uint64_t unit) {
 
 std::string about(double amount, std::string_view single, std::string_view unit) {
     const auto count = static_cast<std::int64_t>(std::lround(amount));
-    return "about " + (count <= 1 ? std::string(single) : counted(count, unit)) + " left";
+    return "about " + (count <= 1 ? std::string(single) : counted(count, unit));
+}
+
+std::string span(double seconds) {
+    if (!(seconds < year)) { // an endless or undefined time too
+        return "more than a year";
+    }
+    if (seconds < 10) {
+        return "a few seconds";
+    }
+    if (seconds < 55) {
+        return about(std::round(seconds / 10) * 10, "", "second");
+    }
+    if (seconds < 59.5 * minute) {
+        return about(seconds / minute, "a minute", "minute");
+    }
+    if (seconds < 23.5 * hour) {
+        return about(seconds / hour, "an hour", "hour");
+    }
+    return about(seconds / day, "a day", "day");
 }
 
 std::int64_t wholeBytes(double count) {
@@ -84,22 +103,12 @@ std::string speed(double bytesPerSecond) {
 }
 
 std::string timeLeft(double seconds) {
-    if (!(seconds < year)) { // an endless or undefined time too
-        return "more than a year left";
-    }
-    if (seconds < 10) {
-        return "a few seconds left";
-    }
-    if (seconds < 55) {
-        return about(std::round(seconds / 10) * 10, "", "second");
-    }
-    if (seconds < 59.5 * minute) {
-        return about(seconds / minute, "a minute", "minute");
-    }
-    if (seconds < 23.5 * hour) {
-        return about(seconds / hour, "an hour", "hour");
-    }
-    return about(seconds / day, "a day", "day");
+    return span(seconds) + " left";
+}
+
+std::string retry(double seconds) {
+    static constexpr double moment = 2;
+    return "Trying again in " + (seconds < moment ? "a moment" : span(seconds)) + ".";
 }
 
 std::string percent(double fraction) {
@@ -221,6 +230,9 @@ std::string placeInLine(std::int64_t place) {
 std::string line(const Progress& progress) {
     if (progress.stateName == "finished") {
         return finishedLine(progress);
+    }
+    if (progress.stateName == "retrying" && !progress.reason.empty() && progress.retryIn) {
+        return oneLine(progress.reason) + " " + retry(*progress.retryIn);
     }
     if (isSentence(progress.stateName)) {
         return oneLine(state(progress.stateName, progress.reason));

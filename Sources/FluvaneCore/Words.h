@@ -17,6 +17,8 @@ namespace fluvane::Words {
 [[nodiscard]] std::string speed(double bytesPerSecond);
 /// "about 3 minutes left"; `seconds` as estimated.
 [[nodiscard]] std::string timeLeft(double seconds);
+/// "Trying again in about 40 seconds."; coarse, so that it stays true for a while.
+[[nodiscard]] std::string retry(double seconds);
 /// "37 %" without rounding up to 100 before the end; `fraction` from 0 to 1.
 [[nodiscard]] std::string percent(double fraction);
 /// "1 connection", "8 connections"
@@ -30,9 +32,10 @@ namespace fluvane::Words {
 
 /// One download as far as it is told in a line. Texts are as they come from outside; nothing is kept of them.
 struct Progress {
-    std::string_view stateName; ///< Its name in the list.
-    std::string_view reason{};  ///< A failure's sentence.
-    std::int64_t done = 0;      ///< Bytes.
+    std::string_view stateName;      ///< Its name in the list.
+    std::string_view reason{};       ///< A failure's sentence; that of the last one for a "retrying" one.
+    std::optional<double> retryIn{}; ///< Seconds until it is tried again.
+    std::int64_t done = 0;           ///< Bytes.
     std::optional<std::int64_t> size{};
     double bytesPerSecond = 0;
     std::optional<double> secondsLeft{};

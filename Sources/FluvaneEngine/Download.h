@@ -48,7 +48,9 @@ public:
     std::shared_ptr<PieceFile> file;
     SpeedMeter meter;
     std::shared_ptr<Cancellable> retry;
-    int failures = 0; ///< In a row.
+    std::string retryReason; ///< The sentence of the failure that `retry` is for.
+    double retryAt = 0;      ///< When `retry` is due, by the scheduler; meaningful while it is set.
+    int failures = 0;        ///< In a row.
     int connectionCap = std::numeric_limits<int>::max();
     int target = 2;
 

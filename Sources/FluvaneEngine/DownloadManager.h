@@ -56,6 +56,9 @@ public:
     [[nodiscard]] const Download* download(std::int64_t id) const;
     /// The queued downloads in the order they will start.
     [[nodiscard]] std::vector<const Download*> queue() const;
+    /// Seconds until a download that waits for it is tried again, which is for its `retryReason`; absent for
+    /// any other.
+    [[nodiscard]] std::optional<double> retryIn(const Download& download) const;
     [[nodiscard]] bool online() const { return online_; }
     [[nodiscard]] std::optional<LimitedNetwork> limitedNetwork() const { return limitedNetwork_; }
     /// The folder that a path in the settings stands for; the user's download folder for none.
@@ -222,6 +225,7 @@ private:
     void failed(Download& download, const TransferError& error, std::optional<double> retryAfter);
     void countFailure(Download& download, const TransferError& error);
     void retryLater(Download& download, const TransferError& error, std::optional<double> retryAfter);
+    void scheduleRetry(Download& download, double delay);
     void fail(Download& download, const std::string& message, bool discard = false);
     void retried(std::int64_t id);
     void reconnect(Download& download);

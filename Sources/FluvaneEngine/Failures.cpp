@@ -229,7 +229,20 @@ void DownloadManager::retryLater(Download& download, const TransferError& error,
     log::downloads([&] {
         return fmt::format("download {}: {} tries again in {:.1f} s", download.id(), error.message, delay);
     });
+    download.retryReason = error.message;
+    scheduleRetry(download, delay);
+}
+
+void DownloadManager::scheduleRetry(Download& download, double delay) {
+    download.retryAt = scheduler_->now() + delay;
     download.retry = scheduler_->after(delay, weakly([this, id = download.id()] { retried(id); }));
+}
+
+std::optional<double> DownloadManager::retryIn(const Download& download) const {
+    if (!download.retry || !download.record.state.isWaiting(State::Wait::retrying)) {
+        return std::nullopt;
+    }
+    return std::max(download.retryAt - scheduler_->now(), 0.0);
 }
 
 void DownloadManager::retried(std::int64_t id) {
@@ -248,7 +261,7 @@ void DownloadManager::retried(std::int64_t id) {
         } else if (roomAtServer(*download)) {
             begin(*download, false);
         } else {
-            download->retry = scheduler_->after(waitForRoom, weakly([this, id] { retried(id); }));
+            scheduleRetry(*download, waitForRoom);
         }
     }
 }

@@ -52,6 +52,15 @@ TEST(Words, TimesLeft) {
     expectRows(rows, Words::timeLeft);
 }
 
+TEST(Words, Retries) {
+    const Rows<double, const char*> rows = {
+        {-1, "Trying again in a moment."},         {1.9, "Trying again in a moment."},
+        {4, "Trying again in a few seconds."},     {38, "Trying again in about 40 seconds."},
+        {300, "Trying again in about 5 minutes."},
+    };
+    expectRows(rows, Words::retry);
+}
+
 TEST(Words, PercentIsFullOnlyAtTheEnd) {
     const Rows<double, const char*> rows = {
         {0.29, "29 %"}, {0.999999999999, "99 %"}, {1, "100 %"}, {-1, "0 %"}, {std::nan(""), "0 %"},
@@ -105,6 +114,9 @@ TEST(Words, LinesForEveryState) {
         {"retrying",
          {.stateName = "retrying", .done = 1, .size = 2},
          "Trying again in a moment, 1 byte of 2 bytes"},
+        {"retrying for a reason",
+         {.stateName = "retrying", .reason = "It\nbroke.", .retryIn = 40, .done = 1, .size = 2},
+         "It\uFFFDbroke. Trying again in about 40 seconds."},
         {"failed", {.stateName = "failed", .reason = "No\nspace.", .done = 1}, "No\uFFFDspace."},
         {"verifying",
          {.stateName = "verifying", .done = big, .size = big},

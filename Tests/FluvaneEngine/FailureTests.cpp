@@ -114,6 +114,22 @@ TEST_F(FailureTest, BusyServersSetTheDelay) {
     EXPECT_EQ(download().connectionCap, 1) << "halved three times from 8";
 }
 
+TEST_F(FailureTest, TellsWhyAndWhenItIsTriedAgain) {
+    second.respond(503, {{"Retry-After", "40"}});
+    EXPECT_FALSE(engine.manager->retryIn(download())) << "the other connection still runs";
+    engine.scheduler.runFor(10);
+    probe.fail("Broken.");
+    ASSERT_EQ(engine.state(1), "retrying");
+    EXPECT_EQ(engine.manager->retryIn(download()), 30);
+    EXPECT_EQ(download().retryReason, "The server is busy (503).") << "whose delay it is";
+    engine.scheduler.runFor(31);
+    EXPECT_FALSE(engine.manager->retryIn(download())) << engine.state(1);
+    failAll("Broken again.");
+    EXPECT_EQ(download().retryReason, "Broken again.");
+    engine.manager->pause(1);
+    EXPECT_FALSE(engine.manager->retryIn(download()));
+}
+
 TEST_F(FailureTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
     second.respond(429, {{"Retry-After", "60"}});
     probe.send(secondStart);

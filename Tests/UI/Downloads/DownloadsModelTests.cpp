@@ -112,6 +112,24 @@ TEST(DownloadsModel, RowsAreReadOut) {
     EXPECT_EQ(models.filter.indexOf(1).data(DownloadsModel::KindIconRole), "kind-disk-image");
 }
 
+TEST(DownloadsModel, TellsWhyAndWhenADownloadIsTriedAgain) {
+    SampleList list;
+    Models models(*list.engine.manager);
+    const auto line = [&models] {
+        return models.filter.indexOf(7).data(DownloadsModel::LineRole).toString().toStdString();
+    };
+    list.engine.transport->live().front()->respond(503, {{"Retry-After", "40"}});
+    models.model.refresh();
+    EXPECT_EQ(line(), "The server is busy (503). Trying again in about 40 seconds.");
+    QSignalSpy changes(&models.model, &QAbstractItemModel::dataChanged);
+    models.model.refresh();
+    EXPECT_EQ(changes.count(), 0);
+    list.engine.scheduler.runFor(39);
+    models.model.refresh();
+    EXPECT_EQ(changes.count(), 1);
+    EXPECT_EQ(line(), "The server is busy (503). Trying again in a moment.");
+}
+
 TEST(DownloadsModel, FinishedFilesCanBeDraggedOutWhileTheyAreThere) {
     QTemporaryFile file;
     ASSERT_TRUE(file.open());

@@ -190,7 +190,7 @@ void DetailsView::follow(const Download& download) {
 void DetailsView::followHead(const Download& download, Date now) {
     name_->setWhole(QString::fromStdString(Words::oneLine(download.record.displayName())));
     notice_->follow(download);
-    const DownloadWords words(download, placeInLine(context_.manager, download), now);
+    const DownloadWords words(context_.manager, download, placeInLine(context_.manager, download), now);
     setWords(*line_, QString::fromStdString(words.line()));
     // The sentence is in the notice.
     const auto& state = download.record.state;

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <unordered_map>
 
@@ -59,7 +60,7 @@ std::int64_t whole(double number) {
     return number > 0 ? static_cast<std::int64_t>(std::min(number, most)) : 0;
 }
 
-DownloadsModel::Snapshot taken(const Download& download, std::int64_t place) {
+DownloadsModel::Snapshot taken(const DownloadManager& manager, const Download& download, std::int64_t place) {
     const DownloadRecord& record = download.record;
     DownloadsModel::Snapshot now;
     now.id = record.id;
@@ -75,6 +76,10 @@ DownloadsModel::Snapshot taken(const Download& download, std::int64_t place) {
         now.connections = download.connections();
         now.speed = whole(download.speed());
         now.left = download.secondsLeft ? whole(*download.secondsLeft) : -1;
+    }
+    if (const auto seconds = manager.retryIn(download)) {
+        now.left = whole(*seconds);
+        now.reason = std::hash<std::string>()(download.retryReason);
     }
     now.completed = record.completed.value_or(Date());
     return now;
@@ -121,11 +126,16 @@ QString toolTip(const QString& name, const QString& line) {
 
 // Words
 
-DownloadWords::DownloadWords(const Download& download, std::optional<std::int64_t> place, Date now) {
+DownloadWords::DownloadWords(const DownloadManager& manager, const Download& download,
+                             std::optional<std::int64_t> place, Date now) {
     const DownloadRecord& record = download.record;
     progress_.stateName = stateName(record.state);
     if (const auto* reason = record.state.failure()) {
         progress_.reason = *reason;
+    }
+    if (const auto seconds = manager.retryIn(download)) {
+        progress_.reason = download.retryReason;
+        progress_.retryIn = seconds;
     }
     progress_.done = download.liveBytes();
     progress_.size = record.size;
@@ -266,7 +276,7 @@ void DownloadsModel::append(const std::vector<const Download*>& list) {
     while (rows_.size() < list.size()) {
         const Download& download = *list[rows_.size()];
         Row row;
-        row.now = taken(download, 0);
+        row.now = taken(manager_, download, 0);
         rename(row, download);
         rows_.push_back(std::move(row));
     }
@@ -278,7 +288,7 @@ void DownloadsModel::update(const std::vector<const Download*>& list) {
     bool lineChanged = false;
     for (std::size_t i = 0; i < rows_.size(); ++i) {
         Row& row = rows_[i];
-        const Snapshot now = taken(*list[i], row.now.place);
+        const Snapshot now = taken(manager_, *list[i], row.now.place);
         changed[i] = rename(row, *list[i]);
         if (now == row.now) {
             continue;
@@ -386,7 +396,7 @@ QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
 QVariant DownloadsModel::told(const Row& row, const Download& download, int role) const {
     const auto line = [&] {
         const auto place = row.now.place > 0 ? std::optional(row.now.place) : std::nullopt;
-        return shown(DownloadWords(download, place, std::chrono::system_clock::now()).line());
+        return shown(DownloadWords(manager_, download, place, std::chrono::system_clock::now()).line());
     };
     switch (role) {
     case LineRole:

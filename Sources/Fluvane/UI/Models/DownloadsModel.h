@@ -13,11 +13,12 @@
 
 namespace fluvane {
 
-/// What the line about a download is made of. `place` is its place in line; `now` decides between "today" and
-/// a date. For at once: it holds texts of its own and points into the download.
+/// What the line about a download of the manager's is made of. `place` is its place in line; `now` decides
+/// between "today" and a date. For at once: it holds texts of its own and points into the download.
 class DownloadWords {
 public:
-    DownloadWords(const Download& download, std::optional<std::int64_t> place, Date now);
+    DownloadWords(const DownloadManager& manager, const Download& download, std::optional<std::int64_t> place,
+                  Date now);
     DownloadWords(const DownloadWords&) = delete;
     DownloadWords& operator=(const DownloadWords&) = delete;
     [[nodiscard]] const Words::Progress& progress() const { return progress_; }
@@ -65,7 +66,8 @@ public:
         std::int64_t done = 0;
         std::int64_t size = -1;
         std::int64_t speed = 0; ///< Bytes per second.
-        std::int64_t left = -1; ///< Seconds.
+        std::int64_t left = -1; ///< Seconds, or those until it is tried again.
+        std::size_t reason = 0; ///< Tells apart the failures it is tried again after.
         std::int64_t place = 0; ///< In line, from 1; 0: not in it.
         std::int64_t queueKey = 0;
         Date completed{};
