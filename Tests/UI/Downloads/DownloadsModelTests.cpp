@@ -1,3 +1,4 @@
+#include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/UI/Models/DownloadsFilter.h"
 #include "SampleList.h"
 #include "Support/Rows.h"
@@ -128,6 +129,17 @@ TEST(DownloadsModel, TellsWhyAndWhenADownloadIsTriedAgain) {
     models.model.refresh();
     EXPECT_EQ(changes.count(), 1);
     EXPECT_EQ(line(), "The server is busy (503). Trying again in a moment.");
+}
+
+TEST(DownloadsModel, NamesFoldersBelowTheHome) {
+    WindowBench bench;
+    auto record = SampleList::finished(1, "http://a.example/f");
+    record.folder = URL::folder(DataFolders::home() + "/films");
+    record.completed.reset();
+    bench.engine.store->saved.push_back(record);
+    bench.engine.manager->start();
+    Models models(*bench.engine.manager);
+    EXPECT_EQ(models.filter.indexOf(1).data(DownloadsModel::LineRole), "5 MB, in ~/films");
 }
 
 TEST(DownloadsModel, FinishedFilesCanBeDraggedOutWhileTheyAreThere) {

@@ -1,5 +1,6 @@
 #include "Fluvane/UI/Models/DownloadsModel.h"
 
+#include "Fluvane/UI/Models/FolderText.h"
 #include "FluvaneCore/Rules.h"
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Text.h"
@@ -150,7 +151,7 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
             record.checksumResult ? std::optional(record.checksumResult->matches()) : std::nullopt;
     }
     if (record.state.is<State::Finished>()) {
-        folder_ = record.folder.path();
+        folder_ = folderText(record.folder);
         when_ = record.completed ? Words::when(*record.completed, now) : "";
     }
     progress_.folder = folder_;
