@@ -7,12 +7,19 @@
 
 namespace fluvane::support {
 
-/// Notes what is asked of the other windows: "downloads 3", "new http://a/b from http://c/", "settings
-/// rules".
+/// Notes what is asked of the other windows: "downloads 3", "added 3 4", "new http://a/b from http://c/",
+/// "settings rules".
 class FakeWindows : public Windows {
 public:
     void showDownloads(std::optional<std::int64_t> selected) override {
         asked.push_back("downloads" + (selected ? " " + std::to_string(*selected) : ""));
+    }
+    void showAdded(const std::vector<std::int64_t>& ids) override {
+        std::string text = "added";
+        for (const auto id : ids) {
+            text += " " + std::to_string(id);
+        }
+        asked.push_back(text);
     }
     void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override {
         std::string text = "new";

@@ -19,6 +19,8 @@ public:
 
     /// With a number, that download is selected, with its details.
     virtual void showDownloads(std::optional<std::int64_t> selected = std::nullopt) = 0;
+    /// What was just added, selected; details that are closed stay so.
+    virtual void showAdded(const std::vector<std::int64_t>& ids) = 0;
     /// Nothing is downloaded before the user says so there. Without links it offers those of the clipboard.
     virtual void newDownload(const std::vector<URL>& links = {},
                              const std::optional<URL>& referrer = std::nullopt) = 0;

@@ -147,10 +147,15 @@ int RulesPane::row() const {
     return selected.isEmpty() ? -1 : selected.first().row();
 }
 
+/// Whatever keys are down meanwhile, which the view's own way would ask about.
+void RulesPane::selectRow(int row) {
+    list_->selectionModel()->setCurrentIndex(model_->index(row), QItemSelectionModel::ClearAndSelect);
+}
+
 void RulesPane::select(const std::string& id) {
     const int found = model_->rowOf(id);
     if (found >= 0) {
-        list_->setCurrentIndex(model_->index(found));
+        selectRow(found);
         list_->scrollTo(model_->index(found));
     }
 }
@@ -161,7 +166,7 @@ void RulesPane::follow(const Config& config) {
     const auto id = place < 0 ? std::string() : model_->rules()[static_cast<std::size_t>(place)].id;
     model_->setRules(config.rules);
     if (place >= 0 && model_->rowOf(id) < 0) {
-        list_->setCurrentIndex(model_->index(std::min(place, model_->rowCount() - 1)));
+        selectRow(std::min(place, model_->rowCount() - 1));
     } else {
         select(id);
     }

@@ -38,6 +38,7 @@ private:
     [[nodiscard]] QAction* action(const char* name, const QString& text, const char* icon,
                                   const QList<QKeySequence>& keys, void (RulesPane::*work)());
     [[nodiscard]] int row() const;
+    void selectRow(int row);
     void select(const std::string& id);
     void follow(const Config& config);
     void showWhatApplies();

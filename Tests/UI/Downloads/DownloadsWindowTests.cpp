@@ -39,7 +39,7 @@ protected:
     QListView& view() { return *window.findChild<QListView*>("list"); }
     QLineEdit& search() { return *window.findChild<QLineEdit*>("search"); }
     void choose(std::int64_t id) {
-        window.select(id);
+        window.select({id}, true);
         list.refresh();
     }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -219,6 +219,22 @@ TEST_F(DownloadsWindowTest, SearchAndFilterKeepTheSelection) {
     choose(3);
     EXPECT_EQ(view().model()->rowCount(), 8) << "a filter that hides it is taken away";
     EXPECT_EQ(view().currentIndex().data(DownloadsModel::IdRole), 3);
+}
+
+/// Ctrl+Return in New Download adds them, so Ctrl is still down then.
+TEST_F(DownloadsWindowTest, WhatWasAddedIsAllThatIsSelected) {
+    choose(1);
+    trigger("details");
+    QTest::keyPress(&view(), Qt::Key_Control, Qt::ControlModifier);
+    ASSERT_TRUE(QApplication::keyboardModifiers().testFlag(Qt::ControlModifier));
+    window.select({5, 99, 6}, false);
+    QTest::keyRelease(&view(), Qt::Key_Control);
+    std::vector<std::int64_t> selected;
+    for (const QModelIndex& index : view().selectionModel()->selectedIndexes()) {
+        selected.push_back(index.data(DownloadsModel::IdRole).toLongLong());
+    }
+    EXPECT_THAT(selected, testing::UnorderedElementsAre(5, 6));
+    EXPECT_FALSE(window.findChild<QAction*>("details")->isChecked()) << "closed by the person";
 }
 
 TEST_F(DownloadsWindowTest, LinksComeInByPasteAndDrop) {

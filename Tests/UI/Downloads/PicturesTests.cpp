@@ -45,7 +45,7 @@ TEST(DownloadsPictures, ToLookAt) {
             window.resize(size);
             window.show();
             list.refresh();
-            window.select(7);
+            window.select({7}, true);
             list.refresh();
             const QString name =
                 QString("%1/downloads-%2-%3.png").arg(folder, isDark ? "dark" : "light").arg(size.width());

@@ -87,7 +87,7 @@ TEST_F(NewDownload, downloadsWhatIsTypedOnceTheUserSaysSo) {
     EXPECT_EQ(bench.engine.record(2).url, link("http://a.example/part3.zip"));
     EXPECT_TRUE(bench.engine.record(2).autoFolder.value_or(false));
     EXPECT_FALSE(window.isVisible());
-    EXPECT_THAT(bench.windows.asked, ElementsAre("downloads 1"));
+    EXPECT_THAT(bench.windows.asked, ElementsAre("added 1 2"));
     EXPECT_EQ(text(), "");
 }
 

@@ -131,8 +131,17 @@ DownloadsWindow& DesktopWindows::downloads() {
 
 void DesktopWindows::showDownloads(std::optional<std::int64_t> selected) {
     if (selected) {
-        downloads().select(*selected);
+        downloads().select({*selected}, true);
     }
+    presentDownloads();
+}
+
+void DesktopWindows::showAdded(const std::vector<std::int64_t>& ids) {
+    downloads().select(ids, false);
+    presentDownloads();
+}
+
+void DesktopWindows::presentDownloads() {
     present(downloads());
     if (tray_) {
         tray_->problemsSeen();

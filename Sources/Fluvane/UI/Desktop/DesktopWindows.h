@@ -56,6 +56,7 @@ public:
     void start();
 
     void showDownloads(std::optional<std::int64_t> selected) override;
+    void showAdded(const std::vector<std::int64_t>& ids) override;
     void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override;
     void showSettings(std::string_view pane) override;
     void showWelcome() override;
@@ -78,6 +79,7 @@ private:
     [[nodiscard]] DownloadsWindow& downloads();
     [[nodiscard]] NewDownloadWindow& newDownloadWindow();
     [[nodiscard]] SettingsWindow& settingsWindow();
+    void presentDownloads();
     void downloadsClosed();
     void askBeforeQuitting(int running);
     [[nodiscard]] std::vector<std::string> draw(const std::string& folder, const std::string& prefix);

@@ -25,8 +25,8 @@ DownloadsWindow::~DownloadsWindow() {
     parts_->remember();
 }
 
-void DownloadsWindow::select(std::int64_t id) {
-    parts_->select(id);
+void DownloadsWindow::select(const std::vector<std::int64_t>& ids, bool withDetails) {
+    parts_->select(ids, withDetails);
 }
 
 void DownloadsWindow::pasteLinks() {

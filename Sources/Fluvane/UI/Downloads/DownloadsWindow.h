@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace fluvane {
 
@@ -20,9 +21,9 @@ public:
     explicit DownloadsWindow(WindowContext& context, const QString& stateFile = {});
     ~DownloadsWindow() override;
 
-    /// Selects it with its details open; a filter that hides it is taken away. Nothing for a number that
-    /// names none.
-    void select(std::int64_t id);
+    /// Selects those and nothing else, and opens the details if asked to; a filter that hides one of them is
+    /// taken away. Numbers that name none are passed over; nothing is done where all do.
+    void select(const std::vector<std::int64_t>& ids, bool withDetails);
     /// Opens New Download with the clipboard's links, or empty when there are none.
     void pasteLinks();
 

@@ -131,9 +131,10 @@ void DownloadsWindow::Parts::keepSelection() {
     restoring_ = true;
 }
 
-void DownloadsWindow::Parts::restoreSelection() {
+/// In ranges, since there may be very many.
+QItemSelection DownloadsWindow::Parts::rowsOf(const IDs& ids) const {
     std::vector<int> rows;
-    for (const auto id : kept_) {
+    for (const auto id : ids) {
         if (const QModelIndex index = filter_.indexOf(id); index.isValid()) {
             rows.push_back(index.row());
         }
@@ -147,29 +148,39 @@ void DownloadsWindow::Parts::restoreSelection() {
         }
         selection.append(QItemSelectionRange(filter_.index(first, 0), filter_.index(rows[i], 0)));
     }
+    return selection;
+}
+
+void DownloadsWindow::Parts::restoreSelection() {
     if (const QModelIndex current = filter_.indexOf(keptCurrent_); current.isValid()) {
         list_->selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
     }
-    list_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    list_->selectionModel()->select(rowsOf(kept_), QItemSelectionModel::ClearAndSelect);
     list_->verticalScrollBar()->setValue(keptScroll_);
     restoring_ = false;
     selectionChanged();
     updatePage();
 }
 
-void DownloadsWindow::Parts::select(std::int64_t id) {
+void DownloadsWindow::Parts::select(IDs ids, bool withDetails) {
     refresh();
-    if (!model_.rowOf(id)) {
+    std::erase_if(ids, [this](auto id) { return !model_.rowOf(id); });
+    if (ids.empty()) {
         return;
     }
-    if (!filter_.indexOf(id).isValid()) {
+    if (!std::ranges::all_of(ids, [this](auto id) { return filter_.indexOf(id).isValid(); })) {
         showAll();
     }
-    const QModelIndex index = filter_.indexOf(id);
-    list_->setCurrentIndex(index);
-    list_->scrollTo(index);
+    // The view's own way asks the keyboard what else to select: with Ctrl down, as in Ctrl+Return, all that
+    // was selected would stay so.
+    const QModelIndex first = filter_.indexOf(ids.front());
+    list_->selectionModel()->setCurrentIndex(first, QItemSelectionModel::NoUpdate);
+    list_->selectionModel()->select(rowsOf(ids), QItemSelectionModel::ClearAndSelect);
+    list_->scrollTo(first);
     list_->setFocus();
-    showDetails(true);
+    if (withDetails) {
+        showDetails(true);
+    }
 }
 
 // The rest

@@ -12,6 +12,7 @@
 #include <vector>
 
 class QActionGroup;
+class QItemSelection;
 class QLabel;
 class QListView;
 class QMenu;
@@ -26,10 +27,12 @@ class Inspector;
 /// What the Downloads window is made of, and how it hangs together.
 class DownloadsWindow::Parts {
 public:
+    using IDs = DownloadActions::IDs;
+
     Parts(DownloadsWindow& window, WindowContext& context, const QString& stateFile);
 
     void refresh();
-    void select(std::int64_t id);
+    void select(IDs ids, bool withDetails);
     /// Opens New Download, where nothing is downloaded before the user says so.
     void offer(const std::vector<URL>& links);
     /// In the line at the bottom, for some seconds.
@@ -41,7 +44,6 @@ public:
     void remember();
 
 private:
-    using IDs = DownloadActions::IDs;
     QAction* action(const char* name, const QString& text, const char* icon, const QKeySequence& keys,
                     std::function<void()> run);
     void makeList();
@@ -53,6 +55,7 @@ private:
     void listKey(const QKeySequence& keys, std::function<void()> run);
 
     [[nodiscard]] IDs selected() const;
+    [[nodiscard]] QItemSelection rowsOf(const IDs& ids) const;
     void selectionChanged();
     void keepSelection();
     void restoreSelection();

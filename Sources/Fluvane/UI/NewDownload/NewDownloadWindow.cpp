@@ -269,7 +269,7 @@ void NewDownloadWindow::added(const std::vector<std::int64_t>& ids, const std::o
     showOptions(false);
     draft_.clear();
     close();
-    context_.windows.showDownloads(ids.front());
+    context_.windows.showAdded(ids);
 }
 
 } // namespace fluvane
