@@ -3,19 +3,31 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <system_error>
 
 namespace {
 
-constexpr const char* moduleName = "fluvane-application.so";
+/// Where there is a display, or seems to be one, it is loaded with windows.
+bool wantsWindows(int argc, char** argv) {
+    const bool headless = std::any_of(argv + 1, argv + argc,
+                                      [](const char* word) { return std::strcmp(word, "--headless") == 0; });
+    const auto isSet = [](const char* name) {
+        const char* value = std::getenv(name);
+        return value && *value;
+    };
+    return !headless && (isSet("DISPLAY") || isSet("WAYLAND_DISPLAY") || isSet("QT_QPA_PLATFORM"));
+}
 
 /// In a build the module lies beside the executable, installed in the library folder beside the executable's.
-void* loadApplication() {
+void* loadApplication(const char* moduleName) {
     std::error_code unknown;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", unknown);
     const auto folder = executable.parent_path();
@@ -30,7 +42,8 @@ void* loadApplication() {
 
 int runApplication(int argc, char** argv) {
     using Main = int(int, char**);
-    void* application = loadApplication();
+    const char* moduleName = wantsWindows(argc, argv) ? "fluvane-desktop.so" : "fluvane-application.so";
+    void* application = loadApplication(moduleName);
     auto* run = application ? reinterpret_cast<Main*>(dlsym(application, "fluvaneApplication")) : nullptr;
     if (!run) {
         const char* why = dlerror();

@@ -81,11 +81,11 @@ std::vector<Rule> readableRules(const Json& json) {
 } // namespace
 
 void Config::clamp() {
-    connections = std::clamp(connections, 1, 16);
-    connectionsPerServer = std::clamp(connectionsPerServer, connections, 32);
-    simultaneous = std::clamp(simultaneous, 1, 10);
+    connections = std::clamp(connections, 1, mostConnections);
+    connectionsPerServer = std::clamp(connectionsPerServer, connections, mostConnectionsPerServer);
+    simultaneous = std::clamp(simultaneous, 1, mostSimultaneous);
     if (speedLimit) {
-        speedLimit = std::max<std::int64_t>(*speedLimit, 16'000);
+        speedLimit = std::max(*speedLimit, leastSpeedLimit);
     }
 }
 

@@ -27,6 +27,10 @@ struct Config {
     bool detailedLogging = false;
     bool hasCompletedOnboarding = false;
 
+    static constexpr int mostConnections = 16; ///< For each download.
+    static constexpr int mostConnectionsPerServer = 32;
+    static constexpr int mostSimultaneous = 10;
+    static constexpr std::int64_t leastSpeedLimit = 16'000; ///< Bytes per second.
     static constexpr std::array connectionChoices = {1, 2, 4, 6, 8, 12, 16};
     /// Bytes per second.
     static constexpr std::array<std::int64_t, 9> speedLimitChoices = {

@@ -29,7 +29,7 @@ std::string label(const char* queue) {
 
 } // namespace
 
-Live::Live(const tessivar::LogFiles& log, bool hasWindows)
+Live::Live(const tessivar::LogFiles& log, Frontend& frontend)
     : log_(log), settings_(DataFolders::settingsFile(), FLUVANE_BUILT),
       settingsWatch_(DataFolders::settingsFile(), [this] { settings_.takeUpEdits(); }),
       notifier_(std::make_shared<LinuxNotifier>(
@@ -45,10 +45,7 @@ Live::Live(const tessivar::LogFiles& log, bool hasWindows)
           }),
       reports_(*manager_, log_, *scheduler_, session_, system_),
       settingsChanges_(settings_.subscribe([this](const Config& config) { applySettings(config); })),
-      logReading_(label(".log")),
-      files_(reveal_, *scheduler_,
-             [this](const auto& why) { notifier_->tell({.title = "Fluvane", .body = why}); }),
-      autostart_(LinuxAutostart::forThisUser()), windows_(hasWindows ? makeWindows() : nullptr),
+      logReading_(label(".log")), windows_(makeWindows(frontend)),
       commands_(*manager_, storedSettings_, rooms()),
       server_(DataFolders::controlSocket(), *scheduler_,
               [this](const auto& arguments, const auto& completion) { carryOut(arguments, completion); }),
@@ -78,22 +75,39 @@ CommandCenter::Rooms Live::rooms() {
     return rooms;
 }
 
-std::unique_ptr<DesktopWindows> Live::makeWindows() {
-    DesktopWindows::Reports reports{
+std::unique_ptr<ApplicationWindows> Live::makeWindows(Frontend& frontend) {
+    ApplicationWindows::Reports reports{
         .log = [this](auto completion) { gatherLog(std::move(completion)); },
         .diagnostics = [this](auto completion) { reports_.diagnostics(std::move(completion)); },
         .settingsProblem = [this] { return settings_.problem(); },
         .whatsNew = [this] { return reports_.whatsNew(); },
         .crashNote = [this] { return reports_.crashNote(); },
-        .notices = [this] { return notifier_->sent(); },
-        .tell = [this](const auto& notice) { notifier_->tell(notice); },
+        .notices =
+            [this] {
+                std::vector<ApplicationWindows::Notice> notices;
+                for (const auto& sent : notifier_->sent()) {
+                    notices.push_back({sent.title, sent.body});
+                }
+                return notices;
+            },
+        .tell =
+            [this](const auto& notice) {
+                notifier_->tell({notice.title, notice.body});
+            },
     };
     if (reports_.checksForUpdates()) {
         reports.checkForUpdates = [this] { checkForUpdates(); };
     }
-    auto windows = std::make_unique<DesktopWindows>(*manager_, storedSettings_, files_, autostart_, session_,
-                                                    DataFolders::state(), std::move(reports));
-    manager_->onChange = [feed = &windows->feed()] { feed->listChanged(); };
+    auto windows = frontend.makeWindows({.manager = *manager_,
+                                         .settings = storedSettings_,
+                                         .session = session_,
+                                         .reveal = reveal_,
+                                         .mainQueue = *scheduler_,
+                                         .stateFolder = DataFolders::state(),
+                                         .reports = std::move(reports)});
+    if (windows) {
+        manager_->onChange = [shown = windows.get()] { shown->listChanged(); };
+    }
     return windows;
 }
 
@@ -165,7 +179,9 @@ void Live::tellOfUpdate(const tessivar::Updates::Result& result) {
 }
 
 void Live::start(Visit visit) {
-    const bool welcomes = windows_ && !settings_.value().hasCompletedOnboarding;
+    // Whoever has settings that can't be used isn't new here.
+    const std::string problem = settings_.problem();
+    const bool welcomes = windows_ && problem.empty() && !settings_.value().hasCompletedOnboarding;
     const bool isQuiet = visit.kind == Visit::Kind::none;
     const bool wantsSomething = visit.kind == Visit::Kind::open || visit.kind == Visit::Kind::act;
     if (wantsSomething || (visit.kind == Visit::Kind::activate && windows_ && !welcomes)) {
@@ -188,6 +204,12 @@ void Live::start(Visit visit) {
     }
     if (welcomes) {
         isQuiet ? windows_->showWelcomeInBackground() : windows_->showWelcome();
+    }
+    if (!problem.empty()) {
+        notifier_->tell({.title = "Fluvane", .body = problem});
+        if (windows_) {
+            windows_->showSettings(); // it says so, too
+        }
     }
 }
 

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "Fluvane/Application/DesktopDoor.h"
+#include "Fluvane/Application/Frontend.h"
 #include "Fluvane/Application/Reports.h"
 #include "Fluvane/Application/StartGate.h"
 #include "Fluvane/Application/StoredSettings.h"
 #include "Fluvane/Application/Visit.h"
 #include "Fluvane/Commands/CommandCenter.h"
 #include "Fluvane/Commands/ControlServer.h"
-#include "Fluvane/Linux/Autostart/LinuxAutostart.h"
 #include "Fluvane/Linux/LinuxScheduler.h"
 #include "Fluvane/Linux/Notices/FileReveal.h"
 #include "Fluvane/Linux/Notices/LinuxNotifier.h"
@@ -15,8 +15,6 @@
 #include "Fluvane/Linux/Services/Bus.h"
 #include "Fluvane/Linux/Services/DesktopNetworkWatch.h"
 #include "Fluvane/Linux/Services/SleepWatch.h"
-#include "Fluvane/Linux/Shell/LinuxFileActions.h"
-#include "Fluvane/UI/Desktop/DesktopWindows.h"
 #include "FluvaneEngine/DownloadManager.h"
 #include "TessivarCore/LogFiles.h"
 #include "TessivarCore/SettingsWatch.h"
@@ -33,8 +31,8 @@ namespace fluvane {
 /// instance lock makes one.
 class Live {
 public:
-    /// `log` must outlive it. Windows need a QApplication.
-    Live(const tessivar::LogFiles& log, bool hasWindows);
+    /// What it is given must outlive it.
+    Live(const tessivar::LogFiles& log, Frontend& frontend);
     Live(const Live&) = delete;
     Live& operator=(const Live&) = delete;
 
@@ -48,7 +46,7 @@ private:
     using Settings = tessivar::SettingsStore<Config>;
 
     [[nodiscard]] std::unique_ptr<DownloadManager> makeManager();
-    [[nodiscard]] std::unique_ptr<DesktopWindows> makeWindows();
+    [[nodiscard]] std::unique_ptr<ApplicationWindows> makeWindows(Frontend& frontend);
     void applySettings(const Config& config);
     void startEngine();
     void watchSettings();
@@ -77,9 +75,7 @@ private:
     tessivar::Subscription settingsChanges_;
     StoredSettings storedSettings_{settings_};
     SerialQueue logReading_;
-    LinuxFileActions files_;
-    LinuxAutostart autostart_;
-    std::unique_ptr<DesktopWindows> windows_; ///< Null without a display.
+    std::unique_ptr<ApplicationWindows> windows_; ///< Null without a display.
     CommandCenter commands_;
     ControlServer server_;
     DesktopDoor door_;

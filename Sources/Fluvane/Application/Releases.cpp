@@ -15,7 +15,8 @@ std::vector<tessivar::Release> releases() {
              "another file.",
              "Rules send kinds of files and sites to folders of their own and can give a site fewer "
              "connections.",
-             "Windows show the list with its details, the pieces as they arrive and the speed; an item in the "
+             "Windows show the list with its details, the pieces as they arrive and the speed; an item in "
+             "the "
              "tray is there while they are closed.",
              "Links, texts and text files can be pasted and dropped; finished files can be dragged out.",
              "The fluvane command line adds, lists, pauses, resumes, reorders, re-links and checks "

@@ -48,7 +48,6 @@ std::string absoluteThing(const std::string& thing) {
 Visit Visit::from(const std::vector<std::string>& arguments) {
     Visit visit;
     visit.token = takeToken();
-    visit.headless = std::ranges::find(arguments, kinds[3]) != arguments.end();
     const auto option = std::ranges::find_if(
         arguments, [](const std::string& argument) { return argument == kinds[1] || argument == kinds[2]; });
     if (option == arguments.end()) {

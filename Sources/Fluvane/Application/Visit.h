@@ -16,8 +16,7 @@ struct Visit {
     /// Of kind `none` it wants nothing but an instance that runs. Of kind `open`: links, and absolute paths
     /// of files; of kind `act`: an action of the desktop entry.
     std::vector<std::string> things{};
-    std::string token{};   ///< Lets a window come to the front; may be empty.
-    bool headless = false; ///< Of this start alone: no windows, whatever display there is.
+    std::string token{}; ///< Lets a window come to the front; may be empty.
 
     /// Of a command line, its program's name left out. Takes the token out of the environment, so that no
     /// other program that we start uses it.

@@ -4,8 +4,6 @@
 #include "FluvaneCore/Text.h"
 #include "TessivarCore/Log.h"
 
-#include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace fluvane {
@@ -35,14 +33,14 @@ std::vector<std::string> values(const URL& link, std::string_view name) {
     return found;
 }
 
+/// All of them together, so that no link is told apart from the others one by one: any page can write one
+/// that names thousands.
 std::vector<URL> linksToAdd(const URL& link) {
-    std::vector<URL> links;
+    std::string text;
     for (const auto& value : values(link, "url")) {
-        std::ranges::copy_if(Links::find(value), std::back_inserter(links), [&](const URL& found) {
-            return std::ranges::find(links, found) == links.end();
-        });
+        text += value + "\n";
     }
-    return links;
+    return Links::find(text);
 }
 
 std::optional<URL> referrerOf(const URL& link) {

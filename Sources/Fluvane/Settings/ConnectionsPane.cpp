@@ -13,9 +13,6 @@ namespace fluvane {
 
 namespace {
 
-constexpr int mostPerServer = 32;
-constexpr int mostAtOnce = 10;
-
 /// Chooses the item of the count, which is put in its place first when the settings hold one that isn't
 /// offered.
 void showCount(QComboBox* box, int count) {
@@ -65,7 +62,7 @@ void ConnectionsPane::addConnections() {
 }
 
 void ConnectionsPane::addPerServer() {
-    auto* const box = spinBox("connectionsPerServer", mostPerServer);
+    auto* const box = spinBox("connectionsPerServer", Config::mostConnectionsPerServer);
     auto* const hint = new tessivar::QuietLabel;
     addRow(tr("Connections to one &server"), box, hint);
     live_.show(box, [box, hint](const Config& config) {
@@ -73,15 +70,16 @@ void ConnectionsPane::addPerServer() {
         box->setMinimum(config.connections);
         hint->setText(tr("Of all downloads together, %1 to %2: never fewer than one download may use.")
                           .arg(config.connections)
-                          .arg(mostPerServer));
+                          .arg(Config::mostConnectionsPerServer));
         box->setAccessibleDescription(hint->text());
     });
     bind(box, live_, &Config::connectionsPerServer);
 }
 
 void ConnectionsPane::addSimultaneous() {
-    auto* const box = spinBox("simultaneous", mostAtOnce);
-    addRow(tr("&Downloads at once:"), box, tr("1 to 10. The rest wait their turn."));
+    auto* const box = spinBox("simultaneous", Config::mostSimultaneous);
+    addRow(tr("&Downloads at once:"), box,
+           tr("1 to %1. The rest wait their turn.").arg(Config::mostSimultaneous));
     bind(box, live_, &Config::simultaneous);
 }
 

@@ -94,7 +94,7 @@ void RuleEditor::addFields() {
     folder_->setObjectName("folder");
     limits_->setText(tr("At &most"));
     limits_->setAccessibleName(tr("Limit the connections"));
-    connections_->setRange(1, Config::connectionChoices.back());
+    connections_->setRange(1, Config::mostConnections);
     connections_->setAccessibleName(tr("Most connections"));
     connections_->setEnabled(false);
 

@@ -1,6 +1,7 @@
 #include "Tessivar/Windows/OutlinedStyle.h"
 
 #include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Icons.h"
 
 #include <QPainter>
 #include <QStyleOption>
@@ -35,6 +36,26 @@ void OutlinedStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* 
         painter->drawEllipse(box);
     }
     painter->restore();
+}
+
+int OutlinedStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                             QStyleHintReturn* data) const {
+    return hint == SH_DialogButtonBox_ButtonsHaveIcons ? 0
+                                                       : QProxyStyle::styleHint(hint, option, widget, data);
+}
+
+QIcon OutlinedStyle::standardIcon(StandardPixmap which, const QStyleOption* option,
+                                  const QWidget* widget) const {
+    switch (which) {
+    case SP_MessageBoxQuestion:
+    case SP_MessageBoxInformation:
+        return icon("info");
+    case SP_MessageBoxWarning:
+    case SP_MessageBoxCritical:
+        return icon("warning");
+    default:
+        return QProxyStyle::standardIcon(which, option, widget);
+    }
 }
 
 } // namespace tessivar

@@ -18,6 +18,7 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QSlider>
+#include <QTabBar>
 #include <QTextDocumentFragment>
 #include <QTextEdit>
 #include <QToolButton>
@@ -100,6 +101,9 @@ Json describeList(const QAbstractItemView& view) {
     const auto* model = view.model();
     const int count = model ? model->rowCount(view.rootIndex()) : 0;
     json["count"] = count;
+    if (view.hasFocus()) {
+        json["focused"] = true;
+    }
     for (int row = 0; row < std::min(count, ScreenState::mostRows); ++row) {
         const QModelIndex index = model->index(row, 0, view.rootIndex());
         Json line = {{"text", rowText(*model, row, view.rootIndex())}};
@@ -110,6 +114,18 @@ Json describeList(const QAbstractItemView& view) {
             line["checked"] = checked.toInt() == Qt::Checked;
         }
         json["rows"].push_back(std::move(line));
+    }
+    return json;
+}
+
+Json describeTabs(const QTabBar& bar) {
+    Json json = {{"name", bar.accessibleName().toStdString()}, {"tabs", Json::array()}};
+    for (int tab = 0; tab < bar.count(); ++tab) {
+        Json one = {{"text", withoutMnemonic(bar.tabText(tab))}};
+        if (tab == bar.currentIndex()) {
+            one["selected"] = true;
+        }
+        json["tabs"].push_back(std::move(one));
     }
     return json;
 }
@@ -177,6 +193,8 @@ Json describeWindow(QWidget& window) {
         addActions(*widget, json["actions"], seen);
         if (const auto* list = qobject_cast<QAbstractItemView*>(widget)) {
             json["lists"].push_back(describeList(*list));
+        } else if (const auto* tabs = qobject_cast<QTabBar*>(widget)) {
+            json["controls"].push_back(describeTabs(*tabs));
         } else if (const auto* label = qobject_cast<QLabel*>(widget)) {
             if (!label->text().isEmpty()) {
                 json["texts"].push_back(plain(*label));

@@ -36,7 +36,7 @@ public:
 /// All windows over an engine with one download that runs, one paused, one finished and one failed.
 class DesktopWindowsTest : public testing::Test {
 protected:
-    DesktopWindowsTest() {
+    DesktopWindowsTest() : bench(welcomed()) {
         auto& saved = bench.engine.store->saved;
         saved.push_back(savedRecord(1, "http://a.example/running.iso"));
         saved.push_back(savedRecord(2, "http://a.example/paused.zip", DownloadState::Paused()));
@@ -47,6 +47,11 @@ protected:
         windows.start();
     }
 
+    static Config welcomed() {
+        Config config;
+        config.hasCompletedOnboarding = true;
+        return config;
+    }
     json state() { return json::parse(windows.state()); }
     std::vector<std::string> names() {
         std::vector<std::string> all;
@@ -188,6 +193,14 @@ TEST_F(DesktopWindowsTest, QuitsAtOnceOnlyWhenNothingRuns) {
     QMetaObject::invokeMethod(
         qApp, [&] { EXPECT_THAT(names(), IsEmpty()); }, Qt::QueuedConnection);
     EXPECT_EQ(QApplication::exec(), 0);
+}
+
+TEST_F(DesktopWindowsTest, TheFirstStartLeadsToTheList) {
+    bench.settings.update(Config());
+    windows.showWelcome();
+    close("welcome");
+    EXPECT_THAT(names(), ElementsAre("downloads"));
+    EXPECT_TRUE(bench.settings.config().hasCompletedOnboarding);
 }
 
 TEST_F(DesktopWindowsTest, TellsOnceWhereTheWindowWent) {

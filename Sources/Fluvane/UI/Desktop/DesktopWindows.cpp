@@ -21,6 +21,7 @@
 #include <QImage>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QSettings>
 #include <QTimer>
 #include <QWindow>
@@ -68,6 +69,24 @@ void end() {
     QCoreApplication::exit();
 }
 
+/// Before it is shown: no button lies beyond the edge of a small screen.
+void fitToScreen(QWidget& window) {
+    if (window.isVisible()) {
+        return;
+    }
+    constexpr QMargins frame(8, 40, 8, 8); // it isn't known before there is one
+    if (!window.testAttribute(Qt::WA_Resized)) {
+        window.adjustSize();
+    }
+    const QRect room = window.screen()->availableGeometry();
+    window.resize(window.size().boundedTo(room.marginsRemoved(frame).size()));
+    if (window.testAttribute(Qt::WA_Moved)) {
+        const QPoint most = room.bottomRight() - QPoint(window.width(), window.height());
+        window.move(std::max(room.left(), std::min(window.x(), most.x())),
+                    std::max(room.top(), std::min(window.y(), most.y())));
+    }
+}
+
 std::string running(int count) {
     return count == 1 ? "One download is running." : std::to_string(count) + " downloads are running.";
 }
@@ -98,6 +117,8 @@ void DesktopWindows::start() {
         }
     });
     tray_ = std::make_unique<StatusMenu>(context_, session_);
+    QObject::connect(qApp, &QGuiApplication::focusWindowChanged, &feed_, [this] { noticeWhatIsSeen(); });
+    QObject::connect(&feed_, &ListFeed::changed, &feed_, [this] { noticeWhatIsSeen(); });
     // From now on, so that details that are opened later show what went before.
     (void)SpeedHistory::of(context_.manager, feed_);
 }
@@ -113,6 +134,7 @@ void DesktopWindows::present(QWidget& window) {
         qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(token));
     }
     window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    fitToScreen(window);
     window.show();
     window.raise();
     window.activateWindow();
@@ -143,7 +165,12 @@ void DesktopWindows::showAdded(const std::vector<std::int64_t>& ids) {
 
 void DesktopWindows::presentDownloads() {
     present(downloads());
-    if (tray_) {
+    noticeWhatIsSeen();
+}
+
+/// What went wrong needs no attention from the tray while the user looks at the list.
+void DesktopWindows::noticeWhatIsSeen() {
+    if (tray_ && downloads_ && downloads_->isActiveWindow()) {
         tray_->problemsSeen();
     }
 }
@@ -196,12 +223,23 @@ void DesktopWindows::showSettings(std::string_view pane) {
     present(settingsWindow());
 }
 
+WelcomeWindow& DesktopWindows::welcome() {
+    return standing<WelcomeWindow>(passing_, [&] {
+        auto* made = new WelcomeWindow(context_, autostart_);
+        // It speaks of that window; and without a tray nothing else would be left on screen.
+        QObject::connect(made, &WelcomeWindow::firstStartEnded, &feed_,
+                         [this] { showDownloads(std::nullopt); });
+        return made;
+    });
+}
+
 void DesktopWindows::showWelcome() {
-    present(standing<WelcomeWindow>(passing_, [&] { return new WelcomeWindow(context_, autostart_); }));
+    present(welcome());
 }
 
 void DesktopWindows::showWelcomeInBackground() {
-    auto& window = standing<WelcomeWindow>(passing_, [&] { return new WelcomeWindow(context_, autostart_); });
+    auto& window = welcome();
+    fitToScreen(window);
     window.setAttribute(Qt::WA_ShowWithoutActivating);
     window.show();
     window.setAttribute(Qt::WA_ShowWithoutActivating, false);
@@ -249,7 +287,7 @@ void DesktopWindows::quit() {
 
 void DesktopWindows::askBeforeQuitting(int count) {
     if (!quitQuestion_) {
-        quitQuestion_ = new QMessageBox(QMessageBox::Question, "Quit Fluvane?", "", QMessageBox::Cancel);
+        quitQuestion_ = new QMessageBox(QMessageBox::Question, "Quit", "", QMessageBox::Cancel);
         quitQuestion_->setObjectName("quit");
         quitQuestion_->setAttribute(Qt::WA_DeleteOnClose);
         quitQuestion_->setTextFormat(Qt::PlainText);

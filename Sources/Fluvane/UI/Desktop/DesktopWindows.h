@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Fluvane/Linux/Notices/LinuxNotifier.h"
+#include "Fluvane/Commands/ApplicationWindows.h"
 #include "Fluvane/UI/Models/Autostart.h"
 #include "Fluvane/UI/Models/RecentFolders.h"
 #include "Fluvane/UI/Models/WindowContext.h"
@@ -25,24 +25,12 @@ class DownloadsWindow;
 class NewDownloadWindow;
 class SettingsWindow;
 class StatusMenu;
+class WelcomeWindow;
 
 /// The windows of the application, each made when it is first asked for, and the tray item. Main thread;
 /// needs a QApplication.
-class DesktopWindows : public Windows {
+class DesktopWindows : public ApplicationWindows {
 public:
-    /// What the application tells about itself.
-    struct Reports {
-        using Text = std::function<void(std::function<void(std::string)>)>;
-        Text log{}; ///< Of the last 10 minutes.
-        Text diagnostics{};
-        std::function<std::string()> settingsProblem{}; ///< Why the settings can't be used, or nothing.
-        std::function<std::string()> whatsNew{};
-        std::function<std::string()> crashNote{};
-        std::function<std::vector<LinuxNotifier::Notice>()> notices{};
-        std::function<void(const LinuxNotifier::Notice&)> tell{};
-        std::function<void()> checkForUpdates{}; ///< Empty where this build doesn't.
-    };
-
     /// What it is given must outlive it. Sizes of windows and folders used last are kept in the state folder.
     DesktopWindows(DownloadManager& manager, SettingsAccess& settings, FileActions& files,
                    Autostart& autostart, Bus& session, const std::string& stateFolder, Reports reports);
@@ -50,22 +38,19 @@ public:
     DesktopWindows(const DesktopWindows&) = delete;
     DesktopWindows& operator=(const DesktopWindows&) = delete;
 
-    /// What the manager's observer tells of changes.
-    [[nodiscard]] ListFeed& feed() { return feed_; }
-    /// Looks for a tray. Once.
-    void start();
+    void start() override;
+    void listChanged() override { feed_.listChanged(); }
 
     void showDownloads(std::optional<std::int64_t> selected) override;
     void showAdded(const std::vector<std::int64_t>& ids) override;
     void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override;
     void showSettings(std::string_view pane) override;
     void showWelcome() override;
-    /// Behind what the user is at: a program started this one, for a person who doesn't know it yet.
-    void showWelcomeInBackground();
+    void showWelcomeInBackground() override;
     void showWhatsNew() override;
     void showCrashNote() override;
-    void showWhatsNew(const std::string& text);
-    void showCrashNote(const std::string& note);
+    void showWhatsNew(const std::string& text) override;
+    void showCrashNote(const std::string& note) override;
     void changeLink(std::int64_t id) override;
     void editChecksum(std::int64_t id) override;
     void quit() override;
@@ -79,6 +64,8 @@ private:
     [[nodiscard]] DownloadsWindow& downloads();
     [[nodiscard]] NewDownloadWindow& newDownloadWindow();
     [[nodiscard]] SettingsWindow& settingsWindow();
+    [[nodiscard]] WelcomeWindow& welcome();
+    void noticeWhatIsSeen();
     void presentDownloads();
     void downloadsClosed();
     void askBeforeQuitting(int running);

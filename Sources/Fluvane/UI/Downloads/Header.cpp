@@ -39,7 +39,7 @@ QString withoutMnemonic(QString text) {
 } // namespace
 
 QToolButton* Header::button(QAction* action) {
-    auto* const made = new QToolButton;
+    auto* const made = new QToolButton(this); // without a parent it would be a window for a moment
     made->setDefaultAction(action);
     made->setAutoRaise(true);
     made->setFocusPolicy(Qt::TabFocus);

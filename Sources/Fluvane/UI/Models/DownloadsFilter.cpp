@@ -10,6 +10,11 @@ namespace {
 /// More rows coming and going at once than this are shown by starting over.
 constexpr std::size_t fewRows = 64;
 
+/// Of other scripts' digits a name's order is as of letters; nothing would be a whole order else.
+bool isDigit(QChar character) {
+    return character >= '0' && character <= '9';
+}
+
 /// As people expect names in order: numbers in them by their value.
 int compareNames(const QString& a, const QString& b) {
     qsizetype i = 0;
@@ -19,13 +24,13 @@ int compareNames(const QString& a, const QString& b) {
             ++at;
         }
         const qsizetype first = at;
-        while (at < text.size() && text[at].isDigit()) {
+        while (at < text.size() && isDigit(text[at])) {
             ++at;
         }
         return QStringView(text).mid(first, at - first);
     };
     while (i < a.size() && j < b.size()) {
-        if (a[i].isDigit() && b[j].isDigit()) {
+        if (isDigit(a[i]) && isDigit(b[j])) {
             const QStringView left = number(a, i);
             const QStringView right = number(b, j);
             if (left != right) {

@@ -218,6 +218,7 @@ void WelcomeWindow::showSettings(const Config& config) {
 void WelcomeWindow::closeEvent(QCloseEvent* event) {
     if (!context_.settings.config().hasCompletedOnboarding) {
         change([](Config& config) { config.hasCompletedOnboarding = true; });
+        Q_EMIT firstStartEnded();
     }
     QWidget::closeEvent(event);
 }

@@ -24,6 +24,9 @@ public:
     /// What it is given must outlive it.
     WelcomeWindow(WindowContext& context, Autostart& autostart);
 
+    /// It is closed for the first time ever.
+    Q_SIGNAL void firstStartEnded();
+
 protected:
     void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;

@@ -1,5 +1,5 @@
-#include "Fluvane/Application/Display.h"
 #include "Fluvane/Application/EndSignals.h"
+#include "Fluvane/Application/Frontend.h"
 #include "Fluvane/Application/InstanceLock.h"
 #include "Fluvane/Application/Live.h"
 #include "Fluvane/Application/Visit.h"
@@ -47,8 +47,8 @@ void logTo(tessivar::LogFiles& files) {
     });
 }
 
-int runEventLoop(const tessivar::LogFiles& log, Visit visit, bool hasWindows, tessivar::HangWatch& watch) {
-    Live live(log, hasWindows);
+int runEventLoop(const tessivar::LogFiles& log, Visit visit, Frontend& frontend, tessivar::HangWatch& watch) {
+    Live live(log, frontend);
     const EndSignals signals([] { QCoreApplication::exit(); }); // `quit` would ask every window to close
     live.start(std::move(visit));
     const int status = QCoreApplication::exec();
@@ -57,7 +57,9 @@ int runEventLoop(const tessivar::LogFiles& log, Visit visit, bool hasWindows, te
     return status;
 }
 
-int run(int argc, char** argv) {
+} // namespace
+
+int runApplication(int argc, char** argv, Frontend& frontend) {
     auto visit = Visit::from({argv + std::min(argc, 1), argv + argc});
     settleHome();
     tessivar::AppIdentity::current = {.displayName = "Fluvane",
@@ -84,11 +86,11 @@ int run(int argc, char** argv) {
     setFatalHandler(&tessivar::CrashHandler::noteReason);
     lastRun.begin();
     tessivar::HangWatch hangWatch({.folder = Reports::crashFolder()});
-    const Display display(argc, argv, hangWatch, !visit.headless);
+    const auto application = frontend.makeApplication(argc, argv, hangWatch);
     hangWatch.start();
     // Numbers in files and headers have a point in every language.
     std::setlocale(LC_NUMERIC, "C");
-    const int status = runEventLoop(log, std::move(visit), display.hasWindows(), hangWatch);
+    const int status = runEventLoop(log, std::move(visit), frontend, hangWatch);
     hangWatch.stop();
     lastRun.end();
     qInstallMessageHandler(nullptr);
@@ -96,12 +98,4 @@ int run(int argc, char** argv) {
     return status;
 }
 
-} // namespace
-
 } // namespace fluvane
-
-/// What the executable calls once it has loaded the application. An exception that gets here is a crash, and
-/// is reported as one.
-extern "C" __attribute__((visibility("default"))) int fluvaneApplication(int argc, char** argv) noexcept {
-    return fluvane::run(argc, argv);
-}

@@ -1,0 +1,101 @@
+#include "Fluvane/Application/Frontend.h"
+#include "Fluvane/Linux/Autostart/LinuxAutostart.h"
+#include "Fluvane/Linux/Shell/LinuxFileActions.h"
+#include "Fluvane/Linux/WatchedApplication.h"
+#include "Fluvane/UI/Desktop/DesktopWindows.h"
+#include "Tessivar/Windows/OutlinedStyle.h"
+#include "TessivarCore/AppIdentity.h"
+#include "TessivarCore/Log.h"
+
+#include <QApplication>
+#include <QByteArray>
+
+namespace fluvane {
+
+namespace {
+
+constexpr const char* platformVariable = "QT_QPA_PLATFORM";
+
+/// The ways to a display, best first. A list that ends in the platform without a screen is what keeps a
+/// display that doesn't answer from ending the program.
+QByteArray platforms() {
+    const bool wayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    const bool x11 = !qEnvironmentVariableIsEmpty("DISPLAY");
+    if (!wayland) {
+        return "xcb;offscreen";
+    }
+    // GNOME draws no frames around the windows of others; through X11 they have some.
+    const bool isGNOME = qgetenv("XDG_CURRENT_DESKTOP").toLower().contains("gnome");
+    return x11 && isGNOME ? "xcb;wayland;offscreen" : x11 ? "wayland;xcb;offscreen" : "wayland;offscreen";
+}
+
+void prepareWindows() {
+    const auto& identity = tessivar::AppIdentity::current;
+    QGuiApplication::setDesktopFileName(QString::fromStdString(identity.identifier));
+    QGuiApplication::setApplicationDisplayName(QString::fromStdString(identity.displayName));
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    if (QApplication::style()->name() == "fusion") {
+        QApplication::setStyle(new tessivar::OutlinedStyle);
+    }
+}
+
+/// What the windows alone use of the system; made before them, and ended after.
+struct Services {
+    explicit Services(const Frontend::Parts& parts)
+        : files(parts.reveal, parts.mainQueue,
+                [tell = parts.reports.tell](const std::string& why) {
+                    tell({.title = "Fluvane", .body = why});
+                }),
+          autostart(LinuxAutostart::forThisUser()) {}
+    LinuxFileActions files;
+    LinuxAutostart autostart;
+};
+
+struct ServedWindows : Services, DesktopWindows {
+    explicit ServedWindows(const Frontend::Parts& parts)
+        : Services(parts), DesktopWindows(parts.manager, parts.settings, files, autostart, parts.session,
+                                          parts.stateFolder, parts.reports) {}
+};
+
+class Desktop : public Frontend {
+public:
+    std::unique_ptr<QCoreApplication> makeApplication(int& count, char** arguments,
+                                                      tessivar::HangWatch& watch) override;
+    std::unique_ptr<ApplicationWindows> makeWindows(const Parts& parts) override {
+        return hasDisplay_ ? std::make_unique<ServedWindows>(parts) : nullptr;
+    }
+
+private:
+    bool hasDisplay_ = false;
+};
+
+/// A display that only looks like one never ends the program.
+std::unique_ptr<QCoreApplication> Desktop::makeApplication(int& count, char** arguments,
+                                                           tessivar::HangWatch& watch) {
+    const bool chosen = !qEnvironmentVariableIsEmpty(platformVariable);
+    if (!chosen) {
+        qputenv(platformVariable, platforms());
+    }
+    auto application = std::make_unique<WatchedApplication<QApplication>>(count, arguments, watch);
+    if (!chosen) {
+        qunsetenv(platformVariable); // it is no business of programs that we start
+    }
+    hasDisplay_ = chosen || QGuiApplication::platformName() != "offscreen";
+    if (hasDisplay_) {
+        prepareWindows();
+    } else {
+        tessivar::log::lifecycle.error("no display answers: running without windows");
+    }
+    return application;
+}
+
+} // namespace
+
+} // namespace fluvane
+
+/// What the executable calls once it has loaded the application. An exception that gets here is a crash, and
+/// is reported as one.
+extern "C" __attribute__((visibility("default"))) int fluvaneApplication(int argc, char** argv) noexcept {
+    fluvane::Desktop frontend;
+    return fluvane::runApplication(argc, argv, frontend);
+}
