@@ -4,6 +4,10 @@ namespace fluvane {
 
 using State = DownloadState;
 
+bool runs(const DownloadState& state) {
+    return state.isActive() && !state.isWaiting(State::Wait::retrying);
+}
+
 bool canBeNext(const DownloadState& state) {
     return state.is<State::Queued>() || state.is<State::Paused>();
 }

@@ -6,6 +6,8 @@
 
 namespace fluvane {
 
+/// Whether something is done for it now: one that waits for another try takes a slot, but doesn't run.
+[[nodiscard]] bool runs(const DownloadState& state);
 /// Whether it can be put at the front of the line.
 [[nodiscard]] bool canBeNext(const DownloadState& state);
 /// Whether it can start now, past the line.

@@ -4,6 +4,7 @@
 #include "FluvaneCore/Rules.h"
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Text.h"
+#include "FluvaneEngine/Abilities.h"
 
 #include <QFileInfo>
 #include <QMimeData>
@@ -39,7 +40,7 @@ StateGroup groupOf(const State& state) {
     if (state.is<State::Paused>()) {
         return StateGroup::paused;
     }
-    return state.isActive() ? StateGroup::running : StateGroup::waiting;
+    return runs(state) ? StateGroup::running : StateGroup::waiting;
 }
 
 int stateNumber(const State& state) {

@@ -1,5 +1,7 @@
 #include "Fluvane/UI/Models/SelectionTotals.h"
 
+#include "FluvaneEngine/Abilities.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -24,7 +26,7 @@ void add(SelectionTotals& totals, const Download& download) {
     totals.done = capped(totals.done, known ? done : 0);
     totals.size = capped(totals.size, known ? *record.size : 0);
     totals.unknownSizes += known ? 0 : 1;
-    totals.running += record.state.isActive() ? 1 : 0;
+    totals.running += runs(record.state) ? 1 : 0;
     totals.speed += record.state.usesNetwork() ? download.speed() : 0;
 }
 

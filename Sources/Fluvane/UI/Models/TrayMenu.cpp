@@ -1,6 +1,5 @@
 #include "Fluvane/UI/Models/TrayMenu.h"
 
-#include "Fluvane/UI/Models/TrayStatus.h"
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"

@@ -1,6 +1,7 @@
 #include "Fluvane/UI/Models/TrayStatus.h"
 
 #include "FluvaneCore/Words.h"
+#include "FluvaneEngine/Abilities.h"
 
 #include <fmt/format.h>
 
@@ -127,10 +128,6 @@ TrayStatus calmStatus(const Downloads& downloads) {
 }
 
 } // namespace
-
-bool runs(const DownloadState& state) {
-    return state.isActive() && !state.isWaiting(State::Wait::retrying);
-}
 
 TrayStatus trayStatus(const Downloads& downloads, const Downloads& problems) {
     auto status = calmStatus(downloads);

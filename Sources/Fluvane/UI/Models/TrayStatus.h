@@ -11,9 +11,6 @@
 
 namespace fluvane {
 
-/// Whether something is done for it now: one that waits for another try takes a slot, but doesn't run.
-[[nodiscard]] bool runs(const DownloadState& state);
-
 /// The whole list at a glance.
 struct TrayStatus {
     enum class Kind {
