@@ -3,6 +3,9 @@
 #include "Tessivar/Windows/Spacing.h"
 
 #include <QAbstractButton>
+#include <QAbstractSpinBox>
+#include <QComboBox>
+#include <QEvent>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLineEdit>
@@ -48,6 +51,7 @@ void Form::addRow(const QString& label, QWidget* control, const QString& hint) {
 }
 
 void Form::addRow(const QString& label, QWidget* control, tessivar::QuietLabel* hint) {
+    guardFromWheel(control);
     auto* const name = new QLabel(label, this);
     QWidget* const first = control->focusProxy() ? control->focusProxy() : control;
     name->setBuddy(first);
@@ -64,6 +68,30 @@ void Form::addRow(const QString& label, QWidget* control, tessivar::QuietLabel* 
     } else {
         grid_->setRowMinimumHeight(row_++, Spacing::small);
     }
+}
+
+/// Its value, and those of controls in it, change by the wheel only after they were gone to.
+void Form::guardFromWheel(QWidget* control) {
+    const auto guard = [this](QWidget* each) {
+        if (qobject_cast<QComboBox*>(each) || qobject_cast<QAbstractSpinBox*>(each)) {
+            each->setFocusPolicy(Qt::StrongFocus);
+            each->installEventFilter(this);
+        }
+    };
+    guard(control);
+    for (QWidget* const inside : control->findChildren<QWidget*>()) {
+        guard(inside);
+    }
+}
+
+/// A wheel that passes over a control scrolls the pane.
+bool Form::eventFilter(QObject* watched, QEvent* event) {
+    const auto* const control = qobject_cast<QWidget*>(watched);
+    if (event->type() == QEvent::Wheel && control && !control->hasFocus()) {
+        event->ignore();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void Form::setRowVisible(QWidget* control, bool visible) {
@@ -90,6 +118,7 @@ void Form::addText(const QString& text) {
 }
 
 void Form::addWide(QWidget* widget, int stretch) {
+    guardFromWheel(widget);
     grid_->setRowStretch(row_, stretch);
     grid_->addWidget(widget, row_++, 0, 1, 2);
 }

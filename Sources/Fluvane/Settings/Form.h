@@ -34,7 +34,12 @@ public:
     /// Keeps what was added at the top.
     void end();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
+    void guardFromWheel(QWidget* control);
+
     int row_ = 0;
     QHash<QWidget*, QList<QWidget*>> rows_; ///< What goes with each control.
     QGridLayout* grid_;

@@ -94,6 +94,7 @@ void GeneralPane::showAutostart() {
 void GeneralPane::setAutostart(bool on) {
     try {
         autostart_.set(on);
+        message_.withdrawWarning();
     } catch (const std::exception& error) {
         message_.warn(QString::fromUtf8(error.what()));
     }

@@ -18,6 +18,7 @@ bool LiveConfig::change(const std::function<void(Config&)>& change) {
             settings_.update(wanted);
         }
         Q_EMIT changed(config()); // a number out of bounds, too, is shown as it counts
+        Q_EMIT saved();
         return true;
     } catch (const std::exception& error) {
         Q_EMIT failed(QString::fromUtf8(error.what()));

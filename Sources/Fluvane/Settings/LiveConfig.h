@@ -30,6 +30,8 @@ public:
     [[nodiscard]] SettingsAccess& settings() { return settings_; }
 
     Q_SIGNAL void changed(const fluvane::Config& config);
+    /// What the user changed here is in force.
+    Q_SIGNAL void saved();
     Q_SIGNAL void failed(const QString& sentence);
 
 private:

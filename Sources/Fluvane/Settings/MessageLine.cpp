@@ -61,6 +61,15 @@ void MessageLine::say(const QString& sentence) {
 
 void MessageLine::warn(const QString& sentence) {
     tell("warning", sentence);
+    warns_ = true;
+}
+
+bool MessageLine::withdrawWarning() {
+    const bool warned = warns_ && !isHidden();
+    if (warned) {
+        hide();
+    }
+    return warned;
 }
 
 void MessageLine::offer(const QString& sentence, const QString& button, std::function<void()> action) {
@@ -84,6 +93,7 @@ void MessageLine::changeEvent(QEvent* event) {
 
 void MessageLine::tell(const char* icon, const QString& sentence) {
     button_->hide();
+    warns_ = false;
     iconName_ = icon;
     drawIcon();
     text_->setText(sentence);

@@ -18,6 +18,8 @@ public:
 
     void say(const QString& sentence);
     void warn(const QString& sentence);
+    /// Ends a warning whose reason is gone. Answers whether there was one.
+    bool withdrawWarning();
     /// With a button that does something about it, once.
     void offer(const QString& sentence, const QString& button, std::function<void()> action);
 
@@ -28,6 +30,7 @@ private:
     void drawIcon();
     void tell(const char* icon, const QString& sentence);
 
+    bool warns_ = false;
     QString iconName_;
     QLabel* icon_;
     QLabel* text_;

@@ -53,6 +53,8 @@ SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Rep
         addAction(action);
     }
     connect(config_, &LiveConfig::failed, message_, &MessageLine::warn);
+    connect(config_, &LiveConfig::saved, this, &SettingsWindow::moveOn);
+    connect(sidebar_, &QListWidget::currentRowChanged, this, &SettingsWindow::moveOn);
     showPane("general");
 }
 
@@ -116,6 +118,18 @@ void SettingsWindow::showPane(std::string_view name) {
 void SettingsWindow::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
     tellOfProblem();
+}
+
+void SettingsWindow::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    message_->withdrawWarning();
+}
+
+/// A warning doesn't outlive what it is about; what is wrong with the file of the settings may last.
+void SettingsWindow::moveOn() {
+    if (message_->withdrawWarning()) {
+        tellOfProblem();
+    }
 }
 
 void SettingsWindow::tellOfProblem() {

@@ -46,12 +46,14 @@ public:
 
 protected:
     void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     void build();
     void addPane(const char* name, const QString& title, const char* icon, QWidget* pane);
     void addKeys();
     void tellOfProblem();
+    void moveOn();
 
     Reports reports_;
     LiveConfig* config_;

@@ -21,6 +21,7 @@
 #include <QSpinBox>
 #include <QStackedWidget>
 #include <QTest>
+#include <QWheelEvent>
 
 #include <gmock/gmock.h>
 
@@ -222,8 +223,35 @@ TEST_F(SettingsWindowTests, keepsWhatIsBeingTyped) {
     EXPECT_EQ(message(), "Give a speed in MB/s, like 5 or 0.5.");
     EXPECT_EQ(other->text(), "5 MB");
     EXPECT_EQ(config().speedLimit, 1'000'000);
+    typeInto(other, "1.5");
+    QTest::keyClick(other, Qt::Key_Return);
+    EXPECT_EQ(message(), "") << "its reason is gone";
+    typeInto(other, "much");
+    QTest::keyClick(other, Qt::Key_Return);
+    EXPECT_NE(message(), "");
+    window.showPane("files");
+    EXPECT_EQ(message(), "");
+    window.showPane("connections");
+    bench.settings.update(changed);
     spin->setFocus();
     EXPECT_EQ(choices->currentText(), "1 MB/s");
+}
+
+TEST_F(SettingsWindowTests, theWheelChangesOnlyWhatWasGoneTo) {
+    window.showPane("connections");
+    const auto turn = [&](QWidget* control) {
+        QWheelEvent event(QPointF(5, 5), control->mapToGlobal(QPointF(5, 5)), QPoint(), QPoint(0, -120),
+                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(control, &event);
+    };
+    const Config before = config();
+    for (const char* name : {"speedLimit", "simultaneous", "connectionsPerServer"}) {
+        turn(get<QWidget>(name));
+        EXPECT_EQ(config(), before) << name;
+    }
+    get<QSpinBox>("simultaneous")->setFocus();
+    turn(get<QSpinBox>("simultaneous"));
+    EXPECT_EQ(config().simultaneous, before.simultaneous - 1);
 }
 
 TEST_F(SettingsWindowTests, goesBackToWhatIsInForceWhereItCannotBeSaved) {
