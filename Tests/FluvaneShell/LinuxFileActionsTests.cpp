@@ -2,7 +2,6 @@
 
 #include "Fluvane/Linux/Notices/FileReveal.h"
 #include "Fluvane/Linux/Services/Bus.h"
-#include "Support/TestQueue.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
@@ -22,6 +21,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The thread of the application's own loop.
+class LoopQueue : public MainQueue {
+public:
+    void post(std::function<void()> work) override {
+        QMetaObject::invokeMethod(qApp, std::move(work), Qt::QueuedConnection);
+    }
+};
+
 class FileActionsTest : public testing::Test {
 protected:
     FileActionsTest() {
@@ -36,7 +43,7 @@ protected:
     std::optional<std::string> trash(const URL& file) {
         std::optional<std::optional<std::string>> answer;
         actions.moveToWastebasket(file, [&](const auto& error) { answer = error; });
-        EXPECT_TRUE(queue.runUntil([&] { return answer.has_value(); }));
+        EXPECT_TRUE(waitFor([&] { return answer.has_value(); }));
         return answer.value_or("no answer");
     }
     /// Opens it with an opener of ours that notes what it is given and exits so.
@@ -65,7 +72,7 @@ protected:
     QCoreApplication application{argc, argv};
     QTemporaryDir folder;
     fs::path root = folder.path().toStdString();
-    support::TestQueue queue;
+    LoopQueue queue;
     Bus bus{Bus::Kind::session, queue, ""};
     FileReveal reveal{bus};
     std::vector<std::string> problems;
@@ -100,7 +107,8 @@ TEST_F(FileActionsTest, FilesAndLinksAreOpenedByTheDesktop) {
         std::string problem;
     } rows[] = {
         {file, 0, ""},
-        {file, 2, "a b;c.txt couldn't be opened: it isn't there anymore."},
+        {file, 2, "a b;c.txt couldn't be opened: there's no program for it."},
+        {URL::file((root / "gone.iso").string()), 4, "gone.iso couldn't be opened: it isn't there anymore."},
         {URL::parse("http://a.example/b?c").value(), 3,
          "http://a.example/b?c couldn't be opened: there's no program for it."},
     };

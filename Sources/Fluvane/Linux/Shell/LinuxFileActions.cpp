@@ -21,8 +21,6 @@ namespace fluvane {
 
 namespace {
 
-constexpr int noSuchFile = 2; ///< What xdg-open exits with.
-
 std::string nameOf(const URL& thing) {
     const std::string path = thing.path();
     const auto slash = path.rfind('/');
@@ -74,16 +72,13 @@ void LinuxFileActions::open(const URL& thing) {
         return;
     }
     auto* const opener = new QProcess;
-    const auto fail = [this, alive = std::weak_ptr(alive_), name = nameOf(thing)](const char* reason) {
-        log::files.error(fmt::format("couldn't open a file or link: {}", reason));
+    const auto fail = [this, alive = std::weak_ptr(alive_), thing](const char* reason) {
         if (!alive.expired()) {
-            failed_(fmt::format("{} couldn't be opened: {}", name, reason));
+            tellWhy(thing, reason);
         }
     };
     QObject::connect(opener, &QProcess::finished, opener, [opener, fail](int code) {
-        if (code == noSuchFile) {
-            fail("it isn't there anymore.");
-        } else if (code != 0) {
+        if (code != 0) {
             fail("there's no program for it.");
         }
         opener->deleteLater();
@@ -100,6 +95,20 @@ void LinuxFileActions::open(const URL& thing) {
     opener->setStandardErrorFile(QProcess::nullDevice());
     const std::string what = thing.isFile() ? thing.path() : thing.absoluteString();
     opener->start("xdg-open", {QFile::decodeName(what.c_str())});
+}
+
+/// What openers exit with says little: whether the file is there is seen for itself, where a slow disk holds
+/// nothing up.
+void LinuxFileActions::tellWhy(const URL& thing, const char* reason) {
+    queue_.async([this, alive = std::weak_ptr(alive_), thing, reason] {
+        const std::string why = thing.isFile() && isGone(thing.path()) ? "it isn't there anymore." : reason;
+        log::files.error(fmt::format("couldn't open a file or link: {}", why));
+        mainQueue_.post([this, alive, name = nameOf(thing), why] {
+            if (!alive.expired()) {
+                failed_(fmt::format("{} couldn't be opened: {}", name, why));
+            }
+        });
+    });
 }
 
 void LinuxFileActions::show(const URL& file) {

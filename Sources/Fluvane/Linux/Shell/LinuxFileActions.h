@@ -29,6 +29,8 @@ public:
     void moveToWastebasket(const URL& file, Completion completion) override;
 
 private:
+    void tellWhy(const URL& thing, const char* reason);
+
     FileReveal& reveal_;
     MainQueue& mainQueue_;
     std::function<void(const std::string&)> failed_;
