@@ -169,10 +169,41 @@ TEST_F(DownloadsWindowTest, RemovingAsksBeforeBytesAreLost) {
     EXPECT_EQ(question()->informativeText(), "It isn't finished. The 1.4 GB downloaded so far are deleted.");
     answer("Cancel");
     EXPECT_TRUE(isThere(1));
+    const std::pair<std::vector<std::int64_t>, const char*> several[] = {
+        {{1, 6}, "What one of them downloaded so far is deleted: 1.4 GB."},
+        {{1, 3, 6}, "What 2 of them downloaded so far is deleted: 1.4 GB."}};
+    for (const auto& [ids, explanation] : several) {
+        window.select(ids, false);
+        press(Qt::Key_Delete);
+        ASSERT_TRUE(question());
+        EXPECT_EQ(question()->informativeText(), explanation);
+        answer("Cancel");
+    }
+    choose(1);
     press(Qt::Key_Delete, Qt::ShiftModifier);
     answer("Remove");
     EXPECT_FALSE(isThere(1));
     EXPECT_THAT(files, IsEmpty());
+}
+
+TEST_F(DownloadsWindowTest, TheNextOneTakesThePlaceOfWhatWasRemoved) {
+    const auto current = [&] {
+        const QModelIndex index = view().currentIndex();
+        return view().selectionModel()->isSelected(index) ? index.data(DownloadsModel::IdRole).toInt() : 0;
+    };
+    const int row = (choose(5), view().currentIndex().row());
+    const int next = view().model()->index(row + 1, 0).data(DownloadsModel::IdRole).toInt();
+    press(Qt::Key_Delete);
+    EXPECT_EQ(current(), next);
+    window.select({2, 8}, false);
+    press(Qt::Key_Delete, Qt::ShiftModifier);
+    answer("Remove and Delete");
+    EXPECT_FALSE(isThere(2) || isThere(8));
+    EXPECT_NE(current(), 0);
+    choose(1);
+    list.engine.manager->remove(1);
+    list.refresh();
+    EXPECT_TRUE(view().selectionModel()->selection().isEmpty()) << "not on this window's word";
 }
 
 TEST_F(DownloadsWindowTest, FilesGoToTheWastebasketOrStay) {
@@ -184,6 +215,10 @@ TEST_F(DownloadsWindowTest, FilesGoToTheWastebasketOrStay) {
     auto* const problem = window.findChild<QMessageBox*>("problem");
     ASSERT_TRUE(problem);
     EXPECT_EQ(problem->informativeText(), "holiday video.mp4: Permission denied");
+    for (const QLabel* const label : problem->findChildren<QLabel*>()) {
+        EXPECT_EQ(label->textFormat(), Qt::PlainText)
+            << "a name could be a link: " << label->objectName().toStdString();
+    }
     problem->close();
     backToTheWindow();
     EXPECT_TRUE(isThere(2));
@@ -207,6 +242,15 @@ TEST_F(DownloadsWindowTest, SearchAndFilterKeepTheSelection) {
     QTest::keyClicks(&search(), "track");
     EXPECT_EQ(view().model()->rowCount(), 2);
     EXPECT_EQ(view().currentIndex().data(DownloadsModel::IdRole), 6);
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Return}) {
+        search().setFocus();
+        QTest::keyClick(&search(), key);
+        EXPECT_TRUE(view().hasFocus());
+        EXPECT_EQ(view().selectionModel()->selectedRows(), QModelIndexList{view().model()->index(0, 0)});
+    }
+    EXPECT_THAT(files, IsEmpty());
+    choose(6);
+    search().setFocus();
     QTest::keyClick(&search(), Qt::Key_Delete); // the field's own
     EXPECT_TRUE(isThere(6));
     QTest::keyClicks(&search(), "xyz");
@@ -254,6 +298,10 @@ TEST_F(DownloadsWindowTest, LinksComeInByPasteAndDrop) {
     drop(none);
     auto* const summary = window.findChild<QLabel*>("summary");
     EXPECT_TRUE(QTest::qWaitFor([&] { return summary->text() == "There's no link in what was dropped."; }));
+    const int narrow = window.minimumSizeHint().width();
+    window.tell(QString(500, 'x') + ".iso couldn't be opened: it isn't there anymore.");
+    EXPECT_TRUE(summary->text().endsWith("it isn't there anymore.")) << summary->text().toStdString();
+    EXPECT_EQ(window.minimumSizeHint().width(), narrow);
 }
 
 TEST_F(DownloadsWindowTest, TheContextMenuHoldsWhatApplies) {

@@ -179,6 +179,10 @@ void DownloadsWindow::Parts::assemble() {
     auto* const leave = new QShortcut(Qt::Key_Escape, &header_->search());
     leave->setContext(Qt::WidgetShortcut);
     QObject::connect(leave, &QShortcut::activated, &here_, [this] { leaveSearch(); });
+    auto* const down = new QShortcut(Qt::Key_Down, &header_->search());
+    down->setContext(Qt::WidgetShortcut);
+    QObject::connect(down, &QShortcut::activated, &here_, [this] { enterResults(); });
+    QObject::connect(&header_->search(), &QLineEdit::returnPressed, &here_, [this] { enterResults(); });
 
     inspector_ = new Inspector(context_);
     splitter_ = new QSplitter;
@@ -191,6 +195,7 @@ void DownloadsWindow::Parts::assemble() {
     summary_ = new tessivar::QuietLabel;
     summary_->setObjectName("summary");
     summary_->setWordWrap(false);
+    summary_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // what it tells may be long
     selection_ = new tessivar::QuietLabel;
     selection_->setObjectName("selection");
     selection_->setWordWrap(false);

@@ -3,6 +3,7 @@
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/TextWindow.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -254,8 +255,7 @@ void DownloadActions::ask(const QString& question, const QString& explanation, c
     auto* const box =
         new QMessageBox(QMessageBox::Question, "Fluvane", question, QMessageBox::Cancel, &window_);
     box->setObjectName("question");
-    box->setTextFormat(Qt::PlainText);
-    box->setInformativeText(explanation);
+    tessivar::setPlainTexts(*box, explanation);
     box->setAttribute(Qt::WA_DeleteOnClose);
     QPushButton* const yes = box->addButton(button, QMessageBox::AcceptRole);
     box->setDefaultButton(yes);
@@ -275,10 +275,9 @@ void DownloadActions::remove() {
     }
     const QString lost = text(Words::bytes(bytes));
     ask(QString("Remove %1?").arg(fluvane::those(those(any))),
-        losing.size() == 1 ? "It isn't finished. The " + lost + " downloaded so far are deleted."
-                           : QString("%1 of them aren't finished. The %2 downloaded so far are deleted.")
-                                 .arg(losing.size())
-                                 .arg(lost),
+        ids.size() == 1 ? "It isn't finished. The " + lost + " downloaded so far are deleted."
+                        : QString("What %1 of them downloaded so far is deleted: %2.")
+                              .arg(losing.size() == 1 ? "one" : QString::number(losing.size()), lost),
         "Remove", [this, ids] { removeNow(ids); });
 }
 
@@ -286,6 +285,7 @@ void DownloadActions::removeNow(const IDs& ids) {
     for (const auto id : ids) {
         context_.manager.remove(id);
     }
+    Q_EMIT removed();
 }
 
 void DownloadActions::removeWithFiles() {
@@ -326,6 +326,7 @@ void DownloadActions::discard(const IDs& ids) {
             context_.manager.remove(id);
         }
     }
+    Q_EMIT removed();
     work->left = files.size();
     for (const auto& [id, file] : files) {
         context_.files.moveToWastebasket(file, [self = QPointer(this), work, number = id](const auto& error) {
@@ -341,7 +342,7 @@ void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, std::in
                                 const std::optional<std::string>& error) {
     const Download* const download = context_.manager.download(id);
     if (!error) {
-        context_.manager.remove(id);
+        removeNow({id});
     } else if (download) {
         work->problems.append(nameOf(*download) + ": " + text(Words::oneLine(*error)));
     }
@@ -361,8 +362,7 @@ void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, std::in
             : QString("%1 files couldn't be moved to the wastebasket, so they stay on the list.").arg(count),
         QMessageBox::Close, &window_);
     box->setObjectName("problem");
-    box->setTextFormat(Qt::PlainText);
-    box->setInformativeText(list);
+    tessivar::setPlainTexts(*box, list);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
 }

@@ -39,6 +39,9 @@ public:
     void removeWithFiles();
     void remove();
 
+    /// Some are off the list now, on the user's word.
+    Q_SIGNAL void removed();
+
 private:
     using Check = std::function<bool(const Download&)>;
     QAction* make(const char* name, const QString& text, const char* icon, void (DownloadActions::*run)());

@@ -29,6 +29,10 @@ void DownloadsWindow::select(const std::vector<std::int64_t>& ids, bool withDeta
     parts_->select(ids, withDetails);
 }
 
+void DownloadsWindow::tell(const QString& sentence) {
+    parts_->tell(sentence);
+}
+
 void DownloadsWindow::pasteLinks() {
     findLinks(*QGuiApplication::clipboard()->mimeData(), this,
               [this](const std::vector<URL>& links) { parts_->offer(links); });

@@ -24,6 +24,8 @@ public:
     /// Selects those and nothing else, and opens the details if asked to; a filter that hides one of them is
     /// taken away. Numbers that name none are passed over; nothing is done where all do.
     void select(const std::vector<std::int64_t>& ids, bool withDetails);
+    /// Shows a sentence in the line at the bottom, for some seconds.
+    void tell(const QString& sentence);
     /// Opens New Download with the clipboard's links, or empty when there are none.
     void pasteLinks();
 

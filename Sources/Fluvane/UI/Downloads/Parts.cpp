@@ -4,9 +4,11 @@
 #include "Fluvane/UI/Downloads/EmptyPage.h"
 #include "Fluvane/UI/Downloads/Header.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
+#include "Fluvane/UI/Models/ToolTip.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Spacing.h"
 
+#include <QAccessible>
 #include <QAction>
 #include <QItemSelection>
 #include <QLabel>
@@ -53,8 +55,13 @@ DownloadsWindow::Parts::Parts(DownloadsWindow& window, WindowContext& context, c
             refresh();
         }
     });
+    QObject::connect(&actions_, &DownloadActions::removed, &here_, [this] { selectWhatFollows(); });
     messageEnd_.setSingleShot(true);
-    QObject::connect(&messageEnd_, &QTimer::timeout, &here_, [this] { updateSummary(); });
+    QObject::connect(&messageEnd_, &QTimer::timeout, &here_, [this] {
+        summary_->setToolTip({});
+        summary_->setAccessibleName({});
+        updateSummary();
+    });
 }
 
 // What follows the engine
@@ -98,7 +105,11 @@ void DownloadsWindow::Parts::updateSummary() {
 }
 
 void DownloadsWindow::Parts::tell(const QString& message) {
-    summary_->setText(message);
+    summary_->setText(summary_->fontMetrics().elidedText(message, Qt::ElideMiddle, summary_->width()));
+    summary_->setToolTip(plainToolTip(message));
+    summary_->setAccessibleName(message);
+    QAccessibleEvent event(summary_, QAccessible::Alert);
+    QAccessible::updateAccessibility(&event);
     messageEnd_.start(messageTime);
 }
 
@@ -162,6 +173,26 @@ void DownloadsWindow::Parts::restoreSelection() {
     updatePage();
 }
 
+void DownloadsWindow::Parts::selectRow(int row) {
+    list_->selectionModel()->setCurrentIndex(filter_.index(row, 0), QItemSelectionModel::ClearAndSelect);
+}
+
+/// What takes the place of the selection once all of it was removed.
+void DownloadsWindow::Parts::selectWhatFollows() {
+    const auto isThere = [this](auto id) { return context_.manager.download(id) != nullptr; };
+    if (const IDs ids = selected(); ids.empty() || std::ranges::any_of(ids, isThere)) {
+        return;
+    }
+    int place = filter_.rowCount();
+    for (const auto& range : list_->selectionModel()->selection()) {
+        place = std::min(place, range.top());
+    }
+    refresh();
+    if (filter_.rowCount() > 0) {
+        selectRow(std::min(place, filter_.rowCount() - 1));
+    }
+}
+
 void DownloadsWindow::Parts::select(IDs ids, bool withDetails) {
     refresh();
     std::erase_if(ids, [this](auto id) { return !model_.rowOf(id); });
@@ -192,6 +223,14 @@ void DownloadsWindow::Parts::offer(const std::vector<URL>& links) {
 void DownloadsWindow::Parts::leaveSearch() {
     header_->search().clear();
     list_->setFocus();
+}
+
+void DownloadsWindow::Parts::enterResults() {
+    if (filter_.rowCount() > 0) {
+        selectRow(0);
+        list_->scrollToTop();
+        list_->setFocus();
+    }
 }
 
 void DownloadsWindow::Parts::showMenu(const QPoint& at) {

@@ -56,6 +56,8 @@ private:
 
     [[nodiscard]] IDs selected() const;
     [[nodiscard]] QItemSelection rowsOf(const IDs& ids) const;
+    void selectRow(int row);
+    void selectWhatFollows();
     void selectionChanged();
     void keepSelection();
     void restoreSelection();
@@ -67,6 +69,7 @@ private:
     void updatePage();
     void updateSummary();
     void leaveSearch();
+    void enterResults();
     void keepShare();
 
     DownloadsWindow& window_;
