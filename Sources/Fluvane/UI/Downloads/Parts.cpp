@@ -190,6 +190,7 @@ void DownloadsWindow::Parts::selectWhatFollows() {
     refresh();
     if (filter_.rowCount() > 0) {
         selectRow(std::min(place, filter_.rowCount() - 1));
+        list_->scrollTo(list_->currentIndex());
     }
 }
 
@@ -207,6 +208,7 @@ void DownloadsWindow::Parts::select(IDs ids, bool withDetails) {
     const QModelIndex first = filter_.indexOf(ids.front());
     list_->selectionModel()->setCurrentIndex(first, QItemSelectionModel::NoUpdate);
     list_->selectionModel()->select(rowsOf(ids), QItemSelectionModel::ClearAndSelect);
+    list_->scrollTo(filter_.indexOf(ids.back()));
     list_->scrollTo(first);
     list_->setFocus();
     if (withDetails) {
