@@ -2,6 +2,7 @@
 
 #include <QKeySequence>
 #include <QLabel>
+#include <QMessageBox>
 #include <QShortcut>
 #include <QWidget>
 
@@ -17,6 +18,14 @@ QLabel* heading(const QString& text) {
     font.setBold(true);
     label->setFont(font);
     return label;
+}
+
+void setPlainTexts(QMessageBox& box, const QString& information) {
+    box.setInformativeText(information);
+    for (QLabel* const label : box.findChildren<QLabel*>()) {
+        label->setTextFormat(Qt::PlainText);
+        label->setOpenExternalLinks(false);
+    }
 }
 
 void closeOnEscape(QWidget& window) {

@@ -10,6 +10,9 @@
 #include <QApplication>
 #include <QByteArray>
 
+#include <functional>
+#include <utility>
+
 namespace fluvane {
 
 namespace {
@@ -41,20 +44,17 @@ void prepareWindows() {
 
 /// What the windows alone use of the system; made before them, and ended after.
 struct Services {
-    explicit Services(const Frontend::Parts& parts)
-        : files(parts.reveal, parts.mainQueue,
-                [tell = parts.reports.tell](const std::string& why) {
-                    tell({.title = "Fluvane", .body = why});
-                }),
-          autostart(LinuxAutostart::forThisUser()) {}
+    Services(const Frontend::Parts& parts, std::function<void(const std::string&)> failed)
+        : files(parts.reveal, parts.mainQueue, std::move(failed)), autostart(LinuxAutostart::forThisUser()) {}
     LinuxFileActions files;
     LinuxAutostart autostart;
 };
 
 struct ServedWindows : Services, DesktopWindows {
     explicit ServedWindows(const Frontend::Parts& parts)
-        : Services(parts), DesktopWindows(parts.manager, parts.settings, files, autostart, parts.session,
-                                          parts.stateFolder, parts.reports) {}
+        : Services(parts, [this](const std::string& why) { tellProblem(why); }),
+          DesktopWindows(parts.manager, parts.settings, files, autostart, parts.session, parts.stateFolder,
+                         parts.reports) {}
 };
 
 class Desktop : public Frontend {

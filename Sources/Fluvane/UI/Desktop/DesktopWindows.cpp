@@ -9,9 +9,11 @@
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
 #include "Fluvane/UI/Tray/StatusMenu.h"
 #include "Fluvane/UI/Welcome/WelcomeWindow.h"
+#include "FluvaneEngine/Abilities.h"
 #include "Tessivar/Windows/ColorScheme.h"
 #include "Tessivar/Windows/CrashNoteWindow.h"
 #include "Tessivar/Windows/ScreenState.h"
+#include "Tessivar/Windows/TextWindow.h"
 #include "Tessivar/Windows/WhatsNewWindow.h"
 
 #include <nlohmann/json.hpp>
@@ -175,6 +177,14 @@ void DesktopWindows::noticeWhatIsSeen() {
     }
 }
 
+void DesktopWindows::tellProblem(const std::string& sentence) {
+    if (downloads_ && downloads_->isActiveWindow()) {
+        downloads_->tell(QString::fromStdString(sentence));
+    } else {
+        reports_.tell({.title = "Fluvane", .body = sentence});
+    }
+}
+
 /// Where there is no tray, nothing on screen says that it still runs.
 void DesktopWindows::downloadsClosed() {
     if (tray_ && tray_->isShown()) {
@@ -278,7 +288,7 @@ void DesktopWindows::editChecksum(std::int64_t id) {
 void DesktopWindows::quit() {
     const auto downloads = context_.manager.downloads();
     const auto running = std::ranges::count_if(
-        downloads, [](const Download* download) { return download->record.state.isActive(); });
+        downloads, [](const Download* download) { return runs(download->record.state); });
     if (running == 0) {
         return end();
     }
@@ -290,9 +300,8 @@ void DesktopWindows::askBeforeQuitting(int count) {
         quitQuestion_ = new QMessageBox(QMessageBox::Question, "Quit", "", QMessageBox::Cancel);
         quitQuestion_->setObjectName("quit");
         quitQuestion_->setAttribute(Qt::WA_DeleteOnClose);
-        quitQuestion_->setTextFormat(Qt::PlainText);
-        quitQuestion_->setInformativeText(
-            "They carry on from the last bytes saved when you open Fluvane again.");
+        tessivar::setPlainTexts(*quitQuestion_,
+                                "They carry on from the last bytes saved when you open Fluvane again.");
         auto* yes = quitQuestion_->addButton("&Quit", QMessageBox::AcceptRole);
         quitQuestion_->setDefaultButton(yes);
         QObject::connect(yes, &QPushButton::clicked, yes, [] { end(); });

@@ -54,6 +54,8 @@ public:
     void changeLink(std::int64_t id) override;
     void editChecksum(std::int64_t id) override;
     void quit() override;
+    /// Something the user asked for that can't be done: told where they look.
+    void tellProblem(const std::string& sentence);
     void useActivationToken(const std::string& token) override;
     [[nodiscard]] std::string state() override;
     void snapshot(const std::string& folder, const std::string& prefix, Drawn completion) override;

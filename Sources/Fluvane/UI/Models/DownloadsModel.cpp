@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cmath>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <unordered_map>
 
@@ -243,7 +244,17 @@ void DownloadsModel::removeGone(const std::vector<const Download*>& list) {
     }
     if (gaps.size() > fewGaps) {
         beginResetModel();
-        rows_.clear();
+        const auto rowAt = [this](std::size_t row) {
+            return rows_.begin() + static_cast<std::ptrdiff_t>(row);
+        };
+        std::vector<Row> kept;
+        next = 0;
+        for (const auto& [first, end] : gaps) {
+            std::move(rowAt(next), rowAt(first), std::back_inserter(kept));
+            next = end;
+        }
+        std::move(rowAt(next), rows_.end(), std::back_inserter(kept));
+        rows_ = std::move(kept);
         endResetModel();
         return;
     }
