@@ -146,7 +146,7 @@ class Screen(EndToEnd):
                  "its progress in the tray's menu")
         finished = app.finished(1)
         self.assert_identical(finished["file"], original)
-        wait_for(lambda: "24 MB" in row() and "of" not in row().split(".bin")[1].split("MB")[0], "the row is finished")
+        wait_for(lambda: "24 MB, finished " in row(), "the row is finished")
 
         notices = dbus.Interface(self.desk.bus.get_object(NOTIFICATIONS, "/org/freedesktop/Notifications",
                                                           introspect=False), "org.dunstproject.cmd0")

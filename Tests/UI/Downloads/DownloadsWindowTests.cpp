@@ -1,12 +1,11 @@
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 #include "Fluvane/UI/Models/DownloadsModel.h"
 #include "SampleList.h"
+#include "Support/Windows/Widgets.h"
 
 #include <QAction>
 #include <QClipboard>
 #include <QContextMenuEvent>
-#include <QDragEnterEvent>
-#include <QDropEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -77,19 +76,12 @@ protected:
         FAIL() << "no button " << button;
     }
     void backToTheWindow() {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        deleteClosed();
         window.activateWindow();
         EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
         list.refresh();
     }
     bool isThere(std::int64_t id) { return list.engine.manager->download(id) != nullptr; }
-    void drop(QMimeData& data) {
-        QDragEnterEvent entering(QPoint(50, 150), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(&window, &entering);
-        EXPECT_TRUE(entering.isAccepted());
-        QDropEvent event(QPointF(50, 150), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(&window, &event);
-    }
 
     SampleList list;
     DownloadsWindow window{list.context};
@@ -290,12 +282,12 @@ TEST_F(DownloadsWindowTest, LinksComeInByPasteAndDrop) {
     ASSERT_TRUE(asked(1));
     QMimeData data;
     data.setText("http://x.example/3");
-    drop(data);
+    drop(window, data);
     ASSERT_TRUE(asked(2));
     EXPECT_THAT(windows, ElementsAre("new http://x.example/1 http://x.example/2", "new http://x.example/3"));
     QMimeData none;
     none.setText("no link");
-    drop(none);
+    drop(window, none);
     auto* const summary = window.findChild<QLabel*>("summary");
     EXPECT_TRUE(QTest::qWaitFor([&] { return summary->text() == "There's no link in what was dropped."; }));
     const int narrow = window.minimumSizeHint().width();

@@ -1,6 +1,7 @@
 #include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
 #include "Fluvane/UI/Models/DroppedData.h"
+#include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
 #include <QClipboard>
@@ -51,7 +52,7 @@ struct Asked {
     }
     [[nodiscard]] bool closed() {
         bench.refresh();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        deleteClosed();
         return dialog.isNull();
     }
 

@@ -213,8 +213,7 @@ TEST(SpeedGraph, endsItsScaleAtARoundSpeed) {
                                              {1001, 2000},
                                              {2100, 5000},
                                              {5'000'001, 10'000'000},
-                                             {12'000'000, 20'000'000},
-                                             {1e300, SpeedGraph::roundTop(1e300)}},
+                                             {12'000'000, 20'000'000}},
                                             SpeedGraph::roundTop);
     EXPECT_TRUE(std::isfinite(SpeedGraph::roundTop(1e300)));
 }

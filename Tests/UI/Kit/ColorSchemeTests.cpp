@@ -92,9 +92,11 @@ TEST_F(ColorSchemeTest, FollowsThePortal) {
     scheme.follow(*bus.connection());
     EXPECT_TRUE(runUntil(isDark));
     EXPECT_EQ(portal.asked, "org.freedesktop.appearance color-scheme");
-    portal.choose(1, "contrast");
     portal.choose(0);
     EXPECT_TRUE(runUntil([] { return !isDark(); }));
+    portal.choose(1, "contrast");
+    catchUp(bus);
+    EXPECT_FALSE(isDark());
     portal.choose(1);
     EXPECT_TRUE(runUntil(isDark));
 }

@@ -4,6 +4,7 @@
 #include "Tessivar/Windows/WhatsNewWindow.h"
 
 #include "Support/TemporaryFolder.h"
+#include "Support/Windows/Widgets.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -11,7 +12,6 @@
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFile>
-#include <QFileDialog>
 #include <QLabel>
 #include <QPalette>
 #include <QPlainTextEdit>
@@ -52,10 +52,7 @@ Type* child(QWidget& window, const char* name) {
 /// Answers the dialog for saving as a person does.
 void saveTo(CrashNoteWindow& window, const QString& file) {
     child<QAbstractButton>(window, "save")->click();
-    auto* const dialog = child<QFileDialog>(window, "save-report");
-    ASSERT_TRUE(dialog);
-    Q_EMIT dialog->fileSelected(file);
-    dialog->close();
+    fluvane::support::chooseFile(child<QFileDialog>(window, "save-report"), file);
 }
 
 } // namespace

@@ -1,12 +1,11 @@
 #include "Fluvane/UI/NewDownload/FolderChoice.h"
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
 #include "Support/TemporaryFolder.h"
+#include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
 #include <QAction>
 #include <QClipboard>
-#include <QDropEvent>
-#include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
@@ -56,13 +55,6 @@ protected:
         QTest::keyClick(&find<QPlainTextEdit>("links"), key, with);
     }
     static void copy(const QString& copied) { QGuiApplication::clipboard()->setText(copied); }
-    void drop(const QMimeData& data) {
-        QDragEnterEvent enter(QPoint(9, 9), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(&window, &enter);
-        EXPECT_TRUE(enter.isAccepted());
-        QDropEvent event(QPointF(9, 9), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(&window, &event);
-    }
     [[nodiscard]] std::size_t downloads() const { return bench.engine.manager->downloads().size(); }
 
     TemporaryFolder folder;
@@ -159,7 +151,7 @@ TEST_F(NewDownload, takesTheLinksOfDroppedFilesAndPastedPages) {
     writeFile(folder / "list.txt", "http://a.example/1 http://a.example/2");
     QMimeData file;
     file.setUrls({QUrl::fromLocalFile((folder / "list.txt").c_str())});
-    drop(file);
+    drop(window, file);
     ASSERT_TRUE(shows("1 2"));
     EXPECT_FALSE(find<QPlainTextEdit>("links").viewport()->acceptDrops()) << "A drop could break a link.";
     auto* const page = new QMimeData;
@@ -179,10 +171,7 @@ TEST_F(NewDownload, remembersAChosenFolder) {
             action->trigger();
         }
     }
-    auto* const dialog = window.findChild<QFileDialog*>();
-    ASSERT_TRUE(dialog);
-    Q_EMIT dialog->fileSelected(folder.path().c_str());
-    dialog->close();
+    chooseFile(window.findChild<QFileDialog*>(), folder.path().c_str());
     EXPECT_EQ(find<QLabel>("destination").text().toStdString(), "It goes to " + folder.path().string() + ".");
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_EQ(downloads(), 1U);

@@ -45,6 +45,7 @@ TEST(RulesModelTests, saysWhatEachRuleIsForAndDoes) {
         "Video: Go to /videos", "Files ending in .zip or .rar: Go to /zips",
         "Everything from example.com: At most 2 connections",
         "Everything from example.org: Go to /org, over at most 1 connection"};
+    ASSERT_EQ(model.rowCount(), static_cast<int>(sentences.size()));
     for (int row = 0; row < model.rowCount(); ++row) {
         EXPECT_EQ(model.index(row).data(Qt::AccessibleTextRole).toString().toStdString(),
                   sentences[static_cast<std::size_t>(row)]);

@@ -1,8 +1,8 @@
 #include "Fluvane/Settings/SettingsWindow.h"
 
+#include "Support/Windows/FakeAutostart.h"
+#include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
-#include "Tessivar/Windows/ColorScheme.h"
-#include "TessivarCore/AppIdentity.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -31,20 +31,8 @@ namespace fluvane {
 
 namespace {
 
-using support::WindowBench;
+using namespace support;
 using testing::ElementsAre;
-
-class FakeAutostart : public Autostart {
-public:
-    [[nodiscard]] bool isOn() const override { return on; }
-    void set(bool wanted) override {
-        if (fails) {
-            throw std::runtime_error("Couldn't open Fluvane at login: No room.");
-        }
-        on = wanted;
-    }
-    bool on = false, fails = false;
-};
 
 class SettingsWindowTests : public testing::Test {
 protected:
@@ -58,26 +46,13 @@ protected:
     Widget* get(const char* name) {
         return window.findChild<Widget*>(name);
     }
-    /// The window that is asked about, such as a dialog.
-    template <class Widget>
-    static Widget* shown(const char* name) {
-        for (QWidget* const each : QApplication::topLevelWidgets()) {
-            if (each->objectName() == name && each->isVisible()) {
-                return qobject_cast<Widget*>(each);
-            }
-        }
-        return nullptr;
-    }
     void press(const char* name) { QTest::mouseClick(get<QAbstractButton>(name), Qt::LeftButton); }
     static void typeInto(QWidget* field, const QString& text) {
         field->setFocus();
         QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
         QTest::keyClicks(field, text);
     }
-    void choose(const char* dialog, const QString& path) {
-        Q_EMIT shown<QFileDialog>(dialog)->fileSelected(path);
-        shown<QFileDialog>(dialog)->close();
-    }
+    void choose(const char* dialog, const QString& path) { chooseFile(onScreen<QFileDialog>(dialog), path); }
     std::string message() {
         auto* const line = get<QWidget>("message");
         return line->isVisible() ? get<QLabel>("messageText")->text().toStdString() : "";
@@ -256,10 +231,9 @@ TEST_F(SettingsWindowTests, theWheelChangesOnlyWhatWasGoneTo) {
 
 TEST_F(SettingsWindowTests, goesBackToWhatIsInForceWhereItCannotBeSaved) {
     bench.settings.failure = "Couldn't save the settings: No room.";
-    autostart.fails = true;
-    const std::vector<std::pair<const char*, std::string>> rows = {
-        {"keepAwake", "Couldn't save the settings: No room."},
-        {"openAtLogin", "Couldn't open Fluvane at login: No room."}};
+    autostart.failure = "Couldn't open Fluvane at login: No room.";
+    const std::vector<std::pair<const char*, std::string>> rows = {{"keepAwake", bench.settings.failure},
+                                                                   {"openAtLogin", autostart.failure}};
     for (const auto& [name, sentence] : rows) {
         const bool before = get<QCheckBox>(name)->isChecked();
         QTest::keyClick(get<QCheckBox>(name), Qt::Key_Space);
@@ -308,7 +282,7 @@ TEST_F(SettingsWindowTests, followsKeysAndAsksOtherWindows) {
 TEST_F(SettingsWindowTests, showsTextsThatComeLaterOrNotAtAll) {
     window.showPane("about");
     press("showLog");
-    auto* viewer = shown<QWidget>("log");
+    auto* viewer = onScreen("log");
     ASSERT_TRUE(viewer);
     logAnswer("a line\n");
     EXPECT_EQ(viewer->findChild<QPlainTextEdit*>("text")->toPlainText(), "a line\n");
@@ -316,18 +290,20 @@ TEST_F(SettingsWindowTests, showsTextsThatComeLaterOrNotAtAll) {
     EXPECT_EQ(QApplication::clipboard()->text(), "a line\n");
     QTest::mouseClick(viewer->findChild<QPushButton*>("save"), Qt::LeftButton);
     choose("saveDialog", "/nowhere/at/all.txt");
+    EXPECT_THAT(viewer->findChild<QLabel*>()->text().toStdString(),
+                testing::StartsWith("Couldn't save to /nowhere/at/all.txt: "));
     QTest::mouseClick(viewer->findChild<QPushButton*>("refresh"), Qt::LeftButton);
     viewer->close();
-    QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    deleteClosed();
     logAnswer("too late");
     press("showDiagnostics");
-    EXPECT_EQ(shown<QWidget>("diagnostics")->findChild<QPlainTextEdit*>("text")->toPlainText(), "a report");
+    EXPECT_EQ(onScreen("diagnostics")->findChild<QPlainTextEdit*>("text")->toPlainText(), "a report");
 }
 
 TEST_F(SettingsWindowTests, writesRulesInTheEditor) {
     window.showPane("rules");
     press("addRuleButton");
-    auto* const editor = shown<QDialog>("ruleEditor");
+    auto* const editor = onScreen<QDialog>("ruleEditor");
     ASSERT_TRUE(editor);
     editor->activateWindow();
     ASSERT_TRUE(QTest::qWaitFor([&] { return QApplication::activeWindow() == editor; }));
@@ -385,49 +361,6 @@ TEST_F(SettingsWindowTests, reordersDuplicatesAndDeletesRulesByKeyboard) {
     QTest::keyClick(list, Qt::Key_Up, Qt::AltModifier);
     EXPECT_EQ(message(), "No room.");
     EXPECT_EQ(list->currentIndex().row(), 1);
-}
-
-/// For looking at: FLUVANE_PICTURES names a folder.
-TEST_F(SettingsWindowTests, draws) {
-    const QString folder = qEnvironmentVariable("FLUVANE_PICTURES");
-    if (folder.isEmpty()) {
-        GTEST_SKIP();
-    }
-    setRules(
-        {{"a", Rule::Kind{FileKind::video}, "/home/somebody/Videos", {}},
-         {"b", Rule::Extensions{{"zip", "rar", "7z"}}, "/srv/a very long way/" + std::string(90, 'x'), {}},
-         {"c", Rule::Site{"مثال.إختبار"}, {}, 2},
-         {"d", Rule::Site{"example.com"}, "/srv/😀 مجلد", 1}});
-    tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"};
-    SettingsWindow fresh(bench.context, autostart,
-                         {.diagnostics = [](const auto& answer) { answer("Qt 6"); }});
-    const std::vector<std::pair<QString, QPalette>> looks = {{"light", tessivar::ColorScheme::light()},
-                                                             {"dark", tessivar::ColorScheme::dark()}};
-    window.showPane("rules");
-    typeInto(get<QLineEdit>("tryRules"), "https://example.com/film.mkv");
-    QApplication::processEvents();
-    press("addRuleButton");
-    auto* const editor = shown<QDialog>("ruleEditor");
-    editor->findChild<QComboBox*>("matches")->setCurrentIndex(2);
-    window.grab().save(folder + "/tried.png");
-    window.showPane("about");
-    get<QPushButton>("showDiagnostics")->click();
-    for (const auto& [name, palette] : looks) {
-        QApplication::setPalette(palette);
-        QTest::keyClick(editor, Qt::Key_Return);
-        editor->grab().save(QString("%1/%2-editor.png").arg(folder, name));
-        shown<QWidget>("diagnostics")->grab().save(QString("%1/%2-viewer.png").arg(folder, name));
-        for (const QSize size : {QSize(640, 400), QSize(760, 560), QSize(2560, 1440)}) {
-            fresh.resize(size);
-            fresh.show();
-            for (const char* pane : {"general", "files", "rules", "connections", "about"}) {
-                fresh.showPane(pane);
-                QApplication::processEvents();
-                QApplication::processEvents();
-                fresh.grab().save(QString("%1/%2-%3-%4.png").arg(folder, name).arg(size.width()).arg(pane));
-            }
-        }
-    }
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 
 #include "Fluvane/Linux/LinuxScheduler.h"
 #include "Fluvane/Linux/Services/Bus.h"
-#include "Support/Rows.h"
+#include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
 #include <QClipboard>
@@ -16,6 +16,8 @@ namespace fluvane {
 
 namespace {
 
+using support::onScreen;
+
 QAction* find(const QMenu& menu, const QString& text) {
     for (auto* const action : menu.actions()) {
         if (action->text().remove('&') == text) {
@@ -23,16 +25,6 @@ QAction* find(const QMenu& menu, const QString& text) {
         }
         if (auto* const found = action->menu() ? find(*action->menu(), text) : nullptr) {
             return found;
-        }
-    }
-    return nullptr;
-}
-
-template <class Window>
-Window* onScreen(const char* name) {
-    for (auto* const window : QApplication::topLevelWidgets()) {
-        if (window->isVisible() && window->objectName() == name) {
-            return qobject_cast<Window*>(window);
         }
     }
     return nullptr;

@@ -123,10 +123,9 @@ TEST_F(TrayHostTest, TakesAnOldTrayOnlyAfterSomePatience) {
     MockWatcher watcher(*control);
     watcher.addHost();
     EXPECT_TRUE(becomes(nothing, Kind::statusNotifier));
-    EXPECT_EQ(old.kind(), Kind::embedding) << "for good";
-
     TrayHost modern(bus, tray, endless);
     EXPECT_TRUE(becomes(modern, Kind::statusNotifier));
+    EXPECT_EQ(old.kind(), Kind::embedding) << "for good";
 }
 
 } // namespace fluvane

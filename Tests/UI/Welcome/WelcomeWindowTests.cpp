@@ -1,8 +1,9 @@
 #include "Fluvane/UI/Welcome/WelcomeWindow.h"
+#include "Support/Windows/FakeAutostart.h"
+#include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
 #include <QCheckBox>
-#include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -11,24 +12,10 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <stdexcept>
 
 namespace fluvane::support {
 
 namespace {
-
-class FakeAutostart : public Autostart {
-public:
-    bool isOn() const override { return on; }
-    void set(bool wanted) override {
-        if (broken) {
-            throw std::runtime_error("The folder can't be written.");
-        }
-        on = wanted;
-    }
-    bool on = false;
-    bool broken = false;
-};
 
 class Welcome : public testing::Test {
 protected:
@@ -53,19 +40,16 @@ TEST_F(Welcome, appliesEveryChoiceAtOnce) {
     toggle("open-at-login");
     EXPECT_TRUE(autostart.on);
     find<QPushButton>("choose-folder").click();
-    auto* const dialog = window.findChild<QFileDialog*>();
-    ASSERT_TRUE(dialog);
-    Q_EMIT dialog->fileSelected("/elsewhere");
-    dialog->close();
+    chooseFile(window.findChild<QFileDialog*>(), "/elsewhere");
     EXPECT_EQ(bench.settings.config().folder, "/elsewhere");
     EXPECT_EQ(find<QLineEdit>("folder").text(), "/elsewhere");
     EXPECT_FALSE(bench.settings.config().hasCompletedOnboarding);
 }
 
 TEST_F(Welcome, saysWhatCannotBeSavedAndShowsWhatIsInForce) {
-    autostart.broken = true;
+    autostart.failure = "The folder can't be written.";
     toggle("open-at-login");
-    EXPECT_EQ(find<QLabel>("problem").text(), "The folder can't be written.");
+    EXPECT_EQ(find<QLabel>("problem").text().toStdString(), autostart.failure);
     EXPECT_FALSE(find<QCheckBox>("open-at-login").isChecked());
     bench.settings.failure = "The settings can't be saved.";
     toggle("wait-on-hotspots");
