@@ -130,9 +130,11 @@ void DesktopWindows::useActivationToken(const std::string& token) {
 }
 
 void DesktopWindows::present(QWidget& window) {
-    // Where windows may not raise themselves, the token of what the user did elsewhere allows it once.
+    // Where windows may not raise themselves, the token of what the user did elsewhere allows it once. Nowhere
+    // else is the environment touched: transfers read it on their own threads.
     const std::string token = std::exchange(activationToken_, {});
-    if (!token.empty()) {
+    const bool handsOver = !token.empty() && QGuiApplication::platformName().startsWith("wayland");
+    if (handsOver) {
         qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(token));
     }
     window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
@@ -140,7 +142,9 @@ void DesktopWindows::present(QWidget& window) {
     window.show();
     window.raise();
     window.activateWindow();
-    qunsetenv("XDG_ACTIVATION_TOKEN");
+    if (handsOver) {
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+    }
 }
 
 DownloadsWindow& DesktopWindows::downloads() {

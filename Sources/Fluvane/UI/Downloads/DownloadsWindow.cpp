@@ -34,8 +34,11 @@ void DownloadsWindow::tell(const QString& sentence) {
 }
 
 void DownloadsWindow::pasteLinks() {
-    findLinks(*QGuiApplication::clipboard()->mimeData(), this,
-              [this](const std::vector<URL>& links) { parts_->offer(links); });
+    const QMimeData* const content = QGuiApplication::clipboard()->mimeData();
+    if (!content) {
+        return parts_->offer({});
+    }
+    findLinks(*content, this, [this](const std::vector<URL>& links) { parts_->offer(links); });
 }
 
 void DownloadsWindow::showEvent(QShowEvent* event) {
