@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 /// fluvane-transport [--connections N] [--limit BYTES] URL FILE
 /// Fetches one file with the transport alone, the way the engine would: a probe, a split, one transfer a
 /// piece. Prints wall seconds, CPU seconds (of this process, user and system) and bytes.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // How long the Downloads window takes for a frame, with 10,000 downloads of which 10 run.
 //
 //     QT_QPA_PLATFORM=offscreen fluvane-windows

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # The Debian package. What starts with it and what it leaves to others is in the files installed, so it needs no
 # scripts of its own: desktop database, icon cache and manual index are renewed by the triggers of their packages.
 

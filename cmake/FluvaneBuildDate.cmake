@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # The day that a build is of, as FLUVANE_BUILT. The same sources give the same day: that of SOURCE_DATE_EPOCH if it is
 # set, else of the last commit. Without either it is the day of the configuration.
 

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # What makes a fault in handling foreign bytes harder to use against the user: in the build that is shipped. Checks
 # of memory bring their own.
 

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # How every target of ours is built: warnings, sanitizers, and the one way to declare a layer.
 
 option(FLUVANE_TESTS "Build the tests" ON)

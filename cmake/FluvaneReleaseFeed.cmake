@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # Where a build looks for newer releases, and whose signature it believes. A build for a distribution has neither:
 # the system's packages are updated by the system.
 

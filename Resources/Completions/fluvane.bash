@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # Completions of bash for fluvane and fluvane-watch.
 
 # The numbers of all downloads, a line each: `fluvane list` writes every value on a line of its own.

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 # Completions of fish for fluvane and fluvane-watch.
 
 # "number<tab>name, state" for every download: `fluvane list` writes every value on a line of its own.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #pragma once
 
 #include <cstdint>
@@ -8,8 +11,8 @@ namespace fluvane {
 /// write bytes into the wrong place of somebody's file, and nothing after that could be trusted.
 [[noreturn]] void fatal(const char* what);
 
-/// Who is told the text first, such as whoever writes crash reports. For start-up; null: nobody. The handler may
-/// be called on any thread.
+/// Who is told the text first, such as whoever writes crash reports. For start-up; null: nobody. The handler
+/// may be called on any thread.
 void setFatalHandler(void (*handler)(const char* what) noexcept);
 
 /// Signed 64-bit arithmetic on byte counts and offsets. Overflow is fatal, it never wraps.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #pragma once
 
 #include "FluvaneCore/DownloadRecord.h"
@@ -32,8 +35,8 @@ private:
     bool placed_;
 };
 
-/// Parses text. Fails with DecodingError (dataCorrupted) on anything that is no JSON, or nested absurdly deep.
-/// Of a key that stands twice in one object the first counts.
+/// Parses text. Fails with DecodingError (dataCorrupted) on anything that is no JSON, or nested absurdly
+/// deep. Of a key that stands twice in one object the first counts.
 [[nodiscard]] Json parse(std::string_view text);
 
 /// Text as JSON can carry it: what is no UTF-8 is repaired, so that writing it out never fails.
@@ -50,21 +53,36 @@ private:
 /// Each fails with DecodingError.
 template <class T>
 [[nodiscard]] T decode(const Json& json);
-template <> [[nodiscard]] bool decode<bool>(const Json& json);
-template <> [[nodiscard]] int decode<int>(const Json& json);
-template <> [[nodiscard]] std::int64_t decode<std::int64_t>(const Json& json);
-template <> [[nodiscard]] std::string decode<std::string>(const Json& json);
-template <> [[nodiscard]] URL decode<URL>(const Json& json);
-template <> [[nodiscard]] Date decode<Date>(const Json& json);
-template <> [[nodiscard]] Piece decode<Piece>(const Json& json);
-template <> [[nodiscard]] Validators decode<Validators>(const Json& json);
-template <> [[nodiscard]] Checksum decode<Checksum>(const Json& json);
-template <> [[nodiscard]] ChecksumResult decode<ChecksumResult>(const Json& json);
-template <> [[nodiscard]] DownloadState decode<DownloadState>(const Json& json);
-template <> [[nodiscard]] DownloadState::Wait decode<DownloadState::Wait>(const Json& json);
-template <> [[nodiscard]] DownloadRecord decode<DownloadRecord>(const Json& json);
-template <> [[nodiscard]] Rule::Match decode<Rule::Match>(const Json& json);
-template <> [[nodiscard]] Rule decode<Rule>(const Json& json);
+template <>
+[[nodiscard]] bool decode<bool>(const Json& json);
+template <>
+[[nodiscard]] int decode<int>(const Json& json);
+template <>
+[[nodiscard]] std::int64_t decode<std::int64_t>(const Json& json);
+template <>
+[[nodiscard]] std::string decode<std::string>(const Json& json);
+template <>
+[[nodiscard]] URL decode<URL>(const Json& json);
+template <>
+[[nodiscard]] Date decode<Date>(const Json& json);
+template <>
+[[nodiscard]] Piece decode<Piece>(const Json& json);
+template <>
+[[nodiscard]] Validators decode<Validators>(const Json& json);
+template <>
+[[nodiscard]] Checksum decode<Checksum>(const Json& json);
+template <>
+[[nodiscard]] ChecksumResult decode<ChecksumResult>(const Json& json);
+template <>
+[[nodiscard]] DownloadState decode<DownloadState>(const Json& json);
+template <>
+[[nodiscard]] DownloadState::Wait decode<DownloadState::Wait>(const Json& json);
+template <>
+[[nodiscard]] DownloadRecord decode<DownloadRecord>(const Json& json);
+template <>
+[[nodiscard]] Rule::Match decode<Rule::Match>(const Json& json);
+template <>
+[[nodiscard]] Rule decode<Rule>(const Json& json);
 
 /// The value under a required key.
 template <class T>

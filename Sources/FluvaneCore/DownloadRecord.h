@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #pragma once
 
 #include "FluvaneCore/Checksum.h"
@@ -47,25 +50,27 @@ struct DownloadState {
         std::string message; ///< Shown to the user.
         friend bool operator==(const Failed&, const Failed&) = default;
     };
-    using Value = std::variant<Queued, Starting, Downloading, Paused, Waiting, Verifying, Finishing, Finished,
-                               Failed>;
+    using Value =
+        std::variant<Queued, Starting, Downloading, Paused, Waiting, Verifying, Finishing, Finished, Failed>;
     Value value;
 
     DownloadState() = default;
     template <class Case>
-        requires detail::isAlternative<std::remove_cvref_t<Case>, Value>
-    DownloadState(Case&& value_) : value(std::forward<Case>(value_)) {} // a case is a state
-    DownloadState(Wait reason) : value(Waiting{reason}) {}              // likewise a reason to wait
+    requires detail::isAlternative<std::remove_cvref_t<Case>, Value> DownloadState(Case&& value_)
+        : value(std::forward<Case>(value_)) {}             // a case is a state
+    DownloadState(Wait reason) : value(Waiting{reason}) {} // likewise a reason to wait
 
     template <class Case>
-    [[nodiscard]] bool is() const { return std::holds_alternative<Case>(value); }
+    [[nodiscard]] bool is() const {
+        return std::holds_alternative<Case>(value);
+    }
     [[nodiscard]] bool isWaiting(Wait reason) const;
     /// The failure's message, null in every other state.
     [[nodiscard]] const std::string* failure() const;
 
-    [[nodiscard]] bool isActive() const;    ///< Takes a slot.
+    [[nodiscard]] bool isActive() const; ///< Takes a slot.
     [[nodiscard]] bool usesNetwork() const;
-    [[nodiscard]] bool isDone() const;      ///< Finished or failed.
+    [[nodiscard]] bool isDone() const; ///< Finished or failed.
 
     [[nodiscard]] static std::string_view rawValue(Wait reason);
     [[nodiscard]] static std::optional<Wait> waitFrom(std::string_view rawValue);
@@ -76,14 +81,14 @@ struct DownloadState {
 /// Everything about one download that outlives the process. The stored form's keys are the field names.
 struct DownloadRecord {
     std::int64_t id;
-    URL url;                                ///< The link as added.
-    std::optional<URL> finalURL;            ///< After redirects.
+    URL url;                     ///< The link as added.
+    std::optional<URL> finalURL; ///< After redirects.
     std::optional<URL> referrer;
     URL folder;
     std::optional<std::string> name;
-    std::optional<URL> partial;             ///< The unfinished file.
-    std::optional<URL> file;                ///< The finished file.
-    std::optional<std::int64_t> size;       ///< Bytes.
+    std::optional<URL> partial;       ///< The unfinished file.
+    std::optional<URL> file;          ///< The finished file.
+    std::optional<std::int64_t> size; ///< Bytes.
     std::optional<Validators> validators;
     bool resumable = false;
     std::vector<Piece> pieces;
@@ -94,7 +99,7 @@ struct DownloadRecord {
     std::optional<Checksum> checksum;
     std::optional<ChecksumResult> checksumResult;
     std::optional<bool> autoFolder;
-    std::optional<std::string> rule;        ///< The id of the rule that chose the folder.
+    std::optional<std::string> rule; ///< The id of the rule that chose the folder.
     std::optional<bool> prioritized;
     std::optional<std::int64_t> queueOrder;
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The connections of running downloads: opening, closing, what they report, and the beat that watches them.
 
 #include "FluvaneCore/CheckedMath.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The list: what is in it, how it is loaded and saved.
 
 #include "FluvaneEngine/DownloadManager.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Everything that can go wrong on the way: a retry, a stop that needs the user, or a failure with its
 // sentence.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The end of a download: every byte in, checked if a checksum was given, and moved into place.
 
 #include "FluvaneCore/CheckedMath.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // How many connections a download aims for: doubled while that makes it faster and costs the others nothing.
 
 #include "FluvaneCore/Words.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Beginning a download: carrying on from what is on disk, or asking the server what the file is.
 
 #include "FluvaneCore/Planner.h"

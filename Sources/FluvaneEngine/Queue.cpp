@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Admission, and the commands that move downloads between the queue and the rest.
 
 #include "FluvaneCore/CheckedMath.h"

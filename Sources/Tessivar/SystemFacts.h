@@ -1,10 +1,13 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #pragma once
 
 #include <string>
 #include <string_view>
 
-/// What a report says about the system and this process, in lines. Reads files of the system: not for the main
-/// thread. What can't be found out is left out. No names of users, hosts or files.
+/// What a report says about the system and this process, in lines. Reads files of the system: not for the
+/// main thread. What can't be found out is left out. No names of users, hosts or files.
 namespace tessivar::SystemFacts {
 
 /// libcurl, OpenSSL, kernel, distribution, C library.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What every FileStore and its PieceFiles promise, on the one in memory and on the one on the disk alike.
 
 #include "Fluvane/Linux/DiskFiles.h"

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """The application on the desktop's buses: started twice, called, given garbage, beside services that hang."""
 
 import json

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """What the end-to-end tests and the benchmarks stand on: a server, the application and its client, each with
 its own temporary folder and ended by its own process id. Standard library only."""
 

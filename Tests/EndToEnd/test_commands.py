@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """The client as a user meets it: what it says, where, and with which exit status."""
 
 import contextlib

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """What becomes of a finished file: its name, its origin, its checksum; and several downloads at once."""
 
 import errno

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """A file comes over 2, 4, then 8 connections and is the same in the end."""
 
 import os

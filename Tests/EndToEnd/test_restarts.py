@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """Kills, restarts and a clean end: no byte is lost that was known to be saved, and none is wrong."""
 
 import json

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Notices and the file manager at the end of a pipe: a line of JSON commands, a line of JSON tells.
 
 #include "Fluvane/Linux/LinuxScheduler.h"

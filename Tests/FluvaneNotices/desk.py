@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """A desktop of the test's own: a bus, played services, a real notification server, and the driver."""
 
 import contextlib

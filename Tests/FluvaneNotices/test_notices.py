@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """Notices and the file manager: real and played services, that come, go, restart and hang."""
 
 import html

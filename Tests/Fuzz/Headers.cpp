@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What servers answer: header values, and the lines of a head.
 
 #include "FluvaneCore/Headers.h"

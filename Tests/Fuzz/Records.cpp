@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The list of downloads and the settings, as they may stand on a disk.
 
 #include "Fuzz/Fuzz.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What comes through the control socket: requests to the application, and its list for those who watch.
 
 #include "Fluvane/Commands/ControlRequest.h"

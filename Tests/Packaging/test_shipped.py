@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """The files beside the programs, as they are installed: each is taken by the tool that reads it, and each knows
 the commands that the program knows."""
 

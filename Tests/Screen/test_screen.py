@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """The application on a screen: shown in a tray, given a link by a drop, watched, and its file revealed."""
 
 import contextlib

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #pragma once
 
 #include <QSocketNotifier>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "Fluvane/Linux/DiskFiles.h"
 
 #include "Fluvane/Linux/FileWork.h"

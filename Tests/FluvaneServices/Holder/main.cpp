@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Holds whatever keeps the machine awake, with all the services running, until it is killed. For the test of
 // that, and to count what it is woken for: voluntary_ctxt_switches in /proc/<pid>/status.
 

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """python-dbusmock's own template of the login manager, with a refusal and a plainer list."""
 
 import dbus

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
 """A template for python-dbusmock: a session manager or a power manager that keeps the machine awake, which of them
 the environment says. Like the real ones it takes back what it granted to a program that is gone."""
 

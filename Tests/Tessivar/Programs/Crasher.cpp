@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // Crasher FOLDER WAY [anything]: begins a run in the folder and ends it in that way.
 // Crasher FOLDER note: prints the note on the latest crash.
 #include "Tessivar/CrashHandler.h"

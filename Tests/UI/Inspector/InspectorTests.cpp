@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "Fluvane/UI/Inspector/DetailRows.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
 #include "Fluvane/UI/Inspector/PiecesMap.h"

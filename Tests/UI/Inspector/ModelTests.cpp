@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What the inspector shows, without a window.
 
 #include "Fluvane/UI/Inspector/SpeedGraph.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // What is dropped and pasted, and the folders chosen last.
 
 #include "Fluvane/UI/Models/DroppedData.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 /// How a connection's request is put to the transfer library.
 
 #include "Fluvane/Linux/Transport/ReadAhead.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 
 #include "Fluvane/Linux/Services/Bus.h"
@@ -130,8 +133,8 @@ void DesktopWindows::useActivationToken(const std::string& token) {
 }
 
 void DesktopWindows::present(QWidget& window) {
-    // Where windows may not raise themselves, the token of what the user did elsewhere allows it once. Nowhere
-    // else is the environment touched: transfers read it on their own threads.
+    // Where windows may not raise themselves, the token of what the user did elsewhere allows it once.
+    // Nowhere else is the environment touched: transfers read it on their own threads.
     const std::string token = std::exchange(activationToken_, {});
     const bool handsOver = !token.empty() && QGuiApplication::platformName().startsWith("wayland");
     if (handsOver) {

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // How the Downloads window's parts are made.
 
 #include "Fluvane/UI/Downloads/DownloadDelegate.h"

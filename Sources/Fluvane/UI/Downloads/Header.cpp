@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 #include "Fluvane/UI/Downloads/Header.h"
 
 #include "Tessivar/Windows/Icons.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
 // The controls of the window for new downloads and their places.
 
 #include "Fluvane/UI/NewDownload/ClipboardOffer.h"
