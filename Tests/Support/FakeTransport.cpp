@@ -31,6 +31,16 @@ void FakeTransfer::setEnd(std::int64_t end) {
     end_ = end;
 }
 
+void FakeTransfer::cancel() {
+    try {
+        sendQuietly(writesOnCancel);
+    } catch (const FileError&) {
+        // nobody is told any more
+    }
+    over_ = true;
+    file_.reset();
+}
+
 void FakeTransfer::respond(int status, TransferResponse::Headers headers, std::optional<URL> finalURL) {
     if (!over_) {
         events_({TransferResponse(status, finalURL.value_or(request.url), headers)});

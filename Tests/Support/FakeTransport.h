@@ -27,10 +27,7 @@ public:
     void accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end) override;
     [[nodiscard]] std::int64_t position() const override { return next_; }
     void setEnd(std::int64_t end) override;
-    void cancel() override {
-        over_ = true;
-        file_.reset();
-    }
+    void cancel() override;
 
     // The server's side. Each is a turn of its own and does nothing once the transfer is over.
     void respond(int status, TransferResponse::Headers headers = {}, std::optional<URL> finalURL = {});
@@ -50,6 +47,9 @@ public:
     [[nodiscard]] bool isAccepted() const { return file_ != nullptr; }
     [[nodiscard]] std::optional<std::int64_t> end() const { return end_; }
     [[nodiscard]] bool isProbe() const { return request.label.ends_with("probe"); }
+
+    /// Bytes under way when it is cancelled: `cancel` still writes them, and `position` tells so.
+    std::int64_t writesOnCancel = 0;
 
 private:
     [[nodiscard]] std::int64_t written() const { return next_ - offset_; }
