@@ -88,6 +88,8 @@ void AboutPane::addIdentity() {
                                         "connections, and carry on where they stopped."));
     purpose->setWordWrap(true);
     addWide(purpose);
+    addText(tr("Free software under the GNU General Public License, version 3 or later. It comes without any "
+               "warranty."));
 }
 
 void AboutPane::addUpdates() {
