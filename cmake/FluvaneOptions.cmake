@@ -5,7 +5,14 @@
 
 option(FLUVANE_TESTS "Build the tests" ON)
 option(FLUVANE_BENCHMARKS "Build the benchmarks" ON)
-option(FLUVANE_WERROR "Treat warnings as errors" OFF)
+# Whatever is built in a folder has one command line for each source, whoever asks for it first: so warnings are errors
+# by the compiler and not by the script. Those that we don't know may warn of what we couldn't see.
+set(compiler_is_known OFF)
+if((CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION MATCHES "^12\\.")
+        OR (CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND CMAKE_CXX_COMPILER_VERSION MATCHES "^14\\."))
+    set(compiler_is_known ON)
+endif()
+option(FLUVANE_WERROR "Treat warnings as errors" ${compiler_is_known})
 set(FLUVANE_SANITIZE "" CACHE STRING "Sanitizers for -fsanitize=, for example address,undefined")
 
 add_library(FluvaneOptions INTERFACE)
