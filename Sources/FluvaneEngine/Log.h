@@ -12,6 +12,7 @@ inline constexpr tessivar::Log downloads{"downloads"}; ///< Downloads and the li
 inline constexpr tessivar::Log transfers{"transfers"}; ///< Requests and responses.
 inline constexpr tessivar::Log files{"files"};         ///< Unfinished and finished files, the store.
 inline constexpr tessivar::Log network{"network"};     ///< The state of the network.
+using tessivar::log::hidden;
 using tessivar::log::lifecycle;
 
 } // namespace fluvane::log

@@ -210,7 +210,7 @@ void prepareFolder(const std::filesystem::path& folder) {
         }
         removeOldReports(folder);
     } catch (const std::exception& error) {
-        log::lifecycle.error(std::string("no crash report could be kept: ") + error.what());
+        log::lifecycle.error("no crash report could be kept", error);
     }
 }
 
@@ -255,7 +255,7 @@ void CrashHandler::install(const std::filesystem::path& folder) noexcept {
         takeSignals();
         std::set_terminate(onTerminate);
     } catch (const std::exception& error) {
-        log::lifecycle.error(std::string("crashes won't be reported: ") + error.what());
+        log::lifecycle.error("crashes won't be reported", error);
     }
 }
 

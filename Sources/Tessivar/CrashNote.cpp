@@ -151,7 +151,7 @@ void tryTo(const Work& work) {
     try {
         work();
     } catch (const std::exception& error) {
-        log::lifecycle.error(std::string("a crash report couldn't be completed: ") + error.what());
+        log::lifecycle.error("a crash report couldn't be completed", error);
     }
 }
 
@@ -198,7 +198,7 @@ std::string CrashNote::sectionText() const {
     try {
         return section_ ? section_() : "";
     } catch (const std::exception& error) {
-        log::lifecycle.error(std::string("a crash report lacks its section: ") + error.what());
+        log::lifecycle.error("a crash report lacks its section", error);
         return "";
     }
 }

@@ -35,7 +35,8 @@ public:
         std::vector<std::pair<std::string, std::string>> versions{};
         std::vector<Service> services{};
         std::function<std::vector<Section>()> sections{}; ///< Called on the main queue for each report.
-        /// The lines of the log to take errors from, in LogFiles' form. Called on another thread.
+        /// The lines of the log to take errors from, as LogFiles::recentMarked gives them. Called on another
+        /// thread.
         std::function<std::string()> log{};
         double patience = 2.0; ///< Seconds. What isn't answered by then is reported as such.
     };

@@ -208,7 +208,7 @@ void HangWatch::State::beginHang(std::uint64_t seen) {
         report->addStack(*stack);
         removeOldReports(options.folder);
     } catch (const std::exception& error) {
-        log::lifecycle.error(std::string("the hang couldn't be recorded: ") + error.what());
+        log::lifecycle.error("the hang couldn't be recorded", error);
     }
     if (options.hung) {
         options.hung();
@@ -257,7 +257,7 @@ void HangWatch::start() noexcept {
         busy();
     } catch (const std::exception& error) {
         state.running = false;
-        log::lifecycle.error(std::string("hangs aren't watched for: ") + error.what());
+        log::lifecycle.error("hangs aren't watched for", error);
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }

@@ -108,7 +108,7 @@ LastRun::Previous LastRun::begin() noexcept {
         createFolders(folder_, 0700);
         record(false);
     } catch (const std::exception& error) {
-        log::lifecycle.error(std::string("this run couldn't be recorded: ") + error.what());
+        log::lifecycle.error("this run couldn't be recorded", error);
     }
     return before;
 }
@@ -120,7 +120,7 @@ void LastRun::end() noexcept {
             record(true);
         }
     } catch (const std::exception& error) {
-        log::lifecycle.error(std::string("the end of this run couldn't be recorded: ") + error.what());
+        log::lifecycle.error("the end of this run couldn't be recorded", error);
     }
 }
 
@@ -130,7 +130,7 @@ LastRun::Previous LastRun::previous() const {
             return {endingOf(*record, reportsIn(folder_)), record->version, record->began};
         }
     } catch (const SystemError& error) {
-        log::lifecycle.error(std::string("the record of the last run can't be read: ") + error.what());
+        log::lifecycle.error("the record of the last run can't be read", error);
     }
     return {};
 }

@@ -9,19 +9,18 @@
 
 namespace tessivar {
 
-/// Makes messages fit for a report that goes to others. It knows the words of our own messages and the texts
-/// of the system's errors; where anything else begins, the message is cut ("…"), and goes on only with the
-/// system's text at its end. So rather too much goes than a link, a host or part of a file's name stays.
+/// Makes messages fit for a report that goes to others: without what is hidden in them (log::hidden). Should
+/// that have been forgotten, what can be told by its looks is dropped as well: links and full paths, with all
+/// that follows, hosts, addresses, names of files with an extension, and the words that it is given.
 class Scrubber {
 public:
-    /// `privateWords`: words to drop even where they look like ours, as the names of user and host.
+    /// `privateWords`: as the names of user and host; in any case, and alone between blanks.
     explicit Scrubber(std::vector<std::string> privateWords = {});
 
     /// Of one line.
     [[nodiscard]] std::string scrubbed(std::string_view message) const;
 
 private:
-    [[nodiscard]] bool isOurs(std::string_view word, std::string_view before) const;
     std::vector<std::string> privateWords_;
 };
 

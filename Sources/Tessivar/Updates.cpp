@@ -61,7 +61,7 @@ Memory Memory::load(const AtomicFile& file) {
         memory.serial = json.value("serial", memory.serial);
         memory.told = json.value("told", memory.told);
     } catch (const std::exception& error) {
-        log::lifecycle.error(fmt::format("couldn't read when updates were checked: {}", error.what()));
+        log::lifecycle.error("couldn't read when updates were checked", error);
     }
     return memory;
 }
@@ -72,7 +72,7 @@ void Memory::save(const AtomicFile& file) const {
         const Json json = {{"checked", checked}, {"serial", serial}, {"told", told}};
         file.write(json.dump(2) + "\n");
     } catch (const SystemError& error) {
-        log::lifecycle.error(fmt::format("couldn't save when updates were checked: {}", error.what()));
+        log::lifecycle.error("couldn't save when updates were checked", error);
     }
 }
 

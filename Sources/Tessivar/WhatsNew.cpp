@@ -39,7 +39,7 @@ std::optional<Version> lastSeen(const AtomicFile& file) {
         const auto contents = file.read(longestState);
         return contents ? Version::parse(Json::parse(*contents).at("seen").get<std::string>()) : std::nullopt;
     } catch (const std::exception& error) {
-        log::lifecycle.error(fmt::format("couldn't read which version was seen last: {}", error.what()));
+        log::lifecycle.error("couldn't read which version was seen last", error);
         return std::nullopt;
     }
 }
@@ -50,7 +50,7 @@ bool remember(const AtomicFile& file, const std::string& version) {
         file.write(Json{{"seen", version}}.dump(2) + "\n");
         return true;
     } catch (const SystemError& error) {
-        log::lifecycle.error(fmt::format("couldn't save which version was seen: {}", error.what()));
+        log::lifecycle.error("couldn't save which version was seen", error);
         return false;
     }
 }

@@ -62,7 +62,9 @@ std::string escaped(std::string_view message) {
     text.reserve(message.size());
     for (const char character : message) {
         const auto byte = static_cast<unsigned char>(character);
-        if (character == '\n') {
+        if (character == log::hiddenBegins || character == log::hiddenEnds) {
+            text += character;
+        } else if (character == '\n') {
             text += "\\n";
         } else if (byte < 0x20 || byte == 0x7f) {
             text += fmt::format("\\x{:02x}", byte);
@@ -96,7 +98,7 @@ std::shared_ptr<Sink> openSink(const LogFiles::Options& options) {
 void tellJournal(const std::string& identifier, Log::Level level, std::string_view category,
                  std::string_view message) {
     std::array<std::string, 4> fields = {
-        fmt::format("MESSAGE={}", message), fmt::format("PRIORITY={}", priorityOf(level)),
+        fmt::format("MESSAGE={}", log::shown(message)), fmt::format("PRIORITY={}", priorityOf(level)),
         fmt::format("SYSLOG_IDENTIFIER={}", identifier), fmt::format("CATEGORY={}", category)};
     std::array<iovec, 4> vectors{};
     std::ranges::transform(fields, vectors.begin(), [](std::string& field) {
@@ -179,6 +181,10 @@ void LogFiles::write(Log::Level level, std::string_view category, std::string_vi
 }
 
 std::string LogFiles::recent(std::chrono::minutes last) const {
+    return log::shown(recentMarked(last));
+}
+
+std::string LogFiles::recentMarked(std::chrono::minutes last) const {
     // Opened together, so that a rotation in between loses nothing.
     std::vector<Descriptor> newestFirst;
     {

@@ -18,7 +18,8 @@ namespace tessivar {
 /// thread; never fails (a line that can't be written is dropped).
 ///
 /// One line a message: time (UTC, milliseconds), level, category, text, separated by blanks. Line breaks and
-/// other control characters within a message are written as escapes.
+/// other control characters within a message are written as escapes. What is hidden (log::hidden) keeps its
+/// marks in the files only.
 class LogFiles {
 public:
     struct Options {
@@ -35,9 +36,11 @@ public:
 
     void write(Log::Level level, std::string_view category, std::string_view message) noexcept;
 
-    /// The lines of the last minutes, oldest first, from earlier runs too; of the latest 8 MiB at most. Reads
-    /// files: not for the main thread.
+    /// The lines of the last minutes as the user sees them, oldest first, from earlier runs too; of the
+    /// latest 8 MiB at most. Reads files: not for the main thread.
     [[nodiscard]] std::string recent(std::chrono::minutes last) const;
+    /// The same with what is hidden still marked, for reports that leave it out.
+    [[nodiscard]] std::string recentMarked(std::chrono::minutes last) const;
 
     /// A sentence on why nothing is kept in the file; empty when all is well.
     [[nodiscard]] const std::string& problem() const { return problem_; }

@@ -157,7 +157,7 @@ void SettingsFile::save(const Json& settings) {
         spareEdits();
         file_.write(contents);
     } catch (const SystemError& error) {
-        log::lifecycle.error(fmt::format("couldn't save the settings: {}", error.what()));
+        log::lifecycle.error("couldn't save the settings", error);
         throw std::runtime_error(fmt::format("Couldn't save the settings: {}", error.what()));
     }
     contents_ = contents;

@@ -21,8 +21,8 @@ class DownloadList {
 public:
     Download& add(DownloadState state, std::int64_t done, std::optional<std::int64_t> size) {
         const auto id = static_cast<std::int64_t>(downloads_.size()) + 1;
-        DownloadRecord record(id, link("https://secret.example.com/secret.iso?token=1"),
-                              link("file:///home/secret"), link("https://secret.example.com/"), Date{});
+        DownloadRecord record(id, link("https://secret/secret.iso?token=1"), link("file:///home/secret"),
+                              link("https://secret.example.com/"), Date{});
         record.name = "secret name.iso";
         record.partial = link("file:///home/secret/secret%20name.iso.fluvane");
         record.size = size;
@@ -68,7 +68,7 @@ TEST(DiagnosticsSection, TellsOfDownloadsByNumber) {
     list.add(DownloadState::Finished{}, 10'000'000, 10'000'000);
     list.add(DownloadState::Failed{"The file changed on the server, so this download stopped."}, 0,
              std::nullopt);
-    list.add(DownloadState::Failed{"Couldn't connect to secret.example.com."}, 0, std::nullopt);
+    list.add(DownloadState::Failed{"Couldn't connect to secret: Connection refused."}, 0, std::nullopt);
     list.add(DownloadState::Failed{"Couldn't create the file: File too large"}, 0, std::nullopt);
     EXPECT_THAT(textOf(list.all()),
                 EndsWith("Downloads\n"
@@ -79,7 +79,7 @@ TEST(DiagnosticsSection, TellsOfDownloadsByNumber) {
                          "5: downloading, 5 KB\n"
                          "6: finished, 10 MB\n"
                          "7: failed (The file changed on the server, so this download stopped.)\n"
-                         "8: failed (Couldn't connect …)\n"
+                         "8: failed (Couldn't connect to …: Connection refused.)\n"
                          "9: failed (Couldn't create the file: File too large)\n"));
     EXPECT_THAT(textOf(list.all()), Not(HasSubstr("secret")));
 }

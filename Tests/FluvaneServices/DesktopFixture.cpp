@@ -133,7 +133,7 @@ DesktopTest::DesktopTest() {
     tessivar::AppIdentity::current.identifier = "org.example.Fluvane";
     tessivar::Log::setSink([this](auto level, std::string_view, std::string_view message) {
         if (level == tessivar::Log::Level::error) {
-            errors.emplace_back(message);
+            errors.push_back(tessivar::log::shown(message));
         }
     });
 }

@@ -120,7 +120,7 @@ public:
         tessivar::Log::detailed = true;
         tessivar::Log::setSink(
             [this](tessivar::Log::Level, std::string_view category, std::string_view message) {
-                lines.push_back(std::string(category) + ": " + std::string(message));
+                lines.push_back(std::string(category) + ": " + tessivar::log::shown(message));
             });
     }
     ~LogCapture() {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "Support/TemporaryFolder.h"
+#include "TessivarCore/FileSystem.h"
 #include "TessivarCore/Log.h"
 #include "TessivarCore/LogFiles.h"
 
@@ -10,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
 #include <sys/stat.h>
 #include <thread>
@@ -83,6 +85,28 @@ TEST(LogFiles, WritesOneEscapedLineAMessagePrivately) {
     struct stat status {};
     ::stat((folder / "state/fluvane.log").c_str(), &status);
     EXPECT_EQ(status.st_mode & 0777, 0600U);
+}
+
+TEST_F(LogTest, HidesReasonsThatArentTheSystems) {
+    constexpr Log log{"files"};
+    log.error("couldn't", SystemError(ENOENT));
+    log.error("couldn't", std::runtime_error("secret"));
+    EXPECT_THAT(lines, ElementsAre(Line{Log::Level::error, "files", "couldn't: No such file or directory"},
+                                   Line{Log::Level::error, "files", "couldn't: \x02secret\x03"}));
+}
+
+TEST(LogFiles, ShowsWhatIsHiddenToTheUserAlone) {
+    const TemporaryFolder folder;
+    LogFiles files({.file = folder / "a.log"});
+    files.write(Log::Level::error, "files",
+                "couldn't open " +
+                    log::hidden("my\n \x02"
+                                "file") +
+                    ": why");
+    EXPECT_THAT(files.recent(std::chrono::minutes(1)),
+                EndsWith(" error files couldn't open my\\n file: why\n"));
+    EXPECT_THAT(log::withoutHidden(files.recentMarked(std::chrono::minutes(1))),
+                EndsWith(" error files couldn't open …: why\n"));
 }
 
 TEST(LogFiles, StaysBoundedAndRemembersAcrossRotation) {

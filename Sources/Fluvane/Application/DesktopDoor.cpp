@@ -128,7 +128,7 @@ void askForName(const QDBusConnection& connection, const std::string& name, QObj
             const auto outcome = answer.arguments().value(0).toUInt();
             if (answer.type() != QDBusMessage::ReplyMessage) {
                 tessivar::log::lifecycle.error("couldn't take the name on the session bus: " +
-                                               problemOf(answer));
+                                               tessivar::log::hidden(problemOf(answer)));
             } else if (outcome != primaryOwner && outcome != alreadyOwner) {
                 tessivar::log::lifecycle.error("another program has our name on the session bus");
             }

@@ -37,7 +37,15 @@ std::string sizeText(std::int64_t done, std::optional<std::int64_t> size) {
     return fmt::format("{} of {}", sameUnit ? doneText.substr(0, blank) : doneText, whole);
 }
 
-std::string line(const Download& download, const tessivar::Scrubber& scrubber) {
+/// A failure's sentence may name the server, which may be called anything.
+std::string scrubbed(const std::string& reason, const DownloadRecord& record,
+                     std::vector<std::string> privateWords) {
+    privateWords.push_back(record.url.host().value_or(""));
+    privateWords.push_back(record.finalURL.value_or(record.url).host().value_or(""));
+    return tessivar::Scrubber(std::move(privateWords)).scrubbed(reason);
+}
+
+std::string line(const Download& download, const std::vector<std::string>& privateWords) {
     const auto& record = download.record;
     auto text = fmt::format("{}: {}", record.id, stateName(record.state));
     if (const auto done = download.liveBytes(); done > 0 || record.size) {
@@ -47,18 +55,18 @@ std::string line(const Download& download, const tessivar::Scrubber& scrubber) {
         text += ", " + Words::connections(connections);
     }
     if (const auto* const reason = record.state.failure()) {
-        text += fmt::format(" ({})", scrubber.scrubbed(*reason));
+        text += fmt::format(" ({})", scrubbed(*reason, record, privateWords));
     }
     return text + "\n";
 }
 
 std::string downloadsText(const std::vector<const Download*>& downloads) {
-    const tessivar::Scrubber scrubber(tessivar::namesOfUserAndHost());
+    const auto privateWords = tessivar::namesOfUserAndHost();
     const auto count = std::ssize(downloads);
     const auto left = std::max<std::ptrdiff_t>(count - mostDownloads, 0);
     auto text = left > 0 ? fmt::format("{} older ones, and\n", left) : std::string();
     for (auto next = downloads.begin() + left; next != downloads.end(); ++next) {
-        text += line(**next, scrubber);
+        text += line(**next, privateWords);
     }
     return text.empty() ? "None.\n" : text;
 }

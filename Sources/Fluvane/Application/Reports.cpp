@@ -89,7 +89,7 @@ tessivar::Diagnostics::Options Reports::options(const tessivar::LogFiles& log, B
                          service(system, "org.freedesktop.login1"),
                          service(system, "org.freedesktop.NetworkManager")},
             .sections = [this] { return sections(); },
-            .log = [&log] { return log.recent(recentLog); }};
+            .log = [&log] { return log.recentMarked(recentLog); }};
 }
 
 void Reports::start(Handlers handlers) {

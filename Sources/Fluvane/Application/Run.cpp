@@ -46,7 +46,7 @@ void logTo(tessivar::LogFiles& files) {
     tessivar::Log::setSink([&files](tessivar::Log::Level level, std::string_view category,
                                     std::string_view message) { files.write(level, category, message); });
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& message) {
-        tessivar::log::lifecycle.error(message.toStdString());
+        tessivar::log::lifecycle.error(tessivar::log::hidden(message.toStdString())); // about anything
     });
 }
 

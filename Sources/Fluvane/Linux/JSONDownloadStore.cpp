@@ -75,12 +75,10 @@ std::vector<DownloadRecord> JSONDownloadStore::load() {
     try {
         const auto text = file_.read();
         return text ? decoded(*text) : std::vector<DownloadRecord>();
-    } catch (const tessivar::SystemError& error) {
-        log::files.error(std::string("couldn't read the saved downloads: ") + error.what());
-        file_.setAsideNumbered();
     } catch (const std::exception& error) {
         log::files.error(std::string("couldn't read the saved downloads: ") + error.what());
-        file_.setAside();
+        const bool wasRead = dynamic_cast<const tessivar::SystemError*>(&error) == nullptr;
+        wasRead ? file_.setAside() : file_.setAsideNumbered();
     }
     return {};
 }

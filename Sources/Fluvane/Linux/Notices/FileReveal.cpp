@@ -58,7 +58,7 @@ void openFolder(const std::filesystem::path& folder, const QString& activationTo
     }
     opener.setProcessEnvironment(environment);
     if (!opener.startDetached()) {
-        log::files.error(fmt::format("couldn't open a folder: {}", opener.errorString().toStdString()));
+        log::files.error("couldn't open a folder: " + log::hidden(opener.errorString().toStdString()));
     }
 }
 

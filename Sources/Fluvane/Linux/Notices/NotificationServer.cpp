@@ -109,7 +109,8 @@ void NotificationServer::askCapabilities(const QDBusConnection& connection) {
                     asking_ = false;
                     if (answer.type() != QDBusMessage::ReplyMessage) {
                         log::lifecycle([&] {
-                            return fmt::format("no notifications: {}", answer.errorMessage().toStdString());
+                            return fmt::format("no notifications: {}",
+                                               log::hidden(answer.errorMessage().toStdString()));
                         });
                         return;
                     }
@@ -155,8 +156,9 @@ void NotificationServer::answered(Waiting waiting, int server, const QDBusMessag
         }
         return;
     }
-    log::lifecycle(
-        [&] { return fmt::format("couldn't show a notice: {}", answer.errorMessage().toStdString()); });
+    log::lifecycle([&] {
+        return fmt::format("couldn't show a notice: {}", log::hidden(answer.errorMessage().toStdString()));
+    });
     if (isGone(answer) && !std::exchange(waiting.sentBefore, true)) {
         hold(std::move(waiting));
         if (server == server_) {

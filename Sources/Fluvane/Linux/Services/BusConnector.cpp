@@ -139,7 +139,7 @@ void Bus::Connector::connected(const QDBusConnection& connection) {
 
 void Bus::Connector::failed(const std::string& problem) {
     if (!std::exchange(problemTold_, true)) {
-        log::lifecycle([&] { return "no " + std::string(kind_) + " bus: " + problem; });
+        log::lifecycle([&] { return "no " + std::string(kind_) + " bus: " + log::hidden(problem); });
     }
     tryAgain();
     tellMissing();

@@ -177,7 +177,7 @@ void DesktopNetworkWatch::Watcher::answered(const QDBusMessage& answer) {
         const auto values = qdbus_cast<QVariantMap>(answer.arguments().at(0));
         report({.online = !isOffline(values), .limited = limitOf(values)});
     } else {
-        log::network.error("couldn't ask about the network: " + problemOf(answer));
+        log::network.error("couldn't ask about the network: " + log::hidden(problemOf(answer)));
         if (reported_) {
             report({}); // what was told before may not hold any more
         }

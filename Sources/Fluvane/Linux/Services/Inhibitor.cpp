@@ -105,7 +105,7 @@ void Inhibitor::refused(const QDBusMessage& answer) {
     }
     if (!std::exchange(told_, true)) {
         log::lifecycle.error("couldn't keep the machine awake through " + way_.object.service.toStdString() +
-                             ": " + problemOf(answer));
+                             ": " + log::hidden(problemOf(answer)));
     }
 }
 

@@ -130,7 +130,7 @@ void SleepWatch::Watcher::granted(const QDBusMessage& answer) {
     if (descriptor.isValid()) {
         lock_ = std::make_shared<Lock>(Lock{descriptor});
     } else if (!std::exchange(problemTold_, true)) {
-        log::lifecycle.error("couldn't make sleep wait for the list: " + problemOf(answer));
+        log::lifecycle.error("couldn't make sleep wait for the list: " + log::hidden(problemOf(answer)));
     }
 }
 

@@ -123,7 +123,7 @@ void LinuxFileActions::moveToWastebasket(const URL& file, Completion completion)
         [this, alive = std::weak_ptr(alive_), path = file.path(), completion = std::move(completion)] {
             const auto error = moveToTrash(path);
             if (error) {
-                log::files.error(fmt::format("couldn't move a file to the wastebasket: {}", *error));
+                log::files.error("couldn't move a file to the wastebasket: " + log::hidden(*error));
             }
             mainQueue_.post([alive, error, completion] {
                 if (!alive.expired()) {

@@ -188,7 +188,7 @@ void TransferConnection::fail(CURLcode code) {
     const auto facts = failure(code);
     log::transfers([&] {
         return fmt::format("{}: failed with {} ({}): {}", transfer_->request().label, facts.code,
-                           facts.systemError, detail_.data());
+                           facts.systemError, log::hidden(detail_.data()));
     });
     transfer_->fail({sentence(facts), mayBeOffline(facts) && !NetworkReach::beyondThisMachine(facts.peer)});
 }

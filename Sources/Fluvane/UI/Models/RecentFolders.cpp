@@ -74,7 +74,7 @@ void RecentFolders::load() {
             folders_ = decoded(*text);
         }
     } catch (const std::exception& error) {
-        tessivar::log::lifecycle.error(std::string("couldn't read the folders used last: ") + error.what());
+        tessivar::log::lifecycle.error("couldn't read the folders used last", error);
     }
 }
 
@@ -83,7 +83,7 @@ void RecentFolders::save() const {
         tessivar::createFolders(file_.path().parent_path(), 0700);
         file_.write(encoded(folders_));
     } catch (const std::exception& error) {
-        tessivar::log::lifecycle.error(std::string("couldn't save the folders used last: ") + error.what());
+        tessivar::log::lifecycle.error("couldn't save the folders used last", error);
     }
 }
 
