@@ -138,7 +138,7 @@ private:
             return;
         }
         file_->setSize(*range->total);
-        for (const auto& piece : Planner::split(*range->total, connections_, Planner::alignment)) {
+        for (const auto& piece : planner::split(*range->total, connections_, planner::alignment)) {
             if (piece.start == 0) {
                 transfers_[probe]->accept(file_, 0, piece.end);
             } else {

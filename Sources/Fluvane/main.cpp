@@ -60,11 +60,11 @@ int runApplication(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    fluvane::StandardStreams::keep();
+    fluvane::standardStreams::keep();
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN); // a write past a file-size limit fails instead
     if (argc > 1 && argv[1][0] != '-') {
-        return fluvane::CLI::run({argv + 1, argv + argc});
+        return fluvane::cli::run({argv + 1, argv + argc});
     }
     return runApplication(argc, argv);
 }

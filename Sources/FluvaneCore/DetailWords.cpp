@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-namespace fluvane::Words {
+namespace fluvane::words {
 
 using State = DownloadState;
 
@@ -107,4 +107,4 @@ std::string together(std::int64_t done, std::int64_t size, std::int64_t unknownS
     return size == 0 ? unknown : bytes(done) + " of " + bytes(size) + ", and " + unknown;
 }
 
-} // namespace fluvane::Words
+} // namespace fluvane::words

@@ -12,7 +12,7 @@
 #include <string_view>
 
 /// The wording of a download's details, beyond what fits its line in the list.
-namespace fluvane::Words {
+namespace fluvane::words {
 
 /// What a person can do about a download that needs attention; empty where there is nothing to do, or where
 /// the words of its state say it already.
@@ -47,4 +47,4 @@ struct PieceProgress {
 /// whose size isn't known yet".
 [[nodiscard]] std::string together(std::int64_t done, std::int64_t size, std::int64_t unknownSizes);
 
-} // namespace fluvane::Words
+} // namespace fluvane::words

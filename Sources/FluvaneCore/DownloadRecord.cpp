@@ -81,7 +81,7 @@ std::optional<double> DownloadRecord::fraction() const {
 }
 
 std::string DownloadRecord::displayName() const {
-    return name ? *name : FileName::suggested(std::nullopt, url, std::nullopt);
+    return name ? *name : fileName::suggested(std::nullopt, url, std::nullopt);
 }
 
 std::int64_t DownloadRecord::queueKey() const {

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace fluvane::FileName {
+namespace fluvane::fileName {
 
 namespace {
 
@@ -101,7 +101,7 @@ Parts partsToNumber(std::string_view name, std::size_t bytes) {
 
 std::string suggested(const std::optional<std::string>& disposition, const URL& url,
                       const std::optional<std::string>& mimeType, const TypeRegistry& registry) {
-    const auto sent = disposition ? ContentDisposition::fileName(*disposition) : std::nullopt;
+    const auto sent = disposition ? contentDisposition::fileName(*disposition) : std::nullopt;
     auto name = sent ? clean(*sent) : std::nullopt;
     if (!name) {
         name = nameFromLink(url);
@@ -159,4 +159,4 @@ std::string unique(std::string_view name, DuplicateNaming style,
     return candidate;
 }
 
-} // namespace fluvane::FileName
+} // namespace fluvane::fileName

@@ -13,7 +13,7 @@
 #include <string_view>
 
 /// Safe file names from what servers and links say.
-namespace fluvane::FileName {
+namespace fluvane::fileName {
 
 /// The longest name a file system takes, in UTF-8 bytes.
 inline constexpr std::size_t longest = 255;
@@ -45,4 +45,4 @@ struct Parts {
                                  const std::function<bool(const std::string&)>& taken,
                                  std::size_t reserve = 0);
 
-} // namespace fluvane::FileName
+} // namespace fluvane::fileName

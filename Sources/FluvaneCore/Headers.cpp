@@ -123,7 +123,7 @@ double outOfRange(std::string_view digits) {
     const std::size_t exponent = digits.find_first_of("eE");
     const bool small = exponent == std::string_view::npos ? digits.starts_with("0") || digits.starts_with(".")
                                                           : digits.substr(exponent + 1).starts_with('-');
-    return small ? 0 : RetryAfter::longest;
+    return small ? 0 : retryAfter::longest;
 }
 
 std::optional<double> seconds(std::string_view value) {
@@ -142,7 +142,7 @@ std::optional<double> seconds(std::string_view value) {
 }
 
 double bounded(double wait) {
-    return std::isnan(wait) ? 0 : std::clamp(wait, 0.0, RetryAfter::longest);
+    return std::isnan(wait) ? 0 : std::clamp(wait, 0.0, retryAfter::longest);
 }
 
 /// The place of an English abbreviation in a run of them, absent when it is none.
@@ -219,7 +219,7 @@ std::optional<std::int64_t> ContentRange::unsatisfiedTotal(std::string_view head
     return text::wholeNumber(withoutPrefix(header, "bytes */"));
 }
 
-std::optional<std::string> ContentDisposition::fileName(std::string_view header) {
+std::optional<std::string> contentDisposition::fileName(std::string_view header) {
     std::optional<std::string> plain;
     std::optional<std::string> extended;
     for (Parameter& parameter : parameters(header)) {
@@ -235,7 +235,7 @@ std::optional<std::string> ContentDisposition::fileName(std::string_view header)
     return name && !name->empty() ? name : std::nullopt;
 }
 
-std::optional<double> RetryAfter::delay(std::string_view value, Date now) {
+std::optional<double> retryAfter::delay(std::string_view value, Date now) {
     value = text::trimmed(value);
     if (const auto number = seconds(value)) {
         return bounded(*number);

@@ -27,18 +27,18 @@ struct ContentRange {
     friend bool operator==(const ContentRange&, const ContentRange&) = default;
 };
 
-namespace ContentDisposition {
+namespace contentDisposition {
 /// The file name a server suggests, as sent: not yet safe for the disk.
 [[nodiscard]] std::optional<std::string> fileName(std::string_view header);
-} // namespace ContentDisposition
+} // namespace contentDisposition
 
-namespace RetryAfter {
+namespace retryAfter {
 /// The longest wait taken from a server, in seconds: a year, also for "inf" and numbers beyond measure.
 inline constexpr double longest = 365.0 * 24 * 60 * 60;
 
 /// Seconds to wait, from 0 to `longest`; `value` is a number of seconds or an HTTP date in GMT.
 [[nodiscard]] std::optional<double> delay(std::string_view value, Date now);
-} // namespace RetryAfter
+} // namespace retryAfter
 
 /// What identifies one version of a file on a server, verbatim from its headers.
 struct Validators {

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <optional>
 
-namespace fluvane::NumberedRange {
+namespace fluvane::numberedRange {
 
 namespace {
 
@@ -194,4 +194,4 @@ std::string note(std::string_view text, std::size_t links) {
     return "Those ranges make " + std::to_string(links) + " links in all.";
 }
 
-} // namespace fluvane::NumberedRange
+} // namespace fluvane::numberedRange

@@ -9,7 +9,7 @@
 #include <vector>
 
 /// Whole series of links from one pattern: part[01-20].zip.
-namespace fluvane::NumberedRange {
+namespace fluvane::numberedRange {
 
 /// The most links one word expands to.
 inline constexpr std::size_t limit = 1000;
@@ -27,4 +27,4 @@ inline constexpr std::size_t textBytes = 16'777'216;
 /// What the add screen says about the ranges in what was typed, of which `links` links came in all.
 [[nodiscard]] std::string note(std::string_view text, std::size_t links);
 
-} // namespace fluvane::NumberedRange
+} // namespace fluvane::numberedRange

@@ -6,10 +6,10 @@
 #include <string_view>
 
 /// What a person is told about something given that can't be used, on the command line and in windows.
-namespace fluvane::Words {
+namespace fluvane::words {
 
 inline constexpr std::string_view unknownChecksum =
     "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.";
 inline constexpr std::string_view checksumForSeveral = "A checksum goes with one link at a time.";
 
-} // namespace fluvane::Words
+} // namespace fluvane::words

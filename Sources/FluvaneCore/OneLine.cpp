@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace fluvane::Words {
+namespace fluvane::words {
 
 namespace {
 
@@ -31,4 +31,4 @@ std::string oneLine(std::string_view text) {
     return text::utf8(scalars);
 }
 
-} // namespace fluvane::Words
+} // namespace fluvane::words

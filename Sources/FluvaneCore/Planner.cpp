@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-namespace fluvane::Planner {
+namespace fluvane::planner {
 
 namespace {
 
@@ -100,4 +100,4 @@ std::optional<Work> nextWork(const std::vector<Piece>& pieces, const Busy& busy,
     return Split{candidate->start, splitPoint(*candidate, least)};
 }
 
-} // namespace fluvane::Planner
+} // namespace fluvane::planner

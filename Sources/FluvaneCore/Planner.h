@@ -12,7 +12,7 @@
 #include <vector>
 
 /// Cuts a file into pieces and says what a free connection does next. Pure functions without state.
-namespace fluvane::Planner {
+namespace fluvane::planner {
 
 /// Piece boundaries are put on multiples of this where possible.
 inline constexpr std::int64_t alignment = 65536;
@@ -37,4 +37,4 @@ using Busy = std::map<std::int64_t, std::int64_t>;
 [[nodiscard]] std::optional<Work> nextWork(const std::vector<Piece>& pieces, const Busy& busy,
                                            std::int64_t minimum);
 
-} // namespace fluvane::Planner
+} // namespace fluvane::planner

@@ -3,7 +3,7 @@
 
 #include "FluvaneCore/RuleWords.h"
 
-namespace fluvane::Words {
+namespace fluvane::words {
 
 namespace {
 
@@ -37,4 +37,4 @@ std::string rule(const Rule& rule) {
     return std::visit([](const auto& match) { return files(match); }, rule.match);
 }
 
-} // namespace fluvane::Words
+} // namespace fluvane::words

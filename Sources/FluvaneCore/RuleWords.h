@@ -7,10 +7,10 @@
 
 #include <string>
 
-namespace fluvane::Words {
+namespace fluvane::words {
 
 /// Which files a rule is for, whatever it does with them: "Archives", "Files ending in .zip or .rar",
 /// "Everything from example.com".
 [[nodiscard]] std::string rule(const Rule& rule);
 
-} // namespace fluvane::Words
+} // namespace fluvane::words

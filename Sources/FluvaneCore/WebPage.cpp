@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <array>
 
-namespace fluvane::WebPage {
+namespace fluvane::webPage {
 
 namespace {
 
@@ -39,4 +39,4 @@ bool isLikely(const std::optional<std::string>& contentType, std::string_view fi
     return !pageWanted && (!size || *size < tooBigForAPage);
 }
 
-} // namespace fluvane::WebPage
+} // namespace fluvane::webPage

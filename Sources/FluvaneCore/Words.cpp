@@ -11,7 +11,7 @@
 #include <utility>
 
 // The command line's client links this file: it stays free of links, transfers and formatting libraries.
-namespace fluvane::Words {
+namespace fluvane::words {
 
 namespace {
 
@@ -296,4 +296,4 @@ std::string checksumMismatch(std::string_view algorithmName, std::string_view fo
            std::string(folder) + "; don't open it unless you know why.";
 }
 
-} // namespace fluvane::Words
+} // namespace fluvane::words

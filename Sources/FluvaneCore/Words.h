@@ -12,7 +12,7 @@
 #include <vector>
 
 /// The one place for the wording of sizes, speeds, times and states.
-namespace fluvane::Words {
+namespace fluvane::words {
 
 /// Decimal units with at most one decimal: "0 bytes", "1 byte", "16 KB", "1.2 GB".
 [[nodiscard]] std::string bytes(std::int64_t count);
@@ -80,4 +80,4 @@ struct Totals {
 /// turn the direction of the text after them become U+FFFD.
 [[nodiscard]] std::string oneLine(std::string_view text);
 
-} // namespace fluvane::Words
+} // namespace fluvane::words

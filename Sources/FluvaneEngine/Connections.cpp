@@ -53,19 +53,19 @@ bool DownloadManager::openOne(Download& download) {
             return false;
         }
     }
-    Planner::Busy busy;
+    planner::Busy busy;
     for (const auto& [start, active] : download.transfers) {
         const auto position = active.offset ? active.transfer->position() : start;
         busy[start] = std::max({start, active.offset.value_or(start), position});
     }
-    const auto work = Planner::nextWork(download.record.pieces, busy, minimumPiece);
+    const auto work = planner::nextWork(download.record.pieces, busy, minimumPiece);
     if (!work) {
         return false;
     }
-    if (const auto* const idle = std::get_if<Planner::IdlePiece>(&*work)) {
+    if (const auto* const idle = std::get_if<planner::IdlePiece>(&*work)) {
         startPiece(download, idle->start);
     } else {
-        const auto& split = std::get<Planner::Split>(*work);
+        const auto& split = std::get<planner::Split>(*work);
         splitPiece(download, split.start, split.at);
         startPiece(download, split.at);
     }

@@ -27,7 +27,7 @@ class DownloadManager {
 public:
     /// What the engine asks of the system besides its ports. Every function is called on the main queue.
     struct Surroundings {
-        FileName::TypeRegistry types;
+        fileName::TypeRegistry types;
         /// The folder of a path that may begin with "~"; the user's download folder for none.
         std::function<URL(const std::optional<std::string>&)> folder;
         std::function<Date()> today;

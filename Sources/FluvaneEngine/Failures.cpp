@@ -170,7 +170,7 @@ void DownloadManager::refusePiece(Download& download, int status) {
 
 void DownloadManager::busy(Download& download, const TransferResponse& response) {
     const auto value = response["retry-after"];
-    const auto delay = value ? RetryAfter::delay(*value, surroundings_.today()) : std::nullopt;
+    const auto delay = value ? retryAfter::delay(*value, surroundings_.today()) : std::nullopt;
     failed(download, {.message = fmt::format("The server is busy ({}).", response.status())}, delay);
 }
 

@@ -103,7 +103,7 @@ bool DownloadManager::judgeStep(Download& download, double rate, double totalRat
         return fmt::format("download {}: {} connections {}({} against {} with {}), back to {}", download.id(),
                            download.target,
                            notFaster ? "weren't faster " : "took speed from the other downloads ",
-                           Words::speed(rate), Words::speed(*download.lastRate), previous, previous);
+                           words::speed(rate), words::speed(*download.lastRate), previous, previous);
     });
     download.growing = false;
     download.target = previous;
@@ -123,7 +123,7 @@ void DownloadManager::takeStep(Download& download, double rate, double totalRate
     download.target = current > cap(download) / 2 ? cap(download) : current * 2;
     log::downloads([&] {
         return fmt::format("download {}: {} connections at {}, trying {}", download.id(), current,
-                           Words::speed(rate), download.target);
+                           words::speed(rate), download.target);
     });
     fill(download);
 }

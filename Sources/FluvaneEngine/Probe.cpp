@@ -21,7 +21,7 @@ using State = DownloadState;
 namespace {
 
 constexpr const char* wrongPart = "The server sent a part of the file that wasn't asked for.";
-constexpr const char* webPage =
+constexpr const char* webPageReason =
     "This link opens a web page, not a file. It may need you to sign in, or to start "
     "the download on that page, in your browser.";
 
@@ -119,11 +119,11 @@ void DownloadManager::probeAnswered(Download& download, const TransferResponse& 
         return;
     }
     const auto contentType = response["content-type"];
-    const auto suggested = FileName::suggested(response["content-disposition"], response.url(), contentType,
+    const auto suggested = fileName::suggested(response["content-disposition"], response.url(), contentType,
                                                surroundings_.types);
-    if (WebPage::isLikely(contentType, suggested, download.record.size)) {
+    if (webPage::isLikely(contentType, suggested, download.record.size)) {
         download.record.opensWebPage = true;
-        fail(download, webPage);
+        fail(download, webPageReason);
         return;
     }
     chooseFolder(download, download.record.name.value_or(suggested));
@@ -185,14 +185,14 @@ bool DownloadManager::enoughSpace(Download& download) {
         return true;
     }
     fail(download, fmt::format("Not enough space: it needs {}, and there's {} free.",
-                               Words::bytes(*record.size), Words::bytes(*free)));
+                               words::bytes(*record.size), words::bytes(*free)));
     return false;
 }
 
 /// A name settled in an earlier run is asked again: its folder may be another by now.
 void DownloadManager::chooseName(Download& download, const std::string& suggested) {
     auto& record = download.record;
-    record.name = FileName::unique(
+    record.name = fileName::unique(
         record.name.value_or(suggested), config_.duplicateNames,
         [&](const std::string& name) { return !uniqueName(name, record.folder, download); },
         partialName({}).size());
@@ -228,7 +228,7 @@ bool DownloadManager::createFile(Download& download) {
 void DownloadManager::handOver(Download& download, int status) {
     auto& record = download.record;
     const bool inParts = record.size && record.resumable;
-    layOut(download, inParts ? Planner::split(*record.size, cap(download), minimumPiece)
+    layOut(download, inParts ? planner::split(*record.size, cap(download), minimumPiece)
                              : std::vector{Piece{.start = 0, .end = record.size, .done = 0}});
     auto& active = download.transfers.at(0);
     active.isProbe = false;

@@ -157,7 +157,7 @@ private:
         if (!done || row_.state == "finished" || row_.state == "queued" || row_.state == removedState) {
             return;
         }
-        const auto percent = fmt::format("{:>5}", Words::percent(*done));
+        const auto percent = fmt::format("{:>5}", words::percent(*done));
         constexpr std::size_t shortest = 5;
         const auto beside = columns(percent) + 2;
         if (width_ < beside + shortest) {

@@ -22,8 +22,8 @@ std::string checksumName(const Row& row) {
 }
 
 /// The row as the wording takes it; what it points to is the row's.
-Words::Progress progressOf(const Row& row) {
-    Words::Progress progress{.stateName = row.state, .reason = row.reason, .done = row.downloaded};
+words::Progress progressOf(const Row& row) {
+    words::Progress progress{.stateName = row.state, .reason = row.reason, .done = row.downloaded};
     progress.size = row.size;
     progress.bytesPerSecond = static_cast<double>(row.bytesPerSecond);
     if (row.size && row.bytesPerSecond > 0 && *row.size > row.downloaded) {
@@ -57,11 +57,11 @@ std::string stoppedSentence(const Row& row) {
 } // namespace
 
 std::string printable(std::string_view text) {
-    return Words::oneLine(text);
+    return words::oneLine(text);
 }
 
 std::string stateWords(const Row& row) {
-    return row.state == removedState ? "Taken off the list" : printable(Words::state(row.state, row.reason));
+    return row.state == removedState ? "Taken off the list" : printable(words::state(row.state, row.reason));
 }
 
 std::vector<std::string> figures(const Row& row) {
@@ -70,28 +70,28 @@ std::vector<std::string> figures(const Row& row) {
     progress.checksumName = checksum;
     std::vector<std::string> parts;
     if (row.downloaded > 0 || row.size) {
-        parts.push_back(Words::amount(progress));
+        parts.push_back(words::amount(progress));
     }
     if (row.state == "downloading") {
-        std::ranges::move(Words::flow(progress), std::back_inserter(parts));
+        std::ranges::move(words::flow(progress), std::back_inserter(parts));
     } else if (row.state == "finished") {
-        parts.push_back(Words::checksumResult(progress));
+        parts.push_back(words::checksumResult(progress));
         parts.push_back(printable(row.file));
         std::erase(parts, "");
     } else if (row.placeInLine) {
-        parts.push_back(Words::placeInLine(*row.placeInLine));
+        parts.push_back(words::placeInLine(*row.placeInLine));
     }
     return parts;
 }
 
 std::optional<double> fraction(const Row& row) {
-    return Words::fraction(progressOf(row));
+    return words::fraction(progressOf(row));
 }
 
 std::string plainLine(const Row& row) {
     auto parts = figures(row);
     if (const auto done = fraction(row); done && row.state != "finished") {
-        parts.insert(parts.begin(), Words::percent(*done));
+        parts.insert(parts.begin(), words::percent(*done));
     }
     parts.insert(parts.begin(), stateWords(row));
     return fmt::format("{} {}: {}", row.id, printable(row.name), fmt::join(parts, ", "));
@@ -101,7 +101,7 @@ std::string problem(const Row& row, Standing standing) {
     switch (standing) {
     case Standing::mismatched:
         return fmt::format("Download {} is finished. {}", row.id,
-                           Words::checksumMismatch(checksumName(row), folderOf(row)));
+                           words::checksumMismatch(checksumName(row), folderOf(row)));
     case Standing::unchecked:
         return fmt::format("The {} of download {} couldn't be checked.", checksumName(row), row.id);
     case Standing::stopped:

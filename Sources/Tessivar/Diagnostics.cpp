@@ -89,9 +89,9 @@ struct Findings {
 };
 
 Findings gather(const std::function<std::string()>& log) {
-    Findings findings{.versions = SystemFacts::versions(),
-                      .desktop = SystemFacts::desktop(),
-                      .process = SystemFacts::process(),
+    Findings findings{.versions = systemFacts::versions(),
+                      .desktop = systemFacts::desktop(),
+                      .process = systemFacts::process(),
                       .errors = {}};
     try {
         findings.errors = recentErrors(log ? log() : std::string());

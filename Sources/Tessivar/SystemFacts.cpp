@@ -21,7 +21,7 @@
 #include <iterator>
 #include <optional>
 
-namespace tessivar::SystemFacts {
+namespace tessivar::systemFacts {
 
 namespace {
 
@@ -154,4 +154,4 @@ std::string process() {
                        mebibytes(number(valueOf(contents("/proc/meminfo"), "MemTotal:"))));
 }
 
-} // namespace tessivar::SystemFacts
+} // namespace tessivar::systemFacts

@@ -8,7 +8,7 @@
 
 /// What a report says about the system and this process, in lines. Reads files of the system: not for the
 /// main thread. What can't be found out is left out. No names of users, hosts or files.
-namespace tessivar::SystemFacts {
+namespace tessivar::systemFacts {
 
 /// libcurl, OpenSSL, kernel, distribution, C library.
 [[nodiscard]] std::string versions();
@@ -20,4 +20,4 @@ namespace tessivar::SystemFacts {
 /// The name of the distribution by the contents of an os-release file; empty when it has none.
 [[nodiscard]] std::string distribution(std::string_view osRelease);
 
-} // namespace tessivar::SystemFacts
+} // namespace tessivar::systemFacts

@@ -21,7 +21,7 @@ using Arguments = std::vector<std::string>;
 /// A world in which nobody answers until told otherwise.
 struct World {
     std::vector<Arguments> sent{};
-    std::optional<CLI::Answer> answer{};
+    std::optional<cli::Answer> answer{};
     std::size_t answersFrom = 0; ///< The number of tries that nobody answers.
     bool launches = false;
     int launched = 0;
@@ -35,7 +35,7 @@ struct World {
             return sent.size() > answersFrom ? answer : std::nullopt;
         };
         const auto launch = [this] { return ++launched > 0 && launches; };
-        return CLI::run(arguments, {send, launch, [this](auto) { ++slept; },
+        return cli::run(arguments, {send, launch, [this](auto) { ++slept; },
                                     [this](auto text) { return output += text, lost; },
                                     [this](auto text) { error += text; }});
     }
@@ -45,26 +45,26 @@ TEST(CLI, AnswersDecideOutputAndStatus) {
     struct Row {
         const char* name;
         Arguments arguments;
-        std::optional<CLI::Answer> answer{};
+        std::optional<cli::Answer> answer{};
         int status;
         const char* output;
         const char* error;
         std::errc lost{};
     };
     const Row rows[] = {
-        {"text", {"list"}, CLI::Answer{true, "[]"}, 0, "[]\n", ""},
-        {"nothing to say", {"pause", "1"}, CLI::Answer{true, ""}, 0, "", ""},
-        {"refused", {"pause"}, CLI::Answer{false, "No."}, 1, "", "No.\n"},
-        {"capitals", {"LIST"}, CLI::Answer{true, "[]"}, 0, "[]\n", ""},
+        {"text", {"list"}, cli::Answer{true, "[]"}, 0, "[]\n", ""},
+        {"nothing to say", {"pause", "1"}, cli::Answer{true, ""}, 0, "", ""},
+        {"refused", {"pause"}, cli::Answer{false, "No."}, 1, "", "No.\n"},
+        {"capitals", {"LIST"}, cli::Answer{true, "[]"}, 0, "[]\n", ""},
         {"nobody", {"list"}, std::nullopt, 1, "", "Fluvane isn't running.\n"},
         {"full disk",
          {"list"},
-         CLI::Answer{true, "[]"},
+         cli::Answer{true, "[]"},
          1,
          "[]\n",
          "Couldn't write the output: No space left on device\n",
          std::errc::no_space_on_device},
-        {"reader gone", {"list"}, CLI::Answer{true, "[]"}, 1, "[]\n", "", std::errc::broken_pipe},
+        {"reader gone", {"list"}, cli::Answer{true, "[]"}, 1, "[]\n", "", std::errc::broken_pipe},
     };
     for (const Row& row : rows) {
         World world;
@@ -92,7 +92,7 @@ TEST(CLI, UnknownCommandsAndHelpAreNotSent) {
 
 TEST(CLI, StartsTheApplicationOnlyForWhatOpensSomething) {
     for (const char* command : {"add", "show", "settings", "welcome", "whats-new"}) {
-        World world{.answer = CLI::Answer{true, "there"}, .answersFrom = 3, .launches = true};
+        World world{.answer = cli::Answer{true, "there"}, .answersFrom = 3, .launches = true};
         EXPECT_EQ(world.run({command}), 0) << command;
         EXPECT_EQ(world.launched, 1) << command;
         EXPECT_EQ(world.slept, 3) << command;
@@ -113,7 +113,7 @@ TEST(CLI, MakesPathsAbsolute) {
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
     const std::string here = folder / "";
-    const std::string home = DataFolders::home();
+    const std::string home = dataFolders::home();
     struct Row {
         const char* name;
         Arguments typed;
@@ -137,7 +137,7 @@ TEST(CLI, MakesPathsAbsolute) {
         {"others", {"link", "1", "part.txt"}, {"link", "1", "part.txt"}},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(CLI::rewritten(row.typed), row.sent) << row.name;
+        EXPECT_EQ(cli::rewritten(row.typed), row.sent) << row.name;
     }
     std::filesystem::current_path(before);
 }
@@ -150,27 +150,27 @@ TEST(DataFolders, FollowTheBaseDirectoryVariables) {
         {nullptr, usual}, {"", usual}, {"relative", usual}, {"/data/", "/data/Fluvane/control.sock"}};
     for (const auto& [value, socket] : rows) {
         value ? setenv("XDG_DATA_HOME", value, 1) : unsetenv("XDG_DATA_HOME");
-        EXPECT_EQ(DataFolders::controlSocket(), socket) << (value ? value : "unset");
+        EXPECT_EQ(dataFolders::controlSocket(), socket) << (value ? value : "unset");
     }
     unsetenv("XDG_DATA_HOME");
     setenv("HOME", home.c_str(), 1);
 }
 
 /// The request that reaches a server, and what the client makes of its reply.
-std::pair<std::string, std::optional<CLI::Answer>> sendTo(const std::string& reply,
+std::pair<std::string, std::optional<cli::Answer>> sendTo(const std::string& reply,
                                                           const Arguments& arguments) {
     const TemporaryFolder folder;
     const auto listener = support::listening(folder / "s", 1);
     std::string request;
     std::thread server([&] {
-        const ControlSocket::Descriptor client(accept(listener.get(), nullptr, nullptr));
+        const controlSocket::Descriptor client(accept(listener.get(), nullptr, nullptr));
         char chunk[4096];
         for (ssize_t count = 0; (count = read(client.get(), chunk, sizeof chunk)) > 0;) {
             request.append(chunk, static_cast<std::size_t>(count));
         }
-        ControlSocket::writeAll(client.get(), reply);
+        controlSocket::writeAll(client.get(), reply);
     });
-    const auto answer = CLI::send(arguments, folder / "s");
+    const auto answer = cli::send(arguments, folder / "s");
     server.join();
     return {request, answer};
 }
@@ -201,13 +201,13 @@ TEST(CLI, ReadsReplies) {
 
 TEST(CLI, NobodyThereIsNoAnswer) {
     const TemporaryFolder folder;
-    EXPECT_FALSE(CLI::canBeSent({"add", "--to", "\xe4"}));
-    EXPECT_FALSE(CLI::send({"list"}, folder / "none"));
-    EXPECT_FALSE(CLI::send({"list"}, "/" + std::string(103, 'x')));
-    EXPECT_TRUE(ControlSocket::address("/" + std::string(102, 'x')));
-    EXPECT_FALSE(ControlSocket::address("/" + std::string(103, 'x')));
+    EXPECT_FALSE(cli::canBeSent({"add", "--to", "\xe4"}));
+    EXPECT_FALSE(cli::send({"list"}, folder / "none"));
+    EXPECT_FALSE(cli::send({"list"}, "/" + std::string(103, 'x')));
+    EXPECT_TRUE(controlSocket::address("/" + std::string(102, 'x')));
+    EXPECT_FALSE(controlSocket::address("/" + std::string(103, 'x')));
     support::writeFile(folder / "file", "no socket");
-    EXPECT_FALSE(CLI::send({"list"}, folder / "file"));
+    EXPECT_FALSE(cli::send({"list"}, folder / "file"));
 }
 
 TEST(CLI, AFullBacklogIsWaitedFor) {
@@ -215,11 +215,11 @@ TEST(CLI, AFullBacklogIsWaitedFor) {
     const std::string path = folder / "s";
     const auto listener = support::listening(path, 0);
     support::RawClient first(path); // fills the backlog
-    std::optional<CLI::Answer> answer{};
-    std::thread client([&] { answer = CLI::send({"list"}, path); });
-    ControlSocket::Descriptor(accept(listener.get(), nullptr, nullptr)).reset();
-    const ControlSocket::Descriptor second(accept(listener.get(), nullptr, nullptr));
-    ControlSocket::writeAll(second.get(), "ok\nin the end");
+    std::optional<cli::Answer> answer{};
+    std::thread client([&] { answer = cli::send({"list"}, path); });
+    controlSocket::Descriptor(accept(listener.get(), nullptr, nullptr)).reset();
+    const controlSocket::Descriptor second(accept(listener.get(), nullptr, nullptr));
+    controlSocket::writeAll(second.get(), "ok\nin the end");
     shutdown(second.get(), SHUT_WR);
     client.join();
     ASSERT_TRUE(answer);

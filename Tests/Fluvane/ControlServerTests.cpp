@@ -103,7 +103,7 @@ TEST_F(ControlServerTest, Answers) {
     EXPECT_EQ(ask(""), refusal);
     EXPECT_EQ(ask("[1]"), refusal);
     EXPECT_EQ(ask("[\"" + std::string(4'000'000, 'x') + "\"]"), refusal) << "cut, but told";
-    const auto answer = CLI::send({"x", std::string(700'000, 'y')}, path);
+    const auto answer = cli::send({"x", std::string(700'000, 'y')}, path);
     ASSERT_TRUE(answer);
     EXPECT_EQ(answer->text.size(), 700'003u);
 }
@@ -134,10 +134,10 @@ TEST_F(ControlServerTest, SlowClientsHoldNobodyUpAndAreTimedOverAll) {
 
 TEST_F(ControlServerTest, ManyClientsAtOnce) {
     server.start();
-    std::vector<std::future<std::optional<CLI::Answer>>> answers;
+    std::vector<std::future<std::optional<cli::Answer>>> answers;
     for (int i = 0; i < 40; ++i) {
         answers.push_back(
-            std::async(std::launch::async, [&, i] { return CLI::send({std::to_string(i)}, path); }));
+            std::async(std::launch::async, [&, i] { return cli::send({std::to_string(i)}, path); }));
     }
     for (int i = 0; i < 40; ++i) {
         const auto answer = answers[static_cast<std::size_t>(i)].get();

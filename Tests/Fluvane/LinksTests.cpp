@@ -30,7 +30,7 @@ struct Row {
 
 void expectRows(const std::vector<Row>& rows) {
     for (const Row& row : rows) {
-        EXPECT_EQ(joined(Links::find(row.text)), row.links) << row.name << ": " << row.text;
+        EXPECT_EQ(joined(links::find(row.text)), row.links) << row.name << ": " << row.text;
     }
 }
 
@@ -243,8 +243,8 @@ TEST(Links, TakeTimeInProportion) {
         while (text.size() < 400'000) {
             text += piece;
         }
-        EXPECT_LE(Links::detect(text).size(), text.size() / piece.size()) << piece;
-        EXPECT_LE(Links::detect("http://h.org/" + text).size(), text.size() / piece.size() + 1) << piece;
+        EXPECT_LE(links::detect(text).size(), text.size() / piece.size()) << piece;
+        EXPECT_LE(links::detect("http://h.org/" + text).size(), text.size() / piece.size() + 1) << piece;
     }
 }
 
@@ -252,16 +252,16 @@ TEST(LinksInFiles, AreFoundUpToTheLongestFile) {
     const support::TemporaryFolder folder;
     const auto count = [&](const std::string& contents) {
         support::writeFile(folder / "links.txt", contents);
-        return Links::findInFile(folder / "links.txt").size();
+        return links::findInFile(folder / "links.txt").size();
     };
     const std::string link = "https://h.org/p[1-2]\n";
     EXPECT_EQ(count("\xEF\xBB\xBF" + link + "\xFFhttps://h.org/p1"), 2U);
-    EXPECT_EQ(count(link + std::string(Links::longestFile - link.size(), ' ')), 2U);
-    EXPECT_EQ(count(link + std::string(Links::longestFile - link.size() + 1, ' ')), 0U);
+    EXPECT_EQ(count(link + std::string(links::longestFile - link.size(), ' ')), 2U);
+    EXPECT_EQ(count(link + std::string(links::longestFile - link.size() + 1, ' ')), 0U);
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     for (const std::filesystem::path& none :
          {folder / "pipe", folder.path(), folder / "missing", std::filesystem::path("/dev/zero"), {}}) {
-        EXPECT_TRUE(Links::findInFile(none).empty()) << none << " never blocks";
+        EXPECT_TRUE(links::findInFile(none).empty()) << none << " never blocks";
     }
 }
 
@@ -269,11 +269,11 @@ TEST(LinksOnThePasteboard, AreURLsThenFilesThenText) {
     const support::TemporaryFolder folder;
     support::writeFile(folder / "a b%20ü.txt", "https://h.org/3[1-2] https://h.org/1");
     const std::string file = URL::file((folder / "a b%20ü.txt").string()).absoluteString();
-    EXPECT_EQ(joined(Links::findOn(
+    EXPECT_EQ(joined(links::findOn(
                   {.urls = {"https://h.org/1", file, "ftp://h.org/x", "www.h.org", "", "HTTP://h.org/[1-2]"},
                    .text = "see www.h.org/4 and https://h.org/1"})),
               "https://h.org/1 https://h.org/31 https://h.org/32 HTTP://h.org/[1-2] http://www.h.org/4");
-    EXPECT_EQ(joined(Links::findOn({.urls = {"file:///missing", "file://" + folder.path().string()}})), "");
+    EXPECT_EQ(joined(links::findOn({.urls = {"file:///missing", "file://" + folder.path().string()}})), "");
 }
 
 } // namespace

@@ -18,9 +18,9 @@
 namespace fluvane::support {
 
 /// A socket that takes connections at the path, for a server played by the test.
-inline ControlSocket::Descriptor listening(const std::string& path, int backlog) {
-    const auto address = ControlSocket::address(path).value();
-    ControlSocket::Descriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+inline controlSocket::Descriptor listening(const std::string& path, int backlog) {
+    const auto address = controlSocket::address(path).value();
+    controlSocket::Descriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     EXPECT_EQ(listen(listener.get(), backlog), 0);
     return listener;
@@ -30,11 +30,11 @@ inline ControlSocket::Descriptor listening(const std::string& path, int backlog)
 class RawClient {
 public:
     explicit RawClient(const std::string& path) : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        const auto address = ControlSocket::address(path).value();
+        const auto address = controlSocket::address(path).value();
         connected = connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     }
     RawClient& write(std::string_view bytes) {
-        ControlSocket::writeAll(socket_.get(), bytes);
+        controlSocket::writeAll(socket_.get(), bytes);
         return *this;
     }
     RawClient& end() {
@@ -65,7 +65,7 @@ public:
     bool connected = false;
 
 private:
-    ControlSocket::Descriptor socket_;
+    controlSocket::Descriptor socket_;
 };
 
 } // namespace fluvane::support

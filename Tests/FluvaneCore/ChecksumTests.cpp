@@ -9,7 +9,7 @@
 
 using namespace fluvane;
 using Algorithm = Checksum::Algorithm;
-using namespace testsupport;
+using namespace support;
 
 namespace {
 

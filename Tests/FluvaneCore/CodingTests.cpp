@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 using namespace fluvane;
-using namespace testsupport;
+using namespace support;
 using coding::DecodingError;
 using coding::Json;
 using coding::parse;

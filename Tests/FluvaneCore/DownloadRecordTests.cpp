@@ -10,7 +10,7 @@
 
 using namespace fluvane;
 using S = DownloadState;
-using testsupport::piecesFrom;
+using support::piecesFrom;
 
 namespace {
 

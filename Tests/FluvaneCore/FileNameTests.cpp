@@ -12,7 +12,7 @@
 #include <string>
 
 using namespace fluvane;
-using namespace testsupport;
+using namespace support;
 
 namespace {
 
@@ -36,7 +36,7 @@ TEST(FileName, CleansWhatComesFromOutside) {
         {"invalid bytes", "caf\xE9.txt", "caf\uFFFD.txt"},
         {"emoji stays whole", "👩‍👩‍👧.png", "👩‍👩‍👧.png"},
     };
-    expectRows(rows, FileName::clean);
+    expectRows(rows, fileName::clean);
 }
 
 TEST(FileName, CutsLongNamesByWholeCharacters) {
@@ -62,14 +62,14 @@ TEST(FileName, CutsLongNamesByWholeCharacters) {
         {"no room", "abcdef.zip", 0, ""},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(FileName::shortened(row.given, row.bytes), row.cut) << row.name;
+        EXPECT_EQ(fileName::shortened(row.given, row.bytes), row.cut) << row.name;
     }
-    EXPECT_EQ(FileName::clean(repeated("a", 300) + ".zip"), repeated("a", 251) + ".zip");
-    EXPECT_EQ(FileName::clean(marks + marks), "e" + repeated("\u0301", 127));
+    EXPECT_EQ(fileName::clean(repeated("a", 300) + ".zip"), repeated("a", 251) + ".zip");
+    EXPECT_EQ(fileName::clean(marks + marks), "e" + repeated("\u0301", 127));
 }
 
 TEST(FileName, SplitsStemAndExtension) {
-    const Rows<const char*, FileName::Parts> rows = {
+    const Rows<const char*, fileName::Parts> rows = {
         {"a.zip", {"a", ".zip"}},
         {"archive.tar.gz", {"archive", ".tar.gz"}},
         {"Backup.TAR.GZ", {"Backup", ".tar.GZ"}},
@@ -82,11 +82,11 @@ TEST(FileName, SplitsStemAndExtension) {
         {"v1. final", {"v1. final", ""}},
         {".bashrc", {".bashrc", ""}},
     };
-    expectRows(rows, FileName::split);
+    expectRows(rows, fileName::split);
 }
 
 TEST(FileName, SuggestsANameFromHeaderLinkAndType) {
-    const FileName::TypeRegistry registry = [](const std::string& type) -> std::optional<std::string> {
+    const fileName::TypeRegistry registry = [](const std::string& type) -> std::optional<std::string> {
         return type == "text/html" ? std::optional<std::string>("html") : std::nullopt;
     };
     struct Row {
@@ -115,10 +115,10 @@ TEST(FileName, SuggestsANameFromHeaderLinkAndType) {
          repeated("a", 250) + ".html"},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(FileName::suggested(row.disposition, url(row.link), row.type, registry), row.suggested)
+        EXPECT_EQ(fileName::suggested(row.disposition, url(row.link), row.type, registry), row.suggested)
             << row.name;
     }
-    EXPECT_EQ(FileName::suggested({}, url("http://h/a"), "text/html"), "a") << "without a registry";
+    EXPECT_EQ(fileName::suggested({}, url("http://h/a"), "text/html"), "a") << "without a registry";
 }
 
 TEST(FileName, FindsTheFirstFreeName) {
@@ -138,7 +138,7 @@ TEST(FileName, FindsTheFirstFreeName) {
         {spaceNumber, "a.txt", {"a.txt", "a 2.txt"}, "a 3.txt"},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(FileName::unique(row.name, row.style, [&](const auto& n) { return row.taken.contains(n); }),
+        EXPECT_EQ(fileName::unique(row.name, row.style, [&](const auto& n) { return row.taken.contains(n); }),
                   row.free);
         EXPECT_EQ(duplicateNaming::from(duplicateNaming::rawValue(row.style)), row.style);
     }
@@ -157,7 +157,7 @@ TEST(FileName, KeepsRoomForTheNumberAndTheReserve) {
     for (const std::string& name : names) {
         for (const std::size_t reserve : {0u, 8u, 127u, 1000u}) {
             int asked = 0;
-            const std::string last = FileName::unique(
+            const std::string last = fileName::unique(
                 name, DuplicateNaming::spaceParentheses, [&](const std::string&) { return asked++ < 1500; },
                 reserve);
             EXPECT_LE(last.size() + std::min<std::size_t>(reserve, 127), 255u) << name;
@@ -167,8 +167,8 @@ TEST(FileName, KeepsRoomForTheNumberAndTheReserve) {
         }
     }
     const auto free = [](const std::string&) { return false; };
-    EXPECT_EQ(FileName::unique(repeated("a", 243) + ".zip", {}, free, 8), repeated("a", 243) + ".zip");
-    EXPECT_EQ(FileName::unique(repeated("a", 244) + ".zip", {}, free, 8), repeated("a", 243) + ".zip");
+    EXPECT_EQ(fileName::unique(repeated("a", 243) + ".zip", {}, free, 8), repeated("a", 243) + ".zip");
+    EXPECT_EQ(fileName::unique(repeated("a", 244) + ".zip", {}, free, 8), repeated("a", 243) + ".zip");
 }
 
 } // namespace

@@ -10,7 +10,7 @@
 #include <string>
 
 using namespace fluvane;
-using namespace testsupport;
+using namespace support;
 
 namespace {
 
@@ -68,7 +68,7 @@ TEST(ContentDisposition, FindsTheSuggestedName) {
         {"only separators", ";;; \t;", {}},
         {"other parameter", "form-data; name=\"x\"", {}},
     };
-    expectRows(rows, ContentDisposition::fileName);
+    expectRows(rows, contentDisposition::fileName);
 }
 
 TEST(RetryAfter, TakesSecondsAndDates) {
@@ -81,25 +81,25 @@ TEST(RetryAfter, TakesSecondsAndDates) {
         {"nan", 0.0},
         {"-nan", 0.0},
         {"-inf", 0.0},
-        {"inf", RetryAfter::longest},
-        {"Infinity", RetryAfter::longest},
-        {"1e300", RetryAfter::longest},
-        {"1e999", RetryAfter::longest},
-        {std::string(400, '9'), RetryAfter::longest},
+        {"inf", retryAfter::longest},
+        {"Infinity", retryAfter::longest},
+        {"1e300", retryAfter::longest},
+        {"1e999", retryAfter::longest},
+        {std::string(400, '9'), retryAfter::longest},
         {"-1e999", 0.0},
         {"1e-999", 0.0},
         {"Sun, 06 Nov 1994 08:49:38 GMT", 1.0},
         {"sun, 06 nov 1994 09:49:37 gmt", 3600.0},
         {"Sun, 06 Nov 1994 08:49:36 GMT", 0.0},
-        {"Thu, 29 Feb 1996 00:00:00 GMT", RetryAfter::longest},
-        {"Fri, 31 Dec 9999 23:59:59 GMT", RetryAfter::longest},
+        {"Thu, 29 Feb 1996 00:00:00 GMT", retryAfter::longest},
+        {"Fri, 31 Dec 9999 23:59:59 GMT", retryAfter::longest},
     };
-    expectRows(rows, [&](const auto& value) { return RetryAfter::delay(value, now); });
+    expectRows(rows, [&](const auto& value) { return retryAfter::delay(value, now); });
     for (const char* unreadable :
          {"Wed, 29 Feb 1995 00:00:00 GMT", "Son, 06 Nov 1994 08:49:38 GMT", "Sun, 06 Okt 1994 08:49:38 GMT",
           "Sun, 06 Nov 1994 24:00:00 GMT", "Sun, +6 Nov 1994 08:49:38 GMT", "Sun, 06 Nov 1994 08:49:38 CET",
           "Sun Nov  6 08:49:38 1994", "Sun, 06 Nov 1994 08:49:38 GMT!", "soon", "5 s", "+-5", ""}) {
-        EXPECT_FALSE(RetryAfter::delay(unreadable, now)) << unreadable;
+        EXPECT_FALSE(retryAfter::delay(unreadable, now)) << unreadable;
     }
 }
 

@@ -13,7 +13,7 @@
 using namespace fluvane;
 using testing::ElementsAre;
 using testing::SizeIs;
-using namespace testsupport;
+using namespace support;
 
 namespace {
 
@@ -39,25 +39,25 @@ TEST(NumberedRange, ExpandsAWord) {
         {"http://[::1]/a[1-2]", {"http://[::1]/a1", "http://[::1]/a2"}},
         {"", {""}},
     };
-    expectRows(rows, NumberedRange::expandWord);
+    expectRows(rows, numberedRange::expandWord);
 }
 
 TEST(NumberedRange, StopsAtTheLimitWithoutCountingOn) {
     for (const char* word : {"[1-5000]", "[1-999999999]", "[1-1001]", "[1-1000]"}) {
-        const auto words = NumberedRange::expandWord(word);
-        ASSERT_THAT(words, SizeIs(NumberedRange::limit)) << word;
+        const auto words = numberedRange::expandWord(word);
+        ASSERT_THAT(words, SizeIs(numberedRange::limit)) << word;
         EXPECT_EQ(words.back(), "1000") << word;
     }
     for (const char* word : {"[1-40]x[1-40]", "[1-30]x[1-40]"}) {
-        const auto words = NumberedRange::expandWord(word);
-        ASSERT_THAT(words, SizeIs(NumberedRange::limit)) << word;
+        const auto words = numberedRange::expandWord(word);
+        ASSERT_THAT(words, SizeIs(numberedRange::limit)) << word;
         EXPECT_EQ(words.back(), "25x40") << word;
     }
-    const auto many = NumberedRange::expandWord(repeated("[1-2]", 1000));
-    ASSERT_THAT(many, SizeIs(NumberedRange::limit));
+    const auto many = numberedRange::expandWord(repeated("[1-2]", 1000));
+    ASSERT_THAT(many, SizeIs(numberedRange::limit));
     EXPECT_TRUE(many.back().ends_with("2222211222")) << "1000 is 1111101000 in twos, counted from 0";
     const std::string tooLong = repeated("[1-2]", 20'000);
-    EXPECT_THAT(NumberedRange::expandWord(tooLong), ElementsAre(tooLong));
+    EXPECT_THAT(numberedRange::expandWord(tooLong), ElementsAre(tooLong));
 }
 
 TEST(NumberedRange, ExpandsTextAndKeepsItsWhiteSpace) {
@@ -71,25 +71,25 @@ TEST(NumberedRange, ExpandsTextAndKeepsItsWhiteSpace) {
                                 "1\xE2\x82\n\xFF"
                                 "2\xE2\x82 é"},
     };
-    expectRows(rows, NumberedRange::expand);
+    expectRows(rows, numberedRange::expand);
 }
 
 TEST(NumberedRange, BoundsWhatOneTextComesTo) {
-    const std::string short_ = NumberedRange::expand(repeated("http://h/[1-9999] ", 50'000));
+    const std::string short_ = numberedRange::expand(repeated("http://h/[1-9999] ", 50'000));
     EXPECT_EQ(std::count(short_.begin(), short_.end(), '\n'), 100 * 999);
     EXPECT_TRUE(short_.ends_with("http://h/[1-9999] ")) << "the rest stays as it was";
-    const std::string long_ = NumberedRange::expand(repeated(std::string(8000, 'x') + "[1-9999] ", 100));
-    EXPECT_LT(long_.size(), NumberedRange::textBytes + 1'000'000);
+    const std::string long_ = numberedRange::expand(repeated(std::string(8000, 'x') + "[1-9999] ", 100));
+    EXPECT_LT(long_.size(), numberedRange::textBytes + 1'000'000);
 }
 
 TEST(NumberedRange, SaysWhatComesOfIt) {
-    EXPECT_EQ(NumberedRange::note("http://h/a.zip [x]", 1),
+    EXPECT_EQ(numberedRange::note("http://h/a.zip [x]", 1),
               "For files in a series, put the numbers in brackets: "
               "part[01-20].zip is part01.zip to part20.zip.");
-    EXPECT_EQ(NumberedRange::note("see http://h/[1-3][1-2]", 6), "That range makes 6 links.");
-    EXPECT_EQ(NumberedRange::note("http://h/[1-5000]", 1000),
+    EXPECT_EQ(numberedRange::note("see http://h/[1-3][1-2]", 6), "That range makes 6 links.");
+    EXPECT_EQ(numberedRange::note("http://h/[1-5000]", 1000),
               "That range makes 1000 links, the most at once.");
-    EXPECT_EQ(NumberedRange::note("http://h/[1-3] http://h/[2-4]", 4), "Those ranges make 4 links in all.");
+    EXPECT_EQ(numberedRange::note("http://h/[1-3] http://h/[2-4]", 4), "Those ranges make 4 links in all.");
 }
 
 } // namespace

@@ -10,7 +10,7 @@
 #include <limits>
 
 using namespace fluvane;
-using testsupport::piecesFrom;
+using support::piecesFrom;
 
 namespace {
 
@@ -46,7 +46,7 @@ TEST(Piece, ListsAreCompleteWhenAllOfThemAre) {
     EXPECT_EQ(indexStarting(piecesFrom("##|--|#"), 3), std::nullopt);
 }
 
-TEST(PieceDeathTest, OverflowEndsTheProgram) {
+TEST(PieceDeath, OverflowEndsTheProgram) {
     EXPECT_DEATH((void)(Piece{most, {}, 1}.next()), "overflow");
     EXPECT_DEATH((void)(Piece{-2, most, 0}.length()), "overflow");
     EXPECT_DEATH((void)doneBytes({Piece{0, {}, most}, Piece{0, {}, 1}}), "overflow");

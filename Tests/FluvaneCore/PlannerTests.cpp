@@ -10,8 +10,8 @@
 #include <limits>
 
 using namespace fluvane;
+using support::piecesFrom;
 using testing::ElementsAreArray;
-using testsupport::piecesFrom;
 
 namespace {
 
@@ -38,7 +38,7 @@ TEST(Planner, SplitsAFile) {
     for (const Row& row : rows) {
         std::vector<std::int64_t> ends;
         std::int64_t start = 0;
-        for (const Piece& piece : Planner::split(row.size, row.connections, row.minimum)) {
+        for (const Piece& piece : planner::split(row.size, row.connections, row.minimum)) {
             EXPECT_EQ(piece, (Piece{start, piece.end, 0})) << row.name;
             start = *piece.end;
             ends.push_back(start);
@@ -47,19 +47,19 @@ TEST(Planner, SplitsAFile) {
     }
 }
 
-TEST(PlannerDeathTest, BoundaryProductOverflowEndsTheProgram) {
-    EXPECT_DEATH((void)Planner::split(std::numeric_limits<std::int64_t>::max(), 4, 1), "overflow");
+TEST(PlannerDeath, BoundaryProductOverflowEndsTheProgram) {
+    EXPECT_DEATH((void)planner::split(std::numeric_limits<std::int64_t>::max(), 4, 1), "overflow");
 }
 
 TEST(Planner, GivesAFreeConnectionWork) {
-    using Planner::IdlePiece;
-    using Planner::Split;
+    using planner::IdlePiece;
+    using planner::Split;
     struct Row {
         const char* name;
         const char* picture;
-        Planner::Busy busy;
+        planner::Busy busy;
         std::int64_t minimum;
-        std::optional<Planner::Work> work;
+        std::optional<planner::Work> work;
     };
     const Row rows[] = {
         {"nothing left", "####|##", {}, 1, {}},
@@ -77,15 +77,15 @@ TEST(Planner, GivesAFreeConnectionWork) {
         {"reached its end, not yet told", "----", {{0, 4}}, 1, {}},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(Planner::nextWork(piecesFrom(row.picture), row.busy, row.minimum), row.work) << row.name;
+        EXPECT_EQ(planner::nextWork(piecesFrom(row.picture), row.busy, row.minimum), row.work) << row.name;
     }
     const std::vector<Piece> unordered = {{20, 30, 0}, {0, 10, 0}, {10, 20, 0}};
-    EXPECT_EQ(Planner::nextWork(unordered, {{0, 0}}, 1), Planner::Work(IdlePiece{10}));
+    EXPECT_EQ(planner::nextWork(unordered, {{0, 0}}, 1), planner::Work(IdlePiece{10}));
 }
 
 TEST(Planner, AlignsASplitUnlessTheFirstHalfGetsTooSmall) {
     const auto splitAt = [](std::int64_t end, std::int64_t position, std::int64_t minimum) {
-        return std::get<Planner::Split>(*Planner::nextWork({{0, end, 0}}, {{0, position}}, minimum)).at;
+        return std::get<planner::Split>(*planner::nextWork({{0, end, 0}}, {{0, position}}, minimum)).at;
     };
     EXPECT_EQ(splitAt(2'000'000, 0, 900'000), 983'040) << "rounded down to a multiple of 64 KiB";
     EXPECT_EQ(splitAt(2'000'000, 0, 983'040), 983'040) << "exactly the minimum";

@@ -12,7 +12,7 @@
 
 using namespace fluvane;
 using testing::ElementsAre;
-using namespace testsupport;
+using namespace support;
 
 namespace {
 
@@ -126,7 +126,7 @@ TEST(WebPage, IsLikelyOnlyInPlaceOfAFile) {
         {std::nullopt, "report.pdf", {}, false},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(WebPage::isLikely(row.type, row.file, row.size), row.likely)
+        EXPECT_EQ(webPage::isLikely(row.type, row.file, row.size), row.likely)
             << row.type.value_or("-") << row.file;
     }
 }

@@ -12,7 +12,7 @@
 using namespace fluvane;
 using testing::ElementsAre;
 using testing::Pair;
-using namespace testsupport;
+using namespace support;
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <utility>
 
 using namespace fluvane;
-using namespace testsupport;
+using namespace support;
 
 namespace {
 
@@ -28,7 +28,7 @@ TEST(Words, Sizes) {
         {std::numeric_limits<std::int64_t>::max(), "9.2 EB"},
         {-1, "0 bytes"},
     };
-    expectRows(rows, Words::bytes);
+    expectRows(rows, words::bytes);
 }
 
 TEST(Words, Speeds) {
@@ -37,7 +37,7 @@ TEST(Words, Speeds) {
         {5e6, "5 MB/s"},        {999.6, "1 KB/s"},           {-3, "0 bytes/s"},
         {infinity, "9.2 EB/s"}, {std::nan(""), "0 bytes/s"},
     };
-    expectRows(rows, Words::speed);
+    expectRows(rows, words::speed);
 }
 
 TEST(Words, TimesLeft) {
@@ -52,7 +52,7 @@ TEST(Words, TimesLeft) {
         {3 * 86400, "about 3 days left"},
         {std::nan(""), "more than a year left"},
     };
-    expectRows(rows, Words::timeLeft);
+    expectRows(rows, words::timeLeft);
 }
 
 TEST(Words, Retries) {
@@ -61,27 +61,27 @@ TEST(Words, Retries) {
         {4, "Trying again in a few seconds."},     {38, "Trying again in about 40 seconds."},
         {300, "Trying again in about 5 minutes."},
     };
-    expectRows(rows, Words::retry);
+    expectRows(rows, words::retry);
 }
 
 TEST(Words, PercentIsFullOnlyAtTheEnd) {
     const Rows<double, const char*> rows = {
         {0.29, "29 %"}, {0.999999999999, "99 %"}, {1, "100 %"}, {-1, "0 %"}, {std::nan(""), "0 %"},
     };
-    expectRows(rows, Words::percent);
+    expectRows(rows, words::percent);
 }
 
 TEST(Words, StatesAndChecksums) {
-    EXPECT_EQ(Words::state("offline"), "Paused: you're offline. It picks up when you're back.");
-    EXPECT_EQ(Words::state("failed", "The disk is full."), "The disk is full.");
+    EXPECT_EQ(words::state("offline"), "Paused: you're offline. It picks up when you're back.");
+    EXPECT_EQ(words::state("failed", "The disk is full."), "The disk is full.");
     EXPECT_EQ(
-        Words::checksumMismatch("MD5", "/tmp/in"),
+        words::checksumMismatch("MD5", "/tmp/in"),
         "Its MD5 doesn't match the one given, so it may not be the file you meant to get. It's in /tmp/in; "
         "don't open it unless you know why.");
 }
 
 TEST(Words, LinesForEveryState) {
-    using P = Words::Progress;
+    using P = words::Progress;
     constexpr std::int64_t big = 3'000'000'000;
     constexpr std::int64_t part = 1'234'000'000;
     const P running{.stateName = "downloading",
@@ -131,21 +131,21 @@ TEST(Words, LinesForEveryState) {
          "MD5 doesn't match, 3 GB, in /d"},
         {"empty file", {.stateName = "finished", .size = 0}, "0 bytes"},
     };
-    expectRows(rows, Words::line);
+    expectRows(rows, words::line);
 }
 
 TEST(Words, Totals) {
-    EXPECT_EQ(Words::totals({.running = 2, .waiting = 3, .bytesPerSecond = 12e6, .speedLimit = 20'000'000}),
+    EXPECT_EQ(words::totals({.running = 2, .waiting = 3, .bytesPerSecond = 12e6, .speedLimit = 20'000'000}),
               "2 running, 3 waiting, 12 MB/s, up to 20 MB/s");
-    EXPECT_EQ(Words::totals({.waiting = 1}), "Nothing running, 1 waiting");
+    EXPECT_EQ(words::totals({.waiting = 1}), "Nothing running, 1 waiting");
 }
 
 TEST(Words, Fractions) {
-    EXPECT_EQ(Words::fraction({.stateName = "finished"}), 1.0);
-    EXPECT_EQ(Words::fraction({.stateName = "paused", .done = 9, .size = 6}), 1.0);
-    EXPECT_EQ(Words::fraction({.stateName = "paused", .size = 0}), 1.0);
-    EXPECT_EQ(Words::fraction({.stateName = "paused", .done = 9}), std::nullopt);
-    EXPECT_EQ(Words::fraction({.stateName = "paused", .size = -5}), std::nullopt);
+    EXPECT_EQ(words::fraction({.stateName = "finished"}), 1.0);
+    EXPECT_EQ(words::fraction({.stateName = "paused", .done = 9, .size = 6}), 1.0);
+    EXPECT_EQ(words::fraction({.stateName = "paused", .size = 0}), 1.0);
+    EXPECT_EQ(words::fraction({.stateName = "paused", .done = 9}), std::nullopt);
+    EXPECT_EQ(words::fraction({.stateName = "paused", .size = -5}), std::nullopt);
 }
 
 TEST(Words, Moments) {
@@ -156,10 +156,10 @@ TEST(Words, Moments) {
         return std::chrono::system_clock::from_time_t(std::mktime(&parts));
     };
     const Date now = moment(2026, 1, 1, 0, 30);
-    EXPECT_EQ(Words::when(moment(2026, 1, 1, 0, 5), now), "today at 0:05");
-    EXPECT_EQ(Words::when(moment(2025, 12, 31, 23, 59), now), "yesterday at 23:59");
-    EXPECT_EQ(Words::when(moment(2025, 12, 30, 12, 0), now), "30 December 2025");
-    EXPECT_EQ(Words::when(moment(2026, 5, 3, 12, 0), now), "3 May"); // a clock that was set back
+    EXPECT_EQ(words::when(moment(2026, 1, 1, 0, 5), now), "today at 0:05");
+    EXPECT_EQ(words::when(moment(2025, 12, 31, 23, 59), now), "yesterday at 23:59");
+    EXPECT_EQ(words::when(moment(2025, 12, 30, 12, 0), now), "30 December 2025");
+    EXPECT_EQ(words::when(moment(2026, 5, 3, 12, 0), now), "3 May"); // a clock that was set back
 }
 
 } // namespace

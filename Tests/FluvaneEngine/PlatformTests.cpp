@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 using namespace fluvane;
-using namespace testsupport;
+using namespace support;
 
 namespace {
 

@@ -260,9 +260,9 @@ TEST(SavedSettings, ASavedLimitHoldsFromTheFirstByte) {
     EXPECT_EQ(engine.transport->speedLimit, 1'000'000);
 }
 
-class Saving : public testing::Test {
+class SavingTest : public testing::Test {
 protected:
-    Saving() { engine.manager->start(); }
+    SavingTest() { engine.manager->start(); }
     /// Fetches a file of the size for a time.
     void fetch(std::int64_t size, double seconds) {
         server.size = size;
@@ -291,7 +291,7 @@ TEST(Saved, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
     EXPECT_LE(engine.store->writes - before, 3);
 }
 
-TEST_F(Saving, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
+TEST_F(SavingTest, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
     fetch(100'000'000, 1.9);
     engine.store->syncDelay = 5;
     engine.scheduler.runFor(0.2); // a checkpoint is under way now
@@ -307,7 +307,7 @@ TEST_F(Saving, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand)
     EXPECT_LE(saved(), live());
 }
 
-TEST_F(Saving, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
+TEST_F(SavingTest, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
     fetch(60'000'000, 9.3);
     const auto claimed = saved();
     EXPECT_GE(claimed, live() - static_cast<std::int64_t>(2.5 * 8 * server.bytesPerSecond));
@@ -319,7 +319,7 @@ TEST_F(Saving, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
-TEST_F(Saving, StopKeepsTheRunningStateAndEveryByte) {
+TEST_F(SavingTest, StopKeepsTheRunningStateAndEveryByte) {
     fetch(50'000'000, 5.1);
     const auto received = live();
     engine.manager->stop();
@@ -329,7 +329,7 @@ TEST_F(Saving, StopKeepsTheRunningStateAndEveryByte) {
     EXPECT_FALSE(engine.power->awake);
 }
 
-TEST_F(Saving, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreNew) {
+TEST_F(SavingTest, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreNew) {
     fetch(60'000'000, 9.3);
     engine.transport->live().front()->sendQuietly(1000);
     const auto received = live();
@@ -351,7 +351,7 @@ TEST_F(Saving, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreNew) 
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
-TEST_F(Saving, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
+TEST_F(SavingTest, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
     server.sendsParts = false;
     fetch(60'000'000, 3);
     const auto only = engine.transport->live().front();
@@ -364,7 +364,7 @@ TEST_F(Saving, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
     EXPECT_EQ(engine.state(1), "starting");
 }
 
-TEST_F(Saving, WhatCouldNotBeSyncedIsNeverClaimed) {
+TEST_F(SavingTest, WhatCouldNotBeSyncedIsNeverClaimed) {
     fetch(60'000'000, 5);
     const auto good = saved();
     engine.files->failSync = "Input/output error";
@@ -377,7 +377,7 @@ TEST_F(Saving, WhatCouldNotBeSyncedIsNeverClaimed) {
     EXPECT_EQ(saved(), good);
 }
 
-TEST_F(Saving, AListThatCannotBeWrittenIsToldAndTriedAgain) {
+TEST_F(SavingTest, AListThatCannotBeWrittenIsToldAndTriedAgain) {
     engine.store->error = "No space left on device";
     engine.add("http://a.example/f");
     std::optional<std::string> told;

@@ -131,7 +131,7 @@ TEST_F(BusTest, EndsWhileItConnects) {
               1.0);
 }
 
-TEST(BusAddressTest, IsWhatTheEnvironmentSays) {
+TEST(BusAddress, IsWhatTheEnvironmentSays) {
     struct Row {
         const char* name;
         const char* address; ///< DBUS_SESSION_BUS_ADDRESS
@@ -149,8 +149,8 @@ TEST(BusAddressTest, IsWhatTheEnvironmentSays) {
         setenv("XDG_RUNTIME_DIR", runtime, 1);
         EXPECT_EQ(busAddress(Bus::Kind::session), expected) << name;
     }
-    testsupport::expectRows<std::string, std::optional<std::string>>(
-        testsupport::Rows<std::string, std::optional<std::string>>{
+    support::expectRows<std::string, std::optional<std::string>>(
+        support::Rows<std::string, std::optional<std::string>>{
             {"unix:path=/run/a%20b/bus,guid=12", "/run/a b/bus"},
             {"unix:path=/a;unix:path=/b", std::nullopt},
             {"unix:abstract=/a", std::nullopt},

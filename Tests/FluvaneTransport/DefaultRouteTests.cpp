@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace fluvane::test {
+namespace fluvane::support {
 
 namespace {
 
@@ -60,9 +60,9 @@ int firstWrongRow() {
     int number = 0;
     for (const auto& row : rows) {
         ++number;
-        if (std::system(row.change) != 0 || DefaultRoute::works() != row.works ||
-            NetworkReach::beyondThisMachine("") != row.works ||
-            NetworkReach::beyondThisMachine("10.9.0.2") != (row.works || row.reachesPeer)) {
+        if (std::system(row.change) != 0 || defaultRoute::works() != row.works ||
+            networkReach::beyondThisMachine("") != row.works ||
+            networkReach::beyondThisMachine("10.9.0.2") != (row.works || row.reachesPeer)) {
             return number;
         }
     }
@@ -86,4 +86,4 @@ TEST(DefaultRoute, FollowsTheMainTableAndItsInterfaces) {
     EXPECT_EQ(code, 0) << rows[code - 1].name;
 }
 
-} // namespace fluvane::test
+} // namespace fluvane::support

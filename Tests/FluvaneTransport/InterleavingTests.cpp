@@ -5,7 +5,7 @@
 
 #include <random>
 
-namespace fluvane::test {
+namespace fluvane::support {
 
 namespace {
 
@@ -121,4 +121,4 @@ TEST_F(TransportTest, KeepsItsPromisesWhateverTheOrder) {
     }
 }
 
-} // namespace fluvane::test
+} // namespace fluvane::support

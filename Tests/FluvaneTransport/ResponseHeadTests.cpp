@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace fluvane::test {
+namespace fluvane::support {
 
 namespace {
 
@@ -77,4 +77,4 @@ TEST(ResponseHead, GivesUpOnAHeadWithoutEnd) {
     EXPECT_EQ(step, ResponseHead::Step::tooLong);
 }
 
-} // namespace fluvane::test
+} // namespace fluvane::support

@@ -13,7 +13,7 @@
 
 #include <gmock/gmock.h>
 
-namespace fluvane::test {
+namespace fluvane::support {
 
 using testing::HasSubstr;
 using testing::Not;
@@ -475,4 +475,4 @@ TEST_F(SecureTransportTest, ReadsOnWhenTheLastRecordsHaveLeftTheSocketAlready) {
     }
 }
 
-} // namespace fluvane::test
+} // namespace fluvane::support

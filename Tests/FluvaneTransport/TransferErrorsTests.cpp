@@ -12,7 +12,7 @@
 #include <curl/curl.h>
 #include <gtest/gtest.h>
 
-namespace fluvane::test {
+namespace fluvane::support {
 
 TEST(TransferErrors, SayWhatWentWrong) {
     struct Row {
@@ -67,10 +67,10 @@ TEST(TransferErrors, EveryCodeHasASentence) {
 TEST(NetworkReach, KnowsThisMachine) {
     for (const char* host :
          {"localhost", "a.localhost", "127.0.0.1", "127.9.9.9", "::1", "[::1]", "::ffff:127.0.0.1"}) {
-        EXPECT_TRUE(NetworkReach::isLoopback(host)) << host;
+        EXPECT_TRUE(networkReach::isLoopback(host)) << host;
     }
     for (const char* host : {"", "10.0.0.1", "127.0.0.1.example", "mylocalhost", "[::2]", "128.0.0.1"}) {
-        EXPECT_FALSE(NetworkReach::isLoopback(host)) << host;
+        EXPECT_FALSE(networkReach::isLoopback(host)) << host;
     }
 }
 
@@ -112,4 +112,4 @@ TEST(SpeedLimiter, VoidsWaitsWhenTheLimitChanges) {
     EXPECT_EQ(limiter.wait(1'000'000'000), 0);
 }
 
-} // namespace fluvane::test
+} // namespace fluvane::support

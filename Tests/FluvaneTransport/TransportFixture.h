@@ -15,7 +15,7 @@
 
 #include <gtest/gtest.h>
 
-namespace fluvane::test {
+namespace fluvane::support {
 
 using support::ScriptedServer;
 using support::TestQueue;
@@ -109,4 +109,4 @@ inline std::string ok(std::string_view body) {
            std::string(body);
 }
 
-} // namespace fluvane::test
+} // namespace fluvane::support

@@ -12,7 +12,7 @@
 namespace fluvane::watch {
 namespace {
 
-using namespace testsupport;
+using namespace support;
 
 TEST(Layout, CountsCells) {
     const NamedRows<std::string_view, std::size_t> rows = {

@@ -11,7 +11,7 @@
 namespace fluvane::watch {
 namespace {
 
-using namespace testsupport;
+using namespace support;
 
 using testing::ElementsAre;
 using testing::IsEmpty;

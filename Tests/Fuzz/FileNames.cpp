@@ -24,17 +24,17 @@ static bool isSafe(std::string_view name) {
 }
 
 static void checkName(const std::string& given) {
-    const auto cleaned = FileName::clean(given).value_or("x");
+    const auto cleaned = fileName::clean(given).value_or("x");
     fuzz::require(isSafe(cleaned), "a clean name is safe");
-    fuzz::require(3 * given.size() > FileName::longest || FileName::clean(cleaned) == cleaned,
+    fuzz::require(3 * given.size() > fileName::longest || fileName::clean(cleaned) == cleaned,
                   "what is clean stays");
-    const auto [stem, extension] = FileName::split(cleaned);
+    const auto [stem, extension] = fileName::split(cleaned);
     fuzz::require(text::equalIgnoringASCIICase(stem + extension, cleaned), "parts make the whole");
-    fuzz::require(FileName::shortened(cleaned, 7).size() <= 7, "a short name is short");
-    const auto name = FileName::suggested(given, *URL::parse("http://h/a"), "text/html");
+    fuzz::require(fileName::shortened(cleaned, 7).size() <= 7, "a short name is short");
+    const auto name = fileName::suggested(given, *URL::parse("http://h/a"), "text/html");
     int asked = 0;
     const auto taken = [&](const std::string&) { return asked++ < 30; };
-    const auto free = FileName::unique(name, DuplicateNaming::spaceParentheses, taken, 8);
+    const auto free = fileName::unique(name, DuplicateNaming::spaceParentheses, taken, 8);
     fuzz::require(isSafe(name) && isSafe(free + ".fluvane"), "room is left for the unfinished file");
 }
 

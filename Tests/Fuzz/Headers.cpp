@@ -25,10 +25,10 @@ void fuzz::check(std::string_view input) {
         require(!range->total || range->last < *range->total, "a range is within its file");
     }
     for (const auto now : {Date(), Date::min(), Date::max()}) {
-        const auto wait = RetryAfter::delay(input, now).value_or(0);
-        require(wait >= 0 && wait <= RetryAfter::longest, "a wait is bounded");
+        const auto wait = retryAfter::delay(input, now).value_or(0);
+        require(wait >= 0 && wait <= retryAfter::longest, "a wait is bounded");
     }
-    require(ContentDisposition::fileName(input) != "", "a name isn't empty");
+    require(contentDisposition::fileName(input) != "", "a name isn't empty");
     ResponseHead head;
     for (int finals = 0; !input.empty(); require(finals == (head.isFinal() ? 1 : 0), "one head is final")) {
         const auto line = input.substr(0, std::min(input.find('\n'), input.size() - 1) + 1);

@@ -19,7 +19,7 @@ const fuzz::Inputs fuzz::seeds = {
 
 void fuzz::check(std::string_view input) {
     std::set<std::string> seen;
-    for (const URL& link : Links::find(input)) {
+    for (const URL& link : links::find(input)) {
         require(URL::parse(link.absoluteString()).has_value(), "a link can be read again");
         require(link.scheme() == "http" || link.scheme() == "https", "only web links are found");
         require(!link.host().value_or("").empty(), "a link has a host");

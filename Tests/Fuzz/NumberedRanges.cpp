@@ -15,13 +15,13 @@ const fuzz::Inputs fuzz::seeds = {"part[001-3].zip http://[::1]/a[08-11]\u3000b\
                                   "[[1-2]] [1-[3-4] [1-999999999]", "-1.5e3"};
 
 void fuzz::check(std::string_view input) {
-    const auto words = NumberedRange::expandWord(input);
-    require(!words.empty() && words.size() <= NumberedRange::limit, "a word makes 1 to 1000");
+    const auto words = numberedRange::expandWord(input);
+    require(!words.empty() && words.size() <= numberedRange::limit, "a word makes 1 to 1000");
     for (const auto& word : words) {
         require(word.size() <= input.size(), "a number is shorter than its range");
     }
-    const auto expanded = NumberedRange::expand(input);
-    require(expanded.size() <= NumberedRange::textBytes + 2 * input.size(), "expansions are bounded");
+    const auto expanded = numberedRange::expand(input);
+    require(expanded.size() <= numberedRange::textBytes + 2 * input.size(), "expansions are bounded");
     require(input.find('[') != std::string_view::npos || expanded == input, "no range, no change");
     require(std::isfinite(text::decimalNumber(input).value_or(0)), "a number is one");
     const auto number = text::wholeNumber(input);

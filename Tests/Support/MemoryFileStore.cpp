@@ -180,7 +180,7 @@ Outcome<URL> MemoryFileStore::move(const URL& partial, const std::string& name, 
     if (failFinish || file == files_.end()) {
         return Outcome<URL>::failure(failFinish.value_or("No such file or directory"));
     }
-    const auto chosen = FileName::unique(
+    const auto chosen = fileName::unique(
         name, naming, [&](const std::string& candidate) { return exists(folder.appending(candidate)); });
     const auto place = folder.appending(chosen);
     auto moved = files_.extract(file);

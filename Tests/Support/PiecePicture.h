@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace fluvane::testsupport {
+namespace fluvane::support {
 
 /// Pieces drawn as text: "####--|#---" are two pieces, "#" is written and "-" is not, each sign standing for
 /// `unit` bytes. A piece that ends in "~" has no known end.
@@ -29,4 +29,4 @@ inline std::vector<Piece> piecesFrom(std::string_view picture, std::int64_t unit
     return pieces;
 }
 
-} // namespace fluvane::testsupport
+} // namespace fluvane::support

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace fluvane::testsupport {
+namespace fluvane::support {
 
 /// What a function is given and what it must return, under a name.
 template <class In, class Out>
@@ -46,4 +46,4 @@ inline std::string repeated(std::string_view text, int count) {
     return result;
 }
 
-} // namespace fluvane::testsupport
+} // namespace fluvane::support

@@ -13,7 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace tessivar::testsupport {
+namespace tessivar::support {
 
 /// A program of the tests' in a process of its own, its standard output in a pipe; ended with its owner.
 class Child {
@@ -97,4 +97,4 @@ inline Child crasher(const std::string& folder, const std::string& way, const st
             {"ASAN_OPTIONS=" + options, "TSAN_OPTIONS=" + options, "SECRET=" + words, "HOME=" + folder}};
 }
 
-} // namespace tessivar::testsupport
+} // namespace tessivar::support

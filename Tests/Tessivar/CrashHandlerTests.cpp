@@ -13,8 +13,8 @@
 using fluvane::support::readFile;
 using fluvane::support::TemporaryFolder;
 using tessivar::Report;
-using tessivar::testsupport::crasher;
-using tessivar::testsupport::isSanitized;
+using tessivar::support::crasher;
+using tessivar::support::isSanitized;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;

@@ -19,7 +19,7 @@ using fluvane::support::TemporaryFolder;
 using fluvane::support::writeFile;
 using tessivar::CrashNote;
 using tessivar::LastRun;
-using tessivar::testsupport::crasher;
+using tessivar::support::crasher;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;

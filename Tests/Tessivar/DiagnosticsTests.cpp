@@ -51,10 +51,10 @@ TEST(Scrubber, LeavesWhatIsPlainAndDropsTheRest) {
 
 TEST(SystemFacts, ReadsTheDistributionsName) {
     EXPECT_EQ(
-        SystemFacts::distribution("NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nID=debian"),
+        systemFacts::distribution("NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nID=debian"),
         "Debian GNU/Linux 12 (bookworm)");
-    EXPECT_EQ(SystemFacts::distribution("PRETTY_NAME=Void\x1b[31m"), "Void[31m");
-    EXPECT_EQ(SystemFacts::distribution("NAME=X\nOLD_PRETTY_NAME=Y"), "");
+    EXPECT_EQ(systemFacts::distribution("PRETTY_NAME=Void\x1b[31m"), "Void[31m");
+    EXPECT_EQ(systemFacts::distribution("NAME=X\nOLD_PRETTY_NAME=Y"), "");
 }
 
 namespace {
@@ -73,7 +73,7 @@ protected:
         return kit.queue.runUntil([&] { return reports.size() >= count; });
     }
 
-    testsupport::KitQueue kit;
+    support::KitQueue kit;
     std::vector<std::string> reports;
     std::vector<Answer> answers;
     Diagnostics::Service slow{"org.freedesktop.Slow",

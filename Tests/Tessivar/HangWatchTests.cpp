@@ -89,17 +89,16 @@ std::string verdicts(const std::string& looks) {
 } // namespace
 
 TEST(HangJudge, TellsHangsFromWorkAndFromStandingStill) {
-    fluvane::testsupport::expectRows(
-        fluvane::testsupport::Rows<std::string, std::string>{{".....", "iiiii"},
-                                                             {"abcdefgh", "wwwwwwww"},
-                                                             {"aaaaa", "wwwwH"},
-                                                             {"aaaabaaaa", "wwwwwwwww"},
-                                                             {"aa..aaaaa", "wwiiwwwwH"},
-                                                             {"aaaaL", "wwwww"},
-                                                             {"aaaLaaaa", "wwwwwwwH"},
-                                                             {"aaaZaaaa", "wwwwwwwH"},
-                                                             {"aaaTTTTT", "wwwwwwww"}},
-        verdicts);
+    fluvane::support::expectRows(fluvane::support::Rows<std::string, std::string>{{".....", "iiiii"},
+                                                                                  {"abcdefgh", "wwwwwwww"},
+                                                                                  {"aaaaa", "wwwwH"},
+                                                                                  {"aaaabaaaa", "wwwwwwwww"},
+                                                                                  {"aa..aaaaa", "wwiiwwwwH"},
+                                                                                  {"aaaaL", "wwwww"},
+                                                                                  {"aaaLaaaa", "wwwwwwwH"},
+                                                                                  {"aaaZaaaa", "wwwwwwwH"},
+                                                                                  {"aaaTTTTT", "wwwwwwww"}},
+                                 verdicts);
 }
 
 TEST(HangWatch, RecordsAHangOnceWithItsStackAndHowLongItLasted) {

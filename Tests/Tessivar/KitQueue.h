@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace tessivar::testsupport {
+namespace tessivar::support {
 
 /// A main queue whose timers go off when the test says so.
 struct KitQueue {
@@ -29,4 +29,4 @@ struct KitQueue {
     }
 };
 
-} // namespace tessivar::testsupport
+} // namespace tessivar::support

@@ -124,7 +124,7 @@ protected:
         writeFile(stateFile, what.dump());
     }
 
-    testsupport::KitQueue kit;
+    support::KitQueue kit;
     TemporaryFolder folder;
     std::filesystem::path stateFile = folder / "state/updates.json";
     Publisher publisher;

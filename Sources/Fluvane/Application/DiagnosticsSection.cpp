@@ -24,11 +24,11 @@ constexpr std::ptrdiff_t mostDownloads = 500;
 
 /// "4.2 of 10 GB", "4.2 GB" while the size isn't known.
 std::string sizeText(std::int64_t done, std::optional<std::int64_t> size) {
-    const auto doneText = Words::bytes(done);
+    const auto doneText = words::bytes(done);
     if (!size) {
         return doneText;
     }
-    const auto whole = Words::bytes(*size);
+    const auto whole = words::bytes(*size);
     if (done == *size) {
         return whole;
     }
@@ -52,7 +52,7 @@ std::string line(const Download& download, const std::vector<std::string>& priva
         text += ", " + sizeText(done, record.size);
     }
     if (const auto connections = download.connections(); connections > 0) {
-        text += ", " + Words::connections(connections);
+        text += ", " + words::connections(connections);
     }
     if (const auto* const reason = record.state.failure()) {
         text += fmt::format(" ({})", scrubbed(*reason, record, privateWords));

@@ -33,8 +33,8 @@ std::string label(const char* queue) {
 } // namespace
 
 Live::Live(const tessivar::LogFiles& log, Frontend& frontend)
-    : log_(log), settings_(DataFolders::settingsFile(), FLUVANE_BUILT),
-      settingsWatch_(DataFolders::settingsFile(), [this] { settings_.takeUpEdits(); }),
+    : log_(log), settings_(dataFolders::settingsFile(), FLUVANE_BUILT),
+      settingsWatch_(dataFolders::settingsFile(), [this] { settings_.takeUpEdits(); }),
       notifier_(std::make_shared<LinuxNotifier>(
           session_, [this] { return settings_.value().notifyWhenDone; },
           [this](const URL& file, const std::string& token) { reveal_.show(file, token); })),
@@ -50,7 +50,7 @@ Live::Live(const tessivar::LogFiles& log, Frontend& frontend)
       settingsChanges_(settings_.subscribe([this](const Config& config) { applySettings(config); })),
       logReading_(label(".log")), windows_(makeWindows(frontend)),
       commands_(*manager_, storedSettings_, rooms()),
-      server_(DataFolders::controlSocket(), *scheduler_,
+      server_(dataFolders::controlSocket(), *scheduler_,
               [this](const auto& arguments, const auto& completion) { carryOut(arguments, completion); }),
       door_(session_, tessivar::AppIdentity::current.identifier, visitor()) {}
 
@@ -61,7 +61,7 @@ std::unique_ptr<DownloadManager> Live::makeManager() {
     return std::make_unique<DownloadManager>(
         config, std::make_shared<SessionTransport>(*scheduler_),
         std::make_shared<DiskFileStore>(*scheduler_, identifier), scheduler_,
-        std::make_shared<JSONDownloadStore>(DataFolders::listFile(), *scheduler_, identifier),
+        std::make_shared<JSONDownloadStore>(dataFolders::listFile(), *scheduler_, identifier),
         std::make_shared<LinuxPower>(session_, system_), notifier_, systemRandom(), systemSurroundings());
 }
 
@@ -106,7 +106,7 @@ std::unique_ptr<ApplicationWindows> Live::makeWindows(Frontend& frontend) {
                                          .session = session_,
                                          .reveal = reveal_,
                                          .mainQueue = *scheduler_,
-                                         .stateFolder = DataFolders::state(),
+                                         .stateFolder = dataFolders::state(),
                                          .reports = std::move(reports)});
     if (windows) {
         manager_->onChange = [shown = windows.get()] { shown->listChanged(); };

@@ -12,7 +12,7 @@ tessivar::Updates::Options releaseChannel() {
     auto certificates = CertificateStore::find();
     return {.feed = FLUVANE_RELEASE_FEED,
             .key = FLUVANE_RELEASE_KEY,
-            .stateFile = DataFolders::state() + "/updates.json",
+            .stateFile = dataFolders::state() + "/updates.json",
             .certificateFile = std::move(certificates.file),
             .certificateFolder = std::move(certificates.folder)};
 }

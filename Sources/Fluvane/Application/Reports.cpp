@@ -48,7 +48,7 @@ tessivar::Diagnostics::Service service(const Bus& bus, const char* name) {
 }
 
 std::string stateFile(const char* name) {
-    return DataFolders::state() + "/" + name;
+    return dataFolders::state() + "/" + name;
 }
 
 } // namespace

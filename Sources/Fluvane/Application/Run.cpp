@@ -36,7 +36,7 @@ constexpr std::chrono::seconds handOverPatience{5};
 void settleHome() {
     const char* home = std::getenv("HOME");
     if (!home || home[0] != '/') {
-        setenv("HOME", DataFolders::home().c_str(), 1);
+        setenv("HOME", dataFolders::home().c_str(), 1);
     }
 }
 
@@ -69,7 +69,7 @@ int runApplication(int argc, char** argv, Frontend& frontend) {
                                       .identifier = "org.fluvane.Fluvane",
                                       .projectPage = "",
                                       .version = FLUVANE_VERSION};
-    InstanceLock lock(DataFolders::instanceLock(), DataFolders::controlSocket(), lockPatience);
+    InstanceLock lock(dataFolders::instanceLock(), dataFolders::controlSocket(), lockPatience);
     if (lock.outcome() == InstanceLock::Outcome::held) {
         // A second start: nothing of the first one's is touched, unless that one is just ending.
         if (const auto status = visit.handOver(handOverPatience, [&] { return lock.tryAgain(); })) {
@@ -77,12 +77,12 @@ int runApplication(int argc, char** argv, Frontend& frontend) {
         }
     }
     if (lock.outcome() == InstanceLock::Outcome::failed) {
-        std::fprintf(stderr, "Fluvane can't use its folder %s: %s\n", DataFolders::data().c_str(),
+        std::fprintf(stderr, "Fluvane can't use its folder %s: %s\n", dataFolders::data().c_str(),
                      lock.problem().c_str());
         return 1;
     }
     EndSignals::block();
-    tessivar::LogFiles log({.file = DataFolders::state() + "/fluvane.log", .journalIdentifier = "fluvane"});
+    tessivar::LogFiles log({.file = dataFolders::state() + "/fluvane.log", .journalIdentifier = "fluvane"});
     logTo(log);
     tessivar::LastRun lastRun(Reports::crashFolder());
     tessivar::CrashHandler::install(Reports::crashFolder());

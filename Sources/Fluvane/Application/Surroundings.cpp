@@ -41,7 +41,7 @@ DownloadManager::Surroundings systemSurroundings() {
         .types = preferredExtension,
         .folder =
             [](const std::optional<std::string>& path) {
-                return URL::folder(DataFolders::absolutePath(isUsable(path) ? *path : downloadFolder()));
+                return URL::folder(dataFolders::absolutePath(isUsable(path) ? *path : downloadFolder()));
             },
         .today = [] { return std::chrono::system_clock::now(); },
     };

@@ -43,7 +43,7 @@ bool isQuiet(const std::string& argument) {
 std::string absoluteThing(const std::string& thing) {
     std::error_code unknown;
     const bool isRelative = !thing.starts_with('/') && std::filesystem::exists(thing, unknown);
-    return isRelative ? DataFolders::absolutePath("./" + thing) : thing;
+    return isRelative ? dataFolders::absolutePath("./" + thing) : thing;
 }
 
 } // namespace
@@ -98,7 +98,7 @@ std::optional<int> Visit::handOver(std::chrono::milliseconds patience,
             std::fputs("Fluvane is already running, but doesn't answer.\n", stderr);
             return 1;
         }
-        if (const auto answer = CLI::send(request(), DataFolders::controlSocket(), left)) {
+        if (const auto answer = cli::send(request(), dataFolders::controlSocket(), left)) {
             return answer->ok && kind != Kind::none ? 0 : refused(answer->text);
         }
         std::this_thread::sleep_for(betweenTries);

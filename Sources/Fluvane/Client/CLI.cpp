@@ -14,7 +14,7 @@
 #include <array>
 #include <thread>
 
-namespace fluvane::CLI {
+namespace fluvane::cli {
 
 namespace {
 
@@ -51,9 +51,9 @@ void rewriteAdd(std::vector<std::string>& arguments) {
     for (std::size_t i = 1; i < arguments.size(); ++i) {
         if (arguments[i - 1] == "--to") {
             // Every folder, not only the first: the application has no current folder to read the others by.
-            arguments[i] = DataFolders::absolutePath(arguments[i]);
+            arguments[i] = dataFolders::absolutePath(arguments[i]);
         } else if (arguments[i].find("://") == std::string::npos) {
-            auto path = DataFolders::absolutePath(arguments[i]);
+            auto path = dataFolders::absolutePath(arguments[i]);
             if (exists(path)) {
                 arguments[i] = std::move(path);
             }
@@ -94,7 +94,7 @@ std::vector<std::string> rewritten(std::vector<std::string> arguments) {
     if (arguments[0] == "add") {
         rewriteAdd(arguments);
     } else if (contains(withPath, arguments[0]) && arguments.size() > 1) {
-        arguments[1] = DataFolders::absolutePath(arguments[1]);
+        arguments[1] = dataFolders::absolutePath(arguments[1]);
     }
     return arguments;
 }
@@ -124,12 +124,12 @@ int run(const std::vector<std::string>& arguments) {
     return run(
         arguments,
         {
-            .send = [](const auto& list) { return send(list, DataFolders::controlSocket()); },
+            .send = [](const auto& list) { return send(list, dataFolders::controlSocket()); },
             .launch = launchApp,
             .sleep = [](auto time) { std::this_thread::sleep_for(time); },
-            .output = [](std::string_view text) { return StandardStreams::write(STDOUT_FILENO, text); },
-            .error = [](std::string_view text) { StandardStreams::write(STDERR_FILENO, text); },
+            .output = [](std::string_view text) { return standardStreams::write(STDOUT_FILENO, text); },
+            .error = [](std::string_view text) { standardStreams::write(STDERR_FILENO, text); },
         });
 }
 
-} // namespace fluvane::CLI
+} // namespace fluvane::cli

@@ -13,7 +13,7 @@
 
 /// The executable as its own command-line client: sends a command to the running application, prints the
 /// answer. Blocks; uses no thread and no display.
-namespace fluvane::CLI {
+namespace fluvane::cli {
 
 /// What the application answered.
 struct Answer {
@@ -53,4 +53,4 @@ struct Surroundings {
 /// Starts this executable as the application, detached and in the background. False when it couldn't start.
 [[nodiscard]] bool launchApp();
 
-} // namespace fluvane::CLI
+} // namespace fluvane::cli

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace fluvane::ControlSocket {
+namespace fluvane::controlSocket {
 
 std::optional<sockaddr_un> address(const std::string& path) {
     sockaddr_un result{};
@@ -40,4 +40,4 @@ void Descriptor::reset(int descriptor) {
     descriptor_ = descriptor;
 }
 
-} // namespace fluvane::ControlSocket
+} // namespace fluvane::controlSocket

@@ -12,7 +12,7 @@
 #include <utility>
 
 /// What the two sides of the control socket share.
-namespace fluvane::ControlSocket {
+namespace fluvane::controlSocket {
 
 /// The longest socket path in bytes, its terminating zero included.
 inline constexpr std::size_t longestPath = 104;
@@ -46,4 +46,4 @@ private:
     int descriptor_;
 };
 
-} // namespace fluvane::ControlSocket
+} // namespace fluvane::controlSocket

@@ -11,7 +11,7 @@
 #include <optional>
 #include <system_error>
 
-namespace fluvane::DataFolders {
+namespace fluvane::dataFolders {
 
 namespace {
 
@@ -95,4 +95,4 @@ std::string absolutePath(const std::string& path) {
     return normalized((gone ? std::filesystem::path("/") : current) / expanded);
 }
 
-} // namespace fluvane::DataFolders
+} // namespace fluvane::dataFolders

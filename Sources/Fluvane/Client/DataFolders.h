@@ -7,7 +7,7 @@
 
 /// Where this user's files are, by the desktop's base-directory variables; relative values of these count as
 /// unset. Absolute paths without a trailing "/". Both sides of the control socket read them here.
-namespace fluvane::DataFolders {
+namespace fluvane::dataFolders {
 
 /// The user's home; without HOME it is asked of the user database.
 [[nodiscard]] std::string home();
@@ -28,4 +28,4 @@ namespace fluvane::DataFolders {
 /// resolved by name, no trailing "/".
 [[nodiscard]] std::string absolutePath(const std::string& path);
 
-} // namespace fluvane::DataFolders
+} // namespace fluvane::dataFolders

@@ -14,11 +14,11 @@
 #include <filesystem>
 #include <system_error>
 
-namespace fluvane::CLI {
+namespace fluvane::cli {
 
 namespace {
 
-using ControlSocket::Descriptor;
+using controlSocket::Descriptor;
 
 /// Everything below runs between fork and exec: system calls only.
 void detachStreams() {
@@ -114,4 +114,4 @@ bool launchApp() {
     return endedWell(child) && endsEmpty(readEnd.get());
 }
 
-} // namespace fluvane::CLI
+} // namespace fluvane::cli

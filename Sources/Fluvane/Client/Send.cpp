@@ -13,11 +13,11 @@
 #include <array>
 #include <cerrno>
 
-namespace fluvane::CLI {
+namespace fluvane::cli {
 
 namespace {
 
-using ControlSocket::Descriptor;
+using controlSocket::Descriptor;
 
 /// How long a connect waits for room in the application's queue of connections.
 constexpr timeval connectPatience{.tv_sec = 5, .tv_usec = 0};
@@ -32,7 +32,7 @@ std::optional<std::string> requestText(const std::vector<std::string>& arguments
 }
 
 Descriptor connected(const std::string& socketPath) {
-    const auto address = ControlSocket::address(socketPath);
+    const auto address = controlSocket::address(socketPath);
     Descriptor socket(address ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1);
     if (!socket) {
         return socket;
@@ -53,8 +53,8 @@ Descriptor connected(const std::string& socketPath) {
 
 std::string readAll(int descriptor) {
     std::string gathered;
-    std::array<char, ControlSocket::readChunk> chunk; // NOLINT: filled by read
-    while (gathered.size() < ControlSocket::replyLimit) {
+    std::array<char, controlSocket::readChunk> chunk; // NOLINT: filled by read
+    while (gathered.size() < controlSocket::replyLimit) {
         const ssize_t count = read(descriptor, chunk.data(), chunk.size());
         if (count > 0) {
             gathered.append(chunk.data(), static_cast<std::size_t>(count));
@@ -116,7 +116,7 @@ std::optional<Answer> send(const std::vector<std::string>& arguments, const std:
                             .tv_usec = std::chrono::microseconds(*patience - seconds).count()};
         setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
-    ControlSocket::writeAll(socket.get(), *request);
+    controlSocket::writeAll(socket.get(), *request);
     shutdown(socket.get(), SHUT_WR);
     const std::string reply = repaired(readAll(socket.get()));
     const auto lineFeed = reply.find('\n');
@@ -126,4 +126,4 @@ std::optional<Answer> send(const std::vector<std::string>& arguments, const std:
     return Answer{.ok = reply.compare(0, lineFeed, "ok") == 0, .text = reply.substr(lineFeed + 1)};
 }
 
-} // namespace fluvane::CLI
+} // namespace fluvane::cli

@@ -9,7 +9,7 @@
 
 #include <cerrno>
 
-namespace fluvane::StandardStreams {
+namespace fluvane::standardStreams {
 
 void keep() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -34,4 +34,4 @@ std::error_code write(int descriptor, std::string_view text) {
     return {};
 }
 
-} // namespace fluvane::StandardStreams
+} // namespace fluvane::standardStreams

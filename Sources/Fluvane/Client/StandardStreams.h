@@ -7,7 +7,7 @@
 #include <system_error>
 
 /// Standard input, output and error as their descriptors: nothing is buffered, nothing throws.
-namespace fluvane::StandardStreams {
+namespace fluvane::standardStreams {
 
 /// Opens those that the caller closed on /dev/null: they would otherwise become the first files or sockets
 /// that we open. To be called before any of these.
@@ -17,4 +17,4 @@ void keep();
 /// an error like others only where SIGPIPE is ignored.
 std::error_code write(int descriptor, std::string_view text);
 
-} // namespace fluvane::StandardStreams
+} // namespace fluvane::standardStreams

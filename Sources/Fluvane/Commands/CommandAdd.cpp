@@ -34,7 +34,7 @@ bool isChecksumOption(std::string_view argument) {
 std::vector<URL> linksIn(const std::string& argument) {
     std::error_code unknown;
     const bool isFile = argument.starts_with('/') && std::filesystem::exists(argument, unknown);
-    return isFile ? Links::findInFile(argument) : Links::find(argument);
+    return isFile ? links::findInFile(argument) : links::find(argument);
 }
 
 Order read(const CommandCenter::Arguments& arguments) {
@@ -42,7 +42,7 @@ Order read(const CommandCenter::Arguments& arguments) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const bool hasValue = i + 1 < arguments.size();
         if (hasValue && arguments[i] == "--to") {
-            order.folder = URL::folder(DataFolders::absolutePath(arguments[++i]));
+            order.folder = URL::folder(dataFolders::absolutePath(arguments[++i]));
         } else if (hasValue && isChecksumOption(arguments[i])) {
             order.checksum = Checksum::recognise(arguments[++i]);
             if (!order.checksum) {
@@ -58,13 +58,13 @@ Order read(const CommandCenter::Arguments& arguments) {
 
 std::optional<std::string> objection(const Order& order) {
     if (order.checksumUnknown) {
-        return std::string(Words::unknownChecksum);
+        return std::string(words::unknownChecksum);
     }
     if (order.links.empty()) {
         return "Give at least one http or https link: fluvane add <link>";
     }
     if (order.checksum && order.links.size() > 1) {
-        return std::string(Words::checksumForSeveral);
+        return std::string(words::checksumForSeveral);
     }
     return std::nullopt;
 }

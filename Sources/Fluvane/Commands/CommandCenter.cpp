@@ -185,7 +185,7 @@ Reply CommandCenter::prioritize(const Arguments& arguments) {
 
 Reply CommandCenter::link(const Arguments& arguments) {
     const Download* download = numbered(arguments);
-    const auto links = arguments.size() == 2 ? Links::find(arguments[1]) : std::vector<URL>();
+    const auto links = arguments.size() == 2 ? links::find(arguments[1]) : std::vector<URL>();
     if (!download || links.empty()) {
         return failure("Usage: fluvane link <number> <fresh link>");
     }
@@ -205,7 +205,7 @@ Reply CommandCenter::checksum(const Arguments& arguments) {
     }
     const auto checksum = Checksum::recognise(typed);
     if (!checksum) {
-        return failure(std::string(Words::unknownChecksum));
+        return failure(std::string(words::unknownChecksum));
     }
     const bool isFinished = download->record.state.is<DownloadState::Finished>();
     manager_.setChecksum(download->id(), checksum);
@@ -257,7 +257,7 @@ Reply CommandCenter::state(const Arguments& /*arguments*/) {
 }
 
 void CommandCenter::snapshot(const Arguments& arguments, const ReplyCompletion& completion) {
-    const std::string folder = !arguments.empty() ? arguments[0] : DataFolders::snapshots();
+    const std::string folder = !arguments.empty() ? arguments[0] : dataFolders::snapshots();
     const std::string prefix = arguments.size() > 1 ? arguments[1] + "-" : "";
     const Reply reply = window([&](Windows& windows) {
         windows.snapshot(folder, prefix, [completion](const auto& paths, const std::string& problem) {

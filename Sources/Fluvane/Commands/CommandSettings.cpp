@@ -14,7 +14,7 @@ namespace fluvane {
 namespace {
 
 std::string limitText(const std::optional<std::int64_t>& bytesPerSecond) {
-    return bytesPerSecond ? "Up to " + Words::speed(static_cast<double>(*bytesPerSecond)) : "No limit";
+    return bytesPerSecond ? "Up to " + words::speed(static_cast<double>(*bytesPerSecond)) : "No limit";
 }
 
 template <class Work>

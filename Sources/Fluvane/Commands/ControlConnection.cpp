@@ -24,7 +24,7 @@ bool again(ssize_t result) {
 
 } // namespace
 
-ControlConnection::ControlConnection(std::uint64_t number, ControlSocket::Descriptor socket,
+ControlConnection::ControlConnection(std::uint64_t number, controlSocket::Descriptor socket,
                                      std::chrono::milliseconds patience)
     : number_(number), socket_(std::move(socket)), patience_(patience), deadline_(arrival_ + patience) {}
 
@@ -71,12 +71,12 @@ void ControlConnection::reply(const Reply& reply) {
 }
 
 void ControlConnection::read() {
-    std::array<char, ControlSocket::readChunk> chunk; // NOLINT: filled by recv
-    const std::size_t room = ControlSocket::requestLimit - bytes_.size();
+    std::array<char, controlSocket::readChunk> chunk; // NOLINT: filled by recv
+    const std::size_t room = controlSocket::requestLimit - bytes_.size();
     const ssize_t count = recv(socket_.get(), chunk.data(), std::min(room, chunk.size()), MSG_DONTWAIT);
     if (count > 0) {
         bytes_.append(chunk.data(), static_cast<std::size_t>(count));
-        if (bytes_.size() >= ControlSocket::requestLimit) {
+        if (bytes_.size() >= controlSocket::requestLimit) {
             enter(Stage::received);
         }
     } else if (!again(count)) {
@@ -103,7 +103,7 @@ void ControlConnection::write() {
 }
 
 void ControlConnection::drain() {
-    std::array<char, ControlSocket::readChunk> chunk; // NOLINT: thrown away
+    std::array<char, controlSocket::readChunk> chunk; // NOLINT: thrown away
     const ssize_t count = recv(socket_.get(), chunk.data(), chunk.size(), MSG_DONTWAIT);
     if (count <= 0 && !again(count)) {
         enter(Stage::closed);

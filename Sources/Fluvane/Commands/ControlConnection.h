@@ -22,7 +22,7 @@ public:
     /// closing over unread bytes would throw the reply away.
     enum class Stage { reading, received, running, writing, draining, closed };
 
-    ControlConnection(std::uint64_t number, ControlSocket::Descriptor socket,
+    ControlConnection(std::uint64_t number, controlSocket::Descriptor socket,
                       std::chrono::milliseconds patience);
 
     [[nodiscard]] std::uint64_t number() const { return number_; }
@@ -52,7 +52,7 @@ private:
     void enter(Stage stage);
 
     std::uint64_t number_;
-    ControlSocket::Descriptor socket_;
+    controlSocket::Descriptor socket_;
     std::chrono::milliseconds patience_;
     Clock::time_point arrival_ = Clock::now();
     Clock::time_point deadline_;

@@ -30,7 +30,7 @@ namespace fluvane {
 
 namespace {
 
-using ControlSocket::Descriptor;
+using controlSocket::Descriptor;
 using Clock = ControlConnection::Clock;
 using Stage = ControlConnection::Stage;
 using tessivar::log::lifecycle;
@@ -54,7 +54,7 @@ void logFailure(int number) {
 
 /// An empty descriptor when it couldn't listen, with the failure logged where there is one to tell.
 Descriptor listenAt(const std::string& path) {
-    const auto address = ControlSocket::address(path);
+    const auto address = controlSocket::address(path);
     if (!address) {
         lifecycle.error("the command-line socket's path is too long");
         return Descriptor();

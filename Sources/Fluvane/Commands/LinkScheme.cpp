@@ -43,7 +43,7 @@ std::vector<URL> linksToAdd(const URL& link) {
     for (const auto& value : values(link, "url")) {
         text += value + "\n";
     }
-    return Links::find(text);
+    return links::find(text);
 }
 
 std::optional<URL> referrerOf(const URL& link) {
@@ -76,7 +76,7 @@ Reply CommandCenter::open(const URL& link) {
 
 Reply CommandCenter::open(const std::vector<std::string>& things) {
     Reply reply;
-    Links::Pasteboard handedOver;
+    links::Pasteboard handedOver;
     for (const auto& thing : things) {
         const auto link = URL::parse(thing);
         if (link && link->scheme() == "fluvane") {
@@ -88,7 +88,7 @@ Reply CommandCenter::open(const std::vector<std::string>& things) {
             handedOver.urls.push_back(thing);
         }
     }
-    const auto links = Links::findOn(handedOver);
+    const auto links = links::findOn(handedOver);
     if (!links.empty()) {
         return confirm(links);
     }

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <array>
 
-namespace fluvane::Links {
+namespace fluvane::links {
 
 namespace {
 
@@ -46,4 +46,4 @@ bool isWellKnownEnding(std::string_view label) {
     return std::binary_search(endings.begin(), endings.end(), std::string_view(text::lowercased(label)));
 }
 
-} // namespace fluvane::Links
+} // namespace fluvane::links

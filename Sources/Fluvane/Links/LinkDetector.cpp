@@ -10,7 +10,7 @@
 #include <array>
 #include <optional>
 
-namespace fluvane::Links {
+namespace fluvane::links {
 
 namespace {
 
@@ -467,4 +467,4 @@ std::vector<std::string> detect(std::string_view text) {
     return isQuotedPrintable(text) ? Scanner(decodedQuotedPrintable(text)).run() : Scanner(text).run();
 }
 
-} // namespace fluvane::Links
+} // namespace fluvane::links

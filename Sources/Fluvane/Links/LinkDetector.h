@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace fluvane::Links {
+namespace fluvane::links {
 
 /// The texts that look like web links, in order, repeats included; each still has to be read as a link.
 /// A host without a scheme counts when it begins with "www." or has a well-known ending and a path; it is
@@ -18,4 +18,4 @@ namespace fluvane::Links {
 /// Whether a host's last label is one that people write without a scheme.
 [[nodiscard]] bool isWellKnownEnding(std::string_view label);
 
-} // namespace fluvane::Links
+} // namespace fluvane::links

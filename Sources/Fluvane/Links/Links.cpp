@@ -16,7 +16,7 @@
 #include <string>
 #include <unordered_map>
 
-namespace fluvane::Links {
+namespace fluvane::links {
 
 namespace {
 
@@ -80,7 +80,7 @@ private:
 
 Unique unique(std::string_view text) {
     Unique links;
-    for (const std::string& candidate : detect(NumberedRange::expand(text::repaired(text)))) {
+    for (const std::string& candidate : detect(numberedRange::expand(text::repaired(text)))) {
         if (auto url = read(candidate)) {
             links.add(std::move(*url));
         }
@@ -146,4 +146,4 @@ std::vector<URL> findOn(const Pasteboard& pasteboard) {
     return links.take();
 }
 
-} // namespace fluvane::Links
+} // namespace fluvane::links

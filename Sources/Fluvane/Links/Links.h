@@ -12,7 +12,7 @@
 #include <vector>
 
 /// The web links in what people paste, drop and type: mails, chats, Markdown, HTML, shell commands, lists.
-namespace fluvane::Links {
+namespace fluvane::links {
 
 /// A longer file, in bytes, is no list of links.
 inline constexpr std::size_t longestFile = 4'000'000;
@@ -40,4 +40,4 @@ struct Pasteboard {
 /// then the links in the text. No link twice.
 [[nodiscard]] std::vector<URL> findOn(const Pasteboard& pasteboard);
 
-} // namespace fluvane::Links
+} // namespace fluvane::links

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <optional>
 
-namespace fluvane::Links {
+namespace fluvane::links {
 
 namespace {
 
@@ -81,4 +81,4 @@ std::string decodedQuotedPrintable(std::string_view text) {
     return text::repaired(result);
 }
 
-} // namespace fluvane::Links
+} // namespace fluvane::links

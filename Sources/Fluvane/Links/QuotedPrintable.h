@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace fluvane::Links {
+namespace fluvane::links {
 
 /// Whether a text is the source of a mail whose "=" are escaped and whose lines are folded. A link may hold
 /// what looks like an escape ("?view=3D"), so it takes more than one of those.
@@ -15,4 +15,4 @@ namespace fluvane::Links {
 /// The escapes decoded and the folded lines joined; valid UTF-8, whatever the bytes are.
 [[nodiscard]] std::string decodedQuotedPrintable(std::string_view text);
 
-} // namespace fluvane::Links
+} // namespace fluvane::links

@@ -141,7 +141,7 @@ URL FinalMove::run() {
 std::string FinalMove::toFreeName(const std::function<int(const std::string&)>& move) const {
     std::set<std::string> refused;
     while (true) {
-        const auto chosen = FileName::unique(name_, naming_, [&](const std::string& candidate) {
+        const auto chosen = fileName::unique(name_, naming_, [&](const std::string& candidate) {
             return refused.contains(candidate) || tessivar::nameTaken((folderPath_ / candidate).string());
         });
         const int code = move((folderPath_ / chosen).string());

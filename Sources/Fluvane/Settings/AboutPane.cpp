@@ -17,7 +17,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -73,9 +73,9 @@ void AboutPane::addIdentity() {
     const auto& identity = tessivar::AppIdentity::current;
     auto* const block = new QWidget(this);
     auto* const grid = new QGridLayout(block);
-    grid->setContentsMargins(0, 0, 0, Spacing::medium);
-    grid->setHorizontalSpacing(Spacing::large);
-    grid->setVerticalSpacing(Spacing::hair);
+    grid->setContentsMargins(0, 0, 0, spacing::medium);
+    grid->setHorizontalSpacing(spacing::large);
+    grid->setVerticalSpacing(spacing::hair);
     grid->setColumnStretch(1, 1);
     auto* const picture = new QLabel(block);
     picture->setPixmap(

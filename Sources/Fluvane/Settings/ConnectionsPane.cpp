@@ -94,7 +94,7 @@ void ConnectionsPane::addSpeedLimit() {
         const double limit = static_cast<double>(config.speedLimit.value_or(0));
         hint->setText(
             config.speedLimit
-                ? tr("All downloads together get up to %1.").arg(QString::fromStdString(Words::speed(limit)))
+                ? tr("All downloads together get up to %1.").arg(QString::fromStdString(words::speed(limit)))
                 : tr("Downloads take what the line gives."));
     });
 }

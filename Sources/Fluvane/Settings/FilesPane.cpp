@@ -16,7 +16,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -66,9 +66,9 @@ void FilesPane::addNaming() {
                "is replaced."));
     auto* const choices = new QWidget(this);
     auto* const grid = new QGridLayout(choices);
-    grid->setContentsMargins(0, Spacing::small, 0, 0);
-    grid->setHorizontalSpacing(Spacing::large);
-    grid->setVerticalSpacing(Spacing::medium);
+    grid->setContentsMargins(0, spacing::small, 0, 0);
+    grid->setHorizontalSpacing(spacing::large);
+    grid->setVerticalSpacing(spacing::medium);
     grid->setColumnStretch(1, 1);
     auto* const group = new QButtonGroup(choices);
     for (const DuplicateNaming style : duplicateNaming::all) {

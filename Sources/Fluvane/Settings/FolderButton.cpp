@@ -23,7 +23,7 @@ namespace {
 constexpr int widestText = 320;
 
 std::string folderSetting(const QString& chosen) {
-    return belowHome(DataFolders::absolutePath(QFile::encodeName(chosen).toStdString()));
+    return belowHome(dataFolders::absolutePath(QFile::encodeName(chosen).toStdString()));
 }
 
 } // namespace
@@ -41,7 +41,7 @@ FolderButton::FolderButton(FolderOf folderOf, QString none, const QString& clear
     clear_->setToolTip(clear);
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(tessivar::Spacing::small);
+    layout->setSpacing(tessivar::spacing::small);
     layout->addWidget(button_);
     layout->addWidget(clear_);
     setFocusProxy(button_);

@@ -16,7 +16,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -31,9 +31,9 @@ QString withoutMnemonic(QString label) {
 
 Form::Form(QWidget* parent) : QWidget(parent), grid_(new QGridLayout(this)) {
     setMaximumWidth(widest);
-    grid_->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
-    grid_->setHorizontalSpacing(Spacing::large);
-    grid_->setVerticalSpacing(Spacing::small);
+    grid_->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
+    grid_->setHorizontalSpacing(spacing::large);
+    grid_->setVerticalSpacing(spacing::small);
     grid_->setColumnStretch(1, 1);
 }
 
@@ -44,7 +44,7 @@ void Form::addHeading(const QString& text) {
     font.setBold(true);
     heading->setFont(font);
     if (row_ > 0) {
-        grid_->setRowMinimumHeight(row_++, Spacing::medium);
+        grid_->setRowMinimumHeight(row_++, spacing::medium);
     }
     grid_->addWidget(heading, row_++, 0, 1, 2);
 }
@@ -65,11 +65,11 @@ void Form::addRow(const QString& label, QWidget* control, tessivar::QuietLabel* 
     rows_[control] = {name};
     if (hint) {
         first->setAccessibleDescription(hint->text());
-        hint->setContentsMargins(0, 0, 0, Spacing::medium);
+        hint->setContentsMargins(0, 0, 0, spacing::medium);
         grid_->addWidget(hint, row_++, 1);
         rows_[control].append(hint);
     } else {
-        grid_->setRowMinimumHeight(row_++, Spacing::small);
+        grid_->setRowMinimumHeight(row_++, spacing::small);
     }
 }
 
@@ -111,7 +111,7 @@ void Form::addButton(QAbstractButton* button, const QString& hint) {
     if (button->isCheckable()) { // under the text, not under the mark
         const int mark = button->style()->pixelMetric(QStyle::PM_IndicatorWidth) +
                          button->style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing);
-        below->setContentsMargins(mark, 0, 0, Spacing::medium);
+        below->setContentsMargins(mark, 0, 0, spacing::medium);
     }
     grid_->addWidget(below, row_++, 0, 1, 2);
 }
@@ -134,7 +134,7 @@ QWidget* rowOf(std::initializer_list<QWidget*> controls) {
     auto* const row = new QWidget;
     auto* const layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(Spacing::medium);
+    layout->setSpacing(spacing::medium);
     for (QWidget* const control : controls) {
         layout->addWidget(control);
     }

@@ -17,7 +17,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -43,8 +43,8 @@ MessageLine::MessageLine(QWidget* parent)
     close->setToolTip(tr("Dismiss"));
 
     auto* const layout = new QHBoxLayout(this);
-    layout->setContentsMargins(Spacing::margin, Spacing::medium, Spacing::medium, Spacing::medium);
-    layout->setSpacing(Spacing::medium);
+    layout->setContentsMargins(spacing::margin, spacing::medium, spacing::medium, spacing::medium);
+    layout->setSpacing(spacing::medium);
     layout->addWidget(icon_);
     layout->addWidget(text_, 1);
     layout->addWidget(button_);

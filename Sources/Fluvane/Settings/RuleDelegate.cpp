@@ -13,7 +13,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -36,9 +36,9 @@ void RuleDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     style->drawControl(QStyle::CE_ItemViewItem, &row, painter, option.widget);
 
     const bool selected = option.state & QStyle::State_Selected;
-    const QRect content = option.rect.adjusted(Spacing::medium, Spacing::small, -Spacing::medium, 0);
+    const QRect content = option.rect.adjusted(spacing::medium, spacing::small, -spacing::medium, 0);
     const QRect mark(content.left(), content.center().y() - iconSide / 2, iconSide, iconSide);
-    const int indent = iconSide + Spacing::medium;
+    const int indent = iconSide + spacing::medium;
     const QRect text = content.adjusted(indent, 0, 0, 0);
     const QRect first(text.topLeft(), QSize(text.width(), option.fontMetrics.height()));
     const auto placed = [&](const QRect& rect) {
@@ -52,14 +52,14 @@ void RuleDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     if (!selected) {
         painter->setPen(tessivar::quietText(option.palette));
     }
-    drawLine(*painter, option, placed(first.translated(0, first.height() + Spacing::hair)),
+    drawLine(*painter, option, placed(first.translated(0, first.height() + spacing::hair)),
              index.data(RulesModel::EffectRole).toString());
     painter->restore();
 }
 
 QSize RuleDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    const int lines = 2 * option.fontMetrics.height() + Spacing::hair;
-    return {QStyledItemDelegate::sizeHint(option, index).width(), lines + 2 * Spacing::small};
+    const int lines = 2 * option.fontMetrics.height() + spacing::hair;
+    return {QStyledItemDelegate::sizeHint(option, index).width(), lines + 2 * spacing::small};
 }
 
 } // namespace fluvane

@@ -22,7 +22,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -78,7 +78,7 @@ void RuleEditor::build() {
     form_->addWide(problem_);
     form_->end();
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, this);
-    buttons->setContentsMargins(Spacing::margin, 0, Spacing::margin, Spacing::margin);
+    buttons->setContentsMargins(spacing::margin, 0, spacing::margin, spacing::margin);
     connect(buttons, &QDialogButtonBox::accepted, this, &RuleEditor::save);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     auto* const layout = new QVBoxLayout(this);

@@ -22,7 +22,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -94,9 +94,9 @@ void RulesPane::addList() {
     list_->setDragDropMode(QAbstractItemView::InternalMove);
     list_->setDefaultDropAction(Qt::MoveAction);
     list_->setContextMenuPolicy(Qt::ActionsContextMenu);
-    list_->setMinimumHeight(leastRows * (2 * list_->fontMetrics().height() + 3 * Spacing::small));
+    list_->setMinimumHeight(leastRows * (2 * list_->fontMetrics().height() + 3 * spacing::small));
     auto* const inside = new QHBoxLayout(list_);
-    inside->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
+    inside->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
     inside->addWidget(empty_, 0, Qt::AlignCenter);
     empty_->setAlignment(Qt::AlignCenter);
     addWide(list_, 1);
@@ -110,7 +110,7 @@ void RulesPane::addButtons() {
     auto* const row = new QWidget(this);
     auto* const layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(Spacing::small);
+    layout->setSpacing(spacing::small);
     for (QAction* const each : {add_, edit_, duplicate_, delete_}) {
         layout->addWidget(buttonFor(each));
     }

@@ -24,7 +24,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -72,7 +72,7 @@ void SettingsWindow::build() {
     sidebar_->setFixedWidth(sidebarWidth);
     sidebar_->setFrameShape(QFrame::NoFrame);
     sidebar_->setIconSize(QSize(iconSide, iconSide));
-    sidebar_->setSpacing(Spacing::hair);
+    sidebar_->setSpacing(spacing::hair);
     auto* const right = new QVBoxLayout;
     right->setSpacing(0);
     right->addWidget(panes_, 1);
@@ -97,7 +97,7 @@ void SettingsWindow::addPane(const char* name, const QString& title, const char*
     panes_->addWidget(area);
     names_.emplace_back(name);
     auto* const item = new QListWidgetItem(tessivar::icon(icon), title, sidebar_);
-    item->setSizeHint(QSize(0, fontMetrics().height() + 2 * Spacing::medium));
+    item->setSizeHint(QSize(0, fontMetrics().height() + 2 * spacing::medium));
 }
 
 void SettingsWindow::addKeys() {

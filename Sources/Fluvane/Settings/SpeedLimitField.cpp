@@ -30,7 +30,7 @@ SpeedLimitField::SpeedLimitField(LiveConfig& live)
     choices_->setObjectName("speedLimit");
     choices_->addItem(tr("No limit"));
     for (const std::int64_t limit : Config::speedLimitChoices) {
-        const auto text = Words::speed(static_cast<double>(limit));
+        const auto text = words::speed(static_cast<double>(limit));
         choices_->addItem(QString::fromStdString(text), QVariant::fromValue<qlonglong>(limit));
     }
     choices_->addItem(tr("Other…"));
@@ -42,7 +42,7 @@ SpeedLimitField::SpeedLimitField(LiveConfig& live)
 
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(tessivar::Spacing::medium);
+    layout->setSpacing(tessivar::spacing::medium);
     layout->addWidget(choices_);
     layout->addWidget(typed_);
     layout->addWidget(unit_);

@@ -24,7 +24,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -66,14 +66,14 @@ void TextViewer::build() {
     text_->setLineWrapMode(QPlainTextEdit::NoWrap); // else every line of a long text is measured at once
     text_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     auto* const buttons = new QHBoxLayout;
-    buttons->setSpacing(Spacing::medium);
+    buttons->setSpacing(spacing::medium);
     buttons->addWidget(refresh_);
     buttons->addWidget(outcome_, 1);
     buttons->addWidget(copy_);
     buttons->addWidget(save_);
     auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
-    layout->setSpacing(Spacing::medium);
+    layout->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
+    layout->setSpacing(spacing::medium);
     layout->addWidget(new tessivar::QuietLabel(looks_.explanation, this));
     layout->addWidget(text_, 1);
     layout->addLayout(buttons);

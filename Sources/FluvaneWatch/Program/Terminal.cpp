@@ -84,7 +84,7 @@ Terminal::Terminal() : unicode_(endsInUTF8()), colour_(!isSet("NO_COLOR")) {
 }
 
 Terminal::~Terminal() {
-    StandardStreams::write(STDOUT_FILENO, leave);
+    standardStreams::write(STDOUT_FILENO, leave);
 }
 
 Style Terminal::style() const {
@@ -119,7 +119,7 @@ void Terminal::draw(const std::vector<Line>& lines, const Style& style) {
         picture += line.text + "\033[K\n";
     }
     picture += "\033[J";
-    StandardStreams::write(STDOUT_FILENO, picture);
+    standardStreams::write(STDOUT_FILENO, picture);
     last_ = lines;
     for (auto& line : last_) {
         line.width = std::min(line.width, style.width); // the terminal cuts off what is wider

@@ -45,13 +45,13 @@ double now() {
 }
 
 int complain(std::string_view sentence) {
-    StandardStreams::write(STDERR_FILENO, fmt::format("{}\n", sentence));
+    standardStreams::write(STDERR_FILENO, fmt::format("{}\n", sentence));
     return 1;
 }
 
 /// False when it couldn't be. A reader that has gone, such as `head`, knows why.
 bool writeOut(std::string_view text) {
-    const auto problem = StandardStreams::write(STDOUT_FILENO, text);
+    const auto problem = standardStreams::write(STDOUT_FILENO, text);
     if (problem && problem != std::errc::broken_pipe) {
         complain("Couldn't write the output: " + problem.message());
     }
@@ -59,7 +59,7 @@ bool writeOut(std::string_view text) {
 }
 
 std::optional<std::vector<Row>> ask() {
-    const auto answer = CLI::send({"list"}, DataFolders::controlSocket());
+    const auto answer = cli::send({"list"}, dataFolders::controlSocket());
     return answer && answer->ok ? parseListing(answer->text) : std::nullopt;
 }
 
@@ -182,7 +182,7 @@ std::optional<std::vector<std::int64_t>> numbers(const std::vector<std::string>&
 } // namespace
 
 int main(int count, char** values) {
-    StandardStreams::keep();
+    standardStreams::keep();
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN); // a write past a file-size limit fails instead
     const std::vector<std::string> arguments(values + std::min(count, 1), values + count);
@@ -191,7 +191,7 @@ int main(int count, char** values) {
     }
     const auto wanted = numbers(arguments);
     if (!wanted) {
-        StandardStreams::write(STDERR_FILENO, usage);
+        standardStreams::write(STDERR_FILENO, usage);
         return 2;
     }
     return run(Watch(*wanted));

@@ -78,8 +78,8 @@ void CrashNoteWindow::build() {
     connect(buttons, &QDialogButtonBox::rejected, this, &QWidget::close);
 
     auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
-    layout->setSpacing(Spacing::medium);
+    layout->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
+    layout->setSpacing(spacing::medium);
     layout->addWidget(heading_);
     layout->addWidget(happened_);
     layout->addWidget(fold_, 0, Qt::AlignLeft);

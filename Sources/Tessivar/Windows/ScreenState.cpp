@@ -44,7 +44,7 @@ std::string withoutMnemonic(QString text) {
 }
 
 Json describe(const QAction& action) {
-    const QString text = action.property(ScreenState::spoken).toString();
+    const QString text = action.property(screenState::spoken).toString();
     Json json = {{"text", text.isEmpty() ? withoutMnemonic(action.text()) : text.toStdString()}};
     if (!action.shortcut().isEmpty()) {
         json["shortcut"] = action.shortcut().toString(QKeySequence::PortableText).toStdString();
@@ -107,7 +107,7 @@ Json describeList(const QAbstractItemView& view) {
     if (view.hasFocus()) {
         json["focused"] = true;
     }
-    for (int row = 0; row < std::min(count, ScreenState::mostRows); ++row) {
+    for (int row = 0; row < std::min(count, screenState::mostRows); ++row) {
         const QModelIndex index = model->index(row, 0, view.rootIndex());
         Json line = {{"text", rowText(*model, row, view.rootIndex())}};
         if (view.selectionModel()->isSelected(index)) {
@@ -223,7 +223,7 @@ QWidgetList windowsOnScreen() {
 
 } // namespace
 
-Json ScreenState::windows() {
+Json screenState::windows() {
     Json all = Json::array();
     for (QWidget* window : windowsOnScreen()) {
         all.push_back(describeWindow(*window));
@@ -231,7 +231,7 @@ Json ScreenState::windows() {
     return all;
 }
 
-Json ScreenState::menu(const QMenu& menu) {
+Json screenState::menu(const QMenu& menu) {
     Json items = Json::array();
     for (const QAction* action : menu.actions()) {
         if (!action->isVisible() || action->isSeparator()) {
@@ -240,7 +240,7 @@ Json ScreenState::menu(const QMenu& menu) {
         Json item = describe(*action);
         item["enabled"] = action->isEnabled();
         if (const auto* inner = action->menu<QMenu*>()) {
-            item["items"] = ScreenState::menu(*inner);
+            item["items"] = screenState::menu(*inner);
         }
         items.push_back(std::move(item));
     }

@@ -16,7 +16,7 @@ class QMenu;
 namespace tessivar {
 
 /// What a person sees, in the words that a screen reader says. Main thread.
-namespace ScreenState {
+namespace screenState {
 
 /// The rows of one list that are told; a longer list says how many it has.
 inline constexpr int mostRows = 500;
@@ -29,7 +29,7 @@ inline constexpr const char* spoken = "spoken";
 /// The items of a menu, those of its submenus within them.
 [[nodiscard]] nlohmann::json menu(const QMenu& menu);
 
-} // namespace ScreenState
+} // namespace screenState
 
 /// Draws every window as it stands to `<folder>/<prefix><name of the window>.png`. Returns the paths. Fails
 /// with std::runtime_error, a sentence for the user. Works on any platform, also without a screen.

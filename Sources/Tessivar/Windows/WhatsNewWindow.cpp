@@ -50,19 +50,19 @@ WhatsNewWindow::WhatsNewWindow(const QString& text, QWidget* parent)
     view_->setFrameShape(QFrame::NoFrame);
     view_->viewport()->setAutoFillBackground(false);
     view_->document()->setDocumentMargin(0);
-    view_->document()->setIndentWidth(Spacing::large);
+    view_->document()->setIndentWidth(spacing::large);
     view_->document()->setDefaultStyleSheet(
         QStringLiteral("h3 { margin-top: %1px; margin-bottom: %2px } ul { margin-top: 0; margin-left: 0; "
                        "-qt-list-indent: 1 } li { margin-bottom: %3px }")
-            .arg(Spacing::medium)
-            .arg(Spacing::medium)
-            .arg(Spacing::small));
+            .arg(spacing::medium)
+            .arg(spacing::medium)
+            .arg(spacing::small));
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Close);
     connect(buttons, &QDialogButtonBox::rejected, this, &QWidget::close);
 
     auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
-    layout->setSpacing(Spacing::large);
+    layout->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
+    layout->setSpacing(spacing::large);
     layout->addWidget(heading("What's New"));
     layout->addWidget(view_, 1);
     layout->addWidget(buttons);

@@ -137,7 +137,7 @@ TEST(DownloadsModel, TellsWhyAndWhenADownloadIsTriedAgain) {
 TEST(DownloadsModel, NamesFoldersBelowTheHome) {
     WindowBench bench;
     auto record = SampleList::finished(1, "http://a.example/f");
-    record.folder = URL::folder(DataFolders::home() + "/films");
+    record.folder = URL::folder(dataFolders::home() + "/films");
     record.completed.reset();
     bench.engine.store->saved.push_back(record);
     bench.engine.manager->start();

@@ -21,8 +21,8 @@ namespace fluvane::support {
 
 namespace {
 
-using testsupport::piecesFrom;
-using testsupport::repeated;
+using support::piecesFrom;
+using support::repeated;
 
 /// "#" there, "+" in part, "-" nothing; a column of connection 1 is "1" when it all came over it, "A" when a
 /// part did, "a" when nothing has, "*" when what is there was there before. "|" stands before a border.
@@ -211,18 +211,18 @@ TEST(SelectionTotals, stopAtTheBiggestNumber) {
 }
 
 TEST(SpeedGraph, endsItsScaleAtARoundSpeed) {
-    testsupport::expectRows<double, double>({{0, 1000},
-                                             {1000, 1000},
-                                             {1001, 2000},
-                                             {2100, 5000},
-                                             {5'000'001, 10'000'000},
-                                             {12'000'000, 20'000'000}},
-                                            SpeedGraph::roundTop);
+    support::expectRows<double, double>({{0, 1000},
+                                         {1000, 1000},
+                                         {1001, 2000},
+                                         {2100, 5000},
+                                         {5'000'001, 10'000'000},
+                                         {12'000'000, 20'000'000}},
+                                        SpeedGraph::roundTop);
     EXPECT_TRUE(std::isfinite(SpeedGraph::roundTop(1e300)));
 }
 
 TEST(DetailWords, saysPiecesSpeedsAndRules) {
-    using namespace Words;
+    using namespace words;
     const std::vector<std::pair<std::string, std::string>> rows = {
         {piece({3, 12'000'000, 50'000'000, 2, 1'200'000}), "Piece 3: 12 MB of 50 MB, connection 2, 1.2 MB/s"},
         {piece({3, 50'000'000, 50'000'000}), "Piece 3: 50 MB, done"},

@@ -60,7 +60,7 @@ void saveTo(CrashNoteWindow& window, const QString& file) {
 
 } // namespace
 
-TEST(IconsTest, TakeTheColoursOfTheMoment) {
+TEST(Icons, TakeTheColoursOfTheMoment) {
     EXPECT_TRUE(icon("no such icon").isNull());
     const auto files = QDir(":/icons").entryList({"*.svg"});
     EXPECT_GE(files.size(), 37);
@@ -83,7 +83,7 @@ TEST(IconsTest, TakeTheColoursOfTheMoment) {
     EXPECT_EQ(pause.pixmap(QSize(16, 16), 2).size(), QSize(32, 32));
 }
 
-TEST(ScreenStateTest, TellsNamesAsTheyAreAndRowsOnce) {
+TEST(ScreenState, TellsNamesAsTheyAreAndRowsOnce) {
     QWidget window;
     QTreeView list(&window);
     QStandardItemModel model(1, 2);
@@ -96,12 +96,12 @@ TEST(ScreenStateTest, TellsNamesAsTheyAreAndRowsOnce) {
     QLabel label("&Folder:", &window);
     label.setBuddy(&list);
     window.show();
-    const auto told = ScreenState::windows().at(0);
+    const auto told = screenState::windows().at(0);
     EXPECT_EQ(told["texts"].dump(), R"(["R&D plan && more","Folder:"])");
     EXPECT_EQ(told["lists"][0]["rows"][0]["text"], "Connection 1, 50 MB");
 }
 
-TEST(WhatsNewWindowTest, ShowsReleasesAsTheyAreWritten) {
+TEST(WhatsNewWindow, ShowsReleasesAsTheyAreWritten) {
     WhatsNewWindow window(
         "Fluvane 1.2.0 (2026-03-01)\n- Links of <b>any</b> kind.\n- More.\n\nFluvane 1.1.0\n- Less.\n");
     EXPECT_EQ(child<QTextBrowser>(window, "text")->toPlainText(),
@@ -112,7 +112,7 @@ TEST(WhatsNewWindowTest, ShowsReleasesAsTheyAreWritten) {
     EXPECT_FALSE(window.isVisible());
 }
 
-TEST(CrashNoteWindowTest, FoldsTheReportAndHandsItOut) {
+TEST(CrashNoteWindow, FoldsTheReportAndHandsItOut) {
     CrashNoteWindow window(note);
     window.show();
     auto* const report = child<QPlainTextEdit>(window, "report");

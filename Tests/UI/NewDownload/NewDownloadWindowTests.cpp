@@ -25,9 +25,9 @@ using namespace testing;
 
 namespace {
 
-class NewDownload : public Test {
+class NewDownloadTest : public Test {
 protected:
-    NewDownload() {
+    NewDownloadTest() {
         QGuiApplication::clipboard()->clear();
         bench.engine.manager->start();
         window.show();
@@ -68,7 +68,7 @@ protected:
 
 } // namespace
 
-TEST_F(NewDownload, downloadsWhatIsTypedOnceTheUserSaysSo) {
+TEST_F(NewDownloadTest, downloadsWhatIsTypedOnceTheUserSaysSo) {
     type("see http://a.example/part[1-3].zip");
     ASSERT_TRUE(shows("part1.zip part2.zip part3.zip"));
     EXPECT_EQ(button(), "&Download 3 Files");
@@ -86,7 +86,7 @@ TEST_F(NewDownload, downloadsWhatIsTypedOnceTheUserSaysSo) {
     EXPECT_EQ(text(), "");
 }
 
-TEST_F(NewDownload, downloadsAllOfATextPastedAMomentAgo) {
+TEST_F(NewDownloadTest, downloadsAllOfATextPastedAMomentAgo) {
     type("http://a.example/a");
     ASSERT_TRUE(shows("a"));
     copy("\nhttp://a.example/b");
@@ -95,7 +95,7 @@ TEST_F(NewDownload, downloadsAllOfATextPastedAMomentAgo) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return downloads() == 2; }));
 }
 
-TEST_F(NewDownload, keepsWhatWasTypedWhenItIsClosed) {
+TEST_F(NewDownloadTest, keepsWhatWasTypedWhenItIsClosed) {
     type("http://a.example/a");
     press(Qt::Key_Escape);
     EXPECT_FALSE(window.isVisible());
@@ -106,7 +106,7 @@ TEST_F(NewDownload, keepsWhatWasTypedWhenItIsClosed) {
     EXPECT_EQ(downloads(), 0U);
 }
 
-TEST_F(NewDownload, takesTheClipboardIntoAnEmptyTextOnly) {
+TEST_F(NewDownloadTest, takesTheClipboardIntoAnEmptyTextOnly) {
     copy("http://a.example/a");
     window.offerClipboard();
     ASSERT_TRUE(shows("a"));
@@ -123,7 +123,7 @@ TEST_F(NewDownload, takesTheClipboardIntoAnEmptyTextOnly) {
     EXPECT_FALSE(add.isVisible());
 }
 
-TEST_F(NewDownload, forgetsClipboardLinksThatWereOnlyLookedAt) {
+TEST_F(NewDownloadTest, forgetsClipboardLinksThatWereOnlyLookedAt) {
     copy("http://a.example/a");
     window.offerClipboard();
     ASSERT_TRUE(shows("a"));
@@ -136,7 +136,7 @@ TEST_F(NewDownload, forgetsClipboardLinksThatWereOnlyLookedAt) {
     EXPECT_EQ(text(), "");
 }
 
-TEST_F(NewDownload, keepsClipboardLinksThatSomethingWasChosenFor) {
+TEST_F(NewDownloadTest, keepsClipboardLinksThatSomethingWasChosenFor) {
     copy("http://a.example/a");
     window.offerClipboard();
     ASSERT_TRUE(shows("a"));
@@ -150,7 +150,7 @@ TEST_F(NewDownload, keepsClipboardLinksThatSomethingWasChosenFor) {
     EXPECT_EQ(bench.engine.record(1).folder, URL::folder("/elsewhere")) << "What the window shows counts.";
 }
 
-TEST_F(NewDownload, takesTheLinksOfDroppedFilesAndPastedPages) {
+TEST_F(NewDownloadTest, takesTheLinksOfDroppedFilesAndPastedPages) {
     writeFile(folder / "list.txt", "http://a.example/1 http://a.example/2");
     QMimeData file;
     file.setUrls({QUrl::fromLocalFile((folder / "list.txt").c_str())});
@@ -166,7 +166,7 @@ TEST_F(NewDownload, takesTheLinksOfDroppedFilesAndPastedPages) {
     EXPECT_EQ(downloads(), 0U);
 }
 
-TEST_F(NewDownload, remembersAChosenFolder) {
+TEST_F(NewDownloadTest, remembersAChosenFolder) {
     type("http://a.example/a");
     ASSERT_TRUE(shows("a"));
     for (auto* const action : window.actions()) {
@@ -183,7 +183,7 @@ TEST_F(NewDownload, remembersAChosenFolder) {
     EXPECT_FALSE(find<FolderChoice>("folder").folder()) << "The next download goes where the settings say.";
 }
 
-TEST_F(NewDownload, takesTheReferrerOfAPageAndObjectsToWhatIsNone) {
+TEST_F(NewDownloadTest, takesTheReferrerOfAPageAndObjectsToWhatIsNone) {
     window.fill({link("http://a.example/a")}, link("https://page.example/"));
     ASSERT_TRUE(shows("a"));
     auto& referrer = find<QLineEdit>("referrer");

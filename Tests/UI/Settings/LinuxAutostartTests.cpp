@@ -19,16 +19,14 @@ using support::TemporaryFolder;
 using support::writeFile;
 using testing::HasSubstr;
 
-class LinuxAutostartTests : public testing::Test {
+class LinuxAutostartTest : public testing::Test {
 protected:
-    LinuxAutostartTests() {
-        tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"};
-    }
+    LinuxAutostartTest() { tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"}; }
     TemporaryFolder folder;
     std::filesystem::path file = folder / "autostart/org.fluvane.Fluvane.desktop";
 };
 
-TEST_F(LinuxAutostartTests, isOnWhereTheDesktopWouldOpenIt) {
+TEST_F(LinuxAutostartTest, isOnWhereTheDesktopWouldOpenIt) {
     std::filesystem::create_directory(folder / "autostart");
     const LinuxAutostart autostart(folder / "autostart", "/usr/bin/fluvane");
     EXPECT_FALSE(autostart.isOn());
@@ -51,7 +49,7 @@ TEST_F(LinuxAutostartTests, isOnWhereTheDesktopWouldOpenIt) {
     }
 }
 
-TEST_F(LinuxAutostartTests, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
+TEST_F(LinuxAutostartTest, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
     LinuxAutostart autostart(folder / "autostart", "/opt/my $apps\\100%/\"fluvane\"");
     autostart.set(true);
     EXPECT_TRUE(autostart.isOn());
@@ -63,7 +61,7 @@ TEST_F(LinuxAutostartTests, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
     EXPECT_FALSE(std::filesystem::exists(file));
 }
 
-TEST_F(LinuxAutostartTests, saysWhyItCannotBeSwitched) {
+TEST_F(LinuxAutostartTest, saysWhyItCannotBeSwitched) {
     writeFile(folder / "autostart", "in the way");
     LinuxAutostart autostart(folder / "autostart", "/usr/bin/fluvane");
     try {

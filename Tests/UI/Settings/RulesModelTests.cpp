@@ -41,7 +41,7 @@ std::string order(const RulesModel& model) {
     return ids;
 }
 
-TEST(RulesModelTests, saysWhatEachRuleIsForAndDoes) {
+TEST(RulesModel, saysWhatEachRuleIsForAndDoes) {
     RulesModel model(folderOf);
     model.setRules(someRules());
     const std::vector<const char*> sentences = {
@@ -55,7 +55,7 @@ TEST(RulesModelTests, saysWhatEachRuleIsForAndDoes) {
     }
 }
 
-TEST(RulesModelTests, movesRowsAsViewsAskFor) {
+TEST(RulesModel, movesRowsAsViewsAskFor) {
     struct Row {
         int from, count, before;
         bool moved;
@@ -73,7 +73,7 @@ TEST(RulesModelTests, movesRowsAsViewsAskFor) {
     }
 }
 
-TEST(RulesModelTests, keepsRowsInPlaceWhenOnlyTheirContentsChange) {
+TEST(RulesModel, keepsRowsInPlaceWhenOnlyTheirContentsChange) {
     RulesModel model(folderOf);
     model.setRules(someRules());
     QSignalSpy resets(&model, &QAbstractItemModel::modelReset);
@@ -91,9 +91,9 @@ TEST(RulesModelTests, keepsRowsInPlaceWhenOnlyTheirContentsChange) {
     EXPECT_EQ(model.rowOf("a"), -1);
 }
 
-TEST(RuleDraftTests, refusesWhatWouldDoNothing) {
+TEST(RuleDraft, refusesWhatWouldDoNothing) {
     using Matches = RuleDraft::Matches;
-    const testsupport::NamedRows<RuleDraft, std::string> rows = {
+    const support::NamedRows<RuleDraft, std::string> rows = {
         {"a kind without a folder", {}, "Choose the folder that these files go to."},
         {"a kind whose connections don't count",
          {.connections = 2},
@@ -117,13 +117,13 @@ TEST(RuleDraftTests, refusesWhatWouldDoNothing) {
          ""},
         {"a folder", {.folder = "/x"}, ""},
     };
-    testsupport::expectRows(rows, [](const RuleDraft& draft) {
+    support::expectRows(rows, [](const RuleDraft& draft) {
         const auto problem = draft.problem();
         return problem ? problem->sentence : "";
     });
 }
 
-TEST(RuleDraftTests, holdsWhatWasTypedAsRulesHaveIt) {
+TEST(RuleDraft, holdsWhatWasTypedAsRulesHaveIt) {
     for (const auto& each : someRules()) {
         EXPECT_EQ(RuleDraft::of(each).rule(each.id), each);
     }
@@ -136,10 +136,10 @@ TEST(RuleDraftTests, holdsWhatWasTypedAsRulesHaveIt) {
     EXPECT_EQ(RuleDraft::shownExtensions(draft.extensions), "zip, rar, 7z");
 }
 
-TEST(RuleTrialTests, tellsWhichRuleDecides) {
+TEST(RuleTrial, tellsWhichRuleDecides) {
     Config config;
     config.rules = someRules();
-    const testsupport::Rows<std::string, std::string> rows = {
+    const support::Rows<std::string, std::string> rows = {
         {"Film.MKV", "a: Film.MKV goes to /videos, by the rule \"Video\". | "},
         {" notes.txt ", ": notes.txt goes to /downloads: no rule chooses a folder for it. | "},
         {"https://dl.example.com/film.mkv?x=1", "a: film.mkv goes to /videos, by the rule \"Video\". | "
@@ -155,13 +155,13 @@ TEST(RuleTrialTests, tellsWhichRuleDecides) {
          ": That link can't be downloaded: give one that begins with http:// or https://. | "},
         {"   ", ":  | "},
     };
-    testsupport::expectRows(rows, [&](const std::string& typed) {
+    support::expectRows(rows, [&](const std::string& typed) {
         const auto trial = RuleTrial::of(typed, config, folderOf);
         return trial.id + ": " + trial.folder + " | " + trial.site;
     });
 }
 
-TEST(SpeedLimitTests, writesWhatItReads) {
+TEST(SpeedLimit, writesWhatItReads) {
     for (const std::int64_t limit :
          {std::int64_t{16'000}, std::int64_t{500'000}, std::int64_t{1'234'567}, std::int64_t{4'035},
           std::int64_t{100'000'000}, std::numeric_limits<std::int64_t>::max()}) {

@@ -37,7 +37,7 @@ namespace {
 using namespace support;
 using testing::ElementsAre;
 
-class SettingsWindowTests : public testing::Test {
+class SettingsWindowTest : public testing::Test {
 protected:
     void SetUp() override {
         window.show();
@@ -84,7 +84,7 @@ protected:
 };
 
 /// A control is changed as a person does, and the settings by somebody else; each must follow the other.
-TEST_F(SettingsWindowTests, everyControlStandsForItsSetting) {
+TEST_F(SettingsWindowTest, everyControlStandsForItsSetting) {
     struct Row {
         const char* pane;
         const char* name;
@@ -165,7 +165,7 @@ TEST_F(SettingsWindowTests, everyControlStandsForItsSetting) {
     }
 }
 
-TEST_F(SettingsWindowTests, clampsAndShowsWhatCounts) {
+TEST_F(SettingsWindowTest, clampsAndShowsWhatCounts) {
     window.showPane("connections");
     bench.settings.update([] {
         Config changed;
@@ -177,7 +177,7 @@ TEST_F(SettingsWindowTests, clampsAndShowsWhatCounts) {
     EXPECT_EQ(config().connectionsPerServer, 12);
 }
 
-TEST_F(SettingsWindowTests, keepsWhatIsBeingTyped) {
+TEST_F(SettingsWindowTest, keepsWhatIsBeingTyped) {
     window.showPane("connections");
     auto* const spin = get<QSpinBox>("simultaneous");
     typeInto(spin, "6");
@@ -215,7 +215,7 @@ TEST_F(SettingsWindowTests, keepsWhatIsBeingTyped) {
     EXPECT_EQ(choices->currentText(), "1 MB/s");
 }
 
-TEST_F(SettingsWindowTests, theWheelChangesOnlyWhatWasGoneTo) {
+TEST_F(SettingsWindowTest, theWheelChangesOnlyWhatWasGoneTo) {
     window.showPane("connections");
     const auto turn = [&](QWidget* control) {
         QWheelEvent event(QPointF(5, 5), control->mapToGlobal(QPointF(5, 5)), QPoint(), QPoint(0, -120),
@@ -232,7 +232,7 @@ TEST_F(SettingsWindowTests, theWheelChangesOnlyWhatWasGoneTo) {
     EXPECT_EQ(config().simultaneous, before.simultaneous - 1);
 }
 
-TEST_F(SettingsWindowTests, goesBackToWhatIsInForceWhereItCannotBeSaved) {
+TEST_F(SettingsWindowTest, goesBackToWhatIsInForceWhereItCannotBeSaved) {
     bench.settings.failure = "Couldn't save the settings: No room.";
     autostart.failure = "Couldn't open Fluvane at login: No room.";
     const std::vector<std::pair<const char*, std::string>> rows = {{"keepAwake", bench.settings.failure},
@@ -252,7 +252,7 @@ TEST_F(SettingsWindowTests, goesBackToWhatIsInForceWhereItCannotBeSaved) {
     EXPECT_TRUE(bench.settings.paths.empty());
 }
 
-TEST_F(SettingsWindowTests, exportsImportsAndTakesAnImportBack) {
+TEST_F(SettingsWindowTest, exportsImportsAndTakesAnImportBack) {
     press("export");
     choose("exportDialog", "/x/out.json");
     EXPECT_EQ(message(), "Exported settings to /x/out.json.");
@@ -268,7 +268,7 @@ TEST_F(SettingsWindowTests, exportsImportsAndTakesAnImportBack) {
     EXPECT_EQ(config(), before);
 }
 
-TEST_F(SettingsWindowTests, followsKeysAndAsksOtherWindows) {
+TEST_F(SettingsWindowTest, followsKeysAndAsksOtherWindows) {
     QTest::keyClick(&window, Qt::Key_5, Qt::ControlModifier);
     EXPECT_EQ(get<QListWidget>("panes")->currentRow(), 4);
     EXPECT_TRUE(get<QWidget>("about")->isVisible());
@@ -282,7 +282,7 @@ TEST_F(SettingsWindowTests, followsKeysAndAsksOtherWindows) {
     EXPECT_FALSE(window.isVisible());
 }
 
-TEST_F(SettingsWindowTests, showsTextsThatComeLaterOrNotAtAll) {
+TEST_F(SettingsWindowTest, showsTextsThatComeLaterOrNotAtAll) {
     window.showPane("about");
     press("showLog");
     auto* viewer = onScreen("log");
@@ -303,7 +303,7 @@ TEST_F(SettingsWindowTests, showsTextsThatComeLaterOrNotAtAll) {
     EXPECT_EQ(onScreen("diagnostics")->findChild<QPlainTextEdit*>("text")->toPlainText(), "a report");
 }
 
-TEST_F(SettingsWindowTests, writesRulesInTheEditor) {
+TEST_F(SettingsWindowTest, writesRulesInTheEditor) {
     window.showPane("rules");
     press("addRuleButton");
     auto* const editor = onScreen<QDialog>("ruleEditor");
@@ -334,7 +334,7 @@ TEST_F(SettingsWindowTests, writesRulesInTheEditor) {
     EXPECT_EQ(config().rules[0].id.size(), 36);
 }
 
-TEST_F(SettingsWindowTests, reordersDuplicatesAndDeletesRulesByKeyboard) {
+TEST_F(SettingsWindowTest, reordersDuplicatesAndDeletesRulesByKeyboard) {
     const auto rule = [](const char* id, FileKind kind) { return Rule{id, Rule::Kind{kind}, "/x", {}}; };
     setRules({rule("a", FileKind::video), rule("b", FileKind::audio), rule("c", FileKind::images)});
     window.showPane("rules");

@@ -68,7 +68,7 @@ std::vector<bool> shapeOf(const TrayStatus& status) {
 
 } // namespace
 
-TEST(TrayStatusTest, TellsTheListAtAGlance) {
+TEST(TrayStatus, TellsTheListAtAGlance) {
     struct Row {
         const char* name;
         std::function<void(List&)> fill;
@@ -129,7 +129,7 @@ TEST(TrayStatusTest, TellsTheListAtAGlance) {
     }
 }
 
-TEST(TrayStatusTest, AsksForAttentionUntilTheListWasSeen) {
+TEST(TrayStatus, AsksForAttentionUntilTheListWasSeen) {
     const Date start = Date() + std::chrono::hours(1);
     TrayProblems problems(start);
     List list;
@@ -159,17 +159,17 @@ TEST(TrayStatusTest, AsksForAttentionUntilTheListWasSeen) {
     EXPECT_EQ(status().kind, Kind::needsAttention) << "once more";
 }
 
-TEST(TrayStatusTest, LabelsShowNamesAsTheyAre) {
-    testsupport::expectRows(
-        testsupport::Rows<std::string, QString>{{"a_b&c.iso", "a_b&&c.iso"}, {"R&D & co", "R&&D && co"}},
+TEST(TrayStatus, LabelsShowNamesAsTheyAre) {
+    support::expectRows(
+        support::Rows<std::string, QString>{{"a_b&c.iso", "a_b&&c.iso"}, {"R&D & co", "R&&D && co"}},
         [](const std::string& name) { return menuLabel(QString::fromStdString(name), MenuDrawer::qt); });
-    testsupport::expectRows(
-        testsupport::Rows<std::string, QString>{
+    support::expectRows(
+        support::Rows<std::string, QString>{
             {"a_b&c.iso", "a b&&c.iso"}, {"a_b__c.iso", "a__b____c.iso"}, {"R&D & co", "R&&D & co"}},
         [](const std::string& name) { return menuLabel(QString::fromStdString(name), MenuDrawer::panel); });
 }
 
-TEST(StatusIconTest, EveryStatusHasAShapeOfItsOwn) {
+TEST(StatusIcon, EveryStatusHasAShapeOfItsOwn) {
     const std::map<std::string, TrayStatus> all = {
         {"idle", {Kind::idle, false, {}, {}}},
         {"begun", {Kind::running, true, 0.1, {}}},

@@ -20,9 +20,9 @@ namespace fluvane::support {
 
 namespace {
 
-class Welcome : public testing::Test {
+class WelcomeTest : public testing::Test {
 protected:
-    Welcome() { window.show(); }
+    WelcomeTest() { window.show(); }
     template <class Widget>
     Widget& find(const char* name) {
         return *window.findChild<Widget*>(name);
@@ -37,7 +37,7 @@ protected:
 
 } // namespace
 
-TEST_F(Welcome, appliesEveryChoiceAtOnce) {
+TEST_F(WelcomeTest, appliesEveryChoiceAtOnce) {
     toggle("wait-on-hotspots");
     EXPECT_FALSE(bench.settings.config().waitOnHotspots);
     toggle("open-at-login");
@@ -49,7 +49,7 @@ TEST_F(Welcome, appliesEveryChoiceAtOnce) {
     EXPECT_FALSE(bench.settings.config().hasCompletedOnboarding);
 }
 
-TEST_F(Welcome, saysWhatCannotBeSavedAndShowsWhatIsInForce) {
+TEST_F(WelcomeTest, saysWhatCannotBeSavedAndShowsWhatIsInForce) {
     autostart.failure = "The folder can't be written.";
     toggle("open-at-login");
     EXPECT_EQ(find<QLabel>("problem").text().toStdString(), autostart.failure);
@@ -63,7 +63,7 @@ TEST_F(Welcome, saysWhatCannotBeSavedAndShowsWhatIsInForce) {
     EXPECT_EQ(find<QLabel>("problem").text(), "");
 }
 
-TEST_F(Welcome, isOverHoweverItIsClosed) {
+TEST_F(WelcomeTest, isOverHoweverItIsClosed) {
     const std::vector<std::pair<const char*, std::function<void()>>> ways = {
         {"button", [&] { find<QPushButton>("start").click(); }},
         {"escape", [&] { QTest::keyClick(&window, Qt::Key_Escape); }},
@@ -79,7 +79,7 @@ TEST_F(Welcome, isOverHoweverItIsClosed) {
     }
 }
 
-TEST_F(Welcome, followsSettingsChangedElsewhere) {
+TEST_F(WelcomeTest, followsSettingsChangedElsewhere) {
     Config config = bench.settings.config();
     config.waitOnHotspots = false;
     bench.settings.update(config);

@@ -99,7 +99,7 @@ LinuxAutostart::LinuxAutostart(std::filesystem::path folder, std::string program
       program_(std::move(program)) {}
 
 LinuxAutostart LinuxAutostart::forThisUser() {
-    const std::filesystem::path settings = DataFolders::settingsFile();
+    const std::filesystem::path settings = dataFolders::settingsFile();
     return {settings.parent_path().parent_path() / "autostart", ownProgram()};
 }
 

@@ -36,7 +36,7 @@ void LinuxNotifier::finished(const DownloadRecord& record) {
     if (differs(record)) {
         post(Matter::suspicious,
              {record.displayName(),
-              Words::checksumMismatch(Checksum::name(record.checksum->algorithm), folder)},
+              words::checksumMismatch(Checksum::name(record.checksum->algorithm), folder)},
              record.file);
     } else {
         post(Matter::done, {record.displayName(), "Downloaded to " + folder + "."}, record.file);

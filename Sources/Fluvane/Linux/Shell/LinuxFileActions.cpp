@@ -27,7 +27,7 @@ namespace {
 std::string nameOf(const URL& thing) {
     const std::string path = thing.path();
     const auto slash = path.rfind('/');
-    return Words::oneLine(thing.isFile() ? path.substr(slash + 1) : thing.absoluteString());
+    return words::oneLine(thing.isFile() ? path.substr(slash + 1) : thing.absoluteString());
 }
 
 bool isGone(const std::string& path) {

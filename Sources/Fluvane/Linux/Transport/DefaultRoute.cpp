@@ -17,7 +17,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-namespace fluvane::DefaultRoute {
+namespace fluvane::defaultRoute {
 
 namespace {
 
@@ -134,4 +134,4 @@ std::optional<bool> works() {
     return v4 && v6 ? std::optional(*v6) : v6 == true ? v6 : std::nullopt;
 }
 
-} // namespace fluvane::DefaultRoute
+} // namespace fluvane::defaultRoute

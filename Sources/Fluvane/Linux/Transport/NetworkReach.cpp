@@ -17,7 +17,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace fluvane::NetworkReach {
+namespace fluvane::networkReach {
 
 namespace {
 
@@ -78,7 +78,7 @@ bool hasRouteTo(const std::string& peer) {
 } // namespace
 
 bool beyondThisMachine(std::string_view peer) {
-    return DefaultRoute::works().value_or(true) || hasRouteTo(std::string(peer));
+    return defaultRoute::works().value_or(true) || hasRouteTo(std::string(peer));
 }
 
 bool isLoopback(std::string_view host) {
@@ -98,4 +98,4 @@ bool isLoopback(std::string_view host) {
     return text == "localhost" || text.ends_with(".localhost");
 }
 
-} // namespace fluvane::NetworkReach
+} // namespace fluvane::networkReach

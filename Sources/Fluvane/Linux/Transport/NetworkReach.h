@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-namespace fluvane::NetworkReach {
+namespace fluvane::networkReach {
 
 /// Whether there is a way out of this machine: a default route that works, or one of its own to the address
 /// of the peer (may be empty). True when that can't be found out. From any thread; doesn't block.
@@ -13,4 +13,4 @@ namespace fluvane::NetworkReach {
 /// Whether a host's name or address means this machine itself.
 [[nodiscard]] bool isLoopback(std::string_view host);
 
-} // namespace fluvane::NetworkReach
+} // namespace fluvane::networkReach

@@ -190,7 +190,7 @@ void TransferConnection::fail(CURLcode code) {
         return fmt::format("{}: failed with {} ({}): {}", transfer_->request().label, facts.code,
                            facts.systemError, log::hidden(detail_.data()));
     });
-    transfer_->fail({sentence(facts), mayBeOffline(facts) && !NetworkReach::beyondThisMachine(facts.peer)});
+    transfer_->fail({sentence(facts), mayBeOffline(facts) && !networkReach::beyondThisMachine(facts.peer)});
 }
 
 TransferFailure TransferConnection::failure(CURLcode code) const {

@@ -53,7 +53,7 @@ bool proxyRefused(const TransferFailure& failure) {
 
 std::string unsupportedSentence(const TransferFailure& failure) {
     if (failure.asked) {
-        return TransferText::notHTTP;
+        return transferText::notHTTP;
     }
     return failure.redirected ? "The server redirected to a link that is neither http nor https."
                               : "The link is neither http nor https.";
@@ -68,7 +68,7 @@ std::string librarySentence(CURLcode code) {
 /// Without an error of the system it is the library that didn't like what it read; or TLS, which doesn't say.
 std::string brokenSentence(const TransferFailure& failure) {
     if (failure.code == CURLE_RECV_ERROR && failure.systemError == 0 && !failure.secure) {
-        return failure.answered ? "The server's answer was garbled." : TransferText::notHTTP;
+        return failure.answered ? "The server's answer was garbled." : transferText::notHTTP;
     }
     return withSystemError("The connection to " + named(failure.host) + " broke", failure.systemError);
 }
@@ -87,7 +87,7 @@ std::string sentence(const TransferFailure& failure) {
         return unsupportedSentence(failure);
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_WRITE_ERROR: // only a head that has no end is refused that way
-        return TransferText::notHTTP;
+        return transferText::notHTTP;
     case CURLE_URL_MALFORMAT:
         return failure.redirected ? "The server redirected to a link that isn't valid."
                                   : "The link isn't valid.";
@@ -102,7 +102,7 @@ std::string sentence(const TransferFailure& failure) {
     case CURLE_PARTIAL_FILE:
         return "The server closed the connection early.";
     case CURLE_OPERATION_TIMEDOUT:
-        return TransferText::stopped;
+        return transferText::stopped;
     case CURLE_TOO_MANY_REDIRECTS:
         return "The server redirected too many times.";
     case CURLE_SEND_ERROR:
@@ -120,7 +120,7 @@ std::string sentence(const TransferFailure& failure) {
 }
 
 bool mayBeOffline(const TransferFailure& failure) {
-    if (NetworkReach::isLoopback(failure.host) || NetworkReach::isLoopback(failure.peer)) {
+    if (networkReach::isLoopback(failure.host) || networkReach::isLoopback(failure.peer)) {
         return false;
     }
     switch (failure.code) {

@@ -27,10 +27,10 @@ struct TransferFailure {
 /// Whether a machine without network explains the failure.
 [[nodiscard]] bool mayBeOffline(const TransferFailure& failure);
 
-namespace TransferText {
+namespace transferText {
 inline constexpr const char* notHTTP = "The server's answer wasn't HTTP.";
 inline constexpr const char* stopped = "The server stopped answering.";
 inline constexpr const char* couldNotWrite = "Couldn't write to the file: ";
-} // namespace TransferText
+} // namespace transferText
 
 } // namespace fluvane

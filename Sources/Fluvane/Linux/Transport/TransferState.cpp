@@ -84,7 +84,7 @@ void TransferState::write(std::span<const std::byte> bytes) {
         file_->write(bytes.first(static_cast<std::size_t>(kept)), next);
     } catch (const std::exception& error) {
         endWith(lock, TransferEvent{TransferEvent::Failed{
-                          {TransferText::couldNotWrite + std::string(error.what())}, written()}});
+                          {transferText::couldNotWrite + std::string(error.what())}, written()}});
         return;
     }
     next_ = after;

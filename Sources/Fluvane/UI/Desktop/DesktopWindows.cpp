@@ -322,11 +322,11 @@ std::string DesktopWindows::state() {
     for (const auto& notice : reports_.notices()) {
         notices.push_back({{"title", notice.title}, {"body", notice.body}});
     }
-    nlohmann::json json = {{"windows", tessivar::ScreenState::windows()}, {"notifications", notices}};
+    nlohmann::json json = {{"windows", tessivar::screenState::windows()}, {"notifications", notices}};
     if (tray_) {
         json["tray"] = {{"shown", tray_->isShown()},
                         {"toolTip", tray_->toolTip()},
-                        {"menu", tessivar::ScreenState::menu(tray_->menu())}};
+                        {"menu", tessivar::screenState::menu(tray_->menu())}};
     }
     return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
 }

@@ -28,7 +28,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -203,14 +203,14 @@ void DownloadsWindow::Parts::assemble() {
     selection_->setObjectName("selection");
     selection_->setWordWrap(false);
     auto* const bottom = new QHBoxLayout;
-    bottom->setContentsMargins(Spacing::margin, Spacing::small, Spacing::margin, Spacing::medium);
+    bottom->setContentsMargins(spacing::margin, spacing::small, spacing::margin, spacing::medium);
     bottom->addWidget(summary_, 1);
     bottom->addWidget(selection_);
 
     auto* const middle = new QWidget;
     auto* const column = new QVBoxLayout(middle);
     column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(Spacing::small);
+    column->setSpacing(spacing::small);
     column->addWidget(header_);
     column->addWidget(splitter_, 1);
     column->addLayout(bottom);

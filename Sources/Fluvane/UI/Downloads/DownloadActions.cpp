@@ -28,7 +28,7 @@ QString text(std::string_view utf8) {
 
 QString nameOf(const Download& download) {
     constexpr qsizetype longest = 60;
-    const QString name = text(Words::oneLine(download.record.displayName()));
+    const QString name = text(words::oneLine(download.record.displayName()));
     return name.size() <= longest ? name : name.left(longest / 2) + "…" + name.right(longest / 2);
 }
 
@@ -276,7 +276,7 @@ void DownloadActions::remove() {
     for (const Download* download : losing) {
         bytes += std::min(download->liveBytes(), (std::int64_t{1} << 62) - bytes);
     }
-    const QString lost = text(Words::bytes(bytes));
+    const QString lost = text(words::bytes(bytes));
     ask(QString("Remove %1?").arg(fluvane::those(those(any))),
         ids.size() == 1 ? "It isn't finished. The " + lost + " downloaded so far are deleted."
                         : QString("What %1 of them downloaded so far is deleted: %2.")
@@ -347,7 +347,7 @@ void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, std::in
     if (!error) {
         removeNow({id});
     } else if (download) {
-        work->problems.append(nameOf(*download) + ": " + text(Words::oneLine(*error)));
+        work->problems.append(nameOf(*download) + ": " + text(words::oneLine(*error)));
     }
     if (--work->left > 0 || work->problems.isEmpty()) {
         return;

@@ -19,7 +19,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -32,7 +32,7 @@ constexpr int gap = 5; ///< Around the bar.
 QString percent(const QModelIndex& index) {
     const QVariant done = index.data(DownloadsModel::FractionRole);
     const bool wanted = index.data(DownloadsModel::HasBarRole).toBool() && done.isValid();
-    return wanted ? QString::fromStdString(Words::percent(done.toDouble())) : QString();
+    return wanted ? QString::fromStdString(words::percent(done.toDouble())) : QString();
 }
 
 /// What is laid over a row. Selection is a tint, so that icons, bars and words keep their colours.
@@ -83,7 +83,7 @@ DownloadDelegate::Look DownloadDelegate::look(const QStyleOptionViewItem& option
 DownloadDelegate::Places DownloadDelegate::places(const QStyleOptionViewItem& option, bool hasBar) {
     const QRect row = option.rect.adjusted(inset, 0, -inset, 0);
     const int text = option.fontMetrics.height();
-    const int height = 2 * text + (hasBar ? barHeight + 2 * gap : Spacing::small);
+    const int height = 2 * text + (hasBar ? barHeight + 2 * gap : spacing::small);
     const int left = row.left() + kindSide + inset;
     const int width = std::max(row.right() + 1 - left, 0);
     int top = row.top() + (row.height() - height) / 2;
@@ -91,7 +91,7 @@ DownloadDelegate::Places DownloadDelegate::places(const QStyleOptionViewItem& op
     places.kind = QRect(row.left(), row.top() + (row.height() - kindSide) / 2, kindSide, kindSide);
     places.name = QRect(left, top, width, text);
     places.state = QRect(row.right() + 1 - stateSide, top + (text - stateSide) / 2, stateSide, stateSide);
-    top += text + (hasBar ? gap : Spacing::small);
+    top += text + (hasBar ? gap : spacing::small);
     if (hasBar) {
         places.bar = QRect(left, top, width, barHeight);
         top += barHeight + gap;
@@ -105,7 +105,7 @@ DownloadDelegate::Places DownloadDelegate::places(const QStyleOptionViewItem& op
 
 QSize DownloadDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& /*index*/) const {
     const int text = 2 * option.fontMetrics.height() + barHeight + 2 * gap;
-    return {0, std::max(text, kindSide) + 2 * Spacing::medium + 2};
+    return {0, std::max(text, kindSide) + 2 * spacing::medium + 2};
 }
 
 const QIcon& DownloadDelegate::icon(const QString& name, const QColor& color) const {
@@ -157,22 +157,22 @@ void DownloadDelegate::paintTop(QPainter& painter, const Look& look, const Place
     const QString state = index.data(DownloadsModel::StateIconRole).toString();
     icon(state, needsAttention(state) ? look.warning : look.quiet).paint(&painter, places.state);
     QRect rest = places.name;
-    shorten(rest, stateSide + Spacing::medium);
+    shorten(rest, stateSide + spacing::medium);
     if (const QString done = percent(index); !done.isEmpty()) {
         painter.setPen(look.quiet);
         painter.drawText(rest, Qt::AlignTrailing | Qt::AlignVCenter | Qt::TextSingleLine, done);
-        shorten(rest, metrics.horizontalAdvance("100 %") + Spacing::large);
+        shorten(rest, metrics.horizontalAdvance("100 %") + spacing::large);
     }
     const bool prioritized = index.data(DownloadsModel::PrioritizedRole).toBool();
     if (prioritized) {
-        shorten(rest, stateSide + Spacing::small);
+        shorten(rest, stateSide + spacing::small);
     }
     painter.setPen(look.text);
     const QString name =
         metrics.elidedText(index.data().toString(), Qt::ElideMiddle, std::max(rest.width(), 0));
     painter.drawText(rest, Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine, name);
     if (prioritized) {
-        const int after = std::min(metrics.horizontalAdvance(name), rest.width()) + Spacing::small;
+        const int after = std::min(metrics.horizontalAdvance(name), rest.width()) + spacing::small;
         const int left = leftToRight ? rest.left() + after : rest.right() - after - stateSide;
         icon("prioritize", look.text).paint(&painter, QRect(left, places.state.top(), stateSide, stateSide));
     }

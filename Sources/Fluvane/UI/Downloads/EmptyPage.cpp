@@ -14,7 +14,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 EmptyPage::EmptyPage(const QString& name, const QString& icon, const QString& heading,
                      const QString& explanation, const QString& button)
@@ -34,14 +34,14 @@ EmptyPage::EmptyPage(const QString& name, const QString& icon, const QString& he
     connect(push, &QPushButton::clicked, this, &EmptyPage::clicked);
 
     auto* const column = new QVBoxLayout(this);
-    column->setContentsMargins(Spacing::margin * 2, Spacing::margin, Spacing::margin * 2, Spacing::margin);
-    column->setSpacing(Spacing::medium);
+    column->setContentsMargins(spacing::margin * 2, spacing::margin, spacing::margin * 2, spacing::margin);
+    column->setSpacing(spacing::medium);
     column->addStretch(2);
     column->addWidget(picture_, 0, Qt::AlignCenter);
-    column->addSpacing(Spacing::small);
+    column->addSpacing(spacing::small);
     column->addWidget(title);
     column->addWidget(words);
-    column->addSpacing(Spacing::medium);
+    column->addSpacing(spacing::medium);
     column->addWidget(push, 0, Qt::AlignCenter);
     column->addStretch(3);
     setFocusProxy(push);

@@ -20,7 +20,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -65,9 +65,9 @@ Header::Header(QAction* newDownload, const std::vector<QAction*>& actions, QMenu
     newDownload_->setAutoRaise(false);
     newDownload_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     auto* const tools = new QHBoxLayout;
-    tools->setSpacing(Spacing::small);
+    tools->setSpacing(spacing::small);
     tools->addWidget(newDownload_);
-    tools->addSpacing(Spacing::small);
+    tools->addSpacing(spacing::small);
     for (QAction* const action : actions) {
         if (action) {
             buttons_.push_back(button(action));
@@ -113,8 +113,8 @@ Header::Header(QAction* newDownload, const std::vector<QAction*>& actions, QMenu
             [this](int tab) { Q_EMIT groupChosen(groups[static_cast<std::size_t>(tab)].first); });
 
     auto* const column = new QVBoxLayout(this);
-    column->setContentsMargins(Spacing::medium, Spacing::medium, Spacing::medium, 0);
-    column->setSpacing(Spacing::medium);
+    column->setContentsMargins(spacing::medium, spacing::medium, spacing::medium, 0);
+    column->setSpacing(spacing::medium);
     column->addLayout(tools);
     column->addWidget(groups_);
 }

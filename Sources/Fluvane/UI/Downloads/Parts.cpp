@@ -26,7 +26,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -94,11 +94,11 @@ void DownloadsWindow::Parts::updatePage() {
 void DownloadsWindow::Parts::updateSummary() {
     const auto& all = model_.summary();
     if (!messageEnd_.isActive()) {
-        const Words::Totals totals{.running = all.running,
+        const words::Totals totals{.running = all.running,
                                    .waiting = all.waiting,
                                    .bytesPerSecond = all.speed,
                                    .speedLimit = context_.manager.config().speedLimit};
-        summary_->setText(QString::fromStdString(Words::totals(totals)));
+        summary_->setText(QString::fromStdString(words::totals(totals)));
     }
     int count = 0;
     for (const auto& range : list_->selectionModel()->selection()) {

@@ -39,13 +39,13 @@ ChangeLinkDialog::ChangeLinkDialog(WindowContext& context, std::int64_t id)
     now->setAccessibleName("Link now");
     if (const Download* asked = download()) {
         now->setValue(
-            QString::fromStdString(Words::oneLine(asked->record.url.withoutCredentials().absoluteString())));
+            QString::fromStdString(words::oneLine(asked->record.url.withoutCredentials().absoluteString())));
     }
     field_->setObjectName("new-link");
     field_->setAccessibleName("Fresh link");
     auto* form = new QFormLayout;
-    form->setHorizontalSpacing(tessivar::Spacing::medium);
-    form->setVerticalSpacing(tessivar::Spacing::medium);
+    form->setHorizontalSpacing(tessivar::spacing::medium);
+    form->setVerticalSpacing(tessivar::spacing::medium);
     form->addRow("Link now", now);
     form->addRow("&Fresh link", field_);
     content().addLayout(form);
@@ -69,7 +69,7 @@ bool ChangeLinkDialog::stillApplies(const Download& download) const {
 void ChangeLinkDialog::refresh(const Download& /*download*/) {}
 
 void ChangeLinkDialog::typed() {
-    links_ = Links::find(field_->text().toStdString());
+    links_ = links::find(field_->text().toStdString());
     const bool one = links_.size() == 1;
     const Download* asked = download();
     change_->setEnabled(one);

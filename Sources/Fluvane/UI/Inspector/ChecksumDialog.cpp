@@ -32,11 +32,11 @@ QString shown(std::string_view text) {
 QString standing(const DownloadRecord& record) {
     const QString name = shown(Checksum::name(record.checksum->algorithm));
     if (!record.checksumResult) {
-        return shown(Words::checksumStanding(record)) + ".";
+        return shown(words::checksumStanding(record)) + ".";
     }
     return record.checksumResult->matches()
                ? "The file's " + name + " matches."
-               : shown(Words::checksumMismatch(Checksum::name(record.checksum->algorithm),
+               : shown(words::checksumMismatch(Checksum::name(record.checksum->algorithm),
                                                folderText(record.folder)));
 }
 
@@ -48,7 +48,7 @@ ChecksumDialog::ChecksumDialog(WindowContext& context, std::int64_t id)
     field_->setObjectName("checksum-field");
     field_->setAccessibleName("Checksum");
     auto* form = new QFormLayout;
-    form->setHorizontalSpacing(tessivar::Spacing::medium);
+    form->setHorizontalSpacing(tessivar::spacing::medium);
     form->addRow("C&hecksum", field_);
     content().addLayout(form);
     note_ = addWords("note");
@@ -90,7 +90,7 @@ QString ChecksumDialog::note() const {
         return {};
     }
     if (!given) {
-        return shown(Words::unknownChecksum);
+        return shown(words::unknownChecksum);
     }
     if (given == record.checksum) {
         return standing(record);

@@ -12,7 +12,7 @@
 #include <array>
 #include <cmath>
 
-namespace fluvane::ConnectionLook {
+namespace fluvane::connectionLook {
 
 using tessivar::blend;
 
@@ -126,4 +126,4 @@ QPixmap swatch(int number, int height, qreal scale, const QPalette& palette) {
     return pixmap;
 }
 
-} // namespace fluvane::ConnectionLook
+} // namespace fluvane::connectionLook

@@ -12,7 +12,7 @@
 /// How connections look wherever they are shown. Each is told apart by its number, its pattern and its
 /// colour, so that any one of the three is enough; the colours are apart for colour-blind people, too.
 /// Numbers count from 1; the looks begin anew after 40.
-namespace fluvane::ConnectionLook {
+namespace fluvane::connectionLook {
 
 [[nodiscard]] QColor color(int number, const QPalette& palette);
 /// The same colour, faint: what is yet to come.
@@ -26,4 +26,4 @@ void badge(QPainter& painter, const QRectF& square, int number, const QPalette& 
 [[nodiscard]] QPixmap swatch(int number, int height, qreal scale, const QPalette& palette);
 [[nodiscard]] QSize swatchSize(int height);
 
-} // namespace fluvane::ConnectionLook
+} // namespace fluvane::connectionLook

@@ -82,7 +82,7 @@ QVariant ConnectionsModel::data(const QModelIndex& index, int role) const {
         return sentence(connection);
     case Qt::DecorationRole:
         return index.column() == Number
-                   ? ConnectionLook::swatch(connection.number, swatchHeight, scale_, palette_)
+                   ? connectionLook::swatch(connection.number, swatchHeight, scale_, palette_)
                    : QVariant();
     case Qt::TextAlignmentRole:
         return int(Qt::AlignVCenter | (index.column() >= Done ? Qt::AlignRight : Qt::AlignLeft));
@@ -94,11 +94,11 @@ QVariant ConnectionsModel::data(const QModelIndex& index, int role) const {
 QString ConnectionsModel::text(const RunningConnection& connection, int column) const {
     switch (column) {
     case Span:
-        return shown(Words::span(connection.start, connection.end));
+        return shown(words::span(connection.start, connection.end));
     case Done:
-        return shown(Words::bytes(done(connection)));
+        return shown(words::bytes(done(connection)));
     case Speed:
-        return connection.flows ? shown(Words::speed(connection.speed)) : QString("connecting");
+        return connection.flows ? shown(words::speed(connection.speed)) : QString("connecting");
     default:
         return {}; // the swatch has the number
     }
@@ -107,7 +107,7 @@ QString ConnectionsModel::text(const RunningConnection& connection, int column) 
 QString ConnectionsModel::sentence(const RunningConnection& connection) const {
     const auto length = connection.end ? std::optional(*connection.end - connection.start) : std::nullopt;
     const QString amount =
-        shown(Words::bytes(done(connection)) + (length ? " of " + Words::bytes(*length) : ""));
+        shown(words::bytes(done(connection)) + (length ? " of " + words::bytes(*length) : ""));
     return QString("Connection %1: %2, %3, %4")
         .arg(QString::number(connection.number), text(connection, Span), amount, text(connection, Speed));
 }

@@ -25,7 +25,7 @@ QWidget* line(QWidget* parent) {
     return new ValueField(parent);
 }
 
-QWidget* words(QWidget* parent) {
+QWidget* paragraph(QWidget* parent) {
     auto* label = new QLabel(parent);
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
@@ -34,15 +34,15 @@ QWidget* words(QWidget* parent) {
 }
 
 std::string shownLink(const std::optional<URL>& url) {
-    return url ? Words::oneLine(url->withoutCredentials().absoluteString()) : std::string();
+    return url ? words::oneLine(url->withoutCredentials().absoluteString()) : std::string();
 }
 
 /// The header's date by the local time; its own text when it is no date.
 std::string changed(const std::string& header, Date now) {
     const QString text = QString::fromStdString(header).trimmed();
     const auto date = QDateTime::fromString(QString(text).replace(" GMT", " +0000"), Qt::RFC2822Date);
-    return date.isValid() ? Words::when(Date(std::chrono::milliseconds(date.toMSecsSinceEpoch())), now)
-                          : Words::oneLine(header);
+    return date.isValid() ? words::when(Date(std::chrono::milliseconds(date.toMSecsSinceEpoch())), now)
+                          : words::oneLine(header);
 }
 
 std::string ruleWords(const std::optional<std::string>& id, const Config& config) {
@@ -50,31 +50,31 @@ std::string ruleWords(const std::optional<std::string>& id, const Config& config
         return {};
     }
     const auto rule = std::ranges::find(config.rules, *id, &Rule::id);
-    return rule == config.rules.end() ? "A rule that is gone now" : Words::oneLine(Words::rule(*rule));
+    return rule == config.rules.end() ? "A rule that is gone now" : words::oneLine(words::rule(*rule));
 }
 
 } // namespace
 
 DetailRows::DetailRows(QWidget* parent) : QWidget(parent), grid_(new QGridLayout(this)) {
     grid_->setContentsMargins(0, 0, 0, 0);
-    grid_->setHorizontalSpacing(tessivar::Spacing::medium);
-    grid_->setVerticalSpacing(tessivar::Spacing::small);
+    grid_->setHorizontalSpacing(tessivar::spacing::medium);
+    grid_->setVerticalSpacing(tessivar::spacing::small);
     grid_->setColumnStretch(1, 1);
     addRow(Link, "Link", "link", line(this));
     addRow(FinalLink, "Leads to", "final-link", line(this));
     addRow(Referrer, "Referrer", "referrer", line(this));
     addRow(Folder, "Folder", "folder", line(this));
     addRow(File, "File", "file", line(this));
-    addRow(Size, "Size", "size", words(this));
-    addRow(TimeLeft, "Time left", "time-left", words(this));
-    addRow(Added, "Added", "added", words(this));
-    addRow(Completed, "Finished", "completed", words(this));
-    addRow(LastModified, "Last changed", "last-modified", words(this));
+    addRow(Size, "Size", "size", paragraph(this));
+    addRow(TimeLeft, "Time left", "time-left", paragraph(this));
+    addRow(Added, "Added", "added", paragraph(this));
+    addRow(Completed, "Finished", "completed", paragraph(this));
+    addRow(LastModified, "Last changed", "last-modified", paragraph(this));
     addRow(ETag, "ETag", "etag", line(this));
-    addRow(Resumable, "Can resume", "resumable", words(this));
-    addRow(Rule, "Rule", "rule", words(this));
+    addRow(Resumable, "Can resume", "resumable", paragraph(this));
+    addRow(Rule, "Rule", "rule", paragraph(this));
     addRow(Checksum, "Checksum", "expected-checksum", line(this));
-    addRow(ChecksumStanding, "Result", "checksum-result", words(this));
+    addRow(ChecksumStanding, "Result", "checksum-result", paragraph(this));
     addRow(Computed, "Computed", "computed-checksum", line(this));
     values_[LastModified]->setToolTip("When the file was last changed on the server.");
 }
@@ -128,7 +128,7 @@ void DetailRows::followPlaces(const DownloadRecord& record) {
     set(Referrer, shownLink(record.referrer));
     set(Folder, folderText(record.folder));
     const auto& file = record.file ? record.file : record.partial;
-    const std::string path = file ? Words::oneLine(file->path()) : std::string();
+    const std::string path = file ? words::oneLine(file->path()) : std::string();
     set(File, path.substr(path.rfind('/') + 1), path);
 }
 
@@ -138,24 +138,24 @@ void DetailRows::followProgress(const Download& download, Date now) {
     const bool finished = record.state.is<DownloadState::Finished>();
     const bool known = record.size && *record.size >= 0;
     if (!known) {
-        set(Size, done > 0 ? Words::bytes(done) + " so far" : "Not known yet", Words::exactBytes(done));
+        set(Size, done > 0 ? words::bytes(done) + " so far" : "Not known yet", words::exactBytes(done));
     } else if (finished) {
-        set(Size, Words::bytes(*record.size), Words::exactBytes(*record.size));
+        set(Size, words::bytes(*record.size), words::exactBytes(*record.size));
     } else {
-        set(Size, Words::bytes(done) + " of " + Words::bytes(*record.size),
-            Words::exactBytes(done) + " of " + Words::exactBytes(*record.size));
+        set(Size, words::bytes(done) + " of " + words::bytes(*record.size),
+            words::exactBytes(done) + " of " + words::exactBytes(*record.size));
     }
     const bool timed = record.state.usesNetwork() && download.secondsLeft;
-    set(TimeLeft, timed ? Words::timeLeft(*download.secondsLeft) : "");
-    set(Added, Words::when(record.added, now));
-    set(Completed, record.completed ? Words::when(*record.completed, now) : "");
+    set(TimeLeft, timed ? words::timeLeft(*download.secondsLeft) : "");
+    set(Added, words::when(record.added, now));
+    set(Completed, record.completed ? words::when(*record.completed, now) : "");
 }
 
 void DetailRows::followServer(const DownloadRecord& record, Date now) {
     const auto validators = record.validators.value_or(Validators{});
     set(LastModified, validators.lastModified ? changed(*validators.lastModified, now) : "");
-    set(ETag, validators.etag ? Words::oneLine(*validators.etag) : "");
-    set(Resumable, Words::resumability(record));
+    set(ETag, validators.etag ? words::oneLine(*validators.etag) : "");
+    set(Resumable, words::resumability(record));
 }
 
 void DetailRows::followChecksum(const DownloadRecord& record) {
@@ -164,7 +164,7 @@ void DetailRows::followChecksum(const DownloadRecord& record) {
                               : nullptr;
     const std::string name(record.checksum ? fluvane::Checksum::name(record.checksum->algorithm) : "");
     set(Checksum, record.checksum ? name + " " + record.checksum->hex : "");
-    set(ChecksumStanding, Words::checksumStanding(record));
+    set(ChecksumStanding, words::checksumStanding(record));
     set(Computed, differs ? name + " " + differs->computed : "");
 }
 

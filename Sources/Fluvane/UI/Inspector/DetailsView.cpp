@@ -47,7 +47,7 @@ QWidget* section(const char* title, QWidget* parent, std::initializer_list<QWidg
     auto* box = new QWidget(parent);
     auto* layout = new QVBoxLayout(box);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(tessivar::Spacing::small);
+    layout->setSpacing(tessivar::spacing::small);
     layout->addWidget(heading(title, box));
     for (QWidget* widget : content) {
         layout->addWidget(widget);
@@ -83,14 +83,14 @@ void DetailsView::build() {
     line_->setTextFormat(Qt::PlainText);
     line_->setWordWrap(true);
     auto* head = new QVBoxLayout;
-    head->setSpacing(tessivar::Spacing::small);
+    head->setSpacing(tessivar::spacing::small);
     head->addWidget(name_);
     head->addWidget(line_);
     head->addWidget(notice_);
     auto* all = new QVBoxLayout(this);
-    using tessivar::Spacing::margin;
+    using tessivar::spacing::margin;
     all->setContentsMargins(margin, margin, margin, margin);
-    all->setSpacing(tessivar::Spacing::large);
+    all->setSpacing(tessivar::spacing::large);
     all->addLayout(head);
     for (QWidget* widget : {piecesSection_, connectionsSection_, speedSection_}) {
         all->addWidget(widget);
@@ -123,7 +123,7 @@ QWidget* DetailsView::connections() {
     table_->setSelectionMode(QAbstractItemView::NoSelection);
     table_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     table_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    table_->setIconSize(ConnectionLook::swatchSize(swatchHeight));
+    table_->setIconSize(connectionLook::swatchSize(swatchHeight));
     table_->setTextElideMode(Qt::ElideRight);
     table_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     table_->viewport()->setAutoFillBackground(false);
@@ -158,16 +158,16 @@ void DetailsView::resizeEvent(QResizeEvent* event) {
 /// Where there is little room, which piece it is matters more than how much of it is done.
 void DetailsView::fitColumns() {
     const QFontMetrics font = table_->fontMetrics();
-    const int pad = tessivar::Spacing::medium + tessivar::Spacing::small;
+    const int pad = tessivar::spacing::medium + tessivar::spacing::small;
     model_->setLook(palette(), devicePixelRatioF());
-    const int number = ConnectionLook::swatchSize(swatchHeight).width() + pad;
+    const int number = connectionLook::swatchSize(swatchHeight).width() + pad;
     const int done = font.horizontalAdvance("888.8 MB") + pad;
     const int speed = font.horizontalAdvance("888.8 MB/s") + pad;
     const int span = font.horizontalAdvance("888 MB to 888 MB");
     table_->setColumnWidth(ConnectionsModel::Number, number);
     table_->setColumnWidth(ConnectionsModel::Done, done);
     table_->setColumnWidth(ConnectionsModel::Speed, speed);
-    const int room = width() - 2 * tessivar::Spacing::margin;
+    const int room = width() - 2 * tessivar::spacing::margin;
     table_->setColumnHidden(ConnectionsModel::Done, room < number + span + done + speed);
 }
 
@@ -191,7 +191,7 @@ void DetailsView::follow(const Download& download) {
 }
 
 void DetailsView::followHead(const Download& download, Date now) {
-    name_->setWhole(QString::fromStdString(Words::oneLine(download.record.displayName())));
+    name_->setWhole(QString::fromStdString(words::oneLine(download.record.displayName())));
     notice_->follow(download);
     const DownloadWords words(context_.manager, download, placeInLine(context_.manager, download), now);
     setWords(*line_, QString::fromStdString(words.line()));
@@ -209,7 +209,7 @@ void DetailsView::followTransfer(const Download& download) {
         map_->follow(download, running_.list());
         const auto complete = std::ranges::count_if(record.pieces, &Piece::isComplete);
         allPieces_ =
-            QString::fromStdString(Words::pieces(record.pieces.size(), static_cast<std::size_t>(complete)));
+            QString::fromStdString(words::pieces(record.pieces.size(), static_cast<std::size_t>(complete)));
         tellPiece(map_->told());
     }
     model_->follow(running_.list());

@@ -20,12 +20,12 @@ constexpr int leastWidth = 460;
 DownloadDialog::DownloadDialog(WindowContext& context, std::int64_t id, const QString& title,
                                const QString& explanation)
     : context_(context), id_(id), content_(new QVBoxLayout(this)), name_(new ElidedLabel(this)) {
-    using tessivar::Spacing::margin;
+    using tessivar::spacing::margin;
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(title);
     setMinimumWidth(leastWidth);
     content_->setContentsMargins(margin, margin, margin, margin);
-    content_->setSpacing(tessivar::Spacing::medium);
+    content_->setSpacing(tessivar::spacing::medium);
     QFont bold = name_->font();
     bold.setBold(true);
     name_->setFont(bold);
@@ -55,7 +55,7 @@ void DownloadDialog::follow() {
         close();
         return;
     }
-    name_->setWhole(QString::fromStdString(Words::oneLine(asked->record.displayName())));
+    name_->setWhole(QString::fromStdString(words::oneLine(asked->record.displayName())));
     refresh(*asked);
 }
 

@@ -34,9 +34,9 @@ QLabel* centered(QLabel* label) {
 QWidget* page(QWidget* parent, std::initializer_list<QLabel*> labels) {
     auto* result = new QWidget(parent);
     auto* layout = new QVBoxLayout(result);
-    using tessivar::Spacing::margin;
+    using tessivar::spacing::margin;
     layout->setContentsMargins(margin, margin, margin, margin);
-    layout->setSpacing(tessivar::Spacing::small);
+    layout->setSpacing(tessivar::spacing::small);
     layout->addStretch(1);
     for (QLabel* label : labels) {
         layout->addWidget(centered(label));
@@ -119,10 +119,10 @@ void Inspector::refresh() {
 
 void Inspector::showTotals() {
     const auto totals = SelectionTotals::of(context_.manager, ids_);
-    const QString speed = QString::fromStdString(Words::speed(totals.speed));
+    const QString speed = QString::fromStdString(words::speed(totals.speed));
     parts_->count->setText(QString("%1 downloads selected").arg(totals.count));
     parts_->sizes->setText(
-        QString::fromStdString(Words::together(totals.done, totals.size, totals.unknownSizes)));
+        QString::fromStdString(words::together(totals.done, totals.size, totals.unknownSizes)));
     parts_->speeds->setText(totals.running == 0 ? QString("None of them is running")
                                                 : QString("%1 running, %2").arg(totals.running).arg(speed));
 }

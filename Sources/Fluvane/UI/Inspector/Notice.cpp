@@ -30,10 +30,10 @@ std::string problem(const DownloadRecord& record) {
     const bool waits = record.state.isWaiting(DownloadState::Wait::linkExpired) ||
                        record.state.isWaiting(DownloadState::Wait::limitedNetwork);
     if (failure || waits) {
-        return Words::oneLine(Words::state(stateName(record.state), failure ? *failure : std::string()));
+        return words::oneLine(words::state(stateName(record.state), failure ? *failure : std::string()));
     }
     if (record.checksum && record.checksumResult && !record.checksumResult->matches()) {
-        return Words::checksumMismatch(Checksum::name(record.checksum->algorithm), folderText(record.folder));
+        return words::checksumMismatch(Checksum::name(record.checksum->algorithm), folderText(record.folder));
     }
     return {};
 }
@@ -58,10 +58,10 @@ Notice::Notice(WindowContext& context, QWidget* parent)
     changeLink_->setObjectName("notice-change-link");
     auto* all = new QHBoxLayout(this);
     all->setContentsMargins(0, 0, 0, 0);
-    all->setSpacing(tessivar::Spacing::medium);
+    all->setSpacing(tessivar::spacing::medium);
     all->addWidget(sign_, 0, Qt::AlignTop);
     auto* texts = new QVBoxLayout;
-    texts->setSpacing(tessivar::Spacing::small);
+    texts->setSpacing(tessivar::spacing::small);
     texts->addWidget(words_);
     texts->addWidget(advice_);
     auto* buttons = new QHBoxLayout;
@@ -79,7 +79,7 @@ Notice::Notice(WindowContext& context, QWidget* parent)
 void Notice::follow(const Download& download) {
     id_ = download.id();
     const auto text = QString::fromStdString(problem(download.record));
-    const auto advice = QString::fromStdString(Words::advice(download.record));
+    const auto advice = QString::fromStdString(words::advice(download.record));
     setWords(*words_, text);
     setWords(*advice_, advice);
     advice_->setVisible(!advice.isEmpty());

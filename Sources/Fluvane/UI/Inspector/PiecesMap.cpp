@@ -63,7 +63,7 @@ PiecesMap::PiecesMap(QWidget* parent) : Graphic(parent) {
 }
 
 QSize PiecesMap::sizeHint() const {
-    return {320, barHeight + tessivar::Spacing::small + static_cast<int>(badgeSide) + 2};
+    return {320, barHeight + tessivar::spacing::small + static_cast<int>(badgeSide) + 2};
 }
 
 QSize PiecesMap::minimumSizeHint() const {
@@ -132,7 +132,7 @@ QString PiecesMap::words(std::size_t piece) const {
     const auto* connection = connectionOf(piece);
     const auto end = pieces_[piece].end ? pieces_[piece].end : size_;
     return QString::fromStdString(
-        Words::piece({.number = piece + 1,
+        words::piece({.number = piece + 1,
                       .done = pieces_[piece].done,
                       .length = end ? std::optional(*end - pieces_[piece].start) : std::nullopt,
                       .connection = connection ? std::optional(connection->number) : std::nullopt,
@@ -141,7 +141,7 @@ QString PiecesMap::words(std::size_t piece) const {
 
 QString PiecesMap::description() const {
     const auto done = static_cast<std::size_t>(std::ranges::count_if(pieces_, &Piece::isComplete));
-    QString text = QString::fromStdString(Words::pieces(pieces_.size(), done)) + ".";
+    QString text = QString::fromStdString(words::pieces(pieces_.size(), done)) + ".";
     for (std::size_t i = 0; i < pieces_.size(); ++i) {
         if (connectionOf(i)) {
             text += " " + words(i) + ".";
@@ -244,11 +244,11 @@ void PiecesMap::paintColumns(QPainter& painter) const {
 
 void PiecesMap::paintRun(QPainter& painter, const QRectF& run, const PiecesPicture::Column& column) const {
     if (column.connection != 0 && column.filled > 0 && column.arrived) {
-        ConnectionLook::fill(painter, run, column.connection, palette(), column.filled);
+        connectionLook::fill(painter, run, column.connection, palette(), column.filled);
         return;
     }
     const QColor empty =
-        column.connection != 0 ? ConnectionLook::faint(column.connection, palette()) : trackColor(palette());
+        column.connection != 0 ? connectionLook::faint(column.connection, palette()) : trackColor(palette());
     painter.fillRect(run, blend(empty, doneColor(palette()), column.filled));
 }
 
@@ -275,15 +275,15 @@ void PiecesMap::paintHeads(QPainter& painter) const {
         lefts.push_back(area(0, 1).left() + head.at * area(0, 1).width() - badgeSide / 2);
     }
     spread(lefts, badgeSide + 1, width() + 1);
-    const double top = barHeight + tessivar::Spacing::small;
+    const double top = barHeight + tessivar::spacing::small;
     painter.setRenderHint(QPainter::Antialiasing);
     for (std::size_t i = 0; i < lefts.size(); ++i) {
         const auto& head = picture_.heads[i];
         const double at = area(0, 1).left() + head.at * area(0, 1).width();
         const QRectF square(lefts[i], top, badgeSide, badgeSide);
-        painter.setPen(QPen(ConnectionLook::color(head.connection, palette()), 1.5));
+        painter.setPen(QPen(connectionLook::color(head.connection, palette()), 1.5));
         painter.drawLine(QPointF(at, bar().bottom()), QPointF(square.center().x(), top + 1));
-        ConnectionLook::badge(painter, square, head.connection, palette());
+        connectionLook::badge(painter, square, head.connection, palette());
     }
     painter.setRenderHint(QPainter::Antialiasing, false);
 }

@@ -57,7 +57,7 @@ void SpeedGraph::follow(const std::vector<SpeedHistory::Sample>& samples, bool r
     runs_ = runs;
     const double highest = most(samples_);
     const auto now = runs && !samples_.empty() ? std::optional(samples_.back().speed) : std::nullopt;
-    setAccessibleDescription(QString::fromStdString(Words::speeds(now, highest)));
+    setAccessibleDescription(QString::fromStdString(words::speeds(now, highest)));
     if (isNew) {
         top_ = roundTop(highest);
         update();
@@ -65,7 +65,7 @@ void SpeedGraph::follow(const std::vector<SpeedHistory::Sample>& samples, bool r
 }
 
 QRectF SpeedGraph::plot() const {
-    const int below = fontMetrics().height() + tessivar::Spacing::hair;
+    const int below = fontMetrics().height() + tessivar::spacing::hair;
     const double above = fontMetrics().height() / 2.0;
     return QRectF(0, above, width() - 1, height() - above - below);
 }
@@ -124,7 +124,7 @@ void SpeedGraph::paintScale(QPainter& painter) const {
         painter.setPen(grid);
         painter.drawLine(QPointF(plot().left(), y), QPointF(plot().right(), y));
         if (share > 0) {
-            const QString label = QString::fromStdString(Words::speed(share * top_));
+            const QString label = QString::fromStdString(words::speed(share * top_));
             const QRectF place(0, y + 1, fontMetrics().horizontalAdvance(label) + 6, lineHeight);
             QColor ground = palette().color(QPalette::Window);
             ground.setAlphaF(0.75F);
@@ -134,7 +134,7 @@ void SpeedGraph::paintScale(QPainter& painter) const {
         }
     }
     painter.setPen(text);
-    const QRectF below(0, plot().bottom() + tessivar::Spacing::hair, width(), lineHeight);
+    const QRectF below(0, plot().bottom() + tessivar::spacing::hair, width(), lineHeight);
     painter.drawText(below, Qt::AlignLeft, runs_ ? "5 minutes ago" : "5 minutes before");
     painter.drawText(below, Qt::AlignRight, runs_ ? "now" : "when it last ran");
 }

@@ -157,7 +157,7 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
     }
     if (record.state.is<State::Finished>()) {
         folder_ = folderText(record.folder);
-        when_ = record.completed ? Words::when(*record.completed, now) : "";
+        when_ = record.completed ? words::when(*record.completed, now) : "";
     }
     progress_.folder = folder_;
     progress_.when = when_;
@@ -278,7 +278,7 @@ bool DownloadsModel::rename(Row& row, const Download& download) {
     }
     row.settledName = record.name;
     row.link = link;
-    row.name = shown(Words::oneLine(record.displayName()));
+    row.name = shown(words::oneLine(record.displayName()));
     row.folded = fluvane::folded(row.name) + "\n" + fluvane::folded(hostOf(record.url));
     return true;
 }
@@ -419,7 +419,7 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
         return line();
     case Qt::AccessibleTextRole: {
         const double done = row.now.group == StateGroup::running ? row.now.fraction() : -1;
-        return row.name + ": " + (done >= 0 ? shown(Words::percent(done)) + ", " : QString()) + line();
+        return row.name + ": " + (done >= 0 ? shown(words::percent(done)) + ", " : QString()) + line();
     }
     case Qt::ToolTipRole:
         return toolTip(row.name, line());

@@ -24,13 +24,13 @@ public:
                   Date now);
     DownloadWords(const DownloadWords&) = delete;
     DownloadWords& operator=(const DownloadWords&) = delete;
-    [[nodiscard]] const Words::Progress& progress() const { return progress_; }
-    [[nodiscard]] std::string line() const { return Words::line(progress_); }
+    [[nodiscard]] const words::Progress& progress() const { return progress_; }
+    [[nodiscard]] std::string line() const { return words::line(progress_); }
 
 private:
     std::string folder_;
     std::string when_;
-    Words::Progress progress_;
+    words::Progress progress_;
 };
 
 /// The name of the icon for a file's kind, by the name: "kind-archive", …, "kind-file".

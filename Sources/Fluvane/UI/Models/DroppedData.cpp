@@ -23,7 +23,7 @@ constexpr auto browserLink = "text/x-moz-url"; ///< UTF-16: the link, a line fee
 
 /// What the data says, copied so that it can be read on another thread.
 struct Taken {
-    Links::Pasteboard pasteboard;
+    links::Pasteboard pasteboard;
     QString markup;
 };
 
@@ -84,10 +84,10 @@ QString attributes(const QString& markup, const QString& name) {
 
 /// A copied piece of a page says in its text what its links are called, and where they lead in its markup.
 std::vector<URL> read(const Taken& taken) {
-    auto links = Links::findOn(taken.pasteboard);
+    auto links = links::findOn(taken.pasteboard);
     for (const char* attribute : {"href", "src"}) {
         if (links.empty()) {
-            links = Links::find(attributes(taken.markup, attribute).toStdString());
+            links = links::find(attributes(taken.markup, attribute).toStdString());
         }
     }
     return links;

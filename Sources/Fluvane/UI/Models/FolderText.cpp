@@ -9,14 +9,14 @@
 namespace fluvane {
 
 std::string belowHome(const std::string& path) {
-    const std::string home = DataFolders::home();
+    const std::string home = dataFolders::home();
     const bool inHome =
         home.size() > 1 && path.starts_with(home) && (path.size() == home.size() || path[home.size()] == '/');
     return inHome ? "~" + path.substr(home.size()) : path;
 }
 
 std::string folderText(const URL& folder) {
-    return Words::oneLine(belowHome(folder.path()));
+    return words::oneLine(belowHome(folder.path()));
 }
 
 } // namespace fluvane

@@ -105,8 +105,8 @@ std::unique_ptr<NewDownloadDraft::Result> NewDownloadDraft::result(const QString
                                                                    const std::vector<Rule>& rules) {
     auto made = std::make_unique<Result>();
     const std::string utf8 = text.toStdString();
-    for (auto& [link, times] : Links::findCounted(utf8)) {
-        std::string name = FileName::suggested(std::nullopt, link, std::nullopt);
+    for (auto& [link, times] : links::findCounted(utf8)) {
+        std::string name = fileName::suggested(std::nullopt, link, std::nullopt);
         const Rule* const rule = rules::folderRule(rules, name, link.site());
         made->rows.push_back({std::move(link), std::move(name), times, rule ? rule->folder : std::nullopt});
     }
@@ -114,7 +114,7 @@ std::unique_ptr<NewDownloadDraft::Result> NewDownloadDraft::result(const QString
         made->places.emplace(made->rows[i].link.absoluteString(), i);
     }
     made->blank = text::trimmed(utf8).empty();
-    made->rangeNote = NumberedRange::note(utf8, made->rows.size());
+    made->rangeNote = numberedRange::note(utf8, made->rows.size());
     return made;
 }
 
@@ -205,7 +205,7 @@ void NewDownloadDraft::count() {
 std::string NewDownloadDraft::mark(std::size_t row) const {
     const Row& at = rows()[row];
     if (at.listed) {
-        return "Already on the list: " + lowerCaseStart(Words::state(at.state));
+        return "Already on the list: " + lowerCaseStart(words::state(at.state));
     }
     return at.times > 1 ? fmt::format("In the text {} times", at.times) : "";
 }
@@ -277,10 +277,10 @@ std::string NewDownloadDraft::objection() const {
         return objection;
     }
     if (!checksum_.empty() && !Checksum::recognise(checksum_)) {
-        return std::string(Words::unknownChecksum);
+        return std::string(words::unknownChecksum);
     }
     if (!checksum_.empty() && wanted_ > 1) {
-        return std::string(Words::checksumForSeveral);
+        return std::string(words::checksumForSeveral);
     }
     const auto referrer = URL::parse(referrer_);
     if (!referrer_.empty() && !(referrer && referrer->isWeb())) {

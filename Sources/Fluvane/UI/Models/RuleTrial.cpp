@@ -19,18 +19,18 @@ namespace {
 
 std::string folderSentence(const std::string& name, const Rule* rule, const URL& place) {
     const auto folder = folderText(place);
-    const auto shown = Words::oneLine(name);
+    const auto shown = words::oneLine(name);
     return rule ? fmt::format("{} goes to {}, by the rule \"{}\".", shown, folder,
-                              Words::oneLine(Words::rule(*rule)))
+                              words::oneLine(words::rule(*rule)))
                 : fmt::format("{} goes to {}: no rule chooses a folder for it.", shown, folder);
 }
 
 std::string siteSentence(const URL& link, const Config& config) {
     const auto limit = rules::connections(config.rules, link.site());
-    const auto site = Words::oneLine(*link.host());
+    const auto site = words::oneLine(*link.host());
     const auto count = std::min(config.connections, limit.value_or(config.connections));
-    return limit ? fmt::format("{} gets at most {}, by a rule.", site, Words::connections(count))
-                 : fmt::format("{} gets up to {}: no rule limits it.", site, Words::connections(count));
+    return limit ? fmt::format("{} gets at most {}, by a rule.", site, words::connections(count))
+                 : fmt::format("{} gets up to {}: no rule limits it.", site, words::connections(count));
 }
 
 } // namespace
@@ -49,7 +49,7 @@ RuleTrial RuleTrial::of(std::string_view typed, const Config& config, const Fold
     if (!link || !link->isWeb() || !link->host()) {
         return {{}, "That link can't be downloaded: give one that begins with http:// or https://.", {}};
     }
-    const std::string name = FileName::suggested(std::nullopt, *link, std::nullopt);
+    const std::string name = fileName::suggested(std::nullopt, *link, std::nullopt);
     const auto* rule = rules::folderRule(config.rules, name, link->site());
     return {rule ? rule->id : "", folderSentence(name, rule, place(rule)), siteSentence(*link, config)};
 }

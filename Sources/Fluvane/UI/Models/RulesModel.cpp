@@ -18,7 +18,7 @@ namespace fluvane {
 namespace {
 
 QString condition(const Rule& rule) {
-    return QString::fromStdString(Words::oneLine(Words::rule(rule)));
+    return QString::fromStdString(words::oneLine(words::rule(rule)));
 }
 
 const char* iconOf(FileKind kind) {
@@ -49,7 +49,7 @@ QString iconOf(const Rule& rule) {
 
 std::string ruleEffect(const Rule& rule, const FolderOf& folderOf) {
     const bool limits = rule.connections && std::holds_alternative<Rule::Site>(rule.match);
-    const std::string limit = limits ? Words::connections(*rule.connections) : "";
+    const std::string limit = limits ? words::connections(*rule.connections) : "";
     if (!rule.folder) {
         return limits ? fmt::format("At most {}", limit) : "Does nothing yet: it names no folder";
     }

@@ -16,9 +16,9 @@ using State = DownloadState;
 std::string flowOf(const Download& download) {
     const auto done = download.liveBytes();
     const auto size = download.record.size.value_or(0);
-    return (size > 0 ? Words::percent(static_cast<double>(done) / static_cast<double>(size))
-                     : Words::bytes(done)) +
-           ", " + Words::speed(download.speed());
+    return (size > 0 ? words::percent(static_cast<double>(done) / static_cast<double>(size))
+                     : words::bytes(done)) +
+           ", " + words::speed(download.speed());
 }
 
 } // namespace

@@ -61,9 +61,9 @@ struct Sum {
 std::string runningText(std::size_t count, const Sum& sum) {
     std::string text = counted(count);
     if (sum.speed >= 1) {
-        text += ", " + Words::speed(sum.speed);
+        text += ", " + words::speed(sum.speed);
         if (sum.canTellTime && sum.done < sum.size) {
-            text += ", " + Words::timeLeft((sum.size - sum.done) / sum.speed);
+            text += ", " + words::timeLeft((sum.size - sum.done) / sum.speed);
         }
     }
     return text;

@@ -29,7 +29,7 @@ ClipboardOffer::ClipboardOffer(QWidget* parent)
     text_->setWordWrap(false);
     auto* const row = new QHBoxLayout(this);
     row->setContentsMargins({});
-    row->setSpacing(tessivar::Spacing::medium);
+    row->setSpacing(tessivar::spacing::medium);
     row->addWidget(text_);
     row->addWidget(add_);
     row->addStretch();

@@ -27,7 +27,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -47,7 +47,7 @@ QLabel* labelFor(QWidget* control, const QString& text) {
 /// Side by side, the first as wide as there is room.
 QHBoxLayout* rowOf(std::initializer_list<QWidget*> widgets) {
     auto* const row = new QHBoxLayout;
-    row->setSpacing(Spacing::medium);
+    row->setSpacing(spacing::medium);
     for (QWidget* const widget : widgets) {
         row->addWidget(widget, row->count() == 0 ? 1 : 0);
     }
@@ -65,8 +65,8 @@ void NewDownloadWindow::makeWidgets() {
     note_->setObjectName("range-note");
 
     auto* const page = new QVBoxLayout(this);
-    page->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
-    page->setSpacing(Spacing::medium);
+    page->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
+    page->setSpacing(spacing::medium);
     page->addWidget(text_, 2);
     page->addWidget(clipboard_);
     page->addWidget(note_);
@@ -88,7 +88,7 @@ QWidget* NewDownloadWindow::makeList() {
     list_->setMinimumHeight(list_->fontMetrics().height() * 3);
     auto* const column = new QVBoxLayout(links_);
     column->setContentsMargins({});
-    column->setSpacing(Spacing::small);
+    column->setSpacing(spacing::small);
     column->addWidget(all_);
     column->addWidget(list_);
     return links_;
@@ -116,8 +116,8 @@ QWidget* NewDownloadWindow::makeOptions() {
     auto* const box = new QWidget;
     auto* const grid = new QGridLayout(box);
     grid->setContentsMargins({});
-    grid->setHorizontalSpacing(Spacing::medium);
-    grid->setVerticalSpacing(Spacing::small);
+    grid->setHorizontalSpacing(spacing::medium);
+    grid->setVerticalSpacing(spacing::small);
     grid->addWidget(labelFor(folder_, "F&older:"), 0, 0);
     grid->addLayout(rowOf({folder_, more_}), 0, 1);
     grid->addWidget(destination_, 1, 1);
@@ -147,8 +147,8 @@ QWidget* NewDownloadWindow::makeButtons() {
 
     auto* const box = new QWidget;
     auto* const row = new QHBoxLayout(box);
-    row->setContentsMargins(0, Spacing::medium, 0, 0);
-    row->setSpacing(Spacing::medium);
+    row->setContentsMargins(0, spacing::medium, 0, 0);
+    row->setSpacing(spacing::medium);
     row->addWidget(warning_, 0, Qt::AlignVCenter);
     row->addWidget(objection_, 1);
     row->addWidget(close);

@@ -13,7 +13,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -62,7 +62,7 @@ void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
     const QString name = option.text;
     const QStyle* const style = option.widget ? option.widget->style() : QApplication::style();
     const QRect place = style->subElementRect(QStyle::SE_ItemViewItemText, &option, option.widget)
-                            .adjusted(Spacing::small, Spacing::small, -Spacing::medium, -Spacing::small);
+                            .adjusted(spacing::small, spacing::small, -spacing::medium, -spacing::small);
     option.text.clear();
     style->drawControl(QStyle::CE_ItemViewItem, &option, painter, option.widget);
 
@@ -75,12 +75,12 @@ void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
     const QString mark = index.data(LinksModel::MarkRole).toString();
     if (!mark.isEmpty()) {
         const int width =
-            std::min(option.fontMetrics.horizontalAdvance(mark) + Spacing::hair, place.width() / 2);
+            std::min(option.fontMetrics.horizontalAdvance(mark) + spacing::hair, place.width() / 2);
         const QRect markPlace(end == Qt::AlignRight ? place.right() + 1 - width : place.left(), first.top(),
                               width, first.height());
         draw(*painter, mark, {markPlace, quietColor(option), Qt::ElideRight, end});
-        first.adjust(end == Qt::AlignLeft ? width + Spacing::medium : 0, 0,
-                     end == Qt::AlignRight ? -width - Spacing::medium : 0, 0);
+        first.adjust(end == Qt::AlignLeft ? width + spacing::medium : 0, 0,
+                     end == Qt::AlignRight ? -width - spacing::medium : 0, 0);
     }
     draw(*painter, name, {first, textColor(option), Qt::ElideMiddle, start});
     draw(*painter, index.data(LinksModel::DetailRole).toString(),
@@ -89,7 +89,7 @@ void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
 }
 
 QSize LinkDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& /*index*/) const {
-    return {iconSize * 4, option.fontMetrics.height() * 2 + Spacing::small * 3};
+    return {iconSize * 4, option.fontMetrics.height() * 2 + spacing::small * 3};
 }
 
 } // namespace fluvane

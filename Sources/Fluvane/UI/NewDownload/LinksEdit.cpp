@@ -21,7 +21,7 @@ bool endsLinks(QChar c) {
     return c.isSpace() || QStringView(u"\"<>`").contains(c);
 }
 
-QSet<QString> words(const QString& text) {
+QSet<QString> wordsOf(const QString& text) {
     const auto list = text.split(QChar('\n'), Qt::SkipEmptyParts);
     QSet<QString> found;
     for (const QString& line : list) {
@@ -59,7 +59,7 @@ LinksEdit::LinksEdit(QWidget* parent) : QPlainTextEdit(parent) {
 }
 
 void LinksEdit::addLinks(const std::vector<URL>& links) {
-    const QSet<QString> known = words(toPlainText());
+    const QSet<QString> known = wordsOf(toPlainText());
     QString added;
     for (const URL& link : links) {
         const QString line = QString::fromStdString(link.absoluteString());
@@ -84,7 +84,7 @@ bool LinksEdit::canInsertFromMimeData(const QMimeData* content) const {
 
 void LinksEdit::insertFromMimeData(const QMimeData* content) {
     const QString text = content->hasUrls() ? QString() : content->text();
-    if (text.isEmpty() || text.size() > qsizetype(Links::longestFile)) {
+    if (text.isEmpty() || text.size() > qsizetype(links::longestFile)) {
         findLinks(*content, this, [this](const std::vector<URL>& links) { Q_EMIT linksGiven(links); });
         return;
     }

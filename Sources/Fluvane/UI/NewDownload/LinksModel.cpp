@@ -14,7 +14,7 @@ namespace fluvane {
 namespace {
 
 QString shown(const std::string& text) {
-    return QString::fromStdString(Words::oneLine(text));
+    return QString::fromStdString(words::oneLine(text));
 }
 
 } // namespace
@@ -75,7 +75,7 @@ Qt::ItemFlags LinksModel::flags(const QModelIndex& index) const {
 }
 
 QString LinksModel::detail(std::size_t row) const {
-    const std::string host = Words::oneLine(draft_.rows()[row].link.host().value_or(""));
+    const std::string host = words::oneLine(draft_.rows()[row].link.host().value_or(""));
     return QString::fromStdString(fmt::format("From {} to {}", host, folderText(draft_.folder(row))));
 }
 

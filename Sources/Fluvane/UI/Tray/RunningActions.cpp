@@ -90,18 +90,18 @@ void RunningActions::show(QAction& action, const Download* download) const {
     if (download) {
         setText(action, label(*download));
         // As it reads, without what is written for the panel's sake; nothing of it is sent.
-        action.setProperty(tessivar::ScreenState::spoken, spoken(*download));
+        action.setProperty(tessivar::screenState::spoken, spoken(*download));
     }
     action.setEnabled(download != nullptr);
 }
 
 QString RunningActions::spoken(const Download& download) {
-    return QString::fromStdString(Words::oneLine(download.record.displayName()) + ": " +
+    return QString::fromStdString(words::oneLine(download.record.displayName()) + ": " +
                                   trayProgress(download));
 }
 
 QString RunningActions::label(const Download& download) const {
-    const auto name = QString::fromStdString(Words::oneLine(download.record.displayName()));
+    const auto name = QString::fromStdString(words::oneLine(download.record.displayName()));
     const auto shortened = QFontMetrics(QFont()).elidedText(name, Qt::ElideMiddle, widestName);
     return menuLabel(isolated(shortened), drawer_) + ": " + QString::fromStdString(trayProgress(download));
 }

@@ -28,7 +28,7 @@ SpeedLimitMenu::SpeedLimitMenu(WindowContext& context, std::function<void(const 
     addChoice("&None", std::nullopt);
     addSeparator();
     for (const auto limit : Config::speedLimitChoices) {
-        addChoice(QString::fromStdString(Words::speed(static_cast<double>(limit))), limit);
+        addChoice(QString::fromStdString(words::speed(static_cast<double>(limit))), limit);
     }
     addSeparator();
     other_ = addAction("&Other…");
@@ -61,7 +61,7 @@ void SpeedLimitMenu::update() {
         }
     }
     inForce->setChecked(true);
-    const auto speed = QString::fromStdString(Words::speed(static_cast<double>(limit.value_or(0))));
+    const auto speed = QString::fromStdString(words::speed(static_cast<double>(limit.value_or(0))));
     const auto text =
         inForce == other_ ? QStringLiteral("&Other (%1)…").arg(speed) : QStringLiteral("&Other…");
     if (other_->text() != text) {

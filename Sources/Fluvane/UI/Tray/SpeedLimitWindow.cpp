@@ -17,7 +17,7 @@ namespace fluvane {
 
 namespace {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 constexpr std::int64_t usual = 1'000'000;
 
@@ -35,7 +35,7 @@ SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(n
     auto* const label = new QLabel("Most that all downloads &together may take:");
     label->setBuddy(speed_);
     auto* const row = new QHBoxLayout;
-    row->setSpacing(Spacing::medium);
+    row->setSpacing(spacing::medium);
     row->addWidget(speed_, 1);
     row->addWidget(new QLabel("MB/s"));
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
@@ -51,11 +51,11 @@ SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(n
     });
 
     auto* const layout = new QVBoxLayout(this);
-    layout->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
-    layout->setSpacing(Spacing::medium);
+    layout->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
+    layout->setSpacing(spacing::medium);
     layout->addWidget(label);
     layout->addLayout(row);
-    layout->addSpacing(Spacing::medium);
+    layout->addSpacing(spacing::medium);
     layout->addWidget(buttons);
     layout->setSizeConstraint(QLayout::SetFixedSize);
     set->setDefault(true); // once it has a dialog to be the default of

@@ -28,7 +28,7 @@
 
 namespace fluvane {
 
-namespace Spacing = tessivar::Spacing;
+namespace spacing = tessivar::spacing;
 
 namespace {
 
@@ -75,8 +75,8 @@ WelcomeWindow::WelcomeWindow(WindowContext& context, Autostart& autostart)
 void WelcomeWindow::makePage() {
     auto* const content = new QWidget;
     auto* const column = new QVBoxLayout(content);
-    column->setContentsMargins(Spacing::margin, Spacing::margin, Spacing::margin, Spacing::margin);
-    column->setSpacing(Spacing::large);
+    column->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
+    column->setSpacing(spacing::large);
     column->addWidget(makeIntroduction());
     column->addWidget(makeChoices());
     column->addWidget(makeWays());
@@ -105,8 +105,8 @@ QWidget* WelcomeWindow::makeIntroduction() {
     auto* const box = new QWidget;
     auto* const grid = new QGridLayout(box);
     grid->setContentsMargins({});
-    grid->setHorizontalSpacing(Spacing::large);
-    grid->setVerticalSpacing(Spacing::medium);
+    grid->setHorizontalSpacing(spacing::large);
+    grid->setVerticalSpacing(spacing::medium);
     grid->addWidget(picture, 0, 0, 2, 1, Qt::AlignVCenter);
     grid->addWidget(heading("Welcome to Fluvane", 1.6), 0, 1, Qt::AlignBottom);
     grid->addWidget(text, 1, 1, Qt::AlignTop);
@@ -134,8 +134,8 @@ QWidget* WelcomeWindow::makeChoices() {
     auto* const box = new QWidget;
     auto* const grid = new QGridLayout(box);
     grid->setContentsMargins({});
-    grid->setHorizontalSpacing(Spacing::medium);
-    grid->setVerticalSpacing(Spacing::medium);
+    grid->setHorizontalSpacing(spacing::medium);
+    grid->setVerticalSpacing(spacing::medium);
     grid->addWidget(heading("To begin with", 1.15), 0, 0, 1, 3);
     auto* const label = new QLabel("&Files go to:");
     label->setBuddy(folder_);
@@ -152,8 +152,8 @@ QWidget* WelcomeWindow::makeWays() {
     auto* const box = new QWidget;
     auto* const grid = new QGridLayout(box);
     grid->setContentsMargins({});
-    grid->setHorizontalSpacing(Spacing::medium);
-    grid->setVerticalSpacing(Spacing::medium);
+    grid->setHorizontalSpacing(spacing::medium);
+    grid->setVerticalSpacing(spacing::medium);
     grid->addWidget(heading("How links get here", 1.15), 0, 0, 1, 2);
     int row = 1;
     for (const Way& way : ways) {
@@ -194,8 +194,8 @@ QWidget* WelcomeWindow::makeEnd() {
     connect(start_, &QPushButton::clicked, this, &QWidget::close);
     auto* const box = new QWidget;
     auto* const row = new QHBoxLayout(box);
-    row->setContentsMargins(Spacing::margin, Spacing::medium, Spacing::margin, Spacing::margin);
-    row->setSpacing(Spacing::medium);
+    row->setContentsMargins(spacing::margin, spacing::medium, spacing::margin, spacing::margin);
+    row->setSpacing(spacing::medium);
     row->addWidget(problem_, 1);
     row->addWidget(start_);
     return box;
