@@ -21,7 +21,38 @@ constexpr std::array<std::pair<Wait, std::string_view>, 4> waitNames = {
      {Wait::linkExpired, "linkExpired"},
      {Wait::limitedNetwork, "limitedNetwork"}}};
 
+StateKind kindOf(Wait reason) {
+    switch (reason) {
+    case Wait::offline:
+        return StateKind::offline;
+    case Wait::retrying:
+        return StateKind::retrying;
+    case Wait::linkExpired:
+        return StateKind::linkExpired;
+    case Wait::limitedNetwork:
+        return StateKind::limitedNetwork;
+    }
+    return StateKind::offline;
+}
+
+/// A case that is forgotten here doesn't compile.
+struct KindOfCase {
+    StateKind operator()(DownloadState::Queued) const { return StateKind::queued; }
+    StateKind operator()(DownloadState::Starting) const { return StateKind::starting; }
+    StateKind operator()(DownloadState::Downloading) const { return StateKind::downloading; }
+    StateKind operator()(DownloadState::Paused) const { return StateKind::paused; }
+    StateKind operator()(DownloadState::Waiting waiting) const { return kindOf(waiting.reason); }
+    StateKind operator()(DownloadState::Verifying) const { return StateKind::verifying; }
+    StateKind operator()(DownloadState::Finishing) const { return StateKind::finishing; }
+    StateKind operator()(DownloadState::Finished) const { return StateKind::finished; }
+    StateKind operator()(const DownloadState::Failed&) const { return StateKind::failed; }
+};
+
 } // namespace
+
+StateKind DownloadState::kind() const {
+    return std::visit(KindOfCase{}, value);
+}
 
 bool DownloadState::isWaiting(Wait reason) const {
     const auto* waiting = std::get_if<Waiting>(&value);
@@ -34,15 +65,47 @@ const std::string* DownloadState::failure() const {
 }
 
 bool DownloadState::usesNetwork() const {
-    return is<Starting>() || is<Downloading>() || isWaiting(Wait::retrying);
+    switch (kind()) {
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::retrying:
+        return true;
+    case StateKind::queued:
+    case StateKind::paused:
+    case StateKind::offline:
+    case StateKind::linkExpired:
+    case StateKind::limitedNetwork:
+    case StateKind::verifying:
+    case StateKind::finishing:
+    case StateKind::finished:
+    case StateKind::failed:
+        return false;
+    }
+    return false;
 }
 
 bool DownloadState::isActive() const {
-    return usesNetwork() || is<Verifying>() || is<Finishing>();
+    return usesNetwork() || runs(kind());
 }
 
 bool DownloadState::isDone() const {
-    return is<Finished>() || is<Failed>();
+    switch (kind()) {
+    case StateKind::finished:
+    case StateKind::failed:
+        return true;
+    case StateKind::queued:
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::paused:
+    case StateKind::offline:
+    case StateKind::retrying:
+    case StateKind::linkExpired:
+    case StateKind::limitedNetwork:
+    case StateKind::verifying:
+    case StateKind::finishing:
+        return false;
+    }
+    return false;
 }
 
 std::string_view DownloadState::rawValue(Wait reason) {
@@ -82,6 +145,10 @@ std::optional<double> DownloadRecord::fraction() const {
 
 std::string DownloadRecord::displayName() const {
     return name ? *name : fileName::suggested(std::nullopt, url, std::nullopt);
+}
+
+bool DownloadRecord::isMismatched() const {
+    return checksum && checksumResult && !checksumResult->matches();
 }
 
 std::int64_t DownloadRecord::queueKey() const {

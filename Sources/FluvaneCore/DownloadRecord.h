@@ -7,6 +7,7 @@
 #include "FluvaneCore/Date.h"
 #include "FluvaneCore/Headers.h"
 #include "FluvaneCore/Piece.h"
+#include "FluvaneCore/StateKind.h"
 #include "FluvaneCore/URL.h"
 
 #include <cstdint>
@@ -64,6 +65,7 @@ struct DownloadState {
     [[nodiscard]] bool is() const {
         return std::holds_alternative<Case>(value);
     }
+    [[nodiscard]] StateKind kind() const;
     [[nodiscard]] bool isWaiting(Wait reason) const;
     /// The failure's message, null in every other state.
     [[nodiscard]] const std::string* failure() const;
@@ -108,6 +110,8 @@ struct DownloadRecord {
     [[nodiscard]] std::int64_t doneBytes() const;
     [[nodiscard]] std::optional<double> fraction() const; ///< 0 to 1; absent when unknown.
     [[nodiscard]] std::string displayName() const;
+    /// What came isn't what its checksum is of.
+    [[nodiscard]] bool isMismatched() const;
     [[nodiscard]] std::int64_t queueKey() const;
 
     friend bool operator==(const DownloadRecord&, const DownloadRecord&) = default;

@@ -3,36 +3,47 @@
 
 #include "FluvaneCore/StateName.h"
 
-#include <array>
-
 namespace fluvane {
 
-namespace {
-
-std::string_view waitName(DownloadState::Wait reason) {
-    switch (reason) {
-    case DownloadState::Wait::offline:
+std::string_view stateName(StateKind state) {
+    switch (state) {
+    case StateKind::queued:
+        return "queued";
+    case StateKind::starting:
+        return "starting";
+    case StateKind::downloading:
+        return "downloading";
+    case StateKind::paused:
+        return "paused";
+    case StateKind::offline:
         return "offline";
-    case DownloadState::Wait::retrying:
+    case StateKind::retrying:
         return "retrying";
-    case DownloadState::Wait::linkExpired:
+    case StateKind::linkExpired:
         return "link-expired";
-    case DownloadState::Wait::limitedNetwork:
+    case StateKind::limitedNetwork:
         return "limited-network";
+    case StateKind::verifying:
+        return "verifying";
+    case StateKind::finishing:
+        return "finishing";
+    case StateKind::finished:
+        return "finished";
+    case StateKind::failed:
+        return "failed";
     }
     return "";
 }
 
-} // namespace
-
-std::string_view stateName(const DownloadState& state) {
-    if (const auto* waiting = std::get_if<DownloadState::Waiting>(&state.value)) {
-        return waitName(waiting->reason);
+std::optional<StateKind> stateNamed(std::string_view name) {
+    for (auto kind = StateKind::queued;; kind = static_cast<StateKind>(static_cast<int>(kind) + 1)) {
+        if (stateName(kind) == name) {
+            return kind;
+        }
+        if (kind == StateKind::failed) {
+            return std::nullopt;
+        }
     }
-    static constexpr std::array<std::string_view, std::variant_size_v<DownloadState::Value>> names = {
-        "queued",    "starting",  "downloading", "paused", "waiting",
-        "verifying", "finishing", "finished",    "failed"};
-    return names[state.value.index()];
 }
 
 } // namespace fluvane

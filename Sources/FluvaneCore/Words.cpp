@@ -8,7 +8,6 @@
 #include <cmath>
 #include <ctime>
 #include <limits>
-#include <utility>
 
 // The command line's client links this file: it stays free of links, transfers and formatting libraries.
 namespace fluvane::words {
@@ -67,22 +66,6 @@ std::int64_t wholeBytes(double count) {
                           : std::numeric_limits<std::int64_t>::max();
 }
 
-constexpr std::array<std::pair<std::string_view, std::string_view>, 11> stateWords = {{
-    {"queued", "Waiting its turn"},
-    {"starting", "Starting"},
-    {"downloading", "Downloading"},
-    {"paused", "Paused"},
-    {"offline", "Paused: you're offline. It picks up when you're back."},
-    {"retrying", "Trying again in a moment"},
-    {"link-expired", "The link expired. Paste a fresh one to carry on; nothing downloaded is lost."},
-    {"limited-network",
-     "Waiting for another network: you're on a hotspot or a low-data network. Resume it to download "
-     "anyway."},
-    {"verifying", "Checking the file"},
-    {"finishing", "Finishing"},
-    {"finished", "Finished"},
-}};
-
 } // namespace
 
 std::string bytes(std::int64_t count) {
@@ -125,13 +108,35 @@ std::string connections(std::int64_t count) {
     return counted(count, "connection");
 }
 
-std::string state(std::string_view stateName, std::string_view reason) {
-    if (stateName == "failed") {
+std::string state(StateKind state, std::string_view reason) {
+    switch (state) {
+    case StateKind::queued:
+        return "Waiting its turn";
+    case StateKind::starting:
+        return "Starting";
+    case StateKind::downloading:
+        return "Downloading";
+    case StateKind::paused:
+        return "Paused";
+    case StateKind::offline:
+        return "Paused: you're offline. It picks up when you're back.";
+    case StateKind::retrying:
+        return "Trying again in a moment";
+    case StateKind::linkExpired:
+        return "The link expired. Paste a fresh one to carry on; nothing downloaded is lost.";
+    case StateKind::limitedNetwork:
+        return "Waiting for another network: you're on a hotspot or a low-data network. Resume it to "
+               "download anyway.";
+    case StateKind::verifying:
+        return "Checking the file";
+    case StateKind::finishing:
+        return "Finishing";
+    case StateKind::finished:
+        return "Finished";
+    case StateKind::failed:
         return reason.empty() ? "Failed" : std::string(reason);
     }
-    const auto known = std::find_if(stateWords.begin(), stateWords.end(),
-                                    [stateName](const auto& entry) { return entry.first == stateName; });
-    return std::string(known == stateWords.end() ? stateName : known->second);
+    return {};
 }
 
 namespace {
@@ -158,12 +163,12 @@ std::string pausedAt(const Progress& progress) {
 }
 
 std::string standing(const Progress& progress) {
-    if (progress.stateName == "queued" && progress.placeInLine) {
+    if (progress.state == StateKind::queued && progress.placeInLine) {
         std::string place = placeInLine(*progress.placeInLine);
         place[0] = 'N';
         return place;
     }
-    return progress.stateName == "paused" ? pausedAt(progress) : state(progress.stateName);
+    return progress.state == StateKind::paused ? pausedAt(progress) : state(progress.state);
 }
 
 std::string finishedLine(const Progress& progress) {
@@ -177,16 +182,22 @@ std::string finishedLine(const Progress& progress) {
     return wrong ? joined({result, amounts, end}) : joined({amounts, end, result});
 }
 
-/// States whose words are whole sentences, which nothing is added to.
-bool isSentence(std::string_view stateName) {
-    return stateName == "offline" || stateName == "link-expired" || stateName == "limited-network" ||
-           stateName == "failed";
+std::string runningLine(const Progress& progress) {
+    std::vector<std::string> parts = flow(progress);
+    parts.insert(parts.begin(), amountIfAny(progress));
+    parts.emplace_back(progress.prioritized ? "prioritized" : "");
+    return joined(parts);
+}
+
+std::string standingLine(const Progress& progress) {
+    return joined(
+        {standing(progress), amountIfAny(progress), progress.prioritized ? "prioritized" : std::string()});
 }
 
 } // namespace
 
 std::optional<double> fraction(const Progress& progress) {
-    if (progress.stateName == "finished") {
+    if (progress.state == StateKind::finished) {
         return 1;
     }
     if (!progress.size || *progress.size < 0) {
@@ -197,7 +208,7 @@ std::optional<double> fraction(const Progress& progress) {
 }
 
 std::string amount(const Progress& progress) {
-    if (progress.stateName == "finished") {
+    if (progress.state == StateKind::finished) {
         return bytes(progress.size.value_or(progress.done));
     }
     if (!progress.size) {
@@ -231,24 +242,28 @@ std::string placeInLine(std::int64_t place) {
 }
 
 std::string line(const Progress& progress) {
-    if (progress.stateName == "finished") {
+    switch (progress.state) {
+    case StateKind::finished:
         return finishedLine(progress);
+    case StateKind::downloading:
+        return runningLine(progress);
+    case StateKind::retrying:
+        return !progress.reason.empty() && progress.retryIn
+                   ? oneLine(progress.reason) + " " + retry(*progress.retryIn)
+                   : standingLine(progress);
+    case StateKind::offline:
+    case StateKind::linkExpired:
+    case StateKind::limitedNetwork:
+    case StateKind::failed: // whole sentences, which nothing is added to
+        return oneLine(state(progress.state, progress.reason));
+    case StateKind::queued:
+    case StateKind::starting:
+    case StateKind::paused:
+    case StateKind::verifying:
+    case StateKind::finishing:
+        return standingLine(progress);
     }
-    if (progress.stateName == "retrying" && !progress.reason.empty() && progress.retryIn) {
-        return oneLine(progress.reason) + " " + retry(*progress.retryIn);
-    }
-    if (isSentence(progress.stateName)) {
-        return oneLine(state(progress.stateName, progress.reason));
-    }
-    std::vector<std::string> parts;
-    if (progress.stateName == "downloading") {
-        parts = flow(progress);
-        parts.insert(parts.begin(), amountIfAny(progress));
-    } else {
-        parts = {standing(progress), amountIfAny(progress)};
-    }
-    parts.emplace_back(progress.prioritized ? "prioritized" : "");
-    return joined(parts);
+    return {};
 }
 
 std::string totals(const Totals& totals) {

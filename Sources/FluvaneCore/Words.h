@@ -4,6 +4,7 @@
 #pragma once
 
 #include "FluvaneCore/Date.h"
+#include "FluvaneCore/StateKind.h"
 
 #include <cstdint>
 #include <optional>
@@ -27,16 +28,15 @@ namespace fluvane::words {
 /// "1 connection", "8 connections"
 [[nodiscard]] std::string connections(std::int64_t count);
 
-/// What a person reads for a state, by its name in the list ("link-expired"); `reason` is a failure's
-/// sentence.
-[[nodiscard]] std::string state(std::string_view stateName, std::string_view reason = {});
+/// What a person reads for a state; `reason` is a failure's sentence.
+[[nodiscard]] std::string state(StateKind state, std::string_view reason = {});
 /// What a person is told when the finished file isn't the one its checksum describes; `folder` as shown.
 [[nodiscard]] std::string checksumMismatch(std::string_view algorithmName, std::string_view folder);
 
 /// One download as far as it is told in a line. Texts are as they come from outside; nothing is kept of them.
 struct Progress {
-    std::string_view stateName;      ///< Its name in the list.
-    std::string_view reason{};       ///< A failure's sentence; that of the last one for a "retrying" one.
+    StateKind state = StateKind::queued;
+    std::string_view reason{};       ///< A failure's sentence; that of the last one while it is tried again.
     std::optional<double> retryIn{}; ///< Seconds until it is tried again.
     std::int64_t done = 0;           ///< Bytes.
     std::optional<std::int64_t> size{};

@@ -8,16 +8,112 @@ namespace fluvane {
 using State = DownloadState;
 
 bool runs(const DownloadState& state) {
-    return state.isActive() && !state.isWaiting(State::Wait::retrying);
+    return runs(state.kind());
+}
+
+bool needsAttention(const DownloadRecord& record) {
+    const StateKind state = record.state.kind();
+    return needsAttention(state) || (state == StateKind::finished && record.isMismatched());
+}
+
+bool canPause(const DownloadState& state) {
+    switch (state.kind()) {
+    case StateKind::queued:
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::offline:
+    case StateKind::retrying:
+    case StateKind::linkExpired:
+    case StateKind::limitedNetwork:
+        return true;
+    case StateKind::paused:
+    case StateKind::verifying:
+    case StateKind::finishing:
+    case StateKind::finished:
+    case StateKind::failed:
+        return false;
+    }
+    return false;
+}
+
+bool canResume(const DownloadState& state) {
+    switch (state.kind()) {
+    case StateKind::paused:
+    case StateKind::offline:
+    case StateKind::linkExpired:
+    case StateKind::limitedNetwork:
+    case StateKind::failed:
+        return true;
+    case StateKind::queued:
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::retrying:
+    case StateKind::verifying:
+    case StateKind::finishing:
+    case StateKind::finished:
+        return false;
+    }
+    return false;
+}
+
+bool resumesWithAll(const DownloadState& state) {
+    switch (state.kind()) {
+    case StateKind::paused:
+    case StateKind::limitedNetwork:
+        return true;
+    case StateKind::queued:
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::offline:
+    case StateKind::retrying:
+    case StateKind::linkExpired:
+    case StateKind::verifying:
+    case StateKind::finishing:
+    case StateKind::finished:
+    case StateKind::failed:
+        return false;
+    }
+    return false;
 }
 
 bool canBeNext(const DownloadState& state) {
-    return state.is<State::Queued>() || state.is<State::Paused>();
+    switch (state.kind()) {
+    case StateKind::queued:
+    case StateKind::paused:
+        return true;
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::offline:
+    case StateKind::retrying:
+    case StateKind::linkExpired:
+    case StateKind::limitedNetwork:
+    case StateKind::verifying:
+    case StateKind::finishing:
+    case StateKind::finished:
+    case StateKind::failed:
+        return false;
+    }
+    return false;
 }
 
 bool canGoFirst(const DownloadState& state) {
-    return !state.is<State::Verifying>() && !state.is<State::Finishing>() && !state.is<State::Finished>() &&
-           !state.isWaiting(State::Wait::linkExpired);
+    switch (state.kind()) {
+    case StateKind::queued:
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::paused:
+    case StateKind::offline:
+    case StateKind::retrying:
+    case StateKind::limitedNetwork:
+    case StateKind::failed:
+        return true;
+    case StateKind::linkExpired:
+    case StateKind::verifying:
+    case StateKind::finishing:
+    case StateKind::finished:
+        return false;
+    }
+    return false;
 }
 
 std::string_view Abilities::resumeLabel() const {
@@ -27,16 +123,14 @@ std::string_view Abilities::resumeLabel() const {
 Abilities abilities(const Download& download) {
     const DownloadRecord& record = download.record;
     const State& state = record.state;
-    const bool waits = state.is<State::Waiting>();
     const bool finished = state.is<State::Finished>();
     const bool ending = state.is<State::Verifying>() || state.is<State::Finishing>();
     Abilities can;
-    can.pause =
-        waits || state.is<State::Queued>() || state.is<State::Starting>() || state.is<State::Downloading>();
+    can.pause = canPause(state);
     can.tryAgain = state.is<State::Failed>() || state.isWaiting(State::Wait::linkExpired);
     can.downloadAnyway = state.isWaiting(State::Wait::limitedNetwork);
     // Without a network it would only wait again.
-    can.resume = can.tryAgain || can.downloadAnyway || state.is<State::Paused>();
+    can.resume = canResume(state) && !state.isWaiting(State::Wait::offline);
     can.next = canBeNext(state);
     can.prioritize = canGoFirst(state) && !download.isPrioritized();
     can.stopPrioritizing = download.isPrioritized() && !state.isDone();

@@ -9,15 +9,26 @@
 
 namespace fluvane {
 
+// What a download's state means. Whoever wants to know asks here, the manager too: it ignores every command
+// that these say no to.
+
 /// Whether something is done for it now: one that waits for another try takes a slot, but doesn't run.
 [[nodiscard]] bool runs(const DownloadState& state);
+/// Whether only a person can put right what happened: it failed, its link expired, or its file isn't the one
+/// that was meant.
+[[nodiscard]] bool needsAttention(const DownloadRecord& record);
+[[nodiscard]] bool canPause(const DownloadState& state);
+/// Whether it can carry on, or try again. One that is tried again by itself anyway can't.
+[[nodiscard]] bool canResume(const DownloadState& state);
+/// Whether it carries on when all are told to: what failed, and what nothing can be done about now, isn't
+/// among them.
+[[nodiscard]] bool resumesWithAll(const DownloadState& state);
 /// Whether it can be put at the front of the line.
 [[nodiscard]] bool canBeNext(const DownloadState& state);
 /// Whether it can start now, past the line.
 [[nodiscard]] bool canGoFirst(const DownloadState& state);
 
-/// What a person can do with a download as it stands. Windows, menus and commands ask here; the manager
-/// ignores everything else anyway.
+/// What a person is offered to do with a download as it stands.
 struct Abilities {
     bool pause = false;
     bool resume = false;

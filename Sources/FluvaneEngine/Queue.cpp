@@ -4,6 +4,7 @@
 // Admission, and the commands that move downloads between the queue and the rest.
 
 #include "FluvaneCore/CheckedMath.h"
+#include "FluvaneEngine/Abilities.h"
 #include "FluvaneEngine/DownloadManager.h"
 #include "FluvaneEngine/Log.h"
 
@@ -39,16 +40,6 @@ namespace {
 
 auto placeInLine(const Download& download) {
     return std::tuple(!download.isPrioritized(), download.record.queueKey(), download.id());
-}
-
-bool isPausable(const State& state) {
-    return state.is<State::Queued>() || state.is<State::Starting>() || state.is<State::Downloading>() ||
-           state.is<State::Waiting>();
-}
-
-bool isResumable(const State& state) {
-    return state.is<State::Paused>() || state.is<State::Failed>() ||
-           (state.is<State::Waiting>() && !state.isWaiting(State::Wait::retrying));
 }
 
 } // namespace
@@ -241,7 +232,7 @@ std::int64_t DownloadManager::append(const Addition& addition, const URL& folder
 void DownloadManager::pause(std::int64_t id) {
     assertContext();
     Download* const download = find(id);
-    if (!download || !isPausable(download->record.state)) {
+    if (!download || !canPause(download->record.state)) {
         return;
     }
     halt(*download);
@@ -253,7 +244,7 @@ void DownloadManager::pause(std::int64_t id) {
 void DownloadManager::resume(std::int64_t id) {
     assertContext();
     Download* const download = find(id);
-    if (!download || !isResumable(download->record.state)) {
+    if (!download || !canResume(download->record.state)) {
         return;
     }
     log::downloads([&] { return fmt::format("download {} resumed", id); });
@@ -273,8 +264,7 @@ void DownloadManager::resumeAll() {
     assertContext();
     const Batch batch(*this);
     for (const auto& download : downloads_) {
-        const auto& state = download->record.state;
-        if (state.is<State::Paused>() || state.isWaiting(State::Wait::limitedNetwork)) {
+        if (resumesWithAll(download->record.state)) {
             resume(download->id());
         }
     }
@@ -300,8 +290,7 @@ void DownloadManager::remove(std::int64_t id) {
 void DownloadManager::downloadNext(std::int64_t id) {
     assertContext();
     Download* const download = find(id);
-    if (!download ||
-        !(download->record.state.is<State::Queued>() || download->record.state.is<State::Paused>())) {
+    if (!download || !canBeNext(download->record.state)) {
         return;
     }
     std::optional<std::int64_t> smallest;
@@ -342,8 +331,7 @@ void DownloadManager::prioritize(std::int64_t id, bool on) {
 
 void DownloadManager::setPrioritized(Download& download) {
     const State state = download.record.state;
-    if (state.isWaiting(State::Wait::linkExpired) || state.is<State::Verifying>() ||
-        state.is<State::Finishing>() || state.is<State::Finished>()) {
+    if (!canGoFirst(state)) {
         return;
     }
     for (const auto& other : downloads_) {

@@ -76,16 +76,14 @@ std::string tailOf(const std::vector<std::string_view>& characters, std::size_t 
 }
 
 Colour colourOf(const Row& row) {
-    const auto& state = row.state;
-    if (state == "finished") {
+    const auto kind = row.kind();
+    if (kind == StateKind::finished) {
         return row.checksumMatches.value_or(true) ? Colour::good : Colour::bad;
     }
-    if (state == "failed" || state == "link-expired" || state == removedState) {
+    if (row.isRemoved() || (kind && needsAttention(*kind))) {
         return Colour::bad;
     }
-    const bool running =
-        state == "starting" || state == "downloading" || state == "verifying" || state == "finishing";
-    return running ? Colour::running : Colour::waiting;
+    return kind && runs(*kind) ? Colour::running : Colour::waiting;
 }
 
 std::string_view sequence(Colour colour) {
@@ -154,7 +152,8 @@ private:
 
     void addBar() {
         const auto done = fraction(row_);
-        if (!done || row_.state == "finished" || row_.state == "queued" || row_.state == removedState) {
+        const auto kind = row_.kind();
+        if (!done || kind == StateKind::finished || kind == StateKind::queued || row_.isRemoved()) {
             return;
         }
         const auto percent = fmt::format("{:>5}", words::percent(*done));
@@ -187,12 +186,12 @@ private:
             parts.insert(parts.begin(), stateWords(row_));
         }
         while (parts.size() > 1 && columns(fmt::format("{}", fmt::join(parts, separator))) > width_ &&
-               row_.state == "downloading") {
+               row_.kind() == StateKind::downloading) {
             parts.pop_back();
         }
         if (!parts.empty()) {
             // The end of a finished file's path says more than its middle.
-            const auto tail = row_.state == "finished" ? width_ / 3 : 0;
+            const auto tail = row_.kind() == StateKind::finished ? width_ / 3 : 0;
             const auto text = cutTo(fmt::format("{}", fmt::join(parts, separator)), width_, tail);
             add("", text, columns(text));
         }

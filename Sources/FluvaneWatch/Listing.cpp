@@ -4,6 +4,7 @@
 #include "FluvaneWatch/Listing.h"
 
 #include "FluvaneCore/Coding.h"
+#include "FluvaneCore/StateName.h"
 
 #include <algorithm>
 
@@ -21,10 +22,15 @@ std::string textOf(const Json& entry, std::string_view key) {
     return coding::optional<std::string>(entry, key).value_or(std::string());
 }
 
+RowState state(const std::string& name) {
+    const auto kind = stateNamed(name);
+    return kind ? RowState(*kind) : UnknownState{name};
+}
+
 Row row(const Json& entry) {
     Row row{.id = coding::required<std::int64_t>(entry, "id"),
             .name = textOf(entry, "name"),
-            .state = coding::required<std::string>(entry, "state"),
+            .state = state(coding::required<std::string>(entry, "state")),
             .reason = textOf(entry, "reason"),
             .file = textOf(entry, "file"),
             .downloaded = count(entry, "downloaded"),

@@ -3,19 +3,34 @@
 
 #pragma once
 
+#include "FluvaneCore/StateKind.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace fluvane::watch {
+
+/// It was watched and has left the list.
+struct Removed {
+    friend bool operator==(const Removed&, const Removed&) = default;
+};
+/// One that a newer application lists, told as it is.
+struct UnknownState {
+    std::string name;
+    friend bool operator==(const UnknownState&, const UnknownState&) = default;
+};
+
+using RowState = std::variant<StateKind, Removed, UnknownState>;
 
 /// One download as the application lists it. Sizes are bytes, never negative.
 struct Row {
     std::int64_t id = 0;
     std::string name{};
-    std::string state{};  ///< A name of the list ("link-expired"), or `removedState`.
+    RowState state{};
     std::string reason{}; ///< A failure's sentence.
     std::string file{};   ///< Path of the finished file.
     std::int64_t downloaded = 0;
@@ -26,11 +41,15 @@ struct Row {
     std::optional<bool> checksumMatches{};
     std::optional<std::int64_t> placeInLine{};
 
+    /// Absent for one that is removed or in an unknown state.
+    [[nodiscard]] std::optional<StateKind> kind() const {
+        const auto* known = std::get_if<StateKind>(&state);
+        return known ? std::optional(*known) : std::nullopt;
+    }
+    [[nodiscard]] bool isRemoved() const { return std::holds_alternative<Removed>(state); }
+
     friend bool operator==(const Row&, const Row&) = default;
 };
-
-/// The state given here to a download that was watched and has left the list.
-inline constexpr std::string_view removedState = "removed";
 
 /// The answer to "list". Absent when it is no such list.
 [[nodiscard]] std::optional<std::vector<Row>> parseListing(std::string_view json);

@@ -23,8 +23,9 @@ std::string checksumName(const Row& row) {
 
 /// The row as the wording takes it; what it points to is the row's.
 words::Progress progressOf(const Row& row) {
-    words::Progress progress{.stateName = row.state, .reason = row.reason, .done = row.downloaded};
-    progress.size = row.size;
+    words::Progress progress{.reason = row.reason, .done = row.downloaded, .size = row.size};
+    // What the wording doesn't know, it counts as it counts everything that isn't finished.
+    progress.state = row.kind().value_or(progress.state);
     progress.bytesPerSecond = static_cast<double>(row.bytesPerSecond);
     if (row.size && row.bytesPerSecond > 0 && *row.size > row.downloaded) {
         progress.secondsLeft = static_cast<double>(*row.size - row.downloaded) / progress.bytesPerSecond;
@@ -40,15 +41,15 @@ std::string folderOf(const Row& row) {
 }
 
 std::string stoppedSentence(const Row& row) {
-    if (row.state == "paused") {
+    if (row.kind() == StateKind::paused) {
         return fmt::format("Download {} is paused. `fluvane resume {}` carries on with it.", row.id, row.id);
     }
-    if (row.state == "link-expired") {
+    if (row.kind() == StateKind::linkExpired) {
         return fmt::format(
             "The link of download {} expired. `fluvane link {} <link>` carries on with a fresh one.", row.id,
             row.id);
     }
-    if (row.state == removedState) {
+    if (row.isRemoved()) {
         return fmt::format("Download {} was taken off the list.", row.id);
     }
     return fmt::format("Download {} failed: {}", row.id, printable(row.reason));
@@ -61,7 +62,11 @@ std::string printable(std::string_view text) {
 }
 
 std::string stateWords(const Row& row) {
-    return row.state == removedState ? "Taken off the list" : printable(words::state(row.state, row.reason));
+    if (row.isRemoved()) {
+        return "Taken off the list";
+    }
+    const auto* unknown = std::get_if<UnknownState>(&row.state);
+    return printable(unknown ? unknown->name : words::state(*row.kind(), row.reason));
 }
 
 std::vector<std::string> figures(const Row& row) {
@@ -72,9 +77,9 @@ std::vector<std::string> figures(const Row& row) {
     if (row.downloaded > 0 || row.size) {
         parts.push_back(words::amount(progress));
     }
-    if (row.state == "downloading") {
+    if (row.kind() == StateKind::downloading) {
         std::ranges::move(words::flow(progress), std::back_inserter(parts));
-    } else if (row.state == "finished") {
+    } else if (row.kind() == StateKind::finished) {
         parts.push_back(words::checksumResult(progress));
         parts.push_back(printable(row.file));
         std::erase(parts, "");
@@ -90,7 +95,7 @@ std::optional<double> fraction(const Row& row) {
 
 std::string plainLine(const Row& row) {
     auto parts = figures(row);
-    if (const auto done = fraction(row); done && row.state != "finished") {
+    if (const auto done = fraction(row); done && row.kind() != StateKind::finished) {
         parts.insert(parts.begin(), words::percent(*done));
     }
     parts.insert(parts.begin(), stateWords(row));

@@ -20,16 +20,16 @@ double patience(const Row& row) {
 }
 
 bool needsSomebody(const Row& row) {
-    return row.state == "failed" || row.state == "paused" || row.state == "link-expired" ||
-           row.state == removedState;
+    const auto kind = row.kind();
+    return row.isRemoved() || kind == StateKind::paused || (kind && needsAttention(*kind));
 }
 
 bool awaitsCheck(const Row& row) {
-    return row.state == "finished" && !row.checksum.empty() && !row.checksumMatches;
+    return row.kind() == StateKind::finished && !row.checksum.empty() && !row.checksumMatches;
 }
 
 bool isDone(const Row& row) {
-    return row.state == "finished" || needsSomebody(row);
+    return row.kind() == StateKind::finished || needsSomebody(row);
 }
 
 const Row* find(const std::vector<Row>& rows, std::int64_t id) {
@@ -58,7 +58,7 @@ void Watch::update(const std::vector<Row>& list, double now) {
             next.push_back(*row);
         } else if (const Row* last = find(rows_, number)) {
             next.push_back(*last);
-            next.back().state = removedState;
+            next.back().state = Removed{};
         }
     }
     rows_ = std::move(next);
@@ -94,7 +94,7 @@ Standing Watch::standing(const Row& row) const {
     if (needsSomebody(row)) {
         return Standing::stopped;
     }
-    if (row.state != "finished") {
+    if (row.kind() != StateKind::finished) {
         return Standing::goingOn;
     }
     if (const auto until = checkUntil_.find(row.id); until != checkUntil_.end()) {

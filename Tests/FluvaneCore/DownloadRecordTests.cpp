@@ -26,28 +26,32 @@ TEST(DownloadState, SaysWhatItNeeds) {
     struct Row {
         S state;
         std::string_view name;
-        bool active, network, done;
+        bool active, network, done, runs, attention;
     };
     const Row rows[] = {
-        {S::Queued{}, "queued", false, false, false},
-        {S::Starting{}, "starting", true, true, false},
-        {S::Downloading{}, "downloading", true, true, false},
-        {S::Paused{}, "paused", false, false, false},
-        {S::Wait::offline, "offline", false, false, false},
-        {S::Wait::retrying, "retrying", true, true, false},
-        {S::Wait::linkExpired, "link-expired", false, false, false},
-        {S::Wait::limitedNetwork, "limited-network", false, false, false},
-        {S::Verifying{}, "verifying", true, false, false},
-        {S::Finishing{}, "finishing", true, false, false},
-        {S::Finished{}, "finished", false, false, true},
-        {S::Failed{"Gone."}, "failed", false, false, true},
+        {S::Queued{}, "queued", false, false, false, false, false},
+        {S::Starting{}, "starting", true, true, false, true, false},
+        {S::Downloading{}, "downloading", true, true, false, true, false},
+        {S::Paused{}, "paused", false, false, false, false, false},
+        {S::Wait::offline, "offline", false, false, false, false, false},
+        {S::Wait::retrying, "retrying", true, true, false, false, false},
+        {S::Wait::linkExpired, "link-expired", false, false, false, false, true},
+        {S::Wait::limitedNetwork, "limited-network", false, false, false, false, false},
+        {S::Verifying{}, "verifying", true, false, false, true, false},
+        {S::Finishing{}, "finishing", true, false, false, true, false},
+        {S::Finished{}, "finished", false, false, true, false, false},
+        {S::Failed{"Gone."}, "failed", false, false, true, false, true},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(stateName(row.state), row.name);
+        EXPECT_EQ(stateNamed(row.name), row.state.kind()) << row.name;
         EXPECT_EQ(row.state.isActive(), row.active) << row.name;
         EXPECT_EQ(row.state.usesNetwork(), row.network) << row.name;
         EXPECT_EQ(row.state.isDone(), row.done) << row.name;
+        EXPECT_EQ(runs(row.state.kind()), row.runs) << row.name;
+        EXPECT_EQ(needsAttention(row.state.kind()), row.attention) << row.name;
     }
+    EXPECT_EQ(stateNamed("waiting"), std::nullopt);
     EXPECT_NE(S(S::Failed{"a"}), S(S::Failed{"b"}));
     EXPECT_NE(S(S::Wait::offline), S(S::Wait::retrying));
 }

@@ -72,8 +72,8 @@ TEST(Words, PercentIsFullOnlyAtTheEnd) {
 }
 
 TEST(Words, StatesAndChecksums) {
-    EXPECT_EQ(words::state("offline"), "Paused: you're offline. It picks up when you're back.");
-    EXPECT_EQ(words::state("failed", "The disk is full."), "The disk is full.");
+    EXPECT_EQ(words::state(StateKind::offline), "Paused: you're offline. It picks up when you're back.");
+    EXPECT_EQ(words::state(StateKind::failed, "The disk is full."), "The disk is full.");
     EXPECT_EQ(
         words::checksumMismatch("MD5", "/tmp/in"),
         "Its MD5 doesn't match the one given, so it may not be the file you meant to get. It's in /tmp/in; "
@@ -84,7 +84,7 @@ TEST(Words, LinesForEveryState) {
     using P = words::Progress;
     constexpr std::int64_t big = 3'000'000'000;
     constexpr std::int64_t part = 1'234'000'000;
-    const P running{.stateName = "downloading",
+    const P running{.state = StateKind::downloading,
                     .done = part,
                     .size = big,
                     .bytesPerSecond = 5e6,
@@ -94,42 +94,43 @@ TEST(Words, LinesForEveryState) {
         change(progress);
         return progress;
     };
-    const P done{.stateName = "finished", .done = 7, .size = big, .folder = "/d", .when = "today at 9:05"};
+    const P done{
+        .state = StateKind::finished, .done = 7, .size = big, .folder = "/d", .when = "today at 9:05"};
     const NamedRows<P, const char*> rows = {
         {"running", running, "1.2 GB of 3 GB, 5 MB/s, about 3 minutes left, 8 connections"},
         {"size unknown",
-         {.stateName = "downloading", .done = 2000, .secondsLeft = 3, .connections = 1},
+         {.state = StateKind::downloading, .done = 2000, .secondsLeft = 3, .connections = 1},
          "2 KB, 0 bytes/s, 1 connection"},
         {"prioritized", with(running, [](P& p) { p.secondsLeft.reset(), p.prioritized = true; }),
          "1.2 GB of 3 GB, 5 MB/s, 8 connections, prioritized"},
-        {"in line", {.stateName = "queued", .placeInLine = 2}, "Number 2 in line"},
+        {"in line", {.state = StateKind::queued, .placeInLine = 2}, "Number 2 in line"},
         {"in line again",
-         {.stateName = "queued", .done = part, .size = big, .placeInLine = 1},
+         {.state = StateKind::queued, .done = part, .size = big, .placeInLine = 1},
          "Number 1 in line, 1.2 GB of 3 GB"},
         {"paused",
-         {.stateName = "paused", .done = 1'350'000'000, .size = big},
+         {.state = StateKind::paused, .done = 1'350'000'000, .size = big},
          "Paused at 45 %, 1.4 GB of 3 GB"},
-        {"paused before it began", {.stateName = "paused"}, "Paused"},
-        {"paused, size unknown", {.stateName = "paused", .done = 2000}, "Paused, 2 KB"},
+        {"paused before it began", {.state = StateKind::paused}, "Paused"},
+        {"paused, size unknown", {.state = StateKind::paused, .done = 2000}, "Paused, 2 KB"},
         {"offline",
-         {.stateName = "offline", .done = part, .size = big},
+         {.state = StateKind::offline, .done = part, .size = big},
          "Paused: you're offline. It picks up when you're back."},
         {"retrying",
-         {.stateName = "retrying", .done = 1, .size = 2},
+         {.state = StateKind::retrying, .done = 1, .size = 2},
          "Trying again in a moment, 1 byte of 2 bytes"},
         {"retrying for a reason",
-         {.stateName = "retrying", .reason = "It\nbroke.", .retryIn = 40, .done = 1, .size = 2},
+         {.state = StateKind::retrying, .reason = "It\nbroke.", .retryIn = 40, .done = 1, .size = 2},
          "It\uFFFDbroke. Trying again in about 40 seconds."},
-        {"failed", {.stateName = "failed", .reason = "No\nspace.", .done = 1}, "No\uFFFDspace."},
+        {"failed", {.state = StateKind::failed, .reason = "No\nspace.", .done = 1}, "No\uFFFDspace."},
         {"verifying",
-         {.stateName = "verifying", .done = big, .size = big},
+         {.state = StateKind::verifying, .done = big, .size = big},
          "Checking the file, 3 GB of 3 GB"},
         {"finished", done, "3 GB, finished today at 9:05 in /d"},
         {"right", with(done, [](P& p) { p.checksumName = "MD5", p.checksumMatches = true, p.folder = ""; }),
          "3 GB, finished today at 9:05, MD5 matches"},
         {"wrong", with(done, [](P& p) { p.checksumName = "MD5", p.checksumMatches = false, p.when = ""; }),
          "MD5 doesn't match, 3 GB, in /d"},
-        {"empty file", {.stateName = "finished", .size = 0}, "0 bytes"},
+        {"empty file", {.state = StateKind::finished, .size = 0}, "0 bytes"},
     };
     expectRows(rows, words::line);
 }
@@ -141,11 +142,11 @@ TEST(Words, Totals) {
 }
 
 TEST(Words, Fractions) {
-    EXPECT_EQ(words::fraction({.stateName = "finished"}), 1.0);
-    EXPECT_EQ(words::fraction({.stateName = "paused", .done = 9, .size = 6}), 1.0);
-    EXPECT_EQ(words::fraction({.stateName = "paused", .size = 0}), 1.0);
-    EXPECT_EQ(words::fraction({.stateName = "paused", .done = 9}), std::nullopt);
-    EXPECT_EQ(words::fraction({.stateName = "paused", .size = -5}), std::nullopt);
+    EXPECT_EQ(words::fraction({.state = StateKind::finished}), 1.0);
+    EXPECT_EQ(words::fraction({.state = StateKind::paused, .done = 9, .size = 6}), 1.0);
+    EXPECT_EQ(words::fraction({.state = StateKind::paused, .size = 0}), 1.0);
+    EXPECT_EQ(words::fraction({.state = StateKind::paused, .done = 9}), std::nullopt);
+    EXPECT_EQ(words::fraction({.state = StateKind::paused, .size = -5}), std::nullopt);
 }
 
 TEST(Words, Moments) {

@@ -13,11 +13,12 @@ TEST(Listing, ReadsWhatIsShown) {
         {"id": 7, "name": "a.iso", "state": "failed", "reason": "No.", "url": "https://host/a.iso", "folder": "/f",
          "downloaded": 10, "size": 40, "connections": 3, "bytesPerSecond": 5, "checksum": "sha1:ab",
          "checksumMatches": false, "file": "/f/a.iso", "placeInLine": 2, "later": {}},
-        {"id": 8, "name": "b", "state": "queued", "downloaded": 0, "connections": 0, "bytesPerSecond": 0}])");
+        {"id": 8, "name": "b", "state": "queued", "downloaded": 0, "connections": 0, "bytesPerSecond": 0},
+        {"id": 9, "name": "c", "state": "thawing"}])");
     ASSERT_TRUE(rows);
     const Row whole{.id = 7,
                     .name = "a.iso",
-                    .state = "failed",
+                    .state = StateKind::failed,
                     .reason = "No.",
                     .file = "/f/a.iso",
                     .downloaded = 10,
@@ -27,7 +28,9 @@ TEST(Listing, ReadsWhatIsShown) {
                     .checksum = "sha1:ab",
                     .checksumMatches = false,
                     .placeInLine = 2};
-    EXPECT_EQ(*rows, (std::vector<Row>{whole, {.id = 8, .name = "b", .state = "queued"}}));
+    EXPECT_EQ(*rows, (std::vector<Row>{whole,
+                                       {.id = 8, .name = "b", .state = StateKind::queued},
+                                       {.id = 9, .name = "c", .state = UnknownState{"thawing"}}}));
 }
 
 TEST(Listing, RefusesWhatIsNoList) {

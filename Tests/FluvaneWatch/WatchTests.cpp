@@ -16,7 +16,7 @@ using namespace support;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-Row row(std::int64_t id, std::string state) {
+Row row(std::int64_t id, RowState state) {
     return {.id = id,
             .name = "file",
             .state = std::move(state),
@@ -26,7 +26,7 @@ Row row(std::int64_t id, std::string state) {
 }
 
 Row checked(std::int64_t id, std::optional<bool> matches) {
-    auto done = row(id, "finished");
+    auto done = row(id, StateKind::finished);
     done.checksum = "sha256:00";
     done.checksumMatches = matches;
     done.file = "/f/file";
@@ -35,18 +35,20 @@ Row checked(std::int64_t id, std::optional<bool> matches) {
 
 TEST(Watch, EndsByState) {
     const struct {
-        const char* state;
+        RowState state;
         bool ends;
         bool well;
     } cases[] = {
-        {"queued", false, false},        {"starting", false, false},  {"downloading", false, false},
-        {"retrying", false, false},      {"offline", false, false},   {"limited-network", false, false},
-        {"verifying", false, false},     {"finishing", false, false}, {"finished", true, true},
-        {"failed", true, false},         {"paused", true, false},     {"link-expired", true, false},
-        {"a later state", false, false},
+        {StateKind::queued, false, false},       {StateKind::starting, false, false},
+        {StateKind::downloading, false, false},  {StateKind::retrying, false, false},
+        {StateKind::offline, false, false},      {StateKind::limitedNetwork, false, false},
+        {StateKind::verifying, false, false},    {StateKind::finishing, false, false},
+        {StateKind::finished, true, true},       {StateKind::failed, true, false},
+        {StateKind::paused, true, false},        {StateKind::linkExpired, true, false},
+        {UnknownState{"thawing"}, false, false},
     };
     for (const auto& expected : cases) {
-        SCOPED_TRACE(expected.state);
+        SCOPED_TRACE(stateWords(row(3, expected.state)));
         Watch watch({3});
         watch.update({row(3, expected.state)}, 0);
         EXPECT_EQ(watch.ended(), expected.ends);
@@ -57,9 +59,10 @@ TEST(Watch, EndsByState) {
 
 TEST(Watch, TellsWhatWentWrong) {
     Watch watch({1, 2, 3, 4, 5, 6});
-    watch.update({row(6, "downloading")}, 0);
-    watch.update(
-        {row(1, "failed"), row(2, "paused"), row(3, "link-expired"), checked(4, false), checked(5, true)}, 1);
+    watch.update({row(6, StateKind::downloading)}, 0);
+    watch.update({row(1, StateKind::failed), row(2, StateKind::paused), row(3, StateKind::linkExpired),
+                  checked(4, false), checked(5, true)},
+                 1);
     EXPECT_TRUE(watch.ended());
     EXPECT_THAT(
         watch.problems(),
@@ -87,7 +90,7 @@ TEST(Watch, WaitsForACheckAsLongAsReadingTakes) {
 
 TEST(Watch, ChoosesByNumber) {
     Watch watch({5, 2, 5, 9});
-    watch.update({row(2, "queued"), row(4, "downloading"), row(5, "paused")}, 0);
+    watch.update({row(2, StateKind::queued), row(4, StateKind::downloading), row(5, StateKind::paused)}, 0);
     EXPECT_THAT(watch.unknown(), ElementsAre(9));
     ASSERT_EQ(watch.rows().size(), 2u);
     EXPECT_EQ(watch.rows()[0].id, 5);
@@ -96,12 +99,12 @@ TEST(Watch, ChoosesByNumber) {
 
 TEST(Watch, FollowsWhatRunsWithoutNumbers) {
     Watch watch({});
-    watch.update({row(1, "finished"), row(2, "downloading"), row(3, "failed")}, 0);
+    watch.update({row(1, StateKind::finished), row(2, StateKind::downloading), row(3, StateKind::failed)}, 0);
     ASSERT_EQ(watch.rows().size(), 1u);
-    watch.update({row(1, "finished"), row(2, "finished"), row(4, "queued")}, 1);
+    watch.update({row(1, StateKind::finished), row(2, StateKind::finished), row(4, StateKind::queued)}, 1);
     EXPECT_EQ(watch.rows().size(), 2u);
     EXPECT_FALSE(watch.ended());
-    watch.update({row(2, "finished"), row(4, "finished")}, 2);
+    watch.update({row(2, StateKind::finished), row(4, StateKind::finished)}, 2);
     EXPECT_TRUE(watch.ended());
     EXPECT_TRUE(watch.allFinished());
     EXPECT_THAT(watch.unknown(), IsEmpty());
@@ -125,7 +128,7 @@ TEST(Phrases, LeaveNothingForATerminalToActUpon) {
 }
 
 TEST(Phrases, PlainLines) {
-    auto running = row(3, "downloading");
+    auto running = row(3, StateKind::downloading);
     running.downloaded = 500'000;
     running.size = 2'000'000;
     running.connections = 2;

@@ -100,13 +100,14 @@ class PlainView : public View {
 public:
     bool show(const Watch& watch) override {
         for (const auto& row : watch.rows()) {
-            auto& [state, at, line] = said_[row.id];
-            const auto stateNow = row.state + (row.checksumMatches ? "*" : "");
-            if (stateNow == state && now() - at < betweenProgressLines) {
+            auto& [state, isChecked, at, line] = said_[row.id];
+            const bool isSame = state == row.state && isChecked == row.checksumMatches.has_value();
+            if (isSame && now() - at < betweenProgressLines) {
                 continue;
             }
             auto next = plainLine(row) + "\n";
-            state = stateNow;
+            state = row.state;
+            isChecked = row.checksumMatches.has_value();
             at = now();
             if (next != line && !writeOut(next)) {
                 return false;
@@ -118,7 +119,8 @@ public:
 
 private:
     struct Said {
-        std::string state;
+        std::optional<RowState> state;
+        bool isChecked = false;
         double at = 0;
         std::string line;
     };

@@ -19,10 +19,6 @@ std::string lastComponent(const URL& folder) {
     return name.empty() ? path : name;
 }
 
-bool differs(const DownloadRecord& record) {
-    return record.checksum && record.checksumResult && !record.checksumResult->matches();
-}
-
 } // namespace
 
 LinuxNotifier::LinuxNotifier(Bus& session, std::function<bool()> wanted, Reveal reveal, double patience)
@@ -33,7 +29,7 @@ LinuxNotifier::~LinuxNotifier() = default;
 
 void LinuxNotifier::finished(const DownloadRecord& record) {
     const std::string folder = lastComponent(record.folder);
-    if (differs(record)) {
+    if (record.isMismatched()) {
         post(Matter::suspicious,
              {record.displayName(),
               words::checksumMismatch(Checksum::name(record.checksum->algorithm), folder)},

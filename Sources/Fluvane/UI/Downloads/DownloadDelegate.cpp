@@ -47,10 +47,6 @@ std::optional<QColor> tint(const QStyleOptionViewItem& option) {
     return over;
 }
 
-bool needsAttention(const QString& stateIcon) {
-    return stateIcon == "warning" || stateIcon == "link";
-}
-
 } // namespace
 
 struct DownloadDelegate::Look {
@@ -134,11 +130,11 @@ void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& give
     if (hasBar) {
         const QVariant done = index.data(DownloadsModel::FractionRole);
         paintProgress(*painter, where.bar, option.palette, option.direction,
-                      {.state = index.data(DownloadsModel::StateRole).toString(),
+                      {.state = index.data(DownloadsModel::StateRole).value<StateKind>(),
                        .fraction = done.isValid() ? std::optional(done.toDouble()) : std::nullopt,
                        .step = index.data(DownloadsModel::StepRole).toInt()});
     }
-    const bool warns = needsAttention(index.data(DownloadsModel::StateIconRole).toString());
+    const bool warns = index.data(DownloadsModel::AttentionRole).toBool();
     painter->setPen(warns ? how.warning : how.quiet);
     const QString line = index.data(DownloadsModel::LineRole).toString();
     painter->drawText(where.line, Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine,
@@ -155,7 +151,8 @@ void DownloadDelegate::paintTop(QPainter& painter, const Look& look, const Place
         leftToRight ? place.setRight(place.right() - by) : place.setLeft(place.left() + by);
     };
     const QString state = index.data(DownloadsModel::StateIconRole).toString();
-    icon(state, needsAttention(state) ? look.warning : look.quiet).paint(&painter, places.state);
+    const bool warns = index.data(DownloadsModel::AttentionRole).toBool();
+    icon(state, warns ? look.warning : look.quiet).paint(&painter, places.state);
     QRect rest = places.name;
     shorten(rest, stateSide + spacing::medium);
     if (const QString done = percent(index); !done.isEmpty()) {

@@ -16,16 +16,7 @@ namespace {
 
 constexpr double visible = 3; ///< Contrast that shapes need.
 
-bool runs(const QString& state) {
-    return state == "downloading" || state == "starting" || state == "verifying" || state == "finishing" ||
-           state == "retrying";
-}
-
-bool needsAttention(const QString& state) {
-    return state == "failed" || state == "link-expired";
-}
-
-QColor fillColor(const QPalette& palette, const QString& state) {
+QColor fillColor(const QPalette& palette, StateKind state) {
     const QColor ground = palette.color(QPalette::Base);
     const QColor wanted = runs(state)             ? palette.color(QPalette::Highlight)
                           : needsAttention(state) ? QColor(0xC0, 0x1C, 0x28)
@@ -60,7 +51,7 @@ void paintProgress(QPainter& painter, const QRect& place, const QPalette& palett
     painter.fillPath(outline, track);
     painter.setClipPath(outline);
     if (!look.fraction) {
-        if (look.state == "downloading") {
+        if (look.state == StateKind::downloading) {
             paintStripes(painter, place, fill, look.step);
         }
     } else if (*look.fraction > 0) {

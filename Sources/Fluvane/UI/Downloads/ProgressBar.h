@@ -3,9 +3,10 @@
 
 #pragma once
 
+#include "FluvaneCore/StateKind.h"
+
 #include <QPalette>
 #include <QRect>
-#include <QString>
 
 #include <optional>
 
@@ -14,13 +15,13 @@ class QPainter;
 namespace fluvane {
 
 struct ProgressLook {
-    QString state;                    ///< The state's name in the list.
+    StateKind state = StateKind::queued;
     std::optional<double> fraction{}; ///< Absent: unknown, drawn as stripes.
     int step = 0;                     ///< Moves the stripes as bytes arrive.
 };
 
-/// Draws a slim bar. Running ones are filled, stopped ones in grey, those that need attention hatched, so
-/// that they are told apart without colours too.
+/// Draws a slim bar. Running ones are filled, waiting and stopped ones in grey, those that need attention
+/// hatched, so that they are told apart without colours too.
 void paintProgress(QPainter& painter, const QRect& place, const QPalette& palette,
                    Qt::LayoutDirection direction, const ProgressLook& look);
 

@@ -6,7 +6,6 @@
 #include "Fluvane/UI/Inspector/Fields.h"
 #include "Fluvane/UI/Models/FolderText.h"
 #include "FluvaneCore/DetailWords.h"
-#include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
 #include "Tessivar/Windows/Colors.h"
@@ -24,18 +23,18 @@ namespace {
 
 constexpr int signSize = 20;
 
-/// What needs attention, empty where nothing does.
+/// What needs attention, or what holds it back though a person can have it otherwise; empty where nothing
+/// does.
 std::string problem(const DownloadRecord& record) {
-    const auto* failure = record.state.failure();
-    const bool waits = record.state.isWaiting(DownloadState::Wait::linkExpired) ||
-                       record.state.isWaiting(DownloadState::Wait::limitedNetwork);
-    if (failure || waits) {
-        return words::oneLine(words::state(stateName(record.state), failure ? *failure : std::string()));
+    const bool held = record.state.isWaiting(DownloadState::Wait::limitedNetwork);
+    if (!needsAttention(record) && !held) {
+        return {};
     }
-    if (record.checksum && record.checksumResult && !record.checksumResult->matches()) {
+    if (record.state.is<DownloadState::Finished>()) {
         return words::checksumMismatch(Checksum::name(record.checksum->algorithm), folderText(record.folder));
     }
-    return {};
+    const auto* failure = record.state.failure();
+    return words::oneLine(words::state(record.state.kind(), failure ? *failure : std::string()));
 }
 
 QLabel* wrapped(QWidget* parent) {

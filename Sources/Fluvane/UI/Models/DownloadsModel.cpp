@@ -5,7 +5,6 @@
 
 #include "Fluvane/UI/Models/FolderText.h"
 #include "FluvaneCore/Rules.h"
-#include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneEngine/Abilities.h"
 
@@ -34,22 +33,17 @@ QString shown(std::string_view utf8) {
     return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
 }
 
-StateGroup groupOf(const State& state) {
-    if (state.is<State::Finished>()) {
+StateGroup groupOf(StateKind state) {
+    if (state == StateKind::finished) {
         return StateGroup::finished;
     }
-    if (state.is<State::Failed>() || state.isWaiting(State::Wait::linkExpired)) {
+    if (needsAttention(state)) {
         return StateGroup::attention;
     }
-    if (state.is<State::Paused>()) {
+    if (state == StateKind::paused) {
         return StateGroup::paused;
     }
     return runs(state) ? StateGroup::running : StateGroup::waiting;
-}
-
-int stateNumber(const State& state) {
-    const auto* waiting = std::get_if<State::Waiting>(&state.value);
-    return static_cast<int>(state.value.index()) * 8 + (waiting ? static_cast<int>(waiting->reason) : 0);
 }
 
 enum ChecksumState { noChecksum, unchecked, matching, differing };
@@ -70,8 +64,9 @@ DownloadsModel::Snapshot taken(const DownloadManager& manager, const Download& d
     const DownloadRecord& record = download.record;
     DownloadsModel::Snapshot now;
     now.id = record.id;
-    now.group = groupOf(record.state);
-    now.state = stateNumber(record.state);
+    now.state = record.state.kind();
+    now.group = groupOf(now.state);
+    now.needsAttention = needsAttention(record);
     now.prioritized = download.isPrioritized();
     now.checksum = checksumState(record);
     now.size = record.size.value_or(-1);
@@ -95,27 +90,31 @@ QString hostOf(const URL& link) {
     return shown(link.host().value_or(""));
 }
 
-const char* stateIcon(const DownloadRecord& record) {
-    const State& state = record.state;
-    if (state.is<State::Failed>() || checksumState(record) == differing) {
+const char* stateIcon(const DownloadsModel::Snapshot& now) {
+    switch (now.state) {
+    case StateKind::queued:
+        return "clock";
+    case StateKind::starting:
+    case StateKind::downloading:
+        return "download";
+    case StateKind::paused:
+        return "pause";
+    case StateKind::offline:
+    case StateKind::limitedNetwork:
+        return "offline";
+    case StateKind::retrying:
+        return "retry";
+    case StateKind::linkExpired:
+        return "link";
+    case StateKind::verifying:
+    case StateKind::finishing:
+        return "checksum";
+    case StateKind::finished:
+        return now.needsAttention ? "warning" : "check";
+    case StateKind::failed:
         return "warning";
     }
-    if (const auto* waiting = std::get_if<State::Waiting>(&state.value)) {
-        switch (waiting->reason) {
-        case State::Wait::offline:
-        case State::Wait::limitedNetwork:
-            return "offline";
-        case State::Wait::retrying:
-            return "retry";
-        case State::Wait::linkExpired:
-            return "link";
-        }
-    }
-    return state.is<State::Finished>()                                    ? "check"
-           : state.is<State::Paused>()                                    ? "pause"
-           : state.is<State::Queued>()                                    ? "clock"
-           : state.is<State::Verifying>() || state.is<State::Finishing>() ? "checksum"
-                                                                          : "download";
+    return "";
 }
 
 QUrl fileURL(const DownloadRecord& record) {
@@ -135,7 +134,7 @@ QString toolTip(const QString& name, const QString& line) {
 DownloadWords::DownloadWords(const DownloadManager& manager, const Download& download,
                              std::optional<std::int64_t> place, Date now) {
     const DownloadRecord& record = download.record;
-    progress_.stateName = stateName(record.state);
+    progress_.state = record.state.kind();
     if (const auto* reason = record.state.failure()) {
         progress_.reason = *reason;
     }
@@ -199,7 +198,7 @@ double DownloadsModel::Snapshot::fraction() const {
 
 bool DownloadsModel::Snapshot::isIn(StateGroup wanted) const {
     return wanted == StateGroup::all || wanted == group ||
-           (wanted == StateGroup::attention && checksum == differing && group == StateGroup::finished);
+           (wanted == StateGroup::attention && needsAttention);
 }
 
 int DownloadsModel::Summary::in(StateGroup group) const {
@@ -398,6 +397,12 @@ QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
         return row.now.fraction() < 0 ? QVariant() : QVariant(row.now.fraction());
     case StepRole:
         return static_cast<int>(row.now.done / 16384 % 4096);
+    case StateRole:
+        return QVariant::fromValue(row.now.state);
+    case StateIconRole:
+        return stateIcon(row.now);
+    case AttentionRole:
+        return row.now.needsAttention;
     case PrioritizedRole:
         return row.now.prioritized && row.now.group != StateGroup::finished;
     case HasBarRole:
@@ -423,12 +428,8 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
     }
     case Qt::ToolTipRole:
         return toolTip(row.name, line());
-    case StateRole:
-        return shown(stateName(download.record.state));
     case KindIconRole:
         return kindIcon(download.record.displayName());
-    case StateIconRole:
-        return stateIcon(download.record);
     case FileRole:
         return fileURL(download.record);
     default:

@@ -49,9 +49,10 @@ public:
         IdRole = Qt::UserRole + 1, ///< qlonglong
         LineRole,                  ///< Its state in words.
         FractionRole,              ///< 0 to 1; invalid while it can't be known.
-        StateRole,                 ///< The state's name in the list.
+        StateRole,                 ///< StateKind
         KindIconRole,              ///< Name of the icon for the file's kind.
         StateIconRole,             ///< Name of the icon for the state.
+        AttentionRole,             ///< Whether only a person can put right what happened.
         FileRole,                  ///< QUrl of the finished file; invalid for any other.
         PrioritizedRole,
         HasBarRole, ///< Whether there is progress to draw.
@@ -62,7 +63,8 @@ public:
     struct Snapshot {
         std::int64_t id = 0;
         StateGroup group = StateGroup::waiting;
-        int state = 0; ///< Tells apart states and reasons to wait.
+        StateKind state = StateKind::queued;
+        bool needsAttention = false; ///< Also a finished one, whose file isn't the expected one.
         bool prioritized = false;
         int checksum = 0;
         int connections = 0;
@@ -76,7 +78,6 @@ public:
         Date completed{};
         friend bool operator==(const Snapshot&, const Snapshot&) = default;
         [[nodiscard]] double fraction() const; ///< Below 0 when it can't be known.
-        /// One whose file isn't the expected one is finished and needs attention.
         [[nodiscard]] bool isIn(StateGroup wanted) const;
     };
     struct Summary {

@@ -9,7 +9,6 @@
 #include "FluvaneCore/FileName.h"
 #include "FluvaneCore/NumberedRange.h"
 #include "FluvaneCore/Objections.h"
-#include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"
 
@@ -153,7 +152,7 @@ bool NewDownloadDraft::findListed() {
         const Download* const download = next != found.end() && next->first == i ? (next++)->second : nullptr;
         Row& row = result_->rows[i];
         const auto listed = download ? std::optional(download->id()) : std::nullopt;
-        const auto state = download ? stateName(download->record.state) : std::string_view();
+        const auto state = download ? std::optional(download->record.state.kind()) : std::nullopt;
         anyChanged = anyChanged || row.listed != listed || row.state != state;
         row.listed = listed;
         row.state = state;

@@ -38,7 +38,7 @@ public:
         std::size_t times = 1;                   ///< It is in the text.
         std::optional<std::string> ruleFolder{}; ///< As the first fitting rule has it.
         std::optional<std::int64_t> listed{};    ///< The download that has this link already.
-        std::string_view state{};                ///< That download's, by its name in the list.
+        std::optional<StateKind> state{};        ///< That download's.
     };
 
     /// What it is given must outlive it.

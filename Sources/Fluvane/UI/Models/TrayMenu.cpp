@@ -11,8 +11,6 @@ namespace fluvane {
 
 namespace {
 
-using State = DownloadState;
-
 std::string flowOf(const Download& download) {
     const auto done = download.liveBytes();
     const auto size = download.record.size.value_or(0);
@@ -24,15 +22,26 @@ std::string flowOf(const Download& download) {
 } // namespace
 
 std::string trayProgress(const Download& download) {
-    const auto& state = download.record.state;
-    if (state.is<State::Downloading>()) {
+    const StateKind state = download.record.state.kind();
+    switch (state) {
+    case StateKind::downloading:
         return flowOf(download);
-    }
-    if (state.is<State::Verifying>()) {
+    case StateKind::verifying:
         return "checking the file";
+    case StateKind::queued:
+    case StateKind::offline:
+    case StateKind::retrying:
+    case StateKind::linkExpired:
+    case StateKind::limitedNetwork:
+        return "waiting";
+    case StateKind::starting:
+    case StateKind::paused:
+    case StateKind::finishing:
+    case StateKind::finished:
+    case StateKind::failed:
+        return std::string(stateName(state));
     }
-    const bool waits = state.is<State::Waiting>() || state.is<State::Queued>();
-    return waits ? "waiting" : std::string(stateName(state));
+    return {};
 }
 
 TrayMenu TrayMenu::of(const std::vector<const Download*>& downloads) {
@@ -42,9 +51,8 @@ TrayMenu TrayMenu::of(const std::vector<const Download*>& downloads) {
         if (runs(state)) {
             menu.running.push_back(download);
         }
-        menu.canPause = menu.canPause || abilities(*download).pause;
-        menu.canResume =
-            menu.canResume || state.is<State::Paused>() || state.isWaiting(State::Wait::limitedNetwork);
+        menu.canPause = menu.canPause || canPause(state);
+        menu.canResume = menu.canResume || resumesWithAll(state);
     }
     return menu;
 }

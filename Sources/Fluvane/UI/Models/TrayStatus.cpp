@@ -143,14 +143,14 @@ TrayStatus trayStatus(const Downloads& downloads, const Downloads& problems) {
 
 TrayProblems::Problem TrayProblems::problemOf(const Download& download) {
     const auto& record = download.record;
+    if (!needsAttention(record)) {
+        return Problem::none;
+    }
     if (record.state.failure()) {
         return Problem::failed;
     }
-    if (record.state.isWaiting(State::Wait::linkExpired)) {
-        return Problem::linkExpired;
-    }
-    const bool differs = record.checksumResult && !record.checksumResult->matches();
-    return differs ? Problem::mismatch : Problem::none;
+    const bool expired = record.state.isWaiting(State::Wait::linkExpired);
+    return expired ? Problem::linkExpired : Problem::mismatch;
 }
 
 /// As it came from the saved list. A link that expired holds its download up until the user does something.
