@@ -30,12 +30,39 @@ if(CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
 endif()
 
-# A layer is a static library of the sources beside its CMakeLists.txt; what it may see is what it links.
+# The include roots, made anew by each configuration: a header that is gone leaves no link behind.
+set(FLUVANE_INCLUDE_ROOTS ${CMAKE_BINARY_DIR}/include)
+file(REMOVE_RECURSE ${FLUVANE_INCLUDE_ROOTS})
+
+# Gives a target an include root with nothing but the headers beside its CMakeLists.txt, under their usual paths. Whoever
+# doesn't link the target can't include them. Each header is a link of its own, since one layer's folder may be in
+# another's.
+function(fluvane_include_root target visibility)
+    set(root ${FLUVANE_INCLUDE_ROOTS}/${target})
+    cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${CMAKE_SOURCE_DIR}/Sources OUTPUT_VARIABLE folder)
+    file(MAKE_DIRECTORY ${root}/${folder})
+    file(GLOB headers CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+    foreach(header ${headers})
+        cmake_path(GET header FILENAME name)
+        file(CREATE_LINK ${header} ${root}/${folder}/${name} SYMBOLIC)
+    endforeach()
+    target_include_directories(${target} ${visibility} ${root})
+endfunction()
+
+# A layer is a static library of the sources beside its CMakeLists.txt; what it may see is what it links. Without
+# sources it is its headers.
 function(fluvane_layer name)
     cmake_parse_arguments(layer "" "" "LINKS;PRIVATE_LINKS" ${ARGN})
-    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
-    add_library(${name} STATIC ${sources})
-    target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR}/Sources)
+    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+    if(NOT sources)
+        add_library(${name} INTERFACE)
+        fluvane_include_root(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE ${layer_LINKS})
+        return()
+    endif()
+    file(GLOB headers CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+    add_library(${name} STATIC ${sources} ${headers})
+    fluvane_include_root(${name} PUBLIC)
     target_link_libraries(${name} PUBLIC ${layer_LINKS} PRIVATE FluvaneOptions ${layer_PRIVATE_LINKS})
 endfunction()
 

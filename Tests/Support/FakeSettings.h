@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Fluvane/Commands/SettingsAccess.h"
+#include "Fluvane/Ports/SettingsAccess.h"
 #include "FluvaneEngine/DownloadManager.h"
 
 #include <stdexcept>

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Fluvane/Linux/MainQueue.h"
+#include "FluvaneEngine/MainQueue.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -3,10 +3,10 @@
 
 #include "Tessivar/HangWatch.h"
 
-#include "Fluvane/Linux/WatchedApplication.h"
 #include "Support/Rows.h"
 #include "Support/TemporaryFolder.h"
 #include "Tessivar/HangJudge.h"
+#include "Tessivar/Qt/WatchedApplication.h"
 #include "Tessivar/Symbols.h"
 
 #include <QEventLoop>
@@ -165,7 +165,7 @@ TEST(WatchedApplication, KnowsAnInnerLoopFromAHang) {
     char name[] = "test";
     char* arguments[] = {name, nullptr};
     Watched main;
-    fluvane::WatchedApplication<QCoreApplication> application(count, arguments, main.watch);
+    tessivar::WatchedApplication<QCoreApplication> application(count, arguments, main.watch);
     main.watch.start();
     QTimer::singleShot(0, [&] {
         QEventLoop inner;

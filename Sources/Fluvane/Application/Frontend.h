@@ -3,10 +3,10 @@
 
 #pragma once
 
-#include "Fluvane/Commands/ApplicationWindows.h"
-#include "Fluvane/Commands/SettingsAccess.h"
-#include "Fluvane/Linux/MainQueue.h"
+#include "Fluvane/Ports/ApplicationWindows.h"
+#include "Fluvane/Ports/SettingsAccess.h"
 #include "FluvaneEngine/DownloadManager.h"
+#include "FluvaneEngine/MainQueue.h"
 
 #include <QCoreApplication>
 

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "Fluvane/Commands/Reply.h"
-#include "Fluvane/Commands/SettingsAccess.h"
-#include "Fluvane/Commands/Windows.h"
+#include "Fluvane/Ports/SettingsAccess.h"
+#include "Fluvane/Ports/Windows.h"
 #include "FluvaneEngine/DownloadManager.h"
 
 #include <functional>

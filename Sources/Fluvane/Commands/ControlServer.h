@@ -4,7 +4,7 @@
 #pragma once
 
 #include "Fluvane/Commands/Reply.h"
-#include "Fluvane/Linux/MainQueue.h"
+#include "FluvaneEngine/MainQueue.h"
 
 #include <chrono>
 #include <memory>

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "Fluvane/Linux/MainQueue.h"
 #include "Fluvane/Linux/SerialQueue.h"
+#include "FluvaneEngine/MainQueue.h"
 #include "FluvaneEngine/Platform.h"
 #include "TessivarCore/FileSystem.h"
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Fluvane/Linux/MainQueue.h"
+#include "FluvaneEngine/MainQueue.h"
 #include "FluvaneEngine/Platform.h"
 
 #include <functional>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Terminal.h"
+#include "FluvaneWatch/Program/Terminal.h"
 
 #include "Fluvane/Client/StandardStreams.h"
 

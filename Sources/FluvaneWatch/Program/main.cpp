@@ -6,8 +6,8 @@
 #include "Fluvane/Client/StandardStreams.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneWatch/Phrases.h"
+#include "FluvaneWatch/Program/Terminal.h"
 #include "FluvaneWatch/Watch.h"
-#include "Terminal.h"
 
 #include <fmt/format.h>
 #include <unistd.h>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/SettingsWindow.h"
+#include "Fluvane/UI/Settings/SettingsWindow.h"
 
 #include "Support/Windows/FakeAutostart.h"
 #include "Support/Windows/Widgets.h"

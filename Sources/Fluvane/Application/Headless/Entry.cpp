@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "Fluvane/Application/Frontend.h"
-#include "Fluvane/Linux/WatchedApplication.h"
+#include "Tessivar/Qt/WatchedApplication.h"
 
 namespace fluvane {
 

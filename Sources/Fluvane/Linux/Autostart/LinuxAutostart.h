@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Fluvane/UI/Models/Autostart.h"
+#include "Fluvane/Ports/Autostart.h"
 
 #include <filesystem>
 #include <string>

@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "Fluvane/Linux/MainQueue.h"
 #include "Fluvane/Linux/SerialQueue.h"
-#include "Fluvane/UI/Models/FileActions.h"
+#include "Fluvane/Ports/FileActions.h"
+#include "FluvaneEngine/MainQueue.h"
 
 #include <functional>
 #include <memory>

@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "Fluvane/Linux/MainQueue.h"
 #include "Fluvane/Linux/Transport/SpeedLimiter.h"
 #include "Fluvane/Linux/Transport/TransportOptions.h"
+#include "FluvaneEngine/MainQueue.h"
 #include "FluvaneEngine/Platform.h"
 
 #include <memory>

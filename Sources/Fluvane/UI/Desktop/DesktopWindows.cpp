@@ -4,12 +4,12 @@
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 
 #include "Fluvane/Linux/Services/Bus.h"
-#include "Fluvane/Settings/SettingsWindow.h"
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 #include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
 #include "Fluvane/UI/Models/SpeedHistory.h"
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
+#include "Fluvane/UI/Settings/SettingsWindow.h"
 #include "Fluvane/UI/Tray/StatusMenu.h"
 #include "Fluvane/UI/Welcome/WelcomeWindow.h"
 #include "FluvaneEngine/Abilities.h"

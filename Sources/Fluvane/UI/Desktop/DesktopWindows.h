@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "Fluvane/Commands/ApplicationWindows.h"
-#include "Fluvane/UI/Models/Autostart.h"
+#include "Fluvane/Ports/ApplicationWindows.h"
+#include "Fluvane/Ports/Autostart.h"
 #include "Fluvane/UI/Models/RecentFolders.h"
 #include "Fluvane/UI/Models/WindowContext.h"
 

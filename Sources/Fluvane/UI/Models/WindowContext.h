@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "Fluvane/Commands/SettingsAccess.h"
-#include "Fluvane/Commands/Windows.h"
-#include "Fluvane/UI/Models/FileActions.h"
+#include "Fluvane/Ports/FileActions.h"
+#include "Fluvane/Ports/SettingsAccess.h"
+#include "Fluvane/Ports/Windows.h"
 #include "Fluvane/UI/Models/ListFeed.h"
 #include "FluvaneEngine/DownloadManager.h"
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Fluvane/UI/Models/Autostart.h"
+#include "Fluvane/Ports/Autostart.h"
 #include "Fluvane/UI/Models/WindowContext.h"
 
 #include <QWidget>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/RuleDelegate.h"
+#include "Fluvane/UI/Settings/RuleDelegate.h"
 
 #include "Fluvane/UI/Models/RulesModel.h"
 #include "Tessivar/Windows/Colors.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/FolderButton.h"
+#include "Fluvane/UI/Settings/FolderButton.h"
 
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/UI/Models/FolderText.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/MessageLine.h"
+#include "Fluvane/UI/Settings/MessageLine.h"
 
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "Fluvane/Settings/Form.h"
-#include "Fluvane/Settings/SettingsWindow.h"
+#include "Fluvane/UI/Settings/Form.h"
+#include "Fluvane/UI/Settings/SettingsWindow.h"
 
 #include <QPointer>
 

@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "Fluvane/Settings/Form.h"
-#include "Fluvane/UI/Models/Autostart.h"
+#include "Fluvane/Ports/Autostart.h"
 #include "Fluvane/UI/Models/WindowContext.h"
+#include "Fluvane/UI/Settings/Form.h"
 
 class QCheckBox;
 

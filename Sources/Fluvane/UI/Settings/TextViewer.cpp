@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/TextViewer.h"
+#include "Fluvane/UI/Settings/TextViewer.h"
 
-#include "Fluvane/Settings/Form.h"
+#include "Fluvane/UI/Settings/Form.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarCore/AtomicFile.h"

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/FilesPane.h"
+#include "Fluvane/UI/Settings/FilesPane.h"
 
-#include "Fluvane/Settings/FolderButton.h"
-#include "Fluvane/Settings/LiveConfig.h"
 #include "Fluvane/UI/Models/FolderText.h"
+#include "Fluvane/UI/Settings/FolderButton.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
 #include "FluvaneCore/DuplicateNaming.h"
 #include "Tessivar/Windows/Spacing.h"
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/Form.h"
+#include "Fluvane/UI/Settings/Form.h"
 
 #include "Tessivar/Windows/Spacing.h"
 

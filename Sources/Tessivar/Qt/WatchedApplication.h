@@ -8,7 +8,7 @@
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 
-namespace fluvane {
+namespace tessivar {
 
 /// An application object whose main thread marks for the watch what it works on. `Application` is
 /// QCoreApplication or one of its descendants.
@@ -20,19 +20,19 @@ template <class Application>
 class WatchedApplication : public Application {
 public:
     /// `count` and the watch must outlive it, as Qt asks of `count`.
-    WatchedApplication(int& count, char** arguments, tessivar::HangWatch& watch)
+    WatchedApplication(int& count, char** arguments, HangWatch& watch)
         : Application(count, arguments), watch_(watch) {
         QObject::connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this,
                          [this] { watch_.idle(); });
     }
 
     bool notify(QObject* receiver, QEvent* event) override {
-        const tessivar::HangWatch::Work work(watch_);
+        const HangWatch::Work work(watch_);
         return Application::notify(receiver, event);
     }
 
 private:
-    tessivar::HangWatch& watch_;
+    HangWatch& watch_;
 };
 
-} // namespace fluvane
+} // namespace tessivar

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Fluvane/Settings/Form.h"
+#include "Fluvane/UI/Settings/Form.h"
 
 namespace fluvane {
 

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/RuleEditor.h"
+#include "Fluvane/UI/Settings/RuleEditor.h"
 
-#include "Fluvane/Settings/FolderButton.h"
-#include "Fluvane/Settings/Form.h"
+#include "Fluvane/UI/Settings/FolderButton.h"
+#include "Fluvane/UI/Settings/Form.h"
 #include "FluvaneEngine/Config.h"
 #include "Tessivar/Windows/Spacing.h"
 

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/RulesPane.h"
+#include "Fluvane/UI/Settings/RulesPane.h"
 
-#include "Fluvane/Settings/LiveConfig.h"
-#include "Fluvane/Settings/RuleDelegate.h"
-#include "Fluvane/Settings/RuleEditor.h"
 #include "Fluvane/UI/Models/RuleTrial.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
+#include "Fluvane/UI/Settings/RuleDelegate.h"
+#include "Fluvane/UI/Settings/RuleEditor.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/AboutPane.h"
+#include "Fluvane/UI/Settings/AboutPane.h"
 
-#include "Fluvane/Settings/Bindings.h"
-#include "Fluvane/Settings/LiveConfig.h"
-#include "Fluvane/Settings/TextViewer.h"
+#include "Fluvane/UI/Settings/Bindings.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
+#include "Fluvane/UI/Settings/TextViewer.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarCore/AppIdentity.h"

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/Bindings.h"
+#include "Fluvane/UI/Settings/Bindings.h"
 
-#include "Fluvane/Settings/LiveConfig.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
 
 #include <QCheckBox>
 #include <QLineEdit>

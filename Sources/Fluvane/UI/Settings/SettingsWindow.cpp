@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/SettingsWindow.h"
+#include "Fluvane/UI/Settings/SettingsWindow.h"
 
-#include "Fluvane/Settings/AboutPane.h"
-#include "Fluvane/Settings/ConnectionsPane.h"
-#include "Fluvane/Settings/FilesPane.h"
-#include "Fluvane/Settings/GeneralPane.h"
-#include "Fluvane/Settings/LiveConfig.h"
-#include "Fluvane/Settings/MessageLine.h"
-#include "Fluvane/Settings/RulesPane.h"
+#include "Fluvane/UI/Settings/AboutPane.h"
+#include "Fluvane/UI/Settings/ConnectionsPane.h"
+#include "Fluvane/UI/Settings/FilesPane.h"
+#include "Fluvane/UI/Settings/GeneralPane.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
+#include "Fluvane/UI/Settings/MessageLine.h"
+#include "Fluvane/UI/Settings/RulesPane.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/GeneralPane.h"
+#include "Fluvane/UI/Settings/GeneralPane.h"
 
-#include "Fluvane/Settings/Bindings.h"
-#include "Fluvane/Settings/LiveConfig.h"
-#include "Fluvane/Settings/MessageLine.h"
+#include "Fluvane/UI/Settings/Bindings.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
+#include "Fluvane/UI/Settings/MessageLine.h"
 
 #include <QCheckBox>
 #include <QFile>

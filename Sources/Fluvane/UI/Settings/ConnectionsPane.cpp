@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/ConnectionsPane.h"
+#include "Fluvane/UI/Settings/ConnectionsPane.h"
 
-#include "Fluvane/Settings/Bindings.h"
-#include "Fluvane/Settings/LiveConfig.h"
-#include "Fluvane/Settings/SpeedLimitField.h"
+#include "Fluvane/UI/Settings/Bindings.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
+#include "Fluvane/UI/Settings/SpeedLimitField.h"
 #include "FluvaneCore/Words.h"
 
 #include <QComboBox>

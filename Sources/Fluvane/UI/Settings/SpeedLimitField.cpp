@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/SpeedLimitField.h"
+#include "Fluvane/UI/Settings/SpeedLimitField.h"
 
-#include "Fluvane/Settings/LiveConfig.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
 #include "FluvaneCore/SpeedLimit.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Settings/LiveConfig.h"
+#include "Fluvane/UI/Settings/LiveConfig.h"
 
 #include <exception>
 

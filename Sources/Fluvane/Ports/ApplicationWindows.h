@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Fluvane/Commands/Windows.h"
+#include "Fluvane/Ports/Windows.h"
 
 #include <functional>
 #include <string>

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "Fluvane/Settings/Form.h"
 #include "Fluvane/UI/Models/RulesModel.h"
+#include "Fluvane/UI/Settings/Form.h"
 
 #include <array>
 #include <functional>
