@@ -290,7 +290,7 @@ Json encode(const DownloadState& state) {
 
 Json encode(const DownloadRecord& record) {
     ObjectWriter object(22);
-    object.put("id", record.id);
+    object.put("id", number(record.id));
     object.put("url", encode(record.url.absoluteString()));
     object.putIfPresent("finalURL", record.finalURL);
     object.putIfPresent("referrer", record.referrer);
@@ -409,7 +409,8 @@ DownloadRecord decode<DownloadRecord>(const Json& json) {
     auto url = required<URL>(json, "url");
     auto finalURL = optional<URL>(json, "finalURL");
     auto referrer = optional<URL>(json, "referrer");
-    DownloadRecord record(id, std::move(url), required<URL>(json, "folder"), std::move(referrer), Date());
+    DownloadRecord record(DownloadID{id}, std::move(url), required<URL>(json, "folder"), std::move(referrer),
+                          Date());
     record.finalURL = std::move(finalURL);
     record.name = optional<std::string>(json, "name");
     record.partial = optional<URL>(json, "partial");

@@ -121,7 +121,7 @@ std::optional<DownloadState::Wait> DownloadState::waitFrom(std::string_view rawV
     return std::nullopt;
 }
 
-DownloadRecord::DownloadRecord(std::int64_t id_, URL url_, URL folder_, std::optional<URL> referrer_,
+DownloadRecord::DownloadRecord(DownloadID id_, URL url_, URL folder_, std::optional<URL> referrer_,
                                Date added_)
     : id(id_), url(std::move(url_)), referrer(std::move(referrer_)), folder(std::move(folder_)),
       added(added_) {}
@@ -152,7 +152,7 @@ bool DownloadRecord::isMismatched() const {
 }
 
 std::int64_t DownloadRecord::queueKey() const {
-    return queueOrder.value_or(id);
+    return queueOrder.value_or(number(id));
 }
 
 } // namespace fluvane

@@ -5,6 +5,7 @@
 
 #include "FluvaneCore/Checksum.h"
 #include "FluvaneCore/Date.h"
+#include "FluvaneCore/DownloadID.h"
 #include "FluvaneCore/Headers.h"
 #include "FluvaneCore/Piece.h"
 #include "FluvaneCore/StateKind.h"
@@ -82,7 +83,7 @@ struct DownloadState {
 
 /// Everything about one download that outlives the process. The stored form's keys are the field names.
 struct DownloadRecord {
-    std::int64_t id;
+    DownloadID id;
     URL url;                     ///< The link as added.
     std::optional<URL> finalURL; ///< After redirects.
     std::optional<URL> referrer;
@@ -105,7 +106,7 @@ struct DownloadRecord {
     std::optional<bool> prioritized;
     std::optional<std::int64_t> queueOrder;
 
-    DownloadRecord(std::int64_t id, URL url, URL folder, std::optional<URL> referrer, Date added);
+    DownloadRecord(DownloadID id, URL url, URL folder, std::optional<URL> referrer, Date added);
 
     [[nodiscard]] std::int64_t doneBytes() const;
     [[nodiscard]] std::optional<double> fraction() const; ///< 0 to 1; absent when unknown.

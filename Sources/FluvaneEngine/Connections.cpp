@@ -172,7 +172,7 @@ void DownloadManager::trim(Download& download) {
 
 // Events
 
-void DownloadManager::received(std::int64_t id, std::int64_t token, const TransferEvent& event) {
+void DownloadManager::received(DownloadID id, std::int64_t token, const TransferEvent& event) {
     assertContext();
     Download* const download = find(id);
     if (!download) {

@@ -34,7 +34,7 @@ public:
 
     explicit Download(DownloadRecord record_) : record(std::move(record_)) {}
 
-    [[nodiscard]] std::int64_t id() const { return record.id; }
+    [[nodiscard]] DownloadID id() const { return record.id; }
     [[nodiscard]] double speed() const { return meter.bytesPerSecond(); }
     /// Running transfers that aren't the probe.
     [[nodiscard]] int connections() const;

@@ -35,7 +35,7 @@ void DownloadManager::assertContext() const {
     }
 }
 
-Download* DownloadManager::find(std::int64_t id) const {
+Download* DownloadManager::find(DownloadID id) const {
     // Numbers only grow and the list keeps the order of adding, so it is sorted by them unless edited by
     // hand.
     const auto position = std::ranges::lower_bound(downloads_, id, {}, &Download::id);
@@ -46,7 +46,7 @@ Download* DownloadManager::find(std::int64_t id) const {
     return any == downloads_.end() ? nullptr : any->get();
 }
 
-const Download* DownloadManager::download(std::int64_t id) const {
+const Download* DownloadManager::download(DownloadID id) const {
     assertContext();
     return find(id);
 }
@@ -70,16 +70,16 @@ constexpr std::int64_t largestID = std::int64_t{1} << 53;
 
 /// Gives downloads with a repeated or senseless number, as only an edited list has, one of their own.
 void renumber(std::vector<DownloadRecord>& records) {
-    std::set<std::int64_t> taken;
+    std::set<DownloadID> taken;
     std::vector<DownloadRecord*> without;
     for (auto& record : records) {
-        if (record.id < 1 || record.id > largestID || !taken.insert(record.id).second) {
+        if (number(record.id) < 1 || number(record.id) > largestID || !taken.insert(record.id).second) {
             without.push_back(&record);
         }
     }
-    auto next = taken.empty() ? 1 : *taken.rbegin() + 1;
+    auto next = taken.empty() ? 1 : number(*taken.rbegin()) + 1;
     for (auto* const record : without) {
-        record->id = next++;
+        record->id = DownloadID{next++};
     }
 }
 
@@ -91,7 +91,7 @@ void DownloadManager::start() {
     auto records = store_->load();
     renumber(records);
     for (auto& record : records) {
-        nextID_ = std::max(nextID_, record.id + 1);
+        nextID_ = std::max(nextID_, number(record.id) + 1);
         downloads_.push_back(std::make_unique<Download>(std::move(record)));
     }
     started_ = true;

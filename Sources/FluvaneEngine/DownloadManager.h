@@ -56,7 +56,7 @@ public:
     /// In the order they were added. The pointers hold until the main queue's next turn.
     [[nodiscard]] std::vector<const Download*> downloads() const;
     /// Null when there is none.
-    [[nodiscard]] const Download* download(std::int64_t id) const;
+    [[nodiscard]] const Download* download(DownloadID id) const;
     /// The queued downloads in the order they will start.
     [[nodiscard]] std::vector<const Download*> queue() const;
     /// Seconds until a download that waits for it is tried again, which is for its `retryReason`; absent for
@@ -71,25 +71,25 @@ public:
 
     /// Without a folder it goes to the one in the settings; `autoFolder` lets rules choose another. Returns
     /// its number.
-    std::int64_t add(const URL& url, const std::optional<URL>& folder, const std::optional<URL>& referrer,
-                     const std::optional<Checksum>& checksum, bool autoFolder);
+    DownloadID add(const URL& url, const std::optional<URL>& folder, const std::optional<URL>& referrer,
+                   const std::optional<Checksum>& checksum, bool autoFolder);
     struct Addition {
         URL url;
         std::optional<URL> referrer{};
         std::optional<Checksum> checksum{};
     };
     /// The same for many at once, admitted together: takes time in proportion to their number.
-    std::vector<std::int64_t> add(const std::vector<Addition>& additions, const std::optional<URL>& folder,
-                                  bool autoFolder);
-    void pause(std::int64_t id);
-    void resume(std::int64_t id);
+    std::vector<DownloadID> add(const std::vector<Addition>& additions, const std::optional<URL>& folder,
+                                bool autoFolder);
+    void pause(DownloadID id);
+    void resume(DownloadID id);
     void pauseAll();
     void resumeAll();
-    void remove(std::int64_t id);
-    void downloadNext(std::int64_t id);
-    void prioritize(std::int64_t id, bool on);
-    void updateLink(std::int64_t id, const URL& url);
-    void setChecksum(std::int64_t id, const std::optional<Checksum>& checksum);
+    void remove(DownloadID id);
+    void downloadNext(DownloadID id);
+    void prioritize(DownloadID id, bool on);
+    void updateLink(DownloadID id, const URL& url);
+    void setChecksum(DownloadID id, const std::optional<Checksum>& checksum);
 
     /// From the platform's network watch.
     void setOnline(bool online);
@@ -125,7 +125,7 @@ private:
 
     // The list and its saving.
     void assertContext() const;
-    Download* find(std::int64_t id) const;
+    Download* find(DownloadID id) const;
     void restore(Download& download);
     bool wasMovedIntoPlace(const Download& download) const;
     void set(Download& download, DownloadState state);
@@ -137,13 +137,13 @@ private:
     void answerWaiters(const std::optional<std::string>& error);
     void checkpoint();
     struct Captured {
-        std::int64_t id;
+        DownloadID id;
         std::int64_t pieceGeneration;
         RecordSnapshot record;
     };
     void checkpointDone(const std::vector<Captured>& captured);
     struct Syncing {
-        using Owner = std::pair<std::int64_t, std::int64_t>; ///< Number and generation of pieces.
+        using Owner = std::pair<DownloadID, std::int64_t>; ///< Number and generation of pieces.
         std::vector<Owner> owners;
         std::vector<std::shared_ptr<PieceFile>> files;
         void add(const Download& download, std::shared_ptr<PieceFile> file);
@@ -154,7 +154,7 @@ private:
     Syncing takeFiles();
     void layOut(Download& download, std::vector<Piece> pieces);
 
-    std::int64_t append(const Addition& addition, const URL& folder, bool autoFolder);
+    DownloadID append(const Addition& addition, const URL& folder, bool autoFolder);
 
     // Admission.
     std::vector<Download*> queued() const;
@@ -200,7 +200,7 @@ private:
     void startPiece(Download& download, std::int64_t start);
     void startTransfer(Download& download, std::int64_t start, TransferRequest request, bool isProbe);
     void trim(Download& download);
-    void received(std::int64_t id, std::int64_t token, const TransferEvent& event);
+    void received(DownloadID id, std::int64_t token, const TransferEvent& event);
     void count(Download& download, std::int64_t start, std::int64_t written);
     void progressed(Download& download);
     std::int64_t measure(Download& download, double now);
@@ -230,7 +230,7 @@ private:
     void retryLater(Download& download, const TransferError& error, std::optional<double> retryAfter);
     void scheduleRetry(Download& download, double delay);
     void fail(Download& download, const std::string& message, bool discard = false);
-    void retried(std::int64_t id);
+    void retried(DownloadID id);
     void reconnect(Download& download);
 
     // Finishing.
@@ -285,8 +285,8 @@ private:
     std::int64_t ticks_ = 0;
     bool awake_ = false;
     std::int64_t received_ = 0; ///< Bytes, by all downloads.
-    std::optional<std::int64_t> measuring_;
-    std::set<std::int64_t> downloading_;
+    std::optional<DownloadID> measuring_;
+    std::set<DownloadID> downloading_;
 
     bool started_ = false;
     int batches_ = 0;

@@ -248,7 +248,7 @@ std::optional<double> DownloadManager::retryIn(const Download& download) const {
     return std::max(download.retryAt - scheduler_->now(), 0.0);
 }
 
-void DownloadManager::retried(std::int64_t id) {
+void DownloadManager::retried(DownloadID id) {
     Download* const download = find(id);
     if (!download) {
         return;
@@ -272,7 +272,7 @@ void DownloadManager::retried(std::int64_t id) {
 void DownloadManager::reconnect() {
     assertContext();
     log::network([] { return std::string("the machine is awake again, connecting anew"); });
-    std::vector<std::int64_t> ids;
+    std::vector<DownloadID> ids;
     for (const auto& download : downloads_) {
         ids.push_back(download->id()); // a failure may start others
     }

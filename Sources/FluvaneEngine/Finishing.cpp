@@ -146,7 +146,7 @@ void DownloadManager::moved(Download& download, const Outcome<URL>& location) {
 
 // Checksums given or changed later
 
-void DownloadManager::setChecksum(std::int64_t id, const std::optional<Checksum>& checksum) {
+void DownloadManager::setChecksum(DownloadID id, const std::optional<Checksum>& checksum) {
     assertContext();
     Download* const download = find(id);
     if (!download) {

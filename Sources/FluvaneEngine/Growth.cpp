@@ -147,7 +147,7 @@ void DownloadManager::remeasure(bool regrow) {
 
 /// When a download has left there is speed to be had, for those that had stopped growing too.
 void DownloadManager::noticeNeighbours() {
-    std::set<std::int64_t> now;
+    std::set<DownloadID> now;
     for (const auto& download : downloads_) {
         if (download->record.state.is<State::Downloading>()) {
             now.insert(download->id());

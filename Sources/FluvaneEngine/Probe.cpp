@@ -247,7 +247,7 @@ void DownloadManager::handOver(Download& download, int status) {
     fill(download);
 }
 
-void DownloadManager::updateLink(std::int64_t id, const URL& url) {
+void DownloadManager::updateLink(DownloadID id, const URL& url) {
     assertContext();
     Download* const download = find(id);
     if (!download) {

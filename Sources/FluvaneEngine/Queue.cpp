@@ -194,18 +194,18 @@ void DownloadManager::requeue(Download& download) {
 
 // Commands
 
-std::int64_t DownloadManager::add(const URL& url, const std::optional<URL>& folder,
-                                  const std::optional<URL>& referrer, const std::optional<Checksum>& checksum,
-                                  bool autoFolder) {
+DownloadID DownloadManager::add(const URL& url, const std::optional<URL>& folder,
+                                const std::optional<URL>& referrer, const std::optional<Checksum>& checksum,
+                                bool autoFolder) {
     return add({{.url = url, .referrer = referrer, .checksum = checksum}}, folder, autoFolder).front();
 }
 
-std::vector<std::int64_t> DownloadManager::add(const std::vector<Addition>& additions,
-                                               const std::optional<URL>& folder, bool autoFolder) {
+std::vector<DownloadID> DownloadManager::add(const std::vector<Addition>& additions,
+                                             const std::optional<URL>& folder, bool autoFolder) {
     assertContext();
     const Batch batch(*this);
     const URL target = folder ? *folder : surroundings_.folder(config_.folder);
-    std::vector<std::int64_t> ids;
+    std::vector<DownloadID> ids;
     ids.reserve(additions.size());
     for (const Addition& addition : additions) {
         ids.push_back(append(addition, target, autoFolder && !folder));
@@ -213,8 +213,8 @@ std::vector<std::int64_t> DownloadManager::add(const std::vector<Addition>& addi
     return ids;
 }
 
-std::int64_t DownloadManager::append(const Addition& addition, const URL& folder, bool autoFolder) {
-    const auto id = nextID_;
+DownloadID DownloadManager::append(const Addition& addition, const URL& folder, bool autoFolder) {
+    const auto id = DownloadID{nextID_};
     nextID_ = checkedAdd(nextID_, 1);
     DownloadRecord record(id, addition.url, folder, addition.referrer, surroundings_.today());
     record.checksum = addition.checksum;
@@ -229,7 +229,7 @@ std::int64_t DownloadManager::append(const Addition& addition, const URL& folder
     return id;
 }
 
-void DownloadManager::pause(std::int64_t id) {
+void DownloadManager::pause(DownloadID id) {
     assertContext();
     Download* const download = find(id);
     if (!download || !canPause(download->record.state)) {
@@ -241,7 +241,7 @@ void DownloadManager::pause(std::int64_t id) {
     pump();
 }
 
-void DownloadManager::resume(std::int64_t id) {
+void DownloadManager::resume(DownloadID id) {
     assertContext();
     Download* const download = find(id);
     if (!download || !canResume(download->record.state)) {
@@ -270,7 +270,7 @@ void DownloadManager::resumeAll() {
     }
 }
 
-void DownloadManager::remove(std::int64_t id) {
+void DownloadManager::remove(DownloadID id) {
     assertContext();
     Download* const download = find(id);
     if (!download) {
@@ -287,7 +287,7 @@ void DownloadManager::remove(std::int64_t id) {
     changed();
 }
 
-void DownloadManager::downloadNext(std::int64_t id) {
+void DownloadManager::downloadNext(DownloadID id) {
     assertContext();
     Download* const download = find(id);
     if (!download || !canBeNext(download->record.state)) {
@@ -312,7 +312,7 @@ void DownloadManager::downloadNext(std::int64_t id) {
     changed();
 }
 
-void DownloadManager::prioritize(std::int64_t id, bool on) {
+void DownloadManager::prioritize(DownloadID id, bool on) {
     assertContext();
     Download* const download = find(id);
     if (!download) {

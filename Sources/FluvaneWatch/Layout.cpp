@@ -143,11 +143,11 @@ private:
             name = fmt::format("{}{}{}", isolate, name, endIsolate);
         }
         if (!wordsBeside_) {
-            add(std::to_string(row_.id), name, wide);
+            add(std::to_string(number(row_.id)), name, wide);
             return;
         }
         const std::string gap(room - wide + 2, ' ');
-        add(std::to_string(row_.id), name + gap + paint(words, colourOf(row_)), width_);
+        add(std::to_string(number(row_.id)), name + gap + paint(words, colourOf(row_)), width_);
     }
 
     void addBar() {
@@ -252,7 +252,7 @@ std::string cut(std::string_view text, std::size_t width, std::size_t tail, std:
 std::vector<Line> layout(const std::vector<Row>& rows, const Style& style) {
     std::size_t margin = 1;
     for (const auto& row : rows) {
-        margin = std::max(margin, std::to_string(row.id).size());
+        margin = std::max(margin, std::to_string(number(row.id)).size());
     }
     std::vector<Block> blocks;
     blocks.reserve(rows.size());

@@ -28,7 +28,7 @@ RowState state(const std::string& name) {
 }
 
 Row row(const Json& entry) {
-    Row row{.id = coding::required<std::int64_t>(entry, "id"),
+    Row row{.id = DownloadID{coding::required<std::int64_t>(entry, "id")},
             .name = textOf(entry, "name"),
             .state = state(coding::required<std::string>(entry, "state")),
             .reason = textOf(entry, "reason"),

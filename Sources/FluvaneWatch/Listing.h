@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "FluvaneCore/DownloadID.h"
 #include "FluvaneCore/StateKind.h"
 
 #include <cstdint>
@@ -28,7 +29,7 @@ using RowState = std::variant<StateKind, Removed, UnknownState>;
 
 /// One download as the application lists it. Sizes are bytes, never negative.
 struct Row {
-    std::int64_t id = 0;
+    DownloadID id{};
     std::string name{};
     RowState state{};
     std::string reason{}; ///< A failure's sentence.

@@ -32,14 +32,14 @@ bool isDone(const Row& row) {
     return row.kind() == StateKind::finished || needsSomebody(row);
 }
 
-const Row* find(const std::vector<Row>& rows, std::int64_t id) {
+const Row* find(const std::vector<Row>& rows, DownloadID id) {
     const auto found = std::ranges::find(rows, id, &Row::id);
     return found == rows.end() ? nullptr : &*found;
 }
 
 } // namespace
 
-Watch::Watch(const std::vector<std::int64_t>& numbers) : everything_(numbers.empty()) {
+Watch::Watch(const std::vector<DownloadID>& numbers) : everything_(numbers.empty()) {
     for (const auto number : numbers) {
         if (std::ranges::find(numbers_, number) == numbers_.end()) {
             numbers_.push_back(number);
@@ -83,10 +83,10 @@ void Watch::waitForChecks(double now) {
     }
 }
 
-std::vector<std::int64_t> Watch::unknown() const {
-    std::vector<std::int64_t> missing;
+std::vector<DownloadID> Watch::unknown() const {
+    std::vector<DownloadID> missing;
     std::ranges::copy_if(numbers_, std::back_inserter(missing),
-                         [this](std::int64_t number) { return !find(rows_, number); });
+                         [this](DownloadID id) { return !find(rows_, id); });
     return missing;
 }
 

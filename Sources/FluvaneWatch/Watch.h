@@ -24,13 +24,13 @@ enum class Standing {
 class Watch {
 public:
     /// No numbers: everything that goes on, and what begins while it is watched.
-    explicit Watch(const std::vector<std::int64_t>& numbers);
+    explicit Watch(const std::vector<DownloadID>& numbers);
 
     /// Takes in the next list. `now` is in seconds of a monotonic clock.
     void update(const std::vector<Row>& list, double now);
 
     /// Wanted numbers that have never been on a list.
-    [[nodiscard]] std::vector<std::int64_t> unknown() const;
+    [[nodiscard]] std::vector<DownloadID> unknown() const;
     /// In the order asked for, or of the list.
     [[nodiscard]] const std::vector<Row>& rows() const { return rows_; }
     [[nodiscard]] Standing standing(const Row& row) const;
@@ -44,10 +44,10 @@ private:
     void waitForChecks(double now);
 
     bool everything_;
-    std::vector<std::int64_t> numbers_;
+    std::vector<DownloadID> numbers_;
     std::vector<Row> rows_;
     double now_ = 0;
-    std::map<std::int64_t, double> checkUntil_; ///< When the check of a finished file is given up.
+    std::map<DownloadID, double> checkUntil_; ///< When the check of a finished file is given up.
 };
 
 } // namespace fluvane::watch

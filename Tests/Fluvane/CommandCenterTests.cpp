@@ -6,6 +6,7 @@
 #include "Support/Engine.h"
 #include "Support/FakeSettings.h"
 #include "Support/FakeWindows.h"
+#include "Support/Numbers.h"
 
 #include <nlohmann/json.hpp>
 
@@ -18,13 +19,14 @@ namespace {
 
 using support::FakeSettings;
 using support::link;
+using support::operator""_id;
 using Arguments = CommandCenter::Arguments;
 
 constexpr const char* sha256 = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
 DownloadRecord record(std::int64_t id, DownloadState state) {
-    DownloadRecord result(id, link("http://h/file" + std::to_string(id) + ".zip"), URL::folder("/downloads"),
-                          std::nullopt, Date());
+    DownloadRecord result(DownloadID{id}, link("http://h/file" + std::to_string(id) + ".zip"),
+                          URL::folder("/downloads"), std::nullopt, Date());
     result.state = std::move(state);
     return result;
 }
@@ -88,8 +90,8 @@ protected:
     std::string states() {
         std::string text;
         for (const Download* download : engine.manager->downloads()) {
-            text +=
-                std::to_string(download->id()) + " " + std::string(stateName(download->record.state)) + ", ";
+            text += std::to_string(number(download->id())) + " " +
+                    std::string(stateName(download->record.state)) + ", ";
         }
         return text;
     }
@@ -154,25 +156,25 @@ TEST_F(CommandCenterTest, Replies) {
 TEST_F(CommandCenterTest, CommandsReachTheDownloadsTheyName) {
     EXPECT_EQ(states(), "1 starting, 2 queued, 3 queued, 4 paused, 5 finished, 6 failed, 7 link-expired, ");
     say("next 4");
-    EXPECT_EQ(engine.manager->queue().front()->id(), 4);
+    EXPECT_EQ(engine.manager->queue().front()->id(), 4_id);
     say("pause 1");
     EXPECT_EQ(states(), "1 paused, 2 queued, 3 queued, 4 starting, 5 finished, 6 failed, 7 link-expired, ");
     say("link 7 see:http://new/a,http://new/b");
-    EXPECT_EQ(engine.record(7).url, link("http://new/a"));
+    EXPECT_EQ(engine.record(7_id).url, link("http://new/a"));
     say("prioritize 6");
     EXPECT_EQ(states(), "1 paused, 2 queued, 3 queued, 4 starting, 5 finished, 6 starting, 7 queued, ");
-    EXPECT_TRUE(engine.manager->download(6)->isPrioritized());
+    EXPECT_TRUE(engine.manager->download(6_id)->isPrioritized());
     say("prioritize 6 no");
-    EXPECT_FALSE(engine.manager->download(6)->isPrioritized());
+    EXPECT_FALSE(engine.manager->download(6_id)->isPrioritized());
     say("pause all");
     EXPECT_EQ(states(), "1 paused, 2 paused, 3 paused, 4 paused, 5 finished, 6 paused, 7 paused, ");
     say("remove 2");
     say("resume all");
     EXPECT_EQ(states(), "1 starting, 3 queued, 4 queued, 5 finished, 6 queued, 7 queued, ");
     say("checksum 1 " + std::string(sha256));
-    EXPECT_EQ(engine.record(1).checksum, Checksum::recognise(sha256));
+    EXPECT_EQ(engine.record(1_id).checksum, Checksum::recognise(sha256));
     say("checksum 1 none");
-    EXPECT_EQ(engine.record(1).checksum, std::nullopt);
+    EXPECT_EQ(engine.record(1_id).checksum, std::nullopt);
 }
 
 TEST_F(CommandCenterTest, RepliesToChangesOnlyOnceTheyAreSaved) {
@@ -225,7 +227,7 @@ TEST_F(CommandCenterTest, Add) {
             added += record.autoFolder.value_or(false) ? "" : "!";
             added += (record.checksum ? " " + record.checksum->hex : "") + "\n";
             numbers += numbers.empty() ? "" : "\n";
-            numbers += "Added download " + std::to_string(record.id);
+            numbers += "Added download " + std::to_string(number(record.id));
         }
         EXPECT_EQ(reply.ok ? added : reply.text, row.outcome) << row.name;
         EXPECT_EQ(reply.ok ? reply.text : added, numbers) << row.name;
@@ -317,9 +319,9 @@ TEST_F(CommandCenterTest, WhatIsHandedOverDownloadsNothingUnasked) {
 
 TEST_F(CommandCenterTest, ActionsOfTheDesktopEntry) {
     EXPECT_TRUE(center.act("pause-all").ok);
-    EXPECT_EQ(engine.state(1), "paused");
+    EXPECT_EQ(engine.state(1_id), "paused");
     EXPECT_TRUE(center.act("resume-all").ok);
-    EXPECT_EQ(engine.state(1), "starting");
+    EXPECT_EQ(engine.state(1_id), "starting");
     for (const char* action : {"show", "new-download", "settings", "Show", ""}) {
         EXPECT_FALSE(center.act(action).ok) << action;
     }

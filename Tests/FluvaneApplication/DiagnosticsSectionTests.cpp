@@ -20,7 +20,7 @@ namespace {
 class DownloadList {
 public:
     Download& add(DownloadState state, std::int64_t done, std::optional<std::int64_t> size) {
-        const auto id = static_cast<std::int64_t>(downloads_.size()) + 1;
+        const auto id = DownloadID{static_cast<std::int64_t>(downloads_.size()) + 1};
         DownloadRecord record(id, link("https://secret/secret.iso?token=1"), link("file:///home/secret"),
                               link("https://secret.example.com/"), Date{});
         record.name = "secret name.iso";

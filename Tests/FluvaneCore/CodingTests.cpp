@@ -24,7 +24,7 @@ DownloadRecord plainRecord() {
 }
 
 DownloadRecord fullRecord() {
-    DownloadRecord record(2, *URL::parse("https://files.test/a.iso"), URL::folder("/tmp/in put"),
+    DownloadRecord record(DownloadID{2}, *URL::parse("https://files.test/a.iso"), URL::folder("/tmp/in put"),
                           URL::parse("https://page.test/"), noon);
     record.finalURL = URL::parse("https://cdn.test/x%20y?b=1&c=%2F");
     record.name = "ä \"x\".iso";

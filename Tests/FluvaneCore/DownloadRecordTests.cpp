@@ -18,8 +18,8 @@ static_assert(!std::is_constructible_v<S, std::string>, "a bare text is no failu
 static_assert(!std::is_constructible_v<S, int>);
 
 DownloadRecord record() {
-    return {7, *URL::parse("https://files.test/a/disc.iso?x=1"), URL::folder("/tmp/in"), std::nullopt,
-            Date()};
+    return {DownloadID{7}, *URL::parse("https://files.test/a/disc.iso?x=1"), URL::folder("/tmp/in"),
+            std::nullopt, Date()};
 }
 
 TEST(DownloadState, SaysWhatItNeeds) {

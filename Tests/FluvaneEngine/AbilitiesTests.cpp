@@ -15,7 +15,7 @@ namespace {
 using State = DownloadState;
 
 Download inState(State state, bool prioritized = false, std::int64_t done = 0) {
-    DownloadRecord record(1, support::link("http://a.example/f"), URL::folder("/d"), std::nullopt, Date());
+    DownloadRecord record(1_id, support::link("http://a.example/f"), URL::folder("/d"), std::nullopt, Date());
     record.state = std::move(state);
     if (prioritized) {
         record.prioritized = true;
@@ -93,10 +93,10 @@ TEST(Abilities, AreTheManagersOwn) {
             engine.store->saved = {record};
             engine.manager->setOnline(false); // so that nothing begins by itself
             engine.manager->start();
-            const auto before = engine.record(1);
-            const bool can = abilities(*engine.manager->download(1)).*ability;
+            const auto before = engine.record(1_id);
+            const bool can = abilities(*engine.manager->download(1_id)).*ability;
             command(*engine.manager);
-            EXPECT_EQ(engine.record(1) != before, can) << stateName(state);
+            EXPECT_EQ(engine.record(1_id) != before, can) << stateName(state);
         }
     }
 }

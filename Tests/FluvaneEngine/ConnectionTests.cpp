@@ -21,7 +21,7 @@ protected:
         server.size = 200'000'000;
         engine.manager->start();
     }
-    int connections(std::int64_t id = 1) { return engine.manager->download(id)->connections(); }
+    int connections(DownloadID id = 1_id) { return engine.manager->download(id)->connections(); }
     Engine engine;
     FakeServer server{*engine.transport, engine.scheduler};
 };
@@ -32,7 +32,7 @@ TEST_F(ConnectionTest, DoublesWhileThatIsFaster) {
     engine.add("http://a.example/f");
     std::vector<int> seen;
     engine.manager->onChange = [&] {
-        const auto* download = engine.manager->download(1);
+        const auto* download = engine.manager->download(1_id);
         const bool settled = download && download->connections() == download->target;
         if (settled && (seen.empty() || seen.back() != download->connections())) {
             seen.push_back(download->connections());
@@ -41,7 +41,7 @@ TEST_F(ConnectionTest, DoublesWhileThatIsFaster) {
     engine.scheduler.runFor(16);
     EXPECT_THAT(seen, testing::ElementsAre(2, 4, 8, 16));
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: 2 connections at 2 MB/s, trying 4"));
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
@@ -70,8 +70,8 @@ TEST_F(ConnectionTest, GoesBackWhenAStepCostsTheOthers) {
     engine.add("http://b.example/g");
     engine.scheduler.runFor(30);
     EXPECT_THAT(engine.log.lines, Contains(HasSubstr("took speed from the other downloads")));
-    EXPECT_EQ(connections(1), 2);
-    EXPECT_EQ(connections(2), 2);
+    EXPECT_EQ(connections(1_id), 2);
+    EXPECT_EQ(connections(2_id), 2);
 }
 
 TEST_F(ConnectionTest, NeighboursThatComeAndGoNeitherStopGrowthNorSpareAStepItsJudgement) {
@@ -94,7 +94,7 @@ TEST_F(ConnectionTest, NeighboursThatComeAndGoNeitherStopGrowthNorSpareAStepItsJ
             other.scheduler.runFor(2);
             other.manager->remove(neighbour);
         }
-        EXPECT_NEAR(other.manager->download(1)->connections(), row.connections, row.inAll ? 2 : 0);
+        EXPECT_NEAR(other.manager->download(1_id)->connections(), row.connections, row.inAll ? 2 : 0);
     }
 }
 
@@ -103,17 +103,17 @@ TEST_F(ConnectionTest, PrioritizedGrowsAloneAndTheOthersAreCutBack) {
     server.bytesPerSecond = 1'000'000;
     engine.add("http://a.example/f");
     engine.scheduler.runFor(12);
-    EXPECT_EQ(connections(1), 8);
+    EXPECT_EQ(connections(1_id), 8);
     engine.add("http://b.example/g");
-    engine.manager->prioritize(2, true);
+    engine.manager->prioritize(2_id, true);
     engine.scheduler.runFor(2);
-    EXPECT_EQ(connections(1), 2);
+    EXPECT_EQ(connections(1_id), 2);
     engine.scheduler.runFor(14);
-    EXPECT_EQ(connections(1), 2);
-    EXPECT_EQ(connections(2), 8);
-    engine.manager->prioritize(2, false);
+    EXPECT_EQ(connections(1_id), 2);
+    EXPECT_EQ(connections(2_id), 8);
+    engine.manager->prioritize(2_id, false);
     engine.scheduler.runFor(8);
-    EXPECT_GT(connections(1), 2) << "it may grow again";
+    EXPECT_GT(connections(1_id), 2) << "it may grow again";
 }
 
 TEST_F(ConnectionTest, AFreeConnectionTakesHalfOfTheBiggestPieceLeft) {
@@ -123,12 +123,12 @@ TEST_F(ConnectionTest, AFreeConnectionTakesHalfOfTheBiggestPieceLeft) {
     engine.add("http://a.example/f");
     engine.turns();
     engine.transport->onStart = {}; // from here on by hand
-    const auto half = *engine.record(1).pieces[0].end;
+    const auto half = *engine.record(1_id).pieces[0].end;
     auto first = engine.transport->transfers[0];
     auto second = engine.transport->transfers[1];
     first->send(half);
     ASSERT_TRUE(first->isOver());
-    const auto& pieces = engine.record(1).pieces;
+    const auto& pieces = engine.record(1_id).pieces;
     ASSERT_EQ(pieces.size(), 3U);
     EXPECT_EQ(second->end(), pieces[1].end);
     EXPECT_EQ(pieces[2].end, server.size);
@@ -148,8 +148,8 @@ TEST_F(ConnectionTest, CapsOfRuleAndServerHold) {
     engine.add("http://xn--bcher-kva.example/h");
     for (int second = 0; second < 25; ++second) {
         engine.scheduler.runFor(1);
-        EXPECT_EQ(connections(1), 1);
-        EXPECT_LE(connections(2) + connections(3), 4);
+        EXPECT_EQ(connections(1_id), 1);
+        EXPECT_LE(connections(2_id) + connections(3_id), 4);
     }
 }
 
@@ -161,9 +161,9 @@ TEST_F(ConnectionTest, ChangedCapsApplyToWhatRuns) {
     engine.config.connections = 3;
     engine.manager->apply(engine.config);
     EXPECT_EQ(connections(), 3);
-    const auto live = engine.manager->download(1)->liveBytes();
+    const auto live = engine.manager->download(1_id)->liveBytes();
     engine.scheduler.runFor(1);
-    EXPECT_GT(engine.manager->download(1)->liveBytes(), live) << "trimming loses nothing";
+    EXPECT_GT(engine.manager->download(1_id)->liveBytes(), live) << "trimming loses nothing";
     engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
     engine.manager->apply(engine.config);
     EXPECT_EQ(connections(), 1);
@@ -172,31 +172,32 @@ TEST_F(ConnectionTest, ChangedCapsApplyToWhatRuns) {
     engine.manager->apply(engine.config);
     engine.scheduler.runFor(20);
     EXPECT_EQ(connections(), 8) << "free to grow again";
-    engine.manager->pause(1);
+    engine.manager->pause(1_id);
     engine.add("http://a.example/g");
     engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
     engine.manager->apply(engine.config); // before the probe is answered
     engine.scheduler.runFor(5);
-    EXPECT_EQ(connections(2), 1);
+    EXPECT_EQ(connections(2_id), 1);
 }
 
 TEST_F(ConnectionTest, ALoweredCapOfTheServerClosesConnections) {
     server.size = 1'000'000'000;
     engine.add("http://a.example/f");
     engine.add("http://a.example/g");
-    ASSERT_TRUE(engine.scheduler.runUntilTrue([&] { return connections(1) + connections(2) >= 8; }, 60));
+    ASSERT_TRUE(
+        engine.scheduler.runUntilTrue([&] { return connections(1_id) + connections(2_id) >= 8; }, 60));
     engine.config.connections = 4;
     engine.config.connectionsPerServer = 5;
     engine.manager->apply(engine.config);
-    EXPECT_LE(connections(1) + connections(2), 5);
-    EXPECT_GE(std::min(connections(1), connections(2)), 1);
+    EXPECT_LE(connections(1_id) + connections(2_id), 5);
+    EXPECT_GE(std::min(connections(1_id), connections(2_id)), 1);
 }
 
 TEST_F(ConnectionTest, AServerWithoutPartsGetsOneConnection) {
     server.sendsParts = false;
     server.size = 5'000'000;
     engine.add("http://a.example/f");
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_EQ(engine.transport->transfers.size(), 1U);
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
@@ -204,13 +205,13 @@ TEST_F(ConnectionTest, AServerWithoutPartsGetsOneConnection) {
 TEST_F(ConnectionTest, SpeedTimeLeftAndAwakeFollowTheRun) {
     engine.add("http://a.example/f");
     engine.scheduler.runFor(10);
-    const auto* download = engine.manager->download(1);
+    const auto* download = engine.manager->download(1_id);
     EXPECT_GT(download->speed(), 2'000'000);
     ASSERT_TRUE(download->secondsLeft);
     EXPECT_NEAR(*download->secondsLeft * download->speed(),
                 200e6 - static_cast<double>(download->liveBytes()), 5e6);
     EXPECT_TRUE(engine.power->awake);
-    engine.manager->pause(1);
+    engine.manager->pause(1_id);
     EXPECT_EQ(download->speed(), 0);
     EXPECT_EQ(download->secondsLeft, std::nullopt);
     EXPECT_FALSE(engine.power->awake);
@@ -220,21 +221,21 @@ TEST_F(ConnectionTest, UnreportedBytesAreKeptWhenAConnectionIsClosed) {
     engine.add("http://a.example/f");
     engine.turns();
     engine.transport->transfers[0]->sendQuietly(123'456);
-    EXPECT_EQ(engine.manager->download(1)->liveBytes(), 123'456);
-    engine.manager->pause(1);
-    EXPECT_EQ(engine.record(1).doneBytes(), 123'456);
+    EXPECT_EQ(engine.manager->download(1_id)->liveBytes(), 123'456);
+    engine.manager->pause(1_id);
+    EXPECT_EQ(engine.record(1_id).doneBytes(), 123'456);
 }
 
 TEST_F(ConnectionTest, AStaleEventIsDroppedEvenIfItsPieceHasANewConnection) {
     engine.add("http://a.example/f");
     engine.turns();
     const auto stale = engine.transport->transfers[1];
-    engine.manager->pause(1);
-    engine.manager->resume(1);
+    engine.manager->pause(1_id);
+    engine.manager->resume(1_id);
     stale->deliverLate({TransferEvent::Progress{5'000'000}});
     stale->deliverLate({TransferEvent::Failed{{"Late.", false}, 5'000'000}});
-    EXPECT_EQ(engine.record(1).doneBytes(), 0);
-    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_EQ(engine.record(1_id).doneBytes(), 0);
+    EXPECT_EQ(engine.state(1_id), "downloading");
 }
 
 } // namespace

@@ -28,7 +28,7 @@ struct TwoConnections : ProbingEngine {
 class FailureTest : public testing::Test {
 protected:
     FakeTransfer& last() { return engine.transport->last(); }
-    const Download& download() { return *engine.manager->download(1); }
+    const Download& download() { return *engine.manager->download(1_id); }
     /// Every open connection breaks.
     void failAll(const char* message, bool offline = false) {
         for (const auto& transfer : engine.transport->live()) {
@@ -75,35 +75,35 @@ TEST(Failures, AnswersToPieceRequests) {
         const auto piece = engine.transport->transfers[1];
         ASSERT_EQ(piece->request.from, secondStart);
         piece->respond(row.status, headers(row.headers));
-        EXPECT_EQ(engine.failure(1), row.outcome);
+        EXPECT_EQ(engine.failure(1_id), row.outcome);
         EXPECT_TRUE(piece->isOver());
-        EXPECT_EQ(std::min(engine.manager->download(1)->connectionCap, 8), row.cap);
+        EXPECT_EQ(std::min(engine.manager->download(1_id)->connectionCap, 8), row.cap);
         const bool discarded = row.outcome == changed;
         EXPECT_EQ(engine.files->paths().empty(), discarded);
-        EXPECT_EQ(engine.record(1).doneBytes(), discarded ? 0 : 1000) << "nothing else loses a byte";
+        EXPECT_EQ(engine.record(1_id).doneBytes(), discarded ? 0 : 1000) << "nothing else loses a byte";
     }
 }
 
 TEST_F(FailureTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
     probe.send(5000);
     second.respond(403);
-    EXPECT_EQ(engine.state(1), "link-expired");
+    EXPECT_EQ(engine.state(1_id), "link-expired");
     EXPECT_TRUE(probe.isOver());
-    EXPECT_EQ(engine.record(1).doneBytes(), 5000);
+    EXPECT_EQ(engine.record(1_id).doneBytes(), 5000);
     EXPECT_THAT(engine.notifier->notices, ElementsAre("expired 1"));
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: the link was refused mid-download"));
-    engine.manager->updateLink(1, link("http://a.example/fresh"));
-    EXPECT_EQ(engine.state(1), "downloading");
+    engine.manager->updateLink(1_id, link("http://a.example/fresh"));
+    EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_EQ(engine.transport->live()[0]->request.from, 5000);
 }
 
 TEST_F(FailureTest, BusyServersSetTheDelay) {
     probe.fail("Broken.");
     second.respond(503, {{"Retry-After", "120"}});
-    EXPECT_EQ(engine.state(1), "retrying") << "one retry for both";
+    EXPECT_EQ(engine.state(1_id), "retrying") << "one retry for both";
     EXPECT_EQ(download().failures, 1);
     engine.scheduler.runFor(1.5);
-    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_EQ(engine.state(1_id), "downloading");
     for (const auto& transfer : engine.transport->live()) {
         transfer->respond(503, {{"Retry-After", "120"}});
     }
@@ -122,14 +122,14 @@ TEST_F(FailureTest, TellsWhyAndWhenItIsTriedAgain) {
     EXPECT_FALSE(engine.manager->retryIn(download())) << "the other connection still runs";
     engine.scheduler.runFor(10);
     probe.fail("Broken.");
-    ASSERT_EQ(engine.state(1), "retrying");
+    ASSERT_EQ(engine.state(1_id), "retrying");
     EXPECT_EQ(engine.manager->retryIn(download()), 30);
     EXPECT_EQ(download().retryReason, "The server is busy (503).") << "whose delay it is";
     engine.scheduler.runFor(31);
-    EXPECT_FALSE(engine.manager->retryIn(download())) << engine.state(1);
+    EXPECT_FALSE(engine.manager->retryIn(download())) << engine.state(1_id);
     failAll("Broken again.");
     EXPECT_EQ(download().retryReason, "Broken again.");
-    engine.manager->pause(1);
+    engine.manager->pause(1_id);
     EXPECT_FALSE(engine.manager->retryIn(download()));
 }
 
@@ -138,7 +138,7 @@ TEST_F(FailureTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
     probe.send(secondStart);
     ASSERT_TRUE(probe.isOver());
     EXPECT_THAT(engine.transport->live(), IsEmpty());
-    EXPECT_EQ(engine.state(1), "retrying");
+    EXPECT_EQ(engine.state(1_id), "retrying");
     engine.scheduler.runFor(59);
     EXPECT_THAT(engine.transport->live(), IsEmpty());
     engine.scheduler.runFor(2);
@@ -148,21 +148,21 @@ TEST_F(FailureTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
 TEST_F(FailureTest, TheNinthFailureInARowIsTheEnd) {
     std::vector<double> delays;
     for (int attempt = 1; attempt <= 9; ++attempt) {
-        EXPECT_NE(engine.state(1), "failed");
+        EXPECT_NE(engine.state(1_id), "failed");
         failAll("The server stopped answering.");
         const auto before = engine.scheduler.now();
         if (attempt < 9) {
-            EXPECT_EQ(engine.state(1), "retrying");
-            ASSERT_TRUE(engine.runUntil(1, "downloading"));
+            EXPECT_EQ(engine.state(1_id), "retrying");
+            ASSERT_TRUE(engine.runUntil(1_id, "downloading"));
             delays.push_back(engine.scheduler.now() - before);
         }
     }
-    EXPECT_EQ(engine.failure(1), "The server stopped answering.");
+    EXPECT_EQ(engine.failure(1_id), "The server stopped answering.");
     EXPECT_THAT(delays, ElementsAre(1, 2, 4, 8, 16, 32, 60, 60));
     EXPECT_THAT(engine.notifier->notices, ElementsAre("failed 1: The server stopped answering."));
-    engine.manager->resume(1);
+    engine.manager->resume(1_id);
     EXPECT_EQ(download().failures, 0);
-    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_EQ(engine.state(1_id), "downloading");
 }
 
 TEST_F(FailureTest, ProgressEndsTheRowAndBeingOfflineIsNobodysFault) {
@@ -179,15 +179,15 @@ TEST_F(FailureTest, ProgressEndsTheRowAndBeingOfflineIsNobodysFault) {
     }
     for (int round = 0; round < 20; ++round) {
         failAll("No route to host.", true);
-        EXPECT_EQ(engine.state(1), "retrying");
-        ASSERT_TRUE(engine.runUntil(1, "downloading"));
+        EXPECT_EQ(engine.state(1_id), "retrying");
+        ASSERT_TRUE(engine.runUntil(1_id, "downloading"));
     }
 }
 
 TEST_F(FailureTest, AnEarlyEndIsRetried) {
     probe.send(5000);
     probe.finish();
-    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_THAT(
         engine.log.lines,
         Contains("downloads: download 1: The server closed the connection early. tries again in 1.0 s"));
@@ -213,7 +213,7 @@ TEST_F(FailureTest, ABusyServersHalvingOutlastsAWholeFile) {
     probe.fail("Broken.");
     engine.scheduler.runFor(1.1);
     last().respond(503);
-    ASSERT_TRUE(engine.runUntil(1, "downloading"));
+    ASSERT_TRUE(engine.runUntil(1_id, "downloading"));
     last().respondPart(size, {{"ETag", "\"v\""}});
     EXPECT_EQ(download().connectionCap, 4);
 }
@@ -224,9 +224,9 @@ TEST_F(FailureTest, ARetriedProbeAsksForRoomAtItsServer) {
     engine.manager->apply(engine.config);
     probe.fail("Broken.");
     engine.add("http://a.example/g");
-    ASSERT_EQ(engine.state(2), "starting") << "one connection was lent";
+    ASSERT_EQ(engine.state(2_id), "starting") << "one connection was lent";
     last().respond(503, {{"Retry-After", "5"}});
-    EXPECT_EQ(engine.state(2), "retrying");
+    EXPECT_EQ(engine.state(2_id), "retrying");
     engine.add("http://a.example/h");
     for (int seconds = 0; seconds < 20; ++seconds) {
         engine.scheduler.runFor(1);
@@ -237,11 +237,11 @@ TEST_F(FailureTest, ARetriedProbeAsksForRoomAtItsServer) {
 TEST_F(FailureTest, OnlyWholeFilesStopInTheEnd) {
     second.respond(200);
     probe.fail("Broken.");
-    for (int attempt = 0; attempt < 9 && engine.state(1) != "failed"; ++attempt) {
+    for (int attempt = 0; attempt < 9 && engine.state(1_id) != "failed"; ++attempt) {
         engine.scheduler.runFor(61);
         last().respond(200);
     }
-    EXPECT_EQ(engine.failure(1), "The server stopped sending parts of the file.");
+    EXPECT_EQ(engine.failure(1_id), "The server stopped sending parts of the file.");
 }
 
 TEST_F(FailureTest, AFullDiskIsRetriedAndKeepsEveryByte) {
@@ -261,20 +261,20 @@ TEST(WithoutParts, AFailureStartsOverFromAProbe) {
         engine.transport->last().send(2'000'000);
         engine.transport->last().fail("Broken.");
         if (attempt < 8) {
-            EXPECT_EQ(engine.record(1).doneBytes(), 0);
+            EXPECT_EQ(engine.record(1_id).doneBytes(), 0);
             engine.scheduler.runFor(61);
             EXPECT_TRUE(engine.transport->last().isProbe());
         }
     }
-    EXPECT_EQ(engine.state(1), "failed") << "bytes that are thrown away are no progress";
+    EXPECT_EQ(engine.state(1_id), "failed") << "bytes that are thrown away are no progress";
 }
 
 TEST(WithoutParts, ABusyProbeIsRetriedWithItsDelay) {
     ProbingEngine engine;
     engine.transport->last().respond(503, {{"Retry-After", "5"}});
-    EXPECT_EQ(engine.state(1), "retrying");
+    EXPECT_EQ(engine.state(1_id), "retrying");
     engine.scheduler.runFor(5.1);
-    EXPECT_EQ(engine.state(1), "starting");
+    EXPECT_EQ(engine.state(1_id), "starting");
     EXPECT_EQ(engine.transport->transfers.size(), 2U);
 }
 

@@ -36,14 +36,14 @@ protected:
         engine.manager->add(link("http://a.example/f.bin"), std::nullopt, link("http://page.example/"),
                             checksum, true);
     }
-    const DownloadRecord& record() { return engine.record(1); }
+    const DownloadRecord& record() { return engine.record(1_id); }
     Engine engine;
     FakeServer server{*engine.transport, engine.scheduler};
 };
 
 TEST_F(FinishingTest, MovesIntoPlaceWithItsOriginAndTells) {
     addWithReferrer(std::nullopt);
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_EQ(record().file, URL::file("/downloads/f.bin"));
     EXPECT_EQ(record().partial, std::nullopt);
     EXPECT_TRUE(record().completed);
@@ -58,13 +58,13 @@ TEST_F(FinishingTest, MovesIntoPlaceWithItsOriginAndTells) {
 
 TEST_F(FinishingTest, ChecksumsMatchOrDifferAndTheFileIsMovedEitherWay) {
     addWithReferrer(right());
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_TRUE(record().checksumResult->matches());
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: the finished file matches its SHA-256"));
     addWithReferrer(wrong);
-    ASSERT_TRUE(engine.runUntil(2, "finished"));
-    EXPECT_FALSE(engine.record(2).checksumResult->matches());
-    EXPECT_EQ(engine.record(2).name, "f (1).bin");
+    ASSERT_TRUE(engine.runUntil(2_id, "finished"));
+    EXPECT_FALSE(engine.record(2_id).checksumResult->matches());
+    EXPECT_EQ(engine.record(2_id).name, "f (1).bin");
     EXPECT_THAT(engine.log.lines,
                 Contains("downloads: download 2: the finished file doesn't match its SHA-256"));
 }
@@ -84,7 +84,7 @@ TEST_F(FinishingTest, FailuresAtTheEnd) {
         {"missing late",
          [](Engine& e) {
              e.files->failFinish = "No such file or directory";
-             (void)e.runUntil(1, "finishing");
+             (void)e.runUntil(1_id, "finishing");
              e.files->remove(URL::file("/downloads/f.bin.fluvane"));
          },
          "The unfinished file went missing."},
@@ -98,13 +98,13 @@ TEST_F(FinishingTest, FailuresAtTheEnd) {
         fresh.add("http://a.example/f.bin", wrong);
         fresh.scheduler.runFor(0.6);
         row.spoil(fresh);
-        ASSERT_TRUE(fresh.runUntil(1, "failed", 60));
-        EXPECT_EQ(*fresh.record(1).state.failure(), row.message);
+        ASSERT_TRUE(fresh.runUntil(1_id, "failed", 60));
+        EXPECT_EQ(*fresh.record(1_id).state.failure(), row.message);
         if (std::string(row.message).starts_with("Couldn't")) {
             fresh.files->failChecksum.reset();
             fresh.files->failFinish.reset();
-            fresh.manager->resume(1);
-            EXPECT_TRUE(fresh.runUntil(1, "finished", 1)) << "nothing is fetched again";
+            fresh.manager->resume(1_id);
+            EXPECT_TRUE(fresh.runUntil(1_id, "finished", 1)) << "nothing is fetched again";
         }
     }
 }
@@ -114,10 +114,10 @@ TEST_F(FinishingTest, AKillRightAfterTheMoveFetchesNothingAgain) {
     addWithReferrer(std::nullopt);
     ASSERT_TRUE(
         engine.scheduler.runUntilTrue([&] { return engine.files->exists(URL::file("/downloads/f.bin")); }));
-    EXPECT_EQ(engine.state(1), "finishing");
+    EXPECT_EQ(engine.state(1_id), "finishing");
     const auto sent = server.sent;
     engine.restart();
-    EXPECT_EQ(engine.state(1), "finished");
+    EXPECT_EQ(engine.state(1_id), "finished");
     EXPECT_EQ(record().file, URL::file("/downloads/f.bin"));
     engine.scheduler.runFor(30);
     EXPECT_EQ(server.sent, sent);
@@ -126,10 +126,10 @@ TEST_F(FinishingTest, AKillRightAfterTheMoveFetchesNothingAgain) {
 
 TEST_F(FinishingTest, AKillBeforeTheMoveLeavesSomebodyElsesFileAlone) {
     addWithReferrer(std::nullopt);
-    ASSERT_TRUE(engine.runUntil(1, "finishing"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finishing"));
     engine.files->put("/downloads/f.bin", content(0, size));
     engine.restart();
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_EQ(record().name, "f (1).bin");
 }
 
@@ -137,11 +137,11 @@ TEST_F(FinishingTest, LateResultsOfRemovedOrChangedDownloadsAreDropped) {
     const auto expected = right();
     engine.files->completionDelay = 5;
     addWithReferrer(wrong);
-    ASSERT_TRUE(engine.runUntil(1, "verifying"));
-    engine.manager->setChecksum(1, expected);
-    ASSERT_TRUE(engine.runUntil(1, "finishing"));
+    ASSERT_TRUE(engine.runUntil(1_id, "verifying"));
+    engine.manager->setChecksum(1_id, expected);
+    ASSERT_TRUE(engine.runUntil(1_id, "finishing"));
     EXPECT_TRUE(record().checksumResult->matches()) << "the old checksum's digest was dropped";
-    engine.manager->remove(1);
+    engine.manager->remove(1_id);
     engine.scheduler.runFor(20);
     EXPECT_THAT(engine.manager->downloads(), IsEmpty());
     EXPECT_THAT(engine.notifier->notices, IsEmpty());
@@ -149,39 +149,39 @@ TEST_F(FinishingTest, LateResultsOfRemovedOrChangedDownloadsAreDropped) {
 
 TEST_F(FinishingTest, AChecksumGivenLaterIsCheckedNow) {
     addWithReferrer(std::nullopt);
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
-    engine.manager->setChecksum(1, wrong);
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    engine.manager->setChecksum(1_id, wrong);
     engine.turns();
     EXPECT_FALSE(record().checksumResult->matches());
-    engine.manager->setChecksum(1, right());
+    engine.manager->setChecksum(1_id, right());
     engine.turns();
     EXPECT_TRUE(record().checksumResult->matches());
-    engine.manager->setChecksum(1, std::nullopt);
+    engine.manager->setChecksum(1_id, std::nullopt);
     EXPECT_EQ(record().checksumResult, std::nullopt);
     engine.files->remove(*record().file);
-    engine.manager->setChecksum(1, wrong);
+    engine.manager->setChecksum(1_id, wrong);
     engine.turns();
-    EXPECT_EQ(engine.state(1), "finished");
+    EXPECT_EQ(engine.state(1_id), "finished");
     EXPECT_EQ(record().checksumResult, std::nullopt);
 }
 
 TEST_F(FinishingTest, ARestartCarriesOnWithWhatIsLeftToDoAndComplainsOfNothing) {
     addWithReferrer(std::nullopt);
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     const auto expected = right();
     engine.files->completionDelay = 5;
-    engine.manager->setChecksum(1, expected);
+    engine.manager->setChecksum(1_id, expected);
     server.sendsParts = false;
     engine.manager->add(link("http://b.example/whole"), std::nullopt, {}, expected, true);
-    ASSERT_TRUE(engine.runUntil(2, "verifying"));
+    ASSERT_TRUE(engine.runUntil(2_id, "verifying"));
     engine.manager->add(link("http://c.example/new"), std::nullopt, {}, {}, true);
-    engine.manager->pause(3);
+    engine.manager->pause(3_id);
     engine.turns();
     const auto sent = server.sent;
     engine.restart();
     engine.scheduler.runFor(11);
     EXPECT_TRUE(record().checksumResult && record().checksumResult->matches());
-    EXPECT_EQ(engine.state(2), "finished");
+    EXPECT_EQ(engine.state(2_id), "finished");
     EXPECT_EQ(server.sent, sent) << "every byte was there";
     EXPECT_THAT(engine.log.lines, testing::Not(Contains(testing::HasSubstr("make no sense"))));
 }
@@ -189,10 +189,10 @@ TEST_F(FinishingTest, ARestartCarriesOnWithWhatIsLeftToDoAndComplainsOfNothing) 
 TEST_F(FinishingTest, AChecksumGivenDuringTheMoveIsCheckedAfterIt) {
     engine.files->completionDelay = 5;
     addWithReferrer(std::nullopt);
-    ASSERT_TRUE(engine.runUntil(1, "finishing"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finishing"));
     engine.scheduler.runFor(1);
-    engine.manager->setChecksum(1, wrong);
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    engine.manager->setChecksum(1_id, wrong);
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     engine.scheduler.runFor(6);
     ASSERT_TRUE(record().checksumResult);
     EXPECT_FALSE(record().checksumResult->matches());
@@ -207,7 +207,7 @@ TEST_F(FinishingTest, UnknownSizeEndsWithItsConnection) {
     transfer.send(12'345);
     transfer.finish();
     engine.turns();
-    EXPECT_EQ(engine.state(1), "finished");
+    EXPECT_EQ(engine.state(1_id), "finished");
     EXPECT_EQ(record().size, 12'345);
     EXPECT_EQ(engine.files->contents("/downloads/stream"), content(0, 12'345));
 }
@@ -216,7 +216,7 @@ TEST_F(FinishingTest, NoticesFollowTheSetting) {
     engine.config.notifyWhenDone = false;
     engine.manager->apply(engine.config);
     addWithReferrer(std::nullopt);
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_THAT(engine.notifier->notices, IsEmpty());
 }
 

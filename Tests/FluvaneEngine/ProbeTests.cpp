@@ -25,7 +25,7 @@ protected:
         engine.turns();
         return engine.transport->last();
     }
-    const DownloadRecord& record() { return engine.record(1); }
+    const DownloadRecord& record() { return engine.record(1_id); }
     Engine engine;
 };
 
@@ -35,12 +35,12 @@ TEST_F(ProbeTest, AsksForAnOpenRangeAndItsConnectionBecomesTheFirstPieces) {
     EXPECT_EQ(probe.request.to, std::nullopt);
     EXPECT_EQ(probe.request.ifRange, std::nullopt);
     EXPECT_EQ(probe.request.label, "download 1, probe");
-    EXPECT_EQ(engine.manager->download(1)->connections(), 0);
+    EXPECT_EQ(engine.manager->download(1_id)->connections(), 0);
     probe.respondPart(10'000'000, {{"ETag", "\"x\""}, {"Last-Modified", "then"}});
-    EXPECT_EQ(engine.state(1), "downloading");
+    EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_EQ(record().pieces.size(), 8U);
     EXPECT_EQ(probe.end(), record().pieces[0].end);
-    EXPECT_EQ(engine.manager->download(1)->connections(), 2);
+    EXPECT_EQ(engine.manager->download(1_id)->connections(), 2);
     const auto& second = engine.transport->last().request;
     EXPECT_EQ(second.from, record().pieces[1].start);
     EXPECT_EQ(second.to, *record().pieces[1].end - 1);
@@ -89,11 +89,11 @@ TEST(Probe, LearnsSizeAndWhetherPartsAreSent) {
         SCOPED_TRACE(row.name);
         ProbingEngine engine;
         engine.transport->last().respond(row.status, headers(row.headers));
-        EXPECT_EQ(engine.state(1), "downloading");
-        EXPECT_EQ(engine.record(1).size, row.size);
-        EXPECT_EQ(engine.record(1).resumable, row.resumable);
-        EXPECT_EQ(engine.record(1).pieces.size(), row.pieces);
-        EXPECT_EQ(engine.manager->download(1)->connections(), row.pieces > 1 ? 2 : 1);
+        EXPECT_EQ(engine.state(1_id), "downloading");
+        EXPECT_EQ(engine.record(1_id).size, row.size);
+        EXPECT_EQ(engine.record(1_id).resumable, row.resumable);
+        EXPECT_EQ(engine.record(1_id).pieces.size(), row.pieces);
+        EXPECT_EQ(engine.manager->download(1_id)->connections(), row.pieces > 1 ? 2 : 1);
         EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: " + row.log));
     }
 }
@@ -122,12 +122,12 @@ TEST(Probe, RefusesWhatIsNotTheFile) {
         ProbingEngine engine;
         auto& probe = engine.transport->last();
         probe.respond(row.status, headers(row.headers));
-        EXPECT_EQ(engine.failure(1), row.message);
+        EXPECT_EQ(engine.failure(1_id), row.message);
         EXPECT_TRUE(probe.isOver());
         EXPECT_THAT(engine.files->paths(), IsEmpty());
         EXPECT_THAT(engine.notifier->notices, Contains("failed 1: " + row.message));
         EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 failed: " + row.message));
-        EXPECT_EQ(engine.record(1).opensWebPage.value_or(false), row.message == webPageReason);
+        EXPECT_EQ(engine.record(1_id).opensWebPage.value_or(false), row.message == webPageReason);
     }
 }
 
@@ -138,7 +138,7 @@ TEST_F(ProbeTest, ARefusedRangeOfNothingIsAnEmptyFile) {
     EXPECT_EQ(probe.end(), 0);
     probe.finish();
     engine.turns();
-    EXPECT_EQ(engine.state(1), "finished");
+    EXPECT_EQ(engine.state(1_id), "finished");
     EXPECT_EQ(engine.files->contents("/downloads/file.bin"), "");
 }
 
@@ -155,22 +155,22 @@ TEST_F(ProbeTest, FindsFolderAndNameThatReplaceNothing) {
     EXPECT_EQ(record().name, "film (2).mkv");
     EXPECT_EQ(record().folder.path(), "/films");
     EXPECT_EQ(record().rule, "films");
-    EXPECT_EQ(engine.manager->download(1)->connections(), 1) << "the site's rule";
+    EXPECT_EQ(engine.manager->download(1_id)->connections(), 1) << "the site's rule";
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: a rule picks its folder"));
     engine.manager->add(link("http://b.example/film.mkv"), URL::folder("/films"), {}, {}, true);
     engine.transport->last().respondPart(10);
-    EXPECT_EQ(engine.record(2).name, "film (3).mkv") << "another download's name counts as taken";
-    EXPECT_EQ(engine.record(2).rule, std::nullopt);
+    EXPECT_EQ(engine.record(2_id).name, "film (3).mkv") << "another download's name counts as taken";
+    EXPECT_EQ(engine.record(2_id).rule, std::nullopt);
 }
 
 TEST_F(ProbeTest, ANameKeptFromAnEarlierRunIsAskedAgain) {
     auto& probe = addAndProbe();
     probe.respond(200, {{"Content-Length", "1000"}});
-    engine.manager->pause(1);
+    engine.manager->pause(1_id);
     engine.config.folder = "/elsewhere";
     engine.manager->apply(engine.config);
     engine.files->put("/elsewhere/file.bin.fluvane", "somebody's");
-    engine.manager->resume(1);
+    engine.manager->resume(1_id);
     engine.transport->last().respond(200, {{"Content-Length", "1000"}});
     EXPECT_EQ(record().name, "file (1).bin");
     EXPECT_EQ(engine.files->contents("/elsewhere/file.bin.fluvane"), "somebody's");
@@ -186,23 +186,23 @@ TEST_F(ProbeTest, LongNamesLeaveRoomForTheUnfinishedFile) {
     EXPECT_TRUE(partial.ends_with(".zip.fluvane"));
     engine.add("http://a.example/x");
     engine.transport->last().respondPart(10, named);
-    EXPECT_LE(engine.record(2).partial->path().size(), std::string("/downloads/").size() + 255);
-    EXPECT_NE(engine.record(2).name, record().name);
+    EXPECT_LE(engine.record(2_id).partial->path().size(), std::string("/downloads/").size() + 255);
+    EXPECT_NE(engine.record(2_id).name, record().name);
 }
 
 TEST_F(ProbeTest, NeedsSpaceAndAFile) {
     engine.files->freeSpace = 1'000'000;
     addAndProbe().respondPart(1'200'000'000);
-    EXPECT_EQ(engine.failure(1), "Not enough space: it needs 1.2 GB, and there's 1 MB free.");
+    EXPECT_EQ(engine.failure(1_id), "Not enough space: it needs 1.2 GB, and there's 1 MB free.");
     engine.files->freeSpace.reset();
     engine.files->failCreate = "Read-only file system";
-    engine.manager->resume(1);
+    engine.manager->resume(1_id);
     engine.transport->last().respondPart(1'200'000'000);
-    EXPECT_EQ(engine.failure(1), "Couldn't create the file: Read-only file system");
+    EXPECT_EQ(engine.failure(1_id), "Couldn't create the file: Read-only file system");
     engine.files->failCreate.reset();
-    engine.manager->resume(1);
+    engine.manager->resume(1_id);
     engine.transport->last().respondPart(std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(engine.failure(1), "Couldn't create the file: File too large");
+    EXPECT_EQ(engine.failure(1_id), "Couldn't create the file: File too large");
 }
 
 /// A download stopped half-way, with its unfinished file.
@@ -212,14 +212,14 @@ protected:
         auto& probe = addAndProbe();
         probe.respondPart(4'000'000, {{"ETag", "\"v\""}});
         probe.send(100'000);
-        engine.manager->pause(1);
+        engine.manager->pause(1_id);
         engine.turns();
     }
 };
 
 TEST_F(CarryOnTest, PicksUpWithoutAProbe) {
-    engine.manager->resume(1);
-    EXPECT_EQ(engine.state(1), "downloading");
+    engine.manager->resume(1_id);
+    EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 picks up at 100000 of 4000000 bytes"));
     const auto& first = engine.transport->transfers[2]->request;
     EXPECT_EQ(first.from, 100'000);
@@ -235,23 +235,23 @@ TEST_F(CarryOnTest, StartsAfreshWithoutItsWholeFile) {
     for (const auto& [name, spoil] : rows) {
         SCOPED_TRACE(name);
         spoil();
-        engine.manager->resume(1);
-        EXPECT_EQ(engine.state(1), "starting");
+        engine.manager->resume(1_id);
+        EXPECT_EQ(engine.state(1_id), "starting");
         EXPECT_TRUE(engine.transport->last().isProbe());
         EXPECT_EQ(record().doneBytes(), 0);
         engine.transport->last().respondPart(4'000'000);
-        engine.manager->pause(1);
+        engine.manager->pause(1_id);
     }
 }
 
 TEST_F(CarryOnTest, AFreshLinkCarriesOnFromTheSavedBytes) {
-    engine.manager->updateLink(1, link("http://mirror.example/file.bin"));
-    EXPECT_EQ(engine.state(1), "downloading");
+    engine.manager->updateLink(1_id, link("http://mirror.example/file.bin"));
+    EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_EQ(engine.transport->last().request.url, link("http://mirror.example/file.bin"));
     EXPECT_EQ(record().finalURL, std::nullopt);
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 has a new link"));
     engine.transport->last().respondPart(4'000'000, {{"ETag", "\"other\""}});
-    EXPECT_EQ(engine.failure(1), "The file changed on the server, so this download stopped.");
+    EXPECT_EQ(engine.failure(1_id), "The file changed on the server, so this download stopped.");
     EXPECT_THAT(engine.files->paths(), IsEmpty());
 }
 

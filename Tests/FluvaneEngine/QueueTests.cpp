@@ -16,7 +16,7 @@ using testing::IsEmpty;
 std::vector<std::int64_t> numbers(const std::vector<const Download*>& downloads) {
     std::vector<std::int64_t> ids;
     for (const auto* download : downloads) {
-        ids.push_back(download->id());
+        ids.push_back(number(download->id()));
     }
     return ids;
 }
@@ -47,43 +47,43 @@ TEST_F(QueueTest, AdmitsUpToTheLimitInTheOrderOfTheLine) {
     addSome(5);
     EXPECT_EQ(states(), "sssqq");
     EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(4, 5));
-    engine.manager->pause(1);
+    engine.manager->pause(1_id);
     EXPECT_EQ(states(), "psssq");
-    engine.manager->resume(1);
+    engine.manager->resume(1_id);
     EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(1, 5)) << "its number is its place";
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 resumed"));
 }
 
 TEST_F(QueueTest, NextInLineGoesBeforeTheFirstEvenBelowZero) {
     addSome(6);
-    engine.manager->downloadNext(6);
+    engine.manager->downloadNext(6_id);
     EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(6, 4, 5));
-    EXPECT_EQ(engine.record(6).queueOrder, 3);
-    engine.manager->downloadNext(6);
-    EXPECT_EQ(engine.record(6).queueOrder, 3) << "already first";
+    EXPECT_EQ(engine.record(6_id).queueOrder, 3);
+    engine.manager->downloadNext(6_id);
+    EXPECT_EQ(engine.record(6_id).queueOrder, 3) << "already first";
     for (int i = 0; i < 4; ++i) {
-        engine.manager->downloadNext(5);
-        engine.manager->downloadNext(4);
+        engine.manager->downloadNext(5_id);
+        engine.manager->downloadNext(4_id);
     }
-    EXPECT_LT(engine.record(4).queueOrder, 0);
-    engine.manager->pause(5);
-    engine.manager->downloadNext(5);
+    EXPECT_LT(engine.record(4_id).queueOrder, 0);
+    engine.manager->pause(5_id);
+    engine.manager->downloadNext(5_id);
     EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(5, 4, 6));
-    engine.manager->downloadNext(1);
-    EXPECT_EQ(engine.record(1).queueOrder, std::nullopt) << "it is running";
+    engine.manager->downloadNext(1_id);
+    EXPECT_EQ(engine.record(1_id).queueOrder, std::nullopt) << "it is running";
 }
 
 TEST_F(QueueTest, AnExtremePlaceFromAnEditedListIsNoCrash) {
     addSome(4);
     engine.turns();
     engine.store->saved[3].queueOrder = std::numeric_limits<std::int64_t>::min();
-    engine.store->saved[2].id = std::numeric_limits<std::int64_t>::max() - 1;
-    engine.store->saved[1].id = 1;
+    engine.store->saved[2].id = DownloadID{std::numeric_limits<std::int64_t>::max() - 1};
+    engine.store->saved[1].id = 1_id;
     engine.restart();
     EXPECT_GT(engine.add("http://more.example/f"), 4);
-    engine.manager->remove(2);
-    engine.manager->downloadNext(1);
-    engine.manager->downloadNext(2);
+    engine.manager->remove(2_id);
+    engine.manager->downloadNext(1_id);
+    engine.manager->downloadNext(2_id);
     EXPECT_EQ(engine.manager->downloads().size(), 5U);
 }
 
@@ -92,15 +92,15 @@ TEST_F(QueueTest, PrioritizedStartsPastTheLimitAndIsAlone) {
     engine.manager->apply(engine.config);
     addSome(3);
     EXPECT_EQ(states(), "sqq");
-    engine.manager->prioritize(2, true);
+    engine.manager->prioritize(2_id, true);
     EXPECT_EQ(states(), "ssq");
-    engine.manager->prioritize(3, true);
+    engine.manager->prioritize(3_id, true);
     EXPECT_EQ(states(), "sss");
-    EXPECT_EQ(engine.record(2).prioritized, std::nullopt);
-    engine.manager->prioritize(3, false);
-    EXPECT_EQ(engine.record(3).prioritized, std::nullopt);
-    engine.manager->pause(3);
-    engine.manager->prioritize(3, true);
+    EXPECT_EQ(engine.record(2_id).prioritized, std::nullopt);
+    engine.manager->prioritize(3_id, false);
+    EXPECT_EQ(engine.record(3_id).prioritized, std::nullopt);
+    engine.manager->pause(3_id);
+    engine.manager->prioritize(3_id, true);
     EXPECT_EQ(states(), "sss") << "a paused one starts";
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 3 isn't prioritized anymore"));
 }
@@ -120,7 +120,7 @@ TEST_F(QueueTest, PauseAllTouchesNoServerAndResumeAllLeavesFailuresAlone) {
 TEST_F(QueueTest, CommandsForNobodyOrTheWrongStateChangeNothing) {
     addSome(4);
     const auto before = states();
-    for (const std::int64_t id : {0, -1, 99}) {
+    for (const auto id : {0_id, DownloadID{-1}, 99_id}) {
         engine.manager->pause(id);
         engine.manager->resume(id);
         engine.manager->remove(id);
@@ -129,9 +129,9 @@ TEST_F(QueueTest, CommandsForNobodyOrTheWrongStateChangeNothing) {
         engine.manager->updateLink(id, link("http://other.example/"));
         engine.manager->setChecksum(id, std::nullopt);
     }
-    engine.manager->resume(1);
-    engine.manager->resume(4);
-    engine.manager->prioritize(1, false);
+    engine.manager->resume(1_id);
+    engine.manager->resume(4_id);
+    engine.manager->prioritize(1_id, false);
     EXPECT_EQ(states(), before);
 }
 
@@ -141,7 +141,7 @@ TEST_F(QueueTest, RemoveDeletesTheUnfinishedFileAndLateEventsFindNobody) {
     probe.respondPart(5'000'000);
     probe.send(1000);
     ASSERT_TRUE(engine.files->contents("/downloads/file.bin.fluvane"));
-    engine.manager->remove(1);
+    engine.manager->remove(1_id);
     EXPECT_TRUE(probe.isOver());
     probe.deliverLate({TransferEvent::Progress{2000}});
     engine.scheduler.runFor(10);
@@ -159,7 +159,7 @@ TEST_F(QueueTest, ALimitedNetworkHoldsWhatWasNotAddedOnIt) {
         << "never outlives a restart";
     engine.add("http://new.example/a");
     EXPECT_EQ(states(), "lls");
-    engine.manager->resume(2);
+    engine.manager->resume(2_id);
     EXPECT_EQ(states(), "lss");
     engine.manager->setLimitedNetwork(std::nullopt);
     EXPECT_EQ(states(), "sss");
@@ -178,7 +178,7 @@ TEST_F(QueueTest, ALimitedNetworkHoldsWhatWasNotAddedOnIt) {
 
 TEST_F(QueueTest, OfflineWaitsAndOnlineCarriesOn) {
     addSome(5);
-    engine.manager->pause(5);
+    engine.manager->pause(5_id);
     engine.manager->setOnline(false);
     EXPECT_EQ(states(), "oooop");
     EXPECT_THAT(engine.transport->live(), IsEmpty());
@@ -208,13 +208,13 @@ TEST_F(QueueTest, StartBringsBackWhatTheLastRunLeft) {
     for (const auto& row : rows) {
         for (const bool online : {true, false}) {
             Engine fresh;
-            DownloadRecord record(7, link("http://a.example/f"), URL::folder("/downloads"), std::nullopt,
+            DownloadRecord record(7_id, link("http://a.example/f"), URL::folder("/downloads"), std::nullopt,
                                   Date());
             record.state = row.before;
             fresh.store->saved = {record};
             fresh.manager->setOnline(online);
             fresh.manager->start();
-            EXPECT_EQ(fresh.state(7), online ? row.online : row.offline) << stateName(row.before);
+            EXPECT_EQ(fresh.state(7_id), online ? row.online : row.offline) << stateName(row.before);
             EXPECT_EQ(fresh.add("http://b.example/f"), 8);
         }
     }
@@ -231,8 +231,8 @@ TEST_F(QueueTest, AFullServerLendsAConnectionToANewDownloadAndHoldsTheRestBack) 
     engine.add("http://one.example/b");
     engine.scheduler.runFor(20);
     EXPECT_EQ(server.mostConnections, 4U);
-    EXPECT_EQ(engine.state(2), "downloading");
-    EXPECT_GT(engine.manager->download(2)->liveBytes(), 0);
+    EXPECT_EQ(engine.state(2_id), "downloading");
+    EXPECT_GT(engine.manager->download(2_id)->liveBytes(), 0);
 }
 
 TEST_F(QueueTest, SettingsApplyAtOnce) {
@@ -269,7 +269,7 @@ protected:
         engine.add("http://a.example/f");
         engine.scheduler.runFor(seconds);
     }
-    [[nodiscard]] std::int64_t live() const { return engine.manager->download(1)->liveBytes(); }
+    [[nodiscard]] std::int64_t live() const { return engine.manager->download(1_id)->liveBytes(); }
     [[nodiscard]] std::int64_t saved() const { return engine.store->saved[0].doneBytes(); }
     Engine engine;
     FakeServer server{*engine.transport, engine.scheduler};
@@ -312,9 +312,9 @@ TEST_F(SavingTest, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
     const auto claimed = saved();
     EXPECT_GE(claimed, live() - static_cast<std::int64_t>(2.5 * 8 * server.bytesPerSecond));
     engine.restart();
-    EXPECT_EQ(engine.state(1), "downloading") << "without a probe";
+    EXPECT_EQ(engine.state(1_id), "downloading") << "without a probe";
     const auto sentBefore = server.sent;
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_EQ(server.sent - sentBefore, server.size - claimed);
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
@@ -346,8 +346,8 @@ TEST_F(SavingTest, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreN
         EXPECT_TRUE(transfer->isOver());
     }
     EXPECT_EQ(engine.transport->live().size(), before.size());
-    ASSERT_TRUE(engine.runUntil(1, "finished"));
-    ASSERT_TRUE(engine.runUntil(2, "finished"));
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    ASSERT_TRUE(engine.runUntil(2_id, "finished"));
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
@@ -359,9 +359,9 @@ TEST_F(SavingTest, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
     EXPECT_FALSE(only->isOver());
     only->fail("The connection broke.");
     engine.turns();
-    ASSERT_EQ(engine.state(1), "retrying");
+    ASSERT_EQ(engine.state(1_id), "retrying");
     engine.manager->reconnect();
-    EXPECT_EQ(engine.state(1), "starting");
+    EXPECT_EQ(engine.state(1_id), "starting");
 }
 
 TEST_F(SavingTest, WhatCouldNotBeSyncedIsNeverClaimed) {
@@ -369,7 +369,7 @@ TEST_F(SavingTest, WhatCouldNotBeSyncedIsNeverClaimed) {
     const auto good = saved();
     engine.files->failSync = "Input/output error";
     engine.scheduler.runFor(4);
-    engine.manager->pause(1);
+    engine.manager->pause(1_id);
     engine.scheduler.runFor(4);
     engine.files->failSync.reset(); // as a disk tells of lost bytes only once
     engine.scheduler.runFor(4);
@@ -412,7 +412,8 @@ TEST(Saved, SenselessPiecesFromDiskStartAfresh) {
     };
     for (const auto& pieces : rows) {
         Engine engine;
-        DownloadRecord record(1, link("http://a.example/f"), URL::folder("/downloads"), std::nullopt, Date());
+        DownloadRecord record(1_id, link("http://a.example/f"), URL::folder("/downloads"), std::nullopt,
+                              Date());
         record.size = 1000;
         record.resumable = true;
         record.pieces = pieces;
@@ -420,7 +421,7 @@ TEST(Saved, SenselessPiecesFromDiskStartAfresh) {
         engine.files->put("/downloads/f.fluvane", std::string(1000, 'x'));
         engine.store->saved = {record};
         engine.manager->start();
-        EXPECT_EQ(engine.state(1), "starting");
+        EXPECT_EQ(engine.state(1_id), "starting");
     }
 }
 

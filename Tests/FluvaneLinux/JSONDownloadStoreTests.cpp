@@ -23,8 +23,8 @@ using namespace testing;
 namespace {
 
 RecordSnapshot record(std::int64_t id, const std::string& name = "ä \"b\"\n") {
-    DownloadRecord value(id, *URL::parse("https://host/file"), URL::folder("/downloads"), std::nullopt,
-                         Date(std::chrono::seconds(1'772'356'542)));
+    DownloadRecord value(DownloadID{id}, *URL::parse("https://host/file"), URL::folder("/downloads"),
+                         std::nullopt, Date(std::chrono::seconds(1'772'356'542)));
     value.name = name;
     value.validators = Validators{.etag = "\"x\"", .lastModified = std::nullopt};
     value.state = DownloadState::Failed{"It's over."};
@@ -62,7 +62,7 @@ protected:
     [[nodiscard]] std::vector<std::int64_t> onDisk() {
         std::vector<std::int64_t> ids;
         for (const auto& one : JSONDownloadStore(file, queue, "test").load()) {
-            ids.push_back(one.id);
+            ids.push_back(number(one.id));
         }
         return ids;
     }

@@ -31,7 +31,7 @@ void tell(const json& what) {
 }
 
 DownloadRecord record(const json& given) {
-    DownloadRecord made(1, URL::parse(given.value("url", "https://h.org/from-link.zip")).value(),
+    DownloadRecord made(DownloadID{1}, URL::parse(given.value("url", "https://h.org/from-link.zip")).value(),
                         URL::folder(given.value("folder", "/tmp/Films")), std::nullopt, Date());
     if (given.contains("name")) {
         made.name = given["name"];

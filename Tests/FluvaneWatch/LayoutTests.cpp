@@ -57,29 +57,29 @@ TEST(Layout, CutsBetweenCharacters) {
 std::vector<Row> everyKind() {
     const std::string endless(400, 'x');
     return {
-        {.id = 1,
+        {.id = DownloadID{1},
          .name = endless + ".iso",
          .state = StateKind::downloading,
          .downloaded = 3,
          .size = 8,
          .bytesPerSecond = 1,
          .connections = 8},
-        {.id = 12345, .name = "👩\u200D💻❤\uFE0F名前\u0007", .state = StateKind::failed, .reason = endless},
-        {.id = 3,
+        {.id = DownloadID{12345}, .name = "👩\u200D💻❤\uFE0F名前\u0007", .state = StateKind::failed, .reason = endless},
+        {.id = DownloadID{3},
          .name = "שלום עולם.zip",
          .state = StateKind::linkExpired,
          .downloaded = 1,
          .size = 9'000'000'000'000},
-        {.id = 4,
+        {.id = DownloadID{4},
          .name = "",
          .state = StateKind::finished,
          .file = "/f/" + endless,
          .size = 4,
          .checksum = "md5:0",
          .checksumMatches = false},
-        {.id = 5, .name = "q", .state = StateKind::queued, .placeInLine = 3},
-        {.id = 6, .name = "no size", .state = StateKind::downloading, .downloaded = 77},
-        {.id = 7, .name = "gone", .state = Removed{}},
+        {.id = DownloadID{5}, .name = "q", .state = StateKind::queued, .placeInLine = 3},
+        {.id = DownloadID{6}, .name = "no size", .state = StateKind::downloading, .downloaded = 77},
+        {.id = DownloadID{7}, .name = "gone", .state = Removed{}},
     };
 }
 
@@ -118,7 +118,7 @@ TEST(Layout, StaysWithinAnyTerminal) {
 }
 
 TEST(Layout, ShowsARunningDownload) {
-    const Row running{.id = 3,
+    const Row running{.id = DownloadID{3},
                       .name = "big.iso",
                       .state = StateKind::downloading,
                       .downloaded = 50'000'000,
@@ -136,8 +136,8 @@ TEST(Layout, ShowsARunningDownload) {
 }
 
 TEST(Layout, CountsWhatDoesNotFit) {
-    std::vector<Row> rows(10, {.id = 1, .name = "waits", .state = StateKind::queued});
-    rows.push_back({.id = 2, .name = "runs", .state = StateKind::downloading, .downloaded = 1, .size = 2});
+    std::vector<Row> rows(10, {.id = DownloadID{1}, .name = "waits", .state = StateKind::queued});
+    rows.push_back({.id = DownloadID{2}, .name = "runs", .state = StateKind::downloading, .downloaded = 1, .size = 2});
     const auto lines = layout(rows, {.width = 80, .height = 8});
     ASSERT_EQ(lines.size(), 7u);
     EXPECT_NE(lines[0].text.find("runs"), std::string::npos);

@@ -16,7 +16,7 @@ TEST(Listing, ReadsWhatIsShown) {
         {"id": 8, "name": "b", "state": "queued", "downloaded": 0, "connections": 0, "bytesPerSecond": 0},
         {"id": 9, "name": "c", "state": "thawing"}])");
     ASSERT_TRUE(rows);
-    const Row whole{.id = 7,
+    const Row whole{.id = DownloadID{7},
                     .name = "a.iso",
                     .state = StateKind::failed,
                     .reason = "No.",
@@ -29,8 +29,8 @@ TEST(Listing, ReadsWhatIsShown) {
                     .checksumMatches = false,
                     .placeInLine = 2};
     EXPECT_EQ(*rows, (std::vector<Row>{whole,
-                                       {.id = 8, .name = "b", .state = StateKind::queued},
-                                       {.id = 9, .name = "c", .state = UnknownState{"thawing"}}}));
+                                       {.id = DownloadID{8}, .name = "b", .state = StateKind::queued},
+                                       {.id = DownloadID{9}, .name = "c", .state = UnknownState{"thawing"}}}));
 }
 
 TEST(Listing, RefusesWhatIsNoList) {

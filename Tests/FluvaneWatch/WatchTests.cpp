@@ -4,6 +4,7 @@
 #include "FluvaneWatch/Phrases.h"
 #include "FluvaneWatch/Watch.h"
 
+#include "Support/Numbers.h"
 #include "Support/Rows.h"
 
 #include <gmock/gmock.h>
@@ -17,7 +18,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 Row row(std::int64_t id, RowState state) {
-    return {.id = id,
+    return {.id = DownloadID{id},
             .name = "file",
             .state = std::move(state),
             .reason = "It broke.",
@@ -49,7 +50,7 @@ TEST(Watch, EndsByState) {
     };
     for (const auto& expected : cases) {
         SCOPED_TRACE(stateWords(row(3, expected.state)));
-        Watch watch({3});
+        Watch watch({3_id});
         watch.update({row(3, expected.state)}, 0);
         EXPECT_EQ(watch.ended(), expected.ends);
         EXPECT_EQ(watch.allFinished(), expected.well);
@@ -58,7 +59,7 @@ TEST(Watch, EndsByState) {
 }
 
 TEST(Watch, TellsWhatWentWrong) {
-    Watch watch({1, 2, 3, 4, 5, 6});
+    Watch watch({1_id, 2_id, 3_id, 4_id, 5_id, 6_id});
     watch.update({row(6, StateKind::downloading)}, 0);
     watch.update({row(1, StateKind::failed), row(2, StateKind::paused), row(3, StateKind::linkExpired),
                   checked(4, false), checked(5, true)},
@@ -75,7 +76,7 @@ TEST(Watch, TellsWhatWentWrong) {
 }
 
 TEST(Watch, WaitsForACheckAsLongAsReadingTakes) {
-    Watch watch({1});
+    Watch watch({1_id});
     watch.update({checked(1, std::nullopt)}, 100);
     EXPECT_FALSE(watch.ended());
     watch.update({checked(1, std::nullopt)}, 105);
@@ -89,12 +90,12 @@ TEST(Watch, WaitsForACheckAsLongAsReadingTakes) {
 }
 
 TEST(Watch, ChoosesByNumber) {
-    Watch watch({5, 2, 5, 9});
+    Watch watch({5_id, 2_id, 5_id, 9_id});
     watch.update({row(2, StateKind::queued), row(4, StateKind::downloading), row(5, StateKind::paused)}, 0);
-    EXPECT_THAT(watch.unknown(), ElementsAre(9));
+    EXPECT_THAT(watch.unknown(), ElementsAre(9_id));
     ASSERT_EQ(watch.rows().size(), 2u);
-    EXPECT_EQ(watch.rows()[0].id, 5);
-    EXPECT_EQ(watch.rows()[1].id, 2);
+    EXPECT_EQ(watch.rows()[0].id, 5_id);
+    EXPECT_EQ(watch.rows()[1].id, 2_id);
 }
 
 TEST(Watch, FollowsWhatRunsWithoutNumbers) {

@@ -9,6 +9,7 @@
 #include "Support/FakeTransport.h"
 #include "Support/ManualScheduler.h"
 #include "Support/MemoryFileStore.h"
+#include "Support/Numbers.h"
 
 #include <memory>
 #include <optional>
@@ -50,21 +51,17 @@ public:
         manager->start();
     }
 
-    std::int64_t add(const std::string& url, std::optional<Checksum> checksum = {}) {
+    DownloadID add(const std::string& url, std::optional<Checksum> checksum = {}) {
         return manager->add(link(url), std::nullopt, std::nullopt, checksum, true);
     }
-    [[nodiscard]] const DownloadRecord& record(std::int64_t id) const {
-        return manager->download(id)->record;
-    }
-    [[nodiscard]] std::string state(std::int64_t id) const {
-        return std::string(stateName(record(id).state));
-    }
+    [[nodiscard]] const DownloadRecord& record(DownloadID id) const { return manager->download(id)->record; }
+    [[nodiscard]] std::string state(DownloadID id) const { return std::string(stateName(record(id).state)); }
     /// Why it failed, or the state it is in instead.
-    [[nodiscard]] std::string failure(std::int64_t id) const {
+    [[nodiscard]] std::string failure(DownloadID id) const {
         const auto* message = record(id).state.failure();
         return message ? *message : state(id);
     }
-    [[nodiscard]] bool runUntil(std::int64_t id, const std::string& wanted, double atMost = 3600) {
+    [[nodiscard]] bool runUntil(DownloadID id, const std::string& wanted, double atMost = 3600) {
         return scheduler.runUntilTrue([&] { return state(id) == wanted; }, atMost);
     }
     void turns() { scheduler.runTurns(); }

@@ -110,7 +110,9 @@ public:
     std::vector<std::string> notices;
 
 private:
-    static std::string number(const DownloadRecord& record) { return std::to_string(record.id); }
+    static std::string number(const DownloadRecord& record) {
+        return std::to_string(fluvane::number(record.id));
+    }
 };
 
 /// Collects log lines ("downloads: download 1 added") while it lives.

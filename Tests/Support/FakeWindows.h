@@ -14,13 +14,13 @@ namespace fluvane::support {
 /// "settings rules".
 class FakeWindows : public Windows {
 public:
-    void showDownloads(std::optional<std::int64_t> selected) override {
-        asked.push_back("downloads" + (selected ? " " + std::to_string(*selected) : ""));
+    void showDownloads(std::optional<DownloadID> selected) override {
+        asked.push_back("downloads" + (selected ? " " + std::to_string(number(*selected)) : ""));
     }
-    void showAdded(const std::vector<std::int64_t>& ids) override {
+    void showAdded(const std::vector<DownloadID>& ids) override {
         std::string text = "added";
         for (const auto id : ids) {
-            text += " " + std::to_string(id);
+            text += " " + std::to_string(number(id));
         }
         asked.push_back(text);
     }
@@ -37,8 +37,8 @@ public:
     void showWelcome() override { asked.emplace_back("welcome"); }
     void showWhatsNew() override { asked.emplace_back("whats-new"); }
     void showCrashNote() override { asked.emplace_back("crash-note"); }
-    void changeLink(std::int64_t id) override { asked.push_back("link " + std::to_string(id)); }
-    void editChecksum(std::int64_t id) override { asked.push_back("checksum " + std::to_string(id)); }
+    void changeLink(DownloadID id) override { asked.push_back("link " + std::to_string(number(id))); }
+    void editChecksum(DownloadID id) override { asked.push_back("checksum " + std::to_string(number(id))); }
     void quit() override { asked.emplace_back("quit"); }
     void useActivationToken(const std::string& token) override { asked.push_back("token " + token); }
     std::string state() override { return "{}"; }

@@ -79,7 +79,8 @@ Reply CommandCenter::add(const Arguments& arguments) {
     Reply reply;
     for (const URL& url : order.links) {
         const auto id = manager_.add(url, order.folder, std::nullopt, order.checksum, !order.folder);
-        reply.text += (reply.text.empty() ? "Added download " : "\nAdded download ") + std::to_string(id);
+        reply.text +=
+            (reply.text.empty() ? "Added download " : "\nAdded download ") + std::to_string(number(id));
     }
     return reply;
 }

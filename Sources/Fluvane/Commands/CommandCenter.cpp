@@ -125,7 +125,7 @@ bool CommandCenter::runLater(const std::string& name, const Arguments& arguments
 
 const Download* CommandCenter::numbered(const Arguments& arguments) const {
     const auto number = arguments.empty() ? std::nullopt : text::wholeNumber(arguments[0]);
-    return number ? manager_.download(*number) : nullptr;
+    return number ? manager_.download(DownloadID{*number}) : nullptr;
 }
 
 Reply CommandCenter::pause(const Arguments& arguments) {
@@ -162,7 +162,8 @@ Reply CommandCenter::next(const Arguments& arguments) {
         return failure("Say which download: fluvane next <number>. `fluvane list` shows their numbers.");
     }
     if (!canBeNext(download->record.state)) {
-        return failure("Download " + std::to_string(download->id()) + " isn't waiting its turn or paused.");
+        return failure("Download " + std::to_string(number(download->id())) +
+                       " isn't waiting its turn or paused.");
     }
     manager_.downloadNext(download->id());
     return done();
@@ -176,7 +177,7 @@ Reply CommandCenter::prioritize(const Arguments& arguments) {
     const bool on = arguments.size() < 2 || !isOffWord(arguments[1]);
     const DownloadState& state = download->record.state;
     if (on && !canGoFirst(state)) {
-        return failure("Download " + std::to_string(download->id()) + " can't go first now: it's " +
+        return failure("Download " + std::to_string(number(download->id())) + " can't go first now: it's " +
                        std::string(stateName(state)) + ".");
     }
     manager_.prioritize(download->id(), on);

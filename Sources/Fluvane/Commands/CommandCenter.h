@@ -76,7 +76,7 @@ private:
     Reply window(const std::function<void(Windows&)>& ask);
     Reply confirm(const std::vector<URL>& links, const std::optional<URL>& referrer = std::nullopt);
     using All = void (DownloadManager::*)();
-    using One = void (DownloadManager::*)(std::int64_t);
+    using One = void (DownloadManager::*)(DownloadID);
     Reply onDownloads(const char* command, const Arguments& arguments, All all, One one);
     Reply setLimit(std::optional<std::int64_t> bytesPerSecond);
     /// The download a whole number names; null for any other text.

@@ -72,7 +72,7 @@ void describe(const Download& download, std::optional<std::int64_t> placeInLine,
         writer.add("file", record.file->path());
     }
     writer.add("folder", record.folder.path());
-    writer.add("id", record.id);
+    writer.add("id", number(record.id));
     writer.add("name", record.displayName());
     if (record.opensWebPage.value_or(false)) {
         writer.addTrue("opensWebPage");
@@ -96,7 +96,7 @@ void describe(const Download& download, std::optional<std::int64_t> placeInLine,
 } // namespace
 
 Reply CommandCenter::list(const Arguments& /*arguments*/) {
-    std::unordered_map<std::int64_t, std::int64_t> places;
+    std::unordered_map<DownloadID, std::int64_t> places;
     for (const Download* waiting : manager_.queue()) {
         places.emplace(waiting->id(), static_cast<std::int64_t>(places.size()) + 1);
     }

@@ -3,9 +3,9 @@
 
 #pragma once
 
+#include "FluvaneCore/DownloadID.h"
 #include "FluvaneCore/URL.h"
 
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -21,9 +21,9 @@ public:
     virtual ~Windows() = default;
 
     /// With a number, that download is selected, with its details.
-    virtual void showDownloads(std::optional<std::int64_t> selected = std::nullopt) = 0;
+    virtual void showDownloads(std::optional<DownloadID> selected = std::nullopt) = 0;
     /// What was just added, selected; details that are closed stay so.
-    virtual void showAdded(const std::vector<std::int64_t>& ids) = 0;
+    virtual void showAdded(const std::vector<DownloadID>& ids) = 0;
     /// Nothing is downloaded before the user says so there. Without links it offers those of the clipboard.
     virtual void newDownload(const std::vector<URL>& links = {},
                              const std::optional<URL>& referrer = std::nullopt) = 0;
@@ -33,8 +33,8 @@ public:
     virtual void showWhatsNew() = 0;
     virtual void showCrashNote() = 0;
     /// The questions about one download; nothing for a number that names none.
-    virtual void changeLink(std::int64_t id) = 0;
-    virtual void editChecksum(std::int64_t id) = 0;
+    virtual void changeLink(DownloadID id) = 0;
+    virtual void editChecksum(DownloadID id) = 0;
     /// Ends the application, after a question while downloads run.
     virtual void quit() = 0;
 

@@ -124,7 +124,7 @@ private:
         double at = 0;
         std::string line;
     };
-    std::map<std::int64_t, Said> said_;
+    std::map<DownloadID, Said> said_;
 };
 
 std::unique_ptr<View> view() {
@@ -169,14 +169,14 @@ int run(Watch watch) {
     return seen ? status : 1;
 }
 
-std::optional<std::vector<std::int64_t>> numbers(const std::vector<std::string>& arguments) {
-    std::vector<std::int64_t> parsed;
+std::optional<std::vector<DownloadID>> numbers(const std::vector<std::string>& arguments) {
+    std::vector<DownloadID> parsed;
     for (const auto& argument : arguments) {
         const auto number = text::wholeNumber(argument);
         if (!number || argument.starts_with('-') || argument.starts_with('+')) {
             return std::nullopt;
         }
-        parsed.push_back(*number);
+        parsed.push_back(DownloadID{*number});
     }
     return parsed;
 }

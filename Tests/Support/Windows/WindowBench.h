@@ -53,9 +53,9 @@ public:
 };
 
 /// A record as a restart would find it, for `engine.store->saved` before `engine.manager->start()`.
-[[nodiscard]] inline DownloadRecord savedRecord(std::int64_t id, const std::string& url,
+[[nodiscard]] inline DownloadRecord savedRecord(std::int64_t number, const std::string& url,
                                                 DownloadState state = {}) {
-    DownloadRecord record(id, link(url), URL::folder("/downloads"), std::nullopt, Date());
+    DownloadRecord record(DownloadID{number}, link(url), URL::folder("/downloads"), std::nullopt, Date());
     record.state = std::move(state);
     return record;
 }

@@ -4,6 +4,7 @@
 #include "Fluvane/Linux/LinuxScheduler.h"
 #include "Fluvane/Linux/Services/Bus.h"
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
+#include "Support/Numbers.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Windows/FakeAutostart.h"
 #include "Support/Windows/Widgets.h"
@@ -119,8 +120,8 @@ TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
         {"welcome", [&] { windows.showWelcome(); }, "Wait on hotspots and in Low Data Mode"},
         {"whats-new", [&] { windows.showWhatsNew(); }, "Everything."},
         {"crash-note", [&] { windows.showCrashNote(); }, "It crashed."},
-        {"change-link", [&] { windows.changeLink(2); }, "Paste a fresh link to the same file."},
-        {"checksum", [&] { windows.editChecksum(2); }, "SHA-256"},
+        {"change-link", [&] { windows.changeLink(2_id); }, "Paste a fresh link to the same file."},
+        {"checksum", [&] { windows.editChecksum(2_id); }, "SHA-256"},
         {"quit", [&] { windows.quit(); },
          "They carry on from the last bytes saved when you open Fluvane again."},
     };
@@ -138,13 +139,13 @@ TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
 }
 
 TEST_F(DesktopWindowsTest, EveryControlHasANameAndCanBeReached) {
-    windows.showDownloads(1);
+    windows.showDownloads(1_id);
     windows.newDownload({}, std::nullopt);
     windows.showWelcome();
     windows.showWhatsNew();
     windows.showCrashNote();
-    windows.changeLink(2);
-    windows.editChecksum(2);
+    windows.changeLink(2_id);
+    windows.editChecksum(2_id);
     for (const char* pane : {"general", "files", "rules", "connections", "about"}) {
         windows.showSettings(pane);
         EXPECT_THAT(unreachable(), IsEmpty()) << pane;
@@ -164,10 +165,10 @@ TEST_F(DesktopWindowsTest, EveryControlHasANameAndCanBeReached) {
 }
 
 TEST_F(DesktopWindowsTest, QuestionsAreAboutTheDownloadTheyAreAskedFor) {
-    windows.changeLink(99);
+    windows.changeLink(99_id);
     EXPECT_THAT(names(), IsEmpty());
-    windows.changeLink(2);
-    windows.changeLink(4);
+    windows.changeLink(2_id);
+    windows.changeLink(4_id);
     EXPECT_THAT(names(), ElementsAre("change-link"));
     EXPECT_THAT(window("change-link").dump(), HasSubstr("broken.mkv"));
 }

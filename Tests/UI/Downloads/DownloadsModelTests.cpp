@@ -4,6 +4,7 @@
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/UI/Models/DownloadsFilter.h"
 #include "SampleList.h"
+#include "Support/Numbers.h"
 #include "Support/Rows.h"
 
 #include <QAbstractItemModelTester>
@@ -95,10 +96,10 @@ TEST(DownloadsModel, TellsOnlyWhatChanged) {
     models.model.refresh();
     ASSERT_EQ(changes.count(), 1);
     EXPECT_EQ(changes[0][0].toModelIndex().row(), 6);
-    list.engine.manager->downloadNext(6);
+    list.engine.manager->downloadNext(6_id);
     models.model.refresh();
-    EXPECT_EQ(models.filter.indexOf(6).data(DownloadsModel::LineRole), "Number 1 in line");
-    EXPECT_EQ(models.filter.indexOf(5).data(DownloadsModel::LineRole), "Number 2 in line");
+    EXPECT_EQ(models.filter.indexOf(6_id).data(DownloadsModel::LineRole), "Number 1 in line");
+    EXPECT_EQ(models.filter.indexOf(5_id).data(DownloadsModel::LineRole), "Number 2 in line");
 }
 
 TEST(DownloadsModel, RowsAreReadOut) {
@@ -111,16 +112,17 @@ TEST(DownloadsModel, RowsAreReadOut) {
         {7, "run.bin: 6 %, 12 MB of 200 MB, 6.4 MB/s, about 30 seconds left, 2 connections, prioritized"},
     };
     for (const auto& [id, expected] : rows) {
-        EXPECT_EQ(models.filter.indexOf(id).data(Qt::AccessibleTextRole).toString().toStdString(), expected);
+        EXPECT_EQ(models.filter.indexOf(DownloadID{id}).data(Qt::AccessibleTextRole).toString().toStdString(),
+                  expected);
     }
-    EXPECT_EQ(models.filter.indexOf(1).data(DownloadsModel::KindIconRole), "kind-disk-image");
+    EXPECT_EQ(models.filter.indexOf(1_id).data(DownloadsModel::KindIconRole), "kind-disk-image");
 }
 
 TEST(DownloadsModel, TellsWhyAndWhenADownloadIsTriedAgain) {
     SampleList list;
     Models models(*list.engine.manager);
     const auto line = [&models] {
-        return models.filter.indexOf(7).data(DownloadsModel::LineRole).toString().toStdString();
+        return models.filter.indexOf(7_id).data(DownloadsModel::LineRole).toString().toStdString();
     };
     list.engine.transport->live().front()->respond(503, {{"Retry-After", "40"}});
     models.model.refresh();
@@ -142,7 +144,7 @@ TEST(DownloadsModel, NamesFoldersBelowTheHome) {
     bench.engine.store->saved.push_back(record);
     bench.engine.manager->start();
     Models models(*bench.engine.manager);
-    EXPECT_EQ(models.filter.indexOf(1).data(DownloadsModel::LineRole), "5 MB, in ~/films");
+    EXPECT_EQ(models.filter.indexOf(1_id).data(DownloadsModel::LineRole), "5 MB, in ~/films");
 }
 
 TEST(DownloadsModel, FinishedFilesCanBeDraggedOutWhileTheyAreThere) {
@@ -158,11 +160,11 @@ TEST(DownloadsModel, FinishedFilesCanBeDraggedOutWhileTheyAreThere) {
     bench.engine.manager->start();
     Models models(*bench.engine.manager);
     const std::unique_ptr<QMimeData> data(models.filter.mimeData(
-        {models.filter.indexOf(1), models.filter.indexOf(2), models.filter.indexOf(3)}));
+        {models.filter.indexOf(1_id), models.filter.indexOf(2_id), models.filter.indexOf(3_id)}));
     ASSERT_TRUE(data);
     EXPECT_EQ(data->urls(), QList<QUrl>{QUrl::fromLocalFile(file.fileName())});
-    EXPECT_EQ(models.filter.mimeData({models.filter.indexOf(2)}), nullptr);
-    EXPECT_FALSE(models.filter.flags(models.filter.indexOf(3)) & Qt::ItemIsDragEnabled);
+    EXPECT_EQ(models.filter.mimeData({models.filter.indexOf(2_id)}), nullptr);
+    EXPECT_FALSE(models.filter.flags(models.filter.indexOf(3_id)) & Qt::ItemIsDragEnabled);
 }
 
 /// However the list changes, what is shown is what starting over would show.
@@ -174,7 +176,8 @@ TEST(DownloadsFilter, FollowsTheListAsIfItStartedOver) {
     for (int step = 0; step < 300; ++step) {
         DownloadManager& manager = *list.engine.manager;
         const auto all = manager.downloads();
-        const std::int64_t id = all.empty() ? 0 : all[static_cast<std::size_t>(pick(all.size()))]->id();
+        const DownloadID id =
+            all.empty() ? DownloadID{} : all[static_cast<std::size_t>(pick(all.size()))]->id();
         switch (pick(7)) {
         case 0:
         case 1:

@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 #include "Fluvane/UI/Models/DownloadsModel.h"
 #include "SampleList.h"
+#include "Support/Numbers.h"
 #include "Support/Windows/Widgets.h"
 
 #include <QAction>
@@ -41,7 +42,7 @@ protected:
     QListView& view() { return *window.findChild<QListView*>("list"); }
     QLineEdit& search() { return *window.findChild<QLineEdit*>("search"); }
     void choose(std::int64_t id) {
-        window.select({id}, true);
+        window.select({DownloadID{id}}, true);
         list.refresh();
     }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -84,7 +85,7 @@ protected:
         EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
         list.refresh();
     }
-    bool isThere(std::int64_t id) { return list.engine.manager->download(id) != nullptr; }
+    bool isThere(std::int64_t id) { return list.engine.manager->download(DownloadID{id}) != nullptr; }
 
     SampleList list;
     DownloadsWindow window{list.context};
@@ -115,16 +116,16 @@ TEST_F(DownloadsWindowTest, OffersOnlyWhatApplies) {
 TEST_F(DownloadsWindowTest, CommandsReachTheirDownloads) {
     choose(5);
     press(Qt::Key_Space);
-    EXPECT_EQ(list.engine.state(5), "paused");
+    EXPECT_EQ(list.engine.state(5_id), "paused");
     press(Qt::Key_Space);
-    EXPECT_EQ(list.engine.state(5), "queued");
+    EXPECT_EQ(list.engine.state(5_id), "queued");
     choose(6);
     trigger("next");
-    EXPECT_EQ(list.engine.manager->queue().front()->id(), 6);
+    EXPECT_EQ(list.engine.manager->queue().front()->id(), 6_id);
     trigger("prioritize");
-    EXPECT_TRUE(list.engine.manager->download(6)->isPrioritized());
+    EXPECT_TRUE(list.engine.manager->download(6_id)->isPrioritized());
     trigger("stop-prioritizing");
-    EXPECT_FALSE(list.engine.manager->download(6)->isPrioritized());
+    EXPECT_FALSE(list.engine.manager->download(6_id)->isPrioritized());
     trigger("change-link");
     trigger("checksum");
     choose(2);
@@ -145,7 +146,7 @@ TEST_F(DownloadsWindowTest, ManyAtOnce) {
     EXPECT_EQ(window.findChild<QLabel*>("selection")->text(), "8 selected");
     trigger("pause");
     EXPECT_EQ(window.findChild<QLabel*>("summary")->text(), "Nothing running");
-    EXPECT_EQ(list.engine.state(7), "paused");
+    EXPECT_EQ(list.engine.state(7_id), "paused");
     trigger("copy-link");
     EXPECT_EQ(QApplication::clipboard()->text().count('\n'), 7);
 }
@@ -164,9 +165,9 @@ TEST_F(DownloadsWindowTest, RemovingAsksBeforeBytesAreLost) {
     EXPECT_EQ(question()->informativeText(), "It isn't finished. The 1.4 GB downloaded so far are deleted.");
     answer("Cancel");
     EXPECT_TRUE(isThere(1));
-    const std::pair<std::vector<std::int64_t>, const char*> several[] = {
-        {{1, 6}, "What one of them downloaded so far is deleted: 1.4 GB."},
-        {{1, 3, 6}, "What 2 of them downloaded so far is deleted: 1.4 GB."}};
+    const std::pair<std::vector<DownloadID>, const char*> several[] = {
+        {{1_id, 6_id}, "What one of them downloaded so far is deleted: 1.4 GB."},
+        {{1_id, 3_id, 6_id}, "What 2 of them downloaded so far is deleted: 1.4 GB."}};
     for (const auto& [ids, explanation] : several) {
         window.select(ids, false);
         press(Qt::Key_Delete);
@@ -190,13 +191,13 @@ TEST_F(DownloadsWindowTest, TheNextOneTakesThePlaceOfWhatWasRemoved) {
     const int next = view().model()->index(row + 1, 0).data(DownloadsModel::IdRole).toInt();
     press(Qt::Key_Delete);
     EXPECT_EQ(current(), next);
-    window.select({2, 8}, false);
+    window.select({2_id, 8_id}, false);
     press(Qt::Key_Delete, Qt::ShiftModifier);
     answer("Remove and Delete");
     EXPECT_FALSE(isThere(2) || isThere(8));
     EXPECT_NE(current(), 0);
     choose(1);
-    list.engine.manager->remove(1);
+    list.engine.manager->remove(1_id);
     list.refresh();
     EXPECT_TRUE(view().selectionModel()->selection().isEmpty()) << "not on this window's word";
 }
@@ -266,7 +267,7 @@ TEST_F(DownloadsWindowTest, WhatWasAddedIsAllThatIsSelected) {
     trigger("details");
     QTest::keyPress(&view(), Qt::Key_Control, Qt::ControlModifier);
     ASSERT_TRUE(QApplication::keyboardModifiers().testFlag(Qt::ControlModifier));
-    window.select({5, 99, 6}, false);
+    window.select({5_id, 99_id, 6_id}, false);
     QTest::keyRelease(&view(), Qt::Key_Control);
     std::vector<std::int64_t> selected;
     for (const QModelIndex& index : view().selectionModel()->selectedIndexes()) {

@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
 #include "Fluvane/UI/Models/DroppedData.h"
+#include "Support/Numbers.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
@@ -26,7 +27,7 @@ constexpr const char* unknown = "That isn't a checksum Fluvane knows: give a SHA
 /// A dialog about download 1, which is paused, or 2, which is finished.
 template <class Dialog>
 struct Asked {
-    explicit Asked(std::int64_t id) {
+    explicit Asked(DownloadID id) {
         auto finished = savedRecord(2, "http://a.example/2", DownloadState::Finished{});
         finished.file = URL::file("/downloads/2");
         bench.engine.store->saved = {savedRecord(1, "http://a.example/1", DownloadState::Paused{}), finished};
@@ -67,7 +68,7 @@ struct Asked {
 
 TEST(ChangeLinkDialog, takesExactlyOneLink) {
     QGuiApplication::clipboard()->clear();
-    Asked<ChangeLinkDialog> asked(1);
+    Asked<ChangeLinkDialog> asked(1_id);
     EXPECT_EQ(
         asked.text("explanation"),
         "Paste a fresh link to the same file. What's downloaded stays; if it turns out to be a different "
@@ -85,16 +86,16 @@ TEST(ChangeLinkDialog, takesExactlyOneLink) {
     asked.type("see <http://b.example/fresh>");
     QTest::keyClick(&asked.field(), Qt::Key_Return);
     EXPECT_TRUE(asked.closed());
-    EXPECT_EQ(asked.bench.engine.record(1).url.absoluteString(), "http://b.example/fresh");
+    EXPECT_EQ(asked.bench.engine.record(1_id).url.absoluteString(), "http://b.example/fresh");
 }
 
 TEST(ChangeLinkDialog, offersTheLinkOnTheClipboardUnlessItIsTheOldOne) {
     QGuiApplication::clipboard()->setText("http://b.example/copied");
-    Asked<ChangeLinkDialog> asked(1);
+    Asked<ChangeLinkDialog> asked(1_id);
     EXPECT_TRUE(QTest::qWaitFor([&] { return asked.field().text() == "http://b.example/copied"; }));
     EXPECT_EQ(asked.field().selectedText(), asked.field().text());
     QGuiApplication::clipboard()->setText("http://a.example/1 ");
-    Asked<ChangeLinkDialog> again(1);
+    Asked<ChangeLinkDialog> again(1_id);
     bool isRead = false; // here, and before that by the dialog
     findLinks(*QGuiApplication::clipboard()->mimeData(), again.dialog, [&](const auto&) { isRead = true; });
     EXPECT_TRUE(QTest::qWaitFor([&] { return isRead; }));
@@ -103,15 +104,15 @@ TEST(ChangeLinkDialog, offersTheLinkOnTheClipboardUnlessItIsTheOldOne) {
 }
 
 TEST(ChangeLinkDialog, closesOnceThereIsNothingToChange) {
-    Asked<ChangeLinkDialog> removed(1);
+    Asked<ChangeLinkDialog> removed(1_id);
     removed.bench.engine.manager->remove(1);
     EXPECT_TRUE(removed.closed());
-    Asked<ChangeLinkDialog> finished(2);
+    Asked<ChangeLinkDialog> finished(2_id);
     EXPECT_TRUE(finished.closed());
 }
 
 TEST(ChecksumDialog, recognisesWhatIsPasted) {
-    Asked<ChecksumDialog> asked(1);
+    Asked<ChecksumDialog> asked(1_id);
     asked.type("abc");
     EXPECT_EQ(asked.text("note"), unknown);
     QTest::keyClick(&asked.field(), Qt::Key_Return);
@@ -120,7 +121,7 @@ TEST(ChecksumDialog, recognisesWhatIsPasted) {
     EXPECT_EQ(asked.text("note"), "This is a SHA-1. Checked once every byte is in.");
     QTest::keyClick(&asked.field(), Qt::Key_Return);
     EXPECT_TRUE(asked.closed());
-    EXPECT_EQ(asked.bench.engine.record(1).checksum->hex, sha1);
+    EXPECT_EQ(asked.bench.engine.record(1_id).checksum->hex, sha1);
 
     auto* again = new ChecksumDialog(asked.bench.context, 1);
     asked.dialog = again;
@@ -128,11 +129,11 @@ TEST(ChecksumDialog, recognisesWhatIsPasted) {
     EXPECT_EQ(asked.text("note"), "Checked once every byte is in.");
     QTest::mouseClick(again->findChild<QPushButton*>("take-away"), Qt::LeftButton);
     EXPECT_TRUE(asked.closed());
-    EXPECT_FALSE(asked.bench.engine.record(1).checksum);
+    EXPECT_FALSE(asked.bench.engine.record(1_id).checksum);
 }
 
 TEST(ChecksumDialog, tellsHowTheCheckOfAFinishedFileEnds) {
-    Asked<ChecksumDialog> asked(2);
+    Asked<ChecksumDialog> asked(2_id);
     (void)asked.bench.engine.files->create(URL::file("/downloads/2"), 0);
     asked.type(sha1);
     QTest::keyClick(&asked.field(), Qt::Key_Return);

@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Inspector/DetailRows.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
 #include "Fluvane/UI/Inspector/PiecesMap.h"
+#include "Support/Numbers.h"
 #include "Support/Rows.h"
 #include "Support/Windows/WindowBench.h"
 
@@ -143,7 +144,7 @@ TEST(Inspector, saysWhatIsKnownOfADownloadAtRest) {
         {5, "connections", ""},
     };
     for (const auto& row : rows) {
-        shown.inspector->showDownloads({row.id});
+        shown.inspector->showDownloads({DownloadID{row.id}});
         QApplication::processEvents();
         EXPECT_EQ(shown.text(row.name), row.expected) << row.id << " " << row.name;
     }
@@ -209,7 +210,7 @@ TEST(Inspector, carriesOnAndAsksForAFreshLink) {
     EXPECT_THAT(shown.bench.windows.asked, Contains("link 2"));
     QTest::mouseClick(shown.inspector->findChild<QPushButton*>("notice-resume"), Qt::LeftButton);
     shown.run(1);
-    EXPECT_EQ(shown.bench.engine.state(2), "downloading");
+    EXPECT_EQ(shown.bench.engine.state(2_id), "downloading");
     EXPECT_EQ(shown.text("details-notice"), "");
 }
 
@@ -259,11 +260,11 @@ TEST(Inspector, takesSeveralTogetherAndNoneForAHint) {
     shown.bench.engine.store->saved = atRest();
     shown.bench.engine.manager->start();
     EXPECT_EQ(shown.text("details-hint"), "Select a download to see its details.");
-    shown.inspector->showDownloads({1, 2, 5});
+    shown.inspector->showDownloads({1_id, 2_id, 5_id});
     EXPECT_EQ(shown.text("selection-count"), "3 downloads selected");
     EXPECT_EQ(shown.text("selection-sizes"), "1.2 MB of 1.2 MB, and 1 whose size isn't known yet");
     EXPECT_EQ(shown.text("selection-speed"), "None of them is running");
-    for (const auto id : {1, 2}) {
+    for (const auto id : {1_id, 2_id}) {
         shown.bench.engine.manager->remove(id);
     }
     shown.bench.refresh();

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "Fluvane/UI/Models/NewDownloadDraft.h"
+#include "Support/Numbers.h"
 #include "Support/Windows/WindowBench.h"
 
 #include <QTest>
@@ -144,21 +145,21 @@ TEST(NewDownloadDraft, addsWhatIsWanted) {
     typed.draft.setReferrer({link("http://a.example/c")}, link("https://other.example/"));
     typed.draft.setFolder(URL::folder("/chosen"));
     ASSERT_THAT(typed.draft.add(), ElementsAre(2, 3));
-    const auto& first = typed.bench.engine.record(2);
+    const auto& first = typed.bench.engine.record(2_id);
     EXPECT_EQ(first.url, link("http://a.example/a"));
     EXPECT_EQ(first.folder, URL::folder("/chosen"));
     EXPECT_EQ(first.referrer, link("https://page.example/"));
     EXPECT_FALSE(first.autoFolder.value_or(false)) << "Rules must not overrule a chosen folder.";
-    EXPECT_EQ(typed.bench.engine.record(3).referrer, link("https://other.example/"));
+    EXPECT_EQ(typed.bench.engine.record(3_id).referrer, link("https://other.example/"));
     EXPECT_TRUE(typed.draft.rows().empty());
 
     typed.type("http://a.example/d");
     typed.draft.setChecksum(std::string("SHA1 (d) = ") + sha1);
     EXPECT_EQ(typed.draft.algorithm(), "SHA-1");
     ASSERT_THAT(typed.draft.add(), ElementsAre(4));
-    EXPECT_EQ(typed.bench.engine.record(4).checksum, Checksum(Checksum::Algorithm::sha1, sha1));
-    EXPECT_TRUE(typed.bench.engine.record(4).autoFolder.value_or(false));
-    EXPECT_EQ(typed.bench.engine.record(4).referrer, std::nullopt) << "The earlier one must be forgotten.";
+    EXPECT_EQ(typed.bench.engine.record(4_id).checksum, Checksum(Checksum::Algorithm::sha1, sha1));
+    EXPECT_TRUE(typed.bench.engine.record(4_id).autoFolder.value_or(false));
+    EXPECT_EQ(typed.bench.engine.record(4_id).referrer, std::nullopt) << "The earlier one must be forgotten.";
 }
 
 } // namespace fluvane::support

@@ -3,6 +3,7 @@
 
 #include "Fluvane/UI/NewDownload/FolderChoice.h"
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
+#include "Support/Numbers.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
@@ -79,8 +80,8 @@ TEST_F(NewDownloadTest, downloadsWhatIsTypedOnceTheUserSaysSo) {
     EXPECT_EQ(downloads(), 0U);
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_EQ(downloads(), 2U);
-    EXPECT_EQ(bench.engine.record(2).url, link("http://a.example/part3.zip"));
-    EXPECT_TRUE(bench.engine.record(2).autoFolder.value_or(false));
+    EXPECT_EQ(bench.engine.record(2_id).url, link("http://a.example/part3.zip"));
+    EXPECT_TRUE(bench.engine.record(2_id).autoFolder.value_or(false));
     EXPECT_FALSE(window.isVisible());
     EXPECT_THAT(bench.windows.asked, ElementsAre("added 1 2"));
     EXPECT_EQ(text(), "");
@@ -147,7 +148,7 @@ TEST_F(NewDownloadTest, keepsClipboardLinksThatSomethingWasChosenFor) {
     ASSERT_TRUE(shows("a"));
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_TRUE(QTest::qWaitFor([&] { return downloads() == 1; })) << "once the text is read";
-    EXPECT_EQ(bench.engine.record(1).folder, URL::folder("/elsewhere")) << "What the window shows counts.";
+    EXPECT_EQ(bench.engine.record(1_id).folder, URL::folder("/elsewhere")) << "What the window shows counts.";
 }
 
 TEST_F(NewDownloadTest, takesTheLinksOfDroppedFilesAndPastedPages) {
@@ -178,7 +179,7 @@ TEST_F(NewDownloadTest, remembersAChosenFolder) {
     EXPECT_EQ(find<QLabel>("destination").text().toStdString(), "It goes to " + folder.path().string() + ".");
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_EQ(downloads(), 1U);
-    EXPECT_EQ(bench.engine.record(1).folder, URL::folder(folder.path().string()));
+    EXPECT_EQ(bench.engine.record(1_id).folder, URL::folder(folder.path().string()));
     EXPECT_THAT(recent.folders(), ElementsAre(URL::folder(folder.path().string())));
     EXPECT_FALSE(find<FolderChoice>("folder").folder()) << "The next download goes where the settings say.";
 }
@@ -197,8 +198,8 @@ TEST_F(NewDownloadTest, takesTheReferrerOfAPageAndObjectsToWhatIsNone) {
     EXPECT_EQ(find<QLabel>("algorithm").text(), "MD5");
     QTest::keyClick(&checksum, Qt::Key_Return);
     ASSERT_EQ(downloads(), 1U);
-    EXPECT_EQ(bench.engine.record(1).referrer, link("https://page.example/b"));
-    EXPECT_TRUE(bench.engine.record(1).checksum);
+    EXPECT_EQ(bench.engine.record(1_id).referrer, link("https://page.example/b"));
+    EXPECT_TRUE(bench.engine.record(1_id).checksum);
 }
 
 } // namespace fluvane::support

@@ -5,6 +5,7 @@
 
 #include "Fluvane/Linux/LinuxScheduler.h"
 #include "Fluvane/Linux/Services/Bus.h"
+#include "Support/Numbers.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
@@ -134,12 +135,12 @@ TEST_F(StatusMenuTest, PausesAndResumesWhatThereIs) {
     EXPECT_FALSE(find(menu.menu(), "Resume All")->isVisible());
     addRunning(2);
     choose("Pause All");
-    EXPECT_EQ(bench.engine.state(2), "paused");
+    EXPECT_EQ(bench.engine.state(2_id), "paused");
     menu.update();
     EXPECT_FALSE(find(menu.menu(), "Pause All")->isVisible());
     EXPECT_EQ(menu.toolTip(), "2 downloads are paused");
     choose("Resume All");
-    EXPECT_NE(bench.engine.state(2), "paused");
+    EXPECT_NE(bench.engine.state(2_id), "paused");
 }
 
 TEST_F(StatusMenuTest, FollowsTheListByItself) {

@@ -59,7 +59,7 @@ Window& standing(std::vector<QPointer<QWidget>>& windows, const Make& make) {
 
 /// The same for a question about one download, which makes room for one about another.
 template <class Dialog>
-Dialog& asking(std::vector<QPointer<QWidget>>& windows, WindowContext& context, std::int64_t id) {
+Dialog& asking(std::vector<QPointer<QWidget>>& windows, WindowContext& context, DownloadID id) {
     const auto make = [&] { return new Dialog(context, id); };
     Dialog& dialog = standing<Dialog>(windows, make);
     if (dialog.id() == id) {
@@ -160,14 +160,14 @@ DownloadsWindow& DesktopWindows::downloads() {
     return *downloads_;
 }
 
-void DesktopWindows::showDownloads(std::optional<std::int64_t> selected) {
+void DesktopWindows::showDownloads(std::optional<DownloadID> selected) {
     if (selected) {
         downloads().select({*selected}, true);
     }
     presentDownloads();
 }
 
-void DesktopWindows::showAdded(const std::vector<std::int64_t>& ids) {
+void DesktopWindows::showAdded(const std::vector<DownloadID>& ids) {
     downloads().select(ids, false);
     presentDownloads();
 }
@@ -280,13 +280,13 @@ void DesktopWindows::showCrashNote(const std::string& note) {
         passing_, [&] { return new tessivar::CrashNoteWindow(QString::fromStdString(note)); }));
 }
 
-void DesktopWindows::changeLink(std::int64_t id) {
+void DesktopWindows::changeLink(DownloadID id) {
     if (context_.manager.download(id)) {
         present(asking<ChangeLinkDialog>(passing_, context_, id));
     }
 }
 
-void DesktopWindows::editChecksum(std::int64_t id) {
+void DesktopWindows::editChecksum(DownloadID id) {
     if (context_.manager.download(id)) {
         present(asking<ChecksumDialog>(passing_, context_, id));
     }

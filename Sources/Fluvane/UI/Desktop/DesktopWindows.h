@@ -44,8 +44,8 @@ public:
     void start() override;
     void listChanged() override { feed_.listChanged(); }
 
-    void showDownloads(std::optional<std::int64_t> selected) override;
-    void showAdded(const std::vector<std::int64_t>& ids) override;
+    void showDownloads(std::optional<DownloadID> selected) override;
+    void showAdded(const std::vector<DownloadID>& ids) override;
     void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override;
     void showSettings(std::string_view pane) override;
     void showWelcome() override;
@@ -54,8 +54,8 @@ public:
     void showCrashNote() override;
     void showWhatsNew(const std::string& text) override;
     void showCrashNote(const std::string& note) override;
-    void changeLink(std::int64_t id) override;
-    void editChecksum(std::int64_t id) override;
+    void changeLink(DownloadID id) override;
+    void editChecksum(DownloadID id) override;
     void quit() override;
     /// Something the user asked for that can't be done: told where they look.
     void tellProblem(const std::string& sentence);

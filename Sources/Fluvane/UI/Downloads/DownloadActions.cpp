@@ -320,7 +320,7 @@ struct DownloadActions::Discarding {
 
 void DownloadActions::discard(const IDs& ids) {
     const auto work = std::make_shared<Discarding>();
-    std::vector<std::pair<std::int64_t, URL>> files;
+    std::vector<std::pair<DownloadID, URL>> files;
     for (const auto id : ids) {
         const Download* const download = context_.manager.download(id);
         if (download && abilities(*download).removeFile) {
@@ -341,7 +341,7 @@ void DownloadActions::discard(const IDs& ids) {
 }
 
 /// Only what could be moved is taken off the list; the rest is told together at the end.
-void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, std::int64_t id,
+void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, DownloadID id,
                                 const std::optional<std::string>& error) {
     const Download* const download = context_.manager.download(id);
     if (!error) {

@@ -26,7 +26,7 @@ class DownloadActions : public QObject {
     Q_OBJECT
 
 public:
-    using IDs = std::vector<std::int64_t>;
+    using IDs = std::vector<DownloadID>;
 
     /// The window is what questions are asked over; it owns the actions.
     DownloadActions(WindowContext& context, QWidget& window);
@@ -67,7 +67,7 @@ private:
     void removeNow(const IDs& ids);
     void discard(const IDs& ids);
     struct Discarding;
-    void discarded(const std::shared_ptr<Discarding>& work, std::int64_t id,
+    void discarded(const std::shared_ptr<Discarding>& work, DownloadID id,
                    const std::optional<std::string>& error);
 
     WindowContext& context_;

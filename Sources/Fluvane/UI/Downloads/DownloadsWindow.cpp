@@ -28,7 +28,7 @@ DownloadsWindow::~DownloadsWindow() {
     parts_->remember();
 }
 
-void DownloadsWindow::select(const std::vector<std::int64_t>& ids, bool withDetails) {
+void DownloadsWindow::select(const std::vector<DownloadID>& ids, bool withDetails) {
     parts_->select(ids, withDetails);
 }
 

@@ -26,7 +26,7 @@ public:
 
     /// Selects those and nothing else, and opens the details if asked to; a filter that hides one of them is
     /// taken away. Numbers that name none are passed over; nothing is done where all do.
-    void select(const std::vector<std::int64_t>& ids, bool withDetails);
+    void select(const std::vector<DownloadID>& ids, bool withDetails);
     /// Shows a sentence in the line at the bottom, for some seconds.
     void tell(const QString& sentence);
     /// Opens New Download with the clipboard's links, or empty when there are none.

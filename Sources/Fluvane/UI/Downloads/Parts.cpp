@@ -140,7 +140,7 @@ void DownloadsWindow::Parts::selectionChanged() {
 void DownloadsWindow::Parts::keepSelection() {
     kept_ = selected();
     const QModelIndex current = list_->currentIndex();
-    keptCurrent_ = current.isValid() ? filter_.idAt(current.row()) : 0;
+    keptCurrent_ = current.isValid() ? filter_.idAt(current.row()) : DownloadID{};
     keptScroll_ = list_->verticalScrollBar()->value();
     restoring_ = true;
 }

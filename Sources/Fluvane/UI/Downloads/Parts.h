@@ -100,7 +100,7 @@ private:
 
     QTimer messageEnd_;
     IDs kept_; ///< The selection while the rows are made anew.
-    std::int64_t keptCurrent_ = 0;
+    DownloadID keptCurrent_{};
     int keptScroll_ = 0;
     bool restoring_ = false;
     QObject here_; ///< Ends what is connected to this before anything else ends.

@@ -31,7 +31,7 @@ constexpr const char* explanation =
 
 } // namespace
 
-ChangeLinkDialog::ChangeLinkDialog(WindowContext& context, std::int64_t id)
+ChangeLinkDialog::ChangeLinkDialog(WindowContext& context, DownloadID id)
     : DownloadDialog(context, id, "Change Link", explanation), field_(new QLineEdit(this)) {
     setObjectName("change-link");
     auto* now = new ValueField(this);

@@ -20,7 +20,7 @@ class ChangeLinkDialog : public DownloadDialog {
     Q_OBJECT
 
 public:
-    ChangeLinkDialog(WindowContext& context, std::int64_t id);
+    ChangeLinkDialog(WindowContext& context, DownloadID id);
 
     void accept() override;
 

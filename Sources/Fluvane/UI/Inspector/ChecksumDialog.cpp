@@ -42,7 +42,7 @@ QString standing(const DownloadRecord& record) {
 
 } // namespace
 
-ChecksumDialog::ChecksumDialog(WindowContext& context, std::int64_t id)
+ChecksumDialog::ChecksumDialog(WindowContext& context, DownloadID id)
     : DownloadDialog(context, id, "Checksum", explanation), field_(new QLineEdit(this)) {
     setObjectName("checksum");
     field_->setObjectName("checksum-field");

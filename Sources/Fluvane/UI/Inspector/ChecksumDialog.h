@@ -18,7 +18,7 @@ class ChecksumDialog : public DownloadDialog {
     Q_OBJECT
 
 public:
-    ChecksumDialog(WindowContext& context, std::int64_t id);
+    ChecksumDialog(WindowContext& context, DownloadID id);
 
     void accept() override;
 

@@ -17,7 +17,7 @@ constexpr int leastWidth = 460;
 
 } // namespace
 
-DownloadDialog::DownloadDialog(WindowContext& context, std::int64_t id, const QString& title,
+DownloadDialog::DownloadDialog(WindowContext& context, DownloadID id, const QString& title,
                                const QString& explanation)
     : context_(context), id_(id), content_(new QVBoxLayout(this)), name_(new ElidedLabel(this)) {
     using tessivar::spacing::margin;

@@ -22,11 +22,11 @@ class DownloadDialog : public QDialog {
     Q_OBJECT
 
 public:
-    [[nodiscard]] std::int64_t id() const { return id_; }
+    [[nodiscard]] DownloadID id() const { return id_; }
 
 protected:
     /// Begins with the download's name and an explanation; content and buttons follow.
-    DownloadDialog(WindowContext& context, std::int64_t id, const QString& title, const QString& explanation);
+    DownloadDialog(WindowContext& context, DownloadID id, const QString& title, const QString& explanation);
 
     /// Null once it is removed.
     [[nodiscard]] const Download* download() const { return context_.manager.download(id_); }
@@ -44,7 +44,7 @@ private:
     void follow();
 
     WindowContext& context_;
-    std::int64_t id_;
+    DownloadID id_;
     QVBoxLayout* content_;
     ElidedLabel* name_;
 };

@@ -87,7 +87,7 @@ Inspector::Inspector(WindowContext& context) : context_(context), parts_(std::ma
 
 Inspector::~Inspector() = default;
 
-void Inspector::showDownloads(const std::vector<std::int64_t>& ids) {
+void Inspector::showDownloads(const std::vector<DownloadID>& ids) {
     if (ids != ids_) {
         ids_ = ids;
         parts_->scroll->ensureVisible(0, 0);
@@ -107,7 +107,7 @@ void Inspector::follow() {
 }
 
 void Inspector::refresh() {
-    const auto isThere = [this](std::int64_t id) { return context_.manager.download(id) != nullptr; };
+    const auto isThere = [this](DownloadID id) { return context_.manager.download(id) != nullptr; };
     const auto there = std::ranges::count_if(ids_, isThere);
     parts_->pages->setCurrentIndex(there == 0 ? Hint : there == 1 ? One : Several);
     if (there == 1) {

@@ -27,7 +27,7 @@ public:
     ~Inspector() override;
 
     /// What is selected in the list. Numbers of downloads that are gone count as not selected.
-    void showDownloads(const std::vector<std::int64_t>& ids);
+    void showDownloads(const std::vector<DownloadID>& ids);
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -39,7 +39,7 @@ private:
 
     struct Parts;
     WindowContext& context_;
-    std::vector<std::int64_t> ids_;
+    std::vector<DownloadID> ids_;
     std::unique_ptr<Parts> parts_;
 };
 

@@ -31,7 +31,7 @@ private:
     void tint();
 
     WindowContext& context_;
-    std::int64_t id_ = 0;
+    DownloadID id_{};
     QLabel* sign_;
     QLabel* words_;
     tessivar::QuietLabel* advice_;

@@ -279,11 +279,11 @@ void DownloadsFilter::putInOrder() {
 
 // As a model
 
-std::int64_t DownloadsFilter::idAt(int row) const {
+DownloadID DownloadsFilter::idAt(int row) const {
     return model_.snapshot(rows_[static_cast<std::size_t>(row)]).id;
 }
 
-QModelIndex DownloadsFilter::indexOf(std::int64_t id) const {
+QModelIndex DownloadsFilter::indexOf(DownloadID id) const {
     const auto source = model_.rowOf(id);
     return source && shownAt(*source) >= 0 ? index(shownAt(*source), 0) : QModelIndex();
 }

@@ -33,9 +33,9 @@ public:
     /// Every word of it must be in the name or in the link's host; accents and case don't matter.
     void setSearch(const QString& search);
 
-    [[nodiscard]] std::int64_t idAt(int row) const;
+    [[nodiscard]] DownloadID idAt(int row) const;
     /// Invalid when it isn't shown.
-    [[nodiscard]] QModelIndex indexOf(std::int64_t id) const;
+    [[nodiscard]] QModelIndex indexOf(DownloadID id) const;
 
     [[nodiscard]] QModelIndex mapToSource(const QModelIndex& index) const override;
     [[nodiscard]] QModelIndex mapFromSource(const QModelIndex& index) const override;

@@ -324,7 +324,7 @@ void DownloadsModel::update(const std::vector<const Download*>& list) {
 
 /// Sorting the line costs more than all the rest: it is done when something in it changed.
 void DownloadsModel::findPlaces(std::vector<bool>& changed) {
-    std::unordered_map<std::int64_t, std::int64_t> places;
+    std::unordered_map<DownloadID, std::int64_t> places;
     for (const Download* download : manager_.queue()) {
         places.emplace(download->id(), static_cast<std::int64_t>(places.size()) + 1);
     }
@@ -364,7 +364,7 @@ void DownloadsModel::count() {
     }
 }
 
-std::optional<int> DownloadsModel::rowOf(std::int64_t id) const {
+std::optional<int> DownloadsModel::rowOf(DownloadID id) const {
     const auto byID = [](const Row& row) { return row.now.id; };
     auto found = std::ranges::lower_bound(rows_, id, {}, byID);
     if (found == rows_.end() || found->now.id != id) {
@@ -392,7 +392,7 @@ QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
         return row.name;
     case IdRole:
-        return qlonglong{row.now.id};
+        return qlonglong{number(row.now.id)};
     case FractionRole:
         return row.now.fraction() < 0 ? QVariant() : QVariant(row.now.fraction());
     case StepRole:

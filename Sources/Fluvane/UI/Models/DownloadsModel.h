@@ -61,7 +61,7 @@ public:
 
     /// What of a download is compared. Cheap to take, with 10,000 of them four times a second.
     struct Snapshot {
-        std::int64_t id = 0;
+        DownloadID id{};
         StateGroup group = StateGroup::waiting;
         StateKind state = StateKind::queued;
         bool needsAttention = false; ///< Also a finished one, whose file isn't the expected one.
@@ -102,7 +102,7 @@ public:
     Q_SIGNAL void refreshed();
     [[nodiscard]] const Summary& summary() const { return summary_; }
 
-    [[nodiscard]] std::optional<int> rowOf(std::int64_t id) const;
+    [[nodiscard]] std::optional<int> rowOf(DownloadID id) const;
     [[nodiscard]] const Snapshot& snapshot(int row) const { return rows_[static_cast<std::size_t>(row)].now; }
     /// Lower case, without accents: the name, then the link's host in a line of its own.
     [[nodiscard]] const QString& folded(int row) const { return rows_[static_cast<std::size_t>(row)].folded; }

@@ -307,7 +307,7 @@ bool NewDownloadDraft::isReady() const {
     return !isReading() && wanted_ > 0 && objection().empty();
 }
 
-std::vector<std::int64_t> NewDownloadDraft::add() {
+std::vector<DownloadID> NewDownloadDraft::add() {
     if (!isReady()) {
         return {};
     }

@@ -84,7 +84,7 @@ public:
 
     /// Adds the wanted links to the list and empties the draft. Returns their numbers; none unless it is
     /// ready.
-    std::vector<std::int64_t> add();
+    std::vector<DownloadID> add();
     /// Forgets everything; the text has to be emptied by its owner.
     void clear();
 

@@ -43,7 +43,7 @@ private:
     [[nodiscard]] int freeNumber() const;
     Known& known(std::int64_t token);
 
-    std::optional<std::int64_t> id_;
+    std::optional<DownloadID> id_;
     std::map<std::int64_t, Known> known_; ///< By the transfer's token.
     std::vector<RunningConnection> list_;
 };

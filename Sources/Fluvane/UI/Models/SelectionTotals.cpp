@@ -35,9 +35,9 @@ void add(SelectionTotals& totals, const Download& download) {
 
 } // namespace
 
-SelectionTotals SelectionTotals::of(const DownloadManager& manager, const std::vector<std::int64_t>& ids) {
+SelectionTotals SelectionTotals::of(const DownloadManager& manager, const std::vector<DownloadID>& ids) {
     SelectionTotals totals;
-    for (const std::int64_t id : ids) {
+    for (const DownloadID id : ids) {
         if (const Download* download = manager.download(id)) {
             add(totals, *download);
         }

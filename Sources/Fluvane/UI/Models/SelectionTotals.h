@@ -22,7 +22,7 @@ struct SelectionTotals {
 
     /// Numbers that name no download are passed over.
     [[nodiscard]] static SelectionTotals of(const DownloadManager& manager,
-                                            const std::vector<std::int64_t>& ids);
+                                            const std::vector<DownloadID>& ids);
 };
 
 } // namespace fluvane

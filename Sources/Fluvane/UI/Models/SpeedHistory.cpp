@@ -29,7 +29,7 @@ SpeedHistory::Clock SpeedHistory::steadyClock() {
     };
 }
 
-const std::vector<SpeedHistory::Sample>& SpeedHistory::samples(std::int64_t id) const {
+const std::vector<SpeedHistory::Sample>& SpeedHistory::samples(DownloadID id) const {
     static const std::vector<Sample> none;
     const auto found = samples_.find(id);
     return found == samples_.end() ? none : found->second;

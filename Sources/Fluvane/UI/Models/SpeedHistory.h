@@ -41,7 +41,7 @@ public:
     [[nodiscard]] double now() const { return clock_(); }
 
     /// Oldest first; empty for a download that hasn't run within the kept time. Holds until the next turn.
-    [[nodiscard]] const std::vector<Sample>& samples(std::int64_t id) const;
+    [[nodiscard]] const std::vector<Sample>& samples(DownloadID id) const;
 
 private:
     void sample();
@@ -50,7 +50,7 @@ private:
     const DownloadManager& manager_;
     Clock clock_;
     std::optional<double> sampledAt_;
-    std::map<std::int64_t, std::vector<Sample>> samples_;
+    std::map<DownloadID, std::vector<Sample>> samples_;
 };
 
 } // namespace fluvane

@@ -159,7 +159,7 @@ bool TrayProblems::isOldNews(const Download& download, Problem problem) const {
 }
 
 Downloads TrayProblems::follow(const Downloads& downloads) {
-    std::map<std::int64_t, Known> now;
+    std::map<DownloadID, Known> now;
     Downloads unseen;
     for (const Download* download : downloads) {
         const auto problem = problemOf(*download);

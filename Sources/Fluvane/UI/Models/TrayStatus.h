@@ -53,7 +53,7 @@ private:
         bool seen;
     };
     Date start_;
-    std::map<std::int64_t, Known> known_; ///< By number.
+    std::map<DownloadID, Known> known_; ///< By number.
 };
 
 /// With problems that need attention.

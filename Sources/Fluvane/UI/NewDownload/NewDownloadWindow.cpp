@@ -259,7 +259,7 @@ void NewDownloadWindow::download() {
     }
 }
 
-void NewDownloadWindow::added(const std::vector<std::int64_t>& ids, const std::optional<URL>& folder) {
+void NewDownloadWindow::added(const std::vector<DownloadID>& ids, const std::optional<URL>& folder) {
     if (folder) {
         recentFolders_.add(*folder);
     }

@@ -75,7 +75,7 @@ private:
     void toggleAll();
     void chooseFolder();
     void download();
-    void added(const std::vector<std::int64_t>& ids, const std::optional<URL>& folder);
+    void added(const std::vector<DownloadID>& ids, const std::optional<URL>& folder);
 
     WindowContext& context_;
     RecentFolders& recentFolders_;

@@ -37,7 +37,7 @@ QString isolated(const QString& name) {
     return turns ? leftToRightMark + (isolate + name) + endOfIsolate : name;
 }
 
-const Download* find(const std::vector<const Download*>& downloads, std::int64_t id) {
+const Download* find(const std::vector<const Download*>& downloads, DownloadID id) {
     const auto found =
         std::ranges::find(downloads, id, [](const Download* download) { return download->id(); });
     return found == downloads.end() ? nullptr : *found;
@@ -45,7 +45,7 @@ const Download* find(const std::vector<const Download*>& downloads, std::int64_t
 
 } // namespace
 
-RunningActions::RunningActions(QMenu& menu, std::function<void(std::optional<std::int64_t>)> chosen) {
+RunningActions::RunningActions(QMenu& menu, std::function<void(std::optional<DownloadID>)> chosen) {
     for (std::size_t at = 0; at < most; ++at) {
         actions_[at] = menu.addAction(QString());
         actions_[at]->setObjectName(QStringLiteral("running-%1").arg(at + 1));

@@ -24,7 +24,7 @@ public:
     static constexpr std::size_t most = 8;
 
     /// Adds its items to the menu. `chosen` is called with a download's number, or without one for the rest.
-    RunningActions(QMenu& menu, std::function<void(std::optional<std::int64_t>)> chosen);
+    RunningActions(QMenu& menu, std::function<void(std::optional<DownloadID>)> chosen);
 
     /// Who draws the menu, from the next change on.
     void setDrawer(MenuDrawer drawer) { drawer_ = drawer; }
@@ -39,7 +39,7 @@ private:
     [[nodiscard]] static QString spoken(const Download& download);
 
     std::array<QAction*, most> actions_{};
-    std::array<std::optional<std::int64_t>, most> shown_{}; ///< Numbers, in the actions' order.
+    std::array<std::optional<DownloadID>, most> shown_{}; ///< Numbers, in the actions' order.
     QAction* more_;
     MenuDrawer drawer_ = MenuDrawer::qt;
 };

@@ -56,7 +56,7 @@ private:
     void updateMenu(const std::vector<const Download*>& downloads);
     void updateIcon();
     void makeIcon();
-    void showDownloads(std::optional<std::int64_t> id);
+    void showDownloads(std::optional<DownloadID> id);
     void pasteLinks();
     void tell(const QString& sentence);
 
@@ -74,7 +74,7 @@ private:
     QTimer next_;
     QElapsedTimer sinceLast_;
     TrayProblems problems_{std::chrono::system_clock::now()};
-    std::optional<std::int64_t> firstProblem_;
+    std::optional<DownloadID> firstProblem_;
     TrayStatus status_;
     TrayStatus drawn_;
     QPointer<QMessageBox> message_;
@@ -113,8 +113,8 @@ void StatusMenu::Parts::build() {
     auto& windows = context_.windows;
     menu_.setObjectName("status-menu");
     summary_ = add("summary", {}, [this] { showDownloads(firstProblem_); });
-    running_ = std::make_unique<RunningActions>(
-        menu_, [this](std::optional<std::int64_t> id) { showDownloads(id); });
+    running_ =
+        std::make_unique<RunningActions>(menu_, [this](std::optional<DownloadID> id) { showDownloads(id); });
     menu_.addSeparator();
     add("new-download", "&New Download…", [&windows] { windows.newDownload(); });
     add("paste-links", "Paste &Links", [this] { pasteLinks(); });
@@ -206,7 +206,7 @@ void StatusMenu::Parts::makeIcon() {
     icon_->show();
 }
 
-void StatusMenu::Parts::showDownloads(std::optional<std::int64_t> id) {
+void StatusMenu::Parts::showDownloads(std::optional<DownloadID> id) {
     context_.windows.showDownloads(id);
     problemsSeen();
 }
