@@ -1,11 +1,9 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-// The connections of running downloads: opening, closing, what they report, and the beat that watches them.
+#include "FluvaneEngine/Connections.h"
 
 #include "FluvaneCore/CheckedMath.h"
-#include "FluvaneCore/Planner.h"
-#include "FluvaneEngine/DownloadManager.h"
 #include "FluvaneEngine/Log.h"
 
 #include <algorithm>
@@ -15,77 +13,90 @@
 
 namespace fluvane {
 
-using State = DownloadState;
+using Active = Download::Active;
 
 namespace {
-constexpr double beat = 0.5;                   ///< Seconds between ticks.
-constexpr double shortestSample = 0.25;        ///< Seconds; a burst of some milliseconds is no speed.
-constexpr std::int64_t ticksPerCheckpoint = 4; ///< So what is on disk is at most some 2 s old.
-} // namespace
 
-int DownloadManager::cap(const Download& download) const {
-    return std::min(download.connectionCap, config_.connections);
+int transfersOf(const Download& download) {
+    return static_cast<int>(download.transfers.size());
 }
 
-int DownloadManager::aim(const Download& download) const {
-    return download.record.resumable ? std::min(download.target, cap(download)) : 1;
+/// How far each piece that is being fetched has got.
+planner::Busy busyPieces(const Download& download) {
+    planner::Busy busy;
+    for (const auto& [start, active] : download.transfers) {
+        busy[start] = std::max(start, active.reached().value_or(start));
+    }
+    return busy;
+}
+
+} // namespace
+
+Connections::Connections(std::shared_ptr<HTTPTransport> transport, const DownloadList& list,
+                         const Conditions& conditions, Turns& turns, Events events)
+    : transport_(std::move(transport)), list_(list), conditions_(conditions), turns_(turns),
+      events_(std::move(events)) {}
+
+int Connections::cap(const Download& download) const {
+    return download.caps.allowed(conditions_.config.connections);
+}
+
+int Connections::aim(const Download& download) const {
+    return download.record.resumable ? download.growth.aim(cap(download)) : 1;
 }
 
 // Opening
 
-/// A connection that ends must not jump the delay that a failure, maybe the server's own word, has set.
-void DownloadManager::fill(Download& download) {
-    if (!download.record.state.is<State::Downloading>() || !download.file || download.retry) {
+void Connections::fill(Download& download) {
+    const bool runs = download.record.state.is<DownloadState::Downloading>() && download.file;
+    if (!runs || download.retry.isPending()) {
         return;
     }
-    if (download.transfers.empty() && allComplete(download.record.pieces)) {
-        complete(download);
-        return;
-    }
-    while (static_cast<int>(download.transfers.size()) < aim(download) && openOne(download)) {
+    while (transfersOf(download) < aim(download) && openOne(download)) {
     }
 }
 
-bool DownloadManager::openOne(Download& download) {
-    if (connectionsTo(download.record.url.site()) >= config_.connectionsPerServer) {
-        const bool isFirst = download.transfers.empty() && download.isPrioritized();
-        if (!isFirst || !roomAtServer(download)) {
-            return false;
-        }
+bool Connections::mayOpen(const Download& download) {
+    if (connectionsTo(download.record.url.site()) < conditions_.config.connectionsPerServer) {
+        return true;
     }
-    planner::Busy busy;
-    for (const auto& [start, active] : download.transfers) {
-        const auto position = active.offset ? active.transfer->position() : start;
-        busy[start] = std::max({start, active.offset.value_or(start), position});
+    // Of a prioritized download the first connection alone gets past a full server.
+    return download.transfers.empty() && download.isPrioritized() && makeRoom(download);
+}
+
+bool Connections::openOne(Download& download) {
+    if (!mayOpen(download)) {
+        return false;
     }
-    const auto work = planner::nextWork(download.record.pieces, busy, minimumPiece);
+    const auto work =
+        planner::nextWork(download.record.pieces, busyPieces(download), conditions_.tuning.minimumPiece);
     if (!work) {
         return false;
     }
     if (const auto* const idle = std::get_if<planner::IdlePiece>(&*work)) {
         startPiece(download, idle->start);
     } else {
-        const auto& split = std::get<planner::Split>(*work);
-        splitPiece(download, split.start, split.at);
-        startPiece(download, split.at);
+        const auto& second = std::get<planner::Split>(*work);
+        split(download, second);
+        startPiece(download, second.at);
     }
     return true;
 }
 
-void DownloadManager::splitPiece(Download& download, std::int64_t start, std::int64_t at) {
+void Connections::split(Download& download, const planner::Split& split) {
     auto& pieces = download.record.pieces;
-    const auto index = indexStarting(pieces, start).value();
+    const auto index = indexStarting(pieces, split.start).value();
     log::downloads([&] {
         return fmt::format("download {}: a connection takes over the second half of piece {}", download.id(),
-                           download.pieceLabel(start));
+                           download.pieceLabel(split.start));
     });
-    const Piece rest{.start = at, .end = pieces[index].end, .done = 0};
-    pieces[index].end = at;
+    const Piece rest{.start = split.at, .end = pieces[index].end, .done = 0};
+    pieces[index].end = split.at;
     pieces.insert(pieces.begin() + static_cast<std::ptrdiff_t>(index) + 1, rest);
-    download.transfers.at(start).transfer->setEnd(at);
+    download.transfers.at(split.start).transfer->setEnd(split.at);
 }
 
-void DownloadManager::startPiece(Download& download, std::int64_t start) {
+void Connections::startPiece(Download& download, std::int64_t start) {
     const auto& record = download.record;
     const auto& piece = record.pieces[indexStarting(record.pieces, start).value()];
     TransferRequest request{.url = record.url,
@@ -99,176 +110,124 @@ void DownloadManager::startPiece(Download& download, std::int64_t start) {
     if (record.validators && !download.withoutIfRange) {
         request.ifRange = record.validators->ifRange();
     }
-    startTransfer(download, start, std::move(request), false);
+    this->start(download, {.start = start}, std::move(request));
 }
 
-void DownloadManager::startTransfer(Download& download, std::int64_t start, TransferRequest request,
-                                    bool isProbe) {
-    const auto token = nextToken_++;
-    auto transfer = transport_->start(std::move(request),
-                                      weakly([this, id = download.id(), token](const TransferEvent& event) {
-                                          received(id, token, event);
-                                      }));
-    download.transfers.insert_or_assign(
-        start, Download::Active{.transfer = std::move(transfer), .token = token, .isProbe = isProbe});
+void Connections::probe(Download& download) {
+    const auto& record = download.record;
+    start(download, {.start = 0, .isProbe = true},
+          TransferRequest{.url = record.url,
+                          .from = 0,
+                          .referrer = record.referrer,
+                          .label = fmt::format("download {}, probe", record.id)});
+}
+
+void Connections::start(Download& download, Active active, TransferRequest request) {
+    active.token = std::exchange(nextToken_, Token{checkedAdd(static_cast<std::int64_t>(nextToken_), 1)});
+    active.transfer = transport_->start(
+        std::move(request), turns_.later([this, id = download.id(), token = active.token](
+                                             const TransferEvent& event) { events_(id, token, event); }));
+    download.transfers.insert_or_assign(active.start, std::move(active));
 }
 
 // Closing
 
-/// Brings the piece up to what its connection has written.
-void DownloadManager::foldIn(Download& download, std::int64_t start, const Download::Active& active) {
-    const auto index = indexStarting(download.record.pieces, start);
-    if (!active.offset || !index) {
-        return;
-    }
-    auto& piece = download.record.pieces[*index];
-    const auto reached = std::max(*active.offset, active.transfer->position());
-    piece.setDone(std::max(piece.done, checkedSubtract(reached, start)));
+Active* Connections::find(Download& download, Token token) {
+    const auto entry = std::ranges::find(download.transfers, token,
+                                         [](const auto& candidate) { return candidate.second.token; });
+    return entry == download.transfers.end() ? nullptr : &entry->second;
 }
 
-void DownloadManager::dropTransfer(Download& download, std::int64_t start) {
-    const auto entry = download.transfers.find(start);
-    if (entry == download.transfers.end()) {
+void Connections::close(Download& download, Token token) {
+    Active* const active = find(download, token);
+    if (!active) {
         return;
     }
-    entry->second.transfer->cancel(); // first, so that the position is its last
-    foldIn(download, start, entry->second);
-    download.transfers.erase(entry);
+    active->transfer->cancel(); // first, so that the position is its last
+    Piece* const piece = download.pieceOf(*active);
+    if (const auto reached = active->reached(); reached && piece) {
+        piece->setDone(std::max(piece->done, checkedSubtract(*reached, piece->start)));
+    }
+    const auto start = active->start;
+    download.transfers.erase(start);
 }
 
-void DownloadManager::halt(Download& download) {
+void Connections::closeAll(Download& download) {
     while (!download.transfers.empty()) {
-        dropTransfer(download, download.transfers.begin()->first);
-    }
-    if (download.retry) {
-        std::exchange(download.retry, nullptr)->cancel();
-    }
-    closeFile(download);
-    ++download.operation;
-    download.secondsLeft.reset();
-    download.meter.reset();
-    download.window.reset();
-    if (measuring_ == download.id()) {
-        measuring_.reset();
+        close(download, download.transfers.begin()->second.token);
     }
 }
 
-/// Closing syncs, which may take long: the next checkpoint does both, off the main queue.
-void DownloadManager::closeFile(Download& download) {
-    if (download.file) {
-        closing_.add(download, std::exchange(download.file, nullptr));
-        checkpointWanted_ = true;
-        writeSoon();
+void Connections::closeNewest(Download& download) {
+    const auto newest = std::ranges::max_element(download.transfers, {},
+                                                 [](const auto& entry) { return entry.second.token; });
+    close(download, newest->second.token);
+}
+
+void Connections::trim(Download& download) {
+    while (transfersOf(download) > aim(download)) {
+        closeNewest(download);
     }
 }
 
-void DownloadManager::trim(Download& download) {
-    while (static_cast<int>(download.transfers.size()) > aim(download)) {
-        const auto newest = std::ranges::max_element(download.transfers, {},
-                                                     [](const auto& entry) { return entry.second.token; });
-        dropTransfer(download, newest->first);
+// What servers allow
+
+bool Connections::makeRoom(const Download& download) {
+    const auto server = download.record.url.site();
+    return connectionsTo(server) < conditions_.config.connectionsPerServer || takeConnection(server) ||
+           download.isPrioritized();
+}
+
+/// Closes the newest connection of the download that has the most to the server. False if none has several.
+bool Connections::takeConnection(const Server& server) {
+    Download* richest = nullptr;
+    for (const auto& other : list_) {
+        if (transfersOf(*other) > (richest ? transfersOf(*richest) : 1) &&
+            other->record.url.site() == server) {
+            richest = other.get();
+        }
+    }
+    if (richest) {
+        closeNewest(*richest);
+    }
+    return richest != nullptr;
+}
+
+void Connections::relieveServers() {
+    for (const auto& download : list_) {
+        const auto server = download->record.url.site();
+        while (connectionsTo(server) > conditions_.config.connectionsPerServer && takeConnection(server)) {
+        }
     }
 }
 
-// Events
-
-void DownloadManager::received(DownloadID id, std::int64_t token, const TransferEvent& event) {
-    assertContext();
-    Download* const download = find(id);
-    if (!download) {
-        return;
+int Connections::connectionsTo(const Server& server) const {
+    int connections = 0;
+    for (const auto& download : list_) {
+        if (!download->transfers.empty() && download->record.url.site() == server) {
+            connections += transfersOf(*download);
+        }
     }
-    const auto entry = std::ranges::find_if(
-        download->transfers, [&](const auto& candidate) { return candidate.second.token == token; });
-    if (entry == download->transfers.end()) {
-        return; // of a connection that was closed meanwhile
-    }
-    const auto start = entry->first;
-    if (const auto* const response = std::get_if<TransferResponse>(&event.value)) {
-        entry->second.isProbe ? probeAnswered(*download, *response)
-                              : pieceAnswered(*download, start, *response);
-    } else if (const auto* const progress = std::get_if<TransferEvent::Progress>(&event.value)) {
-        count(*download, start, progress->written);
-        progressed(*download);
-    } else if (const auto* const end = std::get_if<TransferEvent::Finished>(&event.value)) {
-        count(*download, start, end->written);
-        download->transfers.erase(start);
-        ended(*download, start);
-    } else {
-        const auto& failure = std::get<TransferEvent::Failed>(event.value);
-        count(*download, start, failure.written);
-        download->transfers.erase(start);
-        failed(*download, failure.error, std::nullopt);
-    }
+    return connections;
 }
 
-/// Counts what a connection has written in all.
-void DownloadManager::count(Download& download, std::int64_t start, std::int64_t written) {
-    auto& active = download.transfers.at(start);
-    const auto index = indexStarting(download.record.pieces, start);
-    if (!active.offset || !index) {
+// What comes in
+
+void Connections::count(Download& download, Active& active, std::int64_t written) {
+    Piece* const piece = download.pieceOf(active);
+    if (!active.offset || !piece) {
         return; // nothing was accepted yet
     }
     const auto reached = std::max(*active.offset, checkedAdd(active.acceptedAt, written));
     received_ = checkedAdd(received_, checkedSubtract(reached, *active.offset));
     active.offset = reached;
-    auto& piece = download.record.pieces[*index];
-    piece.setDone(std::max(piece.done, checkedSubtract(reached, start)));
+    piece->setDone(std::max(piece->done, checkedSubtract(reached, piece->start)));
 }
 
-void DownloadManager::progressed(Download& download) {
-    const auto now = scheduler_->now();
-    adapt(download, measure(download, now), now);
-}
-
-/// Feeds the meter; returns the bytes that the download has.
-std::int64_t DownloadManager::measure(Download& download, double now) {
-    const auto bytes = download.liveBytes();
-    const auto last = download.meter.lastTime;
-    if (!last || now - *last >= shortestSample) {
-        download.meter.add(bytes, now);
-    }
-    return bytes;
-}
-
-// The beat
-
-void DownloadManager::updateTicker() {
-    const bool anyActive = std::ranges::any_of(
-        downloads_, [](const auto& download) { return download->record.state.isActive(); });
-    if (anyActive && !ticker_) {
-        ticker_ = scheduler_->after(beat, weakly([this] { tick(); }));
-    } else if (!anyActive && ticker_) {
-        std::exchange(ticker_, nullptr)->cancel();
-    }
-    const bool awake = anyActive && config_.keepAwake;
-    if (std::exchange(awake_, awake) != awake) {
-        power_->keepAwake(awake);
-    }
-}
-
-void DownloadManager::tick() {
-    ticker_.reset();
-    ++ticks_;
-    const auto now = scheduler_->now();
-    for (const auto& download : downloads_) {
-        if (!download->record.state.usesNetwork()) {
-            continue;
-        }
-        const auto bytes = measure(*download, now);
-        download->lastLive = bytes;
-        const auto size = download->record.size;
-        download->secondsLeft =
-            size ? download->meter.secondsLeft(std::max<std::int64_t>(*size - bytes, 0), now) : std::nullopt;
-    }
-    noticeNeighbours();
-    fillAll();
-    if (ticks_ % ticksPerCheckpoint == 0 && received_ != receivedAtCheckpoint_) {
-        checkpointWanted_ = true;
-        writeSoon();
-    }
-    changed();
-    updateTicker();
+void Connections::ended(Download& download, Active& active, std::int64_t written) {
+    count(download, active, written);
+    const auto start = active.start;
+    download.transfers.erase(start);
 }
 
 } // namespace fluvane

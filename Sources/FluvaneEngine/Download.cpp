@@ -6,10 +6,34 @@
 #include "FluvaneCore/CheckedMath.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 
 namespace fluvane {
+
+namespace {
+
+constexpr double shortestSample = 0.25; ///< Seconds; a burst of some milliseconds is no speed.
+
+/// Brings the piece up to what its transfer has written.
+void foldIn(Piece& piece, const Download::Active& active) {
+    if (const auto reached = active.reached()) {
+        piece.setDone(std::max(piece.done, checkedSubtract(*reached, piece.start)));
+    }
+}
+
+} // namespace
+
+void Download::Active::accept(const std::shared_ptr<PieceFile>& file, std::int64_t at, const Piece& piece) {
+    offset = at;
+    acceptedAt = at;
+    transfer->accept(file, at, piece.end);
+}
+
+std::optional<std::int64_t> Download::Active::reached() const {
+    return offset ? std::optional(std::max(*offset, transfer->position())) : std::nullopt;
+}
 
 int Download::connections() const {
     return static_cast<int>(
@@ -19,13 +43,9 @@ int Download::connections() const {
 std::vector<Piece> Download::livePieces() const {
     auto pieces = record.pieces;
     for (const auto& [start, active] : transfers) {
-        const auto index = indexStarting(pieces, start);
-        if (!active.offset || !index) {
-            continue;
+        if (const auto index = indexStarting(pieces, start)) {
+            foldIn(pieces[*index], active);
         }
-        auto& piece = pieces[*index];
-        const auto reached = std::max(*active.offset, active.transfer->position());
-        piece.setDone(std::max(piece.done, checkedSubtract(reached, start)));
     }
     return pieces;
 }
@@ -38,6 +58,28 @@ std::string Download::pieceLabel(std::int64_t offset) const {
     const auto index = indexStarting(record.pieces, offset);
     const auto number = index ? fmt::format("{} of {}", *index + 1, record.pieces.size()) : std::string("?");
     return fmt::format("{} (from byte {})", number, offset);
+}
+
+bool Download::hasEverything() const {
+    return transfers.empty() && allComplete(record.pieces);
+}
+
+Piece* Download::pieceOf(const Active& active) {
+    const auto index = indexStarting(record.pieces, active.start);
+    return index ? &record.pieces[*index] : nullptr;
+}
+
+void Download::layOut(std::vector<Piece> pieces) {
+    claim.layOut(pieces);
+    record.pieces = std::move(pieces);
+}
+
+std::int64_t Download::measure(double now) {
+    const auto bytes = liveBytes();
+    if (!meter.lastTime || now - *meter.lastTime >= shortestSample) {
+        meter.add(bytes, now);
+    }
+    return bytes;
 }
 
 } // namespace fluvane

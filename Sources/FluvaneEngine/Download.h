@@ -3,12 +3,16 @@
 
 #pragma once
 
+#include "FluvaneCore/DownloadID.h"
 #include "FluvaneCore/DownloadRecord.h"
 #include "FluvaneCore/Speed.h"
+#include "FluvaneEngine/Claim.h"
+#include "FluvaneEngine/ConnectionCaps.h"
+#include "FluvaneEngine/Growth.h"
 #include "FluvaneEngine/Platform.h"
+#include "FluvaneEngine/Retry.h"
 
 #include <cstdint>
-#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -17,20 +21,30 @@
 
 namespace fluvane {
 
-/// One entry of the list: its record and what it holds while it runs. Owned by the manager; engine context
-/// only. Everything but the manager reads it through the const members.
+/// One running transfer. Later ones have greater tokens; an event with a token that nobody has is dropped.
+enum class Token : std::int64_t {};
+
+/// One entry of the list: its record and what it holds while it runs, each in the hands of one part of the
+/// engine. Engine context only. Everything but the engine reads it through the const members.
 class Download {
 public:
     /// One running transfer.
     struct Active {
-        std::shared_ptr<Transfer> transfer;
-        std::int64_t token = 0;
+        std::int64_t start; ///< Of its piece.
+        std::shared_ptr<Transfer> transfer{};
+        Token token{};
         bool isProbe = false;
         /// The file offset this transfer has written up to, as it last reported; absent before the body
         /// flows.
         std::optional<std::int64_t> offset{};
         std::int64_t acceptedAt = 0; ///< The offset its byte counts are counted from.
+
+        /// Lets the body flow into the file, from `at` to the piece's end.
+        void accept(const std::shared_ptr<PieceFile>& file, std::int64_t at, const Piece& piece);
+        /// The offset it has written up to, reported or not; absent before the body flows.
+        [[nodiscard]] std::optional<std::int64_t> reached() const;
     };
+    using Transfers = std::map<std::int64_t, Active>; ///< By the start of their piece.
 
     explicit Download(DownloadRecord record_) : record(std::move(record_)) {}
 
@@ -44,46 +58,30 @@ public:
     /// Names a piece for the log.
     [[nodiscard]] std::string pieceLabel(std::int64_t offset) const;
     [[nodiscard]] bool isPrioritized() const { return record.prioritized.value_or(false); }
+    /// Whether nothing is left to fetch, and nothing under way.
+    [[nodiscard]] bool hasEverything() const;
+
+    /// The piece that a transfer fetches; null when there is none anymore.
+    [[nodiscard]] Piece* pieceOf(const Active& active);
+    /// New pieces, of which nothing is on disk.
+    void layOut(std::vector<Piece> pieces);
+    /// Feeds the meter; returns the bytes that it has so far.
+    std::int64_t measure(double now);
 
     DownloadRecord record;
-    std::optional<double> secondsLeft;
-    std::map<std::int64_t, Active> transfers; ///< By the start of their piece.
-    std::shared_ptr<PieceFile> file;
+    Transfers transfers;             ///< `Connections` opens and closes them.
+    std::shared_ptr<PieceFile> file; ///< The unfinished one while it is open.
     SpeedMeter meter;
-    std::shared_ptr<Cancellable> retry;
-    std::string retryReason; ///< The sentence of the failure that `retry` is for.
-    double retryAt = 0;      ///< When `retry` is due, by the scheduler; meaningful while it is set.
-    int failures = 0;        ///< In a row.
-    int connectionCap = std::numeric_limits<int>::max();
-    int target = 2;
+    std::optional<double> secondsLeft;
 
-    /// How the growth of connections is measured.
-    struct Window {
-        double time;
-        std::int64_t bytes; ///< This download's.
-        std::int64_t total; ///< All downloads'.
-    };
-    std::optional<int> previousTarget;
-    bool growing = true;
-    std::optional<double> lastRate;      ///< Bytes per second.
-    std::optional<double> lastTotalRate; ///< Of all downloads.
-    std::optional<Window> window;
-    std::optional<std::int64_t> lastLive;
-
+    Claim claim;
+    Retry retry;
+    ConnectionCaps caps;
+    Growth growth;
     bool allowedOnLimitedNetwork = false;
     /// The server drops ranges that come with If-Range, though the file is the same.
     bool withoutIfRange = false;
-    std::optional<int> capBeforeWholeFile; ///< To go back to once the server sends parts again.
-    int offlineFailures = 0;               ///< In a row; they never end a download.
-    std::int64_t bytesAtFailure = 0;       ///< Done when the last failure was counted.
     std::int64_t operation = 0; ///< The digest or move it waits for; a late one is dropped by this.
-
-    /// The pieces as far as their bytes are known to be on stable storage, which is all that the saved list
-    /// may claim; absent when `record.pieces` are.
-    std::optional<std::vector<Piece>> durable;
-    std::int64_t pieceGeneration = 0; ///< Counts the times the pieces were laid out anew.
-    bool distrusted = false;          ///< A sync failed: `durable` gets no further with this file.
-    RecordSnapshot saved;             ///< The record as last handed to the store.
 };
 
 } // namespace fluvane

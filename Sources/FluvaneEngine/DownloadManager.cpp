@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-// The list: what is in it, how it is loaded and saved.
-
 #include "FluvaneEngine/DownloadManager.h"
 
-#include "FluvaneCore/CheckedMath.h"
+#include "FluvaneEngine/Abilities.h"
+#include "FluvaneEngine/Admission.h"
+#include "FluvaneEngine/Engine.h"
 #include "FluvaneEngine/Log.h"
+#include "FluvaneEngine/Restoring.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include <fmt/format.h>
@@ -18,409 +18,459 @@ namespace fluvane {
 
 using State = DownloadState;
 
+const char* const DownloadManager::partialExtension = Starter::partialExtension;
+
+namespace {
+
+constexpr std::int64_t beatsPerCheckpoint = 4; ///< So what is on disk is at most some 2 s old.
+
+} // namespace
+
 DownloadManager::DownloadManager(Config config, std::shared_ptr<HTTPTransport> transport,
                                  std::shared_ptr<FileStore> files, std::shared_ptr<Scheduler> scheduler,
                                  std::shared_ptr<DownloadStore> store, std::shared_ptr<PowerAssertion> power,
                                  std::shared_ptr<Notifier> notifier, std::function<double()> random,
-                                 Surroundings surroundings)
-    : config_(std::move(config)), transport_(std::move(transport)), files_(std::move(files)),
-      scheduler_(std::move(scheduler)), store_(std::move(store)), power_(std::move(power)),
-      notifier_(std::move(notifier)), random_(std::move(random)), surroundings_(std::move(surroundings)) {}
+                                 Environment environment)
+    : engine_(std::make_unique<Engine>(*this, std::move(config),
+                                       Engine::Ports{.transport = std::move(transport),
+                                                     .files = std::move(files),
+                                                     .scheduler = std::move(scheduler),
+                                                     .store = std::move(store),
+                                                     .power = std::move(power),
+                                                     .notifier = std::move(notifier),
+                                                     .random = std::move(random)},
+                                       std::move(environment))) {}
 
 DownloadManager::~DownloadManager() = default;
 
-void DownloadManager::assertContext() const {
-    if (std::this_thread::get_id() != context_) {
-        fatal("the download manager was used off the main queue");
+// Start and stop
+
+void DownloadManager::tune(const Tuning& tuning) {
+    engine_->conditions.tuning = tuning;
+}
+
+void DownloadManager::start() {
+    const auto turn = engine_->turns.open();
+    auto& list = engine_->list;
+    engine_->ports.transport->setSpeedLimit(config().speedLimit);
+    list.load(engine_->ports.store->load());
+    engine_->saver.begin();
+    for (const auto& download : list) {
+        auto& record = download->record;
+        record = restoring::restored(std::move(record), *engine_->ports.files, online(),
+                                     engine_->environment.today());
+        if (record.state.is<State::Finished>() && record.file && engine_->ports.files->exists(*record.file)) {
+            engine_->finisher.verifyFinishedFile(*download); // a digest may have been under way
+        }
     }
+    log::lifecycle([&] { return fmt::format("loaded {} downloads", list.all().size()); });
+    engine_->turns.changed();
+}
+
+void DownloadManager::stop() {
+    const auto turn = engine_->turns.open();
+    for (const auto& download : engine_->list) {
+        engine_->runner.halt(*download);
+    }
+    engine_->saver.finish();
+    engine_->beat.stop();
+    engine_->turns.end(); // whatever is still under way finds nobody
+}
+
+// Turns
+
+/// Beginning a download may fail at once, which asks for admission again: that is done by the turn, one after
+/// the other, so that a long row of failing links neither recurses nor changes the list while it is walked.
+void DownloadManager::settle() {
+    admit();
+    engine_->runner.fillAll();
+    engine_->beat.follow();
+}
+
+void DownloadManager::admit() {
+    const auto plan = admission::plan(engine_->list, engine_->conditions);
+    for (const auto& [download, reason] : plan.waits) {
+        if (reason == admission::Reason::limitedNetwork) {
+            hold(*download, State::Wait::limitedNetwork);
+        }
+    }
+    for (Download* const download : plan.starts) {
+        if (engine_->connections.makeRoom(*download)) { // one that started before may have taken it
+            engine_->runner.begin(*download);
+        }
+    }
+}
+
+void DownloadManager::beaten(std::int64_t beats) {
+    engine_->growth.noticeNeighbours();
+    engine_->runner.fillAll();
+    if (beats % beatsPerCheckpoint == 0) {
+        engine_->saver.checkpointIfNew(engine_->connections.received());
+    }
+}
+
+// What there is
+
+const Config& DownloadManager::config() const {
+    return engine_->conditions.config;
+}
+
+bool DownloadManager::online() const {
+    return engine_->conditions.online;
+}
+
+std::optional<LimitedNetwork> DownloadManager::limitedNetwork() const {
+    return engine_->conditions.limitedNetwork;
+}
+
+URL DownloadManager::folder(const std::optional<std::string>& path) const {
+    return engine_->environment.folder(path);
 }
 
 Download* DownloadManager::find(DownloadID id) const {
-    // Numbers only grow and the list keeps the order of adding, so it is sorted by them unless edited by
-    // hand.
-    const auto position = std::ranges::lower_bound(downloads_, id, {}, &Download::id);
-    if (position != downloads_.end() && (*position)->id() == id) {
-        return position->get();
-    }
-    const auto any = std::ranges::find(downloads_, id, &Download::id);
-    return any == downloads_.end() ? nullptr : any->get();
+    engine_->turns.assertContext();
+    return engine_->list.find(id);
 }
 
 const Download* DownloadManager::download(DownloadID id) const {
-    assertContext();
     return find(id);
 }
 
 std::vector<const Download*> DownloadManager::downloads() const {
-    assertContext();
+    engine_->turns.assertContext();
     std::vector<const Download*> list;
-    list.reserve(downloads_.size());
-    for (const auto& download : downloads_) {
+    list.reserve(engine_->list.all().size());
+    for (const auto& download : engine_->list) {
         list.push_back(download.get());
     }
     return list;
 }
 
-// Start and stop
-
-namespace {
-
-/// Far below the end of the numbers, so that a list edited by hand leaves room for new ones.
-constexpr std::int64_t largestID = std::int64_t{1} << 53;
-
-/// Gives downloads with a repeated or senseless number, as only an edited list has, one of their own.
-void renumber(std::vector<DownloadRecord>& records) {
-    std::set<DownloadID> taken;
-    std::vector<DownloadRecord*> without;
-    for (auto& record : records) {
-        if (number(record.id) < 1 || number(record.id) > largestID || !taken.insert(record.id).second) {
-            without.push_back(&record);
-        }
-    }
-    auto next = taken.empty() ? 1 : number(*taken.rbegin()) + 1;
-    for (auto* const record : without) {
-        record->id = DownloadID{next++};
-    }
+std::vector<const Download*> DownloadManager::queue() const {
+    engine_->turns.assertContext();
+    const auto line = engine_->list.line();
+    return {line.begin(), line.end()};
 }
 
-} // namespace
-
-void DownloadManager::start() {
-    assertContext();
-    transport_->setSpeedLimit(config_.speedLimit);
-    auto records = store_->load();
-    renumber(records);
-    for (auto& record : records) {
-        nextID_ = std::max(nextID_, number(record.id) + 1);
-        downloads_.push_back(std::make_unique<Download>(std::move(record)));
-    }
-    started_ = true;
-    for (const auto& download : downloads_) {
-        restore(*download);
-    }
-    log::lifecycle([this] { return fmt::format("loaded {} downloads", downloads_.size()); });
-    save();
-    pump();
-    changed();
-}
-
-namespace {
-
-/// Whether pieces that come from disk cover the file, so that they lead no write astray and leave no hole.
-bool areSound(const DownloadRecord& record) {
-    if (!record.size) {
-        return record.pieces.size() == 1 && record.pieces[0].start == 0 && record.pieces[0].done >= 0;
-    }
-    std::int64_t reached = 0;
-    for (const auto& piece : record.pieces) {
-        if (piece.start != reached || !piece.end || *piece.end < reached || piece.done < 0 ||
-            piece.done > *piece.end - piece.start) {
-            return false;
-        }
-        reached = *piece.end;
-    }
-    return reached == *record.size;
-}
-
-} // namespace
-
-void DownloadManager::restore(Download& download) {
-    auto& record = download.record;
-    if (!record.pieces.empty() && !areSound(record)) {
-        log::files.error(
-            fmt::format("download {}: its saved pieces make no sense, it starts afresh", record.id));
-        record.pieces.clear();
-    }
-    if (wasMovedIntoPlace(download)) {
-        record.file = record.folder.appending(*record.name);
-        record.partial.reset();
-        record.completed = surroundings_.today();
-        for (auto& piece : record.pieces) {
-            piece.setDone(piece.length().value_or(piece.done));
-        }
-        record.state = State::Finished{};
-        log::downloads([&] { return fmt::format("download {} was moved into place already", record.id); });
-        verifyFinishedFile(download);
-        return;
-    }
-    if (record.state.is<State::Finished>() && record.file && files_->exists(*record.file)) {
-        verifyFinishedFile(download); // a digest may have been under way
-    }
-    const auto& state = record.state;
-    const bool wasRunning = state.isActive() || state.isWaiting(State::Wait::offline) ||
-                            state.isWaiting(State::Wait::limitedNetwork);
-    if (wasRunning) {
-        record.state = State::Queued{};
-    }
-    if (!online_ && record.state.is<State::Queued>()) {
-        record.state = State::Wait::offline;
-    }
-}
-
-/// Whether the last run ended between the final move and the save that would have told of it. The move begins
-/// only once `finishing` is on disk, under a name that was free.
-bool DownloadManager::wasMovedIntoPlace(const Download& download) const {
-    const auto& record = download.record;
-    if (!record.state.is<State::Finishing>() || !record.partial || !record.name || !record.size ||
-        files_->exists(*record.partial)) {
-        return false;
-    }
-    return files_->size(record.folder.appending(*record.name)) == record.size;
-}
-
-void DownloadManager::stop() {
-    assertContext();
-    if (ticker_) {
-        std::exchange(ticker_, nullptr)->cancel();
-    }
-    for (const auto& download : downloads_) {
-        halt(*download);
-    }
-    store_->save(snapshots(false), {}, {}); // stands if a file can't be synced
-    store_->save(snapshots(true), takeFiles().files, {});
-    store_->flush();
-    if (std::exchange(awake_, false)) {
-        power_->keepAwake(false);
-    }
-    for (const auto& waiter : std::exchange(waiters_, {})) {
-        waiter.completion(saveError_); // a disk that took no list before took none now
-    }
-    alive_ = std::make_shared<bool>(true); // whatever is still under way finds nobody
-}
-
-// Changes and their saving
-//
-// The saved list claims only bytes that are on stable storage. Changes are written soon after the turn that
-// made them, with the pieces as of the last checkpoint; a checkpoint, every two seconds and after a halt,
-// hands the store the open files to sync together with the pieces as they are. So no command waits for the
-// sync of a busy file, and at most one write and one checkpoint are under way.
-
-namespace {
-constexpr double saveRetry = 2; ///< Seconds until a list that couldn't be written is tried again.
-}
-
-void DownloadManager::set(Download& download, DownloadState state) {
-    download.record.state = std::move(state);
-    save();
-    if (batches_ == 0) {
-        updateTicker();
-        changed();
-    }
-}
-
-void DownloadManager::changed() {
-    if (onChange) {
-        onChange();
-    }
-}
-
-void DownloadManager::save() {
-    if (started_) { // before that the list would replace the saved one
-        ++generation_;
-        writeSoon();
-    }
-}
-
-void DownloadManager::writeSoon() {
-    if (writeScheduled_ || writing_) {
-        return;
-    }
-    writeScheduled_ = true;
-    scheduler_->after(0, weakly([this] {
-                          writeScheduled_ = false;
-                          write();
-                      }));
-}
-
-void DownloadManager::write() {
-    if (checkpointWanted_ && !checkpointing_) {
-        checkpoint();
-        return;
-    }
-    writing_ = true;
-    overtaken_ = true;
-    store_->save(snapshots(false), {}, weakly([this, generation = generation_](const SaveResult& result) {
-                     writing_ = false;
-                     written(generation, result);
-                 }));
-}
-
-void DownloadManager::written(std::int64_t generation, const SaveResult& result) {
-    saveError_ = result.error;
-    if (result.error) {
-        answerWaiters(result.error);
-        if (!writeScheduled_) {
-            writeScheduled_ = true;
-            scheduler_->after(saveRetry, weakly([this] {
-                                  writeScheduled_ = false;
-                                  if (!writing_) {
-                                      write();
-                                  }
-                              }));
-        }
-        return;
-    }
-    writtenGeneration_ = std::max(writtenGeneration_, generation);
-    answerWaiters(std::nullopt);
-    if (generation_ > writtenGeneration_ || (checkpointWanted_ && !checkpointing_)) {
-        writeSoon();
-    }
-}
-
-/// All of them when the list couldn't be written.
-void DownloadManager::answerWaiters(const std::optional<std::string>& error) {
-    std::vector<SaveCompletion> ready;
-    std::erase_if(waiters_, [&](Waiter& waiter) {
-        if (!error && waiter.generation > writtenGeneration_) {
-            return false;
-        }
-        ready.push_back(std::move(waiter.completion));
-        return true;
-    });
-    for (const auto& completion : ready) {
-        completion(error);
-    }
+std::optional<double> DownloadManager::retryIn(const Download& download) const {
+    return engine_->retries.retryIn(download);
 }
 
 void DownloadManager::whenSaved(SaveCompletion completion) {
-    assertContext();
-    if (generation_ <= writtenGeneration_) {
-        scheduler_->after(0, weakly([completion = std::move(completion)] { completion(std::nullopt); }));
-        return;
-    }
-    waiters_.push_back({generation_, std::move(completion)});
-    writeSoon();
+    engine_->turns.assertContext();
+    engine_->saver.whenSaved(std::move(completion));
 }
 
 void DownloadManager::saveEverything(SaveCompletion completion) {
-    assertContext();
-    checkpointWaiters_.push_back(std::move(completion));
-    checkpointWanted_ = true;
-    writeSoon();
+    engine_->turns.assertContext();
+    engine_->saver.saveEverything(std::move(completion));
 }
 
-/// Brings what running and just halted downloads have written to stable storage, and the list up to it.
-void DownloadManager::checkpoint() {
-    checkpointing_ = true;
-    checkpointWanted_ = false;
-    overtaken_ = false;
-    receivedAtCheckpoint_ = received_;
-    auto [owners, files] = takeFiles();
-    auto records = snapshots(true);
-    std::vector<Captured> captured;
-    for (const auto& download : downloads_) {
-        if (download->durable) {
-            captured.push_back({download->id(), download->pieceGeneration, download->saved});
+// Commands
+
+DownloadID DownloadManager::add(const URL& url, const std::optional<URL>& folder,
+                                const std::optional<URL>& referrer, const std::optional<Checksum>& checksum,
+                                bool autoFolder) {
+    return add({{.url = url, .referrer = referrer, .checksum = checksum}}, folder, autoFolder).front();
+}
+
+std::vector<DownloadID> DownloadManager::add(const std::vector<Addition>& additions,
+                                             const std::optional<URL>& folder, bool autoFolder) {
+    const auto turn = engine_->turns.open();
+    const URL target = folder ? *folder : this->folder(config().folder);
+    std::vector<DownloadID> ids;
+    ids.reserve(additions.size());
+    for (const Addition& addition : additions) {
+        ids.push_back(append(addition, target, autoFolder && !folder));
+    }
+    return ids;
+}
+
+DownloadID DownloadManager::append(const Addition& addition, const URL& folder, bool autoFolder) {
+    DownloadRecord record(engine_->list.nextID(), addition.url, folder, addition.referrer,
+                          engine_->environment.today());
+    record.checksum = addition.checksum;
+    if (autoFolder) {
+        record.autoFolder = true;
+    }
+    Download& download = engine_->list.append(std::move(record));
+    download.allowedOnLimitedNetwork = limitedNetwork().has_value();
+    log::downloads([&] { return fmt::format("download {} added", download.id()); });
+    engine_->turns.changed();
+    return download.id();
+}
+
+void DownloadManager::pause(DownloadID id) {
+    const auto turn = engine_->turns.open();
+    if (Download* const download = find(id)) {
+        pause(*download);
+    }
+}
+
+void DownloadManager::pause(Download& download) {
+    if (!canPause(download.record.state)) {
+        return;
+    }
+    engine_->runner.halt(download);
+    log::downloads([&] { return fmt::format("download {} paused", download.id()); });
+    engine_->turns.set(download, State::Paused{});
+}
+
+void DownloadManager::resume(DownloadID id) {
+    const auto turn = engine_->turns.open();
+    if (Download* const download = find(id)) {
+        resume(*download);
+    }
+}
+
+void DownloadManager::resume(Download& download) {
+    if (!canResume(download.record.state)) {
+        return;
+    }
+    log::downloads([&] { return fmt::format("download {} resumed", download.id()); });
+    requeue(download);
+}
+
+void DownloadManager::requeue(Download& download) {
+    download.allowedOnLimitedNetwork = limitedNetwork().has_value();
+    engine_->turns.set(download, State::Queued{});
+}
+
+void DownloadManager::pauseAll() {
+    const auto turn = engine_->turns.open();
+    for (const auto& download : engine_->list) {
+        pause(*download);
+    }
+}
+
+void DownloadManager::resumeAll() {
+    const auto turn = engine_->turns.open();
+    for (const auto& download : engine_->list) {
+        if (resumesWithAll(download->record.state)) {
+            resume(*download);
         }
     }
-    store_->save(
-        std::move(records), std::move(files),
-        weakly([this, owners = std::move(owners), captured = std::move(captured), generation = generation_,
-                waiting = std::exchange(checkpointWaiters_, {})](const SaveResult& result) {
-            checkpointing_ = false;
-            distrust(owners, result.unsynced);
-            checkpointDone(captured);
-            if (result.unsynced.empty()) {
-                written(generation, result);
-            }
-            for (const auto& completion : waiting) {
-                whenSaved(completion);
-            }
-        }));
-    if (generation_ > writtenGeneration_) {
-        writeSoon(); // what a user was told must not wait for the sync
+}
+
+void DownloadManager::remove(DownloadID id) {
+    const auto turn = engine_->turns.open();
+    Download* const download = find(id);
+    if (!download) {
+        return;
+    }
+    engine_->runner.halt(*download);
+    if (!download->record.state.is<State::Finished>() && download->record.partial) {
+        engine_->ports.files->remove(*download->record.partial);
+    }
+    engine_->list.remove(*download);
+    log::downloads([&] { return fmt::format("download {} removed", id); });
+    engine_->turns.changed();
+}
+
+void DownloadManager::downloadNext(DownloadID id) {
+    const auto turn = engine_->turns.open();
+    Download* const download = find(id);
+    if (!download || !canBeNext(download->record.state)) {
+        return;
+    }
+    engine_->list.putFirst(*download);
+    log::downloads([&] { return fmt::format("download {} is next in line", id); });
+    if (download->record.state.is<State::Paused>()) {
+        requeue(*download);
+    }
+    engine_->turns.changed();
+}
+
+void DownloadManager::prioritize(DownloadID id, bool on) {
+    const auto turn = engine_->turns.open();
+    Download* const download = find(id);
+    if (!download) {
+        return;
+    }
+    if (on && canGoFirst(download->record.state)) {
+        makeOnlyPrioritized(*download);
+    } else if (!on && download->isPrioritized()) {
+        download->record.prioritized.reset();
+        log::downloads([&] { return fmt::format("download {} isn't prioritized anymore", id); });
+        engine_->growth.remeasure();
+        engine_->turns.changed();
     }
 }
 
-/// What such a file got since its last good sync may be lost, and later syncs don't tell.
-void DownloadManager::distrust(const std::vector<Syncing::Owner>& owners,
-                               const std::vector<std::size_t>& unsynced) {
-    for (const auto index : unsynced) {
-        const auto& [id, pieceGeneration] = owners[index];
-        Download* const download = find(id);
-        if (download && download->pieceGeneration == pieceGeneration) {
-            download->distrusted = true;
+void DownloadManager::makeOnlyPrioritized(Download& download) {
+    for (const auto& other : engine_->list) {
+        other->record.prioritized.reset();
+    }
+    download.record.prioritized = true;
+    download.allowedOnLimitedNetwork = limitedNetwork().has_value();
+    log::downloads([&] { return fmt::format("download {} prioritized", download.id()); });
+    cutBackOthers(download);
+    const auto& state = download.record.state;
+    if (state.is<State::Downloading>()) {
+        download.growth.afresh();
+    } else if (!state.is<State::Queued>() && !state.is<State::Starting>()) {
+        engine_->runner.halt(download);
+        engine_->turns.set(download, State::Queued{});
+    }
+    engine_->turns.changed();
+}
+
+void DownloadManager::cutBackOthers(const Download& download) {
+    for (const auto& other : engine_->list) {
+        if (other.get() != &download && other->record.state.is<State::Downloading>()) {
+            other->growth.cutBack(engine_->conditions.tuning.startingConnections);
+            engine_->connections.trim(*other);
         }
-        ++generation_; // the list wasn't stored
     }
 }
 
-void DownloadManager::checkpointDone(const std::vector<Captured>& captured) {
-    for (const auto& [id, pieceGeneration, record] : captured) {
-        Download* const download = find(id);
-        if (!download || download->pieceGeneration != pieceGeneration || !download->durable ||
-            download->distrusted) {
-            continue;
+void DownloadManager::updateLink(DownloadID id, const URL& url) {
+    const auto turn = engine_->turns.open();
+    Download* const download = find(id);
+    if (!download) {
+        return;
+    }
+    auto& record = download->record;
+    record.url = url;
+    record.finalURL.reset();
+    download->withoutIfRange = false;
+    download->allowedOnLimitedNetwork = limitedNetwork().has_value();
+    log::downloads([&] { return fmt::format("download {} has a new link", id); });
+    const auto& state = record.state;
+    if (state.isWaiting(State::Wait::linkExpired) || state.is<State::Failed>() || state.is<State::Paused>()) {
+        record.state = State::Queued{};
+    }
+    engine_->turns.changed();
+}
+
+void DownloadManager::setChecksum(DownloadID id, const std::optional<Checksum>& checksum) {
+    const auto turn = engine_->turns.open();
+    Download* const download = find(id);
+    if (!download) {
+        return;
+    }
+    download->record.checksum = checksum;
+    download->record.checksumResult.reset();
+    engine_->turns.changed();
+    engine_->finisher.checksumChanged(*download);
+}
+
+// Settings and the network
+
+void DownloadManager::apply(const Config& config) {
+    const auto turn = engine_->turns.open();
+    const Config before = this->config();
+    takeConfig(config);
+    log::downloads([&] {
+        return config.speedLimit ? fmt::format("speed limit {} bytes/s", *config.speedLimit)
+                                 : std::string("no speed limit");
+    });
+    if (config.speedLimit != before.speedLimit) {
+        engine_->ports.transport->setSpeedLimit(config.speedLimit);
+    }
+    if (config.waitOnHotspots != before.waitOnHotspots && limitedNetwork()) {
+        config.waitOnHotspots ? holdAll() : releaseAll(State::Wait::limitedNetwork);
+    }
+    if (config.connectionsPerServer < before.connectionsPerServer) {
+        engine_->connections.relieveServers();
+    }
+    engine_->turns.changed();
+}
+
+/// Brings running downloads to the connections that the settings allow them now.
+void DownloadManager::takeConfig(const Config& config) {
+    auto& connections = engine_->connections;
+    std::vector<std::pair<Download*, int>> running; // with their caps before
+    for (const auto& download : engine_->list) {
+        if (download->record.state.usesNetwork()) {
+            running.emplace_back(download.get(), connections.cap(*download));
         }
-        if (!download->file && download->record.pieces == record->pieces) {
-            download->durable.reset();
-        } else {
-            download->durable = record->pieces;
+    }
+    engine_->conditions.config = config;
+    for (const auto& [download, capBefore] : running) {
+        download->caps.setRule(engine_->conditions.siteRule(download->record.url));
+        if (connections.cap(*download) > capBefore && !download->growth.isGrowing()) {
+            download->growth.afresh(); // it may have stopped at the old cap
+        }
+        if (download->record.state.is<State::Downloading>()) {
+            connections.trim(*download);
         }
     }
-    if (overtaken_) {
-        ++generation_; // the list written meanwhile claims less
-    }
-    if (checkpointWanted_ || generation_ > writtenGeneration_) {
-        writeSoon();
-    }
 }
 
-void DownloadManager::Syncing::add(const Download& download, std::shared_ptr<PieceFile> file) {
-    owners.emplace_back(download.id(), download.pieceGeneration);
-    files.push_back(std::move(file));
+void DownloadManager::setLimitedNetwork(std::optional<LimitedNetwork> network) {
+    const auto turn = engine_->turns.open();
+    if (network == limitedNetwork()) {
+        return;
+    }
+    engine_->conditions.limitedNetwork = network;
+    log::downloads([&] {
+        return network ? fmt::format("on a limited network: {}", rawValue(*network))
+                       : std::string("no longer on a limited network");
+    });
+    if (!network) {
+        for (const auto& download : engine_->list) {
+            download->allowedOnLimitedNetwork = false;
+        }
+        releaseAll(State::Wait::limitedNetwork);
+    } else if (config().waitOnHotspots) {
+        holdAll();
+    }
+    engine_->turns.changed();
 }
 
-/// The files that a list claiming all that was written has to wait for.
-DownloadManager::Syncing DownloadManager::takeFiles() {
-    auto taken = std::exchange(closing_, {});
-    for (const auto& download : downloads_) {
-        if (download->file) {
-            taken.add(*download, download->file);
+/// Every download that may not run on the limited network waits.
+void DownloadManager::holdAll() {
+    for (const auto& download : engine_->list) {
+        const auto& state = download->record.state;
+        const bool wantsNetwork = state.is<State::Queued>() || state.usesNetwork();
+        if (wantsNetwork && admission::mustWaitForNetwork(*download, engine_->conditions)) {
+            log::downloads(
+                [&] { return fmt::format("download {} waiting on the limited network", download->id()); });
+            hold(*download, State::Wait::limitedNetwork);
         }
     }
-    return taken;
 }
 
-std::vector<RecordSnapshot> DownloadManager::snapshots(bool claimLive) {
-    std::vector<RecordSnapshot> records;
-    records.reserve(downloads_.size());
-    for (const auto& download : downloads_) {
-        download->saved = snapshot(*download, claimLive);
-        records.push_back(download->saved);
-    }
-    return records;
+void DownloadManager::hold(Download& download, State::Wait reason) {
+    engine_->runner.halt(download);
+    engine_->turns.set(download, reason);
 }
 
-/// The record as it is to be saved; the one saved last when nothing changed.
-RecordSnapshot DownloadManager::snapshot(Download& download, bool claimLive) const {
-    const bool held = download.record.state.isWaiting(State::Wait::limitedNetwork);
-    if (!download.durable && !held) {
-        const bool same = download.saved && *download.saved == download.record;
-        return same ? download.saved : std::make_shared<const DownloadRecord>(download.record);
+void DownloadManager::releaseAll(State::Wait reason) {
+    for (const auto& download : engine_->list) {
+        if (download->record.state.isWaiting(reason)) {
+            engine_->turns.set(*download, State::Queued{});
+        }
     }
-    auto record = download.record;
-    if (held) {
-        record.state = State::Queued{}; // a limited network never outlives a restart
-    }
-    if (download.durable) {
-        record.pieces = claimLive && !download.distrusted ? download.livePieces() : *download.durable;
-    }
-    if (download.saved && *download.saved == record) {
-        return download.saved;
-    }
-    return std::make_shared<const DownloadRecord>(std::move(record));
 }
 
-/// Gives a download new pieces, of which nothing is on disk yet.
-void DownloadManager::layOut(Download& download, std::vector<Piece> pieces) {
-    ++download.pieceGeneration;
-    download.distrusted = false;
-    download.durable = pieces;
-    download.record.pieces = std::move(pieces);
-    if (download.record.pieces.empty()) {
-        download.durable.reset();
+void DownloadManager::setOnline(bool online) {
+    const auto turn = engine_->turns.open();
+    if (online == this->online()) {
+        return;
     }
+    engine_->conditions.online = online;
+    log::network(online ? "online" : "offline");
+    if (online) {
+        releaseAll(State::Wait::offline);
+    }
+    for (const auto& download : engine_->list) {
+        const auto& state = download->record.state;
+        if (!online && (state.is<State::Queued>() || state.usesNetwork())) {
+            hold(*download, State::Wait::offline);
+        }
+    }
+    engine_->turns.changed();
+}
+
+void DownloadManager::reconnect() {
+    const auto turn = engine_->turns.open();
+    log::network([] { return std::string("the machine is awake again, connecting anew"); });
+    for (const auto& download : engine_->list) {
+        engine_->runner.reconnect(*download);
+    }
+    engine_->turns.changed();
 }
 
 } // namespace fluvane

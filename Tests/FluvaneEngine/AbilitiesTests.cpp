@@ -13,6 +13,7 @@ using namespace fluvane;
 namespace {
 
 using State = DownloadState;
+using support::operator""_id;
 
 Download inState(State state, bool prioritized = false, std::int64_t done = 0) {
     DownloadRecord record(1_id, support::link("http://a.example/f"), URL::folder("/d"), std::nullopt, Date());
@@ -83,9 +84,9 @@ TEST(Abilities, AreTheManagersOwn) {
                                State(State::Finished{}), State(State::Failed{"It broke."})}) {
         using Command = void (*)(DownloadManager&);
         const std::pair<bool Abilities::*, Command> commands[] = {
-            {&Abilities::pause, [](DownloadManager& manager) { manager.pause(1); }},
-            {&Abilities::resume, [](DownloadManager& manager) { manager.resume(1); }},
-            {&Abilities::prioritize, [](DownloadManager& manager) { manager.prioritize(1, true); }},
+            {&Abilities::pause, [](DownloadManager& manager) { manager.pause(1_id); }},
+            {&Abilities::resume, [](DownloadManager& manager) { manager.resume(1_id); }},
+            {&Abilities::prioritize, [](DownloadManager& manager) { manager.prioritize(1_id, true); }},
         };
         for (const auto& [ability, command] : commands) {
             support::Engine engine(Config{});

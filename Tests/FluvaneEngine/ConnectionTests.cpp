@@ -33,7 +33,7 @@ TEST_F(ConnectionTest, DoublesWhileThatIsFaster) {
     std::vector<int> seen;
     engine.manager->onChange = [&] {
         const auto* download = engine.manager->download(1_id);
-        const bool settled = download && download->connections() == download->target;
+        const bool settled = download && download->connections() == download->growth.target();
         if (settled && (seen.empty() || seen.back() != download->connections())) {
             seen.push_back(download->connections());
         }

@@ -77,7 +77,7 @@ TEST(Failures, AnswersToPieceRequests) {
         piece->respond(row.status, headers(row.headers));
         EXPECT_EQ(engine.failure(1_id), row.outcome);
         EXPECT_TRUE(piece->isOver());
-        EXPECT_EQ(std::min(engine.manager->download(1_id)->connectionCap, 8), row.cap);
+        EXPECT_EQ(engine.manager->download(1_id)->caps.allowed(8), row.cap);
         const bool discarded = row.outcome == changed;
         EXPECT_EQ(engine.files->paths().empty(), discarded);
         EXPECT_EQ(engine.record(1_id).doneBytes(), discarded ? 0 : 1000) << "nothing else loses a byte";
@@ -101,7 +101,7 @@ TEST_F(FailureTest, BusyServersSetTheDelay) {
     probe.fail("Broken.");
     second.respond(503, {{"Retry-After", "120"}});
     EXPECT_EQ(engine.state(1_id), "retrying") << "one retry for both";
-    EXPECT_EQ(download().failures, 1);
+    EXPECT_EQ(download().retry.failures(), 1);
     engine.scheduler.runFor(1.5);
     EXPECT_EQ(engine.state(1_id), "downloading");
     for (const auto& transfer : engine.transport->live()) {
@@ -114,7 +114,7 @@ TEST_F(FailureTest, BusyServersSetTheDelay) {
     EXPECT_EQ(engine.transport->transfers.size(), started);
     engine.scheduler.runFor(2);
     EXPECT_GT(engine.transport->transfers.size(), started);
-    EXPECT_EQ(download().connectionCap, 1) << "halved three times from 8";
+    EXPECT_EQ(download().caps.allowed(8), 1) << "halved three times from 8";
 }
 
 TEST_F(FailureTest, TellsWhyAndWhenItIsTriedAgain) {
@@ -124,11 +124,11 @@ TEST_F(FailureTest, TellsWhyAndWhenItIsTriedAgain) {
     probe.fail("Broken.");
     ASSERT_EQ(engine.state(1_id), "retrying");
     EXPECT_EQ(engine.manager->retryIn(download()), 30);
-    EXPECT_EQ(download().retryReason, "The server is busy (503).") << "whose delay it is";
+    EXPECT_EQ(download().retry.reason, "The server is busy (503).") << "whose delay it is";
     engine.scheduler.runFor(31);
     EXPECT_FALSE(engine.manager->retryIn(download())) << engine.state(1_id);
     failAll("Broken again.");
-    EXPECT_EQ(download().retryReason, "Broken again.");
+    EXPECT_EQ(download().retry.reason, "Broken again.");
     engine.manager->pause(1_id);
     EXPECT_FALSE(engine.manager->retryIn(download()));
 }
@@ -161,7 +161,7 @@ TEST_F(FailureTest, TheNinthFailureInARowIsTheEnd) {
     EXPECT_THAT(delays, ElementsAre(1, 2, 4, 8, 16, 32, 60, 60));
     EXPECT_THAT(engine.notifier->notices, ElementsAre("failed 1: The server stopped answering."));
     engine.manager->resume(1_id);
-    EXPECT_EQ(download().failures, 0);
+    EXPECT_EQ(download().retry.failures(), 0);
     EXPECT_EQ(engine.state(1_id), "downloading");
 }
 
@@ -174,7 +174,7 @@ TEST_F(FailureTest, ProgressEndsTheRowAndBeingOfflineIsNobodysFault) {
             transfer->send(600'000);
         }
         failAll("Broken.");
-        EXPECT_LE(download().failures, 1);
+        EXPECT_LE(download().retry.failures(), 1);
         engine.scheduler.runFor(3);
     }
     for (int round = 0; round < 20; ++round) {
@@ -215,7 +215,7 @@ TEST_F(FailureTest, ABusyServersHalvingOutlastsAWholeFile) {
     last().respond(503);
     ASSERT_TRUE(engine.runUntil(1_id, "downloading"));
     last().respondPart(size, {{"ETag", "\"v\""}});
-    EXPECT_EQ(download().connectionCap, 4);
+    EXPECT_EQ(download().caps.allowed(8), 4);
 }
 
 TEST_F(FailureTest, ARetriedProbeAsksForRoomAtItsServer) {

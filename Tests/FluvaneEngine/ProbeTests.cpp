@@ -13,7 +13,7 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr const char* webPageReason =
+constexpr const char* webPage =
     "This link opens a web page, not a file. It may need you to sign in, or to start "
     "the download on that page, in your browser.";
 
@@ -107,7 +107,7 @@ TEST(Probe, RefusesWhatIsNotTheFile) {
         {206, "Content-Range: bytes 100-199/200",
          "The server sent a part of the file that wasn't asked for."},
         {206, "", "The server sent a part of the file that wasn't asked for."},
-        {200, "Content-Type: text/html; charset=utf-8", webPageReason},
+        {200, "Content-Type: text/html; charset=utf-8", webPage},
         {401, "", "The server refused to send the file (401)."},
         {403, "", "The server refused to send the file (403)."},
         {404, "", "The server says the file isn't there (404)."},
@@ -127,7 +127,7 @@ TEST(Probe, RefusesWhatIsNotTheFile) {
         EXPECT_THAT(engine.files->paths(), IsEmpty());
         EXPECT_THAT(engine.notifier->notices, Contains("failed 1: " + row.message));
         EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 failed: " + row.message));
-        EXPECT_EQ(engine.record(1_id).opensWebPage.value_or(false), row.message == webPageReason);
+        EXPECT_EQ(engine.record(1_id).opensWebPage.value_or(false), row.message == webPage);
     }
 }
 

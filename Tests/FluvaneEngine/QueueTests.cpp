@@ -80,7 +80,7 @@ TEST_F(QueueTest, AnExtremePlaceFromAnEditedListIsNoCrash) {
     engine.store->saved[2].id = DownloadID{std::numeric_limits<std::int64_t>::max() - 1};
     engine.store->saved[1].id = 1_id;
     engine.restart();
-    EXPECT_GT(engine.add("http://more.example/f"), 4);
+    EXPECT_GT(engine.add("http://more.example/f"), 4_id);
     engine.manager->remove(2_id);
     engine.manager->downloadNext(1_id);
     engine.manager->downloadNext(2_id);
@@ -120,7 +120,7 @@ TEST_F(QueueTest, PauseAllTouchesNoServerAndResumeAllLeavesFailuresAlone) {
 TEST_F(QueueTest, CommandsForNobodyOrTheWrongStateChangeNothing) {
     addSome(4);
     const auto before = states();
-    for (const auto id : {0_id, DownloadID{-1}, 99_id}) {
+    for (const DownloadID id : {0_id, DownloadID{-1}, 99_id}) {
         engine.manager->pause(id);
         engine.manager->resume(id);
         engine.manager->remove(id);
@@ -215,7 +215,7 @@ TEST_F(QueueTest, StartBringsBackWhatTheLastRunLeft) {
             fresh.manager->setOnline(online);
             fresh.manager->start();
             EXPECT_EQ(fresh.state(7_id), online ? row.online : row.offline) << stateName(row.before);
-            EXPECT_EQ(fresh.add("http://b.example/f"), 8);
+            EXPECT_EQ(fresh.add("http://b.example/f"), 8_id);
         }
     }
 }
@@ -260,9 +260,9 @@ TEST(SavedSettings, ASavedLimitHoldsFromTheFirstByte) {
     EXPECT_EQ(engine.transport->speedLimit, 1'000'000);
 }
 
-class SavingTest : public testing::Test {
+class Saving : public testing::Test {
 protected:
-    SavingTest() { engine.manager->start(); }
+    Saving() { engine.manager->start(); }
     /// Fetches a file of the size for a time.
     void fetch(std::int64_t size, double seconds) {
         server.size = size;
@@ -291,7 +291,7 @@ TEST(Saved, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
     EXPECT_LE(engine.store->writes - before, 3);
 }
 
-TEST_F(SavingTest, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
+TEST_F(Saving, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
     fetch(100'000'000, 1.9);
     engine.store->syncDelay = 5;
     engine.scheduler.runFor(0.2); // a checkpoint is under way now
@@ -307,7 +307,7 @@ TEST_F(SavingTest, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfAComm
     EXPECT_LE(saved(), live());
 }
 
-TEST_F(SavingTest, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
+TEST_F(Saving, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
     fetch(60'000'000, 9.3);
     const auto claimed = saved();
     EXPECT_GE(claimed, live() - static_cast<std::int64_t>(2.5 * 8 * server.bytesPerSecond));
@@ -319,7 +319,7 @@ TEST_F(SavingTest, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
-TEST_F(SavingTest, StopKeepsTheRunningStateAndEveryByte) {
+TEST_F(Saving, StopKeepsTheRunningStateAndEveryByte) {
     fetch(50'000'000, 5.1);
     const auto received = live();
     engine.manager->stop();
@@ -329,7 +329,7 @@ TEST_F(SavingTest, StopKeepsTheRunningStateAndEveryByte) {
     EXPECT_FALSE(engine.power->awake);
 }
 
-TEST_F(SavingTest, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreNew) {
+TEST_F(Saving, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreNew) {
     fetch(60'000'000, 9.3);
     engine.transport->live().front()->sendQuietly(1000);
     const auto received = live();
@@ -351,7 +351,7 @@ TEST_F(SavingTest, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreN
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
-TEST_F(SavingTest, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
+TEST_F(Saving, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
     server.sendsParts = false;
     fetch(60'000'000, 3);
     const auto only = engine.transport->live().front();
@@ -364,7 +364,7 @@ TEST_F(SavingTest, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
     EXPECT_EQ(engine.state(1_id), "starting");
 }
 
-TEST_F(SavingTest, WhatCouldNotBeSyncedIsNeverClaimed) {
+TEST_F(Saving, WhatCouldNotBeSyncedIsNeverClaimed) {
     fetch(60'000'000, 5);
     const auto good = saved();
     engine.files->failSync = "Input/output error";
@@ -377,7 +377,7 @@ TEST_F(SavingTest, WhatCouldNotBeSyncedIsNeverClaimed) {
     EXPECT_EQ(saved(), good);
 }
 
-TEST_F(SavingTest, AListThatCannotBeWrittenIsToldAndTriedAgain) {
+TEST_F(Saving, AListThatCannotBeWrittenIsToldAndTriedAgain) {
     engine.store->error = "No space left on device";
     engine.add("http://a.example/f");
     std::optional<std::string> told;

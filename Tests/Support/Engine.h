@@ -81,7 +81,7 @@ private:
     void build() {
         manager = std::make_unique<DownloadManager>(
             config, transport, files, scheduler_(), store, power, notifier, [this] { return random; },
-            DownloadManager::Surroundings{
+            Environment{
                 .types = {},
                 .folder = [](const auto& path) { return URL::folder(path.value_or("/downloads")); },
                 .today =

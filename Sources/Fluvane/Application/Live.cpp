@@ -3,7 +3,7 @@
 
 #include "Fluvane/Application/Live.h"
 
-#include "Fluvane/Application/Surroundings.h"
+#include "Fluvane/Application/SystemEnvironment.h"
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Linux/DiskFiles.h"
 #include "Fluvane/Linux/JSONDownloadStore.h"
@@ -62,7 +62,7 @@ std::unique_ptr<DownloadManager> Live::makeManager() {
         config, std::make_shared<SessionTransport>(*scheduler_),
         std::make_shared<DiskFileStore>(*scheduler_, identifier), scheduler_,
         std::make_shared<JSONDownloadStore>(dataFolders::listFile(), *scheduler_, identifier),
-        std::make_shared<LinuxPower>(session_, system_), notifier_, systemRandom(), systemSurroundings());
+        std::make_shared<LinuxPower>(session_, system_), notifier_, systemRandom(), systemEnvironment());
 }
 
 CommandCenter::Rooms Live::rooms() {

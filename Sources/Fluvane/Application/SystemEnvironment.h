@@ -3,14 +3,14 @@
 
 #pragma once
 
-#include "FluvaneEngine/DownloadManager.h"
+#include "FluvaneEngine/Environment.h"
 
 #include <functional>
 
 namespace fluvane {
 
 /// What the engine asks of this system besides its ports: the type registry, the user's folders, the clock.
-[[nodiscard]] DownloadManager::Surroundings systemSurroundings();
+[[nodiscard]] Environment systemEnvironment();
 
 /// Numbers from 0 to below 1.
 [[nodiscard]] std::function<double()> systemRandom();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Application/Surroundings.h"
+#include "Fluvane/Application/SystemEnvironment.h"
 
 #include "Fluvane/Client/DataFolders.h"
 
@@ -36,7 +36,7 @@ bool isUsable(const std::optional<std::string>& path) {
 
 } // namespace
 
-DownloadManager::Surroundings systemSurroundings() {
+Environment systemEnvironment() {
     return {
         .types = preferredExtension,
         .folder =

@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Admission.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace fluvane::admission {
+
+namespace {
+
+/// The room that is left at the servers while a plan is made.
+class Rooms {
+public:
+    Rooms(const DownloadList& list, int perServer) {
+        for (const auto& download : list) {
+            const auto count = static_cast<int>(download->transfers.size());
+            if (count > 0) {
+                Room& room = roomOf(*download, perServer);
+                room.free -= count;
+                room.toSpare += count - 1;
+            }
+        }
+        perServer_ = perServer;
+    }
+
+    [[nodiscard]] bool take(const Download& download) {
+        Room& room = roomOf(download, perServer_);
+        if (room.free <= 0 && room.toSpare <= 0 && !download.isPrioritized()) {
+            return false;
+        }
+        --(room.free <= 0 && room.toSpare > 0 ? room.toSpare : room.free);
+        return true;
+    }
+
+private:
+    struct Room {
+        int free;        ///< Connections that may be opened; below 0 after a prioritized one.
+        int toSpare = 0; ///< That downloads with several could give away.
+    };
+    Room& roomOf(const Download& download, int perServer) {
+        return rooms_.try_emplace(download.record.url.site(), Room{.free = perServer}).first->second;
+    }
+
+    std::map<std::optional<std::string>, Room> rooms_;
+    int perServer_ = 0;
+};
+
+int countActive(const DownloadList& list) {
+    return static_cast<int>(
+        std::ranges::count_if(list, [](const auto& download) { return download->record.state.isActive(); }));
+}
+
+/// Fills the slots in the order of the line.
+void fillSlots(Plan& plan, const std::vector<Download*>& line, int free, Rooms rooms) {
+    for (Download* const download : line) {
+        if (free <= 0 && !download->isPrioritized()) {
+            plan.waits.push_back({download, Reason::noSlot});
+        } else if (!rooms.take(*download)) {
+            plan.waits.push_back({download, Reason::fullServer});
+        } else {
+            plan.starts.push_back(download);
+            --free;
+        }
+    }
+}
+
+} // namespace
+
+bool mustWaitForNetwork(const Download& download, const Conditions& conditions) {
+    return conditions.sparesNetwork() && !download.allowedOnLimitedNetwork;
+}
+
+Plan plan(const DownloadList& list, const Conditions& conditions) {
+    Plan plan;
+    std::vector<Download*> candidates;
+    for (Download* const download : list.queued()) {
+        if (!conditions.online) {
+            plan.waits.push_back({download, Reason::offline});
+        } else if (mustWaitForNetwork(*download, conditions)) {
+            plan.waits.push_back({download, Reason::limitedNetwork});
+        } else {
+            candidates.push_back(download);
+        }
+    }
+    const int free = conditions.config.simultaneous - countActive(list);
+    if (free > 0 || std::ranges::any_of(candidates, &Download::isPrioritized)) {
+        DownloadList::sortLine(candidates); // spared while nothing can start
+    }
+    fillSlots(plan, candidates, free, Rooms(list, conditions.config.connectionsPerServer));
+    return plan;
+}
+
+} // namespace fluvane::admission

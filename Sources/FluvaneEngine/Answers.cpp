@@ -1,0 +1,119 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Answers.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+
+namespace fluvane::answers {
+
+namespace {
+
+Refusal refuseProbe(int status) {
+    switch (status) {
+    case 401:
+    case 403:
+        return Refused{fmt::format("The server refused to send the file ({}).", status)};
+    case 404:
+    case 410:
+        return Refused{fmt::format("The server says the file isn't there ({}).", status)};
+    case 416:
+        return Refused{"The server can't send this file (416)."};
+    default:
+        return Refused{fmt::format("The server answered {} instead of sending the file.", status)};
+    }
+}
+
+Refusal refusePiece(int status) {
+    switch (status) {
+    case 401:
+    case 403:
+    case 404:
+    case 410:
+        return LinkExpired{};
+    case 416:
+        return FileChanged{};
+    default:
+        return Refused{fmt::format("The server answered {} instead of sending the file.", status)};
+    }
+}
+
+bool isKnownSame(const Validators& a, const Validators& b) {
+    const bool comparable = (a.etag && b.etag) || (a.lastModified && b.lastModified);
+    return comparable && !a.differ(b);
+}
+
+} // namespace
+
+std::optional<Refusal> refusal(int status, Request request) {
+    switch (status) {
+    case 200:
+    case 206:
+        return std::nullopt;
+    case 429:
+    case 503:
+        return Busy{.halves = true};
+    case 408:
+    case 425:
+        return Busy{.halves = false};
+    default:
+        break;
+    }
+    if (status >= 500 && status <= 599) {
+        return Busy{.halves = false};
+    }
+    return request == Request::probe ? refuseProbe(status) : refusePiece(status);
+}
+
+std::optional<FileFacts> fileFacts(const TransferResponse& response) {
+    if (response.isEncoded()) {
+        return FileFacts{};
+    }
+    if (response.status() == 206) {
+        const auto range = response.contentRange();
+        const bool isAsked = range && range->first == 0;
+        return isAsked ? std::optional(FileFacts{.size = range->total, .resumable = true}) : std::nullopt;
+    }
+    const auto length = response.contentLength();
+    return FileFacts{.size = length >= 0 ? length : std::nullopt,
+                     .resumable = response["accept-ranges"] == "bytes"};
+}
+
+TransferResponse withEmptyFile(const TransferResponse& response) {
+    const auto range = response["content-range"];
+    if (response.status() != 416 || !range || ContentRange::unsatisfiedTotal(*range) != 0) {
+        return response;
+    }
+    auto headers = TransferResponse::Headers(response.headers().begin(), response.headers().end());
+    // What else it says of the body is said of an error page.
+    std::erase_if(headers, [](const auto& header) {
+        return header.first.starts_with("content-") && header.first != "content-disposition";
+    });
+    headers.emplace_back("content-length", "0");
+    return {200, response.url(), headers};
+}
+
+Part part(const TransferResponse& response, const DownloadRecord& record, const Piece& piece) {
+    const auto range = response.contentRange();
+    if (!range || range->first != piece.next() || response.isEncoded()) {
+        return Part::isWrong;
+    }
+    const bool otherSize = range->total && record.size && *range->total != *record.size;
+    const bool otherFile = record.validators && response.validators().differ(*record.validators);
+    return otherSize || otherFile ? Part::ofAnotherFile : Part::fits;
+}
+
+WholeFile wholeFile(const TransferResponse& response, const DownloadRecord& record) {
+    if (!record.validators) {
+        return WholeFile::mayBeSame;
+    }
+    const auto validators = response.validators();
+    if (validators.differ(*record.validators)) {
+        return WholeFile::ofAnotherFile;
+    }
+    return isKnownSame(validators, *record.validators) ? WholeFile::same : WholeFile::mayBeSame;
+}
+
+} // namespace fluvane::answers

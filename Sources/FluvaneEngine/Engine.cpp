@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Engine.h"
+
+namespace fluvane {
+
+DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports ports_,
+                                Environment environment_)
+    : conditions{.config = std::move(config), .tuning = {}, .limitedNetwork = {}}, ports(std::move(ports_)),
+      notices(std::make_shared<Notices>(ports.notifier, conditions)), environment(std::move(environment_)),
+      turns({.listChanged = [this] { saver.changed(); },
+             .settle = [&manager] { manager.settle(); },
+             .shown =
+                 [&manager] {
+                     if (manager.onChange) {
+                         manager.onChange();
+                     }
+                 }}),
+      saver(ports.store, ports.scheduler, list, turns),
+      connections(ports.transport, list, conditions, turns,
+                  [this](DownloadID id, Token token, const TransferEvent& event) {
+                      runner.received(id, token, event);
+                  }),
+      growth(list, conditions, connections), starter(ports.files, list, conditions, environment),
+      retries(ports.scheduler, ports.random, conditions, turns,
+              [this](DownloadID id) { runner.retried(id); }),
+      finisher(ports.files, notices, list, conditions, saver, turns, environment.today,
+               [this](Download& download, const std::string& sentence) { runner.fail(download, sentence); }),
+      runner(list, conditions, turns,
+             {.saver = saver,
+              .connections = connections,
+              .growth = growth,
+              .starter = starter,
+              .retries = retries,
+              .finisher = finisher},
+             ports.files, notices, ports.scheduler, environment.today),
+      beat(ports.scheduler, ports.power, list, conditions, turns,
+           [&manager](std::int64_t beats) { manager.beaten(beats); }) {}
+
+} // namespace fluvane

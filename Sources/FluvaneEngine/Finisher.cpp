@@ -1,0 +1,151 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Finisher.h"
+
+#include "FluvaneEngine/Log.h"
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+using State = DownloadState;
+
+namespace {
+constexpr const char* missingMessage = "The unfinished file went missing.";
+}
+
+Finisher::Finisher(std::shared_ptr<FileStore> files, std::shared_ptr<Notifier> notifier,
+                   const DownloadList& list, const Conditions& conditions, ListSaver& saver, Turns& turns,
+                   std::function<Date()> today, Fail fail)
+    : files_(std::move(files)), notifier_(std::move(notifier)), list_(list), conditions_(conditions),
+      saver_(saver), turns_(turns), today_(std::move(today)), fail_(std::move(fail)) {}
+
+void Finisher::complete(Download& download) {
+    download.retry.cancel(); // nothing is left to fetch again
+    saver_.close(download);
+    download.secondsLeft.reset();
+    download.meter.reset();
+    if (download.record.checksum) {
+        verify(download);
+    } else {
+        finish(download);
+    }
+}
+
+bool Finisher::isMissing(const Download& download) const {
+    const auto& partial = download.record.partial;
+    return !partial || !files_->exists(*partial);
+}
+
+void Finisher::verify(Download& download) {
+    if (isMissing(download)) {
+        fail_(download, missingMessage);
+        return;
+    }
+    turns_.set(download, State::Verifying{});
+    files_->checksum(*download.record.partial, download.record.checksum->algorithm,
+                     following(download, [this](Download& checked, const Outcome<std::string>& digest) {
+                         verified(checked, digest);
+                     }));
+}
+
+void Finisher::verified(Download& download, const Outcome<std::string>& digest) {
+    if (!digest.ok()) {
+        fail_(download, isMissing(download)
+                            ? missingMessage
+                            : fmt::format("Couldn't read the file back to check it: {}", digest.error()));
+        return;
+    }
+    storeResult(download, digest.value());
+    finish(download);
+}
+
+void Finisher::storeResult(Download& download, const std::string& digest) {
+    auto& record = download.record;
+    const bool matches = record.checksum->matches(digest);
+    record.checksumResult =
+        matches ? ChecksumResult{ChecksumResult::Matches{}} : ChecksumResult{ChecksumResult::Differs{digest}};
+    log::downloads([&] {
+        return fmt::format("download {}: the finished file {} its {}", record.id,
+                           matches ? "matches" : "doesn't match", Checksum::name(record.checksum->algorithm));
+    });
+}
+
+/// The move waits until `finishing` is on disk: a kill right after it is then recognised at the next start.
+void Finisher::finish(Download& download) {
+    turns_.set(download, State::Finishing{});
+    saver_.whenSaved(
+        following(download, [this](Download& finishing, const std::optional<std::string>& error) {
+            if (error) {
+                log::files([&] {
+                    return fmt::format("download {} is moved though the list isn't saved", finishing.id());
+                });
+            }
+            moveIntoPlace(finishing);
+        }));
+}
+
+void Finisher::moveIntoPlace(Download& download) {
+    if (isMissing(download)) {
+        fail_(download, missingMessage);
+        return;
+    }
+    const auto& record = download.record;
+    files_->finish(*record.partial, *record.name, record.folder, conditions_.config.duplicateNames,
+                   FileOrigin{.url = record.url, .referrer = record.referrer},
+                   following(download, [this](Download& finishing, const Outcome<URL>& location) {
+                       moved(finishing, location);
+                   }));
+}
+
+void Finisher::moved(Download& download, const Outcome<URL>& location) {
+    if (!location.ok()) {
+        fail_(download, isMissing(download)
+                            ? missingMessage
+                            : fmt::format("Couldn't move the file into place: {}", location.error()));
+        return;
+    }
+    auto& record = download.record;
+    record.file = location.value();
+    const auto path = location.value().path();
+    record.name = path.substr(path.rfind('/') + 1); // another one if the wanted one was taken meanwhile
+    record.partial.reset();
+    record.completed = today_();
+    download.claim.fulfil(); // the move synced the file
+    turns_.set(download, State::Finished{});
+    notifier_->finished(record);
+    verifyFinishedFile(download); // a checksum may have come during the move
+}
+
+// Checksums given or changed later
+
+void Finisher::checksumChanged(Download& download) {
+    const auto& record = download.record;
+    if (record.state.is<State::Verifying>()) {
+        record.checksum ? verify(download) : finish(download);
+    } else if (record.state.is<State::Finished>()) {
+        abandon(download);
+        verifyFinishedFile(download);
+    }
+}
+
+void Finisher::verifyFinishedFile(Download& download) {
+    const auto& record = download.record;
+    if (!record.checksum || record.checksumResult || !record.file) {
+        return;
+    }
+    files_->checksum(*record.file, record.checksum->algorithm,
+                     following(download, [this](Download& checked, const Outcome<std::string>& digest) {
+                         if (digest.ok()) {
+                             storeResult(checked, digest.value());
+                             turns_.changed();
+                         } else {
+                             log::files.error(
+                                 fmt::format("couldn't check the finished file of download {}: {}",
+                                             checked.id(), log::hidden(digest.error())));
+                         }
+                     }));
+}
+
+} // namespace fluvane

@@ -1,0 +1,125 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/GrowthControl.h"
+
+#include "FluvaneCore/Words.h"
+#include "FluvaneEngine/Log.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+namespace {
+
+int connectionsWriting(const Download& download) {
+    return static_cast<int>(std::ranges::count_if(
+        download.transfers, [](const auto& entry) { return entry.second.offset.has_value(); }));
+}
+
+bool isDownloading(const Download& download) {
+    return download.record.state.is<DownloadState::Downloading>();
+}
+
+void logStep(const Download& download, const Growth::Step& step) {
+    log::downloads([&] {
+        return fmt::format("download {}: {} connections at {}, trying {}", download.id(), step.from,
+                           words::speed(step.rate), download.growth.target());
+    });
+}
+
+void logBack(const Download& download, const Growth::Back& back) {
+    log::downloads([&] {
+        return fmt::format("download {}: {} connections {}({} against {} with {}), back to {}", download.id(),
+                           back.from,
+                           back.tookSpeed ? "took speed from the other downloads " : "weren't faster ",
+                           words::speed(back.rate), words::speed(back.rateBefore), download.growth.target(),
+                           download.growth.target());
+    });
+}
+
+} // namespace
+
+GrowthControl::GrowthControl(const DownloadList& list, const Conditions& conditions, Connections& connections)
+    : list_(list), conditions_(conditions), connections_(connections) {}
+
+void GrowthControl::adapt(Download& download, std::int64_t bytes, double now) {
+    if (!mayMeasure(download)) {
+        leave(download); // whatever keeps it from measuring must not keep the others from it
+        return;
+    }
+    measuring_ = download.id();
+    if (connectionsWriting(download) < connections_.aim(download)) {
+        download.growth.interrupt();
+        return;
+    }
+    const Growth::Limits limits{.cap = connections_.cap(download), .isPrioritized = download.isPrioritized()};
+    follow(download, download.growth.feed({now, bytes, connections_.received()}, limits, conditions_.tuning));
+}
+
+void GrowthControl::follow(Download& download, const Growth::Answer& answer) {
+    if (const auto* const step = std::get_if<Growth::Step>(&answer)) {
+        logStep(download, *step);
+        connections_.fill(download);
+    } else if (const auto* const back = std::get_if<Growth::Back>(&answer)) {
+        logBack(download, *back);
+        leave(download);
+        connections_.trim(download);
+    }
+}
+
+bool GrowthControl::canMeasure(const Download& download) const {
+    return isDownloading(download) && download.growth.isGrowing() && download.record.resumable &&
+           !download.retry.isPending();
+}
+
+bool GrowthControl::mayMeasure(const Download& download) const {
+    if (!canMeasure(download) || download.growth.hasReached(connections_.cap(download))) {
+        return false;
+    }
+    const bool another = std::ranges::any_of(list_, [&](const auto& other) {
+        return other.get() != &download && other->isPrioritized() && other->record.state.isActive();
+    });
+    if (another || static_cast<int>(download.transfers.size()) < connections_.aim(download)) {
+        return false;
+    }
+    const Download* const measuring = measuring_ ? list_.find(*measuring_) : nullptr;
+    return !measuring || measuring == &download || !canMeasure(*measuring);
+}
+
+void GrowthControl::leave(Download& download) {
+    download.growth.interrupt();
+    if (measuring_ == download.id()) {
+        measuring_.reset();
+    }
+}
+
+void GrowthControl::remeasure() {
+    for (const auto& download : list_) {
+        if (isDownloading(*download)) {
+            download->growth.afresh();
+        }
+    }
+    measuring_.reset();
+}
+
+void GrowthControl::noticeNeighbours() {
+    std::set<DownloadID> now;
+    for (const auto& download : list_) {
+        if (isDownloading(*download)) {
+            now.insert(download->id());
+        }
+    }
+    const bool someoneLeft = !std::ranges::includes(now, downloading_);
+    downloading_ = std::move(now);
+    for (const auto& download : list_) {
+        if (someoneLeft && isDownloading(*download) && !download->growth.isGrowing()) {
+            download->growth.afresh();
+        }
+    }
+}
+
+} // namespace fluvane

@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Restoring.h"
+
+#include "FluvaneEngine/Log.h"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane::restoring {
+
+using State = DownloadState;
+
+namespace {
+
+/// Whether pieces that come from disk cover the file, so that they lead no write astray and leave no hole.
+bool areSound(const DownloadRecord& record) {
+    if (!record.size) {
+        return record.pieces.size() == 1 && record.pieces[0].start == 0 && record.pieces[0].done >= 0;
+    }
+    std::int64_t reached = 0;
+    for (const auto& piece : record.pieces) {
+        if (piece.start != reached || !piece.end || *piece.end < reached || piece.done < 0 ||
+            piece.done > *piece.end - piece.start) {
+            return false;
+        }
+        reached = *piece.end;
+    }
+    return reached == *record.size;
+}
+
+/// Whether the last run ended between the final move and the save that would have told of it. The move begins
+/// only once `finishing` is on disk, under a name that was free.
+bool wasMovedIntoPlace(const DownloadRecord& record, FileStore& files) {
+    if (!record.state.is<State::Finishing>() || !record.partial || !record.name || !record.size ||
+        files.exists(*record.partial)) {
+        return false;
+    }
+    return files.size(record.folder.appending(*record.name)) == record.size;
+}
+
+void makeFinished(DownloadRecord& record, Date today) {
+    record.file = record.folder.appending(*record.name);
+    record.partial.reset();
+    record.completed = today;
+    for (auto& piece : record.pieces) {
+        piece.setDone(piece.length().value_or(piece.done));
+    }
+    record.state = State::Finished{};
+    log::downloads([&] { return fmt::format("download {} was moved into place already", record.id); });
+}
+
+bool wasRunning(const State& state) {
+    return state.isActive() || state.isWaiting(State::Wait::offline) ||
+           state.isWaiting(State::Wait::limitedNetwork);
+}
+
+} // namespace
+
+DownloadRecord restored(DownloadRecord record, FileStore& files, bool online, Date today) {
+    if (!record.pieces.empty() && !areSound(record)) {
+        log::files.error(
+            fmt::format("download {}: its saved pieces make no sense, it starts afresh", record.id));
+        record.pieces.clear();
+    }
+    if (wasMovedIntoPlace(record, files)) {
+        makeFinished(record, today);
+    } else if (wasRunning(record.state)) {
+        record.state = State::Queued{};
+    }
+    if (!online && record.state.is<State::Queued>()) {
+        record.state = State::Wait::offline;
+    }
+    return record;
+}
+
+} // namespace fluvane::restoring

@@ -1,0 +1,59 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Retries.h"
+
+#include "FluvaneEngine/Log.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+Retries::Retries(std::shared_ptr<Scheduler> scheduler, std::function<double()> random,
+                 const Conditions& conditions, Turns& turns, std::function<void(DownloadID)> due)
+    : scheduler_(std::move(scheduler)), random_(std::move(random)), conditions_(conditions), turns_(turns),
+      due_(std::move(due)) {}
+
+bool Retries::mayTryAgain(Download& download, const TransferError& error) const {
+    auto& retry = download.retry;
+    if (!retry.isPending()) {
+        // Bytes that are thrown away at every failure are no progress.
+        const auto goodStretch = download.record.resumable ? conditions_.tuning.minimumPiece
+                                                           : std::numeric_limits<std::int64_t>::max();
+        retry.count(error.offline, download.liveBytes(), goodStretch);
+    }
+    return retry.failures() <= conditions_.tuning.maxAttempts;
+}
+
+void Retries::schedule(Download& download, const TransferError& error, std::optional<double> retryAfter) {
+    if (download.retry.isPending()) {
+        return;
+    }
+    const auto attempt = download.retry.attempts();
+    const auto delay = retryAfter ? *retryAfter : conditions_.tuning.backoff.delay(attempt, random_());
+    log::downloads([&] {
+        return fmt::format("download {}: {} tries again in {:.1f} s", download.id(),
+                           log::hidden(error.message), delay);
+    });
+    download.retry.reason = error.message;
+    postpone(download, delay);
+}
+
+void Retries::postpone(Download& download, double delay) {
+    auto timer = scheduler_->after(delay, turns_.later([this, id = download.id()] { due_(id); }));
+    download.retry.schedule(std::move(timer), scheduler_->now() + delay);
+}
+
+std::optional<double> Retries::retryIn(const Download& download) const {
+    const bool waits = download.record.state.isWaiting(DownloadState::Wait::retrying);
+    if (!waits || !download.retry.isPending()) {
+        return std::nullopt;
+    }
+    return std::max(download.retry.at() - scheduler_->now(), 0.0);
+}
+
+} // namespace fluvane

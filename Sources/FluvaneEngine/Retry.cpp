@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Retry.h"
+
+#include <utility>
+
+namespace fluvane {
+
+void Retry::begin() {
+    failures_ = 0;
+    offlineFailures_ = 0;
+}
+
+void Retry::count(bool offline, std::int64_t bytes, std::int64_t goodStretch) {
+    if (bytes - bytesAtFailure_ >= goodStretch) {
+        begin();
+    }
+    bytesAtFailure_ = bytes;
+    ++(offline ? offlineFailures_ : failures_);
+}
+
+void Retry::schedule(std::shared_ptr<Cancellable> timer, double at) {
+    timer_ = std::move(timer);
+    at_ = at;
+}
+
+void Retry::cancel() {
+    if (timer_) {
+        std::exchange(timer_, nullptr)->cancel();
+    }
+}
+
+} // namespace fluvane

@@ -1,0 +1,336 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Runner.h"
+
+#include "FluvaneCore/CheckedMath.h"
+#include "FluvaneEngine/Log.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+using State = DownloadState;
+
+namespace {
+
+constexpr double waitForRoom = 1; ///< Seconds between looks at a full server.
+constexpr const char* changedMessage = "The file changed on the server, so this download stopped.";
+
+bool canCarryOn(const Download& download) {
+    return download.record.resumable && download.file && !download.record.pieces.empty();
+}
+
+/// A connection that ended by itself while its piece wants more bytes, or before it had one.
+bool closedEarly(const Piece* piece) {
+    return !piece || (piece->end && !piece->isComplete());
+}
+
+} // namespace
+
+Runner::Runner(const DownloadList& list, const Conditions& conditions, Turns& turns, RunnerParts parts,
+               std::shared_ptr<FileStore> files, std::shared_ptr<Notifier> notifier,
+               std::shared_ptr<Scheduler> scheduler, std::function<Date()> today)
+    : list_(list), conditions_(conditions), turns_(turns), parts_(parts), files_(std::move(files)),
+      notifier_(std::move(notifier)), scheduler_(std::move(scheduler)), today_(std::move(today)) {}
+
+// Beginning and halting
+
+void Runner::begin(Download& download) {
+    parts_.starter.renew(download);
+    start(download);
+}
+
+void Runner::start(Download& download) {
+    download.meter = SpeedMeter();
+    if (parts_.starter.carryOn(download)) {
+        turns_.set(download, State::Downloading{});
+        carryOn(download);
+        return;
+    }
+    parts_.starter.startAfresh(download);
+    turns_.set(download, State::Starting{});
+    parts_.connections.probe(download);
+}
+
+void Runner::carryOn(Download& download) {
+    const bool runs = download.record.state.is<State::Downloading>() && download.file;
+    if (runs && download.hasEverything() && !download.retry.isPending()) {
+        parts_.finisher.complete(download);
+    } else {
+        parts_.connections.fill(download);
+    }
+}
+
+void Runner::fillAll() {
+    for (const auto& download : list_) {
+        if (download->record.state.is<State::Downloading>()) {
+            carryOn(*download);
+        }
+    }
+}
+
+void Runner::halt(Download& download) {
+    parts_.connections.closeAll(download);
+    download.retry.cancel();
+    parts_.saver.close(download);
+    parts_.finisher.abandon(download);
+    parts_.growth.leave(download);
+    download.secondsLeft.reset();
+    download.meter.reset();
+}
+
+// Events
+
+void Runner::received(DownloadID id, Token token, const TransferEvent& event) {
+    Download* const download = list_.find(id);
+    Active* const active = download ? Connections::find(*download, token) : nullptr;
+    if (!active) {
+        return; // of a connection that was closed meanwhile
+    }
+    const auto start = active->start;
+    if (const auto* const response = std::get_if<TransferResponse>(&event.value)) {
+        active->isProbe ? probeAnswered(*download, token, *response)
+                        : pieceAnswered(*download, *active, *response);
+    } else if (const auto* const progress = std::get_if<TransferEvent::Progress>(&event.value)) {
+        parts_.connections.count(*download, *active, progress->written);
+        progressed(*download);
+    } else if (const auto* const end = std::get_if<TransferEvent::Finished>(&event.value)) {
+        parts_.connections.ended(*download, *active, end->written);
+        ended(*download, start);
+    } else {
+        const auto& failure = std::get<TransferEvent::Failed>(event.value);
+        parts_.connections.ended(*download, *active, failure.written);
+        failed(*download, failure.error);
+    }
+}
+
+void Runner::progressed(Download& download) {
+    const auto now = scheduler_->now();
+    parts_.growth.adapt(download, download.measure(now), now);
+}
+
+/// The probe's connection becomes the one of the first piece.
+void Runner::probeAnswered(Download& download, Token token, const TransferResponse& response) {
+    const auto answer = answers::withEmptyFile(response);
+    if (refused(download, token, answer, answers::Request::probe)) {
+        return;
+    }
+    if (const auto sentence = parts_.starter.take(download, answer)) {
+        fail(download, *sentence);
+        return;
+    }
+    Active& active = *Connections::find(download, token);
+    active.isProbe = false;
+    active.accept(download.file, 0, download.record.pieces.front());
+    turns_.set(download, State::Downloading{});
+    carryOn(download);
+}
+
+void Runner::pieceAnswered(Download& download, Active& active, const TransferResponse& response) {
+    if (refused(download, active.token, response, answers::Request::piece)) {
+        return;
+    }
+    if (response.status() == 206) {
+        partAnswered(download, active, response);
+    } else {
+        wholeFileAnswered(download, active.token, response);
+    }
+}
+
+void Runner::partAnswered(Download& download, Active& active, const TransferResponse& response) {
+    const Piece& piece = *download.pieceOf(active);
+    switch (answers::part(response, download.record, piece)) {
+    case answers::Part::isWrong:
+        parts_.connections.close(download, active.token);
+        failed(download, {.message = "The server sent the wrong part of the file."});
+        return;
+    case answers::Part::ofAnotherFile:
+        fileChanged(download);
+        return;
+    case answers::Part::fits:
+        active.accept(download.file, piece.next(), piece);
+        if (download.caps.partCame()) {
+            parts_.connections.fill(download);
+        }
+    }
+}
+
+void Runner::wholeFileAnswered(Download& download, Token token, const TransferResponse& response) {
+    const auto& record = download.record;
+    parts_.connections.close(download, token);
+    const auto answer = answers::wholeFile(response, record);
+    if (answer == answers::WholeFile::ofAnotherFile) {
+        fileChanged(download);
+        return;
+    }
+    const auto running = static_cast<int>(download.transfers.size());
+    // Some delivery networks answer any If-Range with the whole file: later requests go without it.
+    const bool mayPass = answer == answers::WholeFile::same && !download.withoutIfRange &&
+                         record.validators->ifRange().has_value();
+    download.withoutIfRange = download.withoutIfRange || mayPass;
+    download.caps.wholeFile(running, mayPass);
+    log::transfers([&] {
+        return fmt::format(
+            "download {}: the server sent the whole file to a range request; down to {} connections",
+            record.id, std::max(running, 1));
+    });
+    if (running == 0) {
+        failed(download, {.message = "The server stopped sending parts of the file."});
+    }
+}
+
+// Ends of connections
+
+/// A connection finished by itself.
+void Runner::ended(Download& download, std::int64_t start) {
+    auto& pieces = download.record.pieces;
+    const auto index = indexStarting(pieces, start);
+    Piece* const piece = index ? &pieces[*index] : nullptr;
+    if (closedEarly(piece)) {
+        failed(download, {.message = "The server closed the connection early."});
+    } else if (!piece->end) {
+        learnSize(download, *piece);
+    }
+    if (download.record.state.is<State::Downloading>()) {
+        goOnWithout(download);
+    }
+}
+
+/// The stream had no length; where it ends, the file does.
+void Runner::learnSize(Download& download, Piece& onlyPiece) {
+    onlyPiece.end = onlyPiece.next();
+    download.record.size = onlyPiece.end;
+    download.claim.learnEnd(*onlyPiece.end);
+    turns_.changed();
+}
+
+void Runner::goOnWithout(Download& download) {
+    if (download.hasEverything()) {
+        parts_.finisher.complete(download);
+    } else if (!allComplete(download.record.pieces)) {
+        parts_.connections.fill(download);
+        if (download.transfers.empty() && download.retry.isPending()) {
+            turns_.set(download, State::Wait::retrying);
+        }
+    }
+}
+
+// Refusals, retries and failures
+
+bool Runner::refused(Download& download, Token token, const TransferResponse& response,
+                     answers::Request request) {
+    const auto refusal = answers::refusal(response.status(), request);
+    if (!refusal) {
+        return false;
+    }
+    parts_.connections.close(download, token);
+    if (const auto* const isBusy = std::get_if<answers::Busy>(&*refusal)) {
+        busy(download, response, isBusy->halves);
+    } else if (std::holds_alternative<answers::LinkExpired>(*refusal)) {
+        linkExpired(download);
+    } else if (std::holds_alternative<answers::FileChanged>(*refusal)) {
+        fileChanged(download);
+    } else {
+        fail(download, std::get<answers::Refused>(*refusal).sentence);
+    }
+    return true;
+}
+
+void Runner::busy(Download& download, const TransferResponse& response, bool halves) {
+    if (halves) {
+        download.caps.halve(conditions_.config.connections);
+    }
+    const auto value = response["retry-after"];
+    const auto delay = value ? retryAfter::delay(*value, today_()) : std::nullopt;
+    failed(download, {.message = fmt::format("The server is busy ({}).", response.status())}, delay);
+}
+
+void Runner::linkExpired(Download& download) {
+    log::downloads(
+        [&] { return fmt::format("download {}: the link was refused mid-download", download.id()); });
+    halt(download);
+    turns_.set(download, State::Wait::linkExpired);
+    notifier_->linkExpired(download.record);
+}
+
+void Runner::fileChanged(Download& download) {
+    log::downloads([&] { return fmt::format("download {}: the file changed on the server", download.id()); });
+    fail(download, changedMessage, true);
+}
+
+void Runner::failed(Download& download, const TransferError& error, std::optional<double> retryAfter) {
+    const auto& state = download.record.state;
+    if (!state.usesNetwork()) {
+        return; // it was stopped meanwhile
+    }
+    if (!parts_.retries.mayTryAgain(download, error)) {
+        fail(download, error.message);
+        return;
+    }
+    if (!download.record.resumable) {
+        halt(download);
+        download.layOut({});
+        download.retry.countFrom(0);
+    }
+    parts_.retries.schedule(download, error, retryAfter);
+    if (download.transfers.empty()) {
+        turns_.set(download, State::Wait::retrying);
+    }
+}
+
+void Runner::fail(Download& download, const std::string& sentence, bool discard) {
+    halt(download);
+    auto& record = download.record;
+    if (discard && record.partial) {
+        files_->remove(*record.partial);
+        record.partial.reset();
+        download.layOut({});
+    }
+    log::downloads([&] { return fmt::format("download {} failed: {}", record.id, log::hidden(sentence)); });
+    turns_.set(download, State::Failed{sentence});
+    notifier_->failed(record, sentence);
+}
+
+void Runner::retried(DownloadID id) {
+    Download* const download = list_.find(id);
+    if (!download) {
+        return;
+    }
+    download->retry.cancel();
+    const auto& state = download->record.state;
+    if (state.is<State::Downloading>()) {
+        carryOn(*download);
+    } else if (state.isWaiting(State::Wait::retrying)) {
+        if (canCarryOn(*download)) {
+            turns_.set(*download, State::Downloading{});
+            carryOn(*download);
+        } else if (parts_.connections.makeRoom(*download)) {
+            start(*download);
+        } else {
+            parts_.retries.postpone(*download, waitForRoom);
+        }
+    }
+}
+
+void Runner::reconnect(Download& download) {
+    const auto& record = download.record;
+    const bool isStarting = record.state.is<State::Starting>();
+    const bool isDownloading = record.state.is<State::Downloading>() && record.resumable;
+    if (isStarting || isDownloading) {
+        parts_.connections.closeAll(download);
+    }
+    if (download.retry.isPending()) {
+        retried(download.id());
+    } else if (isStarting) {
+        start(download);
+    } else if (isDownloading) {
+        carryOn(download);
+    }
+    download.growth.interrupt();
+}
+
+} // namespace fluvane

@@ -1,0 +1,90 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include "FluvaneEngine/Answers.h"
+#include "FluvaneEngine/Conditions.h"
+#include "FluvaneEngine/Connections.h"
+#include "FluvaneEngine/DownloadList.h"
+#include "FluvaneEngine/Finisher.h"
+#include "FluvaneEngine/GrowthControl.h"
+#include "FluvaneEngine/ListSaver.h"
+#include "FluvaneEngine/Retries.h"
+#include "FluvaneEngine/Starter.h"
+#include "FluvaneEngine/Turns.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace fluvane {
+
+/// The parts that run a download; each decides one thing.
+struct RunnerParts {
+    ListSaver& saver;
+    Connections& connections;
+    GrowthControl& growth;
+    Starter& starter;
+    Retries& retries;
+    Finisher& finisher;
+};
+
+/// Runs the downloads that were admitted: leads each from its first request to its last byte, and judges what
+/// its connections report.
+class Runner {
+public:
+    Runner(const DownloadList& list, const Conditions& conditions, Turns& turns, RunnerParts parts,
+           std::shared_ptr<FileStore> files, std::shared_ptr<Notifier> notifier,
+           std::shared_ptr<Scheduler> scheduler, std::function<Date()> today);
+
+    /// Begins an admitted download as a new run.
+    void begin(Download& download);
+    /// Closes all that it has open. Its state is the caller's.
+    void halt(Download& download);
+    /// Gives running downloads the connections that a full server or an earlier stop kept from them.
+    void fillAll();
+    /// Opens its connections anew, and tries at once what waits for a retry. One that couldn't carry on keeps
+    /// its connection.
+    void reconnect(Download& download);
+    /// Ends it with a sentence for the user; with `discard` what it has is deleted.
+    void fail(Download& download, const std::string& sentence, bool discard = false);
+
+    /// From `Connections`.
+    void received(DownloadID id, Token token, const TransferEvent& event);
+    /// From `Retries`.
+    void retried(DownloadID id);
+
+private:
+    using Active = Download::Active;
+
+    void start(Download& download);
+    void carryOn(Download& download);
+    void progressed(Download& download);
+    void probeAnswered(Download& download, Token token, const TransferResponse& response);
+    void pieceAnswered(Download& download, Active& active, const TransferResponse& response);
+    void partAnswered(Download& download, Active& active, const TransferResponse& response);
+    void wholeFileAnswered(Download& download, Token token, const TransferResponse& response);
+    void ended(Download& download, std::int64_t start);
+    void learnSize(Download& download, Piece& onlyPiece);
+    void goOnWithout(Download& download);
+
+    [[nodiscard]] bool refused(Download& download, Token token, const TransferResponse& response,
+                               answers::Request request);
+    void busy(Download& download, const TransferResponse& response, bool halves);
+    void linkExpired(Download& download);
+    void fileChanged(Download& download);
+    void failed(Download& download, const TransferError& error, std::optional<double> retryAfter = {});
+
+    const DownloadList& list_;
+    const Conditions& conditions_;
+    Turns& turns_;
+    RunnerParts parts_;
+    std::shared_ptr<FileStore> files_;
+    std::shared_ptr<Notifier> notifier_;
+    std::shared_ptr<Scheduler> scheduler_;
+    std::function<Date()> today_;
+};
+
+} // namespace fluvane

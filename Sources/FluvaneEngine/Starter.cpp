@@ -1,0 +1,189 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Starter.h"
+
+#include "FluvaneCore/Planner.h"
+#include "FluvaneCore/WebPage.h"
+#include "FluvaneCore/Words.h"
+#include "FluvaneEngine/Answers.h"
+#include "FluvaneEngine/Log.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+namespace {
+
+constexpr const char* wrongPart = "The server sent a part of the file that wasn't asked for.";
+constexpr const char* webPage =
+    "This link opens a web page, not a file. It may need you to sign in, or to start "
+    "the download on that page, in your browser.";
+
+/// No file system holds more, and the planner's products stay within 64 bits.
+constexpr std::int64_t largestFile = std::int64_t{1} << 56;
+
+std::string partialName(const std::string& name) {
+    return name + "." + Starter::partialExtension;
+}
+
+std::string told(const DownloadRecord& record, int status) {
+    const auto size = record.size ? fmt::format("{} bytes", *record.size) : std::string("size unknown");
+    const auto count = record.pieces.size();
+    const auto parts = !record.resumable ? std::string("one connection, the server doesn't send parts")
+                       : count == 1      ? std::string("in one piece")
+                                         : fmt::format("in {} pieces", count);
+    return fmt::format("download {}: {}, {}, {}", record.id, status, size, parts);
+}
+
+} // namespace
+
+Starter::Starter(std::shared_ptr<FileStore> files, const DownloadList& list, const Conditions& conditions,
+                 Environment environment)
+    : files_(std::move(files)), list_(list), conditions_(conditions), environment_(std::move(environment)) {}
+
+void Starter::renew(Download& download) const {
+    const auto rule = conditions_.siteRule(download.record.url);
+    const int starting = conditions_.tuning.startingConnections;
+    download.retry.begin();
+    download.caps.begin(rule);
+    download.growth.begin(std::min(starting, std::max(rule.value_or(starting), 1)));
+}
+
+bool Starter::carryOn(Download& download) const {
+    auto& record = download.record;
+    if (!record.size || !record.partial || !record.name || record.pieces.empty()) {
+        return false;
+    }
+    if (!record.resumable && !allComplete(record.pieces)) {
+        return false;
+    }
+    // A file that is gone or cut off would be created or extended with a hole where the saved bytes were.
+    if (!files_->exists(*record.partial) || files_->size(*record.partial).value_or(-1) < *record.size) {
+        return false;
+    }
+    try {
+        download.file = files_->open(*record.partial);
+    } catch (const FileError&) {
+        return false;
+    }
+    download.retry.countFrom(record.doneBytes());
+    download.claim.carryOn(record.pieces);
+    log::downloads([&] {
+        return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(),
+                           *record.size);
+    });
+    return true;
+}
+
+void Starter::startAfresh(Download& download) const {
+    auto& record = download.record;
+    if (record.partial) {
+        files_->remove(*record.partial);
+    }
+    record.partial.reset();
+    record.opensWebPage.reset();
+    download.layOut({});
+    download.retry.countFrom(0);
+}
+
+std::optional<std::string> Starter::take(Download& download, const TransferResponse& response) const {
+    auto& record = download.record;
+    const auto validators = response.validators();
+    record.validators = validators.isEmpty() ? std::nullopt : std::optional(validators);
+    record.finalURL = response.url();
+    const auto facts = answers::fileFacts(response);
+    record.size = facts ? facts->size : std::nullopt;
+    record.resumable = facts && facts->resumable;
+    if (!facts) {
+        return wrongPart;
+    }
+
+    const auto contentType = response["content-type"];
+    const auto suggested =
+        fileName::suggested(response["content-disposition"], response.url(), contentType, environment_.types);
+    if (webPage::isLikely(contentType, suggested, record.size)) {
+        record.opensWebPage = true;
+        return webPage;
+    }
+    chooseFolder(record, record.name.value_or(suggested));
+    if (auto sentence = missingSpace(record)) {
+        return sentence;
+    }
+    chooseName(record, suggested);
+    if (auto sentence = createFile(download)) {
+        return sentence;
+    }
+    layOut(download);
+    log::downloads([&] { return told(record, response.status()); });
+    return std::nullopt;
+}
+
+void Starter::chooseFolder(DownloadRecord& record, const std::string& name) const {
+    if (!record.autoFolder.value_or(false)) {
+        return;
+    }
+    const auto& config = conditions_.config;
+    const Rule* const rule = rules::folderRule(config.rules, name, record.url.site());
+    record.folder = environment_.folder(rule ? rule->folder : config.folder);
+    record.rule = rule ? std::optional(rule->id) : std::nullopt;
+    if (rule) {
+        log::downloads([&] { return fmt::format("download {}: a rule picks its folder", record.id); });
+    }
+}
+
+std::optional<std::string> Starter::missingSpace(const DownloadRecord& record) const {
+    const auto free = record.size ? files_->availableSpace(record.folder) : std::nullopt;
+    if (!free || *free >= *record.size) {
+        return std::nullopt;
+    }
+    return fmt::format("Not enough space: it needs {}, and there's {} free.", words::bytes(*record.size),
+                       words::bytes(*free));
+}
+
+/// A name settled in an earlier run is asked again: its folder may be another by now.
+void Starter::chooseName(DownloadRecord& record, const std::string& suggested) const {
+    record.name = fileName::unique(
+        record.name.value_or(suggested), conditions_.config.duplicateNames,
+        [&](const std::string& name) { return !uniqueName(name, record); }, partialName({}).size());
+}
+
+/// Whether the name is free for this download in its folder.
+bool Starter::uniqueName(const std::string& name, const DownloadRecord& record) const {
+    const auto isSame = [&](const std::unique_ptr<Download>& other) {
+        return other->id() != record.id && other->record.name == name &&
+               other->record.folder == record.folder;
+    };
+    return std::ranges::none_of(list_, isSame) && !files_->exists(record.folder.appending(name)) &&
+           !files_->exists(record.folder.appending(partialName(name)));
+}
+
+std::optional<std::string> Starter::createFile(Download& download) const {
+    auto& record = download.record;
+    if (record.size > largestFile) {
+        return "Couldn't create the file: File too large";
+    }
+    const auto location = record.folder.appending(partialName(*record.name));
+    try {
+        download.file = files_->create(location, record.size);
+    } catch (const FileError& error) {
+        return fmt::format("Couldn't create the file: {}", error.what());
+    }
+    record.partial = location;
+    return std::nullopt;
+}
+
+void Starter::layOut(Download& download) const {
+    const auto& record = download.record;
+    const bool inParts = record.size && record.resumable;
+    download.layOut(inParts
+                        ? planner::split(*record.size, download.caps.allowed(conditions_.config.connections),
+                                         conditions_.tuning.minimumPiece)
+                        : std::vector{Piece{.start = 0, .end = record.size, .done = 0}});
+}
+
+} // namespace fluvane
