@@ -20,7 +20,7 @@ namespace fluvane {
 namespace {
 
 constexpr const char* wrongPart = "The server sent a part of the file that wasn't asked for.";
-constexpr const char* webPage =
+constexpr const char* webPageReason =
     "This link opens a web page, not a file. It may need you to sign in, or to start "
     "the download on that page, in your browser.";
 
@@ -108,7 +108,7 @@ std::optional<std::string> Starter::take(Download& download, const TransferRespo
         fileName::suggested(response["content-disposition"], response.url(), contentType, environment_.types);
     if (webPage::isLikely(contentType, suggested, record.size)) {
         record.opensWebPage = true;
-        return webPage;
+        return webPageReason;
     }
     chooseFolder(record, record.name.value_or(suggested));
     if (auto sentence = missingSpace(record)) {

@@ -20,7 +20,7 @@ namespace {
 const Date noon = std::chrono::sys_days(std::chrono::year(2026) / 3 / 1) + 9h + 15min + 42s;
 
 DownloadRecord plainRecord() {
-    return {1, *URL::parse("https://files.test/a.iso"), URL::folder("/tmp/in put"), std::nullopt, noon};
+    return {DownloadID{1}, *URL::parse("https://files.test/a.iso"), URL::folder("/tmp/in put"), std::nullopt, noon};
 }
 
 DownloadRecord fullRecord() {

@@ -28,6 +28,7 @@ namespace {
 
 using nlohmann::json;
 using support::savedRecord;
+using support::operator""_id;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;

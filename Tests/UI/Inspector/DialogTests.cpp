@@ -105,7 +105,7 @@ TEST(ChangeLinkDialog, offersTheLinkOnTheClipboardUnlessItIsTheOldOne) {
 
 TEST(ChangeLinkDialog, closesOnceThereIsNothingToChange) {
     Asked<ChangeLinkDialog> removed(1_id);
-    removed.bench.engine.manager->remove(1);
+    removed.bench.engine.manager->remove(1_id);
     EXPECT_TRUE(removed.closed());
     Asked<ChangeLinkDialog> finished(2_id);
     EXPECT_TRUE(finished.closed());
@@ -147,7 +147,7 @@ TEST(ChecksumDialog, tellsHowTheCheckOfAFinishedFileEnds) {
     EXPECT_FALSE(asked.closed());
     EXPECT_TRUE(asked.text("note").starts_with("Its SHA-1 doesn't match the one given"))
         << asked.text("note");
-    asked.bench.engine.manager->remove(2);
+    asked.bench.engine.manager->remove(2_id);
     EXPECT_TRUE(asked.closed());
 }
 

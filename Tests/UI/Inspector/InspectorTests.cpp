@@ -204,7 +204,7 @@ TEST(Inspector, carriesOnAndAsksForAFreshLink) {
     Shown shown;
     shown.bench.engine.store->saved = atRest();
     shown.bench.engine.manager->start();
-    shown.inspector->showDownloads({2});
+    shown.inspector->showDownloads({2_id});
     EXPECT_EQ(shown.text("details-notice"), "there");
     QTest::mouseClick(shown.inspector->findChild<QPushButton*>("notice-change-link"), Qt::LeftButton);
     EXPECT_THAT(shown.bench.windows.asked, Contains("link 2"));
@@ -269,7 +269,7 @@ TEST(Inspector, takesSeveralTogetherAndNoneForAHint) {
     }
     shown.bench.refresh();
     EXPECT_EQ(shown.text("details-name"), "5") << "one is left";
-    shown.bench.engine.manager->remove(5);
+    shown.bench.engine.manager->remove(5_id);
     shown.bench.refresh();
     EXPECT_NE(shown.text("details-hint"), "");
 }

@@ -204,7 +204,7 @@ TEST(SelectionTotals, stopAtTheBiggestNumber) {
         bench.engine.store->saved.push_back(record);
     }
     bench.engine.manager->start();
-    const auto totals = SelectionTotals::of(*bench.engine.manager, {1, 2, 3, 99});
+    const auto totals = SelectionTotals::of(*bench.engine.manager, {1_id, 2_id, 3_id, 99_id});
     EXPECT_EQ(totals.count, 3);
     EXPECT_EQ(totals.size, std::numeric_limits<std::int64_t>::max());
     EXPECT_EQ(totals.unknownSizes, 1);

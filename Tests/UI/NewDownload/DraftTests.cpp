@@ -62,7 +62,7 @@ TEST(NewDownloadDraft, namesLinksAndMarksRepeatsAndWhatIsOnTheList) {
     EXPECT_THAT(typed.marks(), ElementsAre("- \u062A.pdf: ", "+ paused.zip: Already on the list: paused"))
         << "A choice stays with its link.";
 
-    typed.bench.engine.manager->remove(1);
+    typed.bench.engine.manager->remove(1_id);
     typed.draft.noticeList();
     EXPECT_EQ(typed.draft.mark(1), "");
 }

@@ -21,6 +21,7 @@ namespace fluvane {
 namespace {
 
 using support::onScreen;
+using support::operator""_id;
 
 QAction* find(const QMenu& menu, const QString& text) {
     for (auto* const action : menu.actions()) {

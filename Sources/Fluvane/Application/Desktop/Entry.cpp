@@ -79,7 +79,7 @@ std::unique_ptr<QCoreApplication> Desktop::makeApplication(int& count, char** ar
     if (!chosen) {
         qputenv(platformVariable, platforms());
     }
-    auto application = std::make_unique<WatchedApplication<QApplication>>(count, arguments, watch);
+    auto application = std::make_unique<tessivar::WatchedApplication<QApplication>>(count, arguments, watch);
     if (!chosen) {
         qunsetenv(platformVariable); // it is no business of programs that we start
     }

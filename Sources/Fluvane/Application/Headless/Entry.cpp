@@ -12,7 +12,7 @@ class Headless : public Frontend {
 public:
     std::unique_ptr<QCoreApplication> makeApplication(int& count, char** arguments,
                                                       tessivar::HangWatch& watch) override {
-        return std::make_unique<WatchedApplication<QCoreApplication>>(count, arguments, watch);
+        return std::make_unique<tessivar::WatchedApplication<QCoreApplication>>(count, arguments, watch);
     }
     std::unique_ptr<ApplicationWindows> makeWindows(const Parts& /*parts*/) override { return nullptr; }
 };

@@ -80,7 +80,7 @@ DownloadsModel::Snapshot taken(const DownloadManager& manager, const Download& d
     }
     if (const auto seconds = manager.retryIn(download)) {
         now.left = whole(*seconds);
-        now.reason = std::hash<std::string>()(download.retryReason);
+        now.reason = std::hash<std::string>()(download.retry.reason);
     }
     now.completed = record.completed.value_or(Date());
     return now;
@@ -139,7 +139,7 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
         progress_.reason = *reason;
     }
     if (const auto seconds = manager.retryIn(download)) {
-        progress_.reason = download.retryReason;
+        progress_.reason = download.retry.reason;
         progress_.retryIn = seconds;
     }
     progress_.done = download.liveBytes();

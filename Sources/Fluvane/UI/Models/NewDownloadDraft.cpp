@@ -203,8 +203,8 @@ void NewDownloadDraft::count() {
 
 std::string NewDownloadDraft::mark(std::size_t row) const {
     const Row& at = rows()[row];
-    if (at.listed) {
-        return "Already on the list: " + lowerCaseStart(words::state(at.state));
+    if (at.listed && at.state) {
+        return "Already on the list: " + lowerCaseStart(words::state(*at.state));
     }
     return at.times > 1 ? fmt::format("In the text {} times", at.times) : "";
 }

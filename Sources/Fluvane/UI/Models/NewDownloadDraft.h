@@ -37,7 +37,7 @@ public:
         std::string name;                        ///< As it would be without a word of the server.
         std::size_t times = 1;                   ///< It is in the text.
         std::optional<std::string> ruleFolder{}; ///< As the first fitting rule has it.
-        std::optional<std::int64_t> listed{};    ///< The download that has this link already.
+        std::optional<DownloadID> listed{};      ///< The download that has this link already.
         std::optional<StateKind> state{};        ///< That download's.
     };
 

@@ -43,7 +43,7 @@ void RunningConnections::forgetEnded(const Download& download) {
     });
 }
 
-RunningConnections::Known& RunningConnections::known(std::int64_t token) {
+RunningConnections::Known& RunningConnections::known(Token token) {
     const auto [entry, isNew] = known_.try_emplace(token);
     if (isNew) {
         entry->second.number = freeNumber();

@@ -41,10 +41,10 @@ private:
     };
     void forgetEnded(const Download& download);
     [[nodiscard]] int freeNumber() const;
-    Known& known(std::int64_t token);
+    Known& known(Token token);
 
     std::optional<DownloadID> id_;
-    std::map<std::int64_t, Known> known_; ///< By the transfer's token.
+    std::map<Token, Known> known_; ///< By the transfer's token.
     std::vector<RunningConnection> list_;
 };
 

@@ -51,7 +51,7 @@ TrayMenu TrayMenu::of(const std::vector<const Download*>& downloads) {
         if (runs(state)) {
             menu.running.push_back(download);
         }
-        menu.canPause = menu.canPause || canPause(state);
+        menu.canPause = menu.canPause || fluvane::canPause(state);
         menu.canResume = menu.canResume || resumesWithAll(state);
     }
     return menu;
