@@ -330,7 +330,7 @@ TEST_F(DownloadsWindowTest, DoesNothingWhileHidden) {
     list.run();
     window.close();
     QSignalSpy changes(view().model(), &QAbstractItemModel::dataChanged);
-    list.engine.manager->pause(7);
+    list.engine.manager->pause(DownloadID{7});
     list.refresh();
     EXPECT_EQ(changes.count(), 0);
     window.show();

@@ -123,7 +123,7 @@ TEST(ChecksumDialog, recognisesWhatIsPasted) {
     EXPECT_TRUE(asked.closed());
     EXPECT_EQ(asked.bench.engine.record(1_id).checksum->hex, sha1);
 
-    auto* again = new ChecksumDialog(asked.bench.context, 1);
+    auto* again = new ChecksumDialog(asked.bench.context, 1_id);
     asked.dialog = again;
     again->show();
     EXPECT_EQ(asked.text("note"), "Checked once every byte is in.");

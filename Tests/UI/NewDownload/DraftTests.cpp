@@ -144,7 +144,7 @@ TEST(NewDownloadDraft, addsWhatIsWanted) {
     typed.draft.setReferrer("https://page.example/");
     typed.draft.setReferrer({link("http://a.example/c")}, link("https://other.example/"));
     typed.draft.setFolder(URL::folder("/chosen"));
-    ASSERT_THAT(typed.draft.add(), ElementsAre(2, 3));
+    ASSERT_THAT(typed.draft.add(), ElementsAre(2_id, 3_id));
     const auto& first = typed.bench.engine.record(2_id);
     EXPECT_EQ(first.url, link("http://a.example/a"));
     EXPECT_EQ(first.folder, URL::folder("/chosen"));
@@ -156,7 +156,7 @@ TEST(NewDownloadDraft, addsWhatIsWanted) {
     typed.type("http://a.example/d");
     typed.draft.setChecksum(std::string("SHA1 (d) = ") + sha1);
     EXPECT_EQ(typed.draft.algorithm(), "SHA-1");
-    ASSERT_THAT(typed.draft.add(), ElementsAre(4));
+    ASSERT_THAT(typed.draft.add(), ElementsAre(4_id));
     EXPECT_EQ(typed.bench.engine.record(4_id).checksum, Checksum(Checksum::Algorithm::sha1, sha1));
     EXPECT_TRUE(typed.bench.engine.record(4_id).autoFolder.value_or(false));
     EXPECT_EQ(typed.bench.engine.record(4_id).referrer, std::nullopt) << "The earlier one must be forgotten.";

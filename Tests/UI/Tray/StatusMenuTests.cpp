@@ -118,7 +118,7 @@ TEST_F(StatusMenuTest, ListsWhatRunsWithoutMovingItWhileOpen) {
     EXPECT_EQ(bench.windows.asked.back(), "downloads 2");
 
     Q_EMIT menu.menu().aboutToShow();
-    bench.engine.manager->pause(1);
+    bench.engine.manager->pause(1_id);
     addRunning(1);
     EXPECT_EQ(upper(), (QStringList{"2 downloads", "file1_&&.bin: paused", "file2_&&.bin: 0 %, 0 bytes/s",
                                     "file3_&&.bin: 0 %, 0 bytes/s"}));
