@@ -3,8 +3,11 @@
 
 #include "Fuzz/Fuzz.h"
 
+#include <algorithm>
 #include <csignal>
+#include <fstream>
 #include <random>
+#include <span>
 #include <string>
 #include <unistd.h>
 
@@ -15,7 +18,21 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     return 0;
 }
 
-#ifndef FLUVANE_FUZZ
+#ifdef FLUVANE_FUZZ
+
+/// A corpus that is new begins with the seeds: the folder of inputs is the first argument without a dash.
+extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments) {
+    const std::span given(*arguments, static_cast<std::size_t>(*count));
+    const auto folder =
+        std::find_if(given.begin() + 1, given.end(), [](const char* one) { return *one != '-'; });
+    for (std::size_t i = 0; folder != given.end() && i < fuzz::seeds.size(); ++i) {
+        std::ofstream(std::string(*folder) + "/seed-" + std::to_string(i), std::ios::binary)
+            << fuzz::seeds[i];
+    }
+    return 0;
+}
+
+#else
 
 static std::string input;
 
