@@ -85,7 +85,7 @@ TEST(CLI, UnknownCommandsAndHelpAreNotSent) {
     for (const char* help : {"help", "HELP", "--help", "-h"}) {
         world.output.clear();
         EXPECT_EQ(world.run({help}), 0);
-        EXPECT_EQ(world.output, std::string(usageText()) + "\n") << help;
+        EXPECT_EQ(world.output, usageText() + "\n") << help;
     }
     EXPECT_TRUE(world.sent.empty());
 }

@@ -3,6 +3,7 @@
 
 #include "Fluvane/Client/CLI.h"
 
+#include "Fluvane/Client/CommandTable.h"
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Client/StandardStreams.h"
 #include "Fluvane/Client/Usage.h"
@@ -11,29 +12,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <thread>
 
 namespace fluvane::cli {
 
 namespace {
 
-constexpr std::array<std::string_view, 22> commands = {
-    "add",         "list",   "pause",    "resume",  "remove",    "next",       "prioritize", "link",
-    "checksum",    "show",   "settings", "welcome", "whats-new", "crash-note", "update",     "log",
-    "diagnostics", "export", "import",   "state",   "snapshot",  "limit"};
-/// Those that open something, for which the application is started.
-constexpr std::array<std::string_view, 5> launching = {"add", "show", "settings", "welcome", "whats-new"};
-constexpr std::array<std::string_view, 3> withPath = {"export", "import", "snapshot"};
 constexpr int triesAfterLaunch = 50;
 /// A stopped application would hold every try up.
 constexpr std::chrono::seconds patienceAfterLaunch{15};
 constexpr std::chrono::milliseconds betweenTries{100};
-
-template <class List>
-bool contains(const List& list, std::string_view item) {
-    return std::ranges::find(list, item) != list.end();
-}
 
 std::string lowercased(std::string text) {
     std::ranges::transform(text, text.begin(), [](char c) {
@@ -61,13 +49,13 @@ void rewriteAdd(std::vector<std::string>& arguments) {
     }
 }
 
-std::optional<Answer> sendOrLaunch(const std::vector<std::string>& arguments,
+std::optional<Answer> sendOrLaunch(const std::vector<std::string>& arguments, bool mayLaunch,
                                    const Surroundings& surroundings) {
     if (!canBeSent(arguments)) {
         return std::nullopt;
     }
     auto answer = surroundings.send(arguments);
-    if (answer || !contains(launching, arguments[0]) || !surroundings.launch()) {
+    if (answer || !mayLaunch || !surroundings.launch()) {
         return answer;
     }
     const auto giveUp = std::chrono::steady_clock::now() + patienceAfterLaunch;
@@ -93,22 +81,24 @@ std::vector<std::string> rewritten(std::vector<std::string> arguments) {
     arguments[0] = lowercased(std::move(arguments[0]));
     if (arguments[0] == "add") {
         rewriteAdd(arguments);
-    } else if (contains(withPath, arguments[0]) && arguments.size() > 1) {
+    } else if (const auto* const command = commandNamed(arguments[0]);
+               command && command->takesPath && arguments.size() > 1) {
         arguments[1] = dataFolders::absolutePath(arguments[1]);
     }
     return arguments;
 }
 
 int run(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
-    const std::string command = lowercased(arguments.empty() ? "help" : arguments[0]);
-    if (command == "help" || command == "--help" || command == "-h") {
-        return print(std::string(usageText()), surroundings);
+    const std::string name = lowercased(arguments.empty() ? "help" : arguments[0]);
+    if (name == "help" || name == "--help" || name == "-h") {
+        return print(usageText(), surroundings);
     }
-    if (!contains(commands, command)) {
+    const auto* const command = commandNamed(name);
+    if (!command) {
         surroundings.error("Unknown command '" + arguments[0] + "'. Try: fluvane help\n");
         return 2;
     }
-    const auto answer = sendOrLaunch(rewritten(arguments), surroundings);
+    const auto answer = sendOrLaunch(rewritten(arguments), command->launches, surroundings);
     if (!answer) {
         surroundings.error("Fluvane isn't running.\n");
         return 1;

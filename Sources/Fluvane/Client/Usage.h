@@ -3,11 +3,11 @@
 
 #pragma once
 
-#include <string_view>
+#include <string>
 
 namespace fluvane {
 
 /// What `fluvane help` prints, without the last line feed.
-[[nodiscard]] std::string_view usageText();
+[[nodiscard]] std::string usageText();
 
 } // namespace fluvane
