@@ -87,6 +87,13 @@ TEST(CLI, UnknownCommandsAndHelpAreNotSent) {
         EXPECT_EQ(world.run({help}), 0);
         EXPECT_EQ(world.output, usageText() + "\n") << help;
     }
+    for (const char* part :
+         {"Usage: fluvane <command>\n\nDownloads:\n  add <link|file>… [--to <folder>] [--checksum <hash>]\n"
+          "                 Download links,",
+          "number\n  pause <n|all>  Pause", "\n  resume <n|all> Resume (", "\n  link <n> <link>  Give",
+          "with its report\n\nHelp:\n  log            Print", "in a file\n\nLinks work too"}) {
+        EXPECT_NE(world.output.find(part), std::string::npos) << part;
+    }
     EXPECT_TRUE(world.sent.empty());
 }
 
