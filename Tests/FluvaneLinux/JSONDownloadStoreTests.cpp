@@ -10,8 +10,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <atomic>
-#include <latch>
 #include <sys/stat.h>
 #include <thread>
 
@@ -26,28 +24,18 @@ RecordSnapshot record(std::int64_t id, const std::string& name = "ä \"b\"\n") {
     DownloadRecord value(DownloadID{id}, *URL::parse("https://host/file"), URL::folder("/downloads"),
                          std::nullopt, Date(std::chrono::seconds(1'772'356'542)));
     value.name = name;
-    value.validators = Validators{.etag = "\"x\"", .lastModified = std::nullopt};
-    value.state = DownloadState::Failed{"It's over."};
     return std::make_shared<const DownloadRecord>(value);
 }
 
-/// Its sync takes until it is let go on.
-struct SlowFile : PieceFile {
+/// Tells which thread let it go.
+struct TellingFile : PieceFile {
+    explicit TellingFile(std::thread::id& endedOn_) : endedOn(endedOn_) {}
+    ~TellingFile() override { endedOn = std::this_thread::get_id(); }
     void write(std::span<const std::byte>, std::int64_t) override {}
-    void sync() override {
-        begun.count_down();
-        goOn.wait();
-        if (!works) {
-            throw FileError("Input/output error");
-        }
-    }
+    void sync() override {}
     void close() noexcept override {}
-    ~SlowFile() override { *endedOn = std::this_thread::get_id(); }
 
-    bool works = true;
-    std::latch begun{1};
-    std::latch goOn{1};
-    std::shared_ptr<std::thread::id> endedOn = std::make_shared<std::thread::id>();
+    std::thread::id& endedOn;
 };
 
 class StoreTest : public Test {
@@ -55,9 +43,6 @@ protected:
     void saveNow(std::vector<RecordSnapshot> records) {
         store.save(std::move(records), {}, {});
         store.flush();
-    }
-    [[nodiscard]] auto marking(bool& flag) {
-        return [&flag](const SaveResult&) { flag = true; };
     }
     [[nodiscard]] std::vector<std::int64_t> onDisk() {
         std::vector<std::int64_t> ids;
@@ -76,17 +61,14 @@ protected:
 
 } // namespace
 
-TEST_F(StoreTest, SavesAndLoads) {
-    EXPECT_THAT(store.load(), IsEmpty());
-    bool saved = false;
-    store.save({record(2), record(1)}, {}, marking(saved));
-    EXPECT_TRUE(queue.runUntil([&] { return saved; }));
-    EXPECT_THAT(store.load(), ElementsAre(*record(2), *record(1)));
-    struct stat status {};
-    ::stat(file.c_str(), &status);
-    EXPECT_EQ(status.st_mode & 0777, 0600U);
-    ::stat(file.parent_path().c_str(), &status);
-    EXPECT_EQ(status.st_mode & 0777, 0700U);
+TEST_F(StoreTest, OnlyItsOwnerReadsIt) {
+    saveNow({record(1)});
+    const std::pair<std::filesystem::path, mode_t> rows[] = {{file, 0600}, {file.parent_path(), 0700}};
+    for (const auto& [path, mode] : rows) {
+        struct stat status {};
+        ::stat(path.c_str(), &status);
+        EXPECT_EQ(status.st_mode & 0777, mode) << path;
+    }
     EXPECT_THAT(log.lines, IsEmpty());
 }
 
@@ -158,95 +140,36 @@ TEST_F(StoreTest, WhatCannotEvenBeReadIsNeverReplaced) {
     EXPECT_TRUE(std::filesystem::exists(file.string() + ".unreadable.2/inside"));
 }
 
-TEST_F(StoreTest, ASlowSyncHoldsNoLaterSaveUp) {
-    const auto slow = std::make_shared<SlowFile>();
-    bool first = false;
-    bool second = false;
-    store.save({record(1)}, {slow}, marking(first));
-    slow->begun.wait();
-    store.save({record(2)}, {}, marking(second));
-    ASSERT_TRUE(queue.runUntil([&] { return second; }));
-    EXPECT_THAT(onDisk(), ElementsAre(2));
-    EXPECT_FALSE(first);
-    slow->goOn.count_down();
-    ASSERT_TRUE(queue.runUntil([&] { return first; }));
-    store.flush();
-    EXPECT_THAT(onDisk(), ElementsAre(2)); // the older list isn't written any more
-    EXPECT_THAT(log.lines, IsEmpty());
-}
-
-TEST_F(StoreTest, AnOvertakenListIsDoneOnceTheLaterOneIsStored) {
-    const auto slow = std::make_shared<SlowFile>();
-    const auto slower = std::make_shared<SlowFile>();
-    bool first = false;
-    bool second = false;
-    store.save({record(1)}, {slow}, marking(first));
-    store.save({record(2)}, {slower}, marking(second));
-    slow->goOn.count_down();
-    slower->begun.wait();
-    queue.runPending();
-    EXPECT_FALSE(first); // its files are synced, but nothing is stored
-    EXPECT_THAT(onDisk(), IsEmpty());
-    slower->goOn.count_down();
-    store.flush();
-    EXPECT_THAT(onDisk(), ElementsAre(2));
-    queue.runPending();
-    EXPECT_TRUE(first);
-    EXPECT_TRUE(second);
-}
-
-TEST_F(StoreTest, AListThatClaimsWhatWasNotSyncedIsNotStored) {
-    const auto bad = std::make_shared<SlowFile>();
-    const auto good = std::make_shared<SlowFile>();
-    bad->works = false;
-    bad->goOn.count_down();
-    good->goOn.count_down();
-    std::optional<SaveResult> result;
-    store.save({record(1)}, {good, bad}, [&](const SaveResult& told) { result = told; });
-    ASSERT_TRUE(queue.runUntil([&] { return result.has_value(); }));
-    EXPECT_THAT(result->unsynced, ElementsAre(1));
-    EXPECT_THAT(onDisk(), IsEmpty());
-}
-
 TEST_F(StoreTest, LetsFilesGoOnItsOwnQueue) {
-    auto file_ = std::make_shared<SlowFile>();
-    const auto endedOn = file_->endedOn;
-    file_->goOn.count_down();
-    store.save({}, {std::move(file_)}, {});
+    std::thread::id endedOn;
+    store.save({}, {std::make_shared<TellingFile>(endedOn)}, {});
     store.flush();
-    EXPECT_NE(*endedOn, std::thread::id());
-    EXPECT_NE(*endedOn, std::this_thread::get_id());
+    EXPECT_NE(endedOn, std::thread::id());
+    EXPECT_NE(endedOn, std::this_thread::get_id());
 }
 
-TEST_F(StoreTest, AFailedSaveIsLoggedAndTheNextOneTriesAgain) {
+TEST_F(StoreTest, AFailureIsLoggedOnce) {
     writeFile(file.parent_path(), "in the way");
-    std::optional<SaveResult> result;
-    for (int time = 0; time < 2; ++time) {
-        store.save({record(1)}, {}, [&](const SaveResult& told) { result = told; });
-    }
-    store.flush();
-    EXPECT_TRUE(queue.runUntil([&] { return result.has_value(); }));
-    EXPECT_EQ(result->error, "Not a directory");
-    EXPECT_THAT(log.lines, ElementsAre("files: couldn't save the downloads: Not a directory")) << "once";
+    saveNow({record(1)});
+    saveNow({record(1)});
+    EXPECT_THAT(log.lines, ElementsAre("files: couldn't save the downloads: Not a directory"));
     std::filesystem::remove(file.parent_path());
     saveNow({record(1)});
-    EXPECT_THAT(onDisk(), ElementsAre(1));
+    std::filesystem::remove_all(file.parent_path());
+    writeFile(file.parent_path(), "in the way");
+    saveNow({record(1)});
+    EXPECT_THAT(log.lines, SizeIs(2)) << "one that comes back is told again";
 }
 
 TEST_F(StoreTest, PendingSavesAreDoneBeforeItEnds) {
-    bool done = false;
+    std::thread::id ignored;
     {
         JSONDownloadStore ending(file, queue, "test");
         for (int number = 1; number <= 20; ++number) {
-            const auto synced = std::make_shared<SlowFile>();
-            synced->goOn.count_down();
-            ending.save({record(number)}, {synced},
-                        number == 1 ? marking(done) : std::function<void(const SaveResult&)>());
+            ending.save({record(number)}, {std::make_shared<TellingFile>(ignored)}, {});
         }
     }
     EXPECT_THAT(onDisk(), ElementsAre(20));
-    queue.runPending();
-    EXPECT_TRUE(done);
 }
 
 } // namespace fluvane

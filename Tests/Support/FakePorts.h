@@ -26,14 +26,16 @@ public:
     void save(std::vector<RecordSnapshot> records, std::vector<std::shared_ptr<PieceFile>> syncing,
               std::function<void(const SaveResult&)> completion) override {
         const double delay = syncing.empty() ? 0 : syncDelay;
-        last_ = std::make_shared<Job>(++saves, std::move(records), std::move(syncing), std::move(completion));
-        scheduler_.after(delay, [this, job = last_] { run(*job); });
+        const auto job = std::make_shared<Job>(
+            Job{++saves, std::move(records), std::move(syncing), std::move(completion)});
+        pending_.push_back(job);
+        scheduler_.after(delay, [this, job] { run(job); });
     }
 
-    /// As at quit: the last list given is written.
+    /// As at quit.
     void flush() override {
-        if (last_) {
-            run(*last_);
+        for (const auto& job : std::vector(pending_)) {
+            run(job);
         }
     }
 
@@ -45,37 +47,58 @@ public:
 
 private:
     struct Job {
-        Job(int order_, std::vector<RecordSnapshot> records_,
-            std::vector<std::shared_ptr<PieceFile>> syncing_,
-            std::function<void(const SaveResult&)> completion_)
-            : order(order_), records(std::move(records_)), syncing(std::move(syncing_)),
-              completion(std::move(completion_)) {}
         int order;
         std::vector<RecordSnapshot> records;
         std::vector<std::shared_ptr<PieceFile>> syncing;
         std::function<void(const SaveResult&)> completion;
     };
 
-    void run(Job& job) {
-        SaveResult result;
-        const auto files = std::exchange(job.syncing, {});
+    void run(const std::shared_ptr<Job>& job) {
+        if (std::erase(pending_, job) == 0) {
+            return; // done when flushed
+        }
+        const auto files = std::exchange(job->syncing, {});
+        const auto unsynced = syncAll(files);
+        if (!unsynced.empty()) {
+            complete(*job, {.unsynced = unsynced});
+            if (job->order == saves && !waiting_.empty()) {
+                store(*std::shared_ptr(waiting_.back())); // no later one stands for it now
+            }
+        } else if (files.empty() || job->order == saves) {
+            store(*job);
+        } else if (job->order > stored_) {
+            waiting_.push_back(job);
+        } else {
+            complete(*job, {.error = lastError_});
+        }
+    }
+
+    static std::vector<std::size_t> syncAll(const std::vector<std::shared_ptr<PieceFile>>& files) {
+        std::vector<std::size_t> failed;
         for (std::size_t index = 0; index < files.size(); ++index) {
             try {
                 files[index]->sync();
             } catch (const FileError&) {
-                result.unsynced.push_back(index);
+                failed.push_back(index);
             }
         }
-        if (result.unsynced.empty() && job.order > written_) {
-            result.error = error;
-            if (!error) {
-                write(job.records);
+        return failed;
+    }
+
+    void store(Job& job) {
+        if (!error) {
+            write(job.records);
+        }
+        stored_ = job.order;
+        lastError_ = error;
+        complete(job, {.error = error});
+        std::erase_if(waiting_, [&](const auto& waiting) {
+            const bool stands = waiting->order <= job.order;
+            if (stands) {
+                complete(*waiting, {.error = error});
             }
-            written_ = job.order;
-        }
-        if (const auto completion = std::exchange(job.completion, nullptr)) {
-            completion(result);
-        }
+            return stands;
+        });
     }
 
     void write(const std::vector<RecordSnapshot>& records) {
@@ -86,9 +109,18 @@ private:
         }
     }
 
+    void complete(Job& job, SaveResult result) {
+        if (auto completion = std::exchange(job.completion, nullptr)) {
+            scheduler_.after(
+                0, [completion = std::move(completion), result = std::move(result)] { completion(result); });
+        }
+    }
+
     Scheduler& scheduler_;
-    std::shared_ptr<Job> last_;
-    int written_ = 0;
+    std::vector<std::shared_ptr<Job>> pending_; ///< In the order of the calls.
+    std::vector<std::shared_ptr<Job>> waiting_; ///< Synced, and left to a later one.
+    int stored_ = 0;                            ///< Order of the list stored last, or that failed to be.
+    std::optional<std::string> lastError_;
 };
 
 class FakePower : public PowerAssertion {

@@ -100,6 +100,7 @@ void JSONDownloadStore::save(std::vector<RecordSnapshot> records,
             synced(number, std::move(records), std::move(completion));
         } else {
             complete(std::move(completion), result);
+            notSynced(number);
         }
     });
 }
@@ -111,6 +112,7 @@ void JSONDownloadStore::flush() {
 
 /// The list is written unless a later one was given meanwhile: the completion then waits for that.
 void JSONDownloadStore::synced(std::int64_t number, Records records, Completion completion) {
+    SaveResult result;
     {
         const std::lock_guard lock(mutex_);
         if (number == latest_) {
@@ -118,15 +120,26 @@ void JSONDownloadStore::synced(std::int64_t number, Records records, Completion 
             return;
         }
         if (number > written_) {
-            waiting_.emplace_back(number, std::move(completion));
+            waiting_.push_back({number, std::move(records), std::move(completion)});
             return;
         }
+        result = lastResult_;
     }
-    complete(std::move(completion), {});
+    complete(std::move(completion), result);
+}
+
+/// With no later list to come, the last one that was left to this one is written after all.
+void JSONDownloadStore::notSynced(std::int64_t number) {
+    const std::lock_guard lock(mutex_);
+    if (number == latest_ && !waiting_.empty() && waiting_.back().number > enqueued_) {
+        auto& last = waiting_.back();
+        enqueue(last.number, std::move(last.records), nullptr);
+    }
 }
 
 /// Under the lock, so that lists are written in the order of their numbers.
 void JSONDownloadStore::enqueue(std::int64_t number, Records records, Completion completion) {
+    enqueued_ = number;
     writing_.async(
         [this, number, records = std::move(records), completion = std::move(completion)]() mutable {
             write(number, records, std::move(completion));
@@ -175,10 +188,11 @@ void JSONDownloadStore::done(std::int64_t number, const SaveResult& result) {
     {
         const std::lock_guard lock(mutex_);
         written_ = number;
+        lastResult_ = result;
         std::erase_if(waiting_, [&](auto& waiting) {
-            const bool stands = waiting.first <= number;
+            const bool stands = waiting.number <= number;
             if (stands) {
-                ready.push_back(std::move(waiting.second));
+                ready.push_back(std::move(waiting.completion));
             }
             return stands;
         });

@@ -48,7 +48,15 @@ private:
     /// Records and their text in the file. They are kept alive, so that a pointer stands for one record only.
     using Encoded = std::unordered_map<RecordSnapshot, std::string>;
 
+    /// One whose files are synced, but which was left to a later one.
+    struct Overtaken {
+        std::int64_t number;
+        Records records;
+        Completion completion;
+    };
+
     void synced(std::int64_t number, Records records, Completion completion);
+    void notSynced(std::int64_t number);
     void enqueue(std::int64_t number, Records records, Completion completion);
     void write(std::int64_t number, const Records& records, Completion completion);
     void writeFile(const Records& records);
@@ -59,10 +67,12 @@ private:
     tessivar::AtomicFile file_;
     MainQueue& mainQueue_;
 
-    std::mutex mutex_;         ///< For the three below.
-    std::int64_t latest_ = 0;  ///< Number of the latest save.
-    std::int64_t written_ = 0; ///< Number of the latest list written, or failed to be.
-    std::vector<std::pair<std::int64_t, Completion>> waiting_; ///< Of lists left to a later one.
+    std::mutex mutex_;               ///< For the five below.
+    std::int64_t latest_ = 0;        ///< Number of the latest save.
+    std::int64_t enqueued_ = 0;      ///< Number of the latest list given to `writing_`.
+    std::int64_t written_ = 0;       ///< Number of the latest list written, or failed to be.
+    SaveResult lastResult_;          ///< Of that one.
+    std::vector<Overtaken> waiting_; ///< In the order of the calls.
 
     // For `writing_` alone.
     Encoded encoded_;                  ///< As of the last write.
