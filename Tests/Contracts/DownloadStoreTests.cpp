@@ -86,7 +86,7 @@ struct Disk {
 };
 
 RecordSnapshot record(std::int64_t id) {
-    DownloadRecord value(id, *URL::parse("https://host/file"), URL::folder("/downloads"), std::nullopt,
+    DownloadRecord value(DownloadID{id}, *URL::parse("https://host/file"), URL::folder("/downloads"), std::nullopt,
                          Date(std::chrono::seconds(1'772'356'542)));
     value.name = "ä \"b\"\n";
     value.validators = Validators{.etag = "\"x\"", .lastModified = std::nullopt};
@@ -119,7 +119,7 @@ protected:
     std::vector<std::int64_t> saved() {
         std::vector<std::int64_t> ids;
         for (const auto& one : system.saved()) {
-            ids.push_back(one.id);
+            ids.push_back(number(one.id));
         }
         return ids;
     }

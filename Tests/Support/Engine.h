@@ -68,7 +68,7 @@ public:
 
     Config config;
     ManualScheduler scheduler;
-    std::shared_ptr<FakeTransport> transport = std::make_shared<FakeTransport>();
+    std::shared_ptr<FakeTransport> transport = std::make_shared<FakeTransport>(scheduler);
     std::shared_ptr<MemoryFileStore> files = std::make_shared<MemoryFileStore>(scheduler);
     std::shared_ptr<FakeStore> store = std::make_shared<FakeStore>(scheduler);
     std::shared_ptr<FakePower> power = std::make_shared<FakePower>();

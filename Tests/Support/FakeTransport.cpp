@@ -25,10 +25,25 @@ void FakeTransfer::accept(std::shared_ptr<PieceFile> file, std::int64_t at, std:
     file_ = std::move(file);
     offset_ = next_ = at;
     end_ = end;
+    endIfThere();
 }
 
 void FakeTransfer::setEnd(std::int64_t end) {
     end_ = end;
+    endIfThere();
+}
+
+void FakeTransfer::endIfThere() {
+    if (over_ || !file_ || !end_ || next_ < *end_) {
+        return;
+    }
+    over_ = true;
+    file_.reset();
+    scheduler_.after(0, [self = shared_from_this()] {
+        if (!self->cancelled_) {
+            self->events_({TransferEvent::Finished{self->written()}});
+        }
+    });
 }
 
 void FakeTransfer::cancel() {
@@ -37,7 +52,7 @@ void FakeTransfer::cancel() {
     } catch (const FileError&) {
         // nobody is told any more
     }
-    over_ = true;
+    over_ = cancelled_ = true;
     file_.reset();
 }
 
@@ -83,25 +98,28 @@ void FakeTransfer::send(std::int64_t count) {
 }
 
 void FakeTransfer::finish() {
-    if (!over_) {
-        over_ = true;
-        events_({TransferEvent::Finished{written()}});
-    }
+    end({TransferEvent::Finished{written()}});
 }
 
 void FakeTransfer::fail(const std::string& message, bool offline) {
+    end({TransferEvent::Failed{{message, offline}, written()}});
+}
+
+void FakeTransfer::end(const TransferEvent& event) {
     if (!over_) {
         over_ = true;
-        events_({TransferEvent::Failed{{message, offline}, written()}});
+        file_.reset();
+        events_(event);
     }
 }
 
 std::shared_ptr<Transfer> FakeTransport::start(TransferRequest request, Events events) {
-    transfers.push_back(std::make_shared<FakeTransfer>(std::move(request), std::move(events)));
+    const auto transfer = transfers.emplace_back(
+        std::make_shared<FakeTransfer>(std::move(request), std::move(events), scheduler_));
     if (onStart) {
-        onStart(transfers.back());
+        onStart(transfer);
     }
-    return transfers.back();
+    return {transfer.get(), [transfer](Transfer*) { transfer->cancel(); }};
 }
 
 std::vector<std::shared_ptr<FakeTransfer>> FakeTransport::live() const {

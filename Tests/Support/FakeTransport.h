@@ -19,10 +19,10 @@ namespace fluvane::support {
 [[nodiscard]] std::string content(std::int64_t from, std::int64_t to);
 
 /// One request to the fake transport, answered step by step by the test.
-class FakeTransfer : public Transfer {
+class FakeTransfer : public Transfer, public std::enable_shared_from_this<FakeTransfer> {
 public:
-    FakeTransfer(TransferRequest request_, HTTPTransport::Events events)
-        : request(std::move(request_)), events_(std::move(events)) {}
+    FakeTransfer(TransferRequest request_, HTTPTransport::Events events, Scheduler& scheduler)
+        : request(std::move(request_)), events_(std::move(events)), scheduler_(scheduler) {}
 
     void accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end) override;
     [[nodiscard]] std::int64_t position() const override { return next_; }
@@ -53,17 +53,23 @@ public:
 
 private:
     [[nodiscard]] std::int64_t written() const { return next_ - offset_; }
+    void endIfThere();
+    void end(const TransferEvent& event);
 
     HTTPTransport::Events events_;
+    Scheduler& scheduler_;
     std::shared_ptr<PieceFile> file_;
     std::int64_t offset_ = 0;
     std::int64_t next_ = 0;
     std::optional<std::int64_t> end_;
     bool over_ = false;
+    bool cancelled_ = false;
 };
 
 class FakeTransport : public HTTPTransport {
 public:
+    explicit FakeTransport(Scheduler& scheduler) : scheduler_(scheduler) {}
+
     [[nodiscard]] std::shared_ptr<Transfer> start(TransferRequest request, Events events) override;
     void setSpeedLimit(std::optional<std::int64_t> bytesPerSecond) override { speedLimit = bytesPerSecond; }
 
@@ -75,6 +81,9 @@ public:
     std::optional<std::int64_t> speedLimit;
     /// Called with each new transfer, to answer it later.
     std::function<void(const std::shared_ptr<FakeTransfer>&)> onStart;
+
+private:
+    Scheduler& scheduler_;
 };
 
 /// Answers every transfer by itself on simulated time, like a server with one file of `content`.

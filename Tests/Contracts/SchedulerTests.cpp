@@ -1,0 +1,135 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// What every Scheduler promises, on the one of simulated time and on the event loop's alike.
+
+#include "Fluvane/Linux/LinuxScheduler.h"
+#include "Support/ManualScheduler.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+
+#include <chrono>
+#include <limits>
+
+namespace fluvane {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+struct Simulated {
+    support::ManualScheduler scheduler;
+    bool runUntil(const std::function<bool()>& condition) { return scheduler.runUntilTrue(condition); }
+};
+
+struct EventLoop {
+    int argumentCount = 1;
+    char name[5] = "test";
+    char* arguments[2] = {name, nullptr};
+    QCoreApplication application{argumentCount, arguments};
+    LinuxScheduler scheduler;
+
+    bool runUntil(const std::function<bool()>& condition) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!condition() && std::chrono::steady_clock::now() < deadline) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+        }
+        return condition();
+    }
+};
+
+} // namespace
+
+template <class System>
+class SchedulerContract : public testing::Test {
+protected:
+    std::shared_ptr<Cancellable> after(double seconds, int number) {
+        return system.scheduler.after(seconds, [this, number] { order.push_back(number); });
+    }
+    bool runUntilSize(std::size_t size) {
+        return system.runUntil([&] { return order.size() == size; });
+    }
+
+    System system;
+    std::vector<int> order;
+};
+
+using Schedulers = testing::Types<Simulated, EventLoop>;
+TYPED_TEST_SUITE(SchedulerContract, Schedulers);
+
+TYPED_TEST(SchedulerContract, RunsInOrderAndNeverInsideTheCall) {
+    this->after(0, 1); // and nobody holds it
+    this->after(-1, 2);
+    this->after(std::numeric_limits<double>::quiet_NaN(), 3);
+    this->system.scheduler.after(0, [this] {
+        this->order.push_back(4);
+        this->after(0, 6); // a turn of its own
+    });
+    this->after(0, 5);
+    EXPECT_THAT(this->order, IsEmpty());
+    EXPECT_TRUE(this->runUntilSize(6));
+    this->after(0, 7);
+    EXPECT_TRUE(this->runUntilSize(7));
+    EXPECT_THAT(this->order, ElementsAre(1, 2, 3, 4, 5, 6, 7)) << "each once";
+}
+
+TYPED_TEST(SchedulerContract, DelaysAreNeverCutShort) {
+    std::vector<double> early;
+    const double start = this->system.scheduler.now();
+    for (const double delay : {0.05, 0.0301, 0.001, 1e-9}) {
+        this->system.scheduler.after(delay, [&, delay] {
+            early.push_back(delay - (this->system.scheduler.now() - start));
+            this->order.push_back(static_cast<int>(delay * 1000));
+        });
+    }
+    EXPECT_TRUE(this->runUntilSize(4));
+    EXPECT_THAT(early, testing::Each(testing::Le(1e-9)));
+    EXPECT_EQ(this->order.back(), 50);
+}
+
+TYPED_TEST(SchedulerContract, EndlessDelaysNeverCome) {
+    for (const double delay :
+         {1e12, std::numeric_limits<double>::max(), std::numeric_limits<double>::infinity()}) {
+        this->after(delay, 1);
+    }
+    this->after(0.02, 2);
+    EXPECT_TRUE(this->runUntilSize(1));
+    EXPECT_THAT(this->order, ElementsAre(2));
+}
+
+TYPED_TEST(SchedulerContract, CancelledWorkNeverRunsAndIsLetGo) {
+    for (const double delay : {0.0, 0.001, 60.0}) {
+        auto held = std::make_shared<int>(1);
+        const std::weak_ptr<int> watched = held;
+        const auto task = this->system.scheduler.after(
+            delay, [this, held = std::move(held)] { this->order.push_back(*held); });
+        task->cancel();
+        EXPECT_TRUE(watched.expired());
+        task->cancel();
+    }
+    this->after(0.01, 2);
+    EXPECT_TRUE(this->runUntilSize(1));
+    EXPECT_THAT(this->order, ElementsAre(2));
+}
+
+TYPED_TEST(SchedulerContract, CancellingWhatRunsOrRanIsHarmless) {
+    for (const double delay : {0.0, 0.001}) {
+        this->order.clear();
+        std::shared_ptr<Cancellable> task;
+        auto value = std::make_shared<int>(5);
+        task = this->system.scheduler.after(delay, [&, value] {
+            task->cancel();
+            this->order.push_back(*value); // still there
+        });
+        EXPECT_TRUE(this->runUntilSize(1));
+        task->cancel();
+        EXPECT_THAT(this->order, ElementsAre(5));
+    }
+}
+
+} // namespace fluvane

@@ -1,0 +1,314 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// What every Transfer promises, on the fake one and on one that fetches from a server alike.
+
+#include "FluvaneTransport/TransportFixture.h"
+#include "Support/FakeTransport.h"
+#include "Support/ManualScheduler.h"
+
+#include <condition_variable>
+#include <deque>
+#include <future>
+
+namespace fluvane::support {
+
+namespace {
+
+const std::string serverClosed = "The server closed the connection early.";
+
+struct Fake {
+    ManualScheduler scheduler;
+    FakeTransport transport{scheduler};
+    std::string url = "http://a.example/f";
+    std::int64_t left = 0;
+
+    void awaitRequest() {}
+    void answer(std::int64_t size) {
+        left = size;
+        transport.last().respond(200, {{"Content-Length", std::to_string(size)}});
+    }
+    void answerUnseen(std::int64_t size) {
+        scheduler.after(0, [this, size] { answer(size); });
+    }
+    void send(std::int64_t from, std::int64_t to) {
+        transport.last().writesOnCancel = 5; // the bytes that are under way when it is cancelled
+        transport.last().send(to - from);
+        left -= to - from;
+        if (left == 0) {
+            transport.last().finish();
+        }
+    }
+    void cut() { transport.last().fail(serverClosed); }
+    void sendInVain() { send(0, left); }
+    bool runUntil(const std::function<bool()>& condition) { return scheduler.runUntilTrue(condition); }
+    void runPending() { scheduler.runTurns(); }
+};
+
+/// Its server does what the test tells it, one thing after the other.
+struct Session {
+    /// Whether there may be another.
+    using Step = std::function<bool(ScriptedServer::Client&)>;
+
+    TestQueue queue;
+    SessionTransport transport{queue};
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<Step> steps;
+    ScriptedServer server{[this](ScriptedServer::Client& client) {
+        client.readRequest();
+        while (next()(client)) {
+        }
+    }};
+    std::string url = server.url("/f");
+    std::size_t requests = 0;
+
+    ~Session() { cut(); }
+
+    Step next() {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return !steps.empty(); });
+        const auto step = std::move(steps.front());
+        steps.pop_front();
+        return step;
+    }
+    void add(Step step) {
+        const std::lock_guard lock(mutex);
+        steps.push_back(std::move(step));
+        changed.notify_all();
+    }
+    void sendBytes(std::string bytes) {
+        add([bytes = std::move(bytes)](auto& client) {
+            client.send(bytes);
+            return true;
+        });
+    }
+
+    void awaitRequest() {
+        ++requests;
+        EXPECT_TRUE(runUntil([&] { return server.requests().size() == requests; }));
+    }
+    void answer(std::int64_t size) {
+        sendBytes("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n");
+    }
+    void answerUnseen(std::int64_t size) {
+        answer(size);
+        EXPECT_TRUE(queue.waitForWork());
+    }
+    void send(std::int64_t from, std::int64_t to) { sendBytes(content(from, to)); }
+    void cut() {
+        add([](auto&) { return false; });
+    }
+    /// Sends more, and returns once the client has closed.
+    void sendInVain() {
+        const auto closed = std::make_shared<std::promise<void>>();
+        send(0, 1000);
+        add([closed](auto& client) {
+            client.waitForClose();
+            closed->set_value();
+            return false;
+        });
+        closed->get_future().wait();
+    }
+    /// Looks again and again: not every change is an event.
+    bool runUntil(const std::function<bool()>& condition) {
+        for (int times = 0; times < 2000 && !condition(); ++times) {
+            queue.runUntil(condition, std::chrono::milliseconds(10));
+        }
+        return condition();
+    }
+    void runPending() { queue.runPending(); }
+};
+
+} // namespace
+
+template <class System>
+class TransferContract : public testing::Test {
+protected:
+    static constexpr std::int64_t size = 1000;
+
+    void start() {
+        fetch.transfer = system.transport.start({.url = *URL::parse(system.url), .label = "test"},
+                                                [this](const auto& event) { fetch.events.push_back(event); });
+        EXPECT_TRUE(fetch.events.empty()) << "told inside the call";
+        system.awaitRequest();
+    }
+    void answer() {
+        system.answer(size);
+        EXPECT_TRUE(system.runUntil([&] { return fetch.response(); }));
+    }
+    void accept(std::int64_t at_, std::optional<std::int64_t> end) {
+        at = at_;
+        inside([&] { fetch.transfer->accept(fetch.file, at, end); });
+    }
+    /// Has the server send these, and waits until `writes` of them are written.
+    void send(std::int64_t count, std::int64_t writes) {
+        const auto before = fetch.transfer->position();
+        system.send(before, before + count);
+        EXPECT_TRUE(system.runUntil([&] { return fetch.transfer->position() == before + writes; }));
+        expectWritten(before + writes);
+    }
+    void send(std::int64_t count) { send(count, count); }
+    void setEnd(std::int64_t end) {
+        inside([&] { fetch.transfer->setEnd(end); });
+    }
+    void inside(const std::function<void()>& call) {
+        const auto before = fetch.events.size();
+        call();
+        EXPECT_EQ(fetch.events.size(), before) << "told inside the call";
+    }
+    void expectWritten(std::int64_t position) {
+        EXPECT_EQ(fetch.transfer->position(), position);
+        EXPECT_EQ(fetch.file->contents(),
+                  position == at ? ""
+                                 : std::string(static_cast<std::size_t>(at), '.') + content(at, position));
+    }
+    std::string outcome() {
+        EXPECT_TRUE(system.runUntil([&] { return fetch.ended(); }));
+        return fetch.outcome();
+    }
+    /// From now on nothing is told and nothing written, whatever the server sends.
+    void expectSilence() {
+        const auto events = fetch.events.size();
+        const auto written = fetch.file->contents();
+        system.sendInVain();
+        system.runPending();
+        EXPECT_EQ(fetch.events.size(), events);
+        EXPECT_EQ(fetch.file->contents(), written);
+    }
+
+    System system;
+    Fetch fetch;
+    std::int64_t at = 0;
+};
+
+using Transports = testing::Types<Fake, Session>;
+TYPED_TEST_SUITE(TransferContract, Transports);
+
+TYPED_TEST(TransferContract, TellsOneAnswerThenProgressThenOneEnd) {
+    this->start();
+    this->answer();
+    EXPECT_EQ(this->fetch.response()->status(), 200);
+    EXPECT_EQ(this->fetch.response()->contentLength(), this->size);
+    this->expectWritten(0);
+    this->accept(100, std::nullopt);
+    this->expectWritten(100);
+    this->send(400);
+    EXPECT_TRUE(this->system.runUntil([&] { return this->fetch.template last<TransferEvent::Progress>(); }));
+    EXPECT_EQ(this->fetch.template last<TransferEvent::Progress>()->written, 400);
+    this->system.send(500, 1100);
+    EXPECT_EQ(this->outcome(), "finished 1000");
+    this->expectWritten(1100);
+    this->fetch.transfer->setEnd(0);
+    this->fetch.transfer->cancel();
+    this->system.runPending();
+    EXPECT_TRUE(std::holds_alternative<TransferResponse>(this->fetch.events.front().value));
+    for (std::size_t index = 1; index + 1 < this->fetch.events.size(); ++index) {
+        EXPECT_TRUE(std::holds_alternative<TransferEvent::Progress>(this->fetch.events[index].value));
+    }
+    EXPECT_TRUE(this->fetch.ended());
+}
+
+TYPED_TEST(TransferContract, NothingPastTheEndIsWritten) {
+    this->start();
+    this->answer();
+    this->accept(7, 17);
+    this->send(this->size - 100, 10);
+    EXPECT_EQ(this->outcome(), "finished 10");
+    this->expectSilence();
+}
+
+TYPED_TEST(TransferContract, AnEndThatIsThereAlreadyIsTheEnd) {
+    for (const std::int64_t end : {7, 3}) {
+        this->fetch.events.clear();
+        this->start();
+        this->answer();
+        this->accept(7, end);
+        EXPECT_EQ(this->outcome(), "finished 0");
+        this->expectSilence();
+    }
+}
+
+TYPED_TEST(TransferContract, TheEndMoves) {
+    this->start();
+    this->answer();
+    this->accept(0, 15);
+    this->send(10);
+    this->setEnd(50); // away from it
+    this->send(20);
+    this->setEnd(40); // towards it
+    this->system.runPending();
+    EXPECT_FALSE(this->fetch.ended());
+    this->setEnd(20); // onto what is written
+    EXPECT_EQ(this->outcome(), "finished 30");
+    this->setEnd(10);
+    this->expectSilence();
+}
+
+TYPED_TEST(TransferContract, SaysAndWritesNothingAfterACancel) {
+    struct Row {
+        const char* name;
+        bool answered;
+        bool accepted;
+        bool there; ///< The end is, and not yet told.
+    };
+    const Row rows[] = {{"asked", false, false, false},
+                        {"answered", true, false, false},
+                        {"accepted", true, true, false},
+                        {"ended", true, true, true}};
+    for (const auto& row : rows) {
+        for (const bool dropped : {false, true}) {
+            SCOPED_TRACE(std::string(row.name) + (dropped ? ", dropped" : ""));
+            this->fetch.events.clear();
+            this->fetch.file = std::make_shared<RecordingFile>();
+            this->start();
+            row.answered ? this->answer() : this->system.answerUnseen(this->size);
+            if (row.accepted) {
+                this->accept(0, std::nullopt);
+                this->send(100);
+            }
+            if (row.there) {
+                this->setEnd(50);
+            }
+            if (dropped) {
+                this->fetch.transfer = nullptr;
+            } else {
+                this->fetch.transfer->cancel();
+                this->fetch.transfer->cancel();
+                this->expectWritten(static_cast<std::int64_t>(this->fetch.file->contents().size()));
+            }
+            this->expectSilence();
+        }
+    }
+}
+
+TYPED_TEST(TransferContract, AFailedWriteIsTheEnd) {
+    this->fetch.file->hook = [writes = 0]() mutable {
+        if (++writes > 1) {
+            throw FileError("No space left on device");
+        }
+    };
+    this->start();
+    this->answer();
+    this->accept(0, std::nullopt);
+    this->send(10);
+    this->system.send(10, 20);
+    EXPECT_EQ(this->outcome(), "failed 10: Couldn't write to the file: No space left on device");
+    this->expectWritten(10);
+    this->expectSilence();
+}
+
+TYPED_TEST(TransferContract, ABrokenConnectionIsTheEnd) {
+    this->start();
+    this->answer();
+    this->accept(5, 100);
+    this->send(10);
+    this->system.cut();
+    EXPECT_EQ(this->outcome(), "failed 10: " + serverClosed);
+    this->expectWritten(15);
+    this->fetch.transfer->cancel();
+    this->system.runPending();
+    EXPECT_TRUE(this->fetch.ended());
+}
+
+} // namespace fluvane::support
