@@ -140,6 +140,13 @@ TEST_F(CommandCenterTest, Replies) {
         {"crash-note", "ok: a note"},
         {"update", "error: This build doesn't check for updates."},
         {"log", "ok: a log"},
+        {"limit; limit OFF; limit 0; limit", "ok: No limit"},
+        {"limit 0,5; limit", "ok: Up to 500 KB/s"},
+        {"limit -1; limit abc; limit 5MB; limit inf; limit nan; limit 1e400; limit 0.0",
+         "error: Give a speed in MB/s, like 5 or 0.5, or off: fluvane limit 5"},
+        {"limit 0.001", "ok: Up to 16 KB/s"},
+        {"limit 1e300", "ok: Up to 9.2 EB/s"},
+        {"limit 1.2345678", "ok: Up to 1.2 MB/s"},
         {"export", "ok: {}"},
         {"export /tmp/s", "ok: Exported settings to /tmp/s"},
         {"import", "error: Say which file to import: fluvane import <file>"},
@@ -148,6 +155,8 @@ TEST_F(CommandCenterTest, Replies) {
     for (const auto& [commands, reply] : rows) {
         expectEach(commands, reply);
     }
+    EXPECT_EQ(engine.transport->speedLimit, 1'234'567);
+    EXPECT_FALSE(ask({"limit", ""}).ok);
     EXPECT_EQ(settings.paths, (std::vector<std::string>{"to /tmp/s", "from /tmp/s"}));
     EXPECT_EQ(ask({"checksum", "1", ""}).text,
               "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.");
@@ -262,30 +271,6 @@ TEST_F(CommandCenterTest, ListDescribesEveryDownload) {
         say("remove " + std::to_string(id));
     }
     EXPECT_EQ(say("list"), "ok: []");
-}
-
-TEST_F(CommandCenterTest, Limit) {
-    struct Row {
-        const char* commands;
-        const char* reply;
-        std::optional<std::int64_t> limit;
-    };
-    const Row rows[] = {
-        {"limit", "ok: No limit", std::nullopt},
-        {"limit 0,5; limit", "ok: Up to 500 KB/s", 500'000},
-        {"limit -1; limit abc; limit 5MB; limit inf; limit nan; limit 1e400; limit 0.0",
-         "error: Give a speed in MB/s, like 5 or 0.5, or off: fluvane limit 5", 500'000},
-        {"limit 1.2345678", "ok: Up to 1.2 MB/s", 1'234'567},
-        {"limit 0.001", "ok: Up to 16 KB/s", 16'000},
-        {"limit OFF", "ok: No limit", std::nullopt},
-        {"limit 1e300", "ok: Up to 9.2 EB/s", std::numeric_limits<std::int64_t>::max()},
-        {"limit 0", "ok: No limit", std::nullopt},
-    };
-    for (const Row& row : rows) {
-        expectEach(row.commands, row.reply);
-        EXPECT_EQ(engine.transport->speedLimit, row.limit) << row.commands;
-    }
-    EXPECT_FALSE(ask({"limit", ""}).ok);
 }
 
 TEST_F(CommandCenterTest, FailuresOfTheSettingsAreTold) {

@@ -258,15 +258,6 @@ TEST_F(DiskFileTest, AFailedFinishLeavesTheUnfinishedFile) {
     EXPECT_THAT(folder.names(), UnorderedElementsAre("a.part", "file"));
 }
 
-TEST_F(DiskFileTest, ANameOfFullLengthIsNumberedWithinIt) {
-    const std::string name = std::string(251, 'n') + ".zip";
-    writeFile(folder / name, "old");
-    writeFile(folder / "a.part", "new");
-    const auto final = std::filesystem::path(finish("a.part", name)).filename().string();
-    EXPECT_EQ(final, std::string(247, 'n') + " (1).zip");
-    EXPECT_EQ(readFile(folder / final), "new");
-}
-
 TEST_F(DiskFileTest, MarksWhereAFileCameFromWithoutCredentials) {
     writeFile(folder / "a.part", "");
     if (::setxattr((folder / "a.part").c_str(), "user.test", "", 0, 0) != 0) {
