@@ -14,8 +14,7 @@
 
 namespace fluvane::support {
 
-/// The byte that every fake server sends at an offset of its file.
-[[nodiscard]] std::byte contentByte(std::int64_t offset);
+/// The bytes that every fake server has from one offset of its file to another.
 [[nodiscard]] std::string content(std::int64_t from, std::int64_t to);
 
 /// One request to the fake transport, answered step by step by the test.

@@ -15,9 +15,9 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-class ConnectionTest : public testing::Test {
+class ConnectionsTest : public testing::Test {
 protected:
-    explicit ConnectionTest(Config config = {}) : engine(std::move(config)) {
+    explicit ConnectionsTest(Config config = {}) : engine(std::move(config)) {
         server.size = 200'000'000;
         engine.manager->start();
     }
@@ -26,7 +26,7 @@ protected:
     FakeServer server{*engine.transport, engine.scheduler};
 };
 
-TEST_F(ConnectionTest, DoublesWhileThatIsFaster) {
+TEST_F(ConnectionsTest, DoublesWhileThatIsFaster) {
     engine.config.connections = 16;
     engine.manager->apply(engine.config);
     engine.add("http://a.example/f");
@@ -45,7 +45,7 @@ TEST_F(ConnectionTest, DoublesWhileThatIsFaster) {
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
-TEST_F(ConnectionTest, GoesBackWhenAStepIsNotFaster) {
+TEST_F(ConnectionsTest, GoesBackWhenAStepIsNotFaster) {
     server.bytesPerSecondInAll = 4'300'000;
     engine.add("http://a.example/f");
     engine.scheduler.runFor(20);
@@ -58,7 +58,7 @@ TEST_F(ConnectionTest, GoesBackWhenAStepIsNotFaster) {
     EXPECT_EQ(connections(), 4) << "it has stopped growing";
 }
 
-TEST_F(ConnectionTest, GoesBackWhenAStepCostsTheOthers) {
+TEST_F(ConnectionsTest, GoesBackWhenAStepCostsTheOthers) {
     server.bytesPerSecond = 10'000'000;
     server.bytesPerSecondInAll = 8'000'000;
     engine.config.connections = 2;
@@ -74,7 +74,7 @@ TEST_F(ConnectionTest, GoesBackWhenAStepCostsTheOthers) {
     EXPECT_EQ(connections(2_id), 2);
 }
 
-TEST_F(ConnectionTest, NeighboursThatComeAndGoNeitherStopGrowthNorSpareAStepItsJudgement) {
+TEST_F(ConnectionsTest, NeighboursThatComeAndGoNeitherStopGrowthNorSpareAStepItsJudgement) {
     struct Row {
         const char* name;
         std::optional<double> inAll;
@@ -98,7 +98,7 @@ TEST_F(ConnectionTest, NeighboursThatComeAndGoNeitherStopGrowthNorSpareAStepItsJ
     }
 }
 
-TEST_F(ConnectionTest, PrioritizedGrowsAloneAndTheOthersAreCutBack) {
+TEST_F(ConnectionsTest, PrioritizedGrowsAloneAndTheOthersAreCutBack) {
     server.bytesPerSecondInAll = 20'000'000;
     server.bytesPerSecond = 1'000'000;
     engine.add("http://a.example/f");
@@ -116,7 +116,7 @@ TEST_F(ConnectionTest, PrioritizedGrowsAloneAndTheOthersAreCutBack) {
     EXPECT_GT(connections(1_id), 2) << "it may grow again";
 }
 
-TEST_F(ConnectionTest, AFreeConnectionTakesHalfOfTheBiggestPieceLeft) {
+TEST_F(ConnectionsTest, AFreeConnectionTakesHalfOfTheBiggestPieceLeft) {
     Config config;
     config.connections = 2;
     engine.manager->apply(config);
@@ -138,7 +138,7 @@ TEST_F(ConnectionTest, AFreeConnectionTakesHalfOfTheBiggestPieceLeft) {
         Contains(StartsWith("downloads: download 1: a connection takes over the second half of piece ")));
 }
 
-TEST_F(ConnectionTest, CapsOfRuleAndServerHold) {
+TEST_F(ConnectionsTest, CapsOfRuleAndServerHold) {
     engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
     engine.config.connections = 4;
     engine.config.connectionsPerServer = 4;
@@ -153,34 +153,89 @@ TEST_F(ConnectionTest, CapsOfRuleAndServerHold) {
     }
 }
 
-TEST_F(ConnectionTest, ChangedCapsApplyToWhatRuns) {
+TEST_F(ConnectionsTest, ChangedCapsApplyToWhatRuns) {
     server.size = 1'000'000'000;
+    const auto allow = [&](int connections, std::vector<Rule> rules = {}) {
+        engine.config.connections = connections;
+        engine.config.rules = std::move(rules);
+        engine.manager->apply(engine.config);
+    };
+    const Rule one{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1};
+    allow(4);
     engine.add("http://a.example/f");
-    engine.scheduler.runFor(12);
-    ASSERT_EQ(connections(), 8);
-    engine.config.connections = 3;
-    engine.manager->apply(engine.config);
+    engine.scheduler.runFor(15);
+    ASSERT_EQ(connections(), 4);
+    allow(8);
+    engine.scheduler.runFor(10);
+    EXPECT_EQ(connections(), 8) << "it had stopped at the old cap";
+    allow(3);
     EXPECT_EQ(connections(), 3);
     const auto live = engine.manager->download(1_id)->liveBytes();
     engine.scheduler.runFor(1);
     EXPECT_GT(engine.manager->download(1_id)->liveBytes(), live) << "trimming loses nothing";
-    engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
-    engine.manager->apply(engine.config);
+    allow(3, {one});
     EXPECT_EQ(connections(), 1);
-    engine.config.rules.clear();
-    engine.config.connections = 8;
-    engine.manager->apply(engine.config);
-    engine.scheduler.runFor(20);
-    EXPECT_EQ(connections(), 8) << "free to grow again";
     engine.manager->pause(1_id);
     engine.add("http://a.example/g");
-    engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
-    engine.manager->apply(engine.config); // before the probe is answered
+    allow(3);
+    allow(3, {one}); // before the probe is answered
     engine.scheduler.runFor(5);
     EXPECT_EQ(connections(2_id), 1);
 }
 
-TEST_F(ConnectionTest, ALoweredCapOfTheServerClosesConnections) {
+TEST_F(ConnectionsTest, OnlyTheOneThatMeasuresGrowsAndNobodyHoldsTheOthersUp) {
+    engine.add("http://a.example/f");
+    engine.add("http://b.example/g");
+    engine.scheduler.runFor(4);
+    const auto first = connections(1_id) > connections(2_id) ? 1_id : 2_id;
+    const auto other = first == 1_id ? 2_id : 1_id;
+    EXPECT_EQ(connections(first), 4);
+    EXPECT_EQ(connections(other), 2);
+    // It has nothing more to measure, though it never stopped growing.
+    const auto site = first == 1_id ? "a.example" : "b.example";
+    engine.config.rules = {{.id = "r", .match = Rule::Site{site}, .folder = {}, .connections = 1}};
+    engine.manager->apply(engine.config);
+    engine.scheduler.runFor(12);
+    EXPECT_EQ(connections(other), 8);
+}
+
+TEST_F(ConnectionsTest, ANeighbourThatLeavesLetsGrowOnWhatHadStopped) {
+    server.size = 2'000'000'000;
+    server.bytesPerSecond = 2'000'000;
+    server.bytesPerSecondInAll = 6'000'000;
+    engine.config.connections = 4;
+    engine.manager->apply(engine.config);
+    engine.add("http://a.example/f");
+    engine.add("http://b.example/g");
+    engine.scheduler.runFor(60);
+    ASSERT_FALSE(engine.manager->download(1_id)->growth.isGrowing());
+    engine.manager->pause(2_id);
+    engine.scheduler.runFor(1);
+    EXPECT_TRUE(engine.manager->download(1_id)->growth.isGrowing());
+    engine.scheduler.runFor(60);
+    ASSERT_FALSE(engine.manager->download(1_id)->growth.isGrowing());
+    engine.manager->resume(2_id);
+    engine.scheduler.runFor(1);
+    EXPECT_FALSE(engine.manager->download(1_id)->growth.isGrowing()) << "one that comes brings no speed";
+}
+
+TEST_F(ConnectionsTest, AnOnlyConnectionIsTakenForNobody) {
+    engine.config.connections = 2;
+    engine.config.connectionsPerServer = 2;
+    engine.manager->apply(engine.config);
+    engine.add("http://a.example/f");
+    engine.add("http://a.example/g");
+    engine.scheduler.runFor(3);
+    ASSERT_EQ(connections(1_id) + connections(2_id), 2);
+    engine.add("http://a.example/h");
+    engine.manager->prioritize(3_id, true);
+    engine.scheduler.runFor(3);
+    EXPECT_EQ(connections(1_id), 1);
+    EXPECT_EQ(connections(2_id), 1);
+    EXPECT_GE(connections(3_id), 1);
+}
+
+TEST_F(ConnectionsTest, ALoweredCapOfTheServerClosesConnections) {
     server.size = 1'000'000'000;
     engine.add("http://a.example/f");
     engine.add("http://a.example/g");
@@ -193,7 +248,7 @@ TEST_F(ConnectionTest, ALoweredCapOfTheServerClosesConnections) {
     EXPECT_GE(std::min(connections(1_id), connections(2_id)), 1);
 }
 
-TEST_F(ConnectionTest, AServerWithoutPartsGetsOneConnection) {
+TEST_F(ConnectionsTest, AServerWithoutPartsGetsOneConnection) {
     server.sendsParts = false;
     server.size = 5'000'000;
     engine.add("http://a.example/f");
@@ -202,7 +257,7 @@ TEST_F(ConnectionTest, AServerWithoutPartsGetsOneConnection) {
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
-TEST_F(ConnectionTest, SpeedTimeLeftAndAwakeFollowTheRun) {
+TEST_F(ConnectionsTest, SpeedTimeLeftAndAwakeFollowTheRun) {
     engine.add("http://a.example/f");
     engine.scheduler.runFor(10);
     const auto* download = engine.manager->download(1_id);
@@ -217,7 +272,7 @@ TEST_F(ConnectionTest, SpeedTimeLeftAndAwakeFollowTheRun) {
     EXPECT_FALSE(engine.power->awake);
 }
 
-TEST_F(ConnectionTest, UnreportedBytesAreKeptWhenAConnectionIsClosed) {
+TEST_F(ConnectionsTest, UnreportedBytesAreKeptWhenAConnectionIsClosed) {
     engine.add("http://a.example/f");
     engine.turns();
     engine.transport->transfers[0]->sendQuietly(123'456);
@@ -226,7 +281,7 @@ TEST_F(ConnectionTest, UnreportedBytesAreKeptWhenAConnectionIsClosed) {
     EXPECT_EQ(engine.record(1_id).doneBytes(), 123'456);
 }
 
-TEST_F(ConnectionTest, AStaleEventIsDroppedEvenIfItsPieceHasANewConnection) {
+TEST_F(ConnectionsTest, AStaleEventIsDroppedEvenIfItsPieceHasANewConnection) {
     engine.add("http://a.example/f");
     engine.turns();
     const auto stale = engine.transport->transfers[1];

@@ -17,19 +17,19 @@ constexpr std::int64_t size = 3'000'000;
 // Digests of `content(0, size)` are computed where needed; these are of nothing and of nobody.
 const Checksum wrong(Checksum::Algorithm::sha256, std::string(64, 'a'));
 
-class FinishingTest : public testing::Test {
+class FinisherTest : public testing::Test {
 protected:
-    FinishingTest() {
+    FinisherTest() {
         server.size = size;
         engine.manager->start();
     }
     Checksum right() {
+        MemoryFileStore files(engine.scheduler);
         std::string digest;
-        engine.files->put("/tmp/whole", content(0, size));
-        engine.files->checksum(URL::file("/tmp/whole"), Checksum::Algorithm::sha256,
-                               [&](const Outcome<std::string>& outcome) { digest = outcome.value(); });
+        files.put("/whole", content(0, size));
+        files.checksum(URL::file("/whole"), Checksum::Algorithm::sha256,
+                       [&](const Outcome<std::string>& outcome) { digest = outcome.value(); });
         engine.turns();
-        engine.files->remove(URL::file("/tmp/whole"));
         return {Checksum::Algorithm::sha256, digest};
     }
     void addWithReferrer(std::optional<Checksum> checksum) {
@@ -41,7 +41,7 @@ protected:
     FakeServer server{*engine.transport, engine.scheduler};
 };
 
-TEST_F(FinishingTest, MovesIntoPlaceWithItsOriginAndTells) {
+TEST_F(FinisherTest, MovesIntoPlaceWithItsOriginAndTells) {
     addWithReferrer(std::nullopt);
     ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_EQ(record().file, URL::file("/downloads/f.bin"));
@@ -56,7 +56,7 @@ TEST_F(FinishingTest, MovesIntoPlaceWithItsOriginAndTells) {
     EXPECT_FALSE(engine.power->awake);
 }
 
-TEST_F(FinishingTest, ChecksumsMatchOrDifferAndTheFileIsMovedEitherWay) {
+TEST_F(FinisherTest, ChecksumsMatchOrDifferAndTheFileIsMovedEitherWay) {
     addWithReferrer(right());
     ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_TRUE(record().checksumResult->matches());
@@ -69,7 +69,7 @@ TEST_F(FinishingTest, ChecksumsMatchOrDifferAndTheFileIsMovedEitherWay) {
                 Contains("downloads: download 2: the finished file doesn't match its SHA-256"));
 }
 
-TEST_F(FinishingTest, FailuresAtTheEnd) {
+TEST_F(FinisherTest, FailuresAtTheEnd) {
     struct {
         const char* name;
         std::function<void(Engine&)> spoil;
@@ -109,7 +109,7 @@ TEST_F(FinishingTest, FailuresAtTheEnd) {
     }
 }
 
-TEST_F(FinishingTest, AKillRightAfterTheMoveFetchesNothingAgain) {
+TEST_F(FinisherTest, AKillRightAfterTheMoveFetchesNothingAgain) {
     engine.files->completionDelay = 5;
     addWithReferrer(std::nullopt);
     ASSERT_TRUE(
@@ -124,7 +124,7 @@ TEST_F(FinishingTest, AKillRightAfterTheMoveFetchesNothingAgain) {
     EXPECT_THAT(engine.files->paths(), ElementsAre("/downloads/f.bin"));
 }
 
-TEST_F(FinishingTest, AKillBeforeTheMoveLeavesSomebodyElsesFileAlone) {
+TEST_F(FinisherTest, AKillBeforeTheMoveLeavesSomebodyElsesFileAlone) {
     addWithReferrer(std::nullopt);
     ASSERT_TRUE(engine.runUntil(1_id, "finishing"));
     engine.files->put("/downloads/f.bin", content(0, size));
@@ -133,7 +133,7 @@ TEST_F(FinishingTest, AKillBeforeTheMoveLeavesSomebodyElsesFileAlone) {
     EXPECT_EQ(record().name, "f (1).bin");
 }
 
-TEST_F(FinishingTest, LateResultsOfRemovedOrChangedDownloadsAreDropped) {
+TEST_F(FinisherTest, LateResultsOfRemovedOrChangedDownloadsAreDropped) {
     const auto expected = right();
     engine.files->completionDelay = 5;
     addWithReferrer(wrong);
@@ -147,7 +147,30 @@ TEST_F(FinishingTest, LateResultsOfRemovedOrChangedDownloadsAreDropped) {
     EXPECT_THAT(engine.notifier->notices, IsEmpty());
 }
 
-TEST_F(FinishingTest, AChecksumGivenLaterIsCheckedNow) {
+TEST_F(FinisherTest, AChecksumTakenAwayDuringItsCheckLetsTheFileThrough) {
+    engine.files->completionDelay = 5;
+    addWithReferrer(wrong);
+    ASSERT_TRUE(engine.runUntil(1_id, "verifying"));
+    engine.manager->setChecksum(1_id, std::nullopt);
+    EXPECT_EQ(engine.state(1_id), "finishing");
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    EXPECT_EQ(record().checksumResult, std::nullopt);
+}
+
+TEST_F(FinisherTest, ADigestThatComesAfterAFailureChangesNothing) {
+    engine.files->completionDelay = 5;
+    addWithReferrer(wrong);
+    ASSERT_TRUE(engine.runUntil(1_id, "verifying"));
+    engine.files->remove(*record().partial);
+    engine.manager->setChecksum(1_id, right());
+    ASSERT_EQ(engine.state(1_id), "failed");
+    engine.scheduler.runFor(20);
+    EXPECT_EQ(engine.failure(1_id), "The unfinished file went missing.");
+    EXPECT_EQ(record().checksumResult, std::nullopt);
+    EXPECT_THAT(engine.notifier->notices, testing::SizeIs(1));
+}
+
+TEST_F(FinisherTest, AChecksumGivenLaterIsCheckedNow) {
     addWithReferrer(std::nullopt);
     ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     engine.manager->setChecksum(1_id, wrong);
@@ -165,7 +188,7 @@ TEST_F(FinishingTest, AChecksumGivenLaterIsCheckedNow) {
     EXPECT_EQ(record().checksumResult, std::nullopt);
 }
 
-TEST_F(FinishingTest, ARestartCarriesOnWithWhatIsLeftToDoAndComplainsOfNothing) {
+TEST_F(FinisherTest, ARestartCarriesOnWithWhatIsLeftToDoAndComplainsOfNothing) {
     addWithReferrer(std::nullopt);
     ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     const auto expected = right();
@@ -186,7 +209,7 @@ TEST_F(FinishingTest, ARestartCarriesOnWithWhatIsLeftToDoAndComplainsOfNothing) 
     EXPECT_THAT(engine.log.lines, testing::Not(Contains(testing::HasSubstr("make no sense"))));
 }
 
-TEST_F(FinishingTest, AChecksumGivenDuringTheMoveIsCheckedAfterIt) {
+TEST_F(FinisherTest, AChecksumGivenDuringTheMoveIsCheckedAfterIt) {
     engine.files->completionDelay = 5;
     addWithReferrer(std::nullopt);
     ASSERT_TRUE(engine.runUntil(1_id, "finishing"));
@@ -198,7 +221,7 @@ TEST_F(FinishingTest, AChecksumGivenDuringTheMoveIsCheckedAfterIt) {
     EXPECT_FALSE(record().checksumResult->matches());
 }
 
-TEST_F(FinishingTest, UnknownSizeEndsWithItsConnection) {
+TEST_F(FinisherTest, UnknownSizeEndsWithItsConnection) {
     engine.transport->onStart = {};
     engine.add("http://a.example/stream");
     engine.turns();
@@ -212,7 +235,7 @@ TEST_F(FinishingTest, UnknownSizeEndsWithItsConnection) {
     EXPECT_EQ(engine.files->contents("/downloads/stream"), content(0, 12'345));
 }
 
-TEST_F(FinishingTest, NoticesFollowTheSetting) {
+TEST_F(FinisherTest, NoticesFollowTheSetting) {
     engine.config.notifyWhenDone = false;
     engine.manager->apply(engine.config);
     addWithReferrer(std::nullopt);

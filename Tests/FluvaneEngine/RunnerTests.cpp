@@ -25,7 +25,7 @@ struct TwoConnections : ProbingEngine {
     FakeTransfer& second() { return *transport->transfers[1]; }
 };
 
-class FailureTest : public testing::Test {
+class RunnerTest : public testing::Test {
 protected:
     FakeTransfer& last() { return engine.transport->last(); }
     const Download& download() { return *engine.manager->download(1_id); }
@@ -40,7 +40,7 @@ protected:
     FakeTransfer& second = engine.second();
 };
 
-TEST(Failures, AnswersToPieceRequests) {
+TEST(Runner, AnswersToPieceRequests) {
     struct {
         const char* name;
         int status;
@@ -49,22 +49,14 @@ TEST(Failures, AnswersToPieceRequests) {
         int cap;
     } const rows[] = {
         {"refused", 403, "", "link-expired", 8},
-        {"unauthorised", 401, "", "link-expired", 8},
-        {"not there", 404, "", "link-expired", 8},
-        {"gone", 410, "", "link-expired", 8},
         {"range refused", 416, "", changed, 8},
         {"teapot", 418, "", "The server answered 418 instead of sending the file.", 8},
         {"too many", 429, "", "downloading", 4},
-        {"unavailable", 503, "", "downloading", 4},
         {"time-out", 408, "", "downloading", 8},
-        {"too early", 425, "", "downloading", 8},
-        {"broken", 500, "", "downloading", 8},
-        {"gateway", 599, "", "downloading", 8},
         {"wrong part", 206, "Content-Range: bytes 5-9/80000000", "downloading", 8},
         {"no range", 206, "", "downloading", 8},
         {"other size", 206, "Content-Range: bytes 9961472-19999999/90000000", changed, 8},
         {"other tag", 206, "Content-Range: bytes 9961472-19999999/80000000\nETag: \"w\"", changed, 8},
-        {"other date", 206, "Content-Range: bytes 9961472-19999999/80000000\nLast-Modified: now", changed, 8},
         {"whole, changed", 200, "ETag: \"w\"", changed, 8},
         {"whole", 200, "", "downloading", 1},
     };
@@ -84,7 +76,7 @@ TEST(Failures, AnswersToPieceRequests) {
     }
 }
 
-TEST_F(FailureTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
+TEST_F(RunnerTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
     probe.send(5000);
     second.respond(403);
     EXPECT_EQ(engine.state(1_id), "link-expired");
@@ -97,7 +89,7 @@ TEST_F(FailureTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
     EXPECT_EQ(engine.transport->live()[0]->request.from, 5000);
 }
 
-TEST_F(FailureTest, BusyServersSetTheDelay) {
+TEST_F(RunnerTest, BusyServersSetTheDelay) {
     probe.fail("Broken.");
     second.respond(503, {{"Retry-After", "120"}});
     EXPECT_EQ(engine.state(1_id), "retrying") << "one retry for both";
@@ -117,7 +109,7 @@ TEST_F(FailureTest, BusyServersSetTheDelay) {
     EXPECT_EQ(download().caps.allowed(8), 1) << "halved three times from 8";
 }
 
-TEST_F(FailureTest, TellsWhyAndWhenItIsTriedAgain) {
+TEST_F(RunnerTest, TellsWhyAndWhenItIsTriedAgain) {
     second.respond(503, {{"Retry-After", "40"}});
     EXPECT_FALSE(engine.manager->retryIn(download())) << "the other connection still runs";
     engine.scheduler.runFor(10);
@@ -133,7 +125,7 @@ TEST_F(FailureTest, TellsWhyAndWhenItIsTriedAgain) {
     EXPECT_FALSE(engine.manager->retryIn(download()));
 }
 
-TEST_F(FailureTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
+TEST_F(RunnerTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
     second.respond(429, {{"Retry-After", "60"}});
     probe.send(secondStart);
     ASSERT_TRUE(probe.isOver());
@@ -145,7 +137,7 @@ TEST_F(FailureTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
     EXPECT_FALSE(engine.transport->live().empty());
 }
 
-TEST_F(FailureTest, TheNinthFailureInARowIsTheEnd) {
+TEST_F(RunnerTest, TheNinthFailureInARowIsTheEnd) {
     std::vector<double> delays;
     for (int attempt = 1; attempt <= 9; ++attempt) {
         EXPECT_NE(engine.state(1_id), "failed");
@@ -165,7 +157,7 @@ TEST_F(FailureTest, TheNinthFailureInARowIsTheEnd) {
     EXPECT_EQ(engine.state(1_id), "downloading");
 }
 
-TEST_F(FailureTest, ProgressEndsTheRowAndBeingOfflineIsNobodysFault) {
+TEST_F(RunnerTest, ProgressEndsTheRowAndBeingOfflineIsNobodysFault) {
     for (int round = 0; round < 12; ++round) {
         for (const auto& transfer : engine.transport->live()) {
             if (!transfer->isAccepted()) {
@@ -184,7 +176,7 @@ TEST_F(FailureTest, ProgressEndsTheRowAndBeingOfflineIsNobodysFault) {
     }
 }
 
-TEST_F(FailureTest, AnEarlyEndIsRetried) {
+TEST_F(RunnerTest, AnEarlyEndIsRetried) {
     probe.send(5000);
     probe.finish();
     EXPECT_EQ(engine.state(1_id), "downloading");
@@ -195,7 +187,7 @@ TEST_F(FailureTest, AnEarlyEndIsRetried) {
     EXPECT_EQ(last().request.from, 5000);
 }
 
-TEST_F(FailureTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithoutIfRange) {
+TEST_F(RunnerTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithoutIfRange) {
     probe.send(1000);
     second.respond(200, {{"ETag", "\"v\""}, {"Content-Length", "80000000"}});
     EXPECT_THAT(engine.log.lines, Contains("transfers: download 1: the server sent the whole file to a range "
@@ -207,18 +199,25 @@ TEST_F(FailureTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithout
     EXPECT_EQ(download().connections(), 2) << "it does send parts, so the old cap is back";
 }
 
-TEST_F(FailureTest, ABusyServersHalvingOutlastsAWholeFile) {
+TEST_F(RunnerTest, AFreshLinkIsAskedWithItsValidatorsAgain) {
     probe.send(1000);
-    second.respond(200, {{"ETag", "\"v\""}});
-    probe.fail("Broken.");
-    engine.scheduler.runFor(1.1);
-    last().respond(503);
-    ASSERT_TRUE(engine.runUntil(1_id, "downloading"));
-    last().respondPart(size, {{"ETag", "\"v\""}});
-    EXPECT_EQ(download().caps.allowed(8), 4);
+    second.respond(200, {{"ETag", "\"v\""}, {"Content-Length", "80000000"}});
+    engine.manager->pause(1_id);
+    engine.manager->resume(1_id);
+    EXPECT_EQ(last().request.ifRange, std::nullopt);
+    engine.manager->pause(1_id);
+    engine.manager->updateLink(1_id, link("http://b.example/f"));
+    EXPECT_EQ(last().request.ifRange, "\"v\"");
 }
 
-TEST_F(FailureTest, ARetriedProbeAsksForRoomAtItsServer) {
+TEST_F(RunnerTest, BytesWrittenDuringACancelAreKept) {
+    probe.send(1000);
+    probe.writesOnCancel = 234;
+    engine.manager->pause(1_id);
+    EXPECT_EQ(engine.record(1_id).doneBytes(), 1234);
+}
+
+TEST_F(RunnerTest, ARetriedProbeAsksForRoomAtItsServer) {
     engine.config.connections = 2;
     engine.config.connectionsPerServer = 2;
     engine.manager->apply(engine.config);
@@ -234,7 +233,7 @@ TEST_F(FailureTest, ARetriedProbeAsksForRoomAtItsServer) {
     }
 }
 
-TEST_F(FailureTest, OnlyWholeFilesStopInTheEnd) {
+TEST_F(RunnerTest, OnlyWholeFilesStopInTheEnd) {
     second.respond(200);
     probe.fail("Broken.");
     for (int attempt = 0; attempt < 9 && engine.state(1_id) != "failed"; ++attempt) {
@@ -244,7 +243,7 @@ TEST_F(FailureTest, OnlyWholeFilesStopInTheEnd) {
     EXPECT_EQ(engine.failure(1_id), "The server stopped sending parts of the file.");
 }
 
-TEST_F(FailureTest, AFullDiskIsRetriedAndKeepsEveryByte) {
+TEST_F(RunnerTest, AFullDiskIsRetriedAndKeepsEveryByte) {
     probe.send(5000);
     engine.files->failWrite = "No space left on device";
     probe.send(5000);

@@ -1,0 +1,230 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "Support/Engine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace fluvane::support {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<std::int64_t> numbers(const std::vector<const Download*>& downloads) {
+    std::vector<std::int64_t> ids;
+    for (const auto* download : downloads) {
+        ids.push_back(number(download->id()));
+    }
+    return ids;
+}
+
+/// An engine in which `count` downloads were added and nothing answers.
+class DownloadManagerTest : public testing::Test {
+protected:
+    DownloadManagerTest() { engine.manager->start(); }
+    void addSome(int count) {
+        for (int i = 1; i <= count; ++i) {
+            engine.add("http://host" + std::to_string(i) + ".example/file.bin");
+        }
+        engine.turns();
+    }
+    /// One letter a download: q(ueued) s(tarting) d(ownloading) p(aused) f(ailed), or its wait's first
+    /// letter.
+    std::string states() {
+        std::string text;
+        for (const auto* download : engine.manager->downloads()) {
+            text += stateName(download->record.state).front();
+        }
+        return text;
+    }
+    Engine engine;
+};
+
+TEST_F(DownloadManagerTest, AdmitsUpToTheLimitInTheOrderOfTheLine) {
+    addSome(5);
+    EXPECT_EQ(states(), "sssqq");
+    EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(4, 5));
+    engine.manager->pause(1_id);
+    EXPECT_EQ(states(), "psssq");
+    engine.manager->resume(1_id);
+    EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(1, 5)) << "its number is its place";
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 resumed"));
+}
+
+TEST_F(DownloadManagerTest, NextInLineGoesBeforeTheFirstEvenBelowZero) {
+    addSome(6);
+    engine.manager->downloadNext(6_id);
+    EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(6, 4, 5));
+    EXPECT_EQ(engine.record(6_id).queueOrder, 3);
+    engine.manager->downloadNext(6_id);
+    EXPECT_EQ(engine.record(6_id).queueOrder, 3) << "already first";
+    for (int i = 0; i < 4; ++i) {
+        engine.manager->downloadNext(5_id);
+        engine.manager->downloadNext(4_id);
+    }
+    EXPECT_LT(engine.record(4_id).queueOrder, 0);
+    engine.manager->pause(5_id);
+    engine.manager->downloadNext(5_id);
+    EXPECT_THAT(numbers(engine.manager->queue()), ElementsAre(5, 4, 6));
+    engine.manager->downloadNext(1_id);
+    EXPECT_EQ(engine.record(1_id).queueOrder, std::nullopt) << "it is running";
+}
+
+TEST_F(DownloadManagerTest, AnExtremePlaceFromAnEditedListIsNoCrash) {
+    addSome(4);
+    engine.turns();
+    engine.store->saved[3].queueOrder = std::numeric_limits<std::int64_t>::min();
+    engine.store->saved[2].id = DownloadID{std::numeric_limits<std::int64_t>::max() - 1};
+    engine.store->saved[1].id = 1_id;
+    engine.restart();
+    EXPECT_GT(engine.add("http://more.example/f"), 4_id);
+    engine.manager->remove(2_id);
+    engine.manager->downloadNext(1_id);
+    engine.manager->downloadNext(2_id);
+    EXPECT_EQ(engine.manager->downloads().size(), 5U);
+}
+
+TEST_F(DownloadManagerTest, PrioritizedStartsPastTheLimitAndIsAlone) {
+    engine.config.simultaneous = 1;
+    engine.manager->apply(engine.config);
+    addSome(3);
+    EXPECT_EQ(states(), "sqq");
+    engine.manager->prioritize(2_id, true);
+    EXPECT_EQ(states(), "ssq");
+    engine.manager->prioritize(3_id, true);
+    EXPECT_EQ(states(), "sss");
+    EXPECT_EQ(engine.record(2_id).prioritized, std::nullopt);
+    engine.manager->prioritize(3_id, false);
+    EXPECT_EQ(engine.record(3_id).prioritized, std::nullopt);
+    engine.manager->pause(3_id);
+    engine.manager->prioritize(3_id, true);
+    EXPECT_EQ(states(), "sss") << "a paused one starts";
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 3 isn't prioritized anymore"));
+}
+
+TEST_F(DownloadManagerTest, PauseAllTouchesNoServerAndResumeAllLeavesFailuresAlone) {
+    addSome(6);
+    engine.transport->last().respond(404);
+    EXPECT_EQ(states(), "ssfsqq");
+    engine.manager->pauseAll();
+    engine.turns();
+    EXPECT_EQ(states(), "ppfppp");
+    EXPECT_EQ(engine.transport->transfers.size(), 4U) << "no queued download was started only to be stopped";
+    engine.manager->resumeAll();
+    EXPECT_EQ(states(), "ssfsqq");
+}
+
+TEST_F(DownloadManagerTest, CommandsForNobodyOrTheWrongStateChangeNothing) {
+    addSome(4);
+    const auto before = states();
+    for (const DownloadID id : {0_id, DownloadID{-1}, 99_id}) {
+        engine.manager->pause(id);
+        engine.manager->resume(id);
+        engine.manager->remove(id);
+        engine.manager->downloadNext(id);
+        engine.manager->prioritize(id, true);
+        engine.manager->updateLink(id, link("http://other.example/"));
+        engine.manager->setChecksum(id, std::nullopt);
+    }
+    engine.manager->resume(1_id);
+    engine.manager->resume(4_id);
+    engine.manager->prioritize(1_id, false);
+    EXPECT_EQ(states(), before);
+}
+
+TEST_F(DownloadManagerTest, RemoveDeletesTheUnfinishedFileAndLateEventsFindNobody) {
+    addSome(1);
+    auto& probe = engine.transport->last();
+    probe.respondPart(5'000'000);
+    probe.send(1000);
+    ASSERT_TRUE(engine.files->contents("/downloads/file.bin.fluvane"));
+    engine.manager->remove(1_id);
+    EXPECT_TRUE(probe.isOver());
+    probe.deliverLate({TransferEvent::Progress{2000}});
+    engine.scheduler.runFor(10);
+    EXPECT_THAT(engine.files->paths(), IsEmpty());
+    EXPECT_EQ(engine.files->openFiles(), 0);
+    EXPECT_THAT(engine.store->saved, IsEmpty());
+}
+
+TEST_F(DownloadManagerTest, ALimitedNetworkHoldsWhatWasNotAddedOnIt) {
+    addSome(2);
+    engine.manager->setLimitedNetwork(LimitedNetwork::hotspot);
+    engine.turns();
+    EXPECT_EQ(states(), "ll");
+    EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Queued{}))
+        << "never outlives a restart";
+    engine.add("http://new.example/a");
+    EXPECT_EQ(states(), "lls");
+    engine.manager->resume(2_id);
+    EXPECT_EQ(states(), "lss");
+    engine.manager->setLimitedNetwork(std::nullopt);
+    EXPECT_EQ(states(), "sss");
+    EXPECT_THAT(engine.log.lines, Contains("downloads: on a limited network: hotspot"));
+    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 waiting on the limited network"));
+    EXPECT_THAT(engine.log.lines, Contains("downloads: no longer on a limited network"));
+    engine.manager->setLimitedNetwork(LimitedNetwork::lowDataMode);
+    EXPECT_EQ(states(), "lll") << "leave was for the last limited network only";
+    engine.config.waitOnHotspots = false;
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(states(), "sss");
+    engine.config.waitOnHotspots = true;
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(states(), "lll");
+}
+
+TEST_F(DownloadManagerTest, OfflineWaitsAndOnlineCarriesOn) {
+    addSome(5);
+    engine.manager->pause(5_id);
+    engine.manager->setOnline(false);
+    EXPECT_EQ(states(), "oooop");
+    EXPECT_THAT(engine.transport->live(), IsEmpty());
+    engine.manager->setOnline(true);
+    EXPECT_EQ(states(), "sssqp");
+}
+
+TEST_F(DownloadManagerTest, AFullServerLendsAConnectionToANewDownloadAndHoldsTheRestBack) {
+    engine.config.connections = 4;
+    engine.config.connectionsPerServer = 4;
+    engine.manager->apply(engine.config);
+    FakeServer server(*engine.transport, engine.scheduler);
+    server.size = 400'000'000;
+    engine.add("http://one.example/a");
+    ASSERT_TRUE(engine.scheduler.runUntilTrue([&] { return engine.transport->live().size() == 4; }, 60));
+    engine.add("http://one.example/b");
+    engine.scheduler.runFor(20);
+    EXPECT_EQ(server.mostConnections, 4U);
+    EXPECT_EQ(engine.state(2_id), "downloading");
+    EXPECT_GT(engine.manager->download(2_id)->liveBytes(), 0);
+}
+
+TEST_F(DownloadManagerTest, SettingsApplyAtOnce) {
+    addSome(5);
+    engine.config.simultaneous = 5;
+    engine.config.speedLimit = 250'000;
+    engine.config.keepAwake = false;
+    EXPECT_TRUE(engine.power->awake);
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(states(), "sssss");
+    EXPECT_EQ(engine.transport->speedLimit, 250'000);
+    EXPECT_FALSE(engine.power->awake);
+    engine.config.speedLimit.reset();
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(engine.transport->speedLimit, std::nullopt);
+    EXPECT_THAT(engine.log.lines, Contains("downloads: speed limit 250000 bytes/s"));
+    EXPECT_THAT(engine.log.lines, Contains("downloads: no speed limit"));
+}
+
+TEST(DownloadManager, ASavedLimitHoldsFromTheFirstByte) {
+    Config config;
+    config.speedLimit = 1'000'000;
+    Engine engine(config);
+    engine.manager->start();
+    EXPECT_EQ(engine.transport->speedLimit, 1'000'000);
+}
+
+} // namespace
+} // namespace fluvane::support

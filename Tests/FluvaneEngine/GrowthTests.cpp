@@ -1,0 +1,146 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/ConnectionCaps.h"
+#include "FluvaneEngine/Growth.h"
+#include "FluvaneEngine/Retry.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+namespace fluvane {
+namespace {
+
+/// Bytes per second that a number of connections brings this download, and all others together.
+struct Line {
+    std::function<double(int)> own;
+    std::function<double(int)> others = [](int) { return 0; };
+};
+
+/// Runs a download on the line for `windows` measurements and tells what it aims for at the end of each.
+std::string targets(Growth& growth, const Line& line, const Growth::Limits& limits, int windows = 6) {
+    std::string seen = std::to_string(growth.aim(limits.cap));
+    double own = 0;
+    double all = 0;
+    double time = 0;
+    for (int sample = 0; sample < 8 * windows && growth.isGrowing(); ++sample) {
+        const auto before = growth.aim(limits.cap);
+        (void)growth.feed({time, static_cast<std::int64_t>(own), static_cast<std::int64_t>(all)}, limits, {});
+        if (growth.aim(limits.cap) != before) {
+            seen += " " + std::to_string(growth.aim(limits.cap));
+        }
+        own += 0.5 * line.own(growth.aim(limits.cap));
+        all += 0.5 * (line.own(growth.aim(limits.cap)) + line.others(growth.aim(limits.cap)));
+        time += 0.5;
+    }
+    return seen + (growth.isGrowing() ? " …" : "");
+}
+
+TEST(Growth, DoublesWhileThatIsFasterAndCostsTheOthersNothing) {
+    const auto steady = [](int connections) { return 1e6 * connections; };
+    const auto fullAt = [](double most) { return [most](int n) { return std::min(1e6 * n, most); }; };
+    const auto shrinkingFrom = [](int from) { return [from](int n) { return n > from ? 5e6 : 8e6; }; };
+    struct {
+        const char* name;
+        Line line;
+        Growth::Limits limits;
+        const char* expected;
+    } const rows[] = {
+        {"up to the cap", {steady}, {8, false}, "2 4 8"},
+        {"up to an odd cap", {steady}, {5, false}, "2 4 5"},
+        {"a cap below the start", {steady}, {1, false}, "1"},
+        {"10 % is not faster", {fullAt(4.4e6)}, {16, false}, "2 4 8 4"},
+        {"16 % is", {fullAt(4.65e6)}, {8, false}, "2 4 8"},
+        {"takes from the others", {steady, shrinkingFrom(2)}, {8, false}, "2 4 2"},
+        {"may take when prioritized", {steady, shrinkingFrom(2)}, {8, true}, "2 4 8"},
+        {"others below a twentieth don't count",
+         {steady, [](int n) { return n > 2 ? 0 : 5e4; }},
+         {8, false},
+         "2 4 8"},
+    };
+    for (const auto& row : rows) {
+        Growth growth;
+        growth.begin(2);
+        EXPECT_EQ(targets(growth, row.line, row.limits), row.expected) << row.name;
+        EXPECT_FALSE(growth.isGrowing()) << row.name;
+    }
+}
+
+TEST(Growth, StopsAndStartsAfresh) {
+    const Line line{[](int n) { return 1e6 * n; }};
+    Growth growth;
+    growth.begin(2);
+    EXPECT_EQ(targets(growth, line, {4, false}), "2 4");
+    growth.afresh();
+    EXPECT_EQ(targets(growth, line, {8, false}), "4 8") << "a raised cap is used, from where it was";
+    growth.cutBack(2);
+    EXPECT_EQ(targets(growth, line, {8, false}), "2");
+    growth.afresh();
+    EXPECT_EQ(targets(growth, line, {8, false}, 1), "2 4 …");
+    EXPECT_FALSE(growth.hasReached(4)) << "the last step isn't judged yet";
+    growth.afresh();
+    EXPECT_TRUE(growth.hasReached(4)) << "and now never will be";
+}
+
+TEST(Growth, MeasuresADisturbedStretchAgain) {
+    Growth growth;
+    growth.begin(2);
+    const Growth::Limits limits{8, false};
+    (void)growth.feed({0, 0, 0}, limits, {});
+    growth.interrupt();
+    (void)growth.feed({10, 100, 100}, limits, {});
+    EXPECT_EQ(growth.target(), 2) << "the time before is forgotten";
+    (void)growth.feed({13, 200, 200}, limits, {});
+    EXPECT_EQ(growth.target(), 4);
+}
+
+TEST(ConnectionCaps, EachReasonIsKeptForItself) {
+    ConnectionCaps caps;
+    caps.begin({});
+    EXPECT_EQ(caps.allowed(8), 8);
+    caps.halve(8);
+    EXPECT_EQ(caps.allowed(8), 4);
+    caps.setRule(4);
+    caps.setRule({});
+    EXPECT_EQ(caps.allowed(16), 4) << "a rule that goes takes nothing of the server's word with it";
+    caps.wholeFile(2, true);
+    EXPECT_EQ(caps.allowed(8), 2);
+    caps.halve(8);
+    EXPECT_EQ(caps.allowed(8), 1);
+    EXPECT_TRUE(caps.partCame());
+    EXPECT_EQ(caps.allowed(8), 2) << "the halving outlasts it";
+    EXPECT_FALSE(caps.partCame());
+    caps.wholeFile(0, false);
+    EXPECT_FALSE(caps.partCame()) << "not known to be of the same file";
+    EXPECT_EQ(caps.allowed(8), 1);
+    caps.begin(3);
+    EXPECT_EQ(caps.allowed(8), 3) << "a new run knows nothing of the server";
+    for (const int rule : {1, 0, -4}) {
+        caps.setRule(rule);
+        EXPECT_EQ(caps.allowed(8), 1);
+    }
+}
+
+TEST(Retry, AGoodStretchForgetsFailuresOfBothKinds) {
+    Retry retry;
+    retry.begin();
+    for (const bool offline : {false, true, true}) {
+        retry.count(offline, 50, 100);
+    }
+    EXPECT_EQ(retry.failures(), 1);
+    EXPECT_EQ(retry.attempts(), 3);
+    retry.count(false, 149, 100);
+    EXPECT_EQ(retry.attempts(), 4);
+    retry.count(false, 249, 100);
+    EXPECT_EQ(retry.attempts(), 1) << "a hundred bytes since the last failure";
+    retry.countFrom(0);
+    retry.count(false, 99, 100);
+    EXPECT_EQ(retry.failures(), 2) << "what it began with is no progress";
+    retry.begin();
+    EXPECT_EQ(retry.attempts(), 0);
+}
+
+} // namespace
+} // namespace fluvane

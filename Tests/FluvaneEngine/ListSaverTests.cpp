@@ -1,0 +1,197 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "Support/Engine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace fluvane::support {
+namespace {
+
+using testing::IsEmpty;
+
+class ListSaverTest : public testing::Test {
+protected:
+    ListSaverTest() { engine.manager->start(); }
+    /// Fetches a file of the size for a time.
+    void fetch(std::int64_t size, double seconds) {
+        server.size = size;
+        engine.add("http://a.example/f");
+        engine.scheduler.runFor(seconds);
+    }
+    [[nodiscard]] std::int64_t live() const { return engine.manager->download(1_id)->liveBytes(); }
+    [[nodiscard]] std::int64_t saved() const { return engine.store->saved[0].doneBytes(); }
+    Engine engine;
+    FakeServer server{*engine.transport, engine.scheduler};
+};
+
+TEST(ListSaver, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
+    Engine engine;
+    engine.manager->start();
+    engine.turns();
+    const auto before = engine.store->writes;
+    for (int i = 0; i < 1000; ++i) {
+        engine.add("http://a.example/" + std::to_string(i));
+    }
+    std::size_t savedWhenTold = 0;
+    engine.manager->whenSaved([&](auto) { savedWhenTold = engine.store->saved.size(); });
+    EXPECT_EQ(savedWhenTold, 0U);
+    engine.turns();
+    EXPECT_EQ(savedWhenTold, 1000U);
+    EXPECT_LE(engine.store->writes - before, 3);
+}
+
+TEST_F(ListSaverTest, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
+    fetch(100'000'000, 1.9);
+    engine.store->syncDelay = 5;
+    engine.scheduler.runFor(0.2); // a checkpoint is under way now
+    bool told = false;
+    engine.add("http://b.example/g");
+    engine.manager->whenSaved([&](auto) { told = true; });
+    engine.turns();
+    EXPECT_TRUE(told);
+    ASSERT_EQ(engine.store->saved.size(), 2U);
+    EXPECT_EQ(saved(), 0) << "nothing has been synced yet";
+    engine.scheduler.runFor(5.5);
+    EXPECT_GT(saved(), 3'000'000) << "the checkpoint's claim isn't lost";
+    EXPECT_LE(saved(), live());
+}
+
+TEST_F(ListSaverTest, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
+    fetch(60'000'000, 9.3);
+    const auto claimed = saved();
+    EXPECT_GE(claimed, live() - static_cast<std::int64_t>(2.5 * 8 * server.bytesPerSecond));
+    engine.restart();
+    EXPECT_EQ(engine.state(1_id), "downloading") << "without a probe";
+    const auto sentBefore = server.sent;
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    EXPECT_EQ(server.sent - sentBefore, server.size - claimed);
+    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
+}
+
+TEST_F(ListSaverTest, StopKeepsTheRunningStateAndEveryByte) {
+    fetch(50'000'000, 5.1);
+    const auto received = live();
+    engine.manager->stop();
+    EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Downloading{}));
+    EXPECT_EQ(saved(), received);
+    EXPECT_THAT(engine.transport->live(), IsEmpty());
+    EXPECT_FALSE(engine.power->awake);
+}
+
+TEST_F(ListSaverTest, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreNew) {
+    fetch(60'000'000, 9.3);
+    engine.transport->live().front()->sendQuietly(1000);
+    const auto received = live();
+    bool told = false;
+    engine.manager->saveEverything([&](const auto& error) { told = !error; });
+    engine.turns();
+    ASSERT_TRUE(told);
+    EXPECT_GE(saved(), received);
+    engine.add("http://b.example/new");
+    engine.turns();
+    const auto before = engine.transport->live();
+    engine.manager->reconnect();
+    for (const auto& transfer : before) {
+        EXPECT_TRUE(transfer->isOver());
+    }
+    EXPECT_EQ(engine.transport->live().size(), before.size());
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    ASSERT_TRUE(engine.runUntil(2_id, "finished"));
+    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
+}
+
+TEST_F(ListSaverTest, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone) {
+    server.sendsParts = false;
+    fetch(60'000'000, 3);
+    const auto only = engine.transport->live().front();
+    engine.manager->reconnect();
+    EXPECT_FALSE(only->isOver());
+    only->fail("The connection broke.");
+    engine.turns();
+    ASSERT_EQ(engine.state(1_id), "retrying");
+    engine.manager->reconnect();
+    EXPECT_EQ(engine.state(1_id), "starting");
+}
+
+TEST_F(ListSaverTest, WhatCouldNotBeSyncedIsNeverClaimed) {
+    fetch(60'000'000, 5);
+    const auto good = saved();
+    engine.files->failSync = "Input/output error";
+    engine.scheduler.runFor(4);
+    engine.manager->pause(1_id);
+    engine.scheduler.runFor(4);
+    engine.files->failSync.reset(); // as a disk tells of lost bytes only once
+    engine.scheduler.runFor(4);
+    EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Paused{}));
+    EXPECT_EQ(saved(), good);
+}
+
+TEST_F(ListSaverTest, AFileWhoseSyncFailedIsNotTrustedLater) {
+    fetch(200'000'000, 5);
+    const auto good = saved();
+    engine.files->failSync = "Input/output error";
+    engine.scheduler.runFor(4);
+    engine.files->failSync.reset(); // a disk tells of lost bytes only once
+    engine.scheduler.runFor(4);
+    EXPECT_EQ(saved(), good);
+    engine.manager->pause(1_id);
+    engine.scheduler.runFor(4);
+    EXPECT_EQ(saved(), good);
+    engine.restart();
+    engine.manager->resume(1_id);
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
+}
+
+TEST_F(ListSaverTest, AStopSavesTheStatesEvenIfNoFileCanBeSynced) {
+    fetch(60'000'000, 5);
+    const auto good = saved();
+    engine.files->failSync = "Input/output error";
+    engine.add("http://b.example/g");
+    engine.manager->stop();
+    ASSERT_THAT(engine.store->saved, testing::SizeIs(2));
+    EXPECT_EQ(saved(), good);
+}
+
+TEST_F(ListSaverTest, AnEndLearnedDuringACheckpointIsNotForgotten) {
+    engine.transport->onStart = {};
+    engine.add("http://a.example/stream");
+    engine.turns();
+    auto& transfer = engine.transport->last();
+    transfer.respond(200);
+    transfer.send(12'345);
+    engine.store->syncDelay = 5;
+    engine.files->completionDelay = 60;
+    engine.scheduler.runFor(2.1); // a checkpoint is under way
+    transfer.finish();
+    engine.scheduler.runFor(20);
+    ASSERT_EQ(engine.state(1_id), "finishing");
+    EXPECT_EQ(engine.store->saved[0].pieces, engine.record(1_id).pieces);
+    EXPECT_EQ(engine.store->saved[0].pieces.at(0).end, 12'345);
+}
+
+TEST_F(ListSaverTest, AListThatCannotBeWrittenIsToldAndTriedAgain) {
+    engine.store->error = "No space left on device";
+    engine.add("http://a.example/f");
+    std::optional<std::string> told;
+    engine.manager->whenSaved([&](const auto& error) { told = error; });
+    engine.turns();
+    EXPECT_EQ(told, "No space left on device");
+    EXPECT_THAT(engine.store->saved, IsEmpty());
+    const auto tries = engine.store->saves;
+    engine.store->error.reset();
+    engine.scheduler.runFor(2.1);
+    EXPECT_THAT(engine.store->saved, testing::SizeIs(1));
+    EXPECT_LE(engine.store->saves - tries, 4) << "not again and again";
+    engine.store->error = "Read-only file system";
+    engine.add("http://a.example/g");
+    engine.turns();
+    engine.manager->whenSaved([&](const auto& error) { told = error; });
+    engine.manager->stop();
+    EXPECT_EQ(told, "Read-only file system") << "the end is no success either";
+}
+
+} // namespace
+} // namespace fluvane::support

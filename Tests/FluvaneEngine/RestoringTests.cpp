@@ -1,0 +1,120 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Restoring.h"
+
+#include "Support/Engine.h"
+
+#include <gtest/gtest.h>
+
+namespace fluvane::support {
+namespace {
+
+using State = DownloadState;
+
+class RestoringTest : public testing::Test {
+protected:
+    RestoringTest() {
+        saved.size = 1000;
+        saved.resumable = true;
+        saved.name = "f";
+        saved.partial = URL::file("/downloads/f.fluvane");
+        saved.pieces = {{0, 400, 400}, {400, 1000, 600}};
+        files.put("/downloads/f.fluvane", std::string(1000, 'x'));
+    }
+    DownloadRecord restored(bool online = true) {
+        return restoring::restored(saved, files, online, Date() + std::chrono::hours(1));
+    }
+    ManualScheduler scheduler;
+    MemoryFileStore files{scheduler};
+    DownloadRecord saved{7_id, link("http://a.example/f"), URL::folder("/downloads"), std::nullopt, Date()};
+};
+
+TEST_F(RestoringTest, WhatWasRunningIsQueuedAgain) {
+    struct {
+        State before;
+        const char* online;
+        const char* offline;
+    } const rows[] = {
+        {State::Queued{}, "queued", "offline"},
+        {State::Starting{}, "queued", "offline"},
+        {State::Downloading{}, "queued", "offline"},
+        {State::Verifying{}, "queued", "offline"},
+        {State::Finishing{}, "queued", "offline"},
+        {State::Wait::offline, "queued", "offline"},
+        {State::Wait::retrying, "queued", "offline"},
+        {State::Wait::limitedNetwork, "queued", "offline"},
+        {State::Wait::linkExpired, "link-expired", "link-expired"},
+        {State::Paused{}, "paused", "paused"},
+        {State::Finished{}, "finished", "finished"},
+        {State::Failed{"Why."}, "failed", "failed"},
+    };
+    for (const auto& row : rows) {
+        saved.state = row.before;
+        EXPECT_EQ(stateName(restored(true).state), row.online);
+        EXPECT_EQ(stateName(restored(false).state), row.offline) << stateName(row.before);
+        EXPECT_EQ(restored().pieces, saved.pieces);
+    }
+}
+
+TEST_F(RestoringTest, PiecesThatMakeNoSenseAreDropped) {
+    const auto most = std::numeric_limits<std::int64_t>::max();
+    struct {
+        const char* name;
+        std::vector<Piece> pieces;
+    } const rows[] = {
+        {"more done than there is", {{0, 1000, 1001}}},
+        {"a hole at the end", {{0, 999, 0}}},
+        {"a hole at the start", {{1, 1000, 0}}},
+        {"a hole between", {{0, 500, 0}, {501, 1000, 0}}},
+        {"overlapping", {{0, 500, 0}, {0, 1000, 0}}},
+        {"negative", {{-5, 1000, 0}}},
+        {"negative done", {{0, 1000, -1}}},
+        {"backwards", {{0, 500, 0}, {500, 400, 0}, {400, 1000, 0}}},
+        {"past the end", {{0, 2000, 0}}},
+        {"without an end", {{0, std::nullopt, 5}}},
+        {"endless sums", {{0, std::nullopt, most}, {0, std::nullopt, most}}},
+    };
+    for (const auto& row : rows) {
+        saved.pieces = row.pieces;
+        EXPECT_TRUE(restored().pieces.empty()) << row.name;
+    }
+    saved.size.reset();
+    saved.pieces = {{0, std::nullopt, 5}};
+    EXPECT_FALSE(restored().pieces.empty()) << "a stream of unknown length";
+}
+
+TEST_F(RestoringTest, AFileMovedRightBeforeTheEndIsFinished) {
+    saved.state = State::Finishing{};
+    files.remove(*saved.partial);
+    EXPECT_EQ(stateName(restored().state), "queued") << "neither file is there";
+    files.put("/downloads/f", std::string(999, 'y'));
+    EXPECT_EQ(stateName(restored().state), "queued") << "another file has the name";
+    files.put("/downloads/f", std::string(1000, 'x'));
+    const auto record = restored();
+    EXPECT_EQ(stateName(record.state), "finished");
+    EXPECT_EQ(record.file, URL::file("/downloads/f"));
+    EXPECT_EQ(record.partial, std::nullopt);
+    EXPECT_EQ(record.completed, Date() + std::chrono::hours(1));
+    EXPECT_EQ(record.doneBytes(), 1000);
+    files.put(saved.partial->path(), std::string(1000, 'x'));
+    EXPECT_EQ(stateName(restored().state), "queued") << "it wasn't moved";
+    files.remove(*saved.partial);
+    saved.state = State::Downloading{};
+    EXPECT_EQ(stateName(restored().state), "queued") << "no move had begun";
+}
+
+TEST_F(RestoringTest, WhatMakesNoSenseStartsAfreshAndIsWrittenRight) {
+    Engine engine;
+    FakeServer server(*engine.transport, engine.scheduler);
+    server.size = 1000;
+    saved.pieces = {{0, 999, 999}};
+    engine.files->put("/downloads/f.fluvane", std::string(1000, 'x'));
+    engine.store->saved = {saved};
+    engine.manager->start();
+    ASSERT_TRUE(engine.runUntil(7_id, "finished"));
+    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, 1000));
+}
+
+} // namespace
+} // namespace fluvane::support
