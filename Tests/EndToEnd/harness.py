@@ -1,10 +1,20 @@
 # SPDX-FileCopyrightText: The Fluvane developers
 # SPDX-License-Identifier: GPL-3.0-or-later
 
-"""What the end-to-end tests and the benchmarks stand on: a server, the application and its client, each with
-its own temporary folder and ended by its own process id. Standard library only."""
+"""What everything stands on that tries the programs from outside, the benchmarks too. Standard library only.
 
+Server       nginx on loopback, as fast as is asked for
+Application  the application in a data folder of its own: started, asked, killed, started again
+Test         a test with a folder, after which nothing is left: no process, no file
+Desk         (desk.py) a desktop of its own: a message bus, services played on it, a display
+
+Each is a context manager, which `self.enterContext` ends with the test. What is started dies with the test even
+if that is killed, and what an application starts counts as the test's own. All waiting for what tells nobody is
+`wait_for`'s."""
+
+import atexit
 import contextlib
+import ctypes
 import hashlib
 import json
 import os
@@ -23,12 +33,39 @@ MB = 1_000_000
 MiB = 1 << 20
 
 # Where the programs are: the first argument, else the release build.
-_default = pathlib.Path(__file__).resolve().parents[2] / "build/release"
-programs = pathlib.Path(sys.argv.pop(1)) if len(sys.argv) > 1 and os.path.isdir(sys.argv[1]) else _default
+programs = pathlib.Path(__file__).resolve().parents[2] / "build/release"
+if len(sys.argv) > 1 and os.path.isdir(sys.argv[1]):
+    programs = pathlib.Path(sys.argv.pop(1)).resolve()
 
 
-def wait_for(condition, what, seconds=30, interval=0.05):
-    """Polls until the condition gives something true, and returns that."""
+# -- Processes and folders
+
+_system = ctypes.CDLL(None)
+_DEATH_SIGNAL, _CHILD_SUBREAPER = 1, 36  # of prctl
+
+
+def start(command, environment=None, **options):
+    """A process of ours, which dies with us."""
+    return subprocess.Popen([str(word) for word in command], env=environment,
+                            preexec_fn=lambda: _system.prctl(_DEATH_SIGNAL, signal.SIGKILL), **options)
+
+
+def end(process, how=signal.SIGTERM, seconds=20):
+    """Ends a process that we started, also one that hangs; returns its exit status."""
+    if process.poll() is None:
+        process.send_signal(how)
+        process.send_signal(signal.SIGCONT)
+        try:
+            process.wait(seconds)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+            raise AssertionError(f"process {process.pid} didn't end when asked to") from None
+    return process.returncode
+
+
+def wait_for(condition, what, seconds=30, interval=0.01):
+    """Looks until the condition gives something true, and returns that."""
     deadline = time.monotonic() + seconds
     while True:
         value = condition()
@@ -39,17 +76,63 @@ def wait_for(condition, what, seconds=30, interval=0.05):
         time.sleep(interval)
 
 
-def end(process, how=signal.SIGTERM, seconds=20):
-    """Ends a process that we started; returns its exit status."""
-    if process.poll() is None:
-        process.send_signal(how)
-        try:
-            process.wait(seconds)
-        except subprocess.TimeoutExpired:
-            process.kill()
-            process.wait()
-            raise AssertionError(f"process {process.pid} didn't end when asked to")
-    return process.returncode
+def children():
+    """Our processes and, since orphans come to us, those that ours left behind."""
+    running = pathlib.Path(f"/proc/self/task/{os.getpid()}/children").read_text().split()
+    with contextlib.suppress(ChildProcessError):
+        return [pid for pid in map(int, running) if os.waitpid(pid, os.WNOHANG)[0] == 0]
+    return []
+
+
+def end_leftovers(seconds):
+    """Ends what still runs after so many seconds; returns what that was."""
+    left = {}
+    deadline = time.monotonic() + seconds
+    while pids := children():
+        if time.monotonic() > deadline:
+            for pid in pids:
+                with contextlib.suppress(OSError):
+                    left[pid] = pathlib.Path(f"/proc/{pid}/cmdline").read_text().replace("\0", " ")
+                    os.kill(pid, signal.SIGKILL)
+        time.sleep(0.01)
+    return left
+
+
+@contextlib.contextmanager
+def scene():
+    """A folder for a test, with a short path as that of a socket must be. Fails if a process is left at its end."""
+    folder = pathlib.Path(tempfile.mkdtemp(prefix=f"fluvane-{os.getpid()}-", dir="/tmp"))
+    try:
+        yield folder
+    finally:
+        left = end_leftovers(10)
+        shutil.rmtree(folder, ignore_errors=True)
+        if left:
+            raise AssertionError(f"left running: {left}")
+
+
+def sweep():
+    """Removes what tests left that were interrupted or killed."""
+    end_leftovers(0)
+    for folder in pathlib.Path("/tmp").glob("fluvane-*-*"):
+        pid = folder.name.split("-")[1]
+        if pid.isdigit() and (int(pid) == os.getpid() or not os.path.exists(f"/proc/{pid}")):
+            shutil.rmtree(folder, ignore_errors=True)
+
+
+_system.prctl(_CHILD_SUBREAPER, 1)
+atexit.register(sweep)
+signal.signal(signal.SIGTERM, signal.default_int_handler)  # so that being ended is an end, too
+
+
+class Ended:
+    """Something that is stopped at the end of a `with` or of a test."""
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
 
 
 def free_port():
@@ -57,21 +140,19 @@ def free_port():
     first, last = map(int, os.environ.get("FLUVANE_TEST_PORTS", "20000-31999").split("-"))
     while True:
         port = random.randint(first, last)
-        with socket.socket() as probe:
-            with contextlib.suppress(OSError):
-                probe.bind(("127.0.0.1", port))
-                return port
+        with socket.socket() as probe, contextlib.suppress(OSError):
+            probe.bind(("127.0.0.1", port))
+            return port
 
 
 def sha256(path):
-    digest = hashlib.sha256()
     with open(path, "rb") as file:
-        while chunk := file.read(MiB):
-            digest.update(chunk)
-    return digest.hexdigest()
+        return hashlib.file_digest(file, "sha256").hexdigest()
 
 
-class Server:
+# -- The server
+
+class Server(Ended):
     """nginx on loopback. `locations` maps a path prefix to the bytes per second of each connection (0: no limit);
     every prefix serves the same files."""
 
@@ -84,19 +165,20 @@ class Server:
         self.scheme = "https" if tls else "http"
         self._write_configuration(locations, tls, workers)
         nginx = shutil.which("nginx", path=os.environ["PATH"] + ":/usr/sbin")
-        self.process = subprocess.Popen(
-            [nginx, "-e", str(self.folder / "error.log"), "-c", str(self.folder / "nginx.conf")])
+        self.process = start([nginx, "-e", self.folder / "error.log", "-c", self.folder / "nginx.conf"])
         wait_for(self._answers, "nginx answers")
 
     def _write_configuration(self, locations, tls, workers):
         user = "user root;" if os.geteuid() == 0 else ""  # else it couldn't look into the folder
+        # One process where one will do: workers would outlive a master that is killed.
+        processes = f"worker_processes {workers};" if workers > 1 else "master_process off;"
         temporary = "\n".join(f"{kind}_temp_path {self.folder}/{kind};"
                               for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
         places = "\n".join(f"location {prefix} {{ alias {self.files}/; limit_rate {rate}; }}"
                            for prefix, rate in locations.items())
         secure = f"ssl_certificate {tls[0]}; ssl_certificate_key {tls[1]};" if tls else ""
         (self.folder / "nginx.conf").write_text(f"""
-            {user} daemon off; worker_processes {workers}; pid {self.folder}/nginx.pid;
+            {user} daemon off; {processes} pid {self.folder}/nginx.pid;
             events {{ worker_connections 256; }}
             http {{
                 {temporary}
@@ -122,9 +204,8 @@ class Server:
         path = self.files / name
         generator = random.Random(name)
         with open(path, "wb") as file:
-            left = size
-            while left > 0:
-                left -= file.write(generator.randbytes(min(left, 4 * MiB)))
+            while (left := size - file.tell()) > 0:
+                file.write(generator.randbytes(min(left, 4 * MiB)))
         return path
 
     def sent(self):
@@ -135,8 +216,13 @@ class Server:
         end(self.process)
 
 
-class Application:
-    """The application without a display, in a data folder of its own, which outlives a start."""
+# -- The application
+
+class Application(Ended):
+    """In a data folder of its own, which outlives a start. Without a display if `arguments` doesn't say otherwise,
+    and on no bus but that of a desk's environment."""
+
+    arguments = ("--headless",)
 
     def __init__(self, folder, environment=None):
         self.folder = pathlib.Path(folder)
@@ -151,21 +237,26 @@ class Application:
         self.environment.update(environment or {})
         self.list_file = self.folder / "data/Fluvane/downloads.json"
         self.socket = str(self.folder / "data/Fluvane/control.sock")
+        self.output = self.folder / "output"
         self.process = None
 
     def start(self):
-        self.process = self.spawn()
-        wait_for(self._is_up, "the application answers")
+        return self.up(self.spawn())
+
+    def up(self, process):
+        """Takes the process for the application's, once it answers."""
+        self.process = process
+        wait_for(self._answers, "the application answers")
         return self
 
-    def spawn(self):
-        with open(self.folder / "output", "ab") as output:
-            return subprocess.Popen([programs / "fluvane", "--headless"], env=self.environment, stdout=output,
-                                    stderr=output, stdin=subprocess.DEVNULL)
+    def spawn(self, *arguments):
+        with open(self.output, "ab") as output:
+            return start([programs / "fluvane", *(arguments or self.arguments)], self.environment, stdout=output,
+                         stderr=output, stdin=subprocess.DEVNULL)
 
-    def _is_up(self):
+    def _answers(self):
         if self.process.poll() is not None:
-            raise AssertionError("the application ended: " + (self.folder / "output").read_text())
+            raise AssertionError("the application ended: " + self.output.read_text())
         return self.ask("list") is not None
 
     def ask(self, *arguments):
@@ -202,6 +293,9 @@ class Application:
     def state(self, number):
         return self.download(number)["state"]
 
+    def downloaded(self, number, least):
+        wait_for(lambda: self.download(number)["downloaded"] >= least, f"{least} bytes are in", 90)
+
     def finished(self, number, seconds=120):
         """Waits until the download is finished, and returns it."""
         def look():
@@ -216,19 +310,8 @@ class Application:
         return subprocess.run([programs / program, *arguments], env=self.environment, cwd=cwd, timeout=seconds,
                               stdin=subprocess.DEVNULL, capture_output=True, text=True, **options)
 
-    def memory(self, field="VmHWM"):
-        for line in pathlib.Path(f"/proc/{self.process.pid}/status").read_text().splitlines():
-            if line.startswith(field + ":"):
-                return int(line.split()[1]) * 1024
-        raise AssertionError(f"no {field}")
-
-    def cpu(self):
-        """Seconds of the processor so far."""
-        fields = pathlib.Path(f"/proc/{self.process.pid}/stat").read_text().rsplit(")", 1)[1].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-
     def kill(self):
-        """As a power cut would end it."""
+        """As a power cut would end it, but for what the disk still has to write."""
         self.process.kill()
         self.process.wait()
         self.process = None
@@ -239,28 +322,35 @@ class Application:
         return status
 
 
-class EndToEnd(unittest.TestCase):
-    """Each test has a server and an application, neither of which outlives it."""
+# -- Tests
 
-    locations = {"/": 0}
+class Test(unittest.TestCase):
+    """Each has a folder, and an application if the class says so. Nothing outlives it, also when it fails."""
 
     def setUp(self):
-        # A short path: a socket's is limited.
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="fluvane-", dir="/tmp"))
-        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
-        self.server = Server(self.folder / "server", self.locations)
-        self.addCleanup(self.server.stop)
-        self.application = Application(self.folder / "app")
-        self.addCleanup(self._stop_application)
+        self.folder = self.enterContext(scene())
 
-    def _stop_application(self):
-        failed = any(error for _, error in getattr(self._outcome, "errors", []) or [])
-        status = self.application.stop()
-        output = self.folder / "app/output"
-        if status != 0 or (failed and output.exists()):
-            print(output.read_text()[-8000:], file=sys.stderr)
-        self.assertEqual(status, 0, "the application ends cleanly")
+    def use(self, application):
+        """The application of this test, which must end cleanly."""
+        def stop():
+            status = application.stop()
+            if (status != 0 or not self._outcome.success) and application.output.exists():
+                print(application.output.read_text()[-8000:], file=sys.stderr)
+            self.assertEqual(status, 0, "the application ends cleanly")
+        self.addCleanup(stop)
+        return application
 
     def assert_identical(self, ours, original):
         self.assertEqual(os.path.getsize(ours), os.path.getsize(original))
         self.assertEqual(sha256(ours), sha256(original))
+
+
+class EndToEnd(Test):
+    """With a server and an application."""
+
+    locations = {"/": 0}
+
+    def setUp(self):
+        super().setUp()
+        self.server = self.enterContext(Server(self.folder / "server", self.locations))
+        self.application = self.use(Application(self.folder / "app"))

@@ -85,11 +85,10 @@ class Commands(EndToEnd):
         with socket.socket(socket.AF_UNIX) as connection:
             connection.connect(self.application.socket)
             pid = struct.unpack("3i", connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, 12))[0]
-        try:
-            self.application.finished(1)
-        finally:
-            os.kill(pid, 15)
-        wait_for(lambda: not os.path.exists(self.application.socket), "it ends")
+        self.application.finished(1)
+        os.kill(pid, signal.SIGTERM)
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), 0)
+        self.assertFalse(os.path.exists(self.application.socket))
         self.check(["list"], 1, error=NOT_RUNNING)
 
     def test_watching_in_a_terminal(self):

@@ -4,7 +4,7 @@
 #include "Tessivar/Windows/ColorScheme.h"
 #include "Tessivar/Windows/Colors.h"
 
-#include "FluvaneServices/DesktopFixture.h"
+#include "Support/Windows/BusTest.h"
 
 #include <QApplication>
 #include <QDBusVariant>
@@ -51,7 +51,7 @@ bool isDark() {
     return QApplication::palette().color(QPalette::Window).lightness() < 128;
 }
 
-class ColorSchemeTest : public DesktopTest {
+class ColorSchemeTest : public support::BusTest {
 protected:
     ~ColorSchemeTest() override {
         QApplication::setStyle("Fusion");

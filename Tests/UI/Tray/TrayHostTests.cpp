@@ -3,7 +3,7 @@
 
 #include "Fluvane/UI/Tray/TrayHost.h"
 
-#include "FluvaneServices/DesktopFixture.h"
+#include "Support/Windows/BusTest.h"
 
 #include <QDBusAbstractAdaptor>
 
@@ -60,7 +60,7 @@ private:
     QDBusConnection connection_;
 };
 
-class TrayHostTest : public DesktopTest {
+class TrayHostTest : public support::BusTest {
 protected:
     bool becomes(TrayHost& host, Kind kind) {
         return runUntil([&] { return host.kind() == kind; });

@@ -1,0 +1,170 @@
+# SPDX-FileCopyrightText: The Fluvane developers
+# SPDX-License-Identifier: GPL-3.0-or-later
+
+"""The application on a screen with a window manager and a real pointer: shown in a tray, given a link by a drop,
+watched, its file shown, the machine kept awake meanwhile."""
+
+import contextlib
+import json
+import os
+import pathlib
+import subprocess
+import unittest
+
+import dbus
+from desk import LOGIN, NOTIFICATIONS, Desk
+from harness import MB, Application, EndToEnd, programs, wait_for
+
+WATCHER = "org.kde.StatusNotifierWatcher"
+ITEM = "org.kde.StatusNotifierItem"
+FILM = "film of the summer.bin"
+
+
+class OnScreen(Application):
+    """With a display."""
+
+    arguments = ()
+
+    def screen(self):
+        return json.loads(self.command("state"))
+
+    def window(self, name):
+        return next((window for window in self.screen()["windows"] if window["name"] == name), None)
+
+    def window_shown(self, name):
+        return wait_for(lambda: self.window(name), f"the window {name}")
+
+    def rows(self, name):
+        """What the lists of a window show."""
+        return [row["text"] for rows in (self.window(name) or {"lists": []})["lists"] for row in rows["rows"]]
+
+
+class Screen(EndToEnd):
+    locations = {"/": 3 * MB}
+
+    def setUp(self):
+        super().setUp()
+        self.desk = self.enterContext(Desk(self.folder / "desk"))
+        self.desk.start_bus()
+        self.desk.start_display("1280x800")
+        self.desk.start("openbox")
+        self.application = self.use(OnScreen(self.folder / "app", {**self.desk.environment, "XDG_CURRENT_DESKTOP": ""}))
+
+    def start_tray(self):
+        """A host that shows what is registered."""
+        self.watcher = self.desk.play(WATCHER, {"RegisterStatusNotifierItem": ("s", "", "")}, "/StatusNotifierWatcher",
+                                      properties={"IsStatusNotifierHostRegistered": True})
+        self.watcher.emit("StatusNotifierHostRegistered", "")
+
+    def item(self):
+        """What is in the tray."""
+        (name,) = wait_for(lambda: self.watcher.calls("RegisterStatusNotifierItem"), "an item in the tray")[-1]
+        return self.desk.object(name, "/StatusNotifierItem")
+
+    def menu_labels(self, item):
+        path = dbus.Interface(item, dbus.PROPERTIES_IFACE).Get(ITEM, "Menu")
+        menu = dbus.Interface(self.desk.object(item.bus_name, path), "com.canonical.dbusmenu")
+        _, (_, _, children) = menu.GetLayout(0, 1, dbus.Array([], signature="s"))
+        return [str(child[1].get("label", "")).replace("_", "") for child in children]
+
+    def xdotool(self, *words):
+        return subprocess.run(["xdotool", *map(str, words)], env={**os.environ, **self.desk.environment},
+                              capture_output=True, text=True).stdout
+
+    def id_of(self, title):
+        return wait_for(lambda: self.xdotool("search", "--onlyvisible", "--name", title).split(), f"{title} shown")[0]
+
+    def drop(self, text, title):
+        """Onto the middle of the window."""
+        self.desk.start(programs / "Tests/EndToEnd/DragSource", text)  # stays: it is asked for the data afterwards
+        self.id_of("^source$")
+        shape = dict(line.split("=") for line in
+                     self.xdotool("getwindowgeometry", "--shell", self.id_of(title)).splitlines())
+        x, y = (int(shape[at]) + int(shape[size]) // 2 for at, size in (("X", "WIDTH"), ("Y", "HEIGHT")))
+        self.xdotool("mousemove", 60, 30, "mousedown", 1)
+        # A drag begins with a movement and is told to whoever is under the pointer with each.
+        for step in range(21):
+            self.xdotool("mousemove", 60 + (x - 60) * step // 20, 30 + (y - 30) * step // 20)
+        self.xdotool("mousemove", x + 2, y + 2, "mousemove", x, y, "mouseup", 1)
+
+    def key(self, title, keys):
+        window = self.id_of(title)
+
+        def in_front():
+            self.xdotool("windowactivate", window)
+            return self.xdotool("getactivewindow").strip() == window
+        wait_for(in_front, f"{title} in front")
+        self.xdotool("key", keys)
+
+    def test_a_download_from_the_drop_to_the_file_manager(self):
+        self.start_tray()
+        dunst = self.desk.start_service(NOTIFICATIONS, "dunst", "-conf", os.devnull)
+        files = self.desk.play_file_manager()
+        login = self.desk.play_login()
+        original = self.server.make_file(FILM, 24 * MB)
+        app = self.application.start()
+
+        def locks():
+            return {entry[0] for entry in login.object.ListInhibitors(dbus_interface=LOGIN + ".Manager")}
+        self.assertTrue(app.window_shown("welcome")["texts"])
+        self.key("Welcome", "Escape")
+        wait_for(lambda: not app.window("welcome"), "the welcome closes")
+        wait_for(lambda: locks() == {"sleep"}, "sleep would be held up")
+        item = self.item()
+        self.assertIn("Quit Fluvane", self.menu_labels(item))
+
+        dbus.Interface(item, ITEM).Activate(0, 0)
+        app.window_shown("downloads")
+        self.drop(self.server.link("/" + FILM.replace(" ", "%20")), "^Downloads")
+        app.window_shown("new-download")
+        self.assertEqual([row.split(",")[0] for row in app.rows("new-download")], [FILM])
+        self.assertEqual(app.list(), [], "nothing downloads unasked")
+        self.key("New Download", "ctrl+Return")
+        wait_for(lambda: app.list(), "the download on the list")
+        wait_for(lambda: locks() == {"sleep", "idle"}, "the machine is kept awake")
+
+        def row():
+            return next((text for text in app.rows("downloads") if FILM in text), "")
+        wait_for(lambda: "MB/s" in row() and "connection" in row(), "its speed in the list")
+        wait_for(lambda: any("film of the summer" in label and "%" in label for label in self.menu_labels(item)),
+                 "its progress in the tray's menu")
+        self.assert_identical(app.finished(1)["file"], original)
+        wait_for(lambda: "24 MB, finished " in row(), "the row is finished")
+        wait_for(lambda: locks() == {"sleep"}, "the machine may sleep")
+
+        wait_for(lambda: app.screen()["notifications"], "the notice is sent")
+
+        def clicked():
+            with contextlib.suppress(dbus.DBusException):  # it isn't on the screen yet
+                dunst.object.NotificationAction(dbus.UInt32(0), dbus_interface="org.dunstproject.cmd0")
+            return files.calls("ShowItems")
+        ((item,), _), *_ = wait_for(clicked, "the file in the file manager")
+        self.assertIn(FILM.replace(" ", "%20"), item)
+
+        pictures = app.command("snapshot", str(self.folder / "pictures"), "end").splitlines()
+        self.assertEqual({pathlib.Path(path).name for path in pictures}, {"end-downloads.png", "end-tray.png"})
+        self.assertTrue(all(os.path.getsize(path) > 200 for path in pictures))
+
+    def test_without_a_tray_it_stays_within_reach(self):
+        app = self.application.start()
+        app.client("settings")
+        app.window_shown("settings")
+        self.assertEqual(app.spawn().wait(20), 0)
+        app.window_shown("downloads")
+        self.key("^Downloads", "ctrl+w")
+        wait_for(lambda: not app.window("downloads"), "the window closes")
+        self.assertEqual([notice["title"] for notice in app.screen()["notifications"]], ["Fluvane is still running"])
+        self.assertFalse(app.screen()["tray"]["shown"])
+        self.start_tray()
+        self.item()
+        wait_for(lambda: app.screen()["tray"]["shown"], "the item once there is a host")
+
+    def test_a_display_that_does_not_answer_ends_nothing(self):
+        self.application.environment["DISPLAY"] = ":9999"
+        self.application.start()
+        self.assertEqual(self.application.ask("show"),
+                         (False, "There's no window to show: Fluvane runs without a display."))
+
+
+if __name__ == "__main__":
+    unittest.main()
