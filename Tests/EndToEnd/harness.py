@@ -92,7 +92,7 @@ def end_leftovers(seconds):
         if time.monotonic() > deadline:
             for pid in pids:
                 with contextlib.suppress(OSError):
-                    left[pid] = pathlib.Path(f"/proc/{pid}/cmdline").read_text().replace("\0", " ")
+                    left.setdefault(pid, pathlib.Path(f"/proc/{pid}/cmdline").read_text().replace("\0", " "))
                     os.kill(pid, signal.SIGKILL)
         time.sleep(0.01)
     return left

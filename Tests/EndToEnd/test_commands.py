@@ -18,9 +18,6 @@ import unittest
 from harness import MB, EndToEnd, programs, wait_for
 
 NOT_RUNNING = "Fluvane isn't running.\n"
-NO_CHECKSUM = "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.\n"
-NO_LINK = "Give at least one http or https link: fluvane add <link>\n"
-NO_SPEED = "Give a speed in MB/s, like 5 or 0.5, or off: fluvane limit 5\n"
 
 
 class Commands(EndToEnd):
@@ -40,47 +37,31 @@ class Commands(EndToEnd):
         watched = self.application.client(program="fluvane-watch")
         self.assertEqual((watched.returncode, watched.stderr), (1, NOT_RUNNING))
 
-    def test_bad_input(self):
-        self.application.start()
-        self.server.make_file("file.bin", 1000)
-        number = self.application.add(self.server.link("/file.bin"))
-        self.application.finished(number)
-        before = self.application.command("list")
-        for arguments, error in (
-            (["add", "ftp://host/file"], NO_LINK),
-            (["add", "http://127.0.0.1:9/file", "--checksum", "12"], NO_CHECKSUM),
-            (["remove", "all"], "No download all. `fluvane list` shows their numbers.\n"),
-            (["next", "1"], "Download 1 isn't waiting its turn or paused.\n"),
-            (["link", "1", "nonsense"], "Usage: fluvane link <number> <fresh link>\n"),
-            (["limit", "-1"], NO_SPEED),
-        ):
-            self.check(arguments, 1, error=error)
-        for arguments, output in (
-            (["limit", "0,5"], "Up to 500 KB/s\n"),
-            (["limit"], "Up to 500 KB/s\n"),
-            (["limit", "OFF"], "No limit\n"),
-            (["pause", "all"], ""),
-        ):
-            self.check(arguments, 0, output=output)
-        self.assertEqual(self.application.command("list"), before, "nothing came of any of it")
-
-    def test_links_in_a_file_and_a_numbered_range(self):
+    def test_beside_the_application(self):
         for number in (1, 2):
             self.server.make_file(f"part{number}.zip", 100)
+        (self.folder / "links.txt").write_text(f"Get these: <{self.server.link('/part[1-2].zip')}>.\nNot ftp://host/x.\n")
         self.application.start()
-        links = self.folder / "links.txt"
-        links.write_text(f"Get these: <{self.server.link('/part[1-2].zip')}>.\nAnd not ftp://host/x.\n")
         result = self.application.client("add", "links.txt", "--to", "in", cwd=self.folder)
         self.assertEqual((result.returncode, result.stdout), (0, "Added download 1\nAdded download 2\n"), result)
         files = [self.application.finished(number)["file"] for number in (1, 2)]
         self.assertEqual(files, [f"{self.folder}/in/part{number}.zip" for number in (1, 2)])
+        before = self.application.command("list")
+        for arguments, status, output, error in (
+            (["add", "ftp://host/file"], 1, "", "Give at least one http or https link: fluvane add <link>\n"),
+            (["remove", "all"], 1, "", "No download all. `fluvane list` shows their numbers.\n"),
+            (["limit", "0,5"], 0, "Up to 500 KB/s\n", ""),
+            (["limit", "OFF"], 0, "No limit\n", ""),
+            (["pause", "all"], 0, "", ""),
+        ):
+            self.check(arguments, status, output, error)
+        self.assertEqual(self.application.command("list"), before, "nothing came of any of it")
 
     def test_add_starts_the_application(self):
         self.server.make_file("file.bin", 1000)
-        def ignore_children():  # as some callers do, and their children after them
-            signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+        # Its caller may ignore its children, as do theirs after them.
         result = self.application.client("add", self.server.link("/file.bin"), "--to", str(self.folder),
-                                         preexec_fn=ignore_children)
+                                         preexec_fn=lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN))
         self.assertEqual((result.returncode, result.stdout), (0, "Added download 1\n"), result)
         with socket.socket(socket.AF_UNIX) as connection:
             connection.connect(self.application.socket)

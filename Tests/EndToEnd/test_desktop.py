@@ -6,7 +6,9 @@ hangs."""
 
 import json
 import os
+import pathlib
 import random
+import re
 import signal
 import socket
 import unittest
@@ -118,6 +120,9 @@ class Desktop(EndToEnd):
             with self.subTest(arguments):
                 ended = self.application.client(*arguments, cwd=self.folder)
                 self.assertEqual((ended.returncode, ended.stdout, ended.stderr), (status, "", said))
+        entry = (pathlib.Path(__file__).parents[2] / "Resources/Desktop/org.fluvane.Fluvane.desktop").read_text()
+        for action in re.findall(r"^\[Desktop Action (.*)\]$", entry, re.MULTILINE):
+            self.assertIn(self.application.client("--action", action).stderr, ("", NO_WINDOW), action)
         self.assertEqual(self.application.list(), [])
 
     def test_a_start_while_the_first_ends_or_hangs(self):

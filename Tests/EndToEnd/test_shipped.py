@@ -83,6 +83,7 @@ class Shipped(Installed):
         actions = {section.split()[-1] for section in desktop.sections() if section.startswith("Desktop Action")}
         self.assertEqual(set(filter(None, desktop["Desktop Entry"]["Actions"].split(";"))), actions)
         self.assertEqual(bus["D-BUS Service"]["Name"], "org.fluvane.Fluvane")
+        self.assertIn("x-scheme-handler/fluvane", desktop["Desktop Entry"]["MimeType"].split(";"))
         icon = desktop["Desktop Entry"]["Icon"]
         for place in (f"scalable/apps/{icon}.svg", f"symbolic/apps/{icon}-symbolic.svg"):
             self.assertTrue((self.share / "icons/hicolor" / place).exists(), place)
