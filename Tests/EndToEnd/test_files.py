@@ -20,6 +20,7 @@ class Files(Test):
 
     def start_driver(self, **environment):
         driver = self.enterContext(Driver(self.desk, **environment))
+        driver.do("start")
         while driver.next("connected") != "session":
             pass
         return driver

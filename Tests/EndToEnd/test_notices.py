@@ -26,6 +26,7 @@ class NoticesTest(Test):
         self.desk = self.enterContext(Desk(self.folder / "desk"))
         self.desk.start_bus()
         self.driver = self.enterContext(Driver(self.desk))
+        self.driver.do("start")
 
     def finish(self, *names, **more):
         for name in names:

@@ -26,12 +26,13 @@ class ServicesTest(Test):
         super().setUp()
         self.desk = self.enterContext(Desk(self.folder / "desk"))
         self.desk.start_bus()
-        self.driver = self.start_driver()
-        self.driver.do("serve")
+        self.start_driver()
         self.connected()
 
     def start_driver(self, **environment):
-        return self.enterContext(Driver(self.desk, **environment))
+        self.driver = self.enterContext(Driver(self.desk, **environment))
+        self.driver.do("serve")
+        self.driver.do("start")
 
     def connected(self):
         return {self.driver.next("connected") for _ in range(2)}
@@ -299,8 +300,7 @@ class Buses(ServicesTest):
         self.desk = self.enterContext(Desk(self.folder / "desk"))
 
     def test_come_when_they_can_and_again(self):
-        self.driver = self.start_driver()
-        self.driver.do("serve")
+        self.start_driver()
         self.driver.next("missing")  # its socket's folder isn't there yet, either
         self.assertEqual(self.driver.next("network"), "online")
         for number in range(3):
@@ -319,8 +319,7 @@ class Buses(ServicesTest):
     def test_one_that_hangs_holds_nobody_up(self):
         self.desk.start_bus()
         login = self.play_login()
-        self.driver = self.start_driver(DBUS_SESSION_BUS_ADDRESS=self.desk.mute_bus())
-        self.driver.do("serve")
+        self.start_driver(DBUS_SESSION_BUS_ADDRESS=self.desk.mute_bus())
         self.driver.do("keep-awake", on=True)
         began = time.monotonic()
         self.locks(login, TO_LOGIN, OUR_LOCK)
@@ -332,7 +331,7 @@ class Buses(ServicesTest):
 
     def test_no_call_waits_for_one_that_stops_answering(self):
         self.desk.start_bus()
-        self.driver = self.start_driver()
+        self.start_driver()
         self.connected()
         self.desk.daemon.send_signal(signal.SIGSTOP)
         began = time.monotonic()
@@ -343,7 +342,7 @@ class Buses(ServicesTest):
         self.assertLess(time.monotonic() - began, QUICK)
 
     def test_are_where_the_environment_says(self):
-        self.driver = self.start_driver()
+        self.start_driver()
         for name, address, folder, expected in (
             ("said", "unix:abstract=x", "/run/user/1", "unix:abstract=x"),
             ("the user's bus", "", "/run/user/1", "unix:path=/run/user/1/bus"),

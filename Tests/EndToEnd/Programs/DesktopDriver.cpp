@@ -107,7 +107,6 @@ private:
         bus.whenConnected([kind](const QDBusConnection&) { tell("connected", kind); });
         bus.whenLost([kind] { tell("lost", kind); });
         bus.whenMissing([kind] { tell("missing", kind); });
-        bus.start();
     }
     /// Answers when everything has arrived that was on its way to a connection.
     void catchUp(const Bus& bus, const std::function<void()>& then) {
@@ -152,6 +151,11 @@ private:
              catchUp(session_, [this] { catchUp(system_, [] { tell("answer", "caught up"); }); });
          }},
         {"address", tellAddress},
+        {"start",
+         [this](const json&) {
+             session_.start();
+             system_.start();
+         }},
         {"finished", [this](const json& given) { notifier_.finished(record(given)); }},
         {"failed", [this](const json& given) { notifier_.failed(record(given), given["reason"]); }},
         {"expired", [this](const json& given) { notifier_.linkExpired(record(given)); }},
