@@ -210,13 +210,6 @@ TEST_F(RunnerTest, AFreshLinkIsAskedWithItsValidatorsAgain) {
     EXPECT_EQ(last().request.ifRange, "\"v\"");
 }
 
-TEST_F(RunnerTest, BytesWrittenDuringACancelAreKept) {
-    probe.send(1000);
-    probe.writesOnCancel = 234;
-    engine.manager->pause(1_id);
-    EXPECT_EQ(engine.record(1_id).doneBytes(), 1234);
-}
-
 TEST_F(RunnerTest, ARetriedProbeAsksForRoomAtItsServer) {
     engine.config.connections = 2;
     engine.config.connectionsPerServer = 2;

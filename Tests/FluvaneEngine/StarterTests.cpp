@@ -49,42 +49,6 @@ TEST_F(StarterTest, AsksForAnOpenRangeAndItsConnectionBecomesTheFirstPieces) {
     EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: 206, 10000000 bytes, in 8 pieces"));
 }
 
-TEST(Starter, LearnsSizeAndWhetherPartsAreSent) {
-    const std::string noParts = "one connection, the server doesn't send parts";
-    struct {
-        const char* name;
-        int status;
-        const char* headers;
-        std::optional<std::int64_t> size;
-        bool resumable;
-        std::size_t pieces;
-        std::string log;
-    } const rows[] = {
-        {"part", 206, "Content-Range: bytes 0-4999999/5000000", 5'000'000, true, 4,
-         "206, 5000000 bytes, in 4 pieces"},
-        {"small part", 206, "Content-Range: bytes 0-9/10", 10, true, 1, "206, 10 bytes, in one piece"},
-        {"part of unknown length",
-         206,
-         "Content-Range: bytes 0-9/*",
-         {},
-         true,
-         1,
-         "206, size unknown, in one piece"},
-        {"whole", 200, "Content-Length: 5000000", 5'000'000, false, 1, "200, 5000000 bytes, " + noParts},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        ProbingEngine engine;
-        engine.transport->last().respond(row.status, headers(row.headers));
-        EXPECT_EQ(engine.state(1_id), "downloading");
-        EXPECT_EQ(engine.record(1_id).size, row.size);
-        EXPECT_EQ(engine.record(1_id).resumable, row.resumable);
-        EXPECT_EQ(engine.record(1_id).pieces.size(), row.pieces);
-        EXPECT_EQ(engine.manager->download(1_id)->connections(), row.pieces > 1 ? 2 : 1);
-        EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: " + row.log));
-    }
-}
-
 TEST(Starter, RefusesWhatIsNotTheFile) {
     struct {
         int status;
