@@ -274,7 +274,6 @@ void Runner::failed(Download& download, const TransferError& error, std::optiona
     if (!download.record.resumable) {
         halt(download);
         download.layOut({});
-        download.retry.countFrom(0);
     }
     parts_.retries.schedule(download, error, retryAfter);
     if (download.transfers.empty()) {

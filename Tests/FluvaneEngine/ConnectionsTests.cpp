@@ -170,17 +170,42 @@ TEST_F(ConnectionsTest, ChangedCapsApplyToWhatRuns) {
 TEST_F(ConnectionsTest, OnlyTheOneThatMeasuresGrowsAndNobodyHoldsTheOthersUp) {
     engine.add("http://a.example/f");
     engine.add("http://b.example/g");
-    engine.scheduler.runFor(4);
-    const auto first = connections(1_id) > connections(2_id) ? 1_id : 2_id;
-    const auto other = first == 1_id ? 2_id : 1_id;
-    EXPECT_EQ(connections(first), 4);
-    EXPECT_EQ(connections(other), 2);
-    // It has nothing more to measure, though it never stopped growing.
-    const auto site = first == 1_id ? "a.example" : "b.example";
-    engine.config.rules = {{.id = "r", .match = Rule::Site{site}, .folder = {}, .connections = 1}};
+    engine.scheduler.runFor(1.5);
+    // The first measures. Now it has nothing more to measure, though it never stopped growing.
+    engine.config.rules = {{.id = "r", .match = Rule::Site{"a.example"}, .folder = {}, .connections = 1}};
     engine.manager->apply(engine.config);
-    engine.scheduler.runFor(12);
-    EXPECT_EQ(connections(other), 8);
+    engine.scheduler.runFor(3.5);
+    EXPECT_EQ(connections(2_id), 4);
+    engine.add("http://c.example/h");
+    engine.scheduler.runFor(2);
+    EXPECT_EQ(connections(3_id), 2) << "it waits for its turn";
+    engine.scheduler.runFor(15);
+    EXPECT_EQ(connections(2_id), 8);
+    EXPECT_EQ(connections(3_id), 8);
+}
+
+TEST_F(ConnectionsTest, WhileAConnectionIsBeingOpenedNothingIsMeasured) {
+    engine.config.connections = 4;
+    engine.manager->apply(engine.config);
+    engine.transport->onStart = {}; // by hand
+    engine.add("http://a.example/f");
+    engine.turns();
+    auto& transfers = engine.transport->transfers;
+    transfers[0]->respondPart(server.size);
+    transfers[1]->respondPart(server.size);
+    transfers[0]->send(1000);
+    engine.scheduler.runFor(2.9);
+    transfers[1]->send(server.size);
+    engine.turns();
+    ASSERT_EQ(transfers.size(), 3U);
+    engine.scheduler.runFor(0.2);
+    transfers[0]->send(1000);
+    transfers[2]->respondPart(server.size);
+    transfers[0]->send(1000);
+    EXPECT_EQ(connections(), 2) << "the three seconds begin anew";
+    engine.scheduler.runFor(3.1);
+    transfers[0]->send(1000);
+    EXPECT_EQ(connections(), 4);
 }
 
 TEST_F(ConnectionsTest, ANeighbourThatLeavesLetsGrowOnWhatHadStopped) {
