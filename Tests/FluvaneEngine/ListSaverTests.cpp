@@ -155,10 +155,8 @@ TEST_F(ListSaverTest, AStopSavesTheStatesEvenIfNoFileCanBeSynced) {
     EXPECT_EQ(saved(), good);
 }
 
-TEST_F(ListSaverTest, AnEndLearnedDuringACheckpointIsNotForgotten) {
-    engine.transport->onStart = {};
-    engine.add("http://a.example/stream");
-    engine.turns();
+TEST(ListSaver, AnEndLearnedDuringACheckpointIsNotForgotten) {
+    ProbingEngine engine;
     auto& transfer = engine.transport->last();
     transfer.respond(200);
     transfer.send(12'345);
