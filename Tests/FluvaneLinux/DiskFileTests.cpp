@@ -9,7 +9,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <csignal>
 #include <fcntl.h>
@@ -123,19 +122,6 @@ TEST_F(DiskFileTest, AFullDiskFailsTheWriteAndKeepsWhatIsThere) {
     EXPECT_EQ(readFile(folder / "a"), block.substr(0, 100'000)); // the short write was continued, then failed
     EXPECT_EQ(messageOf([&] { file->write(bytes(block), 0); }), "(done)");
     EXPECT_EQ(messageOf([&] { file->write(bytes(block), -1); }), "Invalid argument");
-}
-
-TEST_F(DiskFileTest, AFailedSyncFailsEveryWriteAfterIt) {
-    std::array<int, 2> pipe{};
-    ASSERT_EQ(::pipe(pipe.data()), 0); // which can be written to but not synced
-    const tessivar::Descriptor other(pipe[0]);
-    const auto failed = std::make_shared<FailedSyncs>();
-    DiskFile file{tessivar::Descriptor(pipe[1]), failed};
-    EXPECT_THROW(file.sync(), FileError);
-    EXPECT_THROW(file.write({}, 0), FileError);
-    EXPECT_TRUE(failed->contains(pipe[1]));
-    failed->forget(pipe[1]);
-    EXPECT_FALSE(failed->contains(pipe[1]));
 }
 
 TEST_F(DiskFileTest, ClosingWaitsForWritesAndSyncs) {
