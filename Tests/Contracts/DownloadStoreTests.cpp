@@ -86,8 +86,8 @@ struct Disk {
 };
 
 RecordSnapshot record(std::int64_t id) {
-    DownloadRecord value(DownloadID{id}, *URL::parse("https://host/file"), URL::folder("/downloads"), std::nullopt,
-                         Date(std::chrono::seconds(1'772'356'542)));
+    DownloadRecord value(DownloadID{id}, *URL::parse("https://host/file"), URL::folder("/downloads"),
+                         std::nullopt, Date(std::chrono::seconds(1'772'356'542)));
     value.name = "ä \"b\"\n";
     value.validators = Validators{.etag = "\"x\"", .lastModified = std::nullopt};
     value.state = DownloadState::Failed{"It's over."};

@@ -192,6 +192,9 @@ TEST_F(CommandCenterTest, RepliesToChangesOnlyOnceTheyAreSaved) {
     EXPECT_FALSE(savedAtReply);
     engine.turns();
     EXPECT_EQ(savedAtReply, 8u);
+    engine.store->error = "No space left on device";
+    EXPECT_EQ(say("pause 1"),
+              "error: It is done, but the list of downloads can't be saved: No space left on device");
 }
 
 TEST_F(CommandCenterTest, Add) {

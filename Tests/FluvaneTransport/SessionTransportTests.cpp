@@ -256,6 +256,7 @@ TEST_F(TransportTest, IsPatientWhileHeldOrThrottled) {
     auto fetch = start(server.url("/"));
     EXPECT_EQ(run(*fetch), "finished " + std::to_string(body.size())); // takes 0.4 s at that limit
     EXPECT_EQ(fetch->file->contents(), body);
+    EXPECT_GE(fetch->events.size(), 4U) << "progress was told again and again";
     EXPECT_EQ(run(*waiting), "finished 5");
 }
 
