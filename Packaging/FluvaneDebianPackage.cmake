@@ -14,7 +14,8 @@ set(CPACK_PACKAGE_NAME fluvane)
 set(CPACK_PACKAGE_VENDOR "The Fluvane developers")
 set(CPACK_PACKAGE_CONTACT ${FLUVANE_MAINTAINER})
 set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR})
-set(CPACK_STRIP_FILES ON)
+# Debug symbols are split off into a package of their own beside it, fluvane-dbgsym, for Tools/symbolize.
+set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 # With a real prefix, since some files name the programs by path.
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_INSTALL_PREFIX /usr)

@@ -4,7 +4,6 @@
 #include "Tessivar/CrashNote.h"
 
 #include "Tessivar/Report.h"
-#include "Tessivar/Symbols.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/AtomicFile.h"
 #include "TessivarCore/Log.h"
@@ -12,10 +11,14 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <cxxabi.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
 #include <exception>
 #include <iterator>
+#include <memory>
 #include <set>
 
 namespace tessivar {
@@ -65,6 +68,14 @@ std::string introduction(const Report& report, const CrashNote::Wording& wording
     return text + "\n\n";
 }
 
+/// The type's name as a person writes it.
+std::string demangled(const std::string& name) {
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), &std::free);
+    return status == 0 && text ? text.get() : name;
+}
+
 std::string circumstances(const Report& report) {
     std::string text =
         fmt::format("{} {} ({})\nStarted: {}\n{}: {}\n", report.fact("Program"), report.fact("Version"),
@@ -76,7 +87,7 @@ std::string circumstances(const Report& report) {
         }
     }
     if (const auto type = report.fact("Exception"); !type.empty()) {
-        text += fmt::format("Exception: {}\n", demangledType(std::string(type)));
+        text += fmt::format("Exception: {}\n", demangled(std::string(type)));
     }
     return text;
 }
@@ -90,8 +101,7 @@ std::string stackOf(const Report& report) {
     for (std::size_t at = 0; at < report.frames.size(); ++at) {
         const auto& frame = report.frames[at];
         text += fmt::format("{:3}  {}", at, frame.module);
-        text += frame.module == "?" ? "" : fmt::format(" +0x{:x}", frame.offset);
-        text += frame.symbol.empty() ? "\n" : fmt::format("  {}\n", demangled(frame.symbol));
+        text += frame.module == "?" ? "\n" : fmt::format(" +0x{:x}\n", frame.offset);
         modules.emplace(frame.module, frame.buildID);
     }
     text += "Build ids:\n";
@@ -113,16 +123,6 @@ void addLines(const Report& report, const std::string& lines) {
         text += '\n'; // the crash may have cut the last line off
     }
     file.write(text + lines);
-}
-
-std::string symbolLines(const Report& report) {
-    std::string lines;
-    for (std::size_t at = 0; at < report.frames.size(); ++at) {
-        if (const auto& symbol = report.frames[at].symbol; !symbol.empty()) {
-            lines += fmt::format("Symbol: {} {}\n", at, symbol);
-        }
-    }
-    return lines;
 }
 
 std::string dateLine(const char* key) {
@@ -161,15 +161,8 @@ CrashNote::CrashNote(std::filesystem::path folder, Wording wording, std::functio
     : folder_(std::move(folder)), wording_(std::move(wording)), section_(std::move(section)) {}
 
 std::string CrashNote::latest() const {
-    auto reports = reportsIn(folder_);
-    if (reports.empty()) {
-        return nothingNoted;
-    }
-    Report& report = reports.back();
-    if (!isNoted(report)) {
-        findSymbols(report);
-    }
-    return noteOn(report, wording_);
+    const auto reports = reportsIn(folder_);
+    return reports.empty() ? nothingNoted : noteOn(reports.back(), wording_);
 }
 
 void CrashNote::showIfNeeded(const std::function<void(const std::string& note)>& handler) const {
@@ -188,8 +181,6 @@ void CrashNote::showIfNeeded(const std::function<void(const std::string& note)>&
 /// Step by step, each in the file before the next, which may end the process.
 void CrashNote::complete(Report& report) const {
     addLines(report, dateLine("Noted"));
-    findSymbols(report);
-    addLines(report, symbolLines(report));
     report.section = sectionText();
     addLines(report, dateLine("Completed") + (report.section.empty() ? "" : "Section:\n" + report.section));
 }

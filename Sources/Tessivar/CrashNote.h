@@ -30,10 +30,10 @@ public:
     /// there is none.
     [[nodiscard]] std::string latest() const;
 
-    /// Completes the reports that earlier runs left since the last call (names of functions, the
-    /// application's section) and calls the handler with the note on each, oldest first; never twice with the
-    /// same. A start that crashes in completing a report isn't followed by another such: that one shows what
-    /// there is. A section that throws is left out.
+    /// Completes the reports that earlier runs left since the last call by the application's section and
+    /// calls the handler with the note on each, oldest first; never twice with the same. A start that crashes
+    /// in completing a report isn't followed by another such: that one shows what there is. A section that
+    /// throws is left out.
     void showIfNeeded(const std::function<void(const std::string& note)>& handler) const;
 
 private:

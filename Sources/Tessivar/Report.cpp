@@ -40,14 +40,7 @@ void addFrame(Report& report, std::string_view line) {
     const auto module = take(line, ' ');
     const auto offset = parsed<std::uint64_t>(take(line, ' '), hexadecimal);
     if (inOrder && offset) {
-        report.frames.push_back({std::string(module), *offset, std::string(line), ""});
-    }
-}
-
-void addSymbol(Report& report, std::string_view value) {
-    const auto index = parsed<std::size_t>(take(value, ' '));
-    if (index && *index < report.frames.size()) {
-        report.frames[*index].symbol = value;
+        report.frames.push_back({std::string(module), *offset, std::string(line)});
     }
 }
 
@@ -61,8 +54,6 @@ void addLines(Report& report, std::string_view text) {
         } else if (line == "Section:") {
             report.section = text;
             return;
-        } else if (colon != std::string_view::npos && line.substr(0, colon) == "Symbol") {
-            addSymbol(report, line.substr(colon + 2));
         } else if (colon != std::string_view::npos) {
             report.facts.try_emplace(std::string(line.substr(0, colon)), line.substr(colon + 2));
         } else if (inStack) {

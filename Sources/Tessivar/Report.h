@@ -17,9 +17,9 @@
 /// Reports of crashes and hangs: a text file each, "crash-" or "hang", a number and "-", then the run's name
 /// and ".report". Lines of "Key: value"; after "Stack:" a line per frame (number, module, offset and build
 /// id, both hexadecimal) up to "End". A crash within the handler may leave fewer lines. What is found out
-/// later is added behind: "Lasted" (of a hang, milliseconds), "Noted" when a start takes it up, "Symbol"
-/// (frame and mangled name), "Completed" when that start is through with it, and last "Section:" with the
-/// application's own lines.
+/// later is added behind: "Lasted" (of a hang, milliseconds), "Noted" when a start takes it up, "Completed"
+/// when that start is through with it, and last "Section:" with the application's own lines. Which functions
+/// the frames are in is found by Tools/symbolize, where the debug symbols are.
 namespace tessivar {
 
 inline constexpr std::size_t reportsKept = 5;
@@ -43,7 +43,6 @@ struct Report {
         std::string module; ///< "?" where it isn't known.
         std::uint64_t offset = 0;
         std::string buildID; ///< "-" where there is none.
-        std::string symbol;  ///< Mangled; empty where it isn't known.
     };
 
     std::filesystem::path file;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-// Crasher FOLDER WAY [anything]: begins a run in the folder and ends it in that way.
-// Crasher FOLDER note: prints the note on the latest crash.
+// Crasher FOLDER WAY [anything]: begins a run in the folder and ends it in that way, or by the signal of that
+// number. Crasher FOLDER note: prints the note on the latest crash.
 #include "Tessivar/CrashHandler.h"
 #include "Tessivar/CrashNote.h"
 #include "Tessivar/HangWatch.h"
@@ -10,7 +10,6 @@
 #include "TessivarCore/AppIdentity.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -55,32 +54,11 @@ ON_PURPOSE int overflowTheStack(int depth) {
     return never != 0 ? 0 : overflowTheStack(depth + 1) + room[0];
 }
 
-ON_PURPOSE void jumpIntoText() {
-    char text[8];
-    std::memcpy(text, secret.data(), sizeof text);
-    void (*wild)() = nullptr;
-    std::memcpy(&wild, text, sizeof wild);
-    wild();
-}
-
-ON_PURPOSE void callNothing() {
-    void (*volatile nothing)() = nullptr;
-    nothing();
-    never = 1; // so that it is a call
-}
-
-ON_PURPOSE void callTheWild() {
+ON_PURPOSE void jumpTo(const void* bytes) {
     void (*volatile wild)() = nullptr;
-    const std::uintptr_t address = 0xdead0000; // could be code, but nothing is there
-    std::memcpy(const_cast<void (**)()>(&wild), &address, sizeof address);
+    std::memcpy(const_cast<void (**)()>(&wild), bytes, sizeof wild);
     wild();
-    never = 1;
-}
-
-ON_PURPOSE void readPastTheEndOfAFile() {
-    const int file = open((folder / "empty").c_str(), O_RDWR | O_CREAT, 0600);
-    const auto* bytes = static_cast<volatile char*>(mmap(nullptr, 4096, PROT_READ, MAP_SHARED, file, 0));
-    never = bytes[0];
+    never = 1; // so that it is a call
 }
 
 ON_PURPOSE void overwriteTheStack() {
@@ -91,24 +69,8 @@ ON_PURPOSE void overwriteTheStack() {
     }
 }
 
-ON_PURPOSE void damageTheHeap() {
-    std::array<char*, 64> blocks{};
-    for (auto& block : blocks) {
-        block = static_cast<char*>(std::malloc(24));
-        std::snprintf(block, 24, "%s", secret.c_str());
-    }
-    std::memset(blocks[0], 'h', 24UL * 48); // over the neighbours' heads
-    for (auto* block : blocks) {
-        std::free(block);
-    }
-    std::free(blocks[63]);
-}
-
 void throwWithNoOneToCatch() {
     throw OpeningError("can't open " + secret);
-}
-void throwOutOfNoexcept() noexcept {
-    throwWithNoOneToCatch();
 }
 
 void inThread(const std::function<void()>& work) {
@@ -143,31 +105,13 @@ void crashInAChild() {
     std::raise(SIGKILL);
 }
 
-void crashWithAReason() {
-    CrashHandler::noteReason("an addition overflowed");
-    std::abort();
-}
-
 std::string crashForASection() {
     touchNothing();
     return "";
 }
 
-/// Says on standard output when the hang is recorded, and goes on hanging.
-void hangForEver() {
-    tessivar::HangWatch watch({.folder = folder, .limit = std::chrono::milliseconds(40), .hung = [] {
-                                   [[maybe_unused]] const auto told = write(STDOUT_FILENO, "h", 1);
-                               }});
-    watch.start();
-    for (;;) {
-        pause();
-    }
-}
-
-/// In a thread that has signals blocked. The hang's own report is kept elsewhere.
-void crashInTheWatcher() {
-    tessivar::HangWatch watch(
-        {.folder = folder / "hangs", .limit = std::chrono::milliseconds(40), .hung = touchNothing});
+void hang(const std::filesystem::path& reports, const std::function<void()>& hung) {
+    tessivar::HangWatch watch({.folder = reports, .limit = std::chrono::milliseconds(40), .hung = hung});
     watch.start();
     for (;;) {
         pause();
@@ -184,34 +128,37 @@ const std::map<std::string, std::function<void()>> ways = {
              overflowTheStack(0);
          });
      }},
-    {"thread", [] { inThread(touchNothing); }},
-    {"hang watch", crashInTheWatcher},
+    {"hang watch", [] { hang(folder / "hangs", touchNothing); }}, // a thread that has signals blocked
     {"twice", crashTwiceAtOnce},
-    {"jump", jumpIntoText},
-    {"call", callNothing},
-    {"wild", callTheWild},
-    {"wild in a thread", [] { inThread(callTheWild); }},
-    {"bus", readPastTheEndOfAFile},
+    {"jump into text", [] { jumpTo(secret.data()); }},
+    {"call nothing",
+     [] {
+         const std::uintptr_t nothing = 0;
+         jumpTo(&nothing);
+     }},
+    {"call the wild in a thread",
+     [] {
+         const std::uintptr_t wild = 0xdead0000; // could be code, but nothing is there
+         inThread([&] { jumpTo(&wild); });
+     }},
     {"stack", overwriteTheStack},
-    {"heap", damageTheHeap},
     {"throw", throwWithNoOneToCatch},
     {"throw in a thread", [] { inThread(throwWithNoOneToCatch); }},
-    {"noexcept", throwOutOfNoexcept},
-    {"reason", crashWithAReason},
+    {"reason",
+     [] {
+         CrashHandler::noteReason("an addition overflowed");
+         std::abort();
+     }},
     {"descriptors", crashWithoutDescriptors},
     {"no folder",
      [] {
          std::filesystem::remove_all(folder);
          touchNothing();
      }},
-    {"ignored", [] { std::raise(SIGFPE); }},
-    {"ill", [] { __builtin_trap(); }},
-    {"trap", [] { std::raise(SIGTRAP); }},
-    {"sys", [] { std::raise(SIGSYS); }},
     {"section", [] { tessivar::CrashNote(folder, {}, crashForASection).showIfNeeded([](const auto&) {}); }},
     {"child", crashInAChild},
-    {"kill", [] { std::raise(SIGKILL); }},
-    {"hang", hangForEver},
+    {"hang", // for ever; says so on standard output
+     [] { hang(folder, [] { [[maybe_unused]] const auto told = write(STDOUT_FILENO, "h", 1); }); }},
 };
 
 } // namespace
@@ -226,9 +173,7 @@ int main(int argc, char** argv) {
         std::fputs(tessivar::CrashNote(folder, {}).latest().c_str(), stdout);
         return 0;
     }
-    if (way == "ignored") {
-        std::signal(SIGFPE, SIG_IGN); // as a parent may have left it
-    }
+    std::signal(SIGFPE, SIG_IGN); // as a parent may have left it
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     CrashHandler::install(folder);
@@ -236,6 +181,8 @@ int main(int argc, char** argv) {
     run.begin();
     if (const auto found = ways.find(way); found != ways.end()) {
         found->second();
+    } else if (const int signal = std::atoi(way.c_str()); signal > 0) {
+        std::raise(signal);
     }
     run.end();
     return 0;
