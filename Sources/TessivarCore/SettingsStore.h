@@ -53,8 +53,7 @@ public:
     }
 
     /// Takes up what somebody else made of the file, and tells the subscribers if it changes a setting. What
-    /// can't be used changes nothing (see `problem`). Reads the file: SettingsWatch tells when that is worth
-    /// it.
+    /// can't be used changes nothing (see `problem`). Reads the file: to be called when that has changed.
     void takeUpEdits() {
         std::optional<Model> edited;
         if (file_.reload(Model::everySetting().encoded(),

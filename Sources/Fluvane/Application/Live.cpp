@@ -159,16 +159,6 @@ Reply Live::receive(const Visit& visit) {
     return commands_.act("show");
 }
 
-void Live::watchSettings() {
-    if (settingsWatch_.descriptor() < 0) {
-        tessivar::log::lifecycle.error(settingsWatch_.problem());
-        return;
-    }
-    settingsEdited_ = std::make_unique<QSocketNotifier>(settingsWatch_.descriptor(), QSocketNotifier::Read);
-    QObject::connect(settingsEdited_.get(), &QSocketNotifier::activated, settingsEdited_.get(),
-                     [this] { settingsWatch_.ready(); });
-}
-
 void Live::prepareForSleep(SleepWatch::Done done) {
     if (!gate_.started() || stopped_) {
         return done();
@@ -190,7 +180,6 @@ void Live::start(Visit visit) {
     if (wantsSomething || (visit.kind == Visit::Kind::activate && windows_ && !welcomes)) {
         visits_.push_back(std::move(visit));
     }
-    watchSettings();
     session_.start();
     system_.start();
     network_.start([this](const NetworkWatch::Report& report) {

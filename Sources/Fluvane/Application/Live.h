@@ -6,6 +6,7 @@
 #include "Fluvane/Application/DesktopDoor.h"
 #include "Fluvane/Application/Frontend.h"
 #include "Fluvane/Application/Reports.h"
+#include "Fluvane/Application/SettingsWatch.h"
 #include "Fluvane/Application/StartGate.h"
 #include "Fluvane/Application/StoredSettings.h"
 #include "Fluvane/Application/Visit.h"
@@ -20,9 +21,6 @@
 #include "Fluvane/Linux/Services/SleepWatch.h"
 #include "FluvaneEngine/DownloadManager.h"
 #include "TessivarCore/LogFiles.h"
-#include "TessivarCore/SettingsWatch.h"
-
-#include <QSocketNotifier>
 
 #include <memory>
 #include <vector>
@@ -52,7 +50,6 @@ private:
     [[nodiscard]] std::unique_ptr<ApplicationWindows> makeWindows(Frontend& frontend);
     void applySettings(const Config& config);
     void startEngine();
-    void watchSettings();
     Reply receive(const Visit& visit);
     void checkForUpdates();
     void tellOfUpdate(const tessivar::Updates::Result& result);
@@ -67,8 +64,7 @@ private:
     Bus session_{Bus::Kind::session, *scheduler_};
     Bus system_{Bus::Kind::system, *scheduler_};
     Settings settings_;
-    tessivar::SettingsWatch settingsWatch_;
-    std::unique_ptr<QSocketNotifier> settingsEdited_;
+    SettingsWatch settingsWatch_;
     FileReveal reveal_{session_};
     std::shared_ptr<LinuxNotifier> notifier_;
     DesktopNetworkWatch network_{system_, *scheduler_};
