@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "KitQueue.h"
+#include "Support/KitQueue.h"
 #include "Tessivar/Diagnostics.h"
 #include "Tessivar/Scrubber.h"
 #include "Tessivar/SystemFacts.h"
@@ -73,7 +73,7 @@ protected:
         return kit.queue.runUntil([&] { return reports.size() >= count; });
     }
 
-    support::KitQueue kit;
+    fluvane::support::KitQueue kit;
     std::vector<std::string> reports;
     std::vector<Answer> answers;
     Diagnostics::Service slow{"org.freedesktop.Slow",

@@ -71,7 +71,7 @@ CommandCenter::Rooms Live::rooms() {
         .diagnostics = [this](auto completion) { reports_.diagnostics(std::move(completion)); },
         .crashNote = [this] { return reports_.crashNote(); },
     };
-    if (reports_.checksForUpdates()) {
+    if (reports_.releases().check) {
         rooms.update = [this] { checkForUpdates(); };
     }
     rooms.windows = windows_.get();
@@ -98,7 +98,7 @@ std::unique_ptr<ApplicationWindows> Live::makeWindows(Frontend& frontend) {
                 notifier_->tell({notice.title, notice.body});
             },
     };
-    if (reports_.checksForUpdates()) {
+    if (reports_.releases().check) {
         reports.checkForUpdates = [this] { checkForUpdates(); };
     }
     auto windows = frontend.makeWindows({.manager = *manager_,
@@ -115,7 +115,7 @@ std::unique_ptr<ApplicationWindows> Live::makeWindows(Frontend& frontend) {
 }
 
 void Live::checkForUpdates() {
-    reports_.checkForUpdates([this](const auto& result) { tellOfUpdate(result); });
+    reports_.releases().check([this](const auto& sentence) { tellOfUpdate(sentence); });
 }
 
 DesktopDoor::Visitor Live::visitor() {
@@ -166,9 +166,9 @@ void Live::prepareForSleep(SleepWatch::Done done) {
     manager_->saveEverything([done = std::move(done)](const auto&) { done(); });
 }
 
-void Live::tellOfUpdate(const tessivar::Updates::Result& result) {
-    tessivar::log::lifecycle([&] { return "updates: " + result.text; });
-    notifier_->tell({.title = "Fluvane", .body = result.text});
+void Live::tellOfUpdate(const std::string& sentence) {
+    tessivar::log::lifecycle([&] { return "updates: " + sentence; });
+    notifier_->tell({.title = "Fluvane", .body = sentence});
 }
 
 void Live::start(Visit visit) {
@@ -208,7 +208,7 @@ void Live::start(Visit visit) {
 void Live::startEngine() {
     manager_->start();
     server_.start();
-    Reports::Handlers handlers{.tellOfUpdate = [this](const auto& result) { tellOfUpdate(result); }};
+    Reports::Handlers handlers{.tellOfUpdate = [this](const auto& sentence) { tellOfUpdate(sentence); }};
     if (windows_) {
         handlers.whatsNew = [this](const auto& text) { windows_->showWhatsNew(text); };
         handlers.crashNote = [this](const auto& note) { windows_->showCrashNote(note); };

@@ -52,7 +52,7 @@ private:
     void startEngine();
     Reply receive(const Visit& visit);
     void checkForUpdates();
-    void tellOfUpdate(const tessivar::Updates::Result& result);
+    void tellOfUpdate(const std::string& sentence);
     [[nodiscard]] CommandCenter::Rooms rooms();
     [[nodiscard]] DesktopDoor::Visitor visitor();
     void prepareForSleep(SleepWatch::Done done);

@@ -3,12 +3,22 @@
 
 #pragma once
 
-#include "Tessivar/Updates.h"
+#include "Tessivar/MainContext.h"
+
+#include <functional>
+#include <string>
 
 namespace fluvane {
 
-/// How this build looks for newer releases. Feed and key are what the build was given as FLUVANE_RELEASE_FEED
-/// and FLUVANE_RELEASE_KEY; by default there is neither.
-[[nodiscard]] tessivar::Updates::Options releaseChannel();
+/// How this build looks for newer releases. Feed and key are what it was given as FLUVANE_RELEASE_FEED and
+/// FLUVANE_RELEASE_KEY; by default there is neither, and both functions are empty. For the main thread.
+struct ReleaseChannel {
+    using Tell = std::function<void(const std::string& sentence)>;
+    std::function<void(Tell told)> check{}; ///< Now; calls back later.
+    std::function<void(Tell news)> start{}; ///< Looks now and then from here on. Once.
+};
+
+/// The context must outlive it.
+[[nodiscard]] ReleaseChannel releaseChannel(const tessivar::MainContext& context);
 
 } // namespace fluvane

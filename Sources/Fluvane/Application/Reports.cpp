@@ -4,7 +4,6 @@
 #include "Fluvane/Application/Reports.h"
 
 #include "Fluvane/Application/DiagnosticsSection.h"
-#include "Fluvane/Application/ReleaseChannel.h"
 #include "Fluvane/Application/Releases.h"
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Linux/Services/Calls.h"
@@ -63,12 +62,12 @@ Reports::Reports(const DownloadManager& manager, const tessivar::LogFiles& log, 
                                         }
                                         return text;
                                     }),
-      whatsNew_({.releases = releases(),
+      whatsNew_({.releases = fluvane::releases(),
                  .version = tessivar::AppIdentity::current.version,
                  .stateFile = stateFile("whats-new.json"),
                  .welcomed = [this] { return manager_.config().hasCompletedOnboarding; }}),
       diagnostics_(options(log, session, system), contextOf(scheduler)),
-      updates_(releaseChannel(), contextOf(scheduler)) {}
+      releases_(releaseChannel(contextOf(scheduler))) {}
 
 std::string Reports::crashFolder() {
     return stateFile("reports");
@@ -93,7 +92,9 @@ tessivar::Diagnostics::Options Reports::options(const tessivar::LogFiles& log, B
 }
 
 void Reports::start(Handlers handlers) {
-    updates_.start(std::move(handlers.tellOfUpdate));
+    if (releases_.start) {
+        releases_.start(std::move(handlers.tellOfUpdate));
+    }
     whatsNew_.showIfUpdated([&](const std::string& text) {
         if (handlers.whatsNew) {
             handlers.whatsNew(text);

@@ -3,12 +3,12 @@
 
 #pragma once
 
+#include "Fluvane/Application/ReleaseChannel.h"
 #include "Fluvane/Linux/LinuxScheduler.h"
 #include "Fluvane/Linux/Services/Bus.h"
 #include "FluvaneEngine/DownloadManager.h"
 #include "Tessivar/CrashNote.h"
 #include "Tessivar/Diagnostics.h"
-#include "Tessivar/Updates.h"
 #include "Tessivar/WhatsNew.h"
 #include "TessivarCore/LogFiles.h"
 
@@ -32,7 +32,7 @@ public:
     Reports& operator=(const Reports&) = delete;
 
     struct Handlers {
-        std::function<void(const tessivar::Updates::Result&)> tellOfUpdate;
+        ReleaseChannel::Tell tellOfUpdate;
         std::function<void(const std::string& text)> whatsNew{};  ///< Empty: there is only the log.
         std::function<void(const std::string& note)> crashNote{}; ///< The same.
     };
@@ -45,10 +45,7 @@ public:
     void diagnostics(std::function<void(std::string)> completion) {
         diagnostics_.report(std::move(completion));
     }
-    [[nodiscard]] bool checksForUpdates() const { return updates_.configured(); }
-    void checkForUpdates(std::function<void(const tessivar::Updates::Result&)> completion) {
-        updates_.check(std::move(completion));
-    }
+    [[nodiscard]] const ReleaseChannel& releases() const { return releases_; }
 
     /// Where crashes and hangs leave their reports.
     [[nodiscard]] static std::string crashFolder();
@@ -62,7 +59,7 @@ private:
     tessivar::CrashNote crashNote_;
     tessivar::WhatsNew whatsNew_;
     tessivar::Diagnostics diagnostics_;
-    tessivar::Updates updates_;
+    ReleaseChannel releases_;
 };
 
 } // namespace fluvane

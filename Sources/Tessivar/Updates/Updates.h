@@ -17,8 +17,8 @@ namespace tessivar {
 class Updates {
 public:
     struct Options {
-        std::string feed{}; ///< Link of the release feed, http or https. Empty: this build has none.
-        std::string key{};  ///< The publisher's public key, as ReleaseFeed::read takes it.
+        std::string feed; ///< Link of the release feed, http or https.
+        std::string key;  ///< The publisher's public key, as ReleaseFeed::read takes it.
         std::filesystem::path
             stateFile; ///< Remembers checks between runs; its folder is created when missing.
         /// Of trusted authorities; without either, the transfer library's own.
@@ -28,17 +28,9 @@ public:
         std::size_t longestFeed = 1'000'000; ///< Bytes.
     };
 
-    struct Result {
-        enum class Kind { noFeed, upToDate, newer, failed };
-        Kind kind;
-        std::string text;    ///< For the user: a sentence or two.
-        std::string version; ///< Of the newer release.
-        std::string page;    ///< Where to get it; may be empty.
-    };
-    using Handler = std::function<void(const Result&)>;
-
-    /// "This build doesn't check for updates."
-    static const char* const noFeedText;
+    /// Is given a sentence or two for the user: on the newer release, that there is none, or why that isn't
+    /// known.
+    using Handler = std::function<void(const std::string& text)>;
 
     /// The context is used until the destructor returns.
     Updates(Options options, MainContext context);
@@ -47,14 +39,11 @@ public:
     Updates(const Updates&) = delete;
     Updates& operator=(const Updates&) = delete;
 
-    /// Whether this build has a feed.
-    [[nodiscard]] bool configured() const;
-
     /// Checks now. Calls back on the main queue, later; those who ask while a check runs get its result.
     void check(Handler completion);
 
-    /// From now on checks once a day at most, over all runs, and tells of each newer release once. Does
-    /// nothing without a feed. Failures are only logged. Once.
+    /// From now on checks once a day at most, over all runs, and tells of each newer release once. Failures
+    /// are only logged. Once.
     void start(Handler tell);
 
 private:

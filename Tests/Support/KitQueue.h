@@ -9,14 +9,14 @@
 #include <utility>
 #include <vector>
 
-namespace tessivar::support {
+namespace fluvane::support {
 
 /// A main queue whose timers go off when the test says so.
 struct KitQueue {
-    fluvane::support::TestQueue queue;
+    TestQueue queue;
     std::vector<std::pair<double, std::function<void()>>> timers; ///< Delays in seconds, and what then.
 
-    [[nodiscard]] MainContext context() {
+    [[nodiscard]] tessivar::MainContext context() {
         return {
             .post = [this](std::function<void()> work) { queue.post(std::move(work)); },
             .after = [this](double seconds,
@@ -29,4 +29,4 @@ struct KitQueue {
     }
 };
 
-} // namespace tessivar::support
+} // namespace fluvane::support

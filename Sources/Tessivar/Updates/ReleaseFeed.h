@@ -35,8 +35,8 @@ struct ReleaseFeed {
     };
 
     /// The feed in the file's text if its signature is by the key and it is for the application; Refused
-    /// otherwise. `key`: an Ed25519 public key as PEM, or its 32 bytes (or its DER form) in base64. Nothing
-    /// of the feed is looked at before the signature.
+    /// otherwise. `key`: an Ed25519 public key in base64, its 32 bytes or its DER form. Nothing of the feed
+    /// is looked at before the signature.
     [[nodiscard]] static ReleaseFeed read(std::string_view text, std::string_view key,
                                           std::string_view application);
 };

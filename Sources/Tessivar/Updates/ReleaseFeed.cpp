@@ -1,13 +1,12 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Tessivar/ReleaseFeed.h"
+#include "Tessivar/Updates/ReleaseFeed.h"
 
 #include "Tessivar/Version.h"
 
 #include <nlohmann/json.hpp>
 #include <openssl/evp.h>
-#include <openssl/pem.h>
 #include <openssl/x509.h>
 
 #include <algorithm>
@@ -49,11 +48,6 @@ std::optional<Bytes> fromBase64(std::string_view text) {
 }
 
 EVP_PKEY* parseKey(std::string_view text) {
-    if (text.find("-----BEGIN") != std::string_view::npos) {
-        const std::unique_ptr<BIO, decltype(&BIO_free)> memory(
-            BIO_new_mem_buf(text.data(), static_cast<int>(text.size())), BIO_free);
-        return PEM_read_bio_PUBKEY(memory.get(), nullptr, nullptr, nullptr);
-    }
     const auto bytes = fromBase64(text);
     if (!bytes) {
         return nullptr;

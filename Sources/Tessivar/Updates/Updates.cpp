@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Tessivar/Updates.h"
+#include "Tessivar/Updates/Updates.h"
 
-#include "Tessivar/FeedFetch.h"
-#include "Tessivar/ReleaseFeed.h"
+#include "Tessivar/Updates/FeedFetch.h"
+#include "Tessivar/Updates/ReleaseFeed.h"
 #include "Tessivar/Version.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/AtomicFile.h"
@@ -25,7 +25,6 @@ namespace tessivar {
 namespace {
 
 using Json = nlohmann::json;
-using Result = Updates::Result;
 
 constexpr std::size_t longestState = 4096;
 constexpr std::int64_t day = 24L * 60L * 60L;
@@ -83,7 +82,7 @@ std::string newerText(const ReleaseFeed& feed) {
 }
 
 struct Finding {
-    Result result;
+    std::string text;
     bool news = false; ///< Of a release that wasn't told of before.
 };
 
@@ -95,26 +94,15 @@ Finding judge(const ReleaseFeed& feed, Memory& memory) {
     const auto& identity = AppIdentity::current;
     const auto ours = Version::parse(identity.version);
     if (!ours || *Version::parse(feed.version) <= *ours) {
-        return {
-            .result = {.kind = Result::Kind::upToDate,
-                       .text = fmt::format("{} {} is up to date.", identity.displayName, identity.version),
-                       .version = {},
-                       .page = {}}};
+        return {.text = fmt::format("{} {} is up to date.", identity.displayName, identity.version)};
     }
     const bool news = std::exchange(memory.told, feed.version) != feed.version;
-    return {.result = {.kind = Result::Kind::newer,
-                       .text = newerText(feed),
-                       .version = feed.version,
-                       .page = feed.page},
-            .news = news};
+    return {.text = newerText(feed), .news = news};
 }
 
-Result failure(const std::string& reason) {
+Finding failure(const std::string& reason) {
     log::lifecycle.error("couldn't check for updates: " + reason);
-    return {.kind = Result::Kind::failed,
-            .text = "Couldn't check for updates: " + reason,
-            .version = {},
-            .page = {}};
+    return {.text = "Couldn't check for updates: " + reason};
 }
 
 FeedFetch::Request requestFor(const Updates::Options& options) {
@@ -139,13 +127,11 @@ Finding look(const Updates::Options& options, FeedFetch& fetch) {
         memory.save(file);
         return finding;
     } catch (const std::exception& error) {
-        return {.result = failure(error.what())};
+        return failure(error.what());
     }
 }
 
 } // namespace
-
-const char* const Updates::noFeedText = "This build doesn't check for updates.";
 
 struct Updates::State : std::enable_shared_from_this<State> {
     State(Options options_, MainContext context_)
@@ -189,23 +175,12 @@ Updates::~Updates() {
     }
 }
 
-bool Updates::configured() const {
-    return !state_->options.feed.empty();
-}
-
 void Updates::check(Handler completion) {
-    if (!configured()) {
-        state_->context.post([completion = std::move(completion)] {
-            completion({.kind = Result::Kind::noFeed, .text = noFeedText, .version = {}, .page = {}});
-        });
-        return;
-    }
-    state_->check(
-        [completion = std::move(completion)](const Finding& finding) { completion(finding.result); });
+    state_->check([completion = std::move(completion)](const Finding& finding) { completion(finding.text); });
 }
 
 void Updates::start(Handler tell) {
-    if (!configured() || state_->tell) {
+    if (state_->tell) {
         return;
     }
     state_->tell = std::move(tell);
@@ -230,8 +205,7 @@ void Updates::State::begin() {
             context.post(weakly([finding = std::move(finding)](State& self) { self.ended(finding); }));
         });
     } catch (const std::system_error& error) {
-        context.post(weakly(
-            [reason = std::string(error.what())](State& self) { self.ended({.result = failure(reason)}); }));
+        context.post(weakly([finding = failure(error.what())](State& self) { self.ended(finding); }));
     }
 }
 
@@ -256,7 +230,7 @@ void Updates::State::checkWhenDue() {
     checkAfter(day);
     check([this](const Finding& finding) {
         if (finding.news) {
-            tell(finding.result);
+            tell(finding.text);
         }
     });
 }

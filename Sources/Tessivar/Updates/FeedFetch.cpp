@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Tessivar/FeedFetch.h"
+#include "Tessivar/Updates/FeedFetch.h"
 
 #include <curl/curl.h>
 #include <fmt/format.h>
