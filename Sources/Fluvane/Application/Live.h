@@ -6,7 +6,6 @@
 #include "Fluvane/Application/DesktopDoor.h"
 #include "Fluvane/Application/Frontend.h"
 #include "Fluvane/Application/Reports.h"
-#include "Fluvane/Application/SettingsWatch.h"
 #include "Fluvane/Application/StartGate.h"
 #include "Fluvane/Application/StoredSettings.h"
 #include "Fluvane/Application/Visit.h"
@@ -20,6 +19,7 @@
 #include "Fluvane/Linux/Services/DesktopNetworkWatch.h"
 #include "Fluvane/Linux/Services/SleepWatch.h"
 #include "FluvaneEngine/DownloadManager.h"
+#include "Tessivar/Qt/SettingsWatch.h"
 #include "TessivarCore/LogFiles.h"
 
 #include <memory>
@@ -64,7 +64,7 @@ private:
     Bus session_{Bus::Kind::session, *scheduler_};
     Bus system_{Bus::Kind::system, *scheduler_};
     Settings settings_;
-    SettingsWatch settingsWatch_;
+    tessivar::SettingsWatch settingsWatch_;
     FileReveal reveal_{session_};
     std::shared_ptr<LinuxNotifier> notifier_;
     DesktopNetworkWatch network_{system_, *scheduler_};

@@ -1,18 +1,18 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Application/SettingsWatch.h"
 #include "Support/TemporaryFolder.h"
+#include "Tessivar/Qt/SettingsWatch.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
 
 #include <gtest/gtest.h>
 
-namespace fluvane {
+namespace tessivar {
 
 using namespace std::chrono_literals;
-using namespace support;
+using namespace fluvane::support;
 namespace fs = std::filesystem;
 
 namespace {
@@ -104,4 +104,4 @@ TEST_F(SettingsWatchTest, TellsManyChangesOnceAndInTime) {
     EXPECT_EQ(changes, 2);
 }
 
-} // namespace fluvane
+} // namespace tessivar

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/Application/SettingsWatch.h"
+#include "Tessivar/Qt/SettingsWatch.h"
 
 #include "TessivarCore/Log.h"
 
@@ -12,7 +12,7 @@
 #include <system_error>
 #include <utility>
 
-namespace fluvane {
+namespace tessivar {
 
 namespace {
 
@@ -128,7 +128,7 @@ void SettingsWatch::watchAgain() {
         }
     }
     if (!failed.isEmpty()) {
-        tessivar::log::lifecycle.error("changes that others make to the settings file aren't noticed");
+        log::lifecycle.error("changes that others make to the settings file aren't noticed");
     }
 }
 
@@ -140,4 +140,4 @@ void SettingsWatch::tellLater() {
         std::max(std::chrono::ceil<std::chrono::milliseconds>(due - now), std::chrono::milliseconds(0)));
 }
 
-} // namespace fluvane
+} // namespace tessivar

@@ -13,7 +13,7 @@
 #include <optional>
 #include <vector>
 
-namespace fluvane {
+namespace tessivar {
 
 /// Notices that a file was written or replaced by whomever, ourselves included, also where neither it nor its
 /// folder is there yet, and where it is a link to a file elsewhere. Where folders can't be watched nothing is
@@ -57,4 +57,4 @@ private:
     QFileSystemWatcher watcher_;
 };
 
-} // namespace fluvane
+} // namespace tessivar
