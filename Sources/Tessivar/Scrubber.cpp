@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdlib>
 #include <utility>
 
@@ -48,9 +49,25 @@ bool looksLikeAName(std::string_view core) {
     return core.find_first_of(".:") != std::string_view::npos && !isNumber;
 }
 
+bool isPartOfWord(char character) {
+    return std::isalnum(static_cast<unsigned char>(character)) != 0;
+}
+
+/// Whether the word is in the text, alone or in a compound ("anna's").
+bool holds(std::string_view text, std::string_view word) {
+    for (auto at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
+        const auto end = at + word.size();
+        if ((at == 0 || !isPartOfWord(text[at - 1])) && (end == text.size() || !isPartOfWord(text[end]))) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 Scrubber::Scrubber(std::vector<std::string> privateWords) : privateWords_(std::move(privateWords)) {
+    std::erase(privateWords_, "");
     std::ranges::transform(privateWords_, privateWords_.begin(),
                            [](const auto& word) { return lowered(word); });
 }
@@ -65,8 +82,9 @@ std::string Scrubber::scrubbed(std::string_view message) const {
         if (beginsSomebodysName(core)) {
             return text + left;
         }
-        const bool isPrivate = std::ranges::find(privateWords_, lowered(core)) != privateWords_.end();
-        if (!core.empty() && (isPrivate || looksLikeAName(core))) {
+        const bool isPrivate = std::ranges::any_of(
+            privateWords_, [plain = lowered(core)](const auto& secret) { return holds(plain, secret); });
+        if (isPrivate || looksLikeAName(core)) {
             const auto before = word.find(core);
             text.append(word.substr(0, before)).append(left).append(word.substr(before + core.size()));
         } else {

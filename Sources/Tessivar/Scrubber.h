@@ -14,7 +14,8 @@ namespace tessivar {
 /// that follows, hosts, addresses, names of files with an extension, and the words that it is given.
 class Scrubber {
 public:
-    /// `privateWords`: as the names of user and host; in any case, and alone between blanks.
+    /// `privateWords`: as the names of user and host; in upper and lower case, but not as a part of a longer
+    /// word.
     explicit Scrubber(std::vector<std::string> privateWords = {});
 
     /// Of one line.

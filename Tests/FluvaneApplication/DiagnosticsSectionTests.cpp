@@ -17,10 +17,9 @@ using namespace testing;
 namespace {
 
 /// A list of downloads without an engine.
-class DownloadList {
-public:
+struct DownloadList {
     Download& add(DownloadState state, std::int64_t done, std::optional<std::int64_t> size) {
-        const auto id = DownloadID{static_cast<std::int64_t>(downloads_.size()) + 1};
+        const auto id = DownloadID{static_cast<std::int64_t>(downloads.size()) + 1};
         DownloadRecord record(id, link("https://secret/secret.iso?token=1"), link("file:///home/secret"),
                               link("https://secret.example.com/"), Date{});
         record.name = "secret name.iso";
@@ -30,19 +29,12 @@ public:
         if (done > 0) {
             record.pieces = {{.start = 0, .end = size, .done = done}};
         }
-        downloads_.push_back(std::make_unique<Download>(std::move(record)));
-        return *downloads_.back();
-    }
-    [[nodiscard]] std::vector<const Download*> all() const {
-        std::vector<const Download*> pointers;
-        for (const auto& download : downloads_) {
-            pointers.push_back(download.get());
-        }
-        return pointers;
+        all.push_back(downloads.emplace_back(std::make_unique<Download>(std::move(record))).get());
+        return *downloads.back();
     }
 
-private:
-    std::vector<std::unique_ptr<Download>> downloads_;
+    std::vector<std::unique_ptr<Download>> downloads;
+    std::vector<const Download*> all;
 };
 
 std::string textOf(const std::vector<const Download*>& downloads, const Config& config = {}) {
@@ -70,7 +62,7 @@ TEST(DiagnosticsSection, TellsOfDownloadsByNumber) {
              std::nullopt);
     list.add(DownloadState::Failed{"Couldn't connect to secret: Connection refused."}, 0, std::nullopt);
     list.add(DownloadState::Failed{"Couldn't create the file: File too large"}, 0, std::nullopt);
-    EXPECT_THAT(textOf(list.all()),
+    EXPECT_THAT(textOf(list.all),
                 EndsWith("Downloads\n"
                          "1: downloading, 4.2 of 10 GB, 8 connections\n"
                          "2: queued\n"
@@ -81,17 +73,17 @@ TEST(DiagnosticsSection, TellsOfDownloadsByNumber) {
                          "7: failed (The file changed on the server, so this download stopped.)\n"
                          "8: failed (Couldn't connect to …: Connection refused.)\n"
                          "9: failed (Couldn't create the file: File too large)\n"));
-    EXPECT_THAT(textOf(list.all()), Not(HasSubstr("secret")));
+    EXPECT_THAT(textOf(list.all), Not(HasSubstr("secret")));
 }
 
 TEST(DiagnosticsSection, StaysShortForALongList) {
     DownloadList list;
-    EXPECT_THAT(textOf(list.all()), EndsWith("Downloads\nNone.\n"));
+    EXPECT_THAT(textOf(list.all), EndsWith("Downloads\nNone.\n"));
     for (int count = 0; count < 1200; ++count) {
         list.add(DownloadState::Finished{}, 1, 1);
     }
-    EXPECT_THAT(textOf(list.all()), HasSubstr("Downloads\n700 older ones, and\n701: finished, 1 byte\n"));
-    EXPECT_THAT(textOf(list.all()), EndsWith("\n1200: finished, 1 byte\n"));
+    EXPECT_THAT(textOf(list.all), HasSubstr("Downloads\n700 older ones, and\n701: finished, 1 byte\n"));
+    EXPECT_THAT(textOf(list.all), EndsWith("\n1200: finished, 1 byte\n"));
 }
 
 TEST(DiagnosticsSection, TellsSettingsWithoutFoldersAndSites) {

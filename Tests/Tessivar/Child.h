@@ -11,12 +11,6 @@
 
 namespace tessivar::support {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool isSanitized = true;
-#else
-inline constexpr bool isSanitized = false;
-#endif
-
 /// Crasher in a process of its own, its standard output in a pipe; ended with its owner.
 inline std::unique_ptr<QProcess> crasher(const std::filesystem::path& folder, const std::string& way,
                                          const std::string& words = "") {

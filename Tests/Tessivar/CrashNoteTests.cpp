@@ -95,11 +95,11 @@ TEST(LastRun, TellsHowTheRunBeforeEnded) {
 
 TEST(LastRun, EndsOnlyItself) {
     const TemporaryFolder folder;
-    LastRun mine(folder / "state");
+    LastRun mine(folder.path());
     mine.begin();
-    endOf(folder / "state", "9");
+    endOf(folder.path(), "9");
     mine.end();
-    const auto previous = LastRun(folder / "state").begin();
+    const auto previous = LastRun(folder.path()).begin();
     EXPECT_EQ(previous.ending, killed);
     EXPECT_EQ(previous.version, "1.2.3");
     EXPECT_GT(previous.began, 0);

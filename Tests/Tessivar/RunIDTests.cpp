@@ -9,25 +9,17 @@
 
 using tessivar::RunID;
 
-TEST(RunID, ThisProcessIsAliveAndItsNameLeadsBackToIt) {
+TEST(RunID, TellsThisProcessFromOneThatHadItsNumber) {
     const RunID run = RunID::current();
     EXPECT_EQ(run.pid, getpid());
-    EXPECT_EQ(run.bootID.size(), 32U);
-    EXPECT_GT(run.startTicks, 0U);
     EXPECT_TRUE(run.isAlive());
     EXPECT_EQ(RunID::fromName(run.name()), run);
-}
-
-TEST(RunID, AReusedNumberOrAnotherBootIsAnotherProcess) {
-    RunID reused = RunID::current();
+    RunID reused = run;
     ++reused.startTicks;
     EXPECT_FALSE(reused.isAlive());
-    RunID before = RunID::current();
+    RunID before = run;
     before.bootID.front() = before.bootID.front() == '0' ? '1' : '0';
     EXPECT_FALSE(before.isAlive());
-}
-
-TEST(RunID, WhatIsNoNameIsRefused) {
     for (const char* name :
          {"", "-", "a-b", "a-1-", "a--1", "a-1-2x", "a-1-2-3", "a-99999999999999999999-1"}) {
         EXPECT_FALSE(RunID::fromName(name)) << name;

@@ -15,34 +15,30 @@ using namespace fluvane::support;
 using namespace testing;
 
 TEST(Version, OrdersAsReleasesFollowEachOther) {
-    const std::vector<std::vector<std::string>> ascending = {
-        {"0", "0.0", "v0"},
-        {"0.0.1"},
-        {"0.9", "0.9.0", "v0.9", "0.09+linux"},
-        {"0.10.0-alpha"},
-        {"0.10.0-alpha.1"},
-        {"0.10.0-alpha.9"},
-        {"0.10.0-alpha.10", "0.10-alpha.010"},
-        {"0.10.0-alpha.beta"},
-        {"0.10.0-beta", "0.10.0-beta+1.2-3"},
-        {"0.10.0-rc-1"},
-        {"0.10", "0.10.0", "0.10.0+build"},
-        {"1.0.0-1"},
-        {"1.0.0"},
-        {"1.0.0.1"},
-        {"18446744073709551617.1"},
-        {"18446744073709551617.2"},
-    };
+    const std::vector<std::string> ascending = {"0",
+                                                "0.9",
+                                                "0.10.0-alpha",
+                                                "0.10.0-alpha.9",
+                                                "0.10.0-alpha.10",
+                                                "0.10.0-alpha.beta",
+                                                "0.10.0-beta",
+                                                "0.10",
+                                                "1.0.0-1",
+                                                "1.0.0",
+                                                "1.0.0.1",
+                                                "18446744073709551617.1",
+                                                "18446744073709551617.2"};
     for (std::size_t one = 0; one < ascending.size(); ++one) {
         for (std::size_t other = 0; other < ascending.size(); ++other) {
-            for (const auto& left : ascending[one]) {
-                for (const auto& right : ascending[other]) {
-                    EXPECT_TRUE((Version::parse(left).value() <=> Version::parse(right).value()) ==
-                                (one <=> other))
-                        << left << " and " << right;
-                }
-            }
+            EXPECT_TRUE((*Version::parse(ascending[one]) <=> *Version::parse(ascending[other])) ==
+                        (one <=> other))
+                << ascending[one] << " and " << ascending[other];
         }
+    }
+    const std::pair<const char*, const char*> same[] = {
+        {"0", "v0.0"}, {"0.9", "0.09.0+linux"}, {"0.10.0-alpha.10", "0.10-alpha.010+1.2-3"}};
+    for (const auto& [one, other] : same) {
+        EXPECT_EQ(Version::parse(one), Version::parse(other)) << one;
     }
 }
 
@@ -104,16 +100,11 @@ TEST_F(WhatsNewTest, IsShownOnceAfterEachUpdate) {
     }
 }
 
-TEST_F(WhatsNewTest, TellsOfAllReleasesSkipped) {
-    start("0.8");
-    EXPECT_EQ(start("0.10"), ten + "\n" + nearlyTen + "\n" + nine);
-}
-
-TEST_F(WhatsNewTest, StaysQuietUntilTheUserIsWelcomed) {
+TEST_F(WhatsNewTest, StaysQuietUntilTheUserIsWelcomedAndTellsOfAllReleasesSkipped) {
     start("0.8", false);
-    EXPECT_EQ(start("0.9", false), "");
-    EXPECT_EQ(start("0.9", true), "");
-    EXPECT_EQ(start("0.10", true), ten + "\n" + nearlyTen);
+    EXPECT_EQ(start("0.8.1", false), "");
+    EXPECT_EQ(start("0.8.1", true), "");
+    EXPECT_EQ(start("0.10", true), ten + "\n" + nearlyTen + "\n" + nine);
 }
 
 TEST_F(WhatsNewTest, ShowsNothingThatItCannotRemember) {
@@ -124,10 +115,6 @@ TEST_F(WhatsNewTest, ShowsNothingThatItCannotRemember) {
     std::filesystem::remove_all(folder / "state");
     writeFile(folder / "state", "in the way");
     EXPECT_EQ(start("0.10"), "");
-}
-
-TEST_F(WhatsNewTest, KnowsTheLatest) {
-    EXPECT_EQ(whatsNew("0.10.0").latest(), ten);
     EXPECT_EQ(whatsNew("0.9.5").latest(), nine);
     EXPECT_EQ(whatsNew("0.1").latest(), "There is nothing to tell about this version.");
 }

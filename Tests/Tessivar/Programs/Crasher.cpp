@@ -61,14 +61,6 @@ ON_PURPOSE void jumpTo(const void* bytes) {
     never = 1; // so that it is a call
 }
 
-ON_PURPOSE void overwriteTheStack() {
-    std::array<char, 16> room{};
-    volatile std::size_t length = 400;
-    for (std::size_t at = 0; at < length; ++at) {
-        *static_cast<volatile char*>(room.data() + at) = secret[at % secret.size()];
-    }
-}
-
 void throwWithNoOneToCatch() {
     throw OpeningError("can't open " + secret);
 }
@@ -141,7 +133,6 @@ const std::map<std::string, std::function<void()>> ways = {
          const std::uintptr_t wild = 0xdead0000; // could be code, but nothing is there
          inThread([&] { jumpTo(&wild); });
      }},
-    {"stack", overwriteTheStack},
     {"throw", throwWithNoOneToCatch},
     {"throw in a thread", [] { inThread(throwWithNoOneToCatch); }},
     {"reason",
