@@ -61,6 +61,9 @@ TEST(DiagnosticsSection, TellsOfDownloadsByNumber) {
     list.add(DownloadState::Failed{"The file changed on the server, so this download stopped."}, 0,
              std::nullopt);
     list.add(DownloadState::Failed{"Couldn't connect to secret: Connection refused."}, 0, std::nullopt);
+    list.downloads.back()->record.finalURL = link("https://mirror/");
+    list.add(DownloadState::Failed{"Couldn't connect to mirror."}, 0, std::nullopt).record.finalURL =
+        link("https://mirror/");
     list.add(DownloadState::Failed{"Couldn't create the file: File too large"}, 0, std::nullopt);
     EXPECT_THAT(textOf(list.all),
                 EndsWith("Downloads\n"
@@ -72,7 +75,8 @@ TEST(DiagnosticsSection, TellsOfDownloadsByNumber) {
                          "6: finished, 10 MB\n"
                          "7: failed (The file changed on the server, so this download stopped.)\n"
                          "8: failed (Couldn't connect to …: Connection refused.)\n"
-                         "9: failed (Couldn't create the file: File too large)\n"));
+                         "9: failed (Couldn't connect to ….)\n"
+                         "10: failed (Couldn't create the file: File too large)\n"));
     EXPECT_THAT(textOf(list.all), Not(HasSubstr("secret")));
 }
 

@@ -86,9 +86,13 @@ TEST_F(SettingsWatchTest, NoticesEveryWayOfChanging) {
 TEST_F(SettingsWatchTest, SleepsThroughWhatDoesNotConcernIt) {
     writeFile(path, "1");
     const SettingsWatch watch(path, changed, quick);
-    writeFile(folder / "config/app/other.json", "1");
-    fs::create_directory(folder / "config/other");
-    EXPECT_FALSE(told(50ms));
+    for (const auto* const other : {"before", "after"}) {
+        writeFile(folder / "config/app" / other, "1");
+        fs::create_directory(folder / "config" / other);
+        EXPECT_FALSE(told(50ms));
+        writeFile(path, "2");
+        EXPECT_TRUE(told());
+    }
 }
 
 TEST_F(SettingsWatchTest, TellsManyChangesOnceAndInTime) {

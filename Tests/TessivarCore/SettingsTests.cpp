@@ -119,6 +119,11 @@ TEST_F(SettingsTest, MovesAsideWhatItCannotUse) {
         EXPECT_EQ(readFile(fresh / "settings.json.unreadable"), text);
         EXPECT_EQ(Store(file).value().speed, 2);
     }
+    std::filesystem::create_directories(
+        path); // can't be read, so it may be whole: an older one is no obstacle
+    writeFile(path.string() + ".unreadable", "older");
+    EXPECT_THAT(Store(path).problem(), HasSubstr("renamed to end in .unreadable: Is a directory"));
+    EXPECT_TRUE(std::filesystem::is_directory(path.string() + ".unreadable.2"));
 }
 
 TEST_F(SettingsTest, TellsSubscribersUntilTheyEnd) {
