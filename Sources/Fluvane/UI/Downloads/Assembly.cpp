@@ -3,10 +3,10 @@
 
 // How the Downloads window's parts are made.
 
+#include "Fluvane/UI/Downloads/Content.h"
 #include "Fluvane/UI/Downloads/DownloadDelegate.h"
 #include "Fluvane/UI/Downloads/EmptyPage.h"
 #include "Fluvane/UI/Downloads/Header.h"
-#include "Fluvane/UI/Downloads/Parts.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
@@ -51,8 +51,8 @@ constexpr std::array<std::pair<Order, const char*>, DownloadsFilter::orders> ord
 
 } // namespace
 
-QAction* DownloadsWindow::Parts::action(const char* name, const QString& text, const char* icon,
-                                        const QKeySequence& keys, std::function<void()> run) {
+QAction* DownloadsWindow::Content::action(const char* name, const QString& text, const char* icon,
+                                          const QKeySequence& keys, std::function<void()> run) {
     auto* const made = new QAction(icon ? tessivar::icon(icon) : QIcon(), text, &window_);
     made->setObjectName(name);
     made->setShortcut(keys);
@@ -61,7 +61,7 @@ QAction* DownloadsWindow::Parts::action(const char* name, const QString& text, c
     return made;
 }
 
-void DownloadsWindow::Parts::makeKeys() {
+void DownloadsWindow::Content::makeKeys() {
     newDownload_ = action("new-download", "&New Download…", "plus", QKeySequence::New, [this] { offer({}); });
     pauseAll_ = action("pause-all", "Pa&use All", "pause", {}, [this] { context_.manager.pauseAll(); });
     resumeAll_ = action("resume-all", "R&esume All", "play", {}, [this] { context_.manager.resumeAll(); });
@@ -71,13 +71,13 @@ void DownloadsWindow::Parts::makeKeys() {
 }
 
 /// Keys that mean something else in the search field.
-void DownloadsWindow::Parts::listKey(const QKeySequence& keys, std::function<void()> run) {
+void DownloadsWindow::Content::listKey(const QKeySequence& keys, std::function<void()> run) {
     auto* const shortcut = new QShortcut(keys, list_);
     shortcut->setContext(Qt::WidgetShortcut);
     QObject::connect(shortcut, &QShortcut::activated, &here_, std::move(run));
 }
 
-void DownloadsWindow::Parts::makeList() {
+void DownloadsWindow::Content::makeList() {
     list_ = new QListView;
     list_->setObjectName("list");
     list_->setAccessibleName("Downloads");
@@ -109,7 +109,7 @@ void DownloadsWindow::Parts::makeList() {
     listKey(Qt::Key_Space, [this] { actions_.toggle(); });
 }
 
-void DownloadsWindow::Parts::makeSortMenu() {
+void DownloadsWindow::Content::makeSortMenu() {
     QMenu* const sort = menu_->addMenu(tessivar::icon("sort"), "&Sort By");
     orders_ = new QActionGroup(&window_);
     for (const auto& [order, name] : orders) {
@@ -126,7 +126,7 @@ void DownloadsWindow::Parts::makeSortMenu() {
     QObject::connect(reversed_, &QAction::triggered, &here_, [this] { applyOrder(); });
 }
 
-void DownloadsWindow::Parts::makeMenu() {
+void DownloadsWindow::Content::makeMenu() {
     menu_ = new QMenu(&window_);
     menu_->addAction(newDownload_);
     menu_->addAction(action("paste-links", "&Paste Links", "paste", QKeySequence::Paste,
@@ -154,7 +154,7 @@ void DownloadsWindow::Parts::makeMenu() {
         action("quit", "&Quit", "quit", Qt::CTRL | Qt::Key_Q, [this] { context_.windows.quit(); }));
 }
 
-void DownloadsWindow::Parts::makePages() {
+void DownloadsWindow::Content::makePages() {
     auto* const empty = new EmptyPage(
         "add-first", "download", "No downloads yet",
         "Copy a link and press Ctrl+V here, drop links or a text file on this window, or add them by hand.",
@@ -175,7 +175,7 @@ void DownloadsWindow::Parts::makePages() {
     }
 }
 
-void DownloadsWindow::Parts::assemble() {
+void DownloadsWindow::Content::assemble() {
     header_ = new Header(newDownload_, actions_.all(), menu_, filter_);
     QObject::connect(header_, &Header::groupChosen, &here_,
                      [this](StateGroup group) { filter_.setGroup(group); });
@@ -218,7 +218,7 @@ void DownloadsWindow::Parts::assemble() {
     reversed_->setChecked(memory_.descending != bigFirst(memory_.order));
 }
 
-void DownloadsWindow::Parts::applyOrder() {
+void DownloadsWindow::Content::applyOrder() {
     const auto order = static_cast<Order>(orders_->checkedAction()->data().toInt());
     filter_.setOrder(order, bigFirst(order) != reversed_->isChecked());
 }

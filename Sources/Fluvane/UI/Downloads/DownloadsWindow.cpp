@@ -3,7 +3,7 @@
 
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 
-#include "Fluvane/UI/Downloads/Parts.h"
+#include "Fluvane/UI/Downloads/Content.h"
 
 #include "Fluvane/UI/Models/DroppedData.h"
 
@@ -16,41 +16,41 @@
 namespace fluvane {
 
 DownloadsWindow::DownloadsWindow(WindowContext& context, const QString& stateFile)
-    : parts_(std::make_unique<Parts>(*this, context, stateFile)) {
+    : content_(std::make_unique<Content>(*this, context, stateFile)) {
     setObjectName("downloads");
     setWindowTitle("Downloads");
     setAcceptDrops(true);
     setMinimumSize(480, 320);
-    parts_->restore();
+    content_->restore();
 }
 
 DownloadsWindow::~DownloadsWindow() {
-    parts_->remember();
+    content_->remember();
 }
 
 void DownloadsWindow::select(const std::vector<DownloadID>& ids, bool withDetails) {
-    parts_->select(ids, withDetails);
+    content_->select(ids, withDetails);
 }
 
 void DownloadsWindow::tell(const QString& sentence) {
-    parts_->tell(sentence);
+    content_->tell(sentence);
 }
 
 void DownloadsWindow::pasteLinks() {
     const QMimeData* const content = QGuiApplication::clipboard()->mimeData();
     if (!content) {
-        return parts_->offer({});
+        return content_->offer({});
     }
-    findLinks(*content, this, [this](const std::vector<URL>& links) { parts_->offer(links); });
+    findLinks(*content, this, [this](const std::vector<URL>& links) { content_->offer(links); });
 }
 
 void DownloadsWindow::showEvent(QShowEvent* event) {
-    parts_->refresh();
+    content_->refresh();
     QMainWindow::showEvent(event);
 }
 
 void DownloadsWindow::closeEvent(QCloseEvent* event) {
-    parts_->remember();
+    content_->remember();
     QMainWindow::closeEvent(event);
     if (event->isAccepted()) {
         Q_EMIT closedByUser();
@@ -59,7 +59,7 @@ void DownloadsWindow::closeEvent(QCloseEvent* event) {
 
 void DownloadsWindow::resizeEvent(QResizeEvent* event) {
     QMainWindow::resizeEvent(event);
-    parts_->arrange();
+    content_->arrange();
 }
 
 void DownloadsWindow::dragEnterEvent(QDragEnterEvent* event) {
@@ -75,9 +75,9 @@ void DownloadsWindow::dropEvent(QDropEvent* event) {
     event->accept();
     findLinks(*event->mimeData(), this, [this](const std::vector<URL>& links) {
         if (links.empty()) {
-            parts_->tell("There's no link in what was dropped.");
+            content_->tell("There's no link in what was dropped.");
         } else {
-            parts_->offer(links);
+            content_->offer(links);
         }
     });
 }

@@ -43,8 +43,8 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
-    class Parts;
-    std::unique_ptr<Parts> parts_;
+    class Content;
+    std::unique_ptr<Content> content_;
 };
 
 } // namespace fluvane

@@ -53,8 +53,8 @@ void makeBold(QLabel& label) {
 
 } // namespace
 
-struct Inspector::Parts {
-    QStackedLayout* pages;
+struct Inspector::Pages {
+    QStackedLayout* stack;
     QLabel* count = new QLabel;
     QLabel* sizes = new QLabel;
     QLabel* speeds = new tessivar::QuietLabel;
@@ -62,26 +62,26 @@ struct Inspector::Parts {
     DetailsView* details;
 };
 
-Inspector::Inspector(WindowContext& context) : context_(context), parts_(std::make_unique<Parts>()) {
+Inspector::Inspector(WindowContext& context) : context_(context), pages_(std::make_unique<Pages>()) {
     setObjectName("details");
     setAccessibleName("Details");
     setMinimumWidth(leastWidth);
-    auto& parts = *parts_;
-    parts.count->setObjectName("selection-count");
-    parts.sizes->setObjectName("selection-sizes");
-    parts.speeds->setObjectName("selection-speed");
-    makeBold(*parts.count);
-    parts.pages = new QStackedLayout(this);
+    auto& pages = *pages_;
+    pages.count->setObjectName("selection-count");
+    pages.sizes->setObjectName("selection-sizes");
+    pages.speeds->setObjectName("selection-speed");
+    makeBold(*pages.count);
+    pages.stack = new QStackedLayout(this);
     auto* hint = new tessivar::QuietLabel("Select a download to see its details.");
     hint->setObjectName("details-hint");
-    parts.pages->addWidget(page(this, {hint}));
-    parts.pages->addWidget(page(this, {parts.count, parts.sizes, parts.speeds}));
-    parts.details = new DetailsView(context, SpeedHistory::of(context.manager, context.feed));
-    parts.scroll->setWidget(parts.details);
-    parts.scroll->setWidgetResizable(true);
-    parts.scroll->setFrameShape(QFrame::NoFrame);
-    parts.scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    parts.pages->addWidget(parts.scroll);
+    pages.stack->addWidget(page(this, {hint}));
+    pages.stack->addWidget(page(this, {pages.count, pages.sizes, pages.speeds}));
+    pages.details = new DetailsView(context, SpeedHistory::of(context.manager, context.feed));
+    pages.scroll->setWidget(pages.details);
+    pages.scroll->setWidgetResizable(true);
+    pages.scroll->setFrameShape(QFrame::NoFrame);
+    pages.scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    pages.stack->addWidget(pages.scroll);
     connect(&context.feed, &ListFeed::changed, this, &Inspector::follow);
 }
 
@@ -90,7 +90,7 @@ Inspector::~Inspector() = default;
 void Inspector::showDownloads(const std::vector<DownloadID>& ids) {
     if (ids != ids_) {
         ids_ = ids;
-        parts_->scroll->ensureVisible(0, 0);
+        pages_->scroll->ensureVisible(0, 0);
         follow();
     }
 }
@@ -109,9 +109,9 @@ void Inspector::follow() {
 void Inspector::refresh() {
     const auto isThere = [this](DownloadID id) { return context_.manager.download(id) != nullptr; };
     const auto there = std::ranges::count_if(ids_, isThere);
-    parts_->pages->setCurrentIndex(there == 0 ? Hint : there == 1 ? One : Several);
+    pages_->stack->setCurrentIndex(there == 0 ? Hint : there == 1 ? One : Several);
     if (there == 1) {
-        parts_->details->follow(*context_.manager.download(*std::ranges::find_if(ids_, isThere)));
+        pages_->details->follow(*context_.manager.download(*std::ranges::find_if(ids_, isThere)));
     } else if (there > 1) {
         showTotals();
     }
@@ -120,10 +120,10 @@ void Inspector::refresh() {
 void Inspector::showTotals() {
     const auto totals = SelectionTotals::of(context_.manager, ids_);
     const QString speed = QString::fromStdString(words::speed(totals.speed));
-    parts_->count->setText(QString("%1 downloads selected").arg(totals.count));
-    parts_->sizes->setText(
+    pages_->count->setText(QString("%1 downloads selected").arg(totals.count));
+    pages_->sizes->setText(
         QString::fromStdString(words::together(totals.done, totals.size, totals.unknownSizes)));
-    parts_->speeds->setText(totals.running == 0 ? QString("None of them is running")
+    pages_->speeds->setText(totals.running == 0 ? QString("None of them is running")
                                                 : QString("%1 running, %2").arg(totals.running).arg(speed));
 }
 

@@ -37,10 +37,10 @@ private:
     void refresh();
     void showTotals();
 
-    struct Parts;
+    struct Pages;
     WindowContext& context_;
     std::vector<DownloadID> ids_;
-    std::unique_ptr<Parts> parts_;
+    std::unique_ptr<Pages> pages_;
 };
 
 } // namespace fluvane

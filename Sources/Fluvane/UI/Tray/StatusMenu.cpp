@@ -34,12 +34,12 @@ constexpr int longestLook = 20'000; ///< Milliseconds.
 
 } // namespace
 
-class StatusMenu::Parts : public QObject {
+class StatusMenu::Item : public QObject {
 public:
-    Parts(StatusMenu& owner, WindowContext& context, Bus& session);
-    ~Parts() override { delete message_.data(); }
-    Parts(const Parts&) = delete;
-    Parts& operator=(const Parts&) = delete;
+    Item(StatusMenu& owner, WindowContext& context, Bus& session);
+    ~Item() override { delete message_.data(); }
+    Item(const Item&) = delete;
+    Item& operator=(const Item&) = delete;
 
     void update();
     void followHost();
@@ -81,35 +81,35 @@ private:
     tessivar::Subscription settings_;
 };
 
-StatusMenu::Parts::Parts(StatusMenu& owner, WindowContext& context, Bus& session)
+StatusMenu::Item::Item(StatusMenu& owner, WindowContext& context, Bus& session)
     : owner_(owner), context_(context),
       speedLimit_(context, [this](const QString& sentence) { tell(sentence); }), host_(session) {
     build();
     next_.setSingleShot(true);
-    connect(&next_, &QTimer::timeout, this, &Parts::update);
-    connect(&context.feed, &ListFeed::changed, this, &Parts::changed);
-    connect(&host_, &TrayHost::changed, this, &Parts::followHost);
+    connect(&next_, &QTimer::timeout, this, &Item::update);
+    connect(&context.feed, &ListFeed::changed, this, &Item::changed);
+    connect(&host_, &TrayHost::changed, this, &Item::followHost);
     open_.setSingleShot(true);
-    connect(&open_, &QTimer::timeout, this, &Parts::changed);
+    connect(&open_, &QTimer::timeout, this, &Item::changed);
     connect(&menu_, &QMenu::aboutToShow, this, [this] {
         open_.stop(); // so that it is in order as it opens
         update();
         open_.start(longestLook);
     });
-    connect(&menu_, &QMenu::aboutToHide, this, &Parts::closed);
-    connect(&menu_, &QMenu::triggered, this, &Parts::closed);
+    connect(&menu_, &QMenu::aboutToHide, this, &Item::closed);
+    connect(&menu_, &QMenu::triggered, this, &Item::closed);
     settings_ = context.settings.subscribe([this](const Config&) { speedLimit_.update(); });
     update();
 }
 
-QAction* StatusMenu::Parts::add(const char* name, const QString& text, std::function<void()> triggered) {
+QAction* StatusMenu::Item::add(const char* name, const QString& text, std::function<void()> triggered) {
     auto* const action = menu_.addAction(text);
     action->setObjectName(name);
     connect(action, &QAction::triggered, this, std::move(triggered));
     return action;
 }
 
-void StatusMenu::Parts::build() {
+void StatusMenu::Item::build() {
     auto& windows = context_.windows;
     menu_.setObjectName("status-menu");
     summary_ = add("summary", {}, [this] { showDownloads(firstProblem_); });
@@ -132,7 +132,7 @@ void StatusMenu::Parts::build() {
 }
 
 /// What comes after a pause is shown at once.
-void StatusMenu::Parts::changed() {
+void StatusMenu::Item::changed() {
     if (!next_.isActive()) {
         const auto since = sinceLast_.isValid() ? sinceLast_.elapsed() : shortestPause;
         next_.start(static_cast<int>(std::max<qint64>(0, shortestPause - since)));
@@ -140,12 +140,12 @@ void StatusMenu::Parts::changed() {
 }
 
 /// What kept its place while it was open is put in order before it opens again.
-void StatusMenu::Parts::closed() {
+void StatusMenu::Item::closed() {
     open_.stop();
     changed();
 }
 
-void StatusMenu::Parts::update() {
+void StatusMenu::Item::update() {
     sinceLast_.start();
     next_.stop();
     const auto downloads = context_.manager.downloads();
@@ -156,7 +156,7 @@ void StatusMenu::Parts::update() {
     updateIcon();
 }
 
-void StatusMenu::Parts::updateMenu(const std::vector<const Download*>& downloads) {
+void StatusMenu::Item::updateMenu(const std::vector<const Download*>& downloads) {
     const auto content = TrayMenu::of(downloads);
     const auto summary = QString::fromStdString(status_.toolTip);
     if (summary_->text() != summary) {
@@ -168,7 +168,7 @@ void StatusMenu::Parts::updateMenu(const std::vector<const Download*>& downloads
     speedLimit_.update();
 }
 
-void StatusMenu::Parts::updateIcon() {
+void StatusMenu::Item::updateIcon() {
     if (!icon_) {
         return;
     }
@@ -182,7 +182,7 @@ void StatusMenu::Parts::updateIcon() {
     }
 }
 
-void StatusMenu::Parts::followHost() {
+void StatusMenu::Item::followHost() {
     if (host_.kind() == TrayHost::Kind::none) {
         icon_.reset();
     } else if (!icon_) {
@@ -191,7 +191,7 @@ void StatusMenu::Parts::followHost() {
     Q_EMIT owner_.availabilityChanged();
 }
 
-void StatusMenu::Parts::makeIcon() {
+void StatusMenu::Item::makeIcon() {
     running_->setDrawer(host_.kind() == TrayHost::Kind::statusNotifier ? MenuDrawer::panel : MenuDrawer::qt);
     update();
     drawn_ = status_;
@@ -206,17 +206,17 @@ void StatusMenu::Parts::makeIcon() {
     icon_->show();
 }
 
-void StatusMenu::Parts::showDownloads(std::optional<DownloadID> id) {
+void StatusMenu::Item::showDownloads(std::optional<DownloadID> id) {
     context_.windows.showDownloads(id);
     problemsSeen();
 }
 
-void StatusMenu::Parts::problemsSeen() {
+void StatusMenu::Item::problemsSeen() {
     problems_.seen();
     changed();
 }
 
-void StatusMenu::Parts::pasteLinks() {
+void StatusMenu::Item::pasteLinks() {
     // There the clipboard can only be read by a window in front: the new one looks itself.
     if (QGuiApplication::platformName().startsWith("wayland")) {
         context_.windows.newDownload();
@@ -236,7 +236,7 @@ void StatusMenu::Parts::pasteLinks() {
     });
 }
 
-void StatusMenu::Parts::tell(const QString& sentence) {
+void StatusMenu::Item::tell(const QString& sentence) {
     if (!message_) {
         message_ = new QMessageBox(QMessageBox::Information, "Fluvane", "", QMessageBox::Ok);
         message_->setObjectName("tray-message");
@@ -251,36 +251,36 @@ void StatusMenu::Parts::tell(const QString& sentence) {
 }
 
 StatusMenu::StatusMenu(WindowContext& context, Bus& session)
-    : parts_(std::make_unique<Parts>(*this, context, session)) {}
+    : item_(std::make_unique<Item>(*this, context, session)) {}
 
 StatusMenu::~StatusMenu() = default;
 
 QMenu& StatusMenu::menu() {
-    return parts_->menu();
+    return item_->menu();
 }
 
 bool StatusMenu::isShown() const {
-    return parts_->host().kind() != TrayHost::Kind::none;
+    return item_->host().kind() != TrayHost::Kind::none;
 }
 
 const TrayStatus& StatusMenu::status() const {
-    return parts_->status();
+    return item_->status();
 }
 
 std::string StatusMenu::toolTip() const {
-    return parts_->status().toolTip;
+    return item_->status().toolTip;
 }
 
 QImage StatusMenu::picture(int side, Panel panel) const {
-    return statusImage(parts_->status(), side, panel);
+    return statusImage(item_->status(), side, panel);
 }
 
 void StatusMenu::update() {
-    parts_->update();
+    item_->update();
 }
 
 void StatusMenu::problemsSeen() {
-    parts_->problemsSeen();
+    item_->problemsSeen();
 }
 
 } // namespace fluvane

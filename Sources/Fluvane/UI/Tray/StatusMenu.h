@@ -44,8 +44,8 @@ public:
     void problemsSeen();
 
 private:
-    class Parts;
-    std::unique_ptr<Parts> parts_;
+    class Item;
+    std::unique_ptr<Item> item_;
 };
 
 } // namespace fluvane

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/UI/Downloads/Parts.h"
+#include "Fluvane/UI/Downloads/Content.h"
 
 #include "Fluvane/UI/Downloads/DownloadDelegate.h"
 #include "Fluvane/UI/Downloads/EmptyPage.h"
@@ -37,7 +37,7 @@ enum Page { listPage, emptyPage, noMatchPage };
 
 } // namespace
 
-DownloadsWindow::Parts::Parts(DownloadsWindow& window, WindowContext& context, const QString& stateFile)
+DownloadsWindow::Content::Content(DownloadsWindow& window, WindowContext& context, const QString& stateFile)
     : window_(window), context_(context), stateFile_(stateFile), memory_(WindowMemory::load(stateFile)),
       model_(context.manager), actions_(context, window) {
     makeKeys();
@@ -69,7 +69,7 @@ DownloadsWindow::Parts::Parts(DownloadsWindow& window, WindowContext& context, c
 
 // What follows the engine
 
-void DownloadsWindow::Parts::refresh() {
+void DownloadsWindow::Content::refresh() {
     model_.refresh();
     header_->showCounts(model_.summary());
     pauseAll_->setEnabled(model_.summary().running + model_.summary().waiting > 0);
@@ -79,7 +79,7 @@ void DownloadsWindow::Parts::refresh() {
     updateSummary();
 }
 
-void DownloadsWindow::Parts::updatePage() {
+void DownloadsWindow::Content::updatePage() {
     const Page page = model_.rowCount() == 0 ? emptyPage : filter_.rowCount() == 0 ? noMatchPage : listPage;
     if (pages_->currentIndex() != page) {
         const bool hadFocus = pages_->currentWidget()->hasFocus() || list_->hasFocus();
@@ -91,7 +91,7 @@ void DownloadsWindow::Parts::updatePage() {
     showInspector();
 }
 
-void DownloadsWindow::Parts::updateSummary() {
+void DownloadsWindow::Content::updateSummary() {
     const auto& all = model_.summary();
     if (!messageEnd_.isActive()) {
         const words::Totals totals{.running = all.running,
@@ -107,7 +107,7 @@ void DownloadsWindow::Parts::updateSummary() {
     selection_->setText(count > 1 ? QString("%1 selected").arg(count) : QString());
 }
 
-void DownloadsWindow::Parts::tell(const QString& message) {
+void DownloadsWindow::Content::tell(const QString& message) {
     summary_->setText(summary_->fontMetrics().elidedText(message, Qt::ElideMiddle, summary_->width()));
     summary_->setToolTip(plainToolTip(message));
     summary_->setAccessibleName(message);
@@ -118,7 +118,7 @@ void DownloadsWindow::Parts::tell(const QString& message) {
 
 // Selection
 
-DownloadsWindow::Parts::IDs DownloadsWindow::Parts::selected() const {
+DownloadsWindow::Content::IDs DownloadsWindow::Content::selected() const {
     IDs ids;
     for (const auto& range : list_->selectionModel()->selection()) {
         for (int row = range.top(); row <= range.bottom(); ++row) {
@@ -128,7 +128,7 @@ DownloadsWindow::Parts::IDs DownloadsWindow::Parts::selected() const {
     return ids;
 }
 
-void DownloadsWindow::Parts::selectionChanged() {
+void DownloadsWindow::Content::selectionChanged() {
     const IDs ids = selected();
     actions_.update(ids);
     if (memory_.details) {
@@ -137,7 +137,7 @@ void DownloadsWindow::Parts::selectionChanged() {
     updateSummary();
 }
 
-void DownloadsWindow::Parts::keepSelection() {
+void DownloadsWindow::Content::keepSelection() {
     kept_ = selected();
     const QModelIndex current = list_->currentIndex();
     keptCurrent_ = current.isValid() ? filter_.idAt(current.row()) : DownloadID{};
@@ -146,7 +146,7 @@ void DownloadsWindow::Parts::keepSelection() {
 }
 
 /// In ranges, since there may be very many.
-QItemSelection DownloadsWindow::Parts::rowsOf(const IDs& ids) const {
+QItemSelection DownloadsWindow::Content::rowsOf(const IDs& ids) const {
     std::vector<int> rows;
     for (const auto id : ids) {
         if (const QModelIndex index = filter_.indexOf(id); index.isValid()) {
@@ -165,7 +165,7 @@ QItemSelection DownloadsWindow::Parts::rowsOf(const IDs& ids) const {
     return selection;
 }
 
-void DownloadsWindow::Parts::restoreSelection() {
+void DownloadsWindow::Content::restoreSelection() {
     if (const QModelIndex current = filter_.indexOf(keptCurrent_); current.isValid()) {
         list_->selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
     }
@@ -176,12 +176,12 @@ void DownloadsWindow::Parts::restoreSelection() {
     updatePage();
 }
 
-void DownloadsWindow::Parts::selectRow(int row) {
+void DownloadsWindow::Content::selectRow(int row) {
     list_->selectionModel()->setCurrentIndex(filter_.index(row, 0), QItemSelectionModel::ClearAndSelect);
 }
 
 /// What takes the place of the selection once all of it was removed.
-void DownloadsWindow::Parts::selectWhatFollows() {
+void DownloadsWindow::Content::selectWhatFollows() {
     const auto isThere = [this](auto id) { return context_.manager.download(id) != nullptr; };
     if (const IDs ids = selected(); ids.empty() || std::ranges::any_of(ids, isThere)) {
         return;
@@ -197,7 +197,7 @@ void DownloadsWindow::Parts::selectWhatFollows() {
     }
 }
 
-void DownloadsWindow::Parts::select(IDs ids, bool withDetails) {
+void DownloadsWindow::Content::select(IDs ids, bool withDetails) {
     refresh();
     std::erase_if(ids, [this](auto id) { return !model_.rowOf(id); });
     if (ids.empty()) {
@@ -221,16 +221,16 @@ void DownloadsWindow::Parts::select(IDs ids, bool withDetails) {
 
 // The rest
 
-void DownloadsWindow::Parts::offer(const std::vector<URL>& links) {
+void DownloadsWindow::Content::offer(const std::vector<URL>& links) {
     context_.windows.newDownload(links);
 }
 
-void DownloadsWindow::Parts::leaveSearch() {
+void DownloadsWindow::Content::leaveSearch() {
     header_->search().clear();
     list_->setFocus();
 }
 
-void DownloadsWindow::Parts::enterResults() {
+void DownloadsWindow::Content::enterResults() {
     if (filter_.rowCount() > 0) {
         selectRow(0);
         list_->scrollToTop();
@@ -238,7 +238,7 @@ void DownloadsWindow::Parts::enterResults() {
     }
 }
 
-void DownloadsWindow::Parts::showMenu(const QPoint& at) {
+void DownloadsWindow::Content::showMenu(const QPoint& at) {
     auto* const menu = new QMenu(list_);
     menu->setObjectName("context-menu");
     menu->setAttribute(Qt::WA_DeleteOnClose);
@@ -252,14 +252,14 @@ void DownloadsWindow::Parts::showMenu(const QPoint& at) {
     menu->popup(list_->viewport()->mapToGlobal(at));
 }
 
-void DownloadsWindow::Parts::showDetails(bool shown) {
+void DownloadsWindow::Content::showDetails(bool shown) {
     memory_.details = shown;
     details_->setChecked(shown);
     showInspector();
 }
 
 /// An empty list has no details.
-void DownloadsWindow::Parts::showInspector() {
+void DownloadsWindow::Content::showInspector() {
     const bool shown = memory_.details && model_.rowCount() > 0;
     if (shown == !inspector_->isHidden()) {
         return;
@@ -271,13 +271,13 @@ void DownloadsWindow::Parts::showInspector() {
     }
 }
 
-void DownloadsWindow::Parts::showAll() {
+void DownloadsWindow::Content::showAll() {
     header_->search().clear();
     header_->showGroup(StateGroup::all);
     filter_.setGroup(StateGroup::all);
 }
 
-void DownloadsWindow::Parts::arrange() {
+void DownloadsWindow::Content::arrange() {
     const auto orientation = window_.width() >= wide ? Qt::Horizontal : Qt::Vertical;
     if (splitter_->orientation() != orientation) {
         splitter_->setOrientation(orientation);
@@ -288,7 +288,7 @@ void DownloadsWindow::Parts::arrange() {
     splitter_->setSizes({length - details, details});
 }
 
-void DownloadsWindow::Parts::keepShare() {
+void DownloadsWindow::Content::keepShare() {
     const QList<int> sizes = splitter_->sizes();
     const int length = sizes.value(0) + sizes.value(1);
     if (length > 0 && sizes.value(1) > 0) {
@@ -297,7 +297,7 @@ void DownloadsWindow::Parts::keepShare() {
     }
 }
 
-void DownloadsWindow::Parts::restore() {
+void DownloadsWindow::Content::restore() {
     window_.resize(980, 620);
     if (!memory_.geometry.isEmpty()) {
         window_.restoreGeometry(memory_.geometry);
@@ -309,7 +309,7 @@ void DownloadsWindow::Parts::restore() {
     list_->setFocus();
 }
 
-void DownloadsWindow::Parts::remember() {
+void DownloadsWindow::Content::remember() {
     memory_.geometry = window_.saveGeometry();
     memory_.group = filter_.group();
     memory_.order = filter_.order();

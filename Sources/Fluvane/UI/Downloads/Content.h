@@ -28,11 +28,11 @@ class Header;
 class Inspector;
 
 /// What the Downloads window is made of, and how it hangs together.
-class DownloadsWindow::Parts {
+class DownloadsWindow::Content {
 public:
     using IDs = DownloadActions::IDs;
 
-    Parts(DownloadsWindow& window, WindowContext& context, const QString& stateFile);
+    Content(DownloadsWindow& window, WindowContext& context, const QString& stateFile);
 
     void refresh();
     void select(IDs ids, bool withDetails);
