@@ -3,15 +3,31 @@
 
 #pragma once
 
+#include <QAction>
 #include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFileDialog>
-#include <QWidget>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListView>
+#include <QMenu>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-/// What a person does to windows beyond what QTest has.
+#include <stdexcept>
+#include <string>
+
+/// What a person does to windows beyond what QTest has, and what windows are mostly made of.
 namespace fluvane::support {
 
 /// The window of that name; nullptr when none is visible.
@@ -23,6 +39,48 @@ Window* onScreen(const QString& name) {
         }
     }
     return nullptr;
+}
+
+/// What has that name in a window, seen or not.
+template <class Part = QWidget>
+Part& part(const QObject& window, const char* name) {
+    auto* const found = window.findChild<Part*>(name);
+    if (!found) {
+        throw std::logic_error(std::string("there is no ") + name);
+    }
+    return *found;
+}
+
+/// What a label or field says, without the marks where it may break; empty when
+/// it isn't seen.
+inline std::string said(const QWidget& window, const char* name) {
+    const auto& found = part<QWidget>(window, name);
+    const auto* const label = qobject_cast<const QLabel*>(&found);
+    const auto* const field = qobject_cast<const QLineEdit*>(&found);
+    QString text = label ? label->text() : field ? field->text() : QString("there");
+    return found.isVisible() ? text.remove(QChar(0x200B)).toStdString() : std::string();
+}
+
+/// On screen, and the one that keys go to.
+inline void activate(QWidget& window) {
+    window.show();
+    window.activateWindow();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return QApplication::activeWindow() == &window; }));
+}
+
+inline void click(const QWidget& window, const char* button) {
+    QTest::mouseClick(&part<QAbstractButton>(window, button), Qt::LeftButton);
+}
+
+/// Instead of what the field holds.
+inline void typeInto(QWidget& field, const QString& text) {
+    field.setFocus();
+    QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClicks(&field, text);
+}
+inline void typeAndEnter(QWidget& field, const QString& text) {
+    typeInto(field, text);
+    QTest::keyClick(&field, Qt::Key_Return);
 }
 
 /// Windows that delete themselves when they are closed are gone afterwards.

@@ -4,25 +4,16 @@
 #include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
 #include "Fluvane/UI/Models/DroppedData.h"
-#include "Support/Numbers.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
-#include <QClipboard>
-#include <QLabel>
-#include <QLineEdit>
 #include <QPointer>
-#include <QPushButton>
-#include <QTest>
-
-#include <gtest/gtest.h>
 
 namespace fluvane::support {
 
 namespace {
 
 constexpr const char* sha1 = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
-constexpr const char* unknown = "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.";
 
 /// A dialog about download 1, which is paused, or 2, which is finished.
 template <class Dialog>
@@ -32,27 +23,25 @@ struct Asked {
         finished.file = URL::file("/downloads/2");
         bench.engine.store->saved = {savedRecord(1, "http://a.example/1", DownloadState::Paused{}), finished};
         bench.engine.manager->start();
-        dialog = new Dialog(bench.context, id);
-        dialog->show();
+        show(id);
     }
     ~Asked() { delete dialog; }
     Asked(const Asked&) = delete;
     Asked& operator=(const Asked&) = delete;
 
+    void show(DownloadID id) {
+        dialog = new Dialog(bench.context, id);
+        dialog->show();
+    }
     [[nodiscard]] QLineEdit& field() const {
-        for (auto* field : dialog->template findChildren<QLineEdit*>()) {
-            if (!field->isReadOnly()) {
-                return *field;
-            }
-        }
-        throw std::logic_error("no field");
+        const auto fields = dialog->template findChildren<QLineEdit*>();
+        return **std::ranges::find_if(fields, [](auto* field) { return !field->isReadOnly(); });
     }
-    [[nodiscard]] std::string text(const char* name) const {
-        return dialog->template findChild<QLabel*>(name)->text().remove(QChar(0x200B)).toStdString();
-    }
-    void type(const QString& text) {
-        field().selectAll();
-        QTest::keyClicks(&field(), text);
+    [[nodiscard]] std::string note() const { return said(*dialog, "note"); }
+    /// Whether it closes when that is entered.
+    [[nodiscard]] bool takes(const QString& text) {
+        typeAndEnter(field(), text);
+        return closed();
     }
     [[nodiscard]] bool closed() {
         bench.refresh();
@@ -69,23 +58,11 @@ struct Asked {
 TEST(ChangeLinkDialog, takesExactlyOneLink) {
     QGuiApplication::clipboard()->clear();
     Asked<ChangeLinkDialog> asked(1_id);
-    EXPECT_EQ(
-        asked.text("explanation"),
-        "Paste a fresh link to the same file. What's downloaded stays; if it turns out to be a different "
-        "file, the download stops and says so.");
-    const std::vector<std::pair<const char*, std::string>> refused = {
-        {"nonsense", "There's no web link in that."},
-        {"ftp://a.example/1", "There's no web link in that."},
-        {"http://a.example/part[1-3].zip", "That's 3 links. Give just one."}};
-    for (const auto& [typed, note] : refused) {
-        asked.type(typed);
-        EXPECT_EQ(asked.text("note"), note) << typed;
-        QTest::keyClick(&asked.field(), Qt::Key_Return);
-        EXPECT_FALSE(asked.closed()) << typed;
+    for (const char* const refused : {"nonsense", "ftp://a.example/1", "http://a.example/part[1-3].zip"}) {
+        EXPECT_FALSE(asked.takes(refused)) << refused;
+        EXPECT_NE(asked.note(), "") << refused;
     }
-    asked.type("see <http://b.example/fresh>");
-    QTest::keyClick(&asked.field(), Qt::Key_Return);
-    EXPECT_TRUE(asked.closed());
+    EXPECT_TRUE(asked.takes("see <http://b.example/fresh>"));
     EXPECT_EQ(asked.bench.engine.record(1_id).url.absoluteString(), "http://b.example/fresh");
 }
 
@@ -107,27 +84,16 @@ TEST(ChangeLinkDialog, closesOnceThereIsNothingToChange) {
     Asked<ChangeLinkDialog> removed(1_id);
     removed.bench.engine.manager->remove(1_id);
     EXPECT_TRUE(removed.closed());
-    Asked<ChangeLinkDialog> finished(2_id);
-    EXPECT_TRUE(finished.closed());
+    EXPECT_TRUE(Asked<ChangeLinkDialog>(2_id).closed());
 }
 
 TEST(ChecksumDialog, recognisesWhatIsPasted) {
     Asked<ChecksumDialog> asked(1_id);
-    asked.type("abc");
-    EXPECT_EQ(asked.text("note"), unknown);
-    QTest::keyClick(&asked.field(), Qt::Key_Return);
-    EXPECT_FALSE(asked.closed());
-    asked.type(QString("SHA1 (file) = ") + sha1);
-    EXPECT_EQ(asked.text("note"), "This is a SHA-1. Checked once every byte is in.");
-    QTest::keyClick(&asked.field(), Qt::Key_Return);
-    EXPECT_TRUE(asked.closed());
+    EXPECT_FALSE(asked.takes("abc"));
+    EXPECT_TRUE(asked.takes(QString("SHA1 (file) = ") + sha1));
     EXPECT_EQ(asked.bench.engine.record(1_id).checksum->hex, sha1);
-
-    auto* again = new ChecksumDialog(asked.bench.context, 1_id);
-    asked.dialog = again;
-    again->show();
-    EXPECT_EQ(asked.text("note"), "Checked once every byte is in.");
-    QTest::mouseClick(again->findChild<QPushButton*>("take-away"), Qt::LeftButton);
+    asked.show(1_id);
+    click(*asked.dialog, "take-away");
     EXPECT_TRUE(asked.closed());
     EXPECT_FALSE(asked.bench.engine.record(1_id).checksum);
 }
@@ -135,18 +101,16 @@ TEST(ChecksumDialog, recognisesWhatIsPasted) {
 TEST(ChecksumDialog, tellsHowTheCheckOfAFinishedFileEnds) {
     Asked<ChecksumDialog> asked(2_id);
     (void)asked.bench.engine.files->create(URL::file("/downloads/2"), 0);
-    asked.type(sha1);
-    QTest::keyClick(&asked.field(), Qt::Key_Return);
-    EXPECT_EQ(asked.text("note"), "Checking the finished file.");
-    asked.bench.engine.scheduler.runFor(60);
-    EXPECT_FALSE(asked.closed());
-    EXPECT_EQ(asked.text("note"), "The file's SHA-1 matches.");
-    asked.type(QString(sha1).replace('d', 'e'));
-    QTest::keyClick(&asked.field(), Qt::Key_Return);
-    asked.bench.engine.scheduler.runFor(60);
-    EXPECT_FALSE(asked.closed());
-    EXPECT_TRUE(asked.text("note").starts_with("Its SHA-1 doesn't match the one given"))
-        << asked.text("note");
+    const std::pair<QString, std::string> rows[] = {
+        {sha1, "The file's SHA-1 matches."},
+        {QString(sha1).replace('d', 'e'), "Its SHA-1 doesn't match the one given"},
+    };
+    for (const auto& [checksum, outcome] : rows) {
+        EXPECT_FALSE(asked.takes(checksum));
+        asked.bench.engine.scheduler.runFor(60);
+        EXPECT_FALSE(asked.closed());
+        EXPECT_TRUE(asked.note().starts_with(outcome)) << asked.note();
+    }
     asked.bench.engine.manager->remove(2_id);
     EXPECT_TRUE(asked.closed());
 }

@@ -9,28 +9,19 @@
 #include "Support/TemporaryFolder.h"
 #include "Support/Windows/Widgets.h"
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QClipboard>
-#include <QDialogButtonBox>
 #include <QDir>
-#include <QFile>
-#include <QLabel>
 #include <QPalette>
-#include <QPlainTextEdit>
 #include <QStandardItemModel>
-#include <QTest>
 #include <QTextBrowser>
 #include <QTreeView>
 
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-
-#include <memory>
 
 namespace tessivar {
 
 namespace {
+
+using namespace fluvane::support;
 
 constexpr auto note = "Fluvane ended unexpectedly on 2026-03-01 at 9:30; your downloads carry on.\n"
                       "The report below tells where in the program it ended.\n\n"
@@ -47,17 +38,6 @@ QColor inkOf(const QIcon& icon, QIcon::Mode mode = QIcon::Normal) {
     return ink;
 }
 
-template <class Type>
-Type* child(QWidget& window, const char* name) {
-    return window.findChild<Type*>(name);
-}
-
-/// Answers the dialog for saving as a person does.
-void saveTo(CrashNoteWindow& window, const QString& file) {
-    child<QAbstractButton>(window, "save")->click();
-    fluvane::support::chooseFile(child<QFileDialog>(window, "save-report"), file);
-}
-
 } // namespace
 
 TEST(Icons, TakeTheColoursOfTheMoment) {
@@ -68,19 +48,16 @@ TEST(Icons, TakeTheColoursOfTheMoment) {
         EXPECT_GT(inkOf(icon(file.chopped(4))).alpha(), 150) << file.toStdString();
     }
     const auto pause = icon("pause");
-    for (const QColor text : {QColor(0x20, 0x20, 0x20), QColor(0xee, 0xee, 0xee)}) {
-        QPalette palette;
-        palette.setColor(QPalette::Active, QPalette::WindowText, text);
-        palette.setColor(QPalette::Disabled, QPalette::WindowText, Qt::gray);
-        palette.setColor(QPalette::Active, QPalette::HighlightedText, Qt::yellow);
-        QApplication::setPalette(palette);
-        EXPECT_EQ(inkOf(pause).rgb(), text.rgb());
-        EXPECT_EQ(inkOf(pause, QIcon::Disabled).rgb(), QColor(Qt::gray).rgb());
-        EXPECT_EQ(inkOf(pause, QIcon::Selected).rgb(), QColor(Qt::yellow).rgb());
-        EXPECT_EQ(inkOf(icon("pause", Qt::red)).rgb(), QColor(Qt::red).rgb());
-    }
+    QPalette palette;
+    palette.setColor(QPalette::Active, QPalette::WindowText, Qt::blue);
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, Qt::gray);
+    palette.setColor(QPalette::Active, QPalette::HighlightedText, Qt::yellow);
+    QApplication::setPalette(palette);
+    EXPECT_EQ(inkOf(pause).rgb(), QColor(Qt::blue).rgb());
+    EXPECT_EQ(inkOf(pause, QIcon::Disabled).rgb(), QColor(Qt::gray).rgb());
+    EXPECT_EQ(inkOf(pause, QIcon::Selected).rgb(), QColor(Qt::yellow).rgb());
+    EXPECT_EQ(inkOf(icon("pause", Qt::red)).rgb(), QColor(Qt::red).rgb());
     QApplication::setPalette(QPalette());
-    EXPECT_EQ(pause.pixmap(QSize(16, 16), 2).size(), QSize(32, 32));
 }
 
 TEST(ScreenState, TellsNamesAsTheyAreAndRowsOnce) {
@@ -103,11 +80,10 @@ TEST(ScreenState, TellsNamesAsTheyAreAndRowsOnce) {
 
 TEST(WhatsNewWindow, ShowsReleasesAsTheyAreWritten) {
     WhatsNewWindow window(
-        "Fluvane 1.2.0 (2026-03-01)\n- Links of <b>any</b> kind.\n- More.\n\nFluvane 1.1.0\n- Less.\n");
-    EXPECT_EQ(child<QTextBrowser>(window, "text")->toPlainText(),
-              "Fluvane 1.2.0 (2026-03-01)\nLinks of <b>any</b> kind.\nMore.\nFluvane 1.1.0\nLess.");
-    window.show();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+        "Fluvane 1.2.0 (2026-03-01)\n- Links of <b>any</b> kind.\n\nFluvane 1.1.0\n- Less.\n");
+    EXPECT_EQ(part<QTextBrowser>(window, "text").toPlainText(),
+              "Fluvane 1.2.0 (2026-03-01)\nLinks of <b>any</b> kind.\nFluvane 1.1.0\nLess.");
+    activate(window);
     QTest::keyClick(&window, Qt::Key_Escape);
     EXPECT_FALSE(window.isVisible());
 }
@@ -115,36 +91,32 @@ TEST(WhatsNewWindow, ShowsReleasesAsTheyAreWritten) {
 TEST(CrashNoteWindow, FoldsTheReportAndHandsItOut) {
     CrashNoteWindow window(note);
     window.show();
-    auto* const report = child<QPlainTextEdit>(window, "report");
-    EXPECT_EQ(
-        child<QLabel>(window, "happened")->text(),
-        "Fluvane ended unexpectedly on 2026-03-01 at 9:30; your downloads carry on. The report below tells "
-        "where in the program it ended.");
-    EXPECT_FALSE(report->isVisible());
-    const int folded = window.height();
-    QTest::keyClick(child<QAbstractButton>(window, "fold"), Qt::Key_Space);
-    EXPECT_TRUE(report->isVisible());
-    EXPECT_GT(window.height(), folded);
-    EXPECT_TRUE(report->toPlainText().startsWith("Fluvane 1.2.0 (crash)\n"));
-    EXPECT_TRUE(report->toPlainText().endsWith("+0x1\n"));
+    const auto& report = part<QPlainTextEdit>(window, "report");
+    EXPECT_TRUE(said(window, "happened").ends_with(" tells where in the program it ended."));
+    EXPECT_FALSE(report.isVisible());
+    QTest::keyClick(&part<QAbstractButton>(window, "fold"), Qt::Key_Space);
+    EXPECT_TRUE(report.isVisible());
+    EXPECT_TRUE(report.toPlainText().startsWith("Fluvane 1.2.0 (crash)\n"));
+    EXPECT_TRUE(report.toPlainText().endsWith("+0x1\n"));
 
-    child<QAbstractButton>(window, "copy")->click();
-    EXPECT_EQ(QGuiApplication::clipboard()->text(), report->toPlainText());
+    click(window, "copy");
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), report.toPlainText());
 
-    const fluvane::support::TemporaryFolder folder;
-    const auto path = QString::fromStdString((folder / "report.txt").string());
-    saveTo(window, path);
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QString::fromUtf8(file.readAll()), report->toPlainText());
-    EXPECT_EQ(child<QLabel>(window, "outcome")->text(), "Saved as " + path + ".");
-    saveTo(window, path + "/below");
-    EXPECT_TRUE(child<QLabel>(window, "outcome")->text().startsWith("Couldn't save " + path + "/below: "));
+    const TemporaryFolder folder;
+    const auto path = folder / "report.txt";
+    const auto saveTo = [&](const std::filesystem::path& file) {
+        click(window, "save");
+        chooseFile(&part<QFileDialog>(window, "save-report"), file.c_str());
+        deleteClosed();
+    };
+    saveTo(path);
+    EXPECT_EQ(readFile(path), report.toPlainText().toStdString());
+    saveTo(path / "below");
+    EXPECT_TRUE(said(window, "outcome").starts_with("Couldn't save "));
 
     window.setNote("No crash or hang has been noted.");
-    EXPECT_FALSE(child<QAbstractButton>(window, "fold")->isVisible());
-    EXPECT_FALSE(child<QAbstractButton>(window, "copy")->isVisible());
-    EXPECT_FALSE(report->isVisible());
+    EXPECT_EQ(said(window, "fold") + said(window, "copy"), "");
+    EXPECT_FALSE(report.isVisible());
 }
 
 } // namespace tessivar

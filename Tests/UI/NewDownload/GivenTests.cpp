@@ -14,8 +14,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-
 namespace fluvane::support {
 
 using namespace testing;
@@ -41,49 +39,45 @@ TEST(DroppedData, holdsLinksInTheFormatsOfBrowsersAndFileManagers) {
     const TemporaryFolder folder;
     writeFile(folder / "www.trap.example", "http://file.example/[1-2]");
     const QByteArray file = ("file://" + (folder / "www.trap.example").string()).c_str();
-    struct Case {
+    using Formats = std::vector<std::pair<const char*, QByteArray>>;
+    const char* const plain = "text/plain";
+    const char* const list = "text/uri-list";
+    const char* const html = "text/html";
+    const struct {
         const char* name;
-        std::function<void(QMimeData&)> fill;
+        Formats formats;
         std::vector<std::string> links;
-    };
-    const std::vector<Case> cases = {
+    } cases[] = {
         {"text",
-         [](auto& data) { data.setText("see http://a.example/[1-2].zip"); },
+         {{plain, "see http://a.example/[1-2].zip"}},
          {"http://a.example/1.zip", "http://a.example/2.zip"}},
         {"a dragged link keeps its escapes",
-         [](auto& data) { data.setData("text/uri-list", "# one\r\nhttp://a.example/a%2Fb\r\n"); },
+         {{list, "# one\r\nhttp://a.example/a%2Fb\r\n"}},
          {"http://a.example/a%2Fb"}},
         {"a link and its title",
-         [](auto& data) {
-             data.setUrls({QUrl("http://a.example/a")});
-             data.setText("http://a.example/a");
-             data.setHtml("<a href='http://a.example/a'>www.title.example/b</a>");
-         },
+         {{list, "http://a.example/a"},
+          {plain, "http://a.example/a"},
+          {html, "<a href='http://a.example/a'>www.title.example/b</a>"}},
          {"http://a.example/a"}},
         {"only a browser's own format",
-         [](auto& data) { data.setData("text/x-moz-url", utf16(u"http://a.example/a\nTitle")); },
+         {{"text/x-moz-url", utf16(u"http://a.example/a\nTitle")}},
          {"http://a.example/a"}},
         {"a file whose path is repeated as text",
-         [&](auto& data) {
-             data.setData("text/uri-list", file + "\r\n");
-             data.setText(file);
-         },
+         {{list, file + "\r\n"}, {plain, file}},
          {"http://file.example/1", "http://file.example/2"}},
         {"a piece of a page",
-         [](auto& data) {
-             data.setText("Get it here");
-             data.setHtml("<html xmlns='http://www.w3.org/x'><a class=b HREF=\"http://a.example/a?b&amp;c\">"
-                          "<img src='http://a.example/thumbnail.png'>Get it</a> here</html>");
-         },
+         {{plain, "Get it here"},
+          {html, "<html xmlns='http://www.w3.org/x'><a class=b HREF=\"http://a.example/a?b&amp;c\">"
+                 "<img src='http://a.example/thumbnail.png'>Get it</a> here</html>"}},
          {"http://a.example/a?b&c"}},
-        {"a picture",
-         [](auto& data) { data.setHtml("<img alt='' src=http://a.example/a.png>"); },
-         {"http://a.example/a.png"}},
-        {"a folder", [&](auto& data) { data.setUrls({QUrl::fromLocalFile("/")}); }, {}},
+        {"a picture", {{html, "<img alt='' src=http://a.example/a.png>"}}, {"http://a.example/a.png"}},
+        {"a folder", {{list, "file:///"}}, {}},
     };
-    for (const auto& [name, fill, links] : cases) {
+    for (const auto& [name, formats, links] : cases) {
         QMimeData data;
-        fill(data);
+        for (const auto& [format, content] : formats) {
+            data.setData(format, content);
+        }
         EXPECT_TRUE(mayHoldLinks(data)) << name;
         EXPECT_EQ(texts(linksIn(data)), links) << name;
     }

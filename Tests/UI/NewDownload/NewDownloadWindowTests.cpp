@@ -3,22 +3,9 @@
 
 #include "Fluvane/UI/NewDownload/FolderChoice.h"
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
-#include "Support/Numbers.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
-
-#include <QAction>
-#include <QClipboard>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListView>
-#include <QMimeData>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QTest>
-
-#include <gmock/gmock.h>
 
 namespace fluvane::support {
 
@@ -31,40 +18,40 @@ protected:
     NewDownloadTest() {
         QGuiApplication::clipboard()->clear();
         bench.engine.manager->start();
-        window.show();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+        activate(window);
     }
-
-    template <class Widget>
-    Widget& find(const char* name) {
-        return *window.findChild<Widget*>(name);
-    }
-    QString text() { return find<QPlainTextEdit>("links").toPlainText(); }
-    QString button() { return find<QPushButton>("download").text(); }
+    QString text() { return edit.toPlainText(); }
     std::string rows() {
         std::string names;
-        const auto* const model = find<QListView>("found-links").model();
-        for (int i = 0; i < model->rowCount(); ++i) {
-            names += (i ? " " : "") + model->index(i, 0).data().toString().toStdString();
+        const auto& model = *list.model();
+        for (int i = 0; i < model.rowCount(); ++i) {
+            names += (i ? " " : "") + model.index(i, 0).data().toString().toStdString();
         }
         return names;
     }
-    [[nodiscard]] testing::AssertionResult shows(const std::string& wanted) {
-        return QTest::qWaitFor([&] { return rows() == wanted && find<QPushButton>("download").isEnabled(); })
-                   ? AssertionSuccess()
-                   : AssertionFailure() << rows();
+    [[nodiscard]] AssertionResult shows(const std::string& wanted) {
+        const bool is = QTest::qWaitFor([&] { return rows() == wanted && download.isEnabled(); });
+        return is ? AssertionSuccess() : AssertionFailure() << rows();
     }
-    void type(const QString& typed) { QTest::keyClicks(&find<QPlainTextEdit>("links"), typed); }
-    void press(Qt::Key key, Qt::KeyboardModifiers with = {}) {
-        QTest::keyClick(&find<QPlainTextEdit>("links"), key, with);
-    }
+    void type(const QString& typed) { QTest::keyClicks(&edit, typed); }
+    void press(Qt::Key key, Qt::KeyboardModifiers with = {}) { QTest::keyClick(&edit, key, with); }
     static void copy(const QString& copied) { QGuiApplication::clipboard()->setText(copied); }
+    /// The links on the clipboard, of which there is "a", are in the text.
+    void takeFromClipboard() {
+        copy("http://a.example/a");
+        window.offerClipboard();
+        ASSERT_TRUE(shows("a"));
+    }
     [[nodiscard]] std::size_t downloads() const { return bench.engine.manager->downloads().size(); }
 
     TemporaryFolder folder;
     WindowBench bench;
     RecentFolders recent{folder / "recent.json"};
     NewDownloadWindow window{bench.context, recent};
+    QPlainTextEdit& edit = part<QPlainTextEdit>(window, "links");
+    QListView& list = part<QListView>(window, "found-links");
+    QPushButton& download = part<QPushButton>(window, "download");
+    QPushButton& offer = part<QPushButton>(window, "add-clipboard");
 };
 
 } // namespace
@@ -72,11 +59,9 @@ protected:
 TEST_F(NewDownloadTest, downloadsWhatIsTypedOnceTheUserSaysSo) {
     type("see http://a.example/part[1-3].zip");
     ASSERT_TRUE(shows("part1.zip part2.zip part3.zip"));
-    EXPECT_EQ(button(), "&Download 3 Files");
-    auto& list = find<QListView>("found-links");
     list.setCurrentIndex(list.model()->index(1, 0));
     QTest::keyClick(&list, Qt::Key_Space);
-    EXPECT_EQ(button(), "&Download 2 Files");
+    EXPECT_EQ(download.text(), "&Download 2 Files");
     EXPECT_EQ(downloads(), 0U);
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_EQ(downloads(), 2U);
@@ -108,43 +93,34 @@ TEST_F(NewDownloadTest, keepsWhatWasTypedWhenItIsClosed) {
 }
 
 TEST_F(NewDownloadTest, takesTheClipboardIntoAnEmptyTextOnly) {
-    copy("http://a.example/a");
-    window.offerClipboard();
-    ASSERT_TRUE(shows("a"));
-    EXPECT_EQ(find<QPlainTextEdit>("links").textCursor().selectedText(), "http://a.example/a");
+    takeFromClipboard();
     type("http://a.example/typed");
     ASSERT_TRUE(shows("typed")) << "Typing replaces what was taken.";
     copy("http://a.example/c http://a.example/typed");
     window.offerClipboard();
-    auto& add = find<QPushButton>("add-clipboard");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return add.isVisible(); }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return offer.isVisible(); }));
     EXPECT_EQ(text(), "http://a.example/typed");
-    QTest::mouseClick(&add, Qt::LeftButton);
+    QTest::mouseClick(&offer, Qt::LeftButton);
     EXPECT_TRUE(shows("typed c"));
-    EXPECT_FALSE(add.isVisible());
+    EXPECT_FALSE(offer.isVisible());
 }
 
 TEST_F(NewDownloadTest, forgetsClipboardLinksThatWereOnlyLookedAt) {
-    copy("http://a.example/a");
-    window.offerClipboard();
-    ASSERT_TRUE(shows("a"));
+    takeFromClipboard();
     press(Qt::Key_Escape);
     EXPECT_EQ(text(), "");
     window.show();
     window.offerClipboard();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return find<QPushButton>("add-clipboard").isVisible(); }))
+    EXPECT_TRUE(QTest::qWaitFor([&] { return offer.isVisible(); }))
         << "Declined once, they are only offered.";
     EXPECT_EQ(text(), "");
 }
 
 TEST_F(NewDownloadTest, keepsClipboardLinksThatSomethingWasChosenFor) {
-    copy("http://a.example/a");
-    window.offerClipboard();
-    ASSERT_TRUE(shows("a"));
-    find<FolderChoice>("folder").setFolder(URL::folder("/elsewhere"));
+    takeFromClipboard();
+    part<FolderChoice>(window, "folder").setFolder(URL::folder("/elsewhere"));
     press(Qt::Key_Escape);
-    window.show();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    activate(window);
     ASSERT_TRUE(shows("a"));
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_TRUE(QTest::qWaitFor([&] { return downloads() == 1; })) << "once the text is read";
@@ -157,7 +133,7 @@ TEST_F(NewDownloadTest, takesTheLinksOfDroppedFilesAndPastedPages) {
     file.setUrls({QUrl::fromLocalFile((folder / "list.txt").c_str())});
     drop(window, file);
     ASSERT_TRUE(shows("1 2"));
-    EXPECT_FALSE(find<QPlainTextEdit>("links").viewport()->acceptDrops()) << "A drop could break a link.";
+    EXPECT_FALSE(edit.viewport()->acceptDrops()) << "A drop could break a link.";
     auto* const page = new QMimeData;
     page->setHtml("<a href='http://a.example/3'>three</a>");
     page->setText(" three");
@@ -170,33 +146,26 @@ TEST_F(NewDownloadTest, takesTheLinksOfDroppedFilesAndPastedPages) {
 TEST_F(NewDownloadTest, remembersAChosenFolder) {
     type("http://a.example/a");
     ASSERT_TRUE(shows("a"));
-    for (auto* const action : window.actions()) {
-        if (action->text() == "Choose Folder…") {
-            action->trigger();
-        }
-    }
+    const auto actions = window.actions();
+    (*std::ranges::find(actions, "Choose Folder…", &QAction::text))->trigger();
     chooseFile(window.findChild<QFileDialog*>(), folder.path().c_str());
-    EXPECT_EQ(find<QLabel>("destination").text().toStdString(), "It goes to " + folder.path().string() + ".");
     press(Qt::Key_Return, Qt::ControlModifier);
     ASSERT_EQ(downloads(), 1U);
     EXPECT_EQ(bench.engine.record(1_id).folder, URL::folder(folder.path().string()));
     EXPECT_THAT(recent.folders(), ElementsAre(URL::folder(folder.path().string())));
-    EXPECT_FALSE(find<FolderChoice>("folder").folder()) << "The next download goes where the settings say.";
+    EXPECT_FALSE(part<FolderChoice>(window, "folder").folder()) << "The next one goes by the settings.";
 }
 
 TEST_F(NewDownloadTest, takesTheReferrerOfAPageAndObjectsToWhatIsNone) {
     window.fill({link("http://a.example/a")}, link("https://page.example/"));
     ASSERT_TRUE(shows("a"));
-    auto& referrer = find<QLineEdit>("referrer");
+    auto& referrer = part<QLineEdit>(window, "referrer");
     EXPECT_TRUE(referrer.isVisible());
     referrer.setText("page");
-    EXPECT_FALSE(find<QPushButton>("download").isEnabled());
-    EXPECT_NE(find<QLabel>("objection").text(), "");
+    EXPECT_FALSE(download.isEnabled());
+    EXPECT_NE(said(window, "objection"), "");
     referrer.setText("https://page.example/b");
-    auto& checksum = find<QLineEdit>("checksum");
-    QTest::keyClicks(&checksum, "d41d8cd98f00b204e9800998ecf8427e");
-    EXPECT_EQ(find<QLabel>("algorithm").text(), "MD5");
-    QTest::keyClick(&checksum, Qt::Key_Return);
+    typeAndEnter(part<QLineEdit>(window, "checksum"), "d41d8cd98f00b204e9800998ecf8427e");
     ASSERT_EQ(downloads(), 1U);
     EXPECT_EQ(bench.engine.record(1_id).referrer, link("https://page.example/b"));
     EXPECT_TRUE(bench.engine.record(1_id).checksum);

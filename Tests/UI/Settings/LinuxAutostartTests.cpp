@@ -21,21 +21,18 @@ using testing::HasSubstr;
 
 class LinuxAutostartTest : public testing::Test {
 protected:
-    LinuxAutostartTest() { tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"}; }
+    static void SetUpTestSuite() {
+        tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"};
+    }
     TemporaryFolder folder;
     std::filesystem::path file = folder / "autostart/org.fluvane.Fluvane.desktop";
+    LinuxAutostart autostart{folder / "autostart", "/opt/my $apps\\100%/\"fluvane\""};
 };
 
 TEST_F(LinuxAutostartTest, isOnWhereTheDesktopWouldOpenIt) {
     std::filesystem::create_directory(folder / "autostart");
-    const LinuxAutostart autostart(folder / "autostart", "/usr/bin/fluvane");
     EXPECT_FALSE(autostart.isOn());
-    struct Row {
-        const char* text;
-        bool on;
-    };
-    const std::vector<Row> rows = {
-        {"[Desktop Entry]\nExec=fluvane\n", true},
+    const std::vector<std::pair<const char*, bool>> rows = {
         {"# none\n[Desktop Entry]\r\nExec = x\r\nHidden = false\r\n", true},
         {"[Desktop Entry]\nExec=x\nHidden=true\n", false},
         {"[Desktop Entry]\nExec=x\nX-GNOME-Autostart-enabled=false\n", false},
@@ -43,14 +40,13 @@ TEST_F(LinuxAutostartTest, isOnWhereTheDesktopWouldOpenIt) {
         {"[Desktop Entry]\nName=x\n", false},
         {"", false},
     };
-    for (const auto& row : rows) {
-        writeFile(file, row.text);
-        EXPECT_EQ(autostart.isOn(), row.on) << row.text;
+    for (const auto& [text, on] : rows) {
+        writeFile(file, text);
+        EXPECT_EQ(autostart.isOn(), on) << text;
     }
 }
 
 TEST_F(LinuxAutostartTest, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
-    LinuxAutostart autostart(folder / "autostart", "/opt/my $apps\\100%/\"fluvane\"");
     autostart.set(true);
     EXPECT_TRUE(autostart.isOn());
     EXPECT_THAT(readFile(file),
@@ -63,13 +59,8 @@ TEST_F(LinuxAutostartTest, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
 
 TEST_F(LinuxAutostartTest, saysWhyItCannotBeSwitched) {
     writeFile(folder / "autostart", "in the way");
-    LinuxAutostart autostart(folder / "autostart", "/usr/bin/fluvane");
-    try {
-        autostart.set(true);
-        ADD_FAILURE() << "nothing was said";
-    } catch (const std::runtime_error& error) {
-        EXPECT_STREQ(error.what(), "Couldn't open Fluvane at login: Not a directory.");
-    }
+    EXPECT_THAT([&] { autostart.set(true); }, testing::ThrowsMessage<std::runtime_error>(
+                                                  "Couldn't open Fluvane at login: Not a directory."));
     EXPECT_FALSE(autostart.isOn());
     EXPECT_NO_THROW(autostart.set(false));
 }

@@ -6,14 +6,6 @@
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
-#include <QCheckBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
-
-#include <gtest/gtest.h>
-
 #include <functional>
 
 namespace fluvane::support {
@@ -22,68 +14,59 @@ namespace {
 
 class WelcomeTest : public testing::Test {
 protected:
-    WelcomeTest() { window.show(); }
-    template <class Widget>
-    Widget& find(const char* name) {
-        return *window.findChild<Widget*>(name);
-    }
+    WelcomeTest() { activate(window); }
     /// By keyboard, as anything must work.
-    void toggle(const char* name) { QTest::keyClick(&find<QCheckBox>(name), Qt::Key_Space); }
+    static void toggle(QCheckBox& box) { QTest::keyClick(&box, Qt::Key_Space); }
 
     WindowBench bench;
     FakeAutostart autostart;
     WelcomeWindow window{bench.context, autostart};
+    QCheckBox& waits = part<QCheckBox>(window, "wait-on-hotspots");
+    QCheckBox& opens = part<QCheckBox>(window, "open-at-login");
 };
 
 } // namespace
 
 TEST_F(WelcomeTest, appliesEveryChoiceAtOnce) {
-    toggle("wait-on-hotspots");
+    toggle(waits);
     EXPECT_FALSE(bench.settings.config().waitOnHotspots);
-    toggle("open-at-login");
+    toggle(opens);
     EXPECT_TRUE(autostart.on);
-    find<QPushButton>("choose-folder").click();
+    click(window, "choose-folder");
     chooseFile(window.findChild<QFileDialog*>(), "/elsewhere");
     EXPECT_EQ(bench.settings.config().folder, "/elsewhere");
-    EXPECT_EQ(find<QLineEdit>("folder").text(), "/elsewhere");
     EXPECT_FALSE(bench.settings.config().hasCompletedOnboarding);
+    bench.settings.update({}); // changed elsewhere
+    EXPECT_TRUE(waits.isChecked());
 }
 
 TEST_F(WelcomeTest, saysWhatCannotBeSavedAndShowsWhatIsInForce) {
     autostart.failure = "The folder can't be written.";
-    toggle("open-at-login");
-    EXPECT_EQ(find<QLabel>("problem").text().toStdString(), autostart.failure);
-    EXPECT_FALSE(find<QCheckBox>("open-at-login").isChecked());
+    toggle(opens);
+    EXPECT_EQ(said(window, "problem"), autostart.failure);
+    EXPECT_FALSE(opens.isChecked());
     bench.settings.failure = "The settings can't be saved.";
-    toggle("wait-on-hotspots");
-    EXPECT_EQ(find<QLabel>("problem").text(), "The settings can't be saved.");
-    EXPECT_TRUE(find<QCheckBox>("wait-on-hotspots").isChecked());
+    toggle(waits);
+    EXPECT_EQ(said(window, "problem"), bench.settings.failure);
+    EXPECT_TRUE(waits.isChecked());
     bench.settings.failure.clear();
-    toggle("wait-on-hotspots");
-    EXPECT_EQ(find<QLabel>("problem").text(), "");
+    toggle(waits);
+    EXPECT_EQ(said(window, "problem"), "");
 }
 
 TEST_F(WelcomeTest, isOverHoweverItIsClosed) {
     const std::vector<std::pair<const char*, std::function<void()>>> ways = {
-        {"button", [&] { find<QPushButton>("start").click(); }},
+        {"button", [&] { click(window, "start"); }},
         {"escape", [&] { QTest::keyClick(&window, Qt::Key_Escape); }},
         {"title bar", [&] { window.close(); }},
     };
     for (const auto& [name, close] : ways) {
         bench.settings.update({});
-        window.show();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+        activate(window);
         close();
         EXPECT_FALSE(window.isVisible()) << name;
         EXPECT_TRUE(bench.settings.config().hasCompletedOnboarding) << name;
     }
-}
-
-TEST_F(WelcomeTest, followsSettingsChangedElsewhere) {
-    Config config = bench.settings.config();
-    config.waitOnHotspots = false;
-    bench.settings.update(config);
-    EXPECT_FALSE(find<QCheckBox>("wait-on-hotspots").isChecked());
 }
 
 } // namespace fluvane::support
