@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <initializer_list>
 #include <iostream>
 #include <iterator>
 #include <map>
@@ -21,16 +22,24 @@ using fluvane::CommandEntry;
 using Place = CommandEntry::Place;
 using Kind = Place::Kind;
 
+std::string joined(std::initializer_list<std::string_view> parts) {
+    std::string text;
+    for (const auto part : parts) {
+        text += part;
+    }
+    return text;
+}
+
 /// Commands that have the same at the same place after their name.
 struct Shared {
     std::size_t position; ///< From 0.
     Place place;
     std::vector<std::string> commands;
 
-    [[nodiscard]] std::string joined(std::string_view before, std::string_view between) const {
+    [[nodiscard]] std::string names(std::string_view between) const {
         std::string text;
         for (const auto& command : commands) {
-            text += (text.empty() ? "" : std::string(between)) + std::string(before) + command;
+            text += joined({text.empty() ? "" : between, command});
         }
         return text;
     }
@@ -152,8 +161,8 @@ std::string bashPlaces() {
     for (const auto& shared : sharedPlaces()) {
         if (shared.place.kind != Kind::text) {
             const auto position = ":" + std::to_string(shared.position + 2);
-            text += "    " + replaced(shared.joined("", "|"), "|", position + " | ") + position + ") " +
-                    bashOffer(shared.place) + " ;;\n";
+            text += joined(
+                {"    ", shared.names(position + " | "), position, ") ", bashOffer(shared.place), " ;;\n"});
         }
     }
     return text;
@@ -167,7 +176,7 @@ std::string zshCommands() {
         auto brief = briefOf(command);
         brief[0] = static_cast<char>(brief[0] - 'A' + 'a');
         const std::string quote = brief.find('\'') == std::string::npos ? "'" : "\"";
-        text += "        " + quote + std::string(command.name) + ":" + brief + quote + "\n";
+        text += joined({"        ", quote, command.name, ":", brief, quote, "\n"});
     }
     return text;
 }
@@ -250,7 +259,7 @@ std::string fishPlaces() {
     std::string text;
     for (const auto& shared : sharedPlaces()) {
         const auto where = "complete -c fluvane -n \"__fluvane_at " + std::to_string(shared.position) + " " +
-                           shared.joined("", " ") + "\" ";
+                           shared.names(" ") + "\" ";
         if (shared.place.kind == Kind::numberOrAll) {
             text += where + "-a all -d \"Every download\"\n";
         }
