@@ -5,7 +5,6 @@
 the commands that the program knows."""
 
 import configparser
-import gzip
 import os
 import re
 import shlex
@@ -87,12 +86,6 @@ class Shipped(Installed):
         icon = desktop["Desktop Entry"]["Icon"]
         for place in (f"scalable/apps/{icon}.svg", f"symbolic/apps/{icon}-symbolic.svg"):
             self.assertTrue((self.share / "icons/hicolor" / place).exists(), place)
-
-    def test_the_manual_tells_of_every_command_and_no_other(self):
-        text = gzip.open(self.share / "man/man1/fluvane.1.gz", "rt", encoding="utf-8").read()
-        section = text.split(".SH COMMANDS")[1].split(".SH OPTIONS")[0].replace("\\-", "-")
-        told = re.findall(r"^\.TP\n\.[A-Z]+ \"?([a-z-]+)", section, re.MULTILINE)
-        self.assertEqual(sorted(told), self.commands)
 
     def test_the_file_managers_script_hands_over_what_is_selected(self):
         """With the program and what tells of the selection played by scripts."""
