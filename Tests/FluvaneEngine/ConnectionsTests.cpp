@@ -9,10 +9,7 @@
 namespace fluvane::support {
 namespace {
 
-using testing::AnyOf;
 using testing::Contains;
-using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 class ConnectionsTest : public testing::Test {
@@ -37,31 +34,16 @@ TEST_F(ConnectionsTest, DoublesWhileThatIsFaster) {
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
 }
 
-TEST_F(ConnectionsTest, GoesBackWhenAStepIsNotFaster) {
-    server.bytesPerSecondInAll = 4'300'000;
-    engine.add("http://a.example/f");
-    engine.scheduler.runFor(20);
-    EXPECT_EQ(connections(), 4);
-    EXPECT_THAT(
-        engine.log.lines,
-        Contains("downloads: download 1: 8 connections weren't faster (4.3 MB/s against 4 MB/s with 4), "
-                 "back to 4"));
-}
-
 TEST_F(ConnectionsTest, GoesBackWhenAStepCostsTheOthers) {
     server.bytesPerSecond = 10'000'000;
     server.bytesPerSecondInAll = 8'000'000;
-    engine.config.connections = 2;
-    engine.manager->apply(engine.config);
     engine.add("http://a.example/f");
-    engine.scheduler.runFor(4);
-    engine.config.connections = 8;
-    engine.manager->apply(engine.config);
     engine.add("http://b.example/g");
     engine.scheduler.runFor(30);
-    EXPECT_THAT(engine.log.lines, Contains(HasSubstr("took speed from the other downloads")));
-    EXPECT_EQ(connections(1_id), 2);
-    EXPECT_EQ(connections(2_id), 2);
+    EXPECT_THAT(engine.log.lines,
+                Contains(testing::ContainsRegex("4 connections took speed from the other downloads "
+                                                "\\([^()]+ against [^()]+ with 2\\), back to 2")));
+    EXPECT_EQ(connections(1_id) + connections(2_id), 4);
 }
 
 TEST_F(ConnectionsTest, NeighboursThatComeAndGoNeitherStopGrowthNorSpareAStepItsJudgement) {

@@ -10,7 +10,6 @@ namespace fluvane::support {
 namespace {
 
 using testing::Contains;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr const char* webPage =
