@@ -25,10 +25,10 @@ void foldIn(Piece& piece, const Download::Active& active) {
 
 } // namespace
 
-void Download::Active::accept(const std::shared_ptr<PieceFile>& file, std::int64_t at, const Piece& piece) {
+void Download::Active::accept(const std::shared_ptr<PieceFile>& into, std::int64_t at, const Piece& piece) {
     offset = at;
     acceptedAt = at;
-    transfer->accept(file, at, piece.end);
+    transfer->accept(into, at, piece.end);
 }
 
 std::optional<std::int64_t> Download::Active::reached() const {

@@ -40,7 +40,7 @@ public:
         std::int64_t acceptedAt = 0; ///< The offset its byte counts are counted from.
 
         /// Lets the body flow into the file, from `at` to the piece's end.
-        void accept(const std::shared_ptr<PieceFile>& file, std::int64_t at, const Piece& piece);
+        void accept(const std::shared_ptr<PieceFile>& into, std::int64_t at, const Piece& piece);
         /// The offset it has written up to, reported or not; absent before the body flows.
         [[nodiscard]] std::optional<std::int64_t> reached() const;
     };
