@@ -25,6 +25,7 @@ from harness import Ended, end, programs, start, wait_for
 NOTIFICATIONS = "org.freedesktop.Notifications"
 FILE_MANAGER = "org.freedesktop.FileManager1"
 LOGIN = "org.freedesktop.login1"
+NETWORK = "org.freedesktop.NetworkManager"
 
 _BUS = """<busconfig><type>session</type><listen>{address}</listen><servicedir>{folder}/services</servicedir>
 <policy context="default"><allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/></policy></busconfig>"""
@@ -130,6 +131,10 @@ class Desk(Ended):
     def play_login(self):
         return self.start_service(LOGIN, *_mock("logind"))
 
+    def play_network(self, **properties):
+        return self.play(NETWORK, {}, properties={
+            "State": 70, "Metered": 0, "PrimaryConnectionType": "", "WirelessEnabled": True, **properties})
+
     def forge(self, path, interface, signal_name, signature, *arguments):
         """A service's signal, but of somebody else."""
         message = dbus.lowlevel.SignalMessage(path, interface, signal_name)
@@ -166,6 +171,19 @@ class Service:
 
     def emit(self, signal_name, signature, *arguments, interface=None):
         self.mock.EmitSignal(interface or self.name, signal_name, signature, dbus.Array(arguments, signature="v"))
+
+    def set(self, **properties):
+        """What is changed at once is told at once; numbers are unsigned."""
+        values = {name: dbus.UInt32(value) if type(value) is int else value for name, value in properties.items()}
+        self.mock.UpdateProperties(self.name, dbus.Dictionary(values, signature="sv"))
+
+    def prepare_for_sleep(self, sleep):
+        """The login manager's signal."""
+        self.emit("PrepareForSleep", "b", sleep, interface=LOGIN + ".Manager")
+
+    def locks(self):
+        """What the login manager granted, but for who holds it."""
+        return {tuple(lock[:4]) for lock in self.object.ListInhibitors(dbus_interface=LOGIN + ".Manager")}
 
     def hang(self):
         self.process.send_signal(signal.SIGSTOP)

@@ -141,6 +141,21 @@ class Desktop(EndToEnd):
         self.application.up(self.application.spawn("--action", "pause-all"))
         wait_for(lambda: self.application.state(number) == "paused", "it is paused")
 
+    def test_sleep_and_the_network_reach_the_downloads(self):
+        login, network = self.desk.play_login(), self.desk.play_network()
+        self.server.make_file("a.bin", 400 * MB)
+        number = self.application.start().add(self.server.link("/a.bin"))
+        self.application.downloaded(number, 12 * MB)
+        reached = self.application.download(number)["downloaded"]
+        login.prepare_for_sleep(True)
+        wait_for(lambda: {lock[0] for lock in login.locks()} == {"idle"}, "the machine may sleep")
+        saved = json.loads(self.application.list_file.read_text())["downloads"][0]
+        self.assertGreaterEqual(sum(piece["done"] for piece in saved["pieces"]), reached)
+        for properties, state in (({"Metered": 3}, "hotspot"), ({"State": 20}, "offline"),
+                                  ({"State": 70, "Metered": 0}, "downloading")):
+            network.set(**properties)
+            wait_for(lambda: self.application.state(number) == state, state)
+
     def test_the_bus_starts_it(self):
         bus = dbus.Interface(self.desk.object("org.freedesktop.DBus"), "org.freedesktop.DBus")
         environment = {name: value for name, value in self.application.environment.items()

@@ -50,6 +50,7 @@ class Files(Test):
         self.assertEqual([list(call) for call in manager.calls("ShowFolders")], [[[base], ""]])
 
     def test_have_their_folder_opened_without_a_file_manager(self):
+        self.driver = self.start_driver(PATIENCE="0.5")
         (self.folder / "Ä %20 #").mkdir()
         self.show(self.file("Ä %20 #/x"), "t1")
         self.assertEqual(self.desk.opened(), [str(self.folder / "Ä %20 #"), "t1", "t1"])

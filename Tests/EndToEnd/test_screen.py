@@ -12,7 +12,7 @@ import subprocess
 import unittest
 
 import dbus
-from desk import LOGIN, NOTIFICATIONS, Desk
+from desk import NOTIFICATIONS, Desk
 from harness import MB, Application, EndToEnd, programs, wait_for
 
 WATCHER = "org.kde.StatusNotifierWatcher"
@@ -105,7 +105,7 @@ class Screen(EndToEnd):
         app = self.application.start()
 
         def locks():
-            return {entry[0] for entry in login.object.ListInhibitors(dbus_interface=LOGIN + ".Manager")}
+            return {lock[0] for lock in login.locks()}
         self.assertTrue(app.window_shown("welcome")["texts"])
         self.key("Welcome", "Escape")
         wait_for(lambda: not app.window("welcome"), "the welcome closes")

@@ -9,11 +9,9 @@ import signal
 import time
 import unittest
 
-import dbus
 from desk import LOGIN, Desk, Driver
 from harness import Test, end, wait_for
 
-NETWORK = "org.freedesktop.NetworkManager"
 REASON = "Fluvane is downloading"
 TO_LOGIN = ("idle", "Fluvane", REASON, "block")
 OUR_LOCK = ("sleep", "Fluvane", "Fluvane is saving its list", "delay")
@@ -44,10 +42,7 @@ class ServicesTest(Test):
 
     def locks(self, login, *expected):
         """Of either kind, as the login manager knows them."""
-        def held():
-            kept = {entry[:4] for entry in login.object.ListInhibitors(dbus_interface=LOGIN + ".Manager")}
-            return kept == set(expected)
-        wait_for(held, f"{expected} held")
+        wait_for(lambda: login.locks() == set(expected), f"{expected} held")
 
 
 class Power(ServicesTest):
@@ -161,7 +156,7 @@ class Sleep(ServicesTest):
 
     def prepare(self, sleep):
         """What the watch tells of it."""
-        self.login.emit("PrepareForSleep", "b", sleep, interface=LOGIN + ".Manager")
+        self.login.prepare_for_sleep(sleep)
         self.driver.ask("catch-up")
         return self.driver.told("sleep")
 
@@ -207,13 +202,6 @@ class Sleep(ServicesTest):
 
 
 class Network(ServicesTest):
-    def play_manager(self, **properties):
-        self.manager = self.desk.play(NETWORK, {}, properties={
-            "State": 70, "Metered": 0, "PrimaryConnectionType": "", "WirelessEnabled": True, **properties})
-
-    def set(self, **values):
-        self.manager.mock.UpdateProperties(NETWORK, dbus.Dictionary(values, signature="sv"))
-
     def serve(self):
         """Anew, so that a manager which was there already is found."""
         self.driver.ask("catch-up")
@@ -238,43 +226,43 @@ class Network(ServicesTest):
             ("by another phone", 60, 2, "cdma", "online, hotspot"),
             ("offline and metered", 20, 3, "", "offline, hotspot"),
         ]
-        self.play_manager()
+        self.manager = self.desk.play_network()
         self.serve()
         self.assertEqual(self.driver.next("network"), "online")
         self.assertEqual(self.driver.told("waits"), [], "at once, without waiting")
         for name, state, metered, kind, expected in rows:
             with self.subTest(name):
-                self.set(State=dbus.UInt32(state), Metered=dbus.UInt32(metered), PrimaryConnectionType=kind)
+                self.manager.set(State=state, Metered=metered, PrimaryConnectionType=kind)
                 self.driver.ask("catch-up")
                 self.driver.do("run", seconds=1)
                 self.assertEqual(self.driver.next("network"), expected)
 
     def test_settles_a_second_after_the_first_change(self):
-        self.play_manager()
+        self.manager = self.desk.play_network()
         self.serve()
         self.assertEqual(self.driver.next("network"), "online")
-        self.set(State=dbus.UInt32(30))
+        self.manager.set(State=30)
         self.assertEqual(self.driver.next("waits"), 1)
         self.driver.do("run", seconds=0.9)
         for state in (20, 40, 60, 20):
-            self.set(State=dbus.UInt32(state))
-        self.set(WirelessEnabled=False)
+            self.manager.set(State=state)
+        self.manager.set(WirelessEnabled=False)
         self.driver.ask("catch-up")
         self.assertEqual(self.driver.told("network"), [])
         self.driver.do("run", seconds=0.1)
         self.assertEqual(self.driver.next("network"), "offline")
-        self.set(WirelessEnabled=True)  # no change of ours
+        self.manager.set(WirelessEnabled=True)  # no change of ours
         self.driver.ask("catch-up")
         self.assertEqual(self.driver.told("waits"), [])
 
     def test_is_there_without_a_manager_unless_one_restarts(self):
         self.assertEqual(self.driver.next("network"), "online", "at once")
-        self.play_manager(State=20)
+        self.manager = self.desk.play_network(State=20)
         self.assertEqual(self.driver.next("network"), "offline", "once it comes")
         self.manager.end()
         self.assertEqual(self.driver.next("waits"), 1)
         self.driver.do("run", seconds=0.9)
-        self.play_manager(State=20)
+        self.manager = self.desk.play_network(State=20)
         self.assertEqual(self.driver.next("waits"), 1)
         self.driver.do("run", seconds=1)
         self.assertEqual(self.driver.next("network"), "offline", "a restart is no change")
@@ -284,7 +272,7 @@ class Network(ServicesTest):
         self.assertEqual(self.driver.next("network"), "online")
 
     def test_nothing_is_said_for_a_manager_that_hangs(self):
-        self.play_manager(State=20)
+        self.manager = self.desk.play_network(State=20)
         self.manager.hang()
         self.serve()
         self.driver.ask("catch-up")

@@ -126,16 +126,15 @@ class Completions(Installed):
         (cls.here / HOSTILE).write_text("")
         cls.environment = {**application.environment, "HOME": str(cls.folder), "LC_ALL": "C.UTF-8",
                            "PATH": f"{cls.prefix / 'bin'}:{os.environ['PATH']}"}
-        cls.source_fish = f"source {cls.share}/fish/vendor_completions.d/fluvane.fish; "
 
     def bash(self, *words):
         script = """source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
             "$(complete -p "$1" | sed 's/.*-F \\([^ ]*\\).*/\\1/')" 2>/dev/null; printf '%s\\n' "${COMPREPLY[@]}" """
-        return self.lines("bash", "-c", script, "bash", self.share / "bash-completion/completions/fluvane", *words)
+        return self.lines("bash", "-c", script, "bash", self.share / "bash-completion/completions" / words[0], *words)
 
     def fish(self, *words):
         line = " ".join(word and shlex.quote(word) for word in words)
-        script = f"{self.source_fish} complete -C {shlex.quote(line)}"
+        script = f"source {self.share}/fish/vendor_completions.d/{words[0]}.fish; complete -C {shlex.quote(line)}"
         return [found.split("\t")[0] for found in self.lines("fish", "--no-config", "-c", script)]
 
     def zsh(self, *words):
@@ -175,7 +174,8 @@ class Completions(Installed):
     def test_a_folder_is_completed_with_folders_and_a_number_shown_with_its_name(self):
         self.assertEqual(self.bash("fluvane", "add", "--to", ""), ["folder"])
         self.assertEqual(self.fish("fluvane", "add", "--to", ""), ["folder/"])
-        shown = self.lines("fish", "--no-config", "-c", self.source_fish + "__fluvane_numbers")
+        script = f"source {self.share}/fish/vendor_completions.d/fluvane.fish; __fluvane_numbers"
+        shown = self.lines("fish", "--no-config", "-c", script)
         self.assertEqual([line.rsplit(",", 1)[0] for line in shown], ["1\tone.iso", "2\ttwo\" -.iso"])
 
 

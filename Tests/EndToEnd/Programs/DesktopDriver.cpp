@@ -38,7 +38,10 @@ using nlohmann::json;
 
 namespace {
 
-constexpr double patience = 3; // of tests
+/// Of tests, in seconds.
+double patience() {
+    return qEnvironmentVariable("PATIENCE", "20").toDouble();
+}
 
 /// From any thread, as the log does.
 void tell(const char* kind, const json& what) {
@@ -136,12 +139,12 @@ private:
     Bus session_{Bus::Kind::session, queue_};
     Bus system_{Bus::Kind::system, queue_};
     bool wanted_ = true;
-    FileReveal reveal_{session_, patience};
+    FileReveal reveal_{session_, patience()};
     LinuxNotifier notifier_{session_, [this] { return wanted_; },
                             [](const URL& file, const std::string& token) {
                                 tell("clicked", {file.absoluteString(), token});
                             },
-                            patience};
+                            patience()};
     LinuxFileActions actions_{reveal_, queue_, [](const std::string& problem) { tell("problem", problem); }};
     std::optional<Services> services_;
     const std::map<std::string, std::function<void(const json&)>> commands_{
