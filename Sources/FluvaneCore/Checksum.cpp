@@ -6,8 +6,6 @@
 #include "FluvaneCore/Text.h"
 
 #include <algorithm>
-#include <utility>
-#include <vector>
 
 namespace fluvane {
 
@@ -27,29 +25,14 @@ const Traits& traits(Algorithm algorithm) {
     return table[static_cast<std::size_t>(algorithm)];
 }
 
-std::optional<Algorithm> hintIn(std::string_view lowercased) {
-    static constexpr std::array<std::pair<std::string_view, Algorithm>, 5> labels = {
-        {{"sha256", Algorithm::sha256},
-         {"sha-256", Algorithm::sha256},
-         {"sha1", Algorithm::sha1},
-         {"sha-1", Algorithm::sha1},
-         {"md5", Algorithm::md5}}};
-    for (const auto& [label, algorithm] : labels) {
-        if (lowercased.find(label) != std::string_view::npos) {
+/// No two have values of the same length.
+std::optional<Algorithm> algorithmOfLength(std::size_t length) {
+    for (const Algorithm algorithm : Checksum::allAlgorithms) {
+        if (traits(algorithm).hexLength == length) {
             return algorithm;
         }
     }
     return std::nullopt;
-}
-
-std::vector<Algorithm> algorithmsOfLength(std::size_t length) {
-    std::vector<Algorithm> fitting;
-    for (const Algorithm algorithm : Checksum::allAlgorithms) {
-        if (traits(algorithm).hexLength == length) {
-            fitting.push_back(algorithm);
-        }
-    }
-    return fitting;
 }
 
 /// The first run of hexadecimal digits from `from` on; empty at the end of the text.
@@ -70,14 +53,9 @@ std::optional<Checksum> Checksum::recognise(std::string_view text) {
     const std::string_view view = lowercased;
     for (auto run = hexRun(view, 0); !run.empty();
          run = hexRun(view, static_cast<std::size_t>(run.data() - view.data()) + run.size())) {
-        const auto candidates = algorithmsOfLength(run.size());
-        if (candidates.empty()) {
-            continue;
+        if (const auto algorithm = algorithmOfLength(run.size())) {
+            return Checksum(*algorithm, run);
         }
-        const auto hint = hintIn(view);
-        const bool hintFits =
-            hint && std::find(candidates.begin(), candidates.end(), *hint) != candidates.end();
-        return Checksum(hintFits ? *hint : candidates.front(), run);
     }
     return std::nullopt;
 }

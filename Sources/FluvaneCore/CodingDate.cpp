@@ -3,6 +3,8 @@
 
 #include "FluvaneCore/Coding.h"
 
+#include "TessivarBase/ASCII.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -18,7 +20,7 @@ constexpr std::string_view pattern = "dddd-dd-ddTdd:dd:ddZ";
 
 bool fitsPattern(std::string_view text) {
     return std::equal(text.begin(), text.end(), pattern.begin(), pattern.end(), [](char given, char wanted) {
-        return wanted == 'd' ? given >= '0' && given <= '9' : given == wanted;
+        return wanted == 'd' ? tessivar::ascii::isDigit(given) : given == wanted;
     });
 }
 

@@ -4,6 +4,7 @@
 #include "FluvaneCore/Headers.h"
 
 #include "FluvaneCore/Text.h"
+#include "TessivarBase/ASCII.h"
 
 #include <algorithm>
 #include <array>
@@ -157,7 +158,7 @@ std::optional<unsigned> indexOf(std::string_view word, std::string_view abbrevia
 
 /// A number of exactly as many digits, within its bounds.
 std::optional<int> field(std::string_view digits, int lowest, int highest) {
-    if (!std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+    if (!std::ranges::all_of(digits, tessivar::ascii::isDigit)) {
         return std::nullopt;
     }
     const auto number = text::wholeNumber(digits);

@@ -4,6 +4,7 @@
 #include "FluvaneCore/NumberedRange.h"
 
 #include "FluvaneCore/Text.h"
+#include "TessivarBase/ASCII.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -25,15 +26,11 @@ struct Pattern {
     std::string_view after;
 };
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 /// Takes one to nine digits and the character behind them.
 std::optional<std::string_view> takeNumber(std::string_view& text, char behind) {
     constexpr std::size_t mostDigits = 9;
-    const auto count =
-        static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isDigit) - text.begin());
+    const auto count = static_cast<std::size_t>(
+        std::find_if_not(text.begin(), text.end(), tessivar::ascii::isDigit) - text.begin());
     if (count == 0 || count > mostDigits || count == text.size() || text[count] != behind) {
         return std::nullopt;
     }

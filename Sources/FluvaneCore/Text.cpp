@@ -14,49 +14,6 @@ namespace fluvane::text {
 
 namespace {
 
-constexpr char32_t replacement = U'\uFFFD';
-
-struct LeadByte {
-    std::size_t length;                          ///< 0 for a byte that begins nothing.
-    unsigned char lowest = 0x80, highest = 0xBF; ///< What the second byte may be.
-};
-
-LeadByte leadByte(unsigned char byte) {
-    if (byte < 0xC2 || byte > 0xF4) {
-        return {0};
-    }
-    if (byte < 0xE0) {
-        return {2};
-    }
-    switch (byte) {
-    case 0xE0:
-        return {3, 0xA0, 0xBF};
-    case 0xED:
-        return {3, 0x80, 0x9F};
-    case 0xF0:
-        return {4, 0x90, 0xBF};
-    case 0xF4:
-        return {4, 0x80, 0x8F};
-    default:
-        return {byte < 0xF0 ? std::size_t(3) : std::size_t(4)};
-    }
-}
-
-/// How many bytes of a broken sequence stand for one U+FFFD: the longest start of a valid one, at least one.
-std::size_t brokenLength(std::string_view utf8) {
-    const LeadByte lead = leadByte(static_cast<unsigned char>(utf8[0]));
-    std::size_t length = 1;
-    while (length < lead.length && length < utf8.size()) {
-        const auto byte = static_cast<unsigned char>(utf8[length]);
-        const bool first = length == 1;
-        if (byte < (first ? lead.lowest : 0x80) || byte > (first ? lead.highest : 0xBF)) {
-            break;
-        }
-        ++length;
-    }
-    return length;
-}
-
 utf8proc_int32_t codepoint(char32_t scalar) {
     return static_cast<utf8proc_int32_t>(scalar);
 }
@@ -107,68 +64,6 @@ std::optional<std::string_view> withoutPlus(std::string_view text) {
 }
 
 } // namespace
-
-Scalar firstScalar(std::string_view utf8) {
-    if (static_cast<unsigned char>(utf8[0]) < 0x80) {
-        return {static_cast<char32_t>(utf8[0]), 1, true};
-    }
-    utf8proc_int32_t scalar = 0;
-    const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(utf8.data());
-    const auto length = utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(utf8.size()), &scalar);
-    if (length <= 0) {
-        return {replacement, brokenLength(utf8), false};
-    }
-    return {static_cast<char32_t>(scalar), static_cast<std::size_t>(length), true};
-}
-
-void append(std::string& utf8, char32_t scalar) {
-    if (scalar < 0x80) {
-        utf8 += static_cast<char>(scalar);
-        return;
-    }
-    utf8proc_uint8_t bytes[4];
-    const bool valid = scalar <= 0x10FFFF && utf8proc_codepoint_valid(codepoint(scalar));
-    const auto length = utf8proc_encode_char(codepoint(valid ? scalar : replacement), bytes);
-    utf8.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
-}
-
-std::u32string scalars(std::string_view utf8) {
-    std::u32string result;
-    result.reserve(utf8.size());
-    while (!utf8.empty()) {
-        const Scalar scalar = firstScalar(utf8);
-        result += scalar.value;
-        utf8.remove_prefix(scalar.length);
-    }
-    return result;
-}
-
-std::string utf8(std::u32string_view scalars) {
-    std::string result;
-    result.reserve(scalars.size());
-    for (const char32_t scalar : scalars) {
-        append(result, scalar);
-    }
-    return result;
-}
-
-std::string repaired(std::string_view utf8) {
-    if (isValid(utf8)) {
-        return std::string(utf8);
-    }
-    return text::utf8(scalars(utf8));
-}
-
-bool isValid(std::string_view utf8) {
-    while (!utf8.empty()) {
-        const Scalar scalar = firstScalar(utf8);
-        if (!scalar.valid) {
-            return false;
-        }
-        utf8.remove_prefix(scalar.length);
-    }
-    return true;
-}
 
 std::vector<std::string_view> characters(std::string_view utf8) {
     std::vector<std::string_view> result;

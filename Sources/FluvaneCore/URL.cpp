@@ -4,6 +4,7 @@
 #include "FluvaneCore/URL.h"
 
 #include "FluvaneCore/Text.h"
+#include "TessivarBase/ASCII.h"
 
 #include <curl/curl.h>
 #include <idn2.h>
@@ -16,80 +17,34 @@ namespace fluvane {
 
 namespace {
 
-/// A link's text cut at its separators; every part is a slice of the text.
-struct Cut {
+namespace ascii = tessivar::ascii;
+
+/// Where a link's text holds what has to be judged and escaped before the transfer library reads it.
+struct Frame {
     std::string_view scheme;
     std::optional<std::string_view> authority; ///< Absent without "//".
-    std::string_view path;
-    std::optional<std::string_view> query;
-    std::optional<std::string_view> fragment;
+    std::string_view rest;                     ///< Path, query and fragment.
 };
-
-struct Authority {
-    std::optional<std::string_view> credentials;
-    std::string_view host;
-    std::string_view port; ///< Digits; empty when there is none.
-};
-
-bool isASCIILetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-bool isASCIIDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 bool isScheme(std::string_view text) {
-    return !text.empty() && isASCIILetter(text[0]) && std::all_of(text.begin(), text.end(), [](char c) {
-        return isASCIILetter(c) || isASCIIDigit(c) || c == '+' || c == '-' || c == '.';
+    return !text.empty() && ascii::isLetter(text[0]) && std::all_of(text.begin(), text.end(), [](char c) {
+        return ascii::isLetterOrDigit(c) || c == '+' || c == '-' || c == '.';
     });
 }
 
-/// Cuts off and returns what stands behind the first `separator`.
-std::optional<std::string_view> cutBehind(std::string_view& text, char separator) {
-    const std::size_t at = text.find(separator);
-    if (at == std::string_view::npos) {
-        return std::nullopt;
-    }
-    const std::string_view rest = text.substr(at + 1);
-    text = text.substr(0, at);
-    return rest;
-}
-
-std::optional<Cut> cut(std::string_view text) {
-    Cut result;
+std::optional<Frame> framed(std::string_view text) {
     const std::size_t colon = text.find(':');
-    result.scheme = text.substr(0, colon);
-    if (colon == std::string_view::npos || !isScheme(result.scheme)) {
+    Frame frame{.scheme = text.substr(0, colon), .authority = {}, .rest = {}};
+    if (colon == std::string_view::npos || !isScheme(frame.scheme)) {
         return std::nullopt;
     }
-    result.path = text.substr(colon + 1);
-    result.fragment = cutBehind(result.path, '#');
-    result.query = cutBehind(result.path, '?');
-    if (result.path.starts_with("//")) {
-        const std::size_t slash = result.path.find('/', 2);
-        const std::size_t end = slash == std::string_view::npos ? result.path.size() : slash;
-        result.authority = result.path.substr(2, end - 2);
-        result.path = result.path.substr(end);
+    frame.rest = text.substr(colon + 1);
+    if (frame.rest.starts_with("//")) {
+        const std::size_t end = std::min(frame.rest.find_first_of("/?#", 2), frame.rest.size());
+        frame.authority = frame.rest.substr(2, end - 2);
+        frame.rest = frame.rest.substr(end);
     }
-    return result;
-}
-
-Authority cutAuthority(std::string_view text) {
-    Authority result;
-    const std::size_t at = text.rfind('@');
-    if (at != std::string_view::npos) {
-        result.credentials = text.substr(0, at);
-        text = text.substr(at + 1);
-    }
-    result.host = text;
-    const std::size_t colon = text.rfind(':');
-    const std::size_t bracket = text.rfind(']');
-    if (colon != std::string_view::npos && (bracket == std::string_view::npos || colon > bracket)) {
-        result.host = text.substr(0, colon);
-        result.port = text.substr(colon + 1);
-    }
-    return result;
+    return frame;
 }
 
 bool isEscape(std::string_view text, std::size_t at) {
@@ -129,10 +84,11 @@ std::string encodedKeepingEscapes(std::string_view text, std::string_view extra)
     return result;
 }
 
-std::string encodedPath(std::string_view path, std::string_view extra) {
+/// Every "%" is a character of its own, and so is every one of `separators`.
+std::string encodedWhole(std::string_view text, std::string_view separators) {
     std::string result;
-    for (const char c : path) {
-        if (mayStand(c, extra)) {
+    for (const char c : text) {
+        if (mayStand(c, "") && separators.find(c) == std::string_view::npos) {
             result += c;
         } else {
             appendEscape(result, c);
@@ -141,14 +97,21 @@ std::string encodedPath(std::string_view path, std::string_view extra) {
     return result;
 }
 
-// Brackets and bars are outside the grammar, but servers hand such links out and sign them as they stand.
-constexpr std::string_view pathExtra = "[]|";
-constexpr std::string_view queryExtra = "[]|?";
+/// Path, query and fragment; a "#" in the fragment is its own. Brackets and bars are outside the grammar, but
+/// servers hand such links out and sign them as they stand.
+std::string encodedRest(std::string_view rest) {
+    constexpr std::string_view extra = "[]|?";
+    const std::size_t fragment = rest.find('#');
+    std::string result = encodedKeepingEscapes(rest.substr(0, fragment), extra);
+    if (fragment != std::string_view::npos) {
+        result += '#' + encodedKeepingEscapes(rest.substr(fragment + 1), extra);
+    }
+    return result;
+}
 
 bool mayStandInHost(std::string_view host, std::size_t at) {
     const char c = host[at];
-    return isASCIILetter(c) || isASCIIDigit(c) || c == '-' || c == '.' || c == '_' || c == '~' ||
-           isEscape(host, at);
+    return ascii::isLetterOrDigit(c) || c == '-' || c == '.' || c == '_' || c == '~' || isEscape(host, at);
 }
 
 /// Names in other scripts pass when they hold no white space, controls or punctuation that could mislead.
@@ -165,57 +128,83 @@ bool isPlausibleName(std::string_view host) {
     return hasLetterOrDigit;
 }
 
-/// The host as the transfer library reads it, lower case; absent when it refuses the link.
-std::optional<std::string> hostOf(const std::string& text) {
-    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> handle(curl_url(), curl_url_cleanup);
-    if (!handle || curl_url_set(handle.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME)) {
-        return std::nullopt;
+/// A link as the transfer library reads it.
+class Reading {
+public:
+    explicit Reading(const std::string& text)
+        : handle_(curl_url(), curl_url_cleanup),
+          succeeded_(handle_ && curl_url_set(handle_.get(), CURLUPART_URL, text.c_str(),
+                                             CURLU_NON_SUPPORT_SCHEME | CURLU_PATH_AS_IS) == CURLUE_OK) {}
+
+    /// As it stands in the link, a host decoded; absent when there is none or the library refuses the link.
+    [[nodiscard]] std::optional<std::string> part(CURLUPart which) const {
+        char* text = nullptr;
+        if (!succeeded_ || curl_url_get(handle_.get(), which, &text, 0) || !text) {
+            return std::nullopt;
+        }
+        const std::unique_ptr<char, decltype(&curl_free)> owner(text, curl_free);
+        return text;
     }
-    char* host = nullptr;
-    if (curl_url_get(handle.get(), CURLUPART_HOST, &host, 0) || !host) {
-        return std::nullopt;
-    }
-    const std::unique_ptr<char, decltype(&curl_free)> owner(host, curl_free);
-    return text::lowercased(host);
+
+private:
+    std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> handle_;
+    bool succeeded_;
+};
+
+bool isLocalFile(const Frame& frame) {
+    const bool here = !frame.authority || frame.authority->empty() ||
+                      text::equalIgnoringASCIICase(*frame.authority, "localhost");
+    const auto path = text::percentDecodedBytes(frame.rest.substr(0, frame.rest.find_first_of("?#")));
+    return here && frame.rest.starts_with('/') && path && path->find('\0') == std::string::npos;
 }
 
-bool isLocalFile(const Cut& parts) {
-    const bool here = !parts.authority || parts.authority->empty() ||
-                      text::equalIgnoringASCIICase(*parts.authority, "localhost");
-    const auto path = text::percentDecodedBytes(parts.path);
-    return here && parts.path.starts_with('/') && path && path->find('\0') == std::string::npos;
-}
+struct Authority {
+    std::string credentials; ///< Escaped, with their "@".
+    std::string_view host;
+    std::string_view port; ///< With its ":"; empty when there is none.
+};
 
-std::string encodedAuthority(const Authority& authority) {
-    std::string result;
-    if (authority.credentials) {
-        result = encodedKeepingEscapes(*authority.credentials, "") + "@";
+Authority cutAuthority(std::string_view text) {
+    Authority result;
+    const std::size_t at = text.rfind('@');
+    if (at != std::string_view::npos) {
+        result.credentials = encodedKeepingEscapes(text.substr(0, at), "") + "@";
+        text.remove_prefix(at + 1);
     }
-    result += authority.host;
-    if (!authority.port.empty()) {
-        result.append(":").append(authority.port);
-    }
+    const std::size_t colon = text.rfind(':');
+    const std::size_t bracket = text.rfind(']');
+    const bool hasPort =
+        colon != std::string_view::npos && (bracket == std::string_view::npos || colon > bracket);
+    result.host = text.substr(0, hasPort ? colon : std::string_view::npos);
+    result.port = hasPort && colon + 1 < text.size() ? text.substr(colon) : std::string_view();
     return result;
 }
 
-std::string encoded(const Cut& parts) {
-    std::string result(parts.scheme);
-    result += ':';
-    if (parts.authority) {
-        result += "//" + encodedAuthority(cutAuthority(*parts.authority));
+std::string encoded(const Frame& frame) {
+    std::string result = std::string(frame.scheme) + ':';
+    if (frame.authority) {
+        const auto [credentials, host, port] = cutAuthority(*frame.authority);
+        result.append("//").append(credentials).append(host).append(port);
     }
-    result += encodedKeepingEscapes(parts.path, pathExtra);
-    if (parts.query) {
-        result += '?' + encodedKeepingEscapes(*parts.query, queryExtra);
-    }
-    if (parts.fragment) {
-        result += '#' + encodedKeepingEscapes(*parts.fragment, queryExtra);
-    }
-    return result;
+    return result + encodedRest(frame.rest);
 }
 
-std::string_view defaultPort(std::string_view scheme) {
-    return scheme == "https" ? "443" : scheme == "http" ? "80" : "";
+/// Whether a host is one that no reader could take for another.
+bool isPlausibleHost(std::string_view authority) {
+    const auto host = cutAuthority(authority).host;
+    const bool misleading = authority.find('\\') != std::string_view::npos; // a "/" to some readers
+    return !misleading && (host.starts_with('[') || isPlausibleName(host));
+}
+
+/// Cuts off and returns what stands behind the first `separator`.
+std::optional<std::string_view> cutBehind(std::string_view& text, char separator) {
+    const std::size_t at = text.find(separator);
+    if (at == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const std::string_view rest = text.substr(at + 1);
+    text = text.substr(0, at);
+    return rest;
 }
 
 std::string decodedOrAsIs(std::string_view text) {
@@ -226,28 +215,26 @@ std::string decodedOrAsIs(std::string_view text) {
 
 std::optional<URL> URL::parse(std::string_view text) {
     text = text::trimmed(text);
-    const auto parts = text::isValid(text) ? cut(text) : std::nullopt;
-    if (!parts) {
+    const auto frame = text::isValid(text) ? framed(text) : std::nullopt;
+    if (!frame) {
         return std::nullopt;
     }
     URL url;
-    url.scheme_ = text::lowercased(parts->scheme);
-    const bool hasAuthority = parts->authority && !parts->authority->empty();
-    if (url.isFile() ? !isLocalFile(*parts) : url.isWeb() && !hasAuthority) {
+    url.scheme_ = text::lowercased(frame->scheme);
+    const bool hasAuthority = frame->authority && !frame->authority->empty();
+    if (url.isFile() ? !isLocalFile(*frame) : url.isWeb() && !hasAuthority) {
         return std::nullopt;
     }
-    url.text_ = encoded(*parts);
+    url.text_ = encoded(*frame);
     if (url.isFile() || !hasAuthority) {
         return url;
     }
-    const std::string_view host = cutAuthority(*parts->authority).host;
-    const bool misleading = parts->authority->find('\\') != std::string_view::npos; // a "/" to some readers
-    if (!misleading && (host.starts_with('[') || isPlausibleName(host))) {
-        url.host_ = hostOf(url.text_);
-    }
-    if (!url.host_) {
+    const auto host =
+        isPlausibleHost(*frame->authority) ? Reading(url.text_).part(CURLUPART_HOST) : std::nullopt;
+    if (!host) {
         return std::nullopt;
     }
+    url.host_ = text::lowercased(*host);
     if (auto site = siteName(*url.host_); site != *url.host_) {
         url.site_ = std::move(site);
     }
@@ -274,7 +261,7 @@ URL URL::file(std::string_view absolutePath) {
     URL url;
     url.scheme_ = "file";
     url.text_ = absolutePath.starts_with('/') ? "file://" : "file:///";
-    url.text_ += encodedPath(absolutePath, "");
+    url.text_ += encodedWhole(absolutePath, "");
     return url;
 }
 
@@ -286,8 +273,18 @@ URL URL::folder(std::string_view absolutePath) {
     return url;
 }
 
+/// The transfer library knows no links without a host and has rules of its own for files, which it never
+/// reads: such a location is read as if it had a host.
+std::string URL::readable() const {
+    if (host_) {
+        return text_;
+    }
+    const auto rest = framed(text_)->rest;
+    return (rest.starts_with('/') ? "x://x" : "x://x/") + std::string(rest);
+}
+
 std::string URL::path() const {
-    const std::string_view encodedForm = cut(text_)->path;
+    const auto encodedForm = Reading(readable()).part(CURLUPART_PATH).value_or("");
     std::string result =
         (isFile() ? text::percentDecodedBytes(encodedForm) : text::percentDecoded(encodedForm))
             .value_or(std::string());
@@ -298,13 +295,14 @@ std::string URL::path() const {
 }
 
 std::string URL::lastPathComponent() const {
-    const std::string_view path = cut(text_)->path;
-    return std::string(path.substr(path.rfind('/') + 1)); // npos + 1 is 0
+    const auto path = Reading(readable()).part(CURLUPART_PATH).value_or("");
+    return path.substr(path.rfind('/') + 1); // npos + 1 is 0
 }
 
 std::vector<std::pair<std::string, std::string>> URL::queryItems() const {
     std::vector<std::pair<std::string, std::string>> items;
-    auto rest = cut(text_)->query;
+    const auto query = Reading(readable()).part(CURLUPART_QUERY);
+    std::optional<std::string_view> rest = query;
     while (rest) {
         std::string_view item = *rest;
         rest = cutBehind(item, '&');
@@ -317,45 +315,22 @@ std::vector<std::pair<std::string, std::string>> URL::queryItems() const {
 }
 
 URL URL::appending(std::string_view component) const {
-    Cut parts = *cut(text_);
-    parts.query.reset();
-    parts.fragment.reset();
     URL result = *this;
-    result.text_ = encoded(parts);
+    result.text_.resize(std::min(text_.find_first_of("?#"), text_.size()));
     if (!result.text_.ends_with('/')) {
         result.text_ += '/';
     }
-    for (const char c : component) {
-        if (c != '/' && mayStand(c, "")) {
-            result.text_ += c;
-        } else {
-            appendEscape(result.text_, c);
-        }
-    }
+    result.text_ += encodedWhole(component, "/");
     return result;
 }
 
 URL URL::withoutCredentials() const {
-    Cut parts = *cut(text_);
     URL result = *this;
-    if (parts.authority) {
-        parts.authority = parts.authority->substr(parts.authority->rfind('@') + 1);
-        result.text_ = encoded(parts);
+    if (Reading(readable()).part(CURLUPART_USER)) { // the rest stays as it was given
+        const std::size_t begin = text_.find("//") + 2;
+        result.text_.erase(begin, text_.find('@', begin) + 1 - begin);
     }
     return result;
-}
-
-std::string URL::server() const {
-    if (!site()) {
-        return {};
-    }
-    std::string port(cutAuthority(*cut(text_)->authority).port);
-    if (const auto number = text::wholeNumber(port)) {
-        port = std::to_string(*number);
-    } else {
-        port = defaultPort(scheme_);
-    }
-    return port.empty() ? *site() : *site() + ":" + port;
 }
 
 } // namespace fluvane

@@ -14,7 +14,8 @@ namespace fluvane {
 /// One absolute link or file location. The text is kept as given, without white space at its ends: escapes
 /// are never rewritten, and characters that may not stand in a link (blanks, controls, non-ASCII letters, a
 /// "%" that begins no escape) are percent-encoded in user name, path, query and fragment. A host in another
-/// script stays as it is. Parsing is the transfer library's own, so that a link is never read in two ways.
+/// script stays as it is. Every part is read by the transfer library itself, so that a link is never read in
+/// two ways.
 class URL {
 public:
     /// Absent when the text is no absolute link: no scheme, broken host, port or brackets, invalid UTF-8, a
@@ -51,14 +52,12 @@ public:
     [[nodiscard]] URL appending(std::string_view component) const;
     /// Without user name and password.
     [[nodiscard]] URL withoutCredentials() const;
-    /// Site and port (the scheme's own when none is given), by which two links go to the same server; empty
-    /// without a host.
-    [[nodiscard]] std::string server() const;
 
     friend bool operator==(const URL& a, const URL& b) { return a.text_ == b.text_; }
 
 private:
     URL() = default;
+    [[nodiscard]] std::string readable() const;
     std::string text_;
     std::string scheme_;
     std::optional<std::string> host_;

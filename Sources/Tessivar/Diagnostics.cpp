@@ -5,6 +5,7 @@
 
 #include "Tessivar/Scrubber.h"
 #include "Tessivar/SystemFacts.h"
+#include "TessivarBase/ASCII.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/Log.h"
 
@@ -45,7 +46,7 @@ std::optional<std::string> errorIn(std::string_view line, const Scrubber& scrubb
     const auto level = takeWord(line);
     const auto category = takeWord(line);
     const bool isTime = std::ranges::all_of(time, [](char c) {
-        return (c >= '0' && c <= '9') || c == '-' || c == ':' || c == '.' || c == 'T' || c == 'Z';
+        return ascii::isDigit(c) || c == '-' || c == ':' || c == '.' || c == 'T' || c == 'Z';
     });
     if (level != "error" || !isTime || !isPlain(category)) {
         return std::nullopt;

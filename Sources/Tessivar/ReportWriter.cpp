@@ -4,6 +4,7 @@
 #include "Tessivar/ReportWriter.h"
 
 #include "Tessivar/BuildID.h"
+#include "TessivarBase/ASCII.h"
 
 #include <dlfcn.h>
 #include <elf.h>
@@ -27,8 +28,7 @@ constexpr const char* digits = "0123456789abcdef";
 constexpr std::size_t longestModuleName = 80;
 
 bool isPlain(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::strchr("._+-", c) != nullptr;
+    return ascii::isLetterOrDigit(c) || std::strchr("._+-", c) != nullptr;
 }
 
 /// The library's name without folders. Anything that doesn't look like one might be somebody's words.

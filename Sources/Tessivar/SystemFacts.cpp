@@ -3,6 +3,8 @@
 
 #include "Tessivar/SystemFacts.h"
 
+#include "TessivarBase/ASCII.h"
+
 #include <curl/curl.h>
 #include <fmt/format.h>
 #include <gnu/libc-version.h>
@@ -63,10 +65,7 @@ std::string plain(const char* variable) {
         return "none";
     }
     const std::string_view text = value;
-    const auto isPlain = [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == ':' ||
-               c == '-' || c == '_';
-    };
+    const auto isPlain = [](char c) { return ascii::isLetterOrDigit(c) || c == ':' || c == '-' || c == '_'; };
     return text.size() <= longestValue && std::ranges::all_of(text, isPlain) ? std::string(text)
                                                                              : "something unusual";
 }

@@ -3,6 +3,8 @@
 
 #include "Tessivar/Version.h"
 
+#include "TessivarBase/ASCII.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -12,18 +14,12 @@ namespace {
 
 constexpr std::size_t longest = 64;
 
-bool isDigit(char character) {
-    return character >= '0' && character <= '9';
-}
-
 bool isNumber(std::string_view text) {
-    return !text.empty() && std::ranges::all_of(text, isDigit);
+    return !text.empty() && std::ranges::all_of(text, ascii::isDigit);
 }
 
 bool isIdentifier(std::string_view text) {
-    const auto allowed = [](char c) {
-        return isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-';
-    };
+    const auto allowed = [](char c) { return ascii::isLetterOrDigit(c) || c == '-'; };
     return !text.empty() && std::ranges::all_of(text, allowed);
 }
 

@@ -54,21 +54,6 @@ std::string errorText(int code) {
     return strerror_r(code, buffer.data(), buffer.size());
 }
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-}
-
-Descriptor::~Descriptor() {
-    if (isOpen()) {
-        ::close(number_);
-    }
-}
-
-int Descriptor::release() {
-    return std::exchange(number_, -1);
-}
-
 Descriptor openRegular(const std::string& path, int flags, mode_t mode) {
     if (path.find('\0') != std::string::npos) {
         throw SystemError(EINVAL);

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "TessivarBase/Descriptor.h"
+
 #include <cstddef>
 #include <filesystem>
 #include <functional>
@@ -31,23 +33,6 @@ public:
 
 private:
     int code_;
-};
-
-/// An open file, closed with its owner.
-class Descriptor {
-public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    ~Descriptor();
-
-    [[nodiscard]] int get() const { return number_; }
-    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
-    int release();
-
-private:
-    int number_ = -1;
 };
 
 /// Opens a regular file, close-on-exec. Anything else (folder, pipe, device) is refused, without blocking on

@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
 #include <set>
 #include <string>
 
@@ -16,13 +17,10 @@ using namespace support;
 
 namespace {
 
-URL url(std::string_view text) {
-    return URL::parse(text).value();
-}
+const std::string family = "👨‍👩‍👧‍👦"; // 25 bytes
 
 TEST(FileName, CleansWhatComesFromOutside) {
     const NamedRows<std::string, std::optional<std::string>> rows = {
-        {"plain", "a b.zip", "a b.zip"},
         {"way up", "../../etc/passwd", "-..-etc-passwd"},
         {"drive and backslashes", "C:\\a\\b.txt", "C--a-b.txt"},
         {"controls", std::string("a\0b\nc\x7F\u0085", 8) + "d", "a b c  d"},
@@ -32,62 +30,55 @@ TEST(FileName, CleansWhatComesFromOutside) {
         {"blank behind the dot", ". name ", "name"},
         {"three dots", "...", {}},
         {"blanks", " \t\n", {}},
-        {"empty", "", {}},
         {"invalid bytes", "caf\xE9.txt", "caf\uFFFD.txt"},
         {"emoji stays whole", "👩‍👩‍👧.png", "👩‍👩‍👧.png"},
+        {"too long", repeated("a", 300) + ".zip", repeated("a", 251) + ".zip"},
+        {"too many marks", "e" + repeated("\u0301", 400), "e" + repeated("\u0301", 127)},
     };
     expectRows(rows, fileName::clean);
 }
 
 TEST(FileName, CutsLongNamesByWholeCharacters) {
-    const std::string family = "👨‍👩‍👧‍👦"; // 25 bytes
-    const std::string marks = "e" + repeated("\u0301", 200);
     struct Row {
         const char* name;
         std::string given;
         std::size_t bytes;
         std::string cut;
     };
+    const auto extension = [](int letters) { return "." + repeated("x", letters); };
     const Row rows[] = {
         {"fits exactly", repeated("a", 251) + ".zip", 255, repeated("a", 251) + ".zip"},
-        {"extension kept", repeated("a", 296) + ".zip", 255, repeated("a", 251) + ".zip"},
-        {"extension of 20 bytes kept", repeated("a", 300) + "." + repeated("x", 20), 255,
-         repeated("a", 234) + "." + repeated("x", 20)},
-        {"extension of 25 bytes is no extension", repeated("a", 225) + "." + repeated("x", 55), 255,
-         repeated("a", 225) + "." + repeated("x", 29)},
+        {"extension kept", repeated("a", 300) + extension(20), 255, repeated("a", 234) + extension(20)},
+        {"too long for one", repeated("a", 225) + extension(55), 255, repeated("a", 225) + extension(29)},
         {"two-byte letters", repeated("é", 200) + ".iso", 255, repeated("é", 125) + ".iso"},
         {"no character cut in two", repeated(family, 11) + ".zip", 255, repeated(family, 10) + ".zip"},
-        {"one endless character", marks + ".zip", 255, "e" + repeated("\u0301", 125) + ".zip"},
         {"room for less than the extension", "abcdef.zip", 3, "abc"},
         {"no room", "abcdef.zip", 0, ""},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(fileName::shortened(row.given, row.bytes), row.cut) << row.name;
     }
-    EXPECT_EQ(fileName::clean(repeated("a", 300) + ".zip"), repeated("a", 251) + ".zip");
-    EXPECT_EQ(fileName::clean(marks + marks), "e" + repeated("\u0301", 127));
 }
 
 TEST(FileName, SplitsStemAndExtension) {
     const Rows<const char*, fileName::Parts> rows = {
         {"a.zip", {"a", ".zip"}},
-        {"archive.tar.gz", {"archive", ".tar.gz"}},
         {"Backup.TAR.GZ", {"Backup", ".tar.GZ"}},
         {"root.cpio.xz", {"root", ".cpio.xz"}},
         {"a.b.gz", {"a.b", ".gz"}},
         {"tar.gz", {"tar", ".gz"}},
         {".tar.gz", {".tar", ".gz"}},
         {"README", {"README", ""}},
-        {"ends.", {"ends.", ""}},
-        {"v1. final", {"v1. final", ""}},
-        {".bashrc", {".bashrc", ""}},
     };
     expectRows(rows, fileName::split);
 }
 
 TEST(FileName, SuggestsANameFromHeaderLinkAndType) {
     const fileName::TypeRegistry registry = [](const std::string& type) -> std::optional<std::string> {
-        return type == "text/html" ? std::optional<std::string>("html") : std::nullopt;
+        static const std::map<std::string, std::string> known = {{"text/html", "html"},
+                                                                 {"application/octet-stream", "bin"}};
+        const auto entry = known.find(type);
+        return entry == known.end() ? std::nullopt : std::optional(entry->second);
     };
     struct Row {
         const char* name;
@@ -96,6 +87,7 @@ TEST(FileName, SuggestsANameFromHeaderLinkAndType) {
         std::optional<std::string> type;
         std::string suggested;
     };
+    const std::string full = repeated("a", 255);
     const Row rows[] = {
         {"header first", "attachment; filename=\"x/y.zip\"", "http://h/a.iso", {}, "x-y.zip"},
         {"unusable header", "attachment; filename=\"...\"", "http://h/a.iso", {}, "a.iso"},
@@ -106,19 +98,15 @@ TEST(FileName, SuggestsANameFromHeaderLinkAndType) {
         {"no path", {}, "http://h", {}, "download"},
         {"way up", {}, "http://h/%2e%2e", {}, "download"},
         {"type only where none is", {}, "http://h/a.php", "text/html", "a.php"},
-        {"plain bytes", {}, "http://h/a", "application/octet-stream", "a"},
+        {"plain bytes", {}, "http://h/a", "Application/Octet-Stream", "a"},
         {"unknown type", {}, "http://h/a", "x/y", "a"},
-        {"extension added to a full name",
-         {},
-         "http://h/" + repeated("a", 255),
-         "text/html",
-         repeated("a", 250) + ".html"},
+        {"extension added to a full name", {}, "http://h/" + full, "text/html", full.substr(5) + ".html"},
     };
     for (const Row& row : rows) {
-        EXPECT_EQ(fileName::suggested(row.disposition, url(row.link), row.type, registry), row.suggested)
-            << row.name;
+        const auto link = URL::parse(row.link).value();
+        EXPECT_EQ(fileName::suggested(row.disposition, link, row.type, registry), row.suggested) << row.name;
     }
-    EXPECT_EQ(fileName::suggested({}, url("http://h/a"), "text/html"), "a") << "without a registry";
+    EXPECT_EQ(fileName::suggested({}, *URL::parse("http://h/a"), "text/html"), "a") << "without a registry";
 }
 
 TEST(FileName, FindsTheFirstFreeName) {
@@ -144,13 +132,12 @@ TEST(FileName, FindsTheFirstFreeName) {
     }
     EXPECT_EQ(duplicateNaming::example(spaceNumber, "report.pdf"), "report 2.pdf");
     EXPECT_FALSE(duplicateNaming::from("Hyphen"));
-    EXPECT_FALSE(duplicateNaming::usedBy(underscore));
 }
 
 TEST(FileName, KeepsRoomForTheNumberAndTheReserve) {
     const std::string names[] = {
         repeated("a", 251) + ".zip",    repeated("a", 240) + ".zip",
-        repeated("é", 130) + ".tar.gz", repeated("👨‍👩‍👧‍👦", 10) + ".iso",
+        repeated("é", 130) + ".tar.gz", repeated(family, 10) + ".iso",
         "a." + repeated("x", 253),      repeated("a", 220) + ".tar." + repeated("x", 20),
         "e" + repeated("\u0301", 130),
     };

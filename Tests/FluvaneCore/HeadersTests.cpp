@@ -14,36 +14,29 @@ using namespace support;
 
 namespace {
 
-TEST(ContentRange, ReadsSatisfiedRanges) {
+TEST(ContentRange, ReadsSatisfiedRangesAndTheTotalOfRefusedOnes) {
     const Rows<const char*, std::optional<ContentRange>> rows = {
         {"bytes 0-499/1234", ContentRange{0, 499, 1234}},
         {" \tBytes 500-999/* ", ContentRange{500, 999, std::nullopt}},
         {"bytes 0-0/1", ContentRange{0, 0, 1}},
-        {"bytes 0-9 / 100", ContentRange{0, 9, 100}},
-        {"bytes +0-+9/+100", ContentRange{0, 9, 100}},
+        {"bytes +0-+9 / +100", ContentRange{0, 9, 100}},
         {"bytes 0-9223372036854775806/9223372036854775807", ContentRange{0, INT64_MAX - 1, INT64_MAX}},
     };
     expectRows(rows, ContentRange::parse);
     for (const char* unreadable :
          {"bytes 0-9223372036854775808/*", "bytes 5-4/10", "bytes 0-10/10", "bytes 0-1/1", "bytes */10",
-          "bytes0-9/100", "bytes=0-9/100", "items 0-9/100", "bytes 0 - 9/100", "bytes 0-9", "bytes 0-9/",
-          "bytes -9/100", "bytes 0-/100", "bytes 0-9/100/1", "bytes 0--9/100", "bytes 0-9/-1",
-          "bytes 0x0-9/100", ""}) {
+          "bytes0-9/100", "items 0-9/100", "bytes 0 - 9/100", "bytes 0-9", "bytes 0-9/", "bytes -9/100",
+          "bytes 0-/100", "bytes 0-9/100/1", "bytes 0--9/100", "bytes 0-9/-1", "bytes 0x0-9/100", ""}) {
         EXPECT_FALSE(ContentRange::parse(unreadable)) << unreadable;
     }
-}
-
-TEST(ContentRange, ReadsTheTotalOfARefusedRange) {
-    const Rows<const char*, std::optional<std::int64_t>> rows = {
-        {" BYTES */4096 ", 4096}, {"bytes */", {}},    {"bytes */*", {}},
-        {"bytes * /5", {}},       {"bytes 0-1/5", {}},
-    };
-    expectRows(rows, ContentRange::unsatisfiedTotal);
+    EXPECT_EQ(ContentRange::unsatisfiedTotal(" BYTES */4096 "), 4096);
+    for (const char* unreadable : {"bytes */", "bytes */*", "bytes * /5", "bytes 0-1/5"}) {
+        EXPECT_FALSE(ContentRange::unsatisfiedTotal(unreadable)) << unreadable;
+    }
 }
 
 TEST(ContentDisposition, FindsTheSuggestedName) {
     const NamedRows<const char*, std::optional<std::string>> rows = {
-        {"token", "attachment; filename=a.zip", "a.zip"},
         {"token with blanks", "attachment;\tFileName = my file.zip ; x=y", "my file.zip"},
         {"quoted", R"(attachment; filename="a; b.zip" junk; size=5)", "a; b.zip"},
         {"escaped quote", R"(attachment; filename="a \"b\" \\c.zip")", R"(a "b" \c.zip)"},
@@ -52,6 +45,8 @@ TEST(ContentDisposition, FindsTheSuggestedName) {
         {"later plain name wins", "inline; filename=a; filename=b", "b"},
         {"extended first", "attachment; filename*=UTF-8''%e2%82%ac.txt; filename=\"euro.txt\"", "€.txt"},
         {"extended last", "attachment; filename=euro.txt; FILENAME*=utf-8'en'%E2%82%AC%20x.txt", "€ x.txt"},
+        {"extended behind a quoted one", R"(a; filename="e; x.txt"; filename*=UTF-8''%E2%82%AC)", "€"},
+        {"extended right behind a quote", R"(a; filename="e";filename*=UTF-8''%E2%82%AC)", "€"},
         {"apostrophe in the text", "a; filename*=UTF-8''it's.txt", "it's.txt"},
         {"quoted extended", "a; filename*=\"UTF-8''a%20b\"", "a b"},
         {"Latin-1", "a; filename*=ISO-8859-1''caf%E9%2.txt", "café%2.txt"},
@@ -62,7 +57,6 @@ TEST(ContentDisposition, FindsTheSuggestedName) {
         {"no charset", "a; filename*=a.txt", {}},
         {"empty extended hides the plain", "a; filename=b; filename*=UTF-8''", {}},
         {"empty plain", "a; filename=\"\"", {}},
-        {"bare type", "attachment", {}},
         {"name in front of any semicolon", "filename=a.zip", {}},
         {"no value", "attachment; filename", {}},
         {"only separators", ";;; \t;", {}},
@@ -75,13 +69,10 @@ TEST(RetryAfter, TakesSecondsAndDates) {
     const Date now = Date(std::chrono::seconds(784111777)); // Sun, 06 Nov 1994 08:49:37 GMT
     const Rows<std::string, std::optional<double>> rows = {
         {" 120 ", 120.0},
-        {"1.5", 1.5},
-        {"+3", 3.0},
+        {"+1.5", 1.5},
         {"-5", 0.0},
         {"nan", 0.0},
-        {"-nan", 0.0},
         {"-inf", 0.0},
-        {"inf", retryAfter::longest},
         {"Infinity", retryAfter::longest},
         {"1e300", retryAfter::longest},
         {"1e999", retryAfter::longest},
@@ -112,7 +103,6 @@ TEST(Validators, ChooseIfRangeAndCompare) {
     EXPECT_TRUE(strong.differ({"\"A\"", "Mon"}));
     EXPECT_TRUE(strong.differ({{}, "Tue"}));
     EXPECT_FALSE((Validators{"\"a\"", {}}.differ({{}, "Mon"})));
-    EXPECT_FALSE(Validators().differ(strong));
 }
 
 } // namespace

@@ -16,15 +16,10 @@ namespace {
 
 constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
 
-TEST(Piece, KnowsWhatIsLeft) {
+TEST(Piece, KnowsWhatIsLeftAndKeepsDoneWithinItsLength) {
     EXPECT_EQ((Piece{100, 200, 130}.remaining()), 0) << "written past its end";
-    EXPECT_TRUE((Piece{100, 200, 100}.isComplete()));
-    EXPECT_FALSE((Piece{100, 200, 99}.isComplete()));
-    EXPECT_FALSE((Piece{100, {}, 50}.isComplete())) << "without an end there is always more";
+    EXPECT_EQ((Piece{100, 200, 30}.remaining()), 70);
     EXPECT_EQ((Piece{100, {}, 50}.remaining()), std::nullopt);
-}
-
-TEST(Piece, KeepsDoneWithinItsLength) {
     Piece bounded{100, 200, 0};
     Piece open{100, {}, 0};
     const std::array<std::int64_t, 3> rows[] = {{100, 100, 100}, {101, 100, 101}, {-1, 0, 0}};
@@ -40,7 +35,7 @@ TEST(Piece, ListsAreCompleteWhenAllOfThemAre) {
     EXPECT_FALSE(allComplete({}));
     EXPECT_TRUE(allComplete(piecesFrom("####|##")));
     EXPECT_FALSE(allComplete(piecesFrom("####|#-")));
-    EXPECT_FALSE(allComplete(piecesFrom("####|##~")));
+    EXPECT_FALSE(allComplete(piecesFrom("####|##~"))) << "without an end there is always more";
     EXPECT_EQ(doneBytes(piecesFrom("##--|###|----")), 5);
     EXPECT_EQ(indexStarting(piecesFrom("##|--|#"), 2), 1U);
     EXPECT_EQ(indexStarting(piecesFrom("##|--|#"), 3), std::nullopt);

@@ -21,38 +21,29 @@ URL url(std::string_view text) {
 }
 
 TEST(URL, KeepsTheTextAndEscapesOnlyWhatMayNotStand) {
-    struct Row {
-        const char* name;
-        const char* given;
-        const char* kept;
-    };
-    const Row rows[] = {
-        {"plain", "https://host/a/b.zip", "https://host/a/b.zip"},
+    const NamedRows<std::string, const char*> rows = {
         {"escapes and dots stay", "http://host/a%2fb/../c%7E?q=%20", "http://host/a%2fb/../c%7E?q=%20"},
         {"letter case stays", "HTTP://Host.Example/A", "HTTP://Host.Example/A"},
         {"blank and quote", "http://h/a b\"c", "http://h/a%20b%22c"},
-        {"controls", "http://h/a\x01\x7f", "http://h/a%01%7F"},
+        {"controls", std::string("http://h/a\x01\x7f\0b", 14), "http://h/a%01%7F%00b"},
         {"non-ASCII", "http://h/é?ü#ß", "http://h/%C3%A9?%C3%BC#%C3%9F"},
-        {"percent without digits", "http://h/100%/5%zz%4", "http://h/100%25/5%25zz%254"},
-        {"brackets of a query", "http://h/?a[]=1|2", "http://h/?a[]=1|2"},
-        {"second hash", "http://h/#a#b", "http://h/#a%23b"},
+        {"percent without digits", "http://h/100%/5%zz%4?%4#%4", "http://h/100%25/5%25zz%254?%254#%254"},
+        {"brackets and bars", "http://h/[1]|?a[]=1|2#[3]", "http://h/[1]|?a[]=1|2#[3]"},
+        {"second hash", "http://h/#a#b?c", "http://h/#a%23b?c"},
+        {"second question mark", "http://h?a?b#/c", "http://h?a?b#/c"},
         {"backslash in the path", "http://h/a\\b", "http://h/a%5Cb"},
-        {"credentials", "http://us er:pä@h/", "http://us%20er:p%C3%A4@h/"},
+        {"credentials", "http://us er:pä[%40@h/@", "http://us%20er:p%C3%A4%5B%40@h/@"},
         {"white space around", " \n http://h/x \t", "http://h/x"},
         {"host in another script", "http://bücher.example/x", "http://bücher.example/x"},
-        {"query without path", "http://h?x=1", "http://h?x=1"},
         {"IPv6", "http://[::1]:8080/x", "http://[::1]:8080/x"},
+        {"port", "http://h:0080/x", "http://h:0080/x"},
+        {"colon without a port", "http://u@h:/x", "http://u@h/x"},
         {"file", "file:///a/b c", "file:///a/b%20c"},
         {"no host needed", "fluvane:add?url=http://h/x y", "fluvane:add?url=http://h/x%20y"},
         {"empty host", "fluvane:///add", "fluvane:///add"},
     };
-    for (const Row& row : rows) {
-        const auto parsed = URL::parse(row.given);
-        ASSERT_TRUE(parsed) << row.name;
-        EXPECT_EQ(parsed->absoluteString(), row.kept) << row.name;
-        EXPECT_EQ(URL::parse(parsed->absoluteString()), parsed) << row.name << ": reads itself again";
-    }
-    EXPECT_EQ(url(std::string_view("http://h/a\0b", 12)).absoluteString(), "http://h/a%00b");
+    expectRows(rows, [](const auto& given) { return url(given).absoluteString(); });
+    expectRows(rows, [](const auto& given) { return url(url(given).absoluteString()).absoluteString(); });
 }
 
 TEST(URL, RefusesWhatIsNoAbsoluteLink) {
@@ -72,6 +63,7 @@ TEST(URL, RefusesWhatIsNoAbsoluteLink) {
         {"port too big", "http://host:65536/"},
         {"port no number", "http://host:8o/"},
         {"two ports", "http://host:80:90/"},
+        {"two colons", "http://host::/"},
         {"two at signs", "http://a@b@host/"},
         {"backslash before the host", "http://evil.example\\@host/"},
         {"blank in the host", "http://ho st/"},
@@ -79,11 +71,10 @@ TEST(URL, RefusesWhatIsNoAbsoluteLink) {
         {"NUL in the host", std::string("http://ho\0st/", 13)},
         {"direction mark in the host", "http://\u202Ehost.example/"},
         {"invisible blank in the host", "http://ho\u200Bst/"},
-        {"only dots", "http://.../"},
+        {"only dots", "http://...:80/"},
         {"broken escape in the host", "http://ho%st/"},
         {"escaped slash in the host", "http://ho%2Fst/"},
         {"invalid UTF-8", "http://host/\xC3("},
-        {"lone surrogate", "http://host/\xED\xA0\x80"},
         {"file elsewhere", "file://server/share"},
         {"file without a path", "file:"},
         {"file with a NUL", "file:///a%00b"},
@@ -94,60 +85,58 @@ TEST(URL, RefusesWhatIsNoAbsoluteLink) {
 }
 
 TEST(URL, ReadsItsParts) {
-    const URL link = url("HTTPS://User:pw@WWW.Example.ORG:8443/a%20b/c%25.zip?x=1&y=a+b%26&flag&=v#frag?");
+    const URL link = url("HTTPS://User:pw@WWW.Example.ORG:8443/a%20b/c%25.zip?x=1&&y=a+b%26&flag&=v&#frag?");
     EXPECT_EQ(link.scheme(), "https");
     EXPECT_EQ(link.host(), "www.example.org");
     EXPECT_EQ(link.path(), "/a b/c%.zip");
     EXPECT_EQ(link.lastPathComponent(), "c%25.zip");
     EXPECT_THAT(link.queryItems(),
                 ElementsAre(Pair("x", "1"), Pair("y", "a+b&"), Pair("flag", ""), Pair("", "v")));
-    EXPECT_EQ(link.withoutCredentials().absoluteString(),
-              "HTTPS://WWW.Example.ORG:8443/a%20b/c%25.zip?x=1&y=a+b%26&flag&=v#frag?");
-    EXPECT_EQ(url("http://BÜCHER.example/").host(), "bücher.example");
     EXPECT_EQ(url("http://h/a/?q=/x").lastPathComponent(), "");
-    EXPECT_EQ(url("http://h").lastPathComponent(), "");
+    EXPECT_EQ(url("http://h/a/../b").path(), "/a/../b") << "as the server gets it";
     EXPECT_EQ(url("http://h/a/b/").path(), "/a/b");
-    EXPECT_EQ(url("http://h/").path(), "/");
     EXPECT_EQ(url("http://h/%FF").path(), "") << "no UTF-8";
-    EXPECT_EQ(url("http://h/?mail=a@b").withoutCredentials(), url("http://h/?mail=a@b"));
-}
-
-TEST(URL, NamesTheActionOfALinkToTheApplication) {
     EXPECT_EQ(url("fluvane://Add?url=http%3A%2F%2Fh%2F").host(), "add");
     for (const char* text : {"fluvane:add?url=http%3A%2F%2Fh%2F", "fluvane:///add?url=http%3A%2F%2Fh%2F"}) {
         EXPECT_FALSE(url(text).host()) << text;
-        EXPECT_THAT(url(text).path(), testing::AnyOf("add", "/add"));
+        EXPECT_EQ(url(text).path(), "/add");
         EXPECT_THAT(url(text).queryItems(), ElementsAre(Pair("url", "http://h/")));
     }
 }
 
-TEST(URL, ComparesServersByHostAndPort) {
+TEST(URL, LosesItsCredentialsAndNothingElse) {
     const Rows<const char*, const char*> rows = {
-        {"http://Host/a", "host:80"},
-        {"https://host/", "host:443"},
-        {"http://host:0080", "host:80"},
-        {"http://u:1@host:8080/", "host:8080"},
-        {"https://[::1]/", "[::1]:443"},
-        {"http://[::1]:81/", "[::1]:81"},
-        {"http://host:/", "host:80"},
-        {"http://Bücher.example/", "xn--bcher-kva.example:80"},
-        {"http://bu\u0308cher.example/", "xn--bcher-kva.example:80"},
-        {"http://b%C3%BCcher.example/", "xn--bcher-kva.example:80"},
-        {"http://XN--bcher-kva.example/", "xn--bcher-kva.example:80"},
-        {"http://straße.example/", "xn--strae-oqa.example:80"},
-        {"http://xn--999999999.\u0301ü/", "xn--999999999.\u0301ü:80"},
-        {"fluvane://add", "add"},
-        {"file:///a", ""},
+        {"HTTPS://U:p@WWW.H.org:0443/a%20b?x#f?", "HTTPS://WWW.H.org:0443/a%20b?x#f?"},
+        {"http://me%40h.org:p%40w@h", "http://h"},
+        {"http://:p@h/", "http://h/"},
+        {"http://@h/", "http://h/"},
+        {"http://h/a@b?c@d#e@f", "http://h/a@b?c@d#e@f"},
+        {"fluvane:a@b", "fluvane:a@b"},
     };
-    expectRows(rows, [&](const auto& text) { return url(text).server(); });
+    expectRows(rows, [](const auto& text) { return url(text).withoutCredentials().absoluteString(); });
+}
+
+TEST(URL, TellsSitesApart) {
+    const Rows<const char*, const char*> rows = {
+        {"http://WWW.Host:80/", "www.host"},
+        {"https://[::1]:81/", "[::1]"},
+        {"http://Bücher.example/", "xn--bcher-kva.example"},
+        {"http://bu\u0308cher.example/", "xn--bcher-kva.example"},
+        {"http://b%C3%BCcher.example/", "xn--bcher-kva.example"},
+        {"http://XN--bcher-kva.example/", "xn--bcher-kva.example"},
+        {"http://straße.example/", "xn--strae-oqa.example"},
+        {"http://xn--999999999.\u0301ü/", "xn--999999999.\u0301ü"},
+    };
+    expectRows(rows, [](const auto& text) { return url(text).site(); });
+    EXPECT_EQ(url("http://BÜCHER.example/").host(), "bücher.example") << "as it is shown";
 }
 
 TEST(URL, FileLocationsCarryAnyPath) {
     const std::pair<const char*, std::string> rows[] = {
         {"plain", "/home/user/file.zip"},
         {"signs with a meaning in links", "/a%20b/50% off?#1;v=2[x] \"q\"\\"},
-        {"other scripts", "/Téléchargements/文件"},
-        {"no UTF-8", "/old\xE9/\xFF"},
+        {"a letter and a colon", "/C:/x"},
+        {"no UTF-8", "/Téléchargements/old\xE9/\xFF"},
         {"root", "/"},
     };
     for (const auto& [name, path] : rows) {
@@ -160,8 +149,7 @@ TEST(URL, FileLocationsCarryAnyPath) {
     EXPECT_EQ(URL::folder("/a/b"), URL::folder("/a/b/"));
     EXPECT_EQ(URL::folder("/a").appending("50% x?#é.zip").absoluteString(),
               "file:///a/50%25%20x%3F%23%C3%A9.zip");
-    EXPECT_EQ(URL::folder("/a").appending("b"), URL::file("/a").appending("b"));
-    EXPECT_EQ(URL::folder("/a").appending("b/c").lastPathComponent(), "b%2Fc");
+    EXPECT_EQ(url("file:///a?q#f").appending("b/c").absoluteString(), "file:///a/b%2Fc");
     EXPECT_EQ(URL::file(std::string_view("/a\0b", 4)).path(), "/a") << "as the system reads a path";
     EXPECT_EQ(url("file://localhost/a").path(), "/a");
 }

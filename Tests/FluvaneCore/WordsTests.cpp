@@ -5,7 +5,7 @@
 
 #include "Support/Rows.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 #include <ctime>
@@ -17,31 +17,23 @@ using namespace support;
 
 namespace {
 
-TEST(Words, Sizes) {
-    const Rows<std::int64_t, const char*> rows = {
-        {1, "1 byte"},
-        {999, "999 bytes"},
-        {1050, "1.1 KB"},
-        {999'949, "999.9 KB"},
-        {999'950, "1 MB"},
-        {1'234'567'890, "1.2 GB"},
-        {std::numeric_limits<std::int64_t>::max(), "9.2 EB"},
+TEST(Words, SizesAndSpeeds) {
+    const Rows<std::int64_t, const char*> sizes = {
+        {1, "1 byte"},         {999, "999 bytes"}, {1050, "1.1 KB"},
+        {999'949, "999.9 KB"}, {999'950, "1 MB"},  {std::numeric_limits<std::int64_t>::max(), "9.2 EB"},
         {-1, "0 bytes"},
     };
-    expectRows(rows, words::bytes);
+    expectRows(sizes, words::bytes);
+    const Rows<double, const char*> speeds = {
+        {999.6, "1 KB/s"}, {-3, "0 bytes/s"}, {HUGE_VAL, "9.2 EB/s"}, {std::nan(""), "0 bytes/s"}};
+    expectRows(speeds, words::speed);
+    const Rows<double, const char*> percents = {
+        {0.29, "29 %"}, {0.999999999999, "99 %"}, {1, "100 %"}, {-1, "0 %"}, {std::nan(""), "0 %"}};
+    expectRows(percents, words::percent);
 }
 
-TEST(Words, Speeds) {
-    const double infinity = std::numeric_limits<double>::infinity();
-    const Rows<double, const char*> rows = {
-        {5e6, "5 MB/s"},        {999.6, "1 KB/s"},           {-3, "0 bytes/s"},
-        {infinity, "9.2 EB/s"}, {std::nan(""), "0 bytes/s"},
-    };
-    expectRows(rows, words::speed);
-}
-
-TEST(Words, TimesLeft) {
-    const Rows<double, const char*> rows = {
+TEST(Words, Times) {
+    const Rows<double, const char*> left = {
         {9.9, "a few seconds left"},
         {41, "about 40 seconds left"},
         {89, "about a minute left"},
@@ -52,32 +44,20 @@ TEST(Words, TimesLeft) {
         {3 * 86400, "about 3 days left"},
         {std::nan(""), "more than a year left"},
     };
-    expectRows(rows, words::timeLeft);
-}
-
-TEST(Words, Retries) {
-    const Rows<double, const char*> rows = {
-        {-1, "Trying again in a moment."},         {1.9, "Trying again in a moment."},
-        {4, "Trying again in a few seconds."},     {38, "Trying again in about 40 seconds."},
-        {300, "Trying again in about 5 minutes."},
+    expectRows(left, words::timeLeft);
+    const Rows<double, const char*> untilRetry = {
+        {-1, "Trying again in a moment."},
+        {1.9, "Trying again in a moment."},
+        {4, "Trying again in a few seconds."},
+        {38, "Trying again in about 40 seconds."},
     };
-    expectRows(rows, words::retry);
-}
-
-TEST(Words, PercentIsFullOnlyAtTheEnd) {
-    const Rows<double, const char*> rows = {
-        {0.29, "29 %"}, {0.999999999999, "99 %"}, {1, "100 %"}, {-1, "0 %"}, {std::nan(""), "0 %"},
-    };
-    expectRows(rows, words::percent);
+    expectRows(untilRetry, words::retry);
 }
 
 TEST(Words, StatesAndChecksums) {
-    EXPECT_EQ(words::state(StateKind::offline), "Paused: you're offline. It picks up when you're back.");
     EXPECT_EQ(words::state(StateKind::failed, "The disk is full."), "The disk is full.");
-    EXPECT_EQ(
-        words::checksumMismatch("MD5", "/tmp/in"),
-        "Its MD5 doesn't match the one given, so it may not be the file you meant to get. It's in /tmp/in; "
-        "don't open it unless you know why.");
+    EXPECT_THAT(words::checksumMismatch("MD5", "/tmp/in"),
+                testing::AllOf(testing::HasSubstr("Its MD5 doesn't"), testing::HasSubstr("in /tmp/in;")));
 }
 
 TEST(Words, LinesForEveryState) {
@@ -142,11 +122,14 @@ TEST(Words, Totals) {
 }
 
 TEST(Words, Fractions) {
-    EXPECT_EQ(words::fraction({.state = StateKind::finished}), 1.0);
-    EXPECT_EQ(words::fraction({.state = StateKind::paused, .done = 9, .size = 6}), 1.0);
-    EXPECT_EQ(words::fraction({.state = StateKind::paused, .size = 0}), 1.0);
-    EXPECT_EQ(words::fraction({.state = StateKind::paused, .done = 9}), std::nullopt);
-    EXPECT_EQ(words::fraction({.state = StateKind::paused, .size = -5}), std::nullopt);
+    const NamedRows<words::Progress, std::optional<double>> rows = {
+        {"finished", {.state = StateKind::finished}, 1.0},
+        {"more than its size", {.state = StateKind::paused, .done = 9, .size = 6}, 1.0},
+        {"empty", {.state = StateKind::paused, .size = 0}, 1.0},
+        {"size unknown", {.state = StateKind::paused, .done = 9}, std::nullopt},
+        {"senseless size", {.state = StateKind::paused, .size = -5}, std::nullopt},
+    };
+    expectRows(rows, words::fraction);
 }
 
 TEST(Words, Moments) {

@@ -34,19 +34,14 @@ void EndSignals::block() {
 
 EndSignals::EndSignals(std::function<void()> ended) {
     const sigset_t signals = wanted();
-    descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    notifier_ = std::make_unique<QSocketNotifier>(descriptor_, QSocketNotifier::Read);
+    signals_ = tessivar::Descriptor(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    notifier_ = std::make_unique<QSocketNotifier>(signals_.get(), QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this, ended = std::move(ended)] {
         signalfd_siginfo information{};
-        while (read(descriptor_, &information, sizeof information) == sizeof information) {
+        while (read(signals_.get(), &information, sizeof information) == sizeof information) {
             ended();
         }
     });
-}
-
-EndSignals::~EndSignals() {
-    notifier_.reset();
-    close(descriptor_);
 }
 
 } // namespace fluvane

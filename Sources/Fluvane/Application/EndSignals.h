@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "TessivarBase/Descriptor.h"
+
 #include <QSocketNotifier>
 
 #include <functional>
@@ -19,12 +21,11 @@ public:
 
     /// With the event loop's thread; `ended` may be called more than once.
     explicit EndSignals(std::function<void()> ended);
-    ~EndSignals();
     EndSignals(const EndSignals&) = delete;
     EndSignals& operator=(const EndSignals&) = delete;
 
 private:
-    int descriptor_;
+    tessivar::Descriptor signals_; // open for as long as the notifier watches it
     std::unique_ptr<QSocketNotifier> notifier_;
 };
 

@@ -39,12 +39,6 @@ InstanceLock::InstanceLock(const std::string& lockFile, const std::string& socke
     }
 }
 
-InstanceLock::~InstanceLock() {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
-    }
-}
-
 bool InstanceLock::tryAgain() {
     outcome_ = tryLock();
     return outcome_ == Outcome::taken;
@@ -52,12 +46,13 @@ bool InstanceLock::tryAgain() {
 
 bool InstanceLock::open(const std::string& lockFile) {
     createFolder(std::filesystem::path(lockFile).parent_path());
-    descriptor_ = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-    return descriptor_ >= 0;
+    file_ = tessivar::Descriptor(
+        ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    return file_.isOpen();
 }
 
 InstanceLock::Outcome InstanceLock::tryLock() {
-    if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0) {
+    if (flock(file_.get(), LOCK_EX | LOCK_NB) == 0) {
         return Outcome::taken;
     }
     return errno == EWOULDBLOCK ? Outcome::held : fail();

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "TessivarBase/Descriptor.h"
+
 #include <chrono>
 #include <string>
 
@@ -19,7 +21,6 @@ public:
     /// `patience` to do so.
     InstanceLock(const std::string& lockFile, const std::string& socketFile,
                  std::chrono::milliseconds patience);
-    ~InstanceLock();
     InstanceLock(const InstanceLock&) = delete;
     InstanceLock& operator=(const InstanceLock&) = delete;
 
@@ -34,7 +35,7 @@ private:
     [[nodiscard]] Outcome tryLock();
     Outcome fail();
 
-    int descriptor_ = -1;
+    tessivar::Descriptor file_;
     Outcome outcome_;
     std::string problem_;
 };

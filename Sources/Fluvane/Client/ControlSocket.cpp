@@ -4,7 +4,6 @@
 #include "Fluvane/Client/ControlSocket.h"
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -31,13 +30,6 @@ void writeAll(int descriptor, std::string_view bytes) {
             return;
         }
     }
-}
-
-void Descriptor::reset(int descriptor) {
-    if (descriptor_ >= 0) {
-        ::close(descriptor_);
-    }
-    descriptor_ = descriptor;
 }
 
 } // namespace fluvane::controlSocket

@@ -3,6 +3,7 @@
 
 #include "Fluvane/Client/CLI.h"
 #include "Fluvane/Client/ControlSocket.h"
+#include "TessivarBase/Descriptor.h"
 
 #include <fcntl.h>
 #include <linux/close_range.h>
@@ -18,7 +19,7 @@ namespace fluvane::cli {
 
 namespace {
 
-using controlSocket::Descriptor;
+using tessivar::Descriptor;
 
 /// Everything below runs between fork and exec: system calls only.
 void detachStreams() {

@@ -3,6 +3,8 @@
 
 #include "Fluvane/Client/CLI.h"
 #include "Fluvane/Client/ControlSocket.h"
+#include "FluvaneCore/Text.h"
+#include "TessivarBase/Descriptor.h"
 
 #include <nlohmann/json.hpp>
 
@@ -17,7 +19,7 @@ namespace fluvane::cli {
 
 namespace {
 
-using controlSocket::Descriptor;
+using tessivar::Descriptor;
 
 /// How long a connect waits for room in the application's queue of connections.
 constexpr timeval connectPatience{.tv_sec = 5, .tv_usec = 0};
@@ -34,7 +36,7 @@ std::optional<std::string> requestText(const std::vector<std::string>& arguments
 Descriptor connected(const std::string& socketPath) {
     const auto address = controlSocket::address(socketPath);
     Descriptor socket(address ? ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0) : -1);
-    if (!socket) {
+    if (!socket.isOpen()) {
         return socket;
     }
     // With a full backlog connect waits for room; the time-out keeps a stopped application from holding us.
@@ -65,38 +67,6 @@ std::string readAll(int descriptor) {
     return gathered;
 }
 
-/// The length of the valid UTF-8 sequence at the start of the text; 0 when there is none.
-std::size_t sequenceLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byte(0);
-    if (lead < 0x80) {
-        return 1;
-    }
-    const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() < length) {
-        return 0;
-    }
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    const bool overlong = (lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xF0 && byte(1) < 0x90);
-    const bool outside = (lead == 0xED && byte(1) > 0x9F) || (lead == 0xF4 && byte(1) > 0x8F);
-    return overlong || outside ? 0 : length;
-}
-
-std::string repaired(std::string_view text) {
-    std::string result;
-    result.reserve(text.size());
-    while (!text.empty()) {
-        const std::size_t length = sequenceLength(text);
-        result += length > 0 ? text.substr(0, length) : std::string_view("\uFFFD");
-        text.remove_prefix(length > 0 ? length : 1);
-    }
-    return result;
-}
-
 } // namespace
 
 bool canBeSent(const std::vector<std::string>& arguments) {
@@ -107,7 +77,7 @@ std::optional<Answer> send(const std::vector<std::string>& arguments, const std:
                            std::optional<std::chrono::milliseconds> patience) {
     const auto request = requestText(arguments);
     const Descriptor socket = request ? connected(socketPath) : Descriptor();
-    if (!socket) {
+    if (!socket.isOpen()) {
         return std::nullopt;
     }
     if (patience) {
@@ -118,7 +88,7 @@ std::optional<Answer> send(const std::vector<std::string>& arguments, const std:
     }
     controlSocket::writeAll(socket.get(), *request);
     shutdown(socket.get(), SHUT_WR);
-    const std::string reply = repaired(readAll(socket.get()));
+    const std::string reply = text::repaired(readAll(socket.get()));
     const auto lineFeed = reply.find('\n');
     if (lineFeed == std::string::npos) {
         return std::nullopt;

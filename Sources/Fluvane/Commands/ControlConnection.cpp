@@ -24,7 +24,7 @@ bool again(ssize_t result) {
 
 } // namespace
 
-ControlConnection::ControlConnection(std::uint64_t number, controlSocket::Descriptor socket,
+ControlConnection::ControlConnection(std::uint64_t number, tessivar::Descriptor socket,
                                      std::chrono::milliseconds patience)
     : number_(number), socket_(std::move(socket)), patience_(patience), deadline_(arrival_ + patience) {}
 

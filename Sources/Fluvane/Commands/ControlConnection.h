@@ -5,6 +5,7 @@
 
 #include "Fluvane/Client/ControlSocket.h"
 #include "Fluvane/Commands/Reply.h"
+#include "TessivarBase/Descriptor.h"
 
 #include <chrono>
 #include <cstddef>
@@ -22,8 +23,7 @@ public:
     /// closing over unread bytes would throw the reply away.
     enum class Stage { reading, received, running, writing, draining, closed };
 
-    ControlConnection(std::uint64_t number, controlSocket::Descriptor socket,
-                      std::chrono::milliseconds patience);
+    ControlConnection(std::uint64_t number, tessivar::Descriptor socket, std::chrono::milliseconds patience);
 
     [[nodiscard]] std::uint64_t number() const { return number_; }
     [[nodiscard]] int descriptor() const { return socket_.get(); }
@@ -52,7 +52,7 @@ private:
     void enter(Stage stage);
 
     std::uint64_t number_;
-    controlSocket::Descriptor socket_;
+    tessivar::Descriptor socket_;
     std::chrono::milliseconds patience_;
     Clock::time_point arrival_ = Clock::now();
     Clock::time_point deadline_;

@@ -6,6 +6,7 @@
 #include "Fluvane/Client/ControlSocket.h"
 #include "Fluvane/Commands/ControlConnection.h"
 #include "Fluvane/Commands/ControlRequest.h"
+#include "TessivarBase/Descriptor.h"
 #include "TessivarCore/Log.h"
 
 #include <poll.h>
@@ -30,7 +31,7 @@ namespace fluvane {
 
 namespace {
 
-using controlSocket::Descriptor;
+using tessivar::Descriptor;
 using Clock = ControlConnection::Clock;
 using Stage = ControlConnection::Stage;
 using tessivar::log::lifecycle;
@@ -63,7 +64,7 @@ Descriptor listenAt(const std::string& path) {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
     unlink(path.c_str());
     Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!listener) {
+    if (!listener.isOpen()) {
         return listener;
     }
     // The socket's file takes its permissions from the descriptor: owner only, from its first moment on, and
@@ -232,11 +233,11 @@ void ControlServer::Loop::makeRoom() {
 
 void ControlServer::Loop::accept() {
     Descriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!socket && errno != EAGAIN && errno != ECONNABORTED && errno != EINTR) {
+    if (!socket.isOpen() && errno != EAGAIN && errno != ECONNABORTED && errno != EINTR) {
         // Out of descriptors, most likely: the client stays in the backlog, and we don't spin over it.
         acceptAgain_ = Clock::now() + acceptPause;
     }
-    if (socket && isOurUser(socket.get())) {
+    if (socket.isOpen() && isOurUser(socket.get())) {
         makeRoom();
         connections_.emplace_back(nextConnection_++, std::move(socket), patience_);
     }
@@ -312,7 +313,7 @@ void ControlServer::start() {
         return;
     }
     Descriptor listener = listenAt(path_);
-    if (listener) {
+    if (listener.isOpen()) {
         loop_ = std::make_shared<Loop>(std::move(listener), main_, handler_, receiveTimeout);
         thread_ = std::thread([loop = loop_] { loop->run(); });
     }

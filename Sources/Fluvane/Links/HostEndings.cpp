@@ -5,6 +5,8 @@
 
 #include "FluvaneCore/Text.h"
 
+#include <libpsl.h>
+
 #include <algorithm>
 #include <array>
 
@@ -14,36 +16,23 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// Sorted. Endings that are better known as those of files or folders (zip, sh, rs, py, md, app, …) are left
-// out: "Fluvane.app/Contents" is no link.
-constexpr std::array endings = {
-    "ae"sv,    "ai"sv,      "ar"sv,    "art"sv,   "at"sv,    "au"sv,       "ba"sv,     "bd"sv,
-    "be"sv,    "bg"sv,      "bio"sv,   "biz"sv,   "blog"sv,  "br"sv,       "by"sv,     "bz"sv,
-    "ca"sv,    "cat"sv,     "ch"sv,    "cl"sv,    "cloud"sv, "club"sv,     "cn"sv,     "co"sv,
-    "com"sv,   "cy"sv,      "cz"sv,    "de"sv,    "dev"sv,   "digital"sv,  "dk"sv,     "download"sv,
-    "ec"sv,    "edu"sv,     "ee"sv,    "email"sv, "es"sv,    "eu"sv,       "fi"sv,     "fm"sv,
-    "fr"sv,    "games"sv,   "ge"sv,    "gg"sv,    "gl"sv,    "gov"sv,      "gr"sv,     "hk"sv,
-    "hr"sv,    "hu"sv,      "id"sv,    "ie"sv,    "il"sv,    "in"sv,       "info"sv,   "int"sv,
-    "io"sv,    "ir"sv,      "is"sv,    "it"sv,    "jp"sv,    "ke"sv,       "kr"sv,     "kz"sv,
-    "li"sv,    "link"sv,    "live"sv,  "lk"sv,    "lt"sv,    "lu"sv,       "lv"sv,     "ly"sv,
-    "ma"sv,    "me"sv,      "media"sv, "mil"sv,   "mt"sv,    "mx"sv,       "my"sv,     "name"sv,
-    "net"sv,   "network"sv, "news"sv,  "ng"sv,    "nl"sv,    "no"sv,       "nz"sv,     "online"sv,
-    "org"sv,   "page"sv,    "pe"sv,    "ph"sv,    "pk"sv,    "pl"sv,       "pro"sv,    "pt"sv,
-    "pw"sv,    "qa"sv,      "ro"sv,    "rocks"sv, "ru"sv,    "sa"sv,       "se"sv,     "sg"sv,
-    "shop"sv,  "si"sv,      "site"sv,  "sk"sv,    "space"sv, "st"sv,       "store"sv,  "su"sv,
-    "tech"sv,  "th"sv,      "to"sv,    "today"sv, "top"sv,   "tr"sv,       "tv"sv,     "tw"sv,
-    "ua"sv,    "uk"sv,      "us"sv,    "uy"sv,    "uz"sv,    "ve"sv,       "vn"sv,     "wiki"sv,
-    "world"sv, "ws"sv,      "xyz"sv,   "za"sv,    "zone"sv,  "ελ"sv,       "бел"sv,    "ею"sv,
-    "рф"sv,    "срб"sv,     "укр"sv,   "қаз"sv,   "ישראל"sv, "السعودية"sv, "امارات"sv, "ایران"sv,
-    "مصر"sv,   "भारत"sv,    "ไทย"sv,   "中国"sv,  "中國"sv,  "台湾"sv,     "台灣"sv,   "香港"sv,
-    "한국"sv,
+/// Endings of hosts that are better known as those of files or folders: "Fluvane.app/Contents" is no link.
+constexpr std::array fileEndings = {
+    "ac"sv,    "ads"sv,  "am"sv,     "app"sv,  "as"sv,  "bar"sv, "box"sv,   "build"sv, "cab"sv,
+    "cc"sv,    "docs"sv, "dot"sv,    "fish"sv, "gs"sv,  "inc"sv, "java"sv,  "la"sv,    "map"sv,
+    "md"sv,    "mk"sv,   "ml"sv,     "mm"sv,   "mo"sv,  "mov"sv, "movie"sv, "pm"sv,    "properties"sv,
+    "ps"sv,    "pub"sv,  "py"sv,     "rs"sv,   "run"sv, "sc"sv,  "sh"sv,    "so"sv,    "ss"sv,
+    "style"sv, "tab"sv,  "target"sv, "td"sv,   "tf"sv,  "tm"sv,  "zip"sv,
 };
-static_assert(std::is_sorted(endings.begin(), endings.end()));
+static_assert(std::is_sorted(fileEndings.begin(), fileEndings.end()));
 
 } // namespace
 
-bool isWellKnownEnding(std::string_view label) {
-    return std::binary_search(endings.begin(), endings.end(), std::string_view(text::lowercased(label)));
+bool isHostEnding(std::string_view label) {
+    const std::string ending = text::lowercased(label);
+    const psl_ctx_t* const list = psl_builtin();
+    return list && psl_is_public_suffix2(list, ending.c_str(), PSL_TYPE_ICANN | PSL_TYPE_NO_STAR_RULE) &&
+           !std::binary_search(fileEndings.begin(), fileEndings.end(), std::string_view(ending));
 }
 
 } // namespace fluvane::links

@@ -5,6 +5,7 @@
 
 #include "Fluvane/Links/QuotedPrintable.h"
 #include "FluvaneCore/Text.h"
+#include "TessivarBase/ASCII.h"
 
 #include <algorithm>
 #include <array>
@@ -15,14 +16,7 @@ namespace fluvane::links {
 namespace {
 
 using namespace std::string_view_literals;
-
-bool isASCIILetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-bool isASCIIDigit(char c) {
-    return c >= '0' && c <= '9';
-}
+namespace ascii = tessivar::ascii;
 
 bool startsIgnoringCase(std::string_view text, std::string_view prefix) {
     return text::equalIgnoringASCIICase(text.substr(0, prefix.size()), prefix);
@@ -318,14 +312,14 @@ std::optional<std::string_view> lastLabel(std::string_view host) {
 }
 
 bool isPort(std::string_view text) {
-    return !text.empty() && text.size() <= 5 && std::all_of(text.begin(), text.end(), isASCIIDigit);
+    return !text.empty() && text.size() <= 5 && std::all_of(text.begin(), text.end(), ascii::isDigit);
 }
 
 /// Four numbers with dots, which are an address where a path follows that is no network's length ("/24").
 bool isAddress(std::string_view host, std::string_view path) {
     const auto isNumber = [](std::string_view part) {
         const auto value = part.size() <= 3 ? text::wholeNumber(part) : std::nullopt;
-        return value && isASCIIDigit(part[0]) && *value <= 255;
+        return value && ascii::isDigit(part[0]) && *value <= 255;
     };
     for (int part = 0; part < 3; ++part) {
         const std::size_t dot = host.find('.');
@@ -334,7 +328,7 @@ bool isAddress(std::string_view host, std::string_view path) {
         }
         host.remove_prefix(dot + 1);
     }
-    return isNumber(host) && path.size() > 1 && !isASCIIDigit(path[1]) && path[1] > ' ';
+    return isNumber(host) && path.size() > 1 && !ascii::isDigit(path[1]) && path[1] > ' ';
 }
 
 /// Whether a text begins with a host that is a link without its scheme.
@@ -355,10 +349,11 @@ bool beginsBareLink(std::string_view text) {
     }
     if (startsIgnoringCase(host, "www.")) {
         const std::string_view name = host.substr(4);
-        return name.find('.') != std::string_view::npos && label->size() >= 2 && !isASCIIDigit(label->back());
+        return name.find('.') != std::string_view::npos && label->size() >= 2 &&
+               !ascii::isDigit(label->back());
     }
     const bool local = text::equalIgnoringASCIICase(host, "localhost");
-    const bool known = label->size() < host.size() && isWellKnownEnding(*label);
+    const bool known = label->size() < host.size() && isHostEnding(*label);
     return behind.starts_with('/') && (local || known || isAddress(host, behind)) &&
            host.find("www.") == std::string_view::npos;
 }
@@ -367,7 +362,7 @@ bool beginsBareLink(std::string_view text) {
 bool beginsTag(std::string_view text) {
     const std::size_t name = text.starts_with("</") ? 2 : 1;
     std::size_t at = name;
-    while (at < text.size() && (isASCIILetter(text[at]) || isASCIIDigit(text[at]) || text[at] == '-')) {
+    while (at < text.size() && (ascii::isLetterOrDigit(text[at]) || text[at] == '-')) {
         ++at;
     }
     return at > name && at < text.size() &&

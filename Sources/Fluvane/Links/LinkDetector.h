@@ -10,12 +10,12 @@
 namespace fluvane::links {
 
 /// The texts that look like web links, in order, repeats included; each still has to be read as a link.
-/// A host without a scheme counts when it begins with "www." or has a well-known ending and a path; it is
+/// A host without a scheme counts when it begins with "www." or has an ending of hosts and a path; it is
 /// given "http://", since a server that speaks https redirects there while the reverse would not work. `text`
 /// is valid UTF-8. Takes time in proportion to the text.
 [[nodiscard]] std::vector<std::string> detect(std::string_view text);
 
-/// Whether a host's last label is one that people write without a scheme.
-[[nodiscard]] bool isWellKnownEnding(std::string_view label);
+/// Whether names of hosts end in this label, as registries have it, and files and folders usually don't.
+[[nodiscard]] bool isHostEnding(std::string_view label);
 
 } // namespace fluvane::links

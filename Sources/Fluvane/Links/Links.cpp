@@ -6,6 +6,7 @@
 #include "Fluvane/Links/LinkDetector.h"
 #include "FluvaneCore/NumberedRange.h"
 #include "FluvaneCore/Text.h"
+#include "TessivarBase/Descriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -62,22 +63,6 @@ private:
     std::unordered_map<std::string, std::size_t> places_;
 };
 
-class Descriptor {
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() {
-        if (number_ >= 0) {
-            ::close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int number() const { return number_; }
-
-private:
-    int number_;
-};
-
 Unique unique(std::string_view text) {
     Unique links;
     for (const std::string& candidate : detect(numberedRange::expand(text::repaired(text)))) {
@@ -124,11 +109,11 @@ std::vector<URL> findInFile(const std::filesystem::path& file) {
     if (::stat(file.c_str(), &status) != 0 || !isRegularFile(status)) { // opening a device may set it going
         return {};
     }
-    const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (descriptor.number() < 0 || ::fstat(descriptor.number(), &status) != 0 || !isRegularFile(status)) {
+    const tessivar::Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!descriptor.isOpen() || ::fstat(descriptor.get(), &status) != 0 || !isRegularFile(status)) {
         return {};
     }
-    const auto text = contents(descriptor.number());
+    const auto text = contents(descriptor.get());
     return text ? find(*text) : std::vector<URL>();
 }
 

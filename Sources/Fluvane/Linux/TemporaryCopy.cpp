@@ -3,6 +3,8 @@
 
 #include "Fluvane/Linux/TemporaryCopy.h"
 
+#include "TessivarBase/ASCII.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -37,9 +39,7 @@ Descriptor nameless(const std::filesystem::path& folder) {
 
 bool isHiddenName(std::string_view name) {
     return name.size() == prefix.size() + places.size() && name.starts_with(prefix) &&
-           std::ranges::all_of(name.substr(prefix.size()), [](char c) {
-               return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-           });
+           std::ranges::all_of(name.substr(prefix.size()), tessivar::ascii::isLetterOrDigit);
 }
 
 bool isLeftover(const Descriptor& file) {

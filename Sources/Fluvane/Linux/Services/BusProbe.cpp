@@ -3,6 +3,8 @@
 
 #include "Fluvane/Linux/Services/BusProbe.h"
 
+#include "TessivarBase/Descriptor.h"
+
 #include <systemd/sd-bus.h>
 
 #include <poll.h>
@@ -26,22 +28,17 @@ using BusPointer = std::unique_ptr<sd_bus, decltype(&sd_bus_close_unref)>;
 /// Readable from the moment of a stop.
 class StopEvent {
 public:
-    explicit StopEvent(const std::stop_token& stop) : callback_(std::in_place, stop, Signal{descriptor_}) {}
-    ~StopEvent() {
-        callback_.reset(); // it writes to what is closed next
-        close(descriptor_);
-    }
-    StopEvent(const StopEvent&) = delete;
-    StopEvent& operator=(const StopEvent&) = delete;
-    [[nodiscard]] int descriptor() const { return descriptor_; }
+    explicit StopEvent(const std::stop_token& stop)
+        : callback_(std::in_place, stop, Signal{descriptor_.get()}) {}
+    [[nodiscard]] int descriptor() const { return descriptor_.get(); }
 
 private:
     struct Signal {
         int descriptor;
         void operator()() const noexcept { eventfd_write(descriptor, 1); }
     };
-    int descriptor_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    std::optional<std::stop_callback<Signal>> callback_;
+    tessivar::Descriptor descriptor_{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+    std::optional<std::stop_callback<Signal>> callback_; ///< Gone first: it writes to what is closed next.
 };
 
 int startConnecting(BusPointer& bus, const std::string& address) {

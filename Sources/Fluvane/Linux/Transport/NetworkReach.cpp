@@ -4,6 +4,7 @@
 #include "Fluvane/Linux/Transport/NetworkReach.h"
 
 #include "Fluvane/Linux/Transport/DefaultRoute.h"
+#include "TessivarBase/Descriptor.h"
 
 #include <cstring>
 #include <memory>
@@ -64,14 +65,11 @@ bool hasRouteTo(const std::string& peer) {
         return false;
     }
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> address(found, ::freeaddrinfo);
-    const int probe = ::socket(found->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const tessivar::Descriptor probe(::socket(found->ai_family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     sockaddr_storage own{};
     socklen_t size = sizeof own;
-    const bool reached = probe >= 0 && ::connect(probe, found->ai_addr, found->ai_addrlen) == 0 &&
-                         ::getsockname(probe, reinterpret_cast<sockaddr*>(&own), &size) == 0;
-    if (probe >= 0) {
-        ::close(probe);
-    }
+    const bool reached = probe.isOpen() && ::connect(probe.get(), found->ai_addr, found->ai_addrlen) == 0 &&
+                         ::getsockname(probe.get(), reinterpret_cast<sockaddr*>(&own), &size) == 0;
     return reached && isOnLiveInterface(own);
 }
 

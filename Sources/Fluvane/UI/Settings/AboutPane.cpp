@@ -134,7 +134,7 @@ void AboutPane::addReports() {
 void AboutPane::addLibraries() {
     addHeading(tr("Thanks to"));
     addText(tr("Qt (LGPL 3), libcurl (curl license), OpenSSL (Apache 2.0), utf8proc (MIT), GNU "
-               "Libidn2 (LGPL 3), JSON for Modern C++ (MIT), {fmt} (MIT) and spdlog (MIT)."));
+               "Libidn2 (LGPL 3), libpsl (MIT), JSON for Modern C++ (MIT), {fmt} (MIT) and spdlog (MIT)."));
 }
 
 void AboutPane::showLog() {
