@@ -151,8 +151,8 @@ class Desktop(EndToEnd):
         wait_for(lambda: {lock[0] for lock in login.locks()} == {"idle"}, "the machine may sleep")
         saved = json.loads(self.application.list_file.read_text())["downloads"][0]
         self.assertGreaterEqual(sum(piece["done"] for piece in saved["pieces"]), reached)
-        for properties, state in (({"Metered": 3}, "hotspot"), ({"State": 20}, "offline"),
-                                  ({"State": 70, "Metered": 0}, "downloading")):
+        for properties, state in (({"State": 20}, "offline"), ({"State": 70, "Metered": 3}, "limited-network"),
+                                  ({"Metered": 0}, "downloading")):
             network.set(**properties)
             wait_for(lambda: self.application.state(number) == state, state)
 
