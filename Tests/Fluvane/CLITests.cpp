@@ -196,7 +196,7 @@ TEST(CLI, ReadsReplies) {
         {"another status", "OK\nx", "0x"},
         {"no line feed", "ok", "none"},
         {"nothing", "", "none"},
-        {"broken text", "ok\n\xff\xe2\x82|\xed\xa0\x80|…", "1\uFFFD\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD|…"},
+        {"broken text", "ok\n\xff\xe2\x82|\xed\xa0\x80|…", "1\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD|…"},
         {"big", "ok\n" + big, "1" + big},
     };
     for (const Row& row : rows) {
