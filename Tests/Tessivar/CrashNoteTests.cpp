@@ -11,8 +11,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <csignal>
-#include <functional>
 #include <stdexcept>
 
 namespace tessivar {
@@ -28,54 +28,28 @@ const CrashNote::Wording wording = {"your downloads carry on from the last bytes
                                     "no links and no file names",
                                     "your downloads (by number, with their sizes and states)"};
 
-/// A run killed while its hang lasts.
-void killHanging(const TemporaryFolder& folder) {
-    const auto child = support::crasher(folder.path(), "hang");
-    ASSERT_TRUE(child->waitForReadyRead(-1));
-    child->kill();
-    ASSERT_EQ(support::ending(*child), SIGKILL);
+/// Begins a run and ends it in that way, or does to its record what else may happen to it.
+void take(const TemporaryFolder& folder, const std::string& step) {
+    const auto record = folder / "last-run.json";
+    if (step == "killed while it hangs") {
+        const auto child = support::crasher(folder.path(), "hang");
+        ASSERT_TRUE(child->waitForReadyRead(-1));
+        child->kill();
+        ASSERT_EQ(support::ending(*child), SIGKILL);
+    } else if (step == "the machine starts again") {
+        auto text = readFile(record);
+        const auto id = RunID::current().bootID;
+        writeFile(record, text.replace(text.find(id), id.size(), "another"));
+    } else if (step == "still there") {
+        LastRun(folder.path()).begin();
+    } else if (step == "a folder in its place") {
+        std::filesystem::create_directory(record);
+    } else if (step.starts_with('{')) {
+        writeFile(record, step);
+    } else {
+        endOf(folder.path(), step);
+    }
 }
-
-/// Ends runs in these ways, one after the other.
-std::function<void(const TemporaryFolder&)> runs(const std::vector<const char*>& ways) {
-    return [ways](const TemporaryFolder& folder) {
-        for (const char* way : ways) {
-            endOf(folder.path(), way);
-        }
-    };
-}
-
-std::function<void(const TemporaryFolder&)> record(const char* text) {
-    return [text](const TemporaryFolder& folder) { writeFile(folder / "last-run.json", text); };
-}
-
-/// As if the machine had been started again since.
-void killAndReboot(const TemporaryFolder& folder) {
-    endOf(folder.path(), "9");
-    auto text = readFile(folder / "last-run.json");
-    const auto id = RunID::current().bootID;
-    writeFile(folder / "last-run.json", text.replace(text.find(id), id.size(), "another"));
-}
-
-struct Case {
-    const char* name;
-    std::function<void(const TemporaryFolder&)> before;
-    LastRun::Ending ending;
-};
-const std::vector<Case> cases = {
-    {"first run", runs({}), unknown},
-    {"clean", runs({"none"}), cleanly},
-    {"crash", runs({"touch"}), crashed},
-    {"killed", runs({"9"}), killed},
-    {"killed while hanging", killHanging, hung},
-    {"crash, then clean", runs({"touch", "none"}), cleanly},
-    {"power cut", killAndReboot, rebooted},
-    {"still there", [](const auto& folder) { LastRun(folder.path()).begin(); }, stillRunning},
-    {"garbage", record("{\"run\": 7}"), unknown},
-    {"half a record", record("{\"run"), unknown},
-    {"a folder in its place",
-     [](const auto& folder) { std::filesystem::create_directory(folder / "last-run.json"); }, unknown},
-};
 
 std::vector<std::string> notesShown(const CrashNote& note) {
     std::vector<std::string> all;
@@ -86,10 +60,23 @@ std::vector<std::string> notesShown(const CrashNote& note) {
 } // namespace
 
 TEST(LastRun, TellsHowTheRunBeforeEnded) {
-    for (const auto& [name, before, ending] : cases) {
+    const std::pair<std::vector<const char*>, LastRun::Ending> cases[] = {
+        {{}, unknown},
+        {{"none"}, cleanly},
+        {{"touch"}, crashed},
+        {{"9"}, killed},
+        {{"killed while it hangs"}, hung},
+        {{"touch", "none"}, cleanly},
+        {{"9", "the machine starts again"}, rebooted},
+        {{"still there"}, stillRunning},
+        {{"{\"run\": 7}"}, unknown},
+        {{"{\"run"}, unknown},
+        {{"a folder in its place"}, unknown},
+    };
+    for (const auto& [steps, ending] : cases) {
         const TemporaryFolder folder;
-        before(folder);
-        EXPECT_EQ(LastRun(folder.path()).begin().ending, ending) << name;
+        std::ranges::for_each(steps, [&](const char* step) { take(folder, step); });
+        EXPECT_EQ(LastRun(folder.path()).begin().ending, ending) << PrintToString(steps);
     }
 }
 
@@ -126,11 +113,11 @@ TEST(CrashNote, TellsAPersonAndShowsTheReportOnce) {
 TEST(CrashNote, ShowsEachNewReport) {
     const TemporaryFolder folder;
     const CrashNote note(folder.path(), wording);
-    killHanging(folder);
+    take(folder, "killed while it hangs");
     endOf(folder.path(), "touch");
     EXPECT_THAT(notesShown(note), UnorderedElementsAre(HasSubstr(" and was ended; your downloads"),
                                                        HasSubstr("ended unexpectedly")));
-    killHanging(folder);
+    take(folder, "killed while it hangs");
     EXPECT_THAT(notesShown(note), ElementsAre(HasSubstr("Crasher 1.2.3 (hang)")));
 }
 
