@@ -7,6 +7,7 @@
 #include "Fluvane/Commands/ControlServer.h"
 #include "Sockets.h"
 #include "Support/FakePorts.h"
+#include "Support/TestQueue.h"
 
 #include <gtest/gtest.h>
 
@@ -102,7 +103,11 @@ TEST_F(ControlServerTest, Answers) {
     EXPECT_EQ(ask("[]"), "ok\n");
     EXPECT_EQ(ask(""), refusal);
     EXPECT_EQ(ask("[1]"), refusal);
-    EXPECT_EQ(ask("[\"" + std::string(4'000'000, 'x') + "\"]"), refusal) << "cut, but told";
+    for (const std::size_t beyond : {1'000U, 3'000'000U}) { // which waits unread, or isn't even sent yet
+        RawClient endless(path);
+        endless.write("[\"x").write(std::string(controlSocket::requestLimit + beyond, 'x')).end();
+        EXPECT_EQ(endless.readAll(), refusal) << "cut, but told";
+    }
     const auto answer = cli::send({"x", std::string(700'000, 'y')}, path);
     ASSERT_TRUE(answer);
     EXPECT_EQ(answer->text.size(), 700'003u);
@@ -133,6 +138,7 @@ TEST_F(ControlServerTest, SlowClientsHoldNobodyUpAndAreTimedOverAll) {
 }
 
 TEST_F(ControlServerTest, ManyClientsAtOnce) {
+    server.receiveTimeout = 1h;
     server.start();
     std::vector<RawClient> silent;
     for (int i = 0; i < 100; ++i) {
@@ -163,9 +169,10 @@ TEST_F(ControlServerTest, LateRepliesReachTheirClientOrNobody) {
     patient.write(R"(["later"])").end();
     const auto completion = waiting.get_future().get();
     EXPECT_EQ(ask(R"(["meanwhile"])"), "ok\nmeanwhile|");
-    completion({.ok = true, .text = "at last"});
-    completion({.ok = true, .text = "twice"});
-    EXPECT_EQ(patient.readAll(), "ok\nat last");
+    const std::string text(1'000'000, 'x');
+    completion({.ok = true, .text = text});
+    completion({.ok = true, .text = "twice"}); // while the first is still being written
+    EXPECT_TRUE(patient.readAll() == "ok\n" + text);
 }
 
 TEST_F(ControlServerTest, StopRemovesTheSocketAndLateRepliesComeToNothing) {
@@ -182,6 +189,19 @@ TEST_F(ControlServerTest, StopRemovesTheSocketAndLateRepliesComeToNothing) {
     completion({});
     server.start();
     EXPECT_EQ(ask(R"(["again"])"), "ok\nagain|");
+}
+
+TEST_F(ControlServerTest, WhatIsStillToBeDoneWhenItStopsIsLeft) {
+    support::TestQueue later;
+    bool done = false;
+    ControlServer ending(folder / "socket", later, [&](auto&&...) { done = true; });
+    ending.start();
+    RawClient client(folder / "socket");
+    client.write("[]").end();
+    ASSERT_TRUE(later.waitForWork());
+    ending.stop();
+    later.runPending();
+    EXPECT_FALSE(done);
 }
 
 TEST_F(ControlServerTest, TakesOverAStaleSocketAndSaysWhatItCannotOpen) {

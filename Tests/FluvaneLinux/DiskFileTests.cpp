@@ -169,42 +169,6 @@ TEST_F(DiskFileTest, DanglingLinksCountAsTaken) {
     EXPECT_TRUE(std::filesystem::is_symlink(folder / "a"));
 }
 
-TEST_F(DiskFileTest, FinishingNeverReplacesInARace) {
-    // Somebody else takes the same names as fast as possible.
-    std::atomic<bool> stop = false;
-    std::atomic<int> taken = 0;
-    std::thread other([&] {
-        for (int number = 0; !stop; ++number) {
-            const auto name = number == 0 ? std::string("a") : "a (" + std::to_string(number) + ")";
-            const int file = ::open((folder / name).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
-            if (file >= 0) {
-                EXPECT_EQ(::write(file, "theirs", 6), 6);
-                ::close(file);
-                ++taken;
-            }
-            number = number > 300 ? 0 : number;
-        }
-    });
-    constexpr int files = 60;
-    std::map<std::string, std::string> ours;
-    for (int number = 0; number < files; ++number) {
-        const auto contents = "ours " + std::to_string(number);
-        writeFile(folder / "part", contents);
-        ours[finish("part", "a")] = contents;
-    }
-    stop = true;
-    other.join();
-    ASSERT_EQ(ours.size(), files);
-    for (const auto& [path, contents] : ours) {
-        EXPECT_EQ(readFile(path), contents);
-    }
-    int theirs = 0;
-    for (const auto& name : folder.names()) {
-        theirs += readFile(folder / name) == "theirs" ? 1 : 0;
-    }
-    EXPECT_EQ(theirs, taken);
-}
-
 TEST_F(DiskFileTest, FinishesIntoAFolderThatVanished) {
     writeFile(folder / "a.part", "data");
     EXPECT_EQ(finish(at("a.part"), "a", URL::folder((folder / "new/folder").string())),

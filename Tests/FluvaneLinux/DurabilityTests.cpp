@@ -22,6 +22,7 @@ namespace {
 std::mutex mutex;
 std::vector<std::string> calls;
 bool syncsFail = false;
+int namesTaken = 0; ///< How many more names somebody else takes just before they are given.
 
 void note(const std::string& call, const std::filesystem::path& path) {
     const std::lock_guard lock(mutex);
@@ -47,6 +48,10 @@ extern "C" int rename(const char* from, const char* to) noexcept {
 extern "C" int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
                          unsigned flags) noexcept {
     note("name", to);
+    if (namesTaken > 0) {
+        --namesTaken;
+        fluvane::support::writeFile(to, "theirs");
+    }
     return static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
 }
 
@@ -118,7 +123,18 @@ TEST_F(DurabilityTest, AFileWhoseSyncFailedIsTrustedNeverAgain) {
         EXPECT_THROW(file->sync(), FileError);
         EXPECT_THROW((void)files.open(at("a.part")), FileError);
         EXPECT_EQ(outcome("a.part"), "(" + std::string(lost) + ")");
-        EXPECT_NO_THROW(files.create(at("a.part"), 10)->sync()) << "begun afresh";
+        EXPECT_NO_THROW(files.create(at("a.part"), 10)->sync());
+        EXPECT_NO_THROW((void)files.open(at("a.part"))) << "begun afresh";
+    }
+}
+
+TEST_F(DurabilityTest, ANameTakenInBetweenIsLeftToItsOwner) {
+    writeFile(folder / "a.part", "ours");
+    namesTaken = 2;
+    EXPECT_EQ(outcome("a.part"), (folder / "in/a-2").string());
+    const std::pair<const char*, const char*> rows[] = {{"a", "theirs"}, {"a-1", "theirs"}, {"a-2", "ours"}};
+    for (const auto& [name, contents] : rows) {
+        EXPECT_EQ(readFile(folder / "in" / name), contents) << name;
     }
 }
 

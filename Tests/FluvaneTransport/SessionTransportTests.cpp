@@ -283,18 +283,6 @@ TEST_F(TransportTest, TellsProgressAtMostFourTimesASecond) {
     EXPECT_LE(static_cast<double>(fetch->events.size()), 3 + taken.count() / 0.25);
 }
 
-TEST_F(TransportTest, NeverWritesPastTheEnd) {
-    const auto body = digits(3'000'000);
-    ScriptedServer server(always(ok(body)));
-    for (const std::int64_t end : {1, 16'384, 262'144, 1'000'000}) {
-        auto fetch = start(server.url("/"));
-        EXPECT_EQ(run(*fetch, 10, 10 + end), "finished " + std::to_string(end));
-        EXPECT_EQ(fetch->file->contents(),
-                  std::string(10, '.') + body.substr(0, static_cast<std::size_t>(end)));
-        EXPECT_EQ(fetch->transfer->position(), 10 + end);
-    }
-}
-
 TEST_F(TransportTest, UsesAConnectionAgainAfterARangeThatEndedAtItsEnd) {
     ScriptedServer server(always(ok("body")));
     EXPECT_EQ(run(*start(server.url("/")), 0, 4), "finished 4");
