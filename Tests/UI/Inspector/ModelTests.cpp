@@ -3,9 +3,9 @@
 
 // What the inspector shows, without a window.
 
-#include "Fluvane/UI/Inspector/SpeedGraph.h"
 #include "Fluvane/UI/Models/PiecesPicture.h"
 #include "Fluvane/UI/Models/SelectionTotals.h"
+#include "Fluvane/UI/Models/SpeedHistory.h"
 #include "FluvaneCore/DetailWords.h"
 #include "FluvaneCore/RuleWords.h"
 #include "Support/PiecePicture.h"
@@ -14,7 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 namespace fluvane::support {
@@ -197,32 +196,12 @@ TEST(SelectionTotals, stopAtTheBiggestNumber) {
     EXPECT_EQ(totals.unknownSizes, 1);
 }
 
-TEST(SpeedGraph, endsItsScaleAtARoundSpeed) {
-    support::expectRows<double, double>({{0, 1000},
-                                         {1000, 1000},
-                                         {1001, 2000},
-                                         {2100, 5000},
-                                         {5'000'001, 10'000'000},
-                                         {12'000'000, 20'000'000}},
-                                        SpeedGraph::roundTop);
-    EXPECT_TRUE(std::isfinite(SpeedGraph::roundTop(1e300)));
-}
-
-TEST(DetailWords, saysPiecesSpeedsAndRules) {
-    using namespace words;
-    const std::vector<std::pair<std::string, std::string>> rows = {
-        {piece({3, 12'000'000, 50'000'000, 2, 1'200'000}), "Piece 3: 12 MB of 50 MB, connection 2, 1.2 MB/s"},
-        {piece({3, 50'000'000, 50'000'000}), "Piece 3: 50 MB, done"},
-        {pieces(1, 0), "1 piece"},
-        {speeds(5e6, 12e6), "Now 5 MB/s, at most 12 MB/s in the last 5 minutes"},
-        {exactBytes(1'234'567), "1,234,567 bytes"},
-        {exactBytes(999), "999 bytes"},
-        {together(0, 0, 2), "2 whose size isn't known yet"},
-        {rule({"1", Rule::Extensions{{"zip", "rar", "7z"}}, {}, {}}), "Files ending in .zip, .rar or .7z"},
-    };
-    for (const auto& [said, expected] : rows) {
-        EXPECT_EQ(said, expected);
-    }
+TEST(DetailWords, groupsDigitsAndJoinsEndings) {
+    EXPECT_EQ(words::exactBytes(1'234'567), "1,234,567 bytes");
+    EXPECT_EQ(words::exactBytes(999), "999 bytes");
+    EXPECT_EQ(words::together(0, 0, 2), "2 whose size isn't known yet");
+    EXPECT_EQ(words::rule({"1", Rule::Extensions{{"zip", "rar", "7z"}}, {}, {}}),
+              "Files ending in .zip, .rar or .7z");
 }
 
 } // namespace fluvane::support

@@ -125,7 +125,8 @@ TEST(NewDownloadDraft, addsWhatIsWanted) {
     const auto& engine = typed.bench.engine;
     typed.draft.setWanted(1, false);
     typed.draft.setReferrer("https://page.example/");
-    typed.draft.setReferrer({link("http://a.example/c")}, link("https://other.example/"));
+    typed.draft.setReferrer({link("http://a.example/c"), link("http://a.example/d")},
+                            link("https://other.example/"));
     typed.draft.setFolder(URL::folder("/chosen"));
     ASSERT_THAT(typed.draft.add(), ElementsAre(2_id, 3_id));
     EXPECT_EQ(engine.record(2_id).url, link("http://a.example/a"));

@@ -119,7 +119,8 @@ TEST_F(SettingsWindowTest, aFolderAndASpeedOfOnesOwnAreSettingsToo) {
     auto* const other = get<QLineEdit>("otherSpeedLimit");
     changeElsewhere([](Config& c) { c.speedLimit = 1'234'567; });
     EXPECT_EQ(other->text(), "1.234567");
-    typeAndEnter(*other, "0,7 ");
+    typeInto(*other, "0,7 ");
+    get<QSpinBox>("simultaneous")->setFocus();
     EXPECT_EQ(config().speedLimit, 700'000);
     changeElsewhere([](Config& c) { c.speedLimit.reset(); });
     EXPECT_FALSE(other->isVisible());
@@ -161,6 +162,7 @@ TEST_F(SettingsWindowTest, objectsToWhatIsNoSpeedUntilItsReasonIsGone) {
     EXPECT_EQ(config().speedLimit, 1'000'000);
     typeAndEnter(*other, "1.5");
     EXPECT_EQ(message(), "");
+    EXPECT_EQ(config().speedLimit, 1'500'000);
     typeAndEnter(*other, "much");
     EXPECT_NE(message(), "");
     window.showPane("files");
@@ -304,6 +306,14 @@ TEST_F(SettingsWindowTest, reordersDuplicatesAndDeletesRulesByKeyboard) {
     EXPECT_EQ(list->currentIndex().row(), 1);
     QTest::keyClick(list, Qt::Key_Delete);
     EXPECT_EQ(ruleOrder(), "bc");
+    QTest::keyClick(list, Qt::Key_Return);
+    auto* const editor = onScreen<QDialog>("ruleEditor");
+    ASSERT_TRUE(editor);
+    activate(*editor);
+    QTest::keyClick(editor, Qt::Key_Return);
+    EXPECT_FALSE(editor->isVisible());
+    activate(window);
+    EXPECT_EQ(ruleOrder(), "bc") << "the edited one keeps its place";
 
     typeInto(*get<QLineEdit>("tryRules"), "x.png");
     EXPECT_EQ(said(window, "trialResult"), "x.png goes to /x, by the rule \"Images\".");
