@@ -26,13 +26,22 @@ constexpr std::array fileEndings = {
 };
 static_assert(std::is_sorted(fileEndings.begin(), fileEndings.end()));
 
+bool isRegistered(const char* ending) {
+    const psl_ctx_t* const list = psl_builtin();
+    return list && psl_is_public_suffix2(list, ending, PSL_TYPE_ICANN | PSL_TYPE_NO_STAR_RULE);
+}
+
 } // namespace
 
-bool isHostEnding(std::string_view label) {
-    const std::string ending = text::lowercased(label);
-    const psl_ctx_t* const list = psl_builtin();
-    return list && psl_is_public_suffix2(list, ending.c_str(), PSL_TYPE_ICANN | PSL_TYPE_NO_STAR_RULE) &&
-           !std::binary_search(fileEndings.begin(), fileEndings.end(), std::string_view(ending));
+bool hasHostEnding(std::string_view host) {
+    const std::size_t dot = host.rfind('.');
+    const std::string last = text::lowercased(host.substr(dot + 1)); // npos + 1 is 0
+    if (std::binary_search(fileEndings.begin(), fileEndings.end(), std::string_view(last))) {
+        return false;
+    }
+    // Some registries give no names right below their country: "co.za" is on the list, "za" isn't.
+    const std::size_t before = dot == std::string_view::npos || dot == 0 ? dot : host.rfind('.', dot - 1);
+    return isRegistered(last.c_str()) || isRegistered(text::lowercased(host.substr(before + 1)).c_str());
 }
 
 } // namespace fluvane::links

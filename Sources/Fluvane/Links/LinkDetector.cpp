@@ -353,7 +353,7 @@ bool beginsBareLink(std::string_view text) {
                !ascii::isDigit(label->back());
     }
     const bool local = text::equalIgnoringASCIICase(host, "localhost");
-    const bool known = label->size() < host.size() && isHostEnding(*label);
+    const bool known = label->size() < host.size() && hasHostEnding(host);
     return behind.starts_with('/') && (local || known || isAddress(host, behind)) &&
            host.find("www.") == std::string_view::npos;
 }

@@ -15,7 +15,7 @@ namespace fluvane::links {
 /// is valid UTF-8. Takes time in proportion to the text.
 [[nodiscard]] std::vector<std::string> detect(std::string_view text);
 
-/// Whether names of hosts end in this label, as registries have it, and files and folders usually don't.
-[[nodiscard]] bool isHostEnding(std::string_view label);
+/// Whether a host ends as registries have it, and as files and folders usually don't.
+[[nodiscard]] bool hasHostEnding(std::string_view host);
 
 } // namespace fluvane::links
