@@ -99,12 +99,12 @@ std::string speeds(std::optional<double> now, double most) {
     return now ? "Now " + speed(*now) + ", a" + atMost : "A" + atMost;
 }
 
-std::string together(std::int64_t done, std::int64_t size, std::int64_t unknownSizes) {
-    if (unknownSizes == 0) {
-        return bytes(done) + " of " + bytes(size);
+std::string together(const Sizes& sizes) {
+    if (sizes.unknownSizes == 0) {
+        return bytes(sizes.done) + " of " + bytes(sizes.size);
     }
-    const std::string unknown = std::to_string(unknownSizes) + " whose size isn't known yet";
-    return size == 0 ? unknown : bytes(done) + " of " + bytes(size) + ", and " + unknown;
+    const std::string unknown = std::to_string(sizes.unknownSizes) + " whose size isn't known yet";
+    return sizes.size == 0 ? unknown : bytes(sizes.done) + " of " + bytes(sizes.size) + ", and " + unknown;
 }
 
 } // namespace fluvane::words

@@ -43,8 +43,13 @@ struct PieceProgress {
 /// "Now 5 MB/s, at most 12 MB/s in the last 5 minutes"; without a speed for now only the latter.
 [[nodiscard]] std::string speeds(std::optional<double> now, double most);
 
-/// Several downloads taken together, `done` and `size` of those whose size is known: "1.2 GB of 3 GB, and 2
-/// whose size isn't known yet".
-[[nodiscard]] std::string together(std::int64_t done, std::int64_t size, std::int64_t unknownSizes);
+/// Bytes of several downloads, `done` and `size` of those whose size is known.
+struct Sizes {
+    std::int64_t done;
+    std::int64_t size;
+    std::int64_t unknownSizes; ///< Downloads.
+};
+/// "1.2 GB of 3 GB, and 2 whose size isn't known yet".
+[[nodiscard]] std::string together(const Sizes& sizes);
 
 } // namespace fluvane::words

@@ -11,6 +11,7 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -29,9 +30,9 @@ TwoParts splitOnce(std::string_view text, char separator) {
     return std::pair(text.substr(0, at), text.substr(at + 1));
 }
 
-std::string withoutPrefix(std::string_view header, std::string_view prefix) {
+std::string withoutPrefix(std::string_view header, const char* prefix) {
     const std::string text = text::lowercased(text::trimmed(header));
-    return text.starts_with(prefix) ? text.substr(prefix.size()) : std::string();
+    return text.starts_with(prefix) ? text.substr(std::strlen(prefix)) : std::string();
 }
 
 // Content-Disposition

@@ -275,7 +275,7 @@ std::string totals(const Totals& totals) {
          totals.speedLimit ? "up to " + speed(static_cast<double>(*totals.speedLimit)) : std::string()});
 }
 
-std::string when(Date date, Date now) {
+std::string when(Date date, AsOf asOf) {
     static constexpr std::array months = {"January",   "February", "March",    "April",
                                           "May",       "June",     "July",     "August",
                                           "September", "October",  "November", "December"};
@@ -289,7 +289,7 @@ std::string when(Date date, Date now) {
         return a.tm_year == b.tm_year && a.tm_yday == b.tm_yday;
     };
     const std::tm then = local(date);
-    const std::tm today = local(now);
+    const std::tm today = local(asOf.now);
     std::tm before = today;
     before.tm_mday -= 1;
     before.tm_hour = 12; // exists on every day

@@ -73,8 +73,12 @@ struct Totals {
 };
 [[nodiscard]] std::string totals(const Totals& totals);
 
+/// The time at which something is told.
+struct AsOf {
+    Date now;
+};
 /// "today at 14:05", "yesterday at 9:30", "3 May", "3 May 2025", by the local time.
-[[nodiscard]] std::string when(Date date, Date now);
+[[nodiscard]] std::string when(Date date, AsOf asOf);
 
 /// Text from outside in a line of its own, for showing: control characters, line breaks and the marks that
 /// turn the direction of the text after them become U+FFFD.

@@ -124,8 +124,8 @@ private:
         return style_.colour && colour != Colour::none ? fmt::format("{}{}\033[0m", sequence(colour), text)
                                                        : std::string(text);
     }
-    std::string cutTo(std::string_view text, std::size_t width, std::size_t tail = 0) const {
-        return cut(text, width, tail, ellipsis(style_));
+    std::string cutTo(std::string_view text, const Room& room) const {
+        return cut(text, room, ellipsis(style_));
     }
     /// The number or nothing, right-aligned, before the text.
     void add(std::string_view number, std::string text, std::size_t wide) {
@@ -137,7 +137,7 @@ private:
         const auto beside = columns(words) + 2;
         wordsBeside_ = beside * 2 <= width_;
         const auto room = wordsBeside_ ? width_ - beside : width_;
-        std::string name = cutTo(printable(row_.name), room, room / 3);
+        std::string name = cutTo(printable(row_.name), {.width = room, .tail = room / 3});
         const auto wide = columns(name);
         if (style_.unicode && isRightToLeft(name)) {
             name = fmt::format("{}{}{}", isolate, name, endIsolate);
@@ -160,7 +160,7 @@ private:
         constexpr std::size_t shortest = 5;
         const auto beside = columns(percent) + 2;
         if (width_ < beside + shortest) {
-            const auto kept = cutTo(percent, width_);
+            const auto kept = cutTo(percent, {.width = width_});
             add("", kept, columns(kept));
             return;
         }
@@ -192,7 +192,8 @@ private:
         if (!parts.empty()) {
             // The end of a finished file's path says more than its middle.
             const auto tail = row_.kind() == StateKind::finished ? width_ / 3 : 0;
-            const auto text = cutTo(fmt::format("{}", fmt::join(parts, separator)), width_, tail);
+            const auto text =
+                cutTo(fmt::format("{}", fmt::join(parts, separator)), {.width = width_, .tail = tail});
             add("", text, columns(text));
         }
     }
@@ -222,7 +223,7 @@ std::vector<Line> withinHeight(const std::vector<Row>& rows, std::vector<Block>&
         shown++;
     }
     auto rest = cut(fmt::format("and {} more", rows.size() - shown),
-                    std::max<std::size_t>(style.width, 1) - 1, 0, ellipsis(style));
+                    {.width = std::max<std::size_t>(style.width, 1) - 1}, ellipsis(style));
     const auto wide = columns(rest);
     lines.push_back({std::move(rest), wide});
     return lines;
@@ -238,15 +239,15 @@ std::size_t columns(std::string_view text) {
     return sum;
 }
 
-std::string cut(std::string_view text, std::size_t width, std::size_t tail, std::string_view ellipsis) {
-    if (columns(text) <= width) {
+std::string cut(std::string_view text, const Room& room, std::string_view ellipsis) {
+    if (columns(text) <= room.width) {
         return std::string(text);
     }
     const auto characters = text::characters(text);
-    const auto mark = head(text::characters(ellipsis), width);
-    const auto room = width - columns(mark);
-    const auto end = tailOf(characters, std::min(tail, room));
-    return head(characters, room - columns(end)).append(mark).append(end);
+    const auto mark = head(text::characters(ellipsis), room.width);
+    const auto rest = room.width - columns(mark);
+    const auto end = tailOf(characters, std::min(room.tail, rest));
+    return head(characters, rest - columns(end)).append(mark).append(end);
 }
 
 std::vector<Line> layout(const std::vector<Row>& rows, const Style& style) {

@@ -16,10 +16,13 @@ namespace fluvane::watch {
 /// Cells that the text takes at most: where terminals disagree (joined emoji, new characters) the wider
 /// count.
 [[nodiscard]] std::size_t columns(std::string_view text);
-/// The text within that many cells, cut between whole characters with the ellipsis in place of what is left
-/// out; up to `tail` cells of its end are kept.
-[[nodiscard]] std::string cut(std::string_view text, std::size_t width, std::size_t tail = 0,
-                              std::string_view ellipsis = "…");
+/// Cells that a text gets, up to `tail` of them for its end.
+struct Room {
+    std::size_t width;
+    std::size_t tail = 0;
+};
+/// The text within its room, cut between whole characters with the ellipsis in place of what is left out.
+[[nodiscard]] std::string cut(std::string_view text, const Room& room, std::string_view ellipsis = "…");
 
 struct Style {
     std::size_t width = 80;  ///< Of the terminal. Lines stay below it, so that none ever wraps.

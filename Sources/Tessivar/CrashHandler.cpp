@@ -138,7 +138,13 @@ void writeRestOfStack(ReportWriter& writer) {
     writer.flush();
 }
 
-void writeReport(int file, int signal, const siginfo_t& info, const void* context) {
+struct Crash {
+    int signal;
+    const siginfo_t& info;
+    const void* context;
+};
+
+void writeReport(int file, const Crash& crash) {
     ReportWriter writer(file);
     unfinished = &writer;
     timespec now{};
@@ -148,11 +154,11 @@ void writeReport(int file, int signal, const siginfo_t& info, const void* contex
                              .version = prepared.version.data(),
                              .began = prepared.began,
                              .time = now.tv_sec});
-    writeCircumstances(writer, signal, info);
-    writer.frame(0, interruptedAt(context), prepared.program.data());
+    writeCircumstances(writer, crash.signal, crash.info);
+    writer.frame(0, interruptedAt(crash.context), prepared.program.data());
     writer.flush(); // this much is safe before the stack is walked, which may be damaged
     isWalking = true;
-    stackTrace.capture(context);
+    stackTrace.capture(crash.context);
     isWalking = false;
     writeRestOfStack(writer);
     unfinished = nullptr;
@@ -180,7 +186,7 @@ void onFatalSignal(int signal, siginfo_t* info, void* context) {
         fatalFacts = *info;
         limitPatience();
         if (const int file = openReport(); file >= 0) {
-            writeReport(file, signal, *info, context);
+            writeReport(file, {.signal = signal, .info = *info, .context = context});
             close(file);
         }
     } else if (first != thread) {
@@ -224,7 +230,7 @@ void keep(std::array<char, size>& into, const std::string& text) {
 void rehearse() {
     ucontext_t here{};
     const siginfo_t nothing{};
-    writeReport(prepared.spare, SIGABRT, nothing, &here);
+    writeReport(prepared.spare, {.signal = SIGABRT, .info = nothing, .context = &here});
 }
 
 void takeSignals() {

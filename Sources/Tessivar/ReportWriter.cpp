@@ -32,10 +32,7 @@ bool isPlain(char c) {
 }
 
 /// The library's name without folders. Anything that doesn't look like one might be somebody's words.
-const char* moduleName(const char* path, const char* program) {
-    if (path[0] == '\0') {
-        return program;
-    }
+const char* libraryName(const char* path) {
     const char* slash = std::strrchr(path, '/');
     const char* name = slash ? slash + 1 : path;
     const std::size_t length = std::strlen(name);
@@ -86,9 +83,8 @@ const void* callBefore(const void* returnAddress) {
 /// all back in the end.
 class AsIfReturned {
 public:
-    AsIfReturned(const void* context, const void* to)
-        : machine_(const_cast<ucontext_t*>(static_cast<const ucontext_t*>(context))->uc_mcontext),
-          before_(machine_) {
+    AsIfReturned(const ucontext_t& context, const void* to)
+        : machine_(const_cast<ucontext_t&>(context).uc_mcontext), before_(machine_) {
 #if defined(__x86_64__)
         machine_.gregs[REG_RIP] = reinterpret_cast<greg_t>(to);
         machine_.gregs[REG_RSP] += static_cast<greg_t>(sizeof(void*));
@@ -172,7 +168,8 @@ void ReportWriter::frame(std::size_t index, const void* address, const char* pro
         text(" ? 0 -\n"); // an address of no module may be bytes of anything
         return;
     }
-    text(" ").text(moduleName(module.dlfo_link_map->l_name, program)).text(" ");
+    const char* const path = module.dlfo_link_map->l_name;
+    text(" ").text(path[0] == '\0' ? program : libraryName(path)).text(" ");
     hexadecimal(reinterpret_cast<std::uintptr_t>(address) - module.dlfo_link_map->l_addr).text(" ");
     const auto id = buildIDOf(module);
     (id.empty() ? text("-") : bytes(id)).text("\n");
@@ -200,7 +197,7 @@ void StackTrace::capture(const void* context) {
     if (!isNowhere_) {
         walk();
     } else if (caller_) {
-        const AsIfReturned returned(context, callBefore(caller_));
+        const AsIfReturned returned(*static_cast<const ucontext_t*>(context), callBefore(caller_));
         walk();
     }
     if (context) {

@@ -133,7 +133,7 @@ std::string tail(int descriptor, std::size_t most) {
     return text;
 }
 
-void appendSince(std::string& to, std::string_view lines, std::string_view since) {
+void appendSince(std::string& to, std::string_view lines, const std::string& since) {
     while (!lines.empty()) {
         const auto end = lines.find('\n');
         if (end == std::string_view::npos) {

@@ -52,14 +52,10 @@ Json settingsIn(const std::string& text) {
     return *found;
 }
 
-Json without(const Json& settings, const Json& known) {
-    Json rest = Json::object();
-    for (const auto& [key, value] : settings.items()) {
-        if (!known.contains(key)) {
-            rest[key] = value;
-        }
+void eraseKnown(Json& settings, const Json& known) {
+    for (const auto& [key, value] : known.items()) {
+        settings.erase(key);
     }
-    return rest;
 }
 
 std::runtime_error failure(const char* what, const std::filesystem::path& path,
@@ -93,9 +89,10 @@ void SettingsFile::load(const Json& everySetting, const Decode& decode) {
 }
 
 void SettingsFile::take(const std::string& contents, const Json& everySetting, const Decode& decode) {
-    const auto settings = settingsIn(contents);
+    auto settings = settingsIn(contents);
     decode(settings);
-    *unknown_ = without(settings, everySetting);
+    eraseKnown(settings, everySetting);
+    *unknown_ = std::move(settings);
     contents_ = contents;
 }
 
@@ -185,9 +182,9 @@ void SettingsFile::importFrom(const std::filesystem::path& path, const Json& eve
         if (!contents) {
             throw SystemError(ENOENT);
         }
-        const auto settings = settingsIn(*contents);
-        decode(settings);
-        unknown = without(settings, everySetting);
+        unknown = settingsIn(*contents);
+        decode(unknown);
+        eraseKnown(unknown, everySetting);
     } catch (const std::exception& error) {
         throw failure("read", path, error.what());
     }

@@ -140,10 +140,10 @@ TEST(Words, Moments) {
         return std::chrono::system_clock::from_time_t(std::mktime(&parts));
     };
     const Date now = moment(2026, 1, 1, 0, 30);
-    EXPECT_EQ(words::when(moment(2026, 1, 1, 0, 5), now), "today at 0:05");
-    EXPECT_EQ(words::when(moment(2025, 12, 31, 23, 59), now), "yesterday at 23:59");
-    EXPECT_EQ(words::when(moment(2025, 12, 30, 12, 0), now), "30 December 2025");
-    EXPECT_EQ(words::when(moment(2026, 5, 3, 12, 0), now), "3 May"); // a clock that was set back
+    EXPECT_EQ(words::when(moment(2026, 1, 1, 0, 5), {now}), "today at 0:05");
+    EXPECT_EQ(words::when(moment(2025, 12, 31, 23, 59), {now}), "yesterday at 23:59");
+    EXPECT_EQ(words::when(moment(2025, 12, 30, 12, 0), {now}), "30 December 2025");
+    EXPECT_EQ(words::when(moment(2026, 5, 3, 12, 0), {now}), "3 May"); // a clock that was set back
 }
 
 } // namespace

@@ -48,7 +48,7 @@ TEST(Layout, CutsBetweenCharacters) {
     };
     for (const auto& expected : cases) {
         SCOPED_TRACE(expected.name);
-        EXPECT_EQ(cut(expected.text, expected.width, expected.tail), expected.kept);
+        EXPECT_EQ(cut(expected.text, {expected.width, expected.tail}), expected.kept);
     }
 }
 

@@ -42,8 +42,8 @@ public:
     void quit() override { asked.emplace_back("quit"); }
     void useActivationToken(const std::string& token) override { asked.push_back("token " + token); }
     std::string state() override { return "{}"; }
-    void snapshot(const std::string& folder, const std::string& prefix, Drawn completion) override {
-        completion({folder + "/" + prefix + "window.png"}, "");
+    void snapshot(const Pictures& into, Drawn completion) override {
+        completion({into.folder + "/" + into.prefix + "window.png"}, "");
     }
     std::vector<std::string> asked;
 };

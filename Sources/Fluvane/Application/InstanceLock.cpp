@@ -28,11 +28,10 @@ void createFolder(const std::filesystem::path& folder) {
 
 } // namespace
 
-InstanceLock::InstanceLock(const std::string& lockFile, const std::string& socketFile,
-                           std::chrono::milliseconds patience) {
-    outcome_ = open(lockFile) ? tryLock() : fail();
+InstanceLock::InstanceLock(const Files& files, std::chrono::milliseconds patience) {
+    outcome_ = open(files.lock) ? tryLock() : fail();
     const auto until = std::chrono::steady_clock::now() + patience;
-    while (outcome_ == Outcome::held && !std::filesystem::exists(socketFile) &&
+    while (outcome_ == Outcome::held && !std::filesystem::exists(files.socket) &&
            std::chrono::steady_clock::now() < until) {
         std::this_thread::sleep_for(betweenTries);
         outcome_ = tryLock();

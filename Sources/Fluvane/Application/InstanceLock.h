@@ -16,11 +16,14 @@ class InstanceLock {
 public:
     enum class Outcome { taken, held, failed };
 
-    /// `lockFile` and `socketFile` are in the data folder, which is created when missing. An instance that
-    /// holds the lock without answering at its socket is just starting or ending: it is given up to
-    /// `patience` to do so.
-    InstanceLock(const std::string& lockFile, const std::string& socketFile,
-                 std::chrono::milliseconds patience);
+    /// Both in the data folder, which is created when missing.
+    struct Files {
+        std::string lock;
+        std::string socket;
+    };
+    /// An instance that holds the lock without answering at its socket is just starting or ending: it is
+    /// given up to `patience` to do so.
+    InstanceLock(const Files& files, std::chrono::milliseconds patience);
     InstanceLock(const InstanceLock&) = delete;
     InstanceLock& operator=(const InstanceLock&) = delete;
 

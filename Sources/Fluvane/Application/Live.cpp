@@ -46,7 +46,7 @@ Live::Live(const tessivar::LogFiles& log, Frontend& frontend)
                   manager_->reconnect();
               }
           }),
-      reports_(*manager_, log_, *scheduler_, session_, system_),
+      reports_(*manager_, log_, *scheduler_, {.session = session_, .system = system_}),
       settingsChanges_(settings_.subscribe([this](const Config& config) { applySettings(config); })),
       logReading_(label(".log")), windows_(makeWindows(frontend)),
       commands_(*manager_, storedSettings_, rooms()),
@@ -62,7 +62,8 @@ std::unique_ptr<DownloadManager> Live::makeManager() {
         config, std::make_shared<SessionTransport>(*scheduler_),
         std::make_shared<DiskFileStore>(*scheduler_, identifier), scheduler_,
         std::make_shared<JSONDownloadStore>(dataFolders::listFile(), *scheduler_, identifier),
-        std::make_shared<LinuxPower>(session_, system_), notifier_, systemRandom(), systemEnvironment());
+        std::make_shared<LinuxPower>(Buses{.session = session_, .system = system_}), notifier_,
+        systemRandom(), systemEnvironment());
 }
 
 CommandCenter::Rooms Live::rooms() {

@@ -53,7 +53,7 @@ std::string stateFile(const char* name) {
 } // namespace
 
 Reports::Reports(const DownloadManager& manager, const tessivar::LogFiles& log, LinuxScheduler& scheduler,
-                 Bus& session, Bus& system)
+                 const Buses& buses)
     : manager_(manager), crashNote_(crashFolder(), crashWording,
                                     [this] {
                                         std::string text;
@@ -66,7 +66,7 @@ Reports::Reports(const DownloadManager& manager, const tessivar::LogFiles& log, 
                  .version = tessivar::AppIdentity::current.version,
                  .stateFile = stateFile("whats-new.json"),
                  .welcomed = [this] { return manager_.config().hasCompletedOnboarding; }}),
-      diagnostics_(options(log, session, system), contextOf(scheduler)),
+      diagnostics_(options(log, buses), contextOf(scheduler)),
       releases_(releaseChannel(contextOf(scheduler))) {}
 
 std::string Reports::crashFolder() {
@@ -77,16 +77,15 @@ std::vector<tessivar::Diagnostics::Section> Reports::sections() const {
     return diagnosticsSections(manager_.downloads(), manager_.config());
 }
 
-tessivar::Diagnostics::Options Reports::options(const tessivar::LogFiles& log, Bus& session,
-                                                Bus& system) const {
+tessivar::Diagnostics::Options Reports::options(const tessivar::LogFiles& log, const Buses& buses) const {
     return {.versions = {{"Qt", qVersion()}},
-            .services = {service(session, "org.freedesktop.Notifications"),
-                         service(session, "org.freedesktop.FileManager1"),
-                         service(session, "org.gnome.SessionManager"),
-                         service(session, "org.freedesktop.PowerManagement"),
-                         service(session, "org.kde.StatusNotifierWatcher"),
-                         service(system, "org.freedesktop.login1"),
-                         service(system, "org.freedesktop.NetworkManager")},
+            .services = {service(buses.session, "org.freedesktop.Notifications"),
+                         service(buses.session, "org.freedesktop.FileManager1"),
+                         service(buses.session, "org.gnome.SessionManager"),
+                         service(buses.session, "org.freedesktop.PowerManagement"),
+                         service(buses.session, "org.kde.StatusNotifierWatcher"),
+                         service(buses.system, "org.freedesktop.login1"),
+                         service(buses.system, "org.freedesktop.NetworkManager")},
             .sections = [this] { return sections(); },
             .log = [&log] { return log.recentMarked(recentLog); }};
 }

@@ -27,7 +27,7 @@ public:
 
     /// What it is given must outlive it.
     Reports(const DownloadManager& manager, const tessivar::LogFiles& log, LinuxScheduler& scheduler,
-            Bus& session, Bus& system);
+            const Buses& buses);
     Reports(const Reports&) = delete;
     Reports& operator=(const Reports&) = delete;
 
@@ -51,8 +51,8 @@ public:
     [[nodiscard]] static std::string crashFolder();
 
 private:
-    [[nodiscard]] tessivar::Diagnostics::Options options(const tessivar::LogFiles& log, Bus& session,
-                                                         Bus& system) const;
+    [[nodiscard]] tessivar::Diagnostics::Options options(const tessivar::LogFiles& log,
+                                                         const Buses& buses) const;
     [[nodiscard]] std::vector<tessivar::Diagnostics::Section> sections() const;
 
     const DownloadManager& manager_;

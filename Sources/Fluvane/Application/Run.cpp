@@ -69,7 +69,8 @@ int runApplication(int argc, char** argv, Frontend& frontend) {
                                       .identifier = "org.fluvane.Fluvane",
                                       .projectPage = "",
                                       .version = FLUVANE_VERSION};
-    InstanceLock lock(dataFolders::instanceLock(), dataFolders::controlSocket(), lockPatience);
+    InstanceLock lock({.lock = dataFolders::instanceLock(), .socket = dataFolders::controlSocket()},
+                      lockPatience);
     if (lock.outcome() == InstanceLock::Outcome::held) {
         // A second start: nothing of the first one's is touched, unless that one is just ending.
         if (const auto status = visit.handOver(handOverPatience, [&] { return lock.tryAgain(); })) {

@@ -23,9 +23,14 @@ std::optional<std::string> absoluteVariable(const char* name) {
     return std::string(value);
 }
 
-std::string baseFolder(const char* variable, const char* belowHome) {
-    const auto chosen = absoluteVariable(variable);
-    return absolutePath(chosen ? *chosen : home() + belowHome) + "/Fluvane";
+struct Base {
+    const char* variable;  ///< That may name it.
+    const char* belowHome; ///< Where it is otherwise.
+};
+
+std::string baseFolder(const Base& base) {
+    const auto chosen = absoluteVariable(base.variable);
+    return absolutePath(chosen ? *chosen : home() + base.belowHome) + "/Fluvane";
 }
 
 std::string normalized(const std::filesystem::path& path) {
@@ -51,13 +56,13 @@ std::string home() {
 }
 
 std::string data() {
-    return baseFolder("XDG_DATA_HOME", "/.local/share");
+    return baseFolder({.variable = "XDG_DATA_HOME", .belowHome = "/.local/share"});
 }
 std::string state() {
-    return baseFolder("XDG_STATE_HOME", "/.local/state");
+    return baseFolder({.variable = "XDG_STATE_HOME", .belowHome = "/.local/state"});
 }
 std::string settingsFile() {
-    return baseFolder("XDG_CONFIG_HOME", "/.config") + "/settings.json";
+    return baseFolder({.variable = "XDG_CONFIG_HOME", .belowHome = "/.config"}) + "/settings.json";
 }
 std::string listFile() {
     return data() + "/downloads.json";

@@ -261,10 +261,11 @@ void CommandCenter::snapshot(const Arguments& arguments, const ReplyCompletion& 
     const std::string folder = !arguments.empty() ? arguments[0] : dataFolders::snapshots();
     const std::string prefix = arguments.size() > 1 ? arguments[1] + "-" : "";
     const Reply reply = window([&](Windows& windows) {
-        windows.snapshot(folder, prefix, [completion](const auto& paths, const std::string& problem) {
-            completion(problem.empty() ? Reply{.ok = true, .text = joined(paths, 0, "\n")}
-                                       : failure(problem));
-        });
+        windows.snapshot({.folder = folder, .prefix = prefix},
+                         [completion](const auto& paths, const std::string& problem) {
+                             completion(problem.empty() ? Reply{.ok = true, .text = joined(paths, 0, "\n")}
+                                                        : failure(problem));
+                         });
     });
     if (!reply.ok) {
         completion(reply);

@@ -43,10 +43,14 @@ public:
 
     /// What is on screen, what the tray's menu holds, and the notifications sent, as JSON.
     [[nodiscard]] virtual std::string state() = 0;
+    struct Pictures {
+        std::string folder;
+        std::string prefix; ///< Of the files' names.
+    };
     /// Draws every window as it stands, and the tray icon, to PNG files in the folder, which is made when it
     /// isn't there. Calls back, on a later turn, with their paths, or with a sentence on what went wrong.
     using Drawn = std::function<void(const std::vector<std::string>& paths, const std::string& problem)>;
-    virtual void snapshot(const std::string& folder, const std::string& prefix, Drawn completion) = 0;
+    virtual void snapshot(const Pictures& into, Drawn completion) = 0;
 };
 
 } // namespace fluvane

@@ -108,8 +108,8 @@ bool isWebLink(std::string_view text) {
 
 } // namespace
 
-ReleaseFeed ReleaseFeed::read(std::string_view text, std::string_view key, std::string_view application) {
-    const auto publisher = publicKey(key);
+ReleaseFeed ReleaseFeed::read(std::string_view text, const Publisher& publisher) {
+    const auto key = publicKey(publisher.key);
     const auto envelope = object(text);
     const auto contents = envelope.find("feed");
     const auto signature = envelope.find("signature");
@@ -120,11 +120,11 @@ ReleaseFeed ReleaseFeed::read(std::string_view text, std::string_view key, std::
     const auto bytes = signature != envelope.end() && signature->is_string()
                            ? fromBase64(signature->get_ref<const std::string&>())
                            : std::nullopt;
-    if (!bytes || !isSigned(feedText, *bytes, publisher.get())) {
+    if (!bytes || !isSigned(feedText, *bytes, key.get())) {
         throw Refused(notSigned);
     }
     const auto json = object(feedText);
-    if (line(json, "application") != application) {
+    if (line(json, "application") != publisher.application) {
         throw Refused("The release feed is another application's.");
     }
     ReleaseFeed feed;

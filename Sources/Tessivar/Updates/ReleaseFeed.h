@@ -34,11 +34,13 @@ struct ReleaseFeed {
         using std::runtime_error::runtime_error;
     };
 
-    /// The feed in the file's text if its signature is by the key and it is for the application; Refused
-    /// otherwise. `key`: an Ed25519 public key in base64, its 32 bytes or its DER form. Nothing of the feed
-    /// is looked at before the signature.
-    [[nodiscard]] static ReleaseFeed read(std::string_view text, std::string_view key,
-                                          std::string_view application);
+    struct Publisher {
+        std::string_view key; ///< Ed25519, in base64, its 32 bytes or its DER form.
+        std::string_view application;
+    };
+    /// The feed in the file's text if its signature is by the publisher's key and it is for the application;
+    /// Refused otherwise. Nothing of the feed is looked at before the signature.
+    [[nodiscard]] static ReleaseFeed read(std::string_view text, const Publisher& publisher);
 };
 
 } // namespace tessivar

@@ -123,7 +123,9 @@ Finding look(const Updates::Options& options, FeedFetch& fetch) {
     memory.save(file); // also when it fails, or doesn't end well
     try {
         const auto text = fetch.run(requestFor(options));
-        auto finding = judge(ReleaseFeed::read(text, options.key, AppIdentity::current.identifier), memory);
+        auto finding = judge(
+            ReleaseFeed::read(text, {.key = options.key, .application = AppIdentity::current.identifier}),
+            memory);
         memory.save(file);
         return finding;
     } catch (const std::exception& error) {

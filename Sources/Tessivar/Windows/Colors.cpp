@@ -50,11 +50,11 @@ QColor quietText(const QPalette& palette) {
     return text;
 }
 
-QColor readable(const QColor& color, const QColor& ground, double ratio) {
-    const QColor end = luminance(ground) > 0.18 ? QColor(Qt::black) : QColor(Qt::white);
+QColor readable(const QColor& color, const Contrast& wanted) {
+    const QColor end = luminance(wanted.ground) > 0.18 ? QColor(Qt::black) : QColor(Qt::white);
     for (int step = 0; step < steps; ++step) {
         const QColor shade = blend(color, end, step / static_cast<double>(steps));
-        if (contrast(shade, ground) >= ratio) {
+        if (contrast(shade, wanted.ground) >= wanted.ratio) {
             return shade;
         }
     }

@@ -15,9 +15,13 @@ namespace tessivar {
 [[nodiscard]] QColor blend(const QColor& from, const QColor& to, double share);
 /// Text of less weight than the palette's own, on its windows and in its lists: at least 4.5:1 on both.
 [[nodiscard]] QColor quietText(const QPalette& palette);
+struct Contrast {
+    QColor ground;
+    double ratio = 4.5;
+};
 /// The nearest shade of the colour that stands out from the ground by the ratio, darker or lighter as the
 /// ground asks.
-[[nodiscard]] QColor readable(const QColor& color, const QColor& ground, double ratio = 4.5);
+[[nodiscard]] QColor readable(const QColor& color, const Contrast& wanted);
 /// Whether the palette is a dark one.
 [[nodiscard]] bool isDark(const QPalette& palette);
 

@@ -30,7 +30,7 @@ void OutlinedStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* 
     const QColor ground = option->palette.color(QPalette::Window);
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
-    painter->setPen(readable(ground, ground, usable ? shapeContrast : shapeContrast / 2));
+    painter->setPen(readable(ground, {ground, usable ? shapeContrast : shapeContrast / 2}));
     painter->setBrush(Qt::NoBrush);
     const QRectF box = QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5);
     if (element == PE_IndicatorCheckBox) {

@@ -247,15 +247,16 @@ Json screenState::menu(const QMenu& menu) {
     return items;
 }
 
-std::string savePicture(const QImage& picture, const std::string& folder, const std::string& name) {
-    const QString path = QDir(QString::fromStdString(folder)).filePath(QString::fromStdString(name) + ".png");
-    if (!QDir().mkpath(QString::fromStdString(folder)) || !picture.save(path, "PNG")) {
+std::string savePicture(const QImage& picture, const Pictures& into, const std::string& name) {
+    const QString folder = QString::fromStdString(into.folder);
+    const QString path = QDir(folder).filePath(QString::fromStdString(into.prefix + name) + ".png");
+    if (!QDir().mkpath(folder) || !picture.save(path, "PNG")) {
         throw std::runtime_error("The picture " + path.toStdString() + " can't be written.");
     }
     return path.toStdString();
 }
 
-std::vector<std::string> drawWindows(const std::string& folder, const std::string& prefix) {
+std::vector<std::string> drawWindows(const Pictures& into) {
     std::vector<std::string> paths;
     std::multiset<QString> names;
     for (QWidget* window : windowsOnScreen()) {
@@ -263,7 +264,7 @@ std::vector<std::string> drawWindows(const std::string& folder, const std::strin
         names.insert(name);
         const auto count = names.count(name);
         const QString numbered = count > 1 ? name + "-" + QString::number(count) : name;
-        paths.push_back(savePicture(window->grab().toImage(), folder, prefix + numbered.toStdString()));
+        paths.push_back(savePicture(window->grab().toImage(), into, numbered.toStdString()));
     }
     return paths;
 }

@@ -31,11 +31,15 @@ inline constexpr const char* spoken = "spoken";
 
 } // namespace screenState
 
-/// Draws every window as it stands to `<folder>/<prefix><name of the window>.png`. Returns the paths. Fails
-/// with std::runtime_error, a sentence for the user. Works on any platform, also without a screen.
-[[nodiscard]] std::vector<std::string> drawWindows(const std::string& folder, const std::string& prefix);
+/// Where pictures are written: `<folder>/<prefix><name>.png`.
+struct Pictures {
+    std::string folder;
+    std::string prefix;
+};
+/// Draws every window as it stands, under the window's name. Returns the paths. Fails with
+/// std::runtime_error, a sentence for the user. Works on any platform, also without a screen.
+[[nodiscard]] std::vector<std::string> drawWindows(const Pictures& into);
 /// Saves one picture the same way.
-[[nodiscard]] std::string savePicture(const QImage& picture, const std::string& folder,
-                                      const std::string& name);
+[[nodiscard]] std::string savePicture(const QImage& picture, const Pictures& into, const std::string& name);
 
 } // namespace tessivar

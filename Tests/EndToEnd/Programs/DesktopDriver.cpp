@@ -77,7 +77,7 @@ struct ToldTime : support::ManualScheduler {
 
 struct Services {
     Services(Bus& session, Bus& system, Scheduler& time)
-        : power(session, system), network(system, time),
+        : power({.session = session, .system = system}), network(system, time),
           sleep(
               system, [this](const auto& finished) { aboutToSleep(finished); },
               [] { tell("sleep", false); }) {

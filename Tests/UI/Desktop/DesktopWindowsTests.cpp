@@ -198,7 +198,7 @@ TEST_F(DesktopWindowsTest, SaysWhyItCannotBeDrawn) {
     windows.showDownloads(std::nullopt);
     support::writeFile(folder / "file", "in the way");
     std::string problem;
-    windows.snapshot((folder / "file").string(), "x-",
+    windows.snapshot({.folder = (folder / "file").string(), .prefix = "x-"},
                      [&](const auto&, const auto& text) { problem = text; });
     EXPECT_TRUE(QTest::qWaitFor([&] { return !problem.empty(); }));
 }

@@ -199,7 +199,7 @@ TEST(SelectionTotals, stopAtTheBiggestNumber) {
 TEST(DetailWords, groupsDigitsAndJoinsEndings) {
     EXPECT_EQ(words::exactBytes(1'234'567), "1,234,567 bytes");
     EXPECT_EQ(words::exactBytes(999), "999 bytes");
-    EXPECT_EQ(words::together(0, 0, 2), "2 whose size isn't known yet");
+    EXPECT_EQ(words::together({0, 0, 2}), "2 whose size isn't known yet");
     EXPECT_EQ(words::rule({"1", Rule::Extensions{{"zip", "rar", "7z"}}, {}, {}}),
               "Files ending in .zip, .rar or .7z");
 }

@@ -106,7 +106,7 @@ TEST(TrayStatus, TellsTheListAtAGlance) {
         for (const auto& [state, size, done, speed] : row.list) {
             list.add(state, size, done, speed);
         }
-        const auto status = trayStatus(list.all(), {});
+        const auto status = trayStatus({.downloads = list.all(), .problems = {}});
         EXPECT_EQ(status.kind, row.kind) << row.name;
         EXPECT_EQ(status.toolTip, row.toolTip) << row.name;
         ASSERT_EQ(status.progress.has_value(), row.progress.has_value()) << row.name;
@@ -122,7 +122,9 @@ TEST(TrayStatus, AsksForAttentionUntilTheListWasSeen) {
     mismatched(list.add(State::Finished{}));
     list.add(Wait::linkExpired);
     auto& running = list.add(State::Downloading{}, 10 * mb, 5 * mb, 1e6);
-    const auto status = [&] { return trayStatus(list.all(), problems.follow(list.all())); };
+    const auto status = [&] {
+        return trayStatus({.downloads = list.all(), .problems = problems.follow(list.all())});
+    };
 
     EXPECT_EQ(status().toolTip, "1 download needs a fresh link; 1 download, 1 MB/s, a few seconds left");
     EXPECT_EQ(status().kind, Kind::needsAttention);

@@ -48,4 +48,10 @@ private:
     std::shared_ptr<Connector> connector_;
 };
 
+/// Both, told apart by name.
+struct Buses {
+    Bus& session;
+    Bus& system;
+};
+
 } // namespace fluvane

@@ -62,7 +62,7 @@ Inhibitor::Way loginManager() {
 /// The services in the order of preference, and which of them is to be held.
 class LinuxPower::Inhibition {
 public:
-    Inhibition(Bus& session, Bus& system);
+    explicit Inhibition(const Buses& buses);
     void keepAwake(bool on);
 
 private:
@@ -76,16 +76,16 @@ private:
     std::array<std::unique_ptr<Inhibitor>, 3> inhibitors_;
 };
 
-LinuxPower::Inhibition::Inhibition(Bus& session, Bus& system) {
+LinuxPower::Inhibition::Inhibition(const Buses& buses) {
     patience_.setSingleShot(true);
     QObject::connect(&patience_, &QTimer::timeout, &patience_, [this] {
         std::exchange(awaited_, nullptr)->giveUpWaiting();
         settle();
     });
     const auto changed = [this] { settle(); };
-    inhibitors_ = {std::make_unique<Inhibitor>(session, sessionManager(), changed),
-                   std::make_unique<Inhibitor>(session, powerManagement(), changed),
-                   std::make_unique<Inhibitor>(system, loginManager(), changed)};
+    inhibitors_ = {std::make_unique<Inhibitor>(buses.session, sessionManager(), changed),
+                   std::make_unique<Inhibitor>(buses.session, powerManagement(), changed),
+                   std::make_unique<Inhibitor>(buses.system, loginManager(), changed)};
 }
 
 void LinuxPower::Inhibition::keepAwake(bool on) {
@@ -134,8 +134,7 @@ void LinuxPower::Inhibition::waitFor(Inhibitor& inhibitor) {
     patience_.start(patience);
 }
 
-LinuxPower::LinuxPower(Bus& session, Bus& system)
-    : inhibition_(std::make_unique<Inhibition>(session, system)) {}
+LinuxPower::LinuxPower(const Buses& buses) : inhibition_(std::make_unique<Inhibition>(buses)) {}
 
 LinuxPower::~LinuxPower() = default;
 

@@ -18,8 +18,8 @@ namespace fluvane {
 /// For the main thread; calls return at once, whatever the services do.
 class LinuxPower final : public PowerAssertion {
 public:
-    /// Both must outlive it.
-    LinuxPower(Bus& session, Bus& system);
+    /// The buses must outlive it.
+    explicit LinuxPower(const Buses& buses);
     ~LinuxPower() override;
 
     void keepAwake(bool on) override;

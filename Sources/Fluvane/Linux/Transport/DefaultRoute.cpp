@@ -52,9 +52,13 @@ bool anyOf(Bytes bytes, Length Header::*length, Use&& use) {
     return false;
 }
 
-bool isRunning(int socket, int interface) {
+struct Interface {
+    int index;
+};
+
+bool isRunning(int socket, Interface interface) {
     ifreq request{};
-    request.ifr_ifindex = interface;
+    request.ifr_ifindex = interface.index;
     if (::ioctl(socket, SIOCGIFNAME, &request) != 0 || ::ioctl(socket, SIOCGIFFLAGS, &request) != 0) {
         return false;
     }
@@ -67,11 +71,11 @@ bool leadsOut(int socket, Bytes attributes) {
     return anyOf(attributes, &rtattr::rta_len, [&](const rtattr& attribute, Bytes value) {
         if (attribute.rta_type == RTA_OIF) {
             const auto interface = first<int>(value);
-            return interface && isRunning(socket, *interface);
+            return interface && isRunning(socket, {*interface});
         }
         return attribute.rta_type == RTA_MULTIPATH &&
                anyOf(value, &rtnexthop::rtnh_len, [&](const rtnexthop& hop, Bytes) {
-                   return (hop.rtnh_flags & RTNH_F_DEAD) == 0 && isRunning(socket, hop.rtnh_ifindex);
+                   return (hop.rtnh_flags & RTNH_F_DEAD) == 0 && isRunning(socket, {hop.rtnh_ifindex});
                });
     });
 }

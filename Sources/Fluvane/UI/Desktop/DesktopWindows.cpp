@@ -331,12 +331,12 @@ std::string DesktopWindows::state() {
     return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-void DesktopWindows::snapshot(const std::string& folder, const std::string& prefix, Drawn completion) {
+void DesktopWindows::snapshot(const Pictures& into, Drawn completion) {
     QTimer::singleShot(beforeSnapshot, &feed_, [=, this, completion = std::move(completion)] {
         std::vector<std::string> paths;
         std::string problem;
         try {
-            paths = draw(folder, prefix);
+            paths = draw(into);
         } catch (const std::exception& error) {
             problem = error.what();
         }
@@ -344,10 +344,11 @@ void DesktopWindows::snapshot(const std::string& folder, const std::string& pref
     });
 }
 
-std::vector<std::string> DesktopWindows::draw(const std::string& folder, const std::string& prefix) {
-    auto paths = tessivar::drawWindows(folder, prefix);
+std::vector<std::string> DesktopWindows::draw(const Pictures& into) {
+    const tessivar::Pictures pictures{.folder = into.folder, .prefix = into.prefix};
+    auto paths = tessivar::drawWindows(pictures);
     if (tray_) {
-        paths.push_back(tessivar::savePicture(tray_->picture(64), folder, prefix + "tray"));
+        paths.push_back(tessivar::savePicture(tray_->picture(64), pictures, "tray"));
     }
     return paths;
 }

@@ -61,7 +61,7 @@ public:
     void tellProblem(const std::string& sentence);
     void useActivationToken(const std::string& token) override;
     [[nodiscard]] std::string state() override;
-    void snapshot(const std::string& folder, const std::string& prefix, Drawn completion) override;
+    void snapshot(const Pictures& into, Drawn completion) override;
 
 private:
     /// Shows it, or brings it to the front.
@@ -74,7 +74,7 @@ private:
     void presentDownloads();
     void downloadsClosed();
     void askBeforeQuitting(int running);
-    [[nodiscard]] std::vector<std::string> draw(const std::string& folder, const std::string& prefix);
+    [[nodiscard]] std::vector<std::string> draw(const Pictures& into);
 
     ListFeed feed_;
     WindowContext context_;

@@ -155,13 +155,20 @@ void DownloadsWindow::Content::makeMenu() {
 }
 
 void DownloadsWindow::Content::makePages() {
-    auto* const empty = new EmptyPage(
-        "add-first", "download", "No downloads yet",
-        "Copy a link and press Ctrl+V here, drop links or a text file on this window, or add them by hand.",
-        "New Download…");
+    auto* const empty =
+        new EmptyPage({.icon = "download",
+                       .heading = "No downloads yet",
+                       .explanation = "Copy a link and press Ctrl+V here, drop links or a text file on "
+                                      "this window, or add them by hand.",
+                       .button = "New Download…",
+                       .buttonName = "add-first"});
     QObject::connect(empty, &EmptyPage::clicked, &here_, [this] { offer({}); });
-    auto* const none = new EmptyPage("show-all", "search", "Nothing to show",
-                                     "No download fits the search and the state chosen above.", "Show All");
+    auto* const none =
+        new EmptyPage({.icon = "search",
+                       .heading = "Nothing to show",
+                       .explanation = "No download fits the search and the state chosen above.",
+                       .button = "Show All",
+                       .buttonName = "show-all"});
     QObject::connect(none, &EmptyPage::clicked, &here_, [this] {
         showAll();
         list_->setFocus();

@@ -238,7 +238,9 @@ void DownloadActions::open() {
     if (files.size() <= surelyMeant) {
         return openAll();
     }
-    ask(QString("Open %1 files?").arg(files.size()), "Each opens in the program you have for it.", "Open",
+    ask({.text = QString("Open %1 files?").arg(files.size()),
+         .explanation = "Each opens in the program you have for it.",
+         .yes = "Open"},
         openAll);
 }
 
@@ -253,14 +255,13 @@ void DownloadActions::show() {
 
 // Removing
 
-void DownloadActions::ask(const QString& question, const QString& explanation, const QString& button,
-                          std::function<void()> agreed) {
+void DownloadActions::ask(const Question& question, std::function<void()> agreed) {
     auto* const box =
-        new QMessageBox(QMessageBox::Question, "Fluvane", question, QMessageBox::Cancel, &window_);
+        new QMessageBox(QMessageBox::Question, "Fluvane", question.text, QMessageBox::Cancel, &window_);
     box->setObjectName("question");
-    tessivar::setPlainTexts(*box, explanation);
+    tessivar::setPlainTexts(*box, question.explanation);
     box->setAttribute(Qt::WA_DeleteOnClose);
-    QPushButton* const yes = box->addButton(button, QMessageBox::AcceptRole);
+    QPushButton* const yes = box->addButton(question.yes, QMessageBox::AcceptRole);
     box->setDefaultButton(yes);
     connect(yes, &QPushButton::clicked, this, [agreed = std::move(agreed)] { agreed(); });
     box->open();
@@ -277,11 +278,13 @@ void DownloadActions::remove() {
         bytes += std::min(download->liveBytes(), (std::int64_t{1} << 62) - bytes);
     }
     const QString lost = text(words::bytes(bytes));
-    ask(QString("Remove %1?").arg(fluvane::those(those(any))),
-        ids.size() == 1 ? "It isn't finished. The " + lost + " downloaded so far are deleted."
-                        : QString("What %1 of them downloaded so far is deleted: %2.")
-                              .arg(losing.size() == 1 ? "one" : QString::number(losing.size()), lost),
-        "Remove", [this, ids] { removeNow(ids); });
+    ask({.text = QString("Remove %1?").arg(fluvane::those(those(any))),
+         .explanation = ids.size() == 1
+                            ? "It isn't finished. The " + lost + " downloaded so far are deleted."
+                            : QString("What %1 of them downloaded so far is deleted: %2.")
+                                  .arg(losing.size() == 1 ? "one" : QString::number(losing.size()), lost),
+         .yes = "Remove"},
+        [this, ids] { removeNow(ids); });
 }
 
 void DownloadActions::removeNow(const IDs& ids) {
@@ -308,9 +311,11 @@ void DownloadActions::removeWithFiles() {
                            ? " What one unfinished download got so far is deleted."
                            : QString(" What %1 unfinished downloads got so far is deleted.").arg(unfinished);
     }
-    ask(QString("Remove %1 and delete %2?")
-            .arg(fluvane::those(those(any)), files.size() == 1 ? "the file" : "the files"),
-        explanation, "Remove and Delete", [this, ids] { discard(ids); });
+    ask({.text = QString("Remove %1 and delete %2?")
+                     .arg(fluvane::those(those(any)), files.size() == 1 ? "the file" : "the files"),
+         .explanation = explanation,
+         .yes = "Remove and Delete"},
+        [this, ids] { discard(ids); });
 }
 
 struct DownloadActions::Discarding {

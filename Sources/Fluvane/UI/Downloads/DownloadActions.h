@@ -62,8 +62,12 @@ private:
     void copyLinks();
     void open();
     void show();
-    void ask(const QString& question, const QString& explanation, const QString& button,
-             std::function<void()> agreed);
+    struct Question {
+        QString text;
+        QString explanation;
+        QString yes; ///< What its button says.
+    };
+    void ask(const Question& question, std::function<void()> agreed);
     void removeNow(const IDs& ids);
     void discard(const IDs& ids);
     struct Discarding;

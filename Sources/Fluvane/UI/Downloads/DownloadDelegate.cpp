@@ -71,8 +71,8 @@ DownloadDelegate::Look DownloadDelegate::look(const QStyleOptionViewItem& option
                         mixed(base.blue(), over.blue()));
     return {.font = option.font,
             .text = palette.color(QPalette::Text),
-            .quiet = tessivar::readable(tessivar::quietText(palette), ground),
-            .warning = tessivar::readable(QColor(0xC0, 0x1C, 0x28), ground),
+            .quiet = tessivar::readable(tessivar::quietText(palette), {.ground = ground}),
+            .warning = tessivar::readable(QColor(0xC0, 0x1C, 0x28), {.ground = ground}),
             .direction = option.direction};
 }
 

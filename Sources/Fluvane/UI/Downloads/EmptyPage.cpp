@@ -16,20 +16,18 @@ namespace fluvane {
 
 namespace spacing = tessivar::spacing;
 
-EmptyPage::EmptyPage(const QString& name, const QString& icon, const QString& heading,
-                     const QString& explanation, const QString& button)
-    : icon_(icon), picture_(new QLabel) {
-    auto* const title = new QLabel(heading);
+EmptyPage::EmptyPage(const Content& content) : icon_(content.icon), picture_(new QLabel) {
+    auto* const title = new QLabel(content.heading);
     QFont font = title->font();
     font.setPointSizeF(font.pointSizeF() * 1.3);
     font.setWeight(QFont::DemiBold);
     title->setFont(font);
     title->setAlignment(Qt::AlignCenter);
     title->setWordWrap(true);
-    auto* const words = new tessivar::QuietLabel(explanation);
+    auto* const words = new tessivar::QuietLabel(content.explanation);
     words->setAlignment(Qt::AlignCenter);
-    auto* const push = new QPushButton(button);
-    push->setObjectName(name);
+    auto* const push = new QPushButton(content.button);
+    push->setObjectName(content.buttonName);
     push->setAutoDefault(true);
     connect(push, &QPushButton::clicked, this, &EmptyPage::clicked);
 

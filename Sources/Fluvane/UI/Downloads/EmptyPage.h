@@ -15,9 +15,14 @@ class EmptyPage : public QWidget {
     Q_OBJECT
 
 public:
-    /// The name is the button's.
-    EmptyPage(const QString& name, const QString& icon, const QString& heading, const QString& explanation,
-              const QString& button);
+    struct Content {
+        QString icon;
+        QString heading;
+        QString explanation;
+        QString button;
+        QString buttonName; ///< Of the object.
+    };
+    explicit EmptyPage(const Content& content);
 
     Q_SIGNAL void clicked();
 

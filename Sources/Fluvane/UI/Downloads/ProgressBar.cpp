@@ -21,7 +21,7 @@ QColor fillColor(const QPalette& palette, StateKind state) {
     const QColor wanted = runs(state)             ? palette.color(QPalette::Highlight)
                           : needsAttention(state) ? QColor(0xC0, 0x1C, 0x28)
                                                   : QColor(0x80, 0x80, 0x80);
-    return tessivar::readable(wanted, ground, visible);
+    return tessivar::readable(wanted, {ground, visible});
 }
 
 /// Slanted stripes over the whole place.

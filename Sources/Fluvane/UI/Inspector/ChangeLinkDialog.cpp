@@ -32,7 +32,8 @@ constexpr const char* explanation =
 } // namespace
 
 ChangeLinkDialog::ChangeLinkDialog(WindowContext& context, DownloadID id)
-    : DownloadDialog(context, id, "Change Link", explanation), field_(new QLineEdit(this)) {
+    : DownloadDialog(context, id, {.title = "Change Link", .explanation = explanation}),
+      field_(new QLineEdit(this)) {
     setObjectName("change-link");
     auto* now = new ValueField(this);
     now->setObjectName("current-link");

@@ -43,7 +43,8 @@ QString standing(const DownloadRecord& record) {
 } // namespace
 
 ChecksumDialog::ChecksumDialog(WindowContext& context, DownloadID id)
-    : DownloadDialog(context, id, "Checksum", explanation), field_(new QLineEdit(this)) {
+    : DownloadDialog(context, id, {.title = "Checksum", .explanation = explanation}),
+      field_(new QLineEdit(this)) {
     setObjectName("checksum");
     field_->setObjectName("checksum-field");
     field_->setAccessibleName("Checksum");

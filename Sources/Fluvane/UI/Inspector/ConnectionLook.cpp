@@ -71,7 +71,7 @@ void draw(QPainter& painter, const QRectF& area, Pattern pattern) {
 QColor color(int number, const QPalette& palette) {
     // A mark must stand out from the window by 3:1.
     const QColor color(colors[index(number) % colors.size()]);
-    return tessivar::readable(color, palette.color(QPalette::Window), 3);
+    return tessivar::readable(color, {palette.color(QPalette::Window), 3});
 }
 
 QColor faint(int number, const QPalette& palette) {

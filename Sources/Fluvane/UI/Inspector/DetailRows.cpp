@@ -41,7 +41,7 @@ std::string shownLink(const std::optional<URL>& url) {
 std::string changed(const std::string& header, Date now) {
     const QString text = QString::fromStdString(header).trimmed();
     const auto date = QDateTime::fromString(QString(text).replace(" GMT", " +0000"), Qt::RFC2822Date);
-    return date.isValid() ? words::when(Date(std::chrono::milliseconds(date.toMSecsSinceEpoch())), now)
+    return date.isValid() ? words::when(Date(std::chrono::milliseconds(date.toMSecsSinceEpoch())), {now})
                           : words::oneLine(header);
 }
 
@@ -79,7 +79,7 @@ DetailRows::DetailRows(QWidget* parent) : QWidget(parent), grid_(new QGridLayout
     values_[LastModified]->setToolTip("When the file was last changed on the server.");
 }
 
-void DetailRows::addRow(Row row, const char* label, const char* name, QWidget* value) {
+void DetailRows::addRow(Row row, const QString& label, const char* name, QWidget* value) {
     auto* title = new tessivar::QuietLabel(label, this);
     title->setWordWrap(false);
     title->setBuddy(value);
@@ -147,8 +147,8 @@ void DetailRows::followProgress(const Download& download, Date now) {
     }
     const bool timed = record.state.usesNetwork() && download.secondsLeft;
     set(TimeLeft, timed ? words::timeLeft(*download.secondsLeft) : "");
-    set(Added, words::when(record.added, now));
-    set(Completed, record.completed ? words::when(*record.completed, now) : "");
+    set(Added, words::when(record.added, {now}));
+    set(Completed, record.completed ? words::when(*record.completed, {now}) : "");
 }
 
 void DetailRows::followServer(const DownloadRecord& record, Date now) {

@@ -43,7 +43,7 @@ private:
         Computed,
         rows
     };
-    void addRow(Row row, const char* label, const char* name, QWidget* value);
+    void addRow(Row row, const QString& label, const char* name, QWidget* value);
     void set(Row row, const std::string& text, const std::string& toolTip = {});
     void followPlaces(const DownloadRecord& record);
     void followProgress(const Download& download, Date now);

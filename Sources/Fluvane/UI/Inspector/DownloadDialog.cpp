@@ -17,12 +17,11 @@ constexpr int leastWidth = 460;
 
 } // namespace
 
-DownloadDialog::DownloadDialog(WindowContext& context, DownloadID id, const QString& title,
-                               const QString& explanation)
+DownloadDialog::DownloadDialog(WindowContext& context, DownloadID id, const Texts& texts)
     : context_(context), id_(id), content_(new QVBoxLayout(this)), name_(new ElidedLabel(this)) {
     using tessivar::spacing::margin;
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowTitle(title);
+    setWindowTitle(texts.title);
     setMinimumWidth(leastWidth);
     content_->setContentsMargins(margin, margin, margin, margin);
     content_->setSpacing(tessivar::spacing::medium);
@@ -31,7 +30,7 @@ DownloadDialog::DownloadDialog(WindowContext& context, DownloadID id, const QStr
     name_->setFont(bold);
     name_->setObjectName("download-name");
     content_->addWidget(name_);
-    setWords(*addWords("explanation"), explanation);
+    setWords(*addWords("explanation"), texts.explanation);
     connect(&context.feed, &ListFeed::changed, this, &DownloadDialog::follow);
 }
 

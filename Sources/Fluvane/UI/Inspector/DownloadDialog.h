@@ -26,7 +26,11 @@ public:
 
 protected:
     /// Begins with the download's name and an explanation; content and buttons follow.
-    DownloadDialog(WindowContext& context, DownloadID id, const QString& title, const QString& explanation);
+    struct Texts {
+        QString title;
+        QString explanation;
+    };
+    DownloadDialog(WindowContext& context, DownloadID id, const Texts& texts);
 
     /// Null once it is removed.
     [[nodiscard]] const Download* download() const { return context_.manager.download(id_); }

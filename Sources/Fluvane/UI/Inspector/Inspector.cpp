@@ -121,8 +121,8 @@ void Inspector::showTotals() {
     const auto totals = SelectionTotals::of(context_.manager, ids_);
     const QString speed = QString::fromStdString(words::speed(totals.speed));
     pages_->count->setText(QString("%1 downloads selected").arg(totals.count));
-    pages_->sizes->setText(
-        QString::fromStdString(words::together(totals.done, totals.size, totals.unknownSizes)));
+    pages_->sizes->setText(QString::fromStdString(
+        words::together({.done = totals.done, .size = totals.size, .unknownSizes = totals.unknownSizes})));
     pages_->speeds->setText(totals.running == 0 ? QString("None of them is running")
                                                 : QString("%1 running, %2").arg(totals.running).arg(speed));
 }

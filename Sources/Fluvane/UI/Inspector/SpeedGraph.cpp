@@ -107,7 +107,7 @@ void SpeedGraph::paintStretch(QPainter& painter, std::size_t first, std::size_t 
     ground.lineTo(point(samples_[end - 1]).x(), plot().bottom());
     ground.lineTo(point(samples_[first]).x(), plot().bottom());
     const QColor color =
-        tessivar::readable(palette().color(QPalette::Highlight), palette().color(QPalette::Window), 3);
+        tessivar::readable(palette().color(QPalette::Highlight), {palette().color(QPalette::Window), 3});
     QColor faint = color;
     faint.setAlphaF(0.25F);
     painter.fillPath(ground, faint);

@@ -156,7 +156,7 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
     }
     if (record.state.is<State::Finished>()) {
         folder_ = folderText(record.folder);
-        when_ = record.completed ? words::when(*record.completed, now) : "";
+        when_ = record.completed ? words::when(*record.completed, {now}) : "";
     }
     progress_.folder = folder_;
     progress_.when = when_;

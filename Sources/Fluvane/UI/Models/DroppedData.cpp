@@ -70,8 +70,8 @@ Taken take(const QMimeData& data) {
 }
 
 /// The values of an attribute, one a line.
-QString attributes(const QString& markup, const QString& name) {
-    const QRegularExpression pattern("<[a-z][^<>]*\\s" + name +
+QString attributes(const QString& markup, const char* name) {
+    const QRegularExpression pattern(QString("<[a-z][^<>]*\\s") + name +
                                          "\\s*=\\s*(?:\"([^\"]*)\"|'([^']*)'|([^\\s>\"']+))",
                                      QRegularExpression::CaseInsensitiveOption);
     QString found;

@@ -132,11 +132,11 @@ TrayStatus calmStatus(const Downloads& downloads) {
 
 } // namespace
 
-TrayStatus trayStatus(const Downloads& downloads, const Downloads& problems) {
-    auto status = calmStatus(downloads);
-    if (!problems.empty()) {
+TrayStatus trayStatus(const TrayList& list) {
+    auto status = calmStatus(list.downloads);
+    if (!list.problems.empty()) {
         status.kind = TrayStatus::Kind::needsAttention;
-        status.toolTip = problemText(problems) + (status.isRunning ? "; " + status.toolTip : "");
+        status.toolTip = problemText(list.problems) + (status.isRunning ? "; " + status.toolTip : "");
     }
     return status;
 }

@@ -56,8 +56,11 @@ private:
     std::map<DownloadID, Known> known_; ///< By number.
 };
 
-/// With problems that need attention.
-[[nodiscard]] TrayStatus trayStatus(const std::vector<const Download*>& downloads,
-                                    const std::vector<const Download*>& problems);
+/// What the tray tells of; for the length of a call.
+struct TrayList {
+    const std::vector<const Download*>& downloads;
+    const std::vector<const Download*>& problems; ///< Those of them that need attention.
+};
+[[nodiscard]] TrayStatus trayStatus(const TrayList& list);
 
 } // namespace fluvane

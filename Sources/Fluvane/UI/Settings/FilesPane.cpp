@@ -48,8 +48,9 @@ FilesPane::FilesPane(LiveConfig& live) : live_(live) {
 
 void FilesPane::addFolder() {
     const QString standard = QString::fromStdString(folderText(live_.folder(std::nullopt)));
-    auto* const folder = new FolderButton([this](const auto& path) { return live_.folder(path); }, standard,
-                                          tr("Back to your download folder, %1").arg(standard));
+    auto* const folder =
+        new FolderButton([this](const auto& path) { return live_.folder(path); },
+                         {.none = standard, .clear = tr("Back to your download folder, %1").arg(standard)});
     folder->setObjectName("folder");
     addHeading(tr("Folder"));
     addRow(tr("&Download to"), folder,

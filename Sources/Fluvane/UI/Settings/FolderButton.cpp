@@ -28,8 +28,8 @@ std::string folderSetting(const QString& chosen) {
 
 } // namespace
 
-FolderButton::FolderButton(FolderOf folderOf, QString none, const QString& clear, QWidget* parent)
-    : QWidget(parent), folderOf_(std::move(folderOf)), none_(std::move(none)), button_(new QPushButton(this)),
+FolderButton::FolderButton(FolderOf folderOf, const Texts& texts, QWidget* parent)
+    : QWidget(parent), folderOf_(std::move(folderOf)), none_(texts.none), button_(new QPushButton(this)),
       clear_(new QToolButton(this)) {
     button_->setObjectName("folderButton");
     button_->setIcon(tessivar::icon("folder"));
@@ -37,8 +37,8 @@ FolderButton::FolderButton(FolderOf folderOf, QString none, const QString& clear
     clear_->setAutoRaise(true);
     clear_->setFocusPolicy(Qt::StrongFocus);
     clear_->setIcon(tessivar::icon("close"));
-    clear_->setAccessibleName(clear);
-    clear_->setToolTip(clear);
+    clear_->setAccessibleName(texts.clear);
+    clear_->setToolTip(texts.clear);
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(tessivar::spacing::small);

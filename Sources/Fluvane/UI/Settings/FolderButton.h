@@ -20,8 +20,11 @@ class FolderButton : public QWidget {
     Q_OBJECT
 
 public:
-    /// `none` is what it shows while no folder is chosen, `clear` what going back to that is called.
-    FolderButton(FolderOf folderOf, QString none, const QString& clear, QWidget* parent = nullptr);
+    struct Texts {
+        QString none;  ///< Shown while no folder is chosen.
+        QString clear; ///< What the button that takes the choice back says.
+    };
+    FolderButton(FolderOf folderOf, const Texts& texts, QWidget* parent = nullptr);
 
     /// As settings keep it.
     [[nodiscard]] const std::optional<std::string>& folder() const { return folder_; }

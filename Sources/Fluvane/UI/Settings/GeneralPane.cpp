@@ -136,8 +136,9 @@ void GeneralPane::importFrom(const QString& path) {
     const Config before = live_.config();
     try {
         live_.settings().importFrom(bytes(path));
-        message_.offer(tr("Imported settings from %1.").arg(path), tr("Undo"),
-                       [this, before] { live_.change([&](Config& config) { config = before; }); });
+        message_.offer(tr("Imported settings from %1.").arg(path),
+                       {.button = tr("Undo"),
+                        .run = [this, before] { live_.change([&](Config& config) { config = before; }); }});
     } catch (const std::exception& error) {
         message_.warn(QString::fromUtf8(error.what()));
     }

@@ -75,10 +75,10 @@ bool MessageLine::withdrawWarning() {
     return warned;
 }
 
-void MessageLine::offer(const QString& sentence, const QString& button, std::function<void()> action) {
+void MessageLine::offer(const QString& sentence, Action action) {
     tell("check", sentence);
-    action_ = std::move(action);
-    button_->setText(button);
+    action_ = std::move(action.run);
+    button_->setText(action.button);
     button_->show();
 }
 

@@ -24,7 +24,11 @@ public:
     /// Ends a warning whose reason is gone. Answers whether there was one.
     bool withdrawWarning();
     /// With a button that does something about it, once.
-    void offer(const QString& sentence, const QString& button, std::function<void()> action);
+    struct Action {
+        QString button; ///< What it says.
+        std::function<void()> run;
+    };
+    void offer(const QString& sentence, Action action);
 
 protected:
     void changeEvent(QEvent* event) override;

@@ -53,7 +53,7 @@ RuleEditor::RuleEditor(const RuleDraft& draft, std::string id, FolderOf folderOf
     : QDialog(parent), id_(std::move(id)), matches_(named<QComboBox>("matches")),
       kind_(named<QComboBox>("kind")), kindHint_(new tessivar::QuietLabel),
       extensions_(named<QLineEdit>("extensions")), site_(named<QLineEdit>("site")),
-      folder_(new FolderButton(std::move(folderOf), tr("Choose"), tr("No folder"))),
+      folder_(new FolderButton(std::move(folderOf), {.none = tr("Choose"), .clear = tr("No folder")})),
       limits_(named<QCheckBox>("limits")), connections_(named<QSpinBox>("connections")),
       form_(new Form(this)), problem_(new QLabel(this)) {
     setObjectName("ruleEditor");

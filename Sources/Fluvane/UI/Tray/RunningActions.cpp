@@ -57,17 +57,16 @@ RunningActions::RunningActions(QMenu& menu, std::function<void(std::optional<Dow
     QObject::connect(more_, &QAction::triggered, &menu, [chosen] { chosen(std::nullopt); });
 }
 
-void RunningActions::update(const std::vector<const Download*>& all,
-                            const std::vector<const Download*>& running, bool keepPlaces) {
-    assign(running, keepPlaces);
+void RunningActions::update(const List& list, bool keepPlaces) {
+    assign(list.running, keepPlaces);
     std::size_t listed = 0;
     for (std::size_t at = 0; at < most; ++at) {
-        const Download* const download = shown_[at] ? find(all, *shown_[at]) : nullptr;
+        const Download* const download = shown_[at] ? find(list.all, *shown_[at]) : nullptr;
         show(*actions_[at], download);
         actions_[at]->setVisible(shown_[at].has_value());
-        listed += std::ranges::find(running, download) == running.end() ? 0U : 1U;
+        listed += std::ranges::find(list.running, download) == list.running.end() ? 0U : 1U;
     }
-    const auto rest = running.size() - listed;
+    const auto rest = list.running.size() - listed;
     setText(*more_, QStringLiteral("… and %1 more").arg(rest));
     more_->setVisible(rest > 0);
 }

@@ -26,11 +26,16 @@ public:
     /// Adds its items to the menu. `chosen` is called with a download's number, or without one for the rest.
     RunningActions(QMenu& menu, std::function<void(std::optional<DownloadID>)> chosen);
 
+    /// For the length of a call.
+    struct List {
+        const std::vector<const Download*>& all;
+        const std::vector<const Download*>& running;
+    };
+
     /// Who draws the menu, from the next change on.
     void setDrawer(MenuDrawer drawer) { drawer_ = drawer; }
     /// While `keepPlaces`, what was listed stays where it is, whatever became of it.
-    void update(const std::vector<const Download*>& all, const std::vector<const Download*>& running,
-                bool keepPlaces);
+    void update(const List& list, bool keepPlaces);
 
 private:
     void assign(const std::vector<const Download*>& running, bool keepPlaces);

@@ -151,7 +151,7 @@ void StatusMenu::Item::update() {
     const auto downloads = context_.manager.downloads();
     const auto problems = problems_.follow(downloads);
     firstProblem_ = problems.empty() ? std::nullopt : std::optional(problems.front()->id());
-    status_ = trayStatus(downloads, problems);
+    status_ = trayStatus({.downloads = downloads, .problems = problems});
     updateMenu(downloads);
     updateIcon();
 }
@@ -162,7 +162,7 @@ void StatusMenu::Item::updateMenu(const std::vector<const Download*>& downloads)
     if (summary_->text() != summary) {
         summary_->setText(summary);
     }
-    running_->update(downloads, content.running, open_.isActive() || menu_.isVisible());
+    running_->update({.all = downloads, .running = content.running}, open_.isActive() || menu_.isVisible());
     pauseAll_->setVisible(content.canPause);
     resumeAll_->setVisible(content.canResume);
     speedLimit_.update();
