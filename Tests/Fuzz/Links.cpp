@@ -27,7 +27,9 @@ void fuzz::check(std::string_view input) {
     }
     if (const auto link = URL::parse(input)) {
         const auto bare = link->withoutCredentials();
-        require(bare.site() == link->site(), "nothing but the credentials goes");
+        require(bare.site() == link->site() && bare.path() == link->path() &&
+                    bare.queryItems() == link->queryItems(),
+                "nothing but the credentials goes");
     }
     const auto file = URL::file("/" + std::string(input.substr(0, input.find('\0'))));
     require(URL::parse(file.absoluteString()) == file, "a path reads back");
