@@ -85,10 +85,10 @@ std::string encodedKeepingEscapes(std::string_view text, std::string_view extra)
 }
 
 /// Every "%" is a character of its own, and so is every one of `separators`.
-std::string encodedWhole(std::string_view text, std::string_view separators) {
+std::string encodedWhole(std::string_view text, const char* separators) {
     std::string result;
     for (const char c : text) {
-        if (mayStand(c, "") && separators.find(c) == std::string_view::npos) {
+        if (mayStand(c, "") && std::string_view(separators).find(c) == std::string_view::npos) {
             result += c;
         } else {
             appendEscape(result, c);
