@@ -27,6 +27,7 @@ TEST(Checksum, IsRecognisedInPastedText) {
         {"shorter runs before it", "cafe 2024 — " + sha1, Checksum(Algorithm::sha1, sha1)},
         {"broken bytes around it", "\xFF\xC3" + md5 + "\xE2\x80", Checksum(Algorithm::md5, md5)},
         {"one digit short", sha256.substr(1), {}},
+        {"one digit more", sha256 + "0", {}},
         {"label run into the value", "sha256" + sha256, {}},
     };
     expectRows(rows, Checksum::recognise);

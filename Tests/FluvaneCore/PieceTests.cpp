@@ -18,6 +18,7 @@ constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
 
 TEST(Piece, KnowsWhatIsLeftAndKeepsDoneWithinItsLength) {
     EXPECT_EQ((Piece{100, 200, 130}.remaining()), 0) << "written past its end";
+    EXPECT_TRUE((Piece{100, 200, 130}.isComplete()));
     EXPECT_EQ((Piece{100, 200, 30}.remaining()), 70);
     EXPECT_EQ((Piece{100, {}, 50}.remaining()), std::nullopt);
     Piece bounded{100, 200, 0};

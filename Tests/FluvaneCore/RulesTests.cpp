@@ -41,7 +41,7 @@ TEST(Rules, StoreWhatTheUserTyped) {
 TEST(Rules, FitFilesAndHosts) {
     const Rule video{"v", Rule::Kind{FileKind::video}, {}, {}};
     const Rule archives{"a", Rule::Kind{FileKind::archives}, {}, {}};
-    const Rule list{"l", Rule::Extensions{{"7z", "bin"}}, {}, {}};
+    const Rule list{"l", Rule::Extensions{{"7z", "", "bin"}}, {}, {}};
     const Rule site = siteRule("example.com", {}, {});
     const Rule unicode = siteRule("bücher.example", {}, {});
     const Rule punycode = siteRule("xn--bcher-kva.example", {}, {});
