@@ -46,7 +46,7 @@ std::string name(DuplicateNaming style, std::string_view stem, std::int64_t numb
 }
 
 std::string example(DuplicateNaming style, std::string_view fileName) {
-    const fileName::Parts parts = fileName::split(fileName);
+    const fileName::StemAndExtension parts = fileName::split(fileName);
     return name(style, parts.stem, first(style), parts.extension);
 }
 

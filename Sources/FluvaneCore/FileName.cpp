@@ -81,14 +81,15 @@ std::optional<std::string> extensionFor(const std::optional<std::string>& mimeTy
     return registry(type);
 }
 
-std::string numbered(const Parts& parts, DuplicateNaming style, std::int64_t number, std::size_t bytes) {
+std::string numbered(const StemAndExtension& parts, DuplicateNaming style, std::int64_t number,
+                     std::size_t bytes) {
     const std::string suffix = duplicateNaming::name(style, "", number, parts.extension);
     return std::string(cut(parts.stem, bytes - suffix.size())) + suffix;
 }
 
 /// The parts to number: an extension too long to keep counts as stem, since the stem is what gets cut.
-Parts partsToNumber(std::string_view name, std::size_t bytes) {
-    Parts parts = split(name);
+StemAndExtension partsToNumber(std::string_view name, std::size_t bytes) {
+    StemAndExtension parts = split(name);
     const std::size_t longestNumber = 22;
     const bool fits = name.size() + longestNumber <= bytes;
     if (!fits && !keepsExtension(text::pathExtension(name))) {
@@ -125,7 +126,7 @@ std::optional<std::string> clean(std::string_view name) {
     return result.empty() ? std::nullopt : std::optional(shortened(result, longest));
 }
 
-Parts split(std::string_view name) {
+StemAndExtension split(std::string_view name) {
     const std::string_view extension = text::pathExtension(name);
     if (extension.empty()) {
         return {std::string(name), ""};
@@ -152,7 +153,7 @@ std::string unique(std::string_view name, DuplicateNaming style,
                    const std::function<bool(const std::string&)>& taken, std::size_t reserve) {
     const std::size_t bytes = longest - std::min(reserve, longest / 2);
     std::string candidate = shortened(name, bytes);
-    const Parts parts = partsToNumber(candidate, bytes);
+    const StemAndExtension parts = partsToNumber(candidate, bytes);
     for (std::int64_t number = duplicateNaming::first(style); taken(candidate); ++number) {
         candidate = numbered(parts, style, number, bytes);
     }

@@ -21,10 +21,10 @@ inline constexpr std::size_t longest = 255;
 /// Preferred extension, without dot, of a MIME type: the system's type registry.
 using TypeRegistry = std::function<std::optional<std::string>(const std::string& mimeType)>;
 
-struct Parts {
+struct StemAndExtension {
     std::string stem;
     std::string extension; ///< Begins with "." or is empty.
-    friend bool operator==(const Parts&, const Parts&) = default;
+    friend bool operator==(const StemAndExtension&, const StemAndExtension&) = default;
 };
 
 /// Never empty, at most `longest` bytes, safe to create in a folder.
@@ -35,7 +35,7 @@ struct Parts {
 /// a leading dot.
 [[nodiscard]] std::optional<std::string> clean(std::string_view name);
 /// Knows the double extensions of archives: ".tar.gz".
-[[nodiscard]] Parts split(std::string_view name);
+[[nodiscard]] StemAndExtension split(std::string_view name);
 /// Cut by whole characters to at most `bytes` bytes, the extension kept when it is short enough. Where not
 /// even one character fits, it is cut within that character rather than dropped.
 [[nodiscard]] std::string shortened(std::string_view name, std::size_t bytes);

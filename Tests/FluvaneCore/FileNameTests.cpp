@@ -61,7 +61,7 @@ TEST(FileName, CutsLongNamesByWholeCharacters) {
 }
 
 TEST(FileName, SplitsStemAndExtension) {
-    const Rows<const char*, fileName::Parts> rows = {
+    const Rows<const char*, fileName::StemAndExtension> rows = {
         {"a.zip", {"a", ".zip"}},
         {"Backup.TAR.GZ", {"Backup", ".tar.GZ"}},
         {"root.cpio.xz", {"root", ".cpio.xz"}},

@@ -26,14 +26,14 @@ class FileReveal;
 class Frontend {
 public:
     /// What windows are made of; all of it outlives them.
-    struct Parts {
+    struct ApplicationServices {
         DownloadManager& manager;
         SettingsAccess& settings;
         Bus& session;
         FileReveal& reveal;
         MainQueue& mainQueue;
         std::string stateFolder;
-        ApplicationWindows::Reports reports;
+        ApplicationWindows::SelfDescription self;
     };
 
     virtual ~Frontend() = default;
@@ -41,7 +41,7 @@ public:
     virtual std::unique_ptr<QCoreApplication> makeApplication(int& count, char** arguments,
                                                               tessivar::HangWatch& watch) = 0;
     /// Null without a display.
-    virtual std::unique_ptr<ApplicationWindows> makeWindows(const Parts& parts) = 0;
+    virtual std::unique_ptr<ApplicationWindows> makeWindows(const ApplicationServices& parts) = 0;
 };
 
 /// The application from its start to its end; returns its exit status.

@@ -80,7 +80,7 @@ CommandCenter::Rooms Live::rooms() {
 }
 
 std::unique_ptr<ApplicationWindows> Live::makeWindows(Frontend& frontend) {
-    ApplicationWindows::Reports reports{
+    ApplicationWindows::SelfDescription reports{
         .log = [this](auto completion) { gatherLog(std::move(completion)); },
         .diagnostics = [this](auto completion) { reports_.diagnostics(std::move(completion)); },
         .settingsProblem = [this] { return settings_.problem(); },
@@ -108,7 +108,7 @@ std::unique_ptr<ApplicationWindows> Live::makeWindows(Frontend& frontend) {
                                          .reveal = reveal_,
                                          .mainQueue = *scheduler_,
                                          .stateFolder = dataFolders::state(),
-                                         .reports = std::move(reports)});
+                                         .self = std::move(reports)});
     if (windows) {
         manager_->onChange = [shown = windows.get()] { shown->listChanged(); };
     }

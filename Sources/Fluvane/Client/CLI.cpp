@@ -50,27 +50,27 @@ void rewriteAdd(std::vector<std::string>& arguments) {
 }
 
 std::optional<Answer> sendOrLaunch(const std::vector<std::string>& arguments, bool mayLaunch,
-                                   const Surroundings& surroundings) {
+                                   const Effects& effects) {
     if (!canBeSent(arguments)) {
         return std::nullopt;
     }
-    auto answer = surroundings.send(arguments);
-    if (answer || !mayLaunch || !surroundings.launch()) {
+    auto answer = effects.send(arguments);
+    if (answer || !mayLaunch || !effects.launch()) {
         return answer;
     }
     const auto giveUp = std::chrono::steady_clock::now() + patienceAfterLaunch;
     for (int i = 0; i < triesAfterLaunch && !answer && std::chrono::steady_clock::now() < giveUp; ++i) {
-        surroundings.sleep(betweenTries);
-        answer = surroundings.send(arguments);
+        effects.sleep(betweenTries);
+        answer = effects.send(arguments);
     }
     return answer;
 }
 
 /// The exit status. A reader that has gone, such as `head`, knows why.
-int print(const std::string& text, const Surroundings& surroundings) {
-    const auto problem = surroundings.output(text + "\n");
+int print(const std::string& text, const Effects& effects) {
+    const auto problem = effects.output(text + "\n");
     if (problem && problem != std::errc::broken_pipe) {
-        surroundings.error("Couldn't write the output: " + problem.message() + "\n");
+        effects.error("Couldn't write the output: " + problem.message() + "\n");
     }
     return problem ? 1 : 0;
 }
@@ -88,26 +88,26 @@ std::vector<std::string> rewritten(std::vector<std::string> arguments) {
     return arguments;
 }
 
-int run(const std::vector<std::string>& arguments, const Surroundings& surroundings) {
+int run(const std::vector<std::string>& arguments, const Effects& effects) {
     const std::string name = lowercased(arguments.empty() ? "help" : arguments[0]);
     if (name == "help" || name == "--help" || name == "-h") {
-        return print(usageText(), surroundings);
+        return print(usageText(), effects);
     }
     const auto* const command = commandNamed(name);
     if (!command) {
-        surroundings.error("Unknown command '" + arguments[0] + "'. Try: fluvane help\n");
+        effects.error("Unknown command '" + arguments[0] + "'. Try: fluvane help\n");
         return 2;
     }
-    const auto answer = sendOrLaunch(rewritten(arguments), command->launches, surroundings);
+    const auto answer = sendOrLaunch(rewritten(arguments), command->launches, effects);
     if (!answer) {
-        surroundings.error("Fluvane isn't running.\n");
+        effects.error("Fluvane isn't running.\n");
         return 1;
     }
     if (!answer->ok) {
-        surroundings.error(answer->text + "\n");
+        effects.error(answer->text + "\n");
         return 1;
     }
-    return answer->text.empty() ? 0 : print(answer->text, surroundings);
+    return answer->text.empty() ? 0 : print(answer->text, effects);
 }
 
 int run(const std::vector<std::string>& arguments) {

@@ -22,7 +22,7 @@ struct Answer {
 };
 
 /// What `run` does to the world.
-struct Surroundings {
+struct Effects {
     /// Absent: nobody answered.
     std::function<std::optional<Answer>(const std::vector<std::string>&)> send;
     std::function<bool()> launch;
@@ -34,7 +34,7 @@ struct Surroundings {
 
 /// Carries out a command line without the executable's own path; returns the exit status: 0 done, 1 failed
 /// or its answer was lost, 2 no such command.
-[[nodiscard]] int run(const std::vector<std::string>& arguments, const Surroundings& surroundings);
+[[nodiscard]] int run(const std::vector<std::string>& arguments, const Effects& effects);
 /// The same against this user's application, standard output and standard error.
 [[nodiscard]] int run(const std::vector<std::string>& arguments);
 

@@ -115,7 +115,7 @@ std::optional<Unescaped> unescaped(std::string_view text) {
 }
 
 /// What a link stands in.
-struct Surroundings {
+struct LinkContext {
     char32_t opener = U' ';  ///< The character in front of it.
     bool inMarkup = false;   ///< Of HTML or XML, where "&" is escaped.
     bool inTemplate = false; ///< Of a wiki: "|" separates {{name|url=…|title=…}}.
@@ -124,7 +124,7 @@ struct Surroundings {
 /// Collects the characters of one link and finds its right end.
 class Run {
 public:
-    Run(std::string_view text, const Surroundings& around) : rest_(text), around_(around) {}
+    Run(std::string_view text, const LinkContext& around) : rest_(text), around_(around) {}
 
     /// The link's text without what merely follows it; `length()` is what it took with that.
     std::string take() {
@@ -271,7 +271,7 @@ private:
     }
 
     std::string_view rest_;
-    Surroundings around_;
+    LinkContext around_;
     std::string out_;
     std::size_t length_ = 0;
     std::vector<std::size_t> round_{}, square_{}, curly_{}; ///< Where the brackets open so far stand.
@@ -452,7 +452,7 @@ private:
     }
 
     std::string_view rest_;
-    Surroundings around_;
+    LinkContext around_;
     std::vector<std::string> found_;
 };
 

@@ -19,7 +19,7 @@ public:
         std::string body;
     };
     /// What the application tells about itself.
-    struct Reports {
+    struct SelfDescription {
         using Text = std::function<void(std::function<void(std::string)>)>;
         Text log{}; ///< Of the last 10 minutes.
         Text diagnostics{};

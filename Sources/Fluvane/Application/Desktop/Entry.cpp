@@ -47,24 +47,24 @@ void prepareWindows() {
 
 /// What the windows alone use of the system; made before them, and ended after.
 struct Services {
-    Services(const Frontend::Parts& parts, std::function<void(const std::string&)> failed)
+    Services(const Frontend::ApplicationServices& parts, std::function<void(const std::string&)> failed)
         : files(parts.reveal, parts.mainQueue, std::move(failed)), autostart(LinuxAutostart::forThisUser()) {}
     LinuxFileActions files;
     LinuxAutostart autostart;
 };
 
 struct ServedWindows : Services, DesktopWindows {
-    explicit ServedWindows(const Frontend::Parts& parts)
+    explicit ServedWindows(const Frontend::ApplicationServices& parts)
         : Services(parts, [this](const std::string& why) { tellProblem(why); }),
           DesktopWindows(parts.manager, parts.settings, files, autostart, parts.session, parts.stateFolder,
-                         parts.reports) {}
+                         parts.self) {}
 };
 
 class Desktop : public Frontend {
 public:
     std::unique_ptr<QCoreApplication> makeApplication(int& count, char** arguments,
                                                       tessivar::HangWatch& watch) override;
-    std::unique_ptr<ApplicationWindows> makeWindows(const Parts& parts) override {
+    std::unique_ptr<ApplicationWindows> makeWindows(const ApplicationServices& parts) override {
         return hasDisplay_ ? std::make_unique<ServedWindows>(parts) : nullptr;
     }
 

@@ -14,7 +14,9 @@ public:
                                                       tessivar::HangWatch& watch) override {
         return std::make_unique<tessivar::WatchedApplication<QCoreApplication>>(count, arguments, watch);
     }
-    std::unique_ptr<ApplicationWindows> makeWindows(const Parts& /*parts*/) override { return nullptr; }
+    std::unique_ptr<ApplicationWindows> makeWindows(const ApplicationServices& /*parts*/) override {
+        return nullptr;
+    }
 };
 
 } // namespace

@@ -100,10 +100,9 @@ std::string running(int count) {
 
 DesktopWindows::DesktopWindows(DownloadManager& manager, SettingsAccess& settings, FileActions& files,
                                Autostart& autostart, Bus& session, const std::string& stateFolder,
-                               Reports reports)
+                               SelfDescription self)
     : context_{manager, feed_, settings, files, *this}, autostart_(autostart), session_(session),
-      stateFolder_(stateFolder), reports_(std::move(reports)),
-      recentFolders_(stateFolder + "/recent-folders.json"),
+      stateFolder_(stateFolder), self_(std::move(self)), recentFolders_(stateFolder + "/recent-folders.json"),
       colorScheme_(std::make_unique<tessivar::ColorScheme>()) {}
 
 DesktopWindows::~DesktopWindows() {
@@ -188,7 +187,7 @@ void DesktopWindows::tellProblem(const std::string& sentence) {
     if (downloads_ && downloads_->isActiveWindow()) {
         downloads_->tell(QString::fromStdString(sentence));
     } else {
-        reports_.tell({.title = "Fluvane", .body = sentence});
+        self_.tell({.title = "Fluvane", .body = sentence});
     }
 }
 
@@ -202,9 +201,9 @@ void DesktopWindows::downloadsClosed() {
         return;
     }
     memory.setValue("toldWhereItWent", true);
-    reports_.tell({.title = "Fluvane is still running",
-                   .body = "It carries on without a window. Start it again to see your downloads, and choose "
-                           "Quit there to end it."});
+    self_.tell({.title = "Fluvane is still running",
+                .body = "It carries on without a window. Start it again to see your downloads, and choose "
+                        "Quit there to end it."});
 }
 
 NewDownloadWindow& DesktopWindows::newDownloadWindow() {
@@ -227,10 +226,10 @@ SettingsWindow& DesktopWindows::settingsWindow() {
     if (!settings_) {
         settings_ = std::make_unique<SettingsWindow>(
             context_, autostart_,
-            SettingsWindow::Reports{.log = reports_.log,
-                                    .diagnostics = reports_.diagnostics,
-                                    .problem = reports_.settingsProblem,
-                                    .checkForUpdates = reports_.checkForUpdates});
+            SettingsWindow::Extras{.log = self_.log,
+                                   .diagnostics = self_.diagnostics,
+                                   .problem = self_.settingsProblem,
+                                   .checkForUpdates = self_.checkForUpdates});
     }
     return *settings_;
 }
@@ -263,7 +262,7 @@ void DesktopWindows::showWelcomeInBackground() {
 }
 
 void DesktopWindows::showWhatsNew() {
-    showWhatsNew(reports_.whatsNew());
+    showWhatsNew(self_.whatsNew());
 }
 
 void DesktopWindows::showWhatsNew(const std::string& text) {
@@ -272,7 +271,7 @@ void DesktopWindows::showWhatsNew(const std::string& text) {
 }
 
 void DesktopWindows::showCrashNote() {
-    showCrashNote(reports_.crashNote());
+    showCrashNote(self_.crashNote());
 }
 
 void DesktopWindows::showCrashNote(const std::string& note) {
@@ -319,7 +318,7 @@ void DesktopWindows::askBeforeQuitting(int count) {
 
 std::string DesktopWindows::state() {
     nlohmann::json notices = nlohmann::json::array();
-    for (const auto& notice : reports_.notices()) {
+    for (const auto& notice : self_.notices()) {
         notices.push_back({{"title", notice.title}, {"body", notice.body}});
     }
     nlohmann::json json = {{"windows", tessivar::screenState::windows()}, {"notifications", notices}};

@@ -36,7 +36,7 @@ class DesktopWindows : public ApplicationWindows {
 public:
     /// What it is given must outlive it. Sizes of windows and folders used last are kept in the state folder.
     DesktopWindows(DownloadManager& manager, SettingsAccess& settings, FileActions& files,
-                   Autostart& autostart, Bus& session, const std::string& stateFolder, Reports reports);
+                   Autostart& autostart, Bus& session, const std::string& stateFolder, SelfDescription self);
     ~DesktopWindows() override;
     DesktopWindows(const DesktopWindows&) = delete;
     DesktopWindows& operator=(const DesktopWindows&) = delete;
@@ -81,7 +81,7 @@ private:
     Autostart& autostart_;
     Bus& session_;
     std::string stateFolder_;
-    Reports reports_;
+    SelfDescription self_;
     RecentFolders recentFolders_;
     std::string activationToken_;
     std::unique_ptr<tessivar::ColorScheme> colorScheme_;

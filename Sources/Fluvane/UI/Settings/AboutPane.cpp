@@ -59,8 +59,8 @@ void bringUp(QWidget* window) {
 
 } // namespace
 
-AboutPane::AboutPane(WindowContext& context, LiveConfig& live, const SettingsWindow::Reports& reports)
-    : context_(context), live_(live), reports_(reports) {
+AboutPane::AboutPane(WindowContext& context, LiveConfig& live, const SettingsWindow::Extras& extras)
+    : context_(context), live_(live), extras_(extras) {
     addIdentity();
     addUpdates();
     addLogging();
@@ -96,14 +96,14 @@ void AboutPane::addUpdates() {
     auto* const news = button("whatsNew", tr("What's &New"));
     connect(news, &QPushButton::clicked, this, [this] { context_.windows.showWhatsNew(); });
     auto* const check = button("checkForUpdates", tr("Check for &Updates"));
-    check->setVisible(static_cast<bool>(reports_.checkForUpdates));
-    connect(check, &QPushButton::clicked, this, [this] { reports_.checkForUpdates(); });
+    check->setVisible(static_cast<bool>(extras_.checkForUpdates));
+    connect(check, &QPushButton::clicked, this, [this] { extras_.checkForUpdates(); });
     auto* const page = button("projectPage", tr("&Project Page"));
     const auto link = URL::parse(tessivar::AppIdentity::current.projectPage);
     page->setVisible(link.has_value());
     connect(page, &QPushButton::clicked, this, [this, link] { context_.files.open(*link); });
     addWide(rowOf({news, check, page}));
-    if (!reports_.checkForUpdates) {
+    if (!extras_.checkForUpdates) {
         addText(tr("This build doesn't check for updates."));
     }
 }
@@ -121,8 +121,8 @@ void AboutPane::addReports() {
     auto* const log = button("showLog", tr("Recent &Log…"));
     auto* const report = button("showDiagnostics", tr("Dia&gnostics…"));
     auto* const crash = button("showCrashNote", tr("Last C&rash…"));
-    log->setVisible(static_cast<bool>(reports_.log));
-    report->setVisible(static_cast<bool>(reports_.diagnostics));
+    log->setVisible(static_cast<bool>(extras_.log));
+    report->setVisible(static_cast<bool>(extras_.diagnostics));
     connect(log, &QPushButton::clicked, this, &AboutPane::showLog);
     connect(report, &QPushButton::clicked, this, &AboutPane::showDiagnostics);
     connect(crash, &QPushButton::clicked, this, [this] { context_.windows.showCrashNote(); });
@@ -146,7 +146,7 @@ void AboutPane::showLog() {
                                               "your links and files."),
                             .empty = tr("Nothing was logged in the last 10 minutes."),
                             .fileName = tr("Fluvane Log.txt")},
-                           reports_.log, this);
+                           extras_.log, this);
     }
     bringUp(log_);
 }
@@ -160,7 +160,7 @@ void AboutPane::showDiagnostics() {
                                               "names of users and computers."),
                             .empty = tr("There is nothing to report."),
                             .fileName = tr("Fluvane Diagnostics.txt")},
-                           reports_.diagnostics, this);
+                           extras_.diagnostics, this);
     }
     bringUp(diagnostics_);
 }

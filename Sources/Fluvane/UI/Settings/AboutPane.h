@@ -16,7 +16,7 @@ class AboutPane : public Form {
     Q_OBJECT
 
 public:
-    AboutPane(WindowContext& context, LiveConfig& live, const SettingsWindow::Reports& reports);
+    AboutPane(WindowContext& context, LiveConfig& live, const SettingsWindow::Extras& extras);
 
 private:
     void addIdentity();
@@ -29,7 +29,7 @@ private:
 
     WindowContext& context_;
     LiveConfig& live_;
-    SettingsWindow::Reports reports_;
+    SettingsWindow::Extras extras_;
     QPointer<TextViewer> log_;
     QPointer<TextViewer> diagnostics_;
 };

@@ -35,8 +35,8 @@ constexpr int iconSide = 16;
 
 } // namespace
 
-SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Reports reports)
-    : reports_(std::move(reports)), config_(new LiveConfig(context)), message_(new MessageLine(this)),
+SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Extras extras)
+    : extras_(std::move(extras)), config_(new LiveConfig(context)), message_(new MessageLine(this)),
       sidebar_(new QListWidget(this)), panes_(new QStackedWidget(this)) {
     setObjectName("settings");
     setWindowTitle(tr("Settings"));
@@ -50,7 +50,7 @@ SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Rep
     addPane("files", tr("Files"), "folder", new FilesPane(*config_));
     addPane("rules", tr("Rules"), "filter", rules);
     addPane("connections", tr("Connections"), "speed", new ConnectionsPane(*config_));
-    addPane("about", tr("About"), "info", new AboutPane(context, *config_, reports_));
+    addPane("about", tr("About"), "info", new AboutPane(context, *config_, extras_));
     addKeys();
     for (QAction* const action : rules->ruleActions()) {
         addAction(action);
@@ -136,7 +136,7 @@ void SettingsWindow::moveOn() {
 }
 
 void SettingsWindow::tellOfProblem() {
-    const auto problem = reports_.problem ? reports_.problem() : std::string();
+    const auto problem = extras_.problem ? extras_.problem() : std::string();
     if (!problem.empty()) {
         message_->warn(QString::fromStdString(problem));
     }

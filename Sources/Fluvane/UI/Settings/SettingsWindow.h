@@ -30,7 +30,7 @@ public:
     /// What the window shows that isn't a setting. Texts are handed over on the main queue, at once or later;
     /// one that comes when the window is gone is dropped. Functions may be empty: the window then does
     /// without what they are for.
-    struct Reports {
+    struct Extras {
         using Text = std::function<void(std::string)>;
         std::function<void(Text)> log{};         ///< The log of the last minutes.
         std::function<void(Text)> diagnostics{}; ///< The report that a user can send.
@@ -41,7 +41,7 @@ public:
     };
 
     /// What it is given must outlive it.
-    SettingsWindow(WindowContext& context, Autostart& autostart, Reports reports);
+    SettingsWindow(WindowContext& context, Autostart& autostart, Extras extras);
     ~SettingsWindow() override;
 
     /// "general", "files", "rules", "connections" or "about"; any other name means the first.
@@ -58,7 +58,7 @@ private:
     void tellOfProblem();
     void moveOn();
 
-    Reports reports_;
+    Extras extras_;
     LiveConfig* config_;
     MessageLine* message_;
     QListWidget* sidebar_;
