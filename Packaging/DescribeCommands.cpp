@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 // Writes a manual or a shell's completions: a template with what the table of commands says in the places
-// marked
-// "%[…]". A part of the build; not installed.
+// marked "%[…]". A part of the build; not installed.
 
 #include "Fluvane/Client/CommandTable.h"
 

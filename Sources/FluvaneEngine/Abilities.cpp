@@ -76,6 +76,46 @@ bool resumesWithAll(const DownloadState& state) {
     return false;
 }
 
+bool wantsNetwork(const DownloadState& state) {
+    switch (state.kind()) {
+    case StateKind::queued:
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::retrying:
+        return true;
+    case StateKind::paused:
+    case StateKind::offline:
+    case StateKind::linkExpired:
+    case StateKind::limitedNetwork:
+    case StateKind::verifying:
+    case StateKind::finishing:
+    case StateKind::finished:
+    case StateKind::failed:
+        return false;
+    }
+    return false;
+}
+
+bool startsWithNewLink(const DownloadState& state) {
+    switch (state.kind()) {
+    case StateKind::paused:
+    case StateKind::linkExpired:
+    case StateKind::failed:
+        return true;
+    case StateKind::queued:
+    case StateKind::starting:
+    case StateKind::downloading:
+    case StateKind::offline:
+    case StateKind::retrying:
+    case StateKind::limitedNetwork:
+    case StateKind::verifying:
+    case StateKind::finishing:
+    case StateKind::finished:
+        return false;
+    }
+    return false;
+}
+
 bool canBeNext(const DownloadState& state) {
     switch (state.kind()) {
     case StateKind::queued:

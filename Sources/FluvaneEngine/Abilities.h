@@ -23,6 +23,10 @@ namespace fluvane {
 /// Whether it carries on when all are told to: what failed, and what nothing can be done about now, isn't
 /// among them.
 [[nodiscard]] bool resumesWithAll(const DownloadState& state);
+/// Whether it is held back where there is no network that it may use.
+[[nodiscard]] bool wantsNetwork(const DownloadState& state);
+/// Whether a fresh link makes it start again.
+[[nodiscard]] bool startsWithNewLink(const DownloadState& state);
 /// Whether it can be put at the front of the line.
 [[nodiscard]] bool canBeNext(const DownloadState& state);
 /// Whether it can start now, past the line.

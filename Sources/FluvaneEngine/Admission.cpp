@@ -87,9 +87,13 @@ Plan plan(const DownloadList& list, const Conditions& conditions) {
         }
     }
     const int free = conditions.config.simultaneous - countActive(list);
-    if (free > 0 || std::ranges::any_of(candidates, &Download::isPrioritized)) {
-        DownloadList::sortLine(candidates); // spared while nothing can start
+    if (free <= 0 && std::ranges::none_of(candidates, &Download::isPrioritized)) {
+        for (Download* const download : candidates) {
+            plan.waits.push_back({download, Reason::noSlot});
+        }
+        return plan; // nothing can start: spares sorting and counting
     }
+    DownloadList::sortLine(candidates);
     fillSlots(plan, candidates, free, Rooms(list, conditions.config.connectionsPerServer));
     return plan;
 }

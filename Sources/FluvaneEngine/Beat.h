@@ -22,7 +22,7 @@ public:
          const DownloadList& list, const Conditions& conditions, Turns& turns,
          std::function<void(std::int64_t)> beaten);
 
-    /// The list or the settings are others: begins or ends.
+    /// The list or the settings changed: begins or ends.
     void follow();
     void stop();
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace fluvane {
 
@@ -17,7 +18,9 @@ int orUnlimited(const std::optional<int>& cap) {
 } // namespace
 
 int ConnectionCaps::allowed(int setting) const {
-    return std::max(std::min({setting, orUnlimited(rule_), orUnlimited(busy_), orUnlimited(wholeFile_)}), 1);
+    return std::max(std::min({setting, orUnlimited(rule_), orUnlimited(busy_), orUnlimited(wholeFile_),
+                              orUnlimited(passing_)}),
+                    1);
 }
 
 void ConnectionCaps::begin(std::optional<int> rule) {
@@ -32,23 +35,20 @@ void ConnectionCaps::setRule(std::optional<int> rule) {
 void ConnectionCaps::halve(int setting) {
     // Not counting what a whole-file answer allows, which may pass.
     busy_ = std::max(std::min({setting, orUnlimited(rule_), orUnlimited(busy_)}) / 2, 1);
-    if (wholeFile_) {
-        wholeFile_ = std::max(*wholeFile_ / 2, 1);
+    for (auto* const cap : {&wholeFile_, &passing_}) {
+        if (*cap) {
+            *cap = std::max(**cap / 2, 1);
+        }
     }
 }
 
 void ConnectionCaps::wholeFile(int running, bool mayPass) {
-    wholeFile_ = std::max(running, 1);
-    wholeFileMayPass_ = wholeFileMayPass_ || mayPass;
+    auto& cap = mayPass || passing_ ? passing_ : wholeFile_;
+    cap = std::max(running, 1);
 }
 
 bool ConnectionCaps::partCame() {
-    if (!wholeFile_ || !wholeFileMayPass_) {
-        return false;
-    }
-    wholeFile_.reset();
-    wholeFileMayPass_ = false;
-    return true;
+    return std::exchange(passing_, std::nullopt).has_value();
 }
 
 } // namespace fluvane

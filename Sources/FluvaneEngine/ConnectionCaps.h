@@ -8,10 +8,10 @@
 namespace fluvane {
 
 /// How many connections a download may have. Each reason is kept for itself, so that one that passes leaves
-/// the others in force. All numbers are at least 1.
+/// the others in force.
 class ConnectionCaps {
 public:
-    /// The fewest that any reason allows, `setting` being the user's number for each download.
+    /// The fewest that any reason allows, at least 1; `setting` being the user's number for each download.
     [[nodiscard]] int allowed(int setting) const;
 
     /// A new run: nothing is known of the server yet.
@@ -23,14 +23,14 @@ public:
     /// The server sent the whole file to a range request: no more than already run. With `mayPass` that holds
     /// until it sends a part again.
     void wholeFile(int running, bool mayPass);
-    /// The server sent a part. True when that allows more connections than before.
+    /// The server sent a part. True when that lifts a cap.
     bool partCame();
 
 private:
     std::optional<int> rule_;
     std::optional<int> busy_;
-    std::optional<int> wholeFile_;
-    bool wholeFileMayPass_ = false;
+    std::optional<int> wholeFile_; ///< For the rest of the run.
+    std::optional<int> passing_;   ///< Until a part comes.
 };
 
 } // namespace fluvane

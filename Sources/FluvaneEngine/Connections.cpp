@@ -144,10 +144,7 @@ void Connections::close(Download& download, Token token) {
         return;
     }
     active->transfer->cancel(); // first, so that the position is its last
-    Piece* const piece = download.pieceOf(*active);
-    if (const auto reached = active->reached(); reached && piece) {
-        piece->setDone(std::max(piece->done, checkedSubtract(*reached, piece->start)));
-    }
+    download.foldIn(*active);
     const auto start = active->start;
     download.transfers.erase(start);
 }

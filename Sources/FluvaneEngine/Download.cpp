@@ -17,7 +17,7 @@ namespace {
 constexpr double shortestSample = 0.25; ///< Seconds; a burst of some milliseconds is no speed.
 
 /// Brings the piece up to what its transfer has written.
-void foldIn(Piece& piece, const Download::Active& active) {
+void foldInto(Piece& piece, const Download::Active& active) {
     if (const auto reached = active.reached()) {
         piece.setDone(std::max(piece.done, checkedSubtract(*reached, piece.start)));
     }
@@ -44,7 +44,7 @@ std::vector<Piece> Download::livePieces() const {
     auto pieces = record.pieces;
     for (const auto& [start, active] : transfers) {
         if (const auto index = indexStarting(pieces, start)) {
-            foldIn(pieces[*index], active);
+            foldInto(pieces[*index], active);
         }
     }
     return pieces;
@@ -67,6 +67,12 @@ bool Download::hasEverything() const {
 Piece* Download::pieceOf(const Active& active) {
     const auto index = indexStarting(record.pieces, active.start);
     return index ? &record.pieces[*index] : nullptr;
+}
+
+void Download::foldIn(const Active& active) {
+    if (Piece* const piece = pieceOf(active)) {
+        foldInto(*piece, active);
+    }
 }
 
 void Download::layOut(std::vector<Piece> pieces) {

@@ -61,6 +61,8 @@ public:
     /// Whether nothing is left to fetch, and nothing under way.
     [[nodiscard]] bool hasEverything() const;
 
+    /// Brings the piece of a transfer up to what was written.
+    void foldIn(const Active& active);
     /// The piece that a transfer fetches; null when there is none anymore.
     [[nodiscard]] Piece* pieceOf(const Active& active);
     /// New pieces, of which nothing is on disk.

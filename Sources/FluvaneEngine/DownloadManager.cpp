@@ -45,10 +45,6 @@ DownloadManager::~DownloadManager() = default;
 
 // Start and stop
 
-void DownloadManager::tune(const Tuning& tuning) {
-    engine_->conditions.tuning = tuning;
-}
-
 void DownloadManager::start() {
     const auto turn = engine_->turns.open();
     auto& list = engine_->list;
@@ -336,8 +332,7 @@ void DownloadManager::updateLink(DownloadID id, const URL& url) {
     download->withoutIfRange = false;
     download->allowedOnLimitedNetwork = limitedNetwork().has_value();
     log::downloads([&] { return fmt::format("download {} has a new link", id); });
-    const auto& state = record.state;
-    if (state.isWaiting(State::Wait::linkExpired) || state.is<State::Failed>() || state.is<State::Paused>()) {
+    if (startsWithNewLink(record.state)) {
         record.state = State::Queued{};
     }
     engine_->turns.changed();
@@ -374,7 +369,7 @@ void DownloadManager::apply(const Config& config) {
     if (config.connectionsPerServer < before.connectionsPerServer) {
         engine_->connections.relieveServers();
     }
-    engine_->turns.changed();
+    engine_->turns.conditionsChanged();
 }
 
 /// Brings running downloads to the connections that the settings allow them now.
@@ -416,15 +411,14 @@ void DownloadManager::setLimitedNetwork(std::optional<LimitedNetwork> network) {
     } else if (config().waitOnHotspots) {
         holdAll();
     }
-    engine_->turns.changed();
+    engine_->turns.conditionsChanged();
 }
 
 /// Every download that may not run on the limited network waits.
 void DownloadManager::holdAll() {
     for (const auto& download : engine_->list) {
-        const auto& state = download->record.state;
-        const bool wantsNetwork = state.is<State::Queued>() || state.usesNetwork();
-        if (wantsNetwork && admission::mustWaitForNetwork(*download, engine_->conditions)) {
+        if (wantsNetwork(download->record.state) &&
+            admission::mustWaitForNetwork(*download, engine_->conditions)) {
             log::downloads(
                 [&] { return fmt::format("download {} waiting on the limited network", download->id()); });
             hold(*download, State::Wait::limitedNetwork);
@@ -456,8 +450,7 @@ void DownloadManager::setOnline(bool online) {
         releaseAll(State::Wait::offline);
     }
     for (const auto& download : engine_->list) {
-        const auto& state = download->record.state;
-        if (!online && (state.is<State::Queued>() || state.usesNetwork())) {
+        if (!online && wantsNetwork(download->record.state)) {
             hold(*download, State::Wait::offline);
         }
     }
@@ -470,7 +463,7 @@ void DownloadManager::reconnect() {
     for (const auto& download : engine_->list) {
         engine_->runner.reconnect(*download);
     }
-    engine_->turns.changed();
+    engine_->turns.conditionsChanged();
 }
 
 } // namespace fluvane

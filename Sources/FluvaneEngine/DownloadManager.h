@@ -41,9 +41,6 @@ public:
     /// Halts everything and returns once the list is on disk. Once, at quit.
     void stop();
 
-    /// Before `start` or not at all.
-    void tune(const Tuning& tuning);
-
     [[nodiscard]] const Config& config() const;
     /// Takes changed settings; they apply at once.
     void apply(const Config& config);
@@ -54,7 +51,7 @@ public:
     [[nodiscard]] const Download* download(DownloadID id) const;
     /// The queued downloads in the order they will start.
     [[nodiscard]] std::vector<const Download*> queue() const;
-    /// Seconds until a download that waits for it is tried again, which is for its `retryReason`; absent for
+    /// Seconds until a download that waits for it is tried again, which is for its `retry.reason`; absent for
     /// any other.
     [[nodiscard]] std::optional<double> retryIn(const Download& download) const;
     [[nodiscard]] bool online() const;

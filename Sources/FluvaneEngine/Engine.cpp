@@ -3,6 +3,8 @@
 
 #include "FluvaneEngine/Engine.h"
 
+#include <utility>
+
 namespace fluvane {
 
 DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports ports_,

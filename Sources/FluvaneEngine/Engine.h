@@ -8,7 +8,8 @@
 #include "FluvaneEngine/Notices.h"
 #include "FluvaneEngine/Runner.h"
 
-#include <utility>
+#include <functional>
+#include <memory>
 
 namespace fluvane {
 

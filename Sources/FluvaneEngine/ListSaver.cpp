@@ -4,6 +4,7 @@
 #include "FluvaneEngine/ListSaver.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace fluvane {
 
@@ -54,8 +55,8 @@ void ListSaver::checkpointIfNew(std::int64_t received) {
 }
 
 void ListSaver::finish() {
-    store_->save(snapshots(false), {}, {}); // stands if a file can't be synced
-    store_->save(snapshots(true), takeFiles().files, {});
+    store_->save(takeSnapshots(false), {}, {}); // stands if a file can't be synced
+    store_->save(takeSnapshots(true), takeFiles().files, {});
     store_->flush();
     // A disk that took no list before took none now.
     for (const auto& waiter : std::exchange(waiters_, {})) {
@@ -88,7 +89,7 @@ void ListSaver::write() {
     }
     writing_ = true;
     checkpoint_.overtaken = true;
-    store_->save(snapshots(false), {},
+    store_->save(takeSnapshots(false), {},
                  turns_.later([this, generation = generations_.changed](const SaveResult& result) {
                      writing_ = false;
                      written(generation, result);
@@ -137,7 +138,7 @@ void ListSaver::checkpoint() {
     checkpoint_.wanted = false;
     checkpoint_.overtaken = false;
     auto [owners, files] = takeFiles();
-    auto records = snapshots(true);
+    auto records = takeSnapshots(true);
     store_->save(std::move(records), std::move(files),
                  turns_.later([this, owners = std::move(owners), captured = captured(),
                                generation = generations_.changed,
@@ -209,7 +210,7 @@ std::vector<ListSaver::Captured> ListSaver::captured() const {
     return captured;
 }
 
-std::vector<RecordSnapshot> ListSaver::snapshots(bool claimLive) const {
+std::vector<RecordSnapshot> ListSaver::takeSnapshots(bool claimLive) {
     std::vector<RecordSnapshot> records;
     records.reserve(list_.all().size());
     for (const auto& download : list_) {

@@ -41,7 +41,8 @@ public:
     void whenSaved(Completion completion);
     /// The same once all that was written is on stable storage too, and the list up to it.
     void saveEverything(Completion completion);
-    /// Returns once the list is on disk with all that was written. Nothing may change after that.
+    /// Returns once the list is on disk with all that was written, and whoever waits for that was told.
+    /// Nothing may change after that.
     void finish();
 
 private:
@@ -83,7 +84,7 @@ private:
     void checkpointDone(const std::vector<Captured>& captured);
     void distrust(const std::vector<Owner>& owners, const std::vector<std::size_t>& unsynced);
     [[nodiscard]] RecordSnapshot snapshot(const Download& download, bool claimLive) const;
-    [[nodiscard]] std::vector<RecordSnapshot> snapshots(bool claimLive) const;
+    [[nodiscard]] std::vector<RecordSnapshot> takeSnapshots(bool claimLive);
     [[nodiscard]] std::vector<Captured> captured() const;
     [[nodiscard]] Syncing takeFiles();
 

@@ -17,8 +17,8 @@ namespace fluvane {
 /// scheduler's.
 class Retries {
 public:
-    /// `random` gives numbers from 0 to below 1; `due` is called in a turn of its own, with no retry pending
-    /// anymore.
+    /// `random` gives numbers from 0 to below 1; `due` is called in a turn of its own, and
+    /// cancels the pending retry.
     Retries(std::shared_ptr<Scheduler> scheduler, std::function<double()> random,
             const Conditions& conditions, Turns& turns, std::function<void(DownloadID)> due);
 

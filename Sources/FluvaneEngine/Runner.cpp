@@ -3,7 +3,6 @@
 
 #include "FluvaneEngine/Runner.h"
 
-#include "FluvaneCore/CheckedMath.h"
 #include "FluvaneEngine/Log.h"
 
 #include <algorithm>

@@ -10,7 +10,6 @@
 #include "FluvaneEngine/Log.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 #include <fmt/format.h>

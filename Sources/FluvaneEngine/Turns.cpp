@@ -7,7 +7,7 @@
 
 namespace fluvane {
 
-Turns::Turn::~Turn() {
+Turns::Turn::~Turn() noexcept(false) {
     turns_.close();
 }
 
@@ -28,6 +28,10 @@ void Turns::changed() {
         fatal("the list of downloads changed outside of a turn");
     }
     ends_.listChanged();
+    conditionsChanged();
+}
+
+void Turns::conditionsChanged() {
     changed_ = true;
     shown_ = true;
 }
@@ -42,12 +46,16 @@ void Turns::progressed() {
 }
 
 void Turns::close() {
-    if (depth_ == 1) {
-        while (std::exchange(changed_, false)) {
+    struct Closing {
+        int& depth;
+        ~Closing() { --depth; }
+    };
+    {
+        const Closing closing{depth_};
+        while (depth_ == 1 && alive_ && std::exchange(changed_, false)) {
             ends_.settle();
         }
     }
-    --depth_;
     if (depth_ == 0 && std::exchange(shown_, false)) {
         ends_.shown();
     }

@@ -26,7 +26,8 @@ public:
 
     class [[nodiscard]] Turn {
     public:
-        ~Turn();
+        /// Settles; lets out what a port throws there.
+        ~Turn() noexcept(false);
         Turn(const Turn&) = delete;
         Turn& operator=(const Turn&) = delete;
 
@@ -40,18 +41,20 @@ public:
 
     /// On the engine's context; anything else is a fatal error.
     Turn open();
-    /// The list is another: it is saved, downloads are admitted, the observer is called. Within a turn only.
+    /// The list changed: it is saved, downloads are admitted, the observer is called. Within a turn only.
     void changed();
-    /// The download's state is another.
+    /// Changes the download's state.
     void set(Download& download, DownloadState state);
-    /// Only what running downloads show is another.
+    /// Settings or the network changed, the list didn't by that: the same without saving.
+    void conditionsChanged();
+    /// Only what running downloads show changed.
     void progressed();
     /// Fatal where the engine's context isn't.
     void assertContext() const;
     /// From now on nothing that was wrapped runs.
     void end() { alive_.reset(); }
 
-    /// Work for later, in a turn of its own; it doesn't outlive the engine.
+    /// Work for later, in a turn of its own; it doesn't outlive the engine. Nothing settles until it returns.
     template <class Work>
     [[nodiscard]] auto later(Work work) {
         return

@@ -115,6 +115,11 @@ TEST(ConnectionCaps, EachReasonIsKeptForItself) {
     caps.wholeFile(0, false);
     EXPECT_FALSE(caps.partCame()) << "not known to be of the same file";
     EXPECT_EQ(caps.allowed(8), 1);
+    caps.begin({});
+    caps.wholeFile(3, false);
+    caps.wholeFile(1, true);
+    EXPECT_TRUE(caps.partCame());
+    EXPECT_EQ(caps.allowed(8), 3) << "only what may pass does";
     caps.begin(3);
     EXPECT_EQ(caps.allowed(8), 3) << "a new run knows nothing of the server";
     for (const int rule : {1, 0, -4}) {
