@@ -47,7 +47,7 @@ const std::vector<Way> ways = {
     {"hang watch", SIGSEGV, {"Thread: another", "touchNothing()"}},
     {"twice", SIGSEGV, {"touchNothing()"}},
     {"jump into text", SIGSEGV, {"jumpTo(void const*)"}},
-    {"call nothing", SIGSEGV, {"  0  ?\n  1  Crasher", "jumpTo(void const*)", "  main"}},
+    {"call nothing", SIGSEGV, {"  0  ?\n  1  Crasher", "jumpTo(void const*)", "  _start"}},
     {"call the wild in a thread", SIGSEGV, {"Address: dead0000\n", "  0  ?\n  1  Crasher", "  libc.so.6 "}},
     {"throw", SIGABRT, {"Exception: (anonymous namespace)::OpeningError\n", "throwWithNoOneToCatch"}},
     {"throw in a thread", SIGABRT, {"Exception: (anonymous namespace)::OpeningError\n", "Thread: another"}},
