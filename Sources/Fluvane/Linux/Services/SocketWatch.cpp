@@ -26,25 +26,33 @@ std::optional<SocketWatch::Identity> SocketWatch::look() const {
     return Identity{status.st_ino, {status.st_ctim.tv_sec, status.st_ctim.tv_nsec}};
 }
 
-/// The nearest that exists: folders may have to turn up first, too.
-void SocketWatch::watchFolder() {
+/// Folders may have to turn up first, too.
+QString SocketWatch::nearestFolder() const {
     auto folder = QFileInfo(file_).absolutePath();
     while (!QFileInfo::exists(folder)) {
         folder = QFileInfo(folder).absolutePath();
     }
-    if (watcher_.directories() == QStringList{folder}) {
-        return;
+    return folder;
+}
+
+/// Again if another became the nearest meanwhile: a watch doesn't tell what came before it.
+void SocketWatch::watchFolder() {
+    for (auto folder = nearestFolder(); watcher_.directories() != QStringList{folder};
+         folder = nearestFolder()) {
+        if (isWatching()) {
+            watcher_.removePaths(watcher_.directories());
+        }
+        if (!watcher_.addPath(folder) && QFileInfo::exists(folder)) {
+            return;
+        }
     }
-    if (isWatching()) {
-        watcher_.removePaths(watcher_.directories());
-    }
-    watcher_.addPath(folder);
 }
 
 void SocketWatch::folderChanged() {
     watchFolder();
     const auto seen = look();
-    if (seen != std::exchange(known_, seen) && seen) {
+    const bool another = seen != std::exchange(known_, seen) && seen;
+    if (another || !isWatching()) {
         changed_();
     }
 }

@@ -14,7 +14,8 @@
 
 namespace fluvane {
 
-/// Tells when a socket turns up, or another in its place. For the main thread.
+/// Tells when a socket turns up, or another in its place, and when it can't tell anymore. For the main
+/// thread.
 class SocketWatch {
 public:
     SocketWatch(const std::string& file, std::function<void()> changed);
@@ -26,6 +27,7 @@ public:
 private:
     using Identity = std::pair<unsigned long, std::pair<std::time_t, long>>;
     [[nodiscard]] std::optional<Identity> look() const;
+    [[nodiscard]] QString nearestFolder() const;
     void watchFolder();
     void folderChanged();
 
