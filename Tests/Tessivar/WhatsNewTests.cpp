@@ -6,28 +6,16 @@
 #include "Tessivar/WhatsNew.h"
 #include "TessivarCore/AppIdentity.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace tessivar {
 
 using namespace fluvane::support;
-using namespace testing;
 
 TEST(Version, OrdersAsReleasesFollowEachOther) {
-    const std::vector<std::string> ascending = {"0",
-                                                "0.9",
-                                                "0.10.0-alpha",
-                                                "0.10.0-alpha.9",
-                                                "0.10.0-alpha.10",
-                                                "0.10.0-alpha.beta",
-                                                "0.10.0-beta",
-                                                "0.10",
-                                                "1.0.0-1",
-                                                "1.0.0",
-                                                "1.0.0.1",
-                                                "18446744073709551617.1",
-                                                "18446744073709551617.2"};
+    const std::vector<std::string> ascending = {
+        "0.9",      "0.10.0-alpha.9", "0.10.0-alpha.10",        "0.10.0-alpha.beta",     "0.10.0",
+        "0.10.0.1", "0.11.0-1",       "18446744073709551617.1", "18446744073709551617.2"};
     for (std::size_t one = 0; one < ascending.size(); ++one) {
         for (std::size_t other = 0; other < ascending.size(); ++other) {
             EXPECT_TRUE((*Version::parse(ascending[one]) <=> *Version::parse(ascending[other])) ==
@@ -35,24 +23,15 @@ TEST(Version, OrdersAsReleasesFollowEachOther) {
                 << ascending[one] << " and " << ascending[other];
         }
     }
-    const std::pair<const char*, const char*> same[] = {
-        {"0", "v0.0"}, {"0.9", "0.09.0+linux"}, {"0.10.0-alpha.10", "0.10-alpha.010+1.2-3"}};
-    for (const auto& [one, other] : same) {
-        EXPECT_EQ(Version::parse(one), Version::parse(other)) << one;
-    }
-}
-
-TEST(Version, RefusesWhatIsNone) {
-    for (const auto* const text : {"", "v", "1.", ".1", "1..2", "1.x", "-1", "1-", "1-a..b", "1-a b", "1 ",
-                                   "one", "vv1", "1.2.3_4", "1-\xc3\xa9"}) {
+    EXPECT_EQ(Version::parse("0.10.0-alpha.10"), Version::parse("v0.10-alpha.010+1.2-3"));
+    for (const auto* const text : {"", "v", "1.", "1..2", "1.x", "-1", "1-", "1-a b", "vv1", "1.2.3_4"}) {
         EXPECT_FALSE(Version::parse(text)) << text;
     }
-    EXPECT_FALSE(Version::parse(std::string(65, '1')));
 }
 
 namespace {
 
-class WhatsNewTest : public Test {
+class WhatsNewTest : public testing::Test {
 protected:
     WhatsNewTest() { AppIdentity::current.displayName = "Fluvane"; }
     ~WhatsNewTest() override { AppIdentity::current = {}; }
@@ -60,17 +39,15 @@ protected:
     /// What a start of the version shows.
     std::string start(const std::string& version, bool welcomed = true) {
         std::string shown;
-        whatsNew(version, welcomed).showIfUpdated([&](const std::string& text) { shown += text; });
+        WhatsNew({.releases = {{"0.10.0", "2026-05-01", {"Ten.", "More of it."}},
+                               {"0.10.0-rc.1", "", {"Nearly ten."}},
+                               {"0.9", "2026-04-01", {"Nine."}},
+                               {"0.8", "2026-03-01", {"Eight."}}},
+                  .version = version,
+                  .stateFile = stateFile,
+                  .welcomed = [welcomed] { return welcomed; }})
+            .showIfUpdated([&](const std::string& text) { shown += text; });
         return shown;
-    }
-    [[nodiscard]] WhatsNew whatsNew(const std::string& version, bool welcomed = true) const {
-        return WhatsNew({.releases = {{"0.10.0", "2026-05-01", {"Ten.", "More of it."}},
-                                      {"0.10.0-rc.1", "", {"Nearly ten."}},
-                                      {"0.9", "2026-04-01", {"Nine."}},
-                                      {"0.8", "2026-03-01", {"Eight."}}},
-                         .version = version,
-                         .stateFile = stateFile,
-                         .welcomed = [welcomed] { return welcomed; }});
     }
 
     TemporaryFolder folder;
@@ -85,38 +62,28 @@ protected:
 TEST_F(WhatsNewTest, IsShownOnceAfterEachUpdate) {
     const std::pair<const char*, std::string> starts[] = {
         {"0.8", ""},                // the first ever
-        {"0.8", ""},                //
         {"0.9", nine},              // updated
         {"0.9", ""},                //
         {"0.8", ""},                // gone back,
         {"0.9", ""},                // and on again
         {"0.10.0-rc.1", nearlyTen}, //
         {"0.10.0", ten},            //
-        {"0.10.1", ""},             // with nothing to tell
-        {"0.10.0", ""},             //
     };
     for (const auto& [version, shown] : starts) {
         EXPECT_EQ(start(version), shown) << version;
     }
 }
 
-TEST_F(WhatsNewTest, StaysQuietUntilTheUserIsWelcomedAndTellsOfAllReleasesSkipped) {
+TEST_F(WhatsNewTest, TellsOfAllReleasesSkippedOnceItCanRemember) {
     start("0.8", false);
-    EXPECT_EQ(start("0.8.1", false), "");
-    EXPECT_EQ(start("0.8.1", true), "");
-    EXPECT_EQ(start("0.10", true), ten + "\n" + nearlyTen + "\n" + nine);
-}
-
-TEST_F(WhatsNewTest, ShowsNothingThatItCannotRemember) {
-    start("0.8");
+    EXPECT_EQ(start("0.8.1", false), "") << "not welcomed yet";
+    EXPECT_EQ(start("0.8.1"), "");
+    EXPECT_EQ(start("0.10"), ten + "\n" + nearlyTen + "\n" + nine);
     writeFile(stateFile, "no version");
-    EXPECT_EQ(start("0.9"), ""); // as at a first start
-    EXPECT_EQ(readFile(stateFile), "{\n  \"seen\": \"0.9\"\n}\n");
+    EXPECT_EQ(start("0.9"), "") << "as at a first start";
     std::filesystem::remove_all(folder / "state");
     writeFile(folder / "state", "in the way");
     EXPECT_EQ(start("0.10"), "");
-    EXPECT_EQ(whatsNew("0.9.5").latest(), nine);
-    EXPECT_EQ(whatsNew("0.1").latest(), "There is nothing to tell about this version.");
 }
 
 } // namespace tessivar

@@ -9,9 +9,7 @@
 #include "Tessivar/LastRun.h"
 #include "TessivarCore/AppIdentity.h"
 
-#include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -65,10 +63,6 @@ void throwWithNoOneToCatch() {
     throw OpeningError("can't open " + secret);
 }
 
-void inThread(const std::function<void()>& work) {
-    std::thread(work).join();
-}
-
 void crashTwiceAtOnce() {
     std::barrier together(2);
     const auto crash = [&] {
@@ -79,31 +73,15 @@ void crashTwiceAtOnce() {
     crash();
 }
 
-void crashWithoutDescriptors() {
-    const rlimit few{32, 32};
-    setrlimit(RLIMIT_NOFILE, &few);
-    while (open("/dev/null", O_RDONLY | O_CLOEXEC) >= 0) {
-    }
-    touchNothing();
-}
-
-void crashInAChild() {
-    const pid_t child = fork();
-    if (child == 0) {
-        touchNothing();
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    std::raise(SIGKILL);
-}
-
 std::string crashForASection() {
     touchNothing();
     return "";
 }
 
-void hang(const std::filesystem::path& reports, const std::function<void()>& hung) {
-    tessivar::HangWatch watch({.folder = reports, .limit = std::chrono::milliseconds(40), .hung = hung});
+void hang() {
+    tessivar::HangWatch watch({.folder = folder, .limit = std::chrono::milliseconds(40), .hung = [] {
+                                   [[maybe_unused]] const auto told = write(STDOUT_FILENO, "h", 1);
+                               }});
     watch.start();
     for (;;) {
         pause();
@@ -113,14 +91,6 @@ void hang(const std::filesystem::path& reports, const std::function<void()>& hun
 const std::map<std::string, std::function<void()>> ways = {
     {"touch", touchNothing},
     {"overflow", [] { overflowTheStack(0); }},
-    {"overflow in a thread",
-     [] {
-         inThread([] {
-             const CrashHandler::ThreadStack stack;
-             overflowTheStack(0);
-         });
-     }},
-    {"hang watch", [] { hang(folder / "hangs", touchNothing); }}, // a thread that has signals blocked
     {"twice", crashTwiceAtOnce},
     {"jump into text", [] { jumpTo(secret.data()); }},
     {"call nothing",
@@ -128,28 +98,14 @@ const std::map<std::string, std::function<void()>> ways = {
          const std::uintptr_t nothing = 0;
          jumpTo(&nothing);
      }},
-    {"call the wild in a thread",
-     [] {
-         const std::uintptr_t wild = 0xdead0000; // could be code, but nothing is there
-         inThread([&] { jumpTo(&wild); });
-     }},
-    {"throw", throwWithNoOneToCatch},
-    {"throw in a thread", [] { inThread(throwWithNoOneToCatch); }},
-    {"reason",
-     [] {
-         CrashHandler::noteReason("an addition overflowed");
-         std::abort();
-     }},
-    {"descriptors", crashWithoutDescriptors},
+    {"throw", [] { std::thread(throwWithNoOneToCatch).join(); }},
     {"no folder",
      [] {
          std::filesystem::remove_all(folder);
          touchNothing();
      }},
     {"section", [] { tessivar::CrashNote(folder, {}, crashForASection).showIfNeeded([](const auto&) {}); }},
-    {"child", crashInAChild},
-    {"hang", // for ever; says so on standard output
-     [] { hang(folder, [] { [[maybe_unused]] const auto told = write(STDOUT_FILENO, "h", 1); }); }},
+    {"hang", hang}, // for ever; says so on standard output
 };
 
 } // namespace
