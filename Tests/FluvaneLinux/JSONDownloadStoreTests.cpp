@@ -10,9 +10,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sys/stat.h>
-#include <thread>
-
 namespace fluvane {
 
 using namespace support;
@@ -26,17 +23,6 @@ RecordSnapshot record(std::int64_t id, const std::string& name = "ä \"b\"\n") {
     value.name = name;
     return std::make_shared<const DownloadRecord>(value);
 }
-
-/// Tells which thread let it go.
-struct TellingFile : PieceFile {
-    explicit TellingFile(std::thread::id& endedOn_) : endedOn(endedOn_) {}
-    ~TellingFile() override { endedOn = std::this_thread::get_id(); }
-    void write(std::span<const std::byte>, std::int64_t) override {}
-    void sync() override {}
-    void close() noexcept override {}
-
-    std::thread::id& endedOn;
-};
 
 class StoreTest : public Test {
 protected:
@@ -63,13 +49,9 @@ protected:
 
 TEST_F(StoreTest, OnlyItsOwnerReadsIt) {
     saveNow({record(1)});
-    const std::pair<std::filesystem::path, mode_t> rows[] = {{file, 0600}, {file.parent_path(), 0700}};
-    for (const auto& [path, mode] : rows) {
-        struct stat status {};
-        ::stat(path.c_str(), &status);
-        EXPECT_EQ(status.st_mode & 0777, mode) << path;
-    }
-    EXPECT_THAT(log.lines, IsEmpty());
+    using enum std::filesystem::perms;
+    EXPECT_EQ(status(file).permissions(), owner_read | owner_write);
+    EXPECT_EQ(status(file.parent_path()).permissions(), owner_all);
 }
 
 TEST_F(StoreTest, TheFileIsSortedAndIndented) {
@@ -77,13 +59,12 @@ TEST_F(StoreTest, TheFileIsSortedAndIndented) {
     const auto one = record(1);
     const auto two = record(2);
     const auto changed = record(2, "changed");
-    const std::vector<RecordSnapshot> lists[] = {{}, {one, two}, {two, one}, {changed, one, one}, {one}, {}};
+    const std::vector<RecordSnapshot> lists[] = {{one, two}, {two, one}, {changed, one, one}, {one}, {}};
     for (const auto& list : lists) {
         saveNow(list);
         const auto text = readFile(file);
         const auto json = nlohmann::json::parse(text); // sorts
         EXPECT_EQ(text, json.dump(2) + "\n");
-        EXPECT_EQ(json["version"], 1);
         ASSERT_EQ(json["downloads"].size(), list.size());
         for (std::size_t index = 0; index < list.size(); ++index) {
             EXPECT_EQ(json["downloads"][index]["name"], *list[index]->name);
@@ -100,21 +81,18 @@ TEST_F(StoreTest, MovesAsideWhatMakesNoSense) {
     EXPECT_THAT(onDisk(), ElementsAre(1));
     json["downloads"][0].erase("folder");
     const std::string senseless[] = {"",
-                                     R"({"version": 1, "downloads": [)",
                                      "[]",
-                                     R"({"downloads": []})",
                                      R"({"version": 1})",
                                      R"({"version": 1, "downloads": {}})",
                                      json.dump(),
                                      std::string(200'000, '['),
-                                     "\xff\xfe\x00"};
-    const std::string told = "files: couldn't read the saved downloads: ";
+                                     "\xff\xfe"};
     for (const auto& text : senseless) {
         SCOPED_TRACE(text.substr(0, 40));
         log.lines.clear();
         writeFile(file, text);
         EXPECT_THAT(store.load(), IsEmpty());
-        EXPECT_THAT(log.lines, ElementsAre(AllOf(StartsWith(told), SizeIs(Gt(told.size())))));
+        EXPECT_THAT(log.lines, ElementsAre(StartsWith("files: couldn't read the saved downloads: ")));
         EXPECT_FALSE(std::filesystem::exists(file));
         EXPECT_EQ(readFile(file.string() + ".unreadable"), text);
         std::filesystem::remove(file.string() + ".unreadable");
@@ -140,33 +118,11 @@ TEST_F(StoreTest, WhatCannotEvenBeReadIsNeverReplaced) {
     EXPECT_TRUE(std::filesystem::exists(file.string() + ".unreadable.2/inside"));
 }
 
-TEST_F(StoreTest, LetsFilesGoOnItsOwnQueue) {
-    std::thread::id endedOn;
-    store.save({}, {std::make_shared<TellingFile>(endedOn)}, {});
-    store.flush();
-    EXPECT_NE(endedOn, std::thread::id());
-    EXPECT_NE(endedOn, std::this_thread::get_id());
-}
-
-TEST_F(StoreTest, AFailureIsLoggedOnce) {
-    writeFile(file.parent_path(), "in the way");
-    saveNow({record(1)});
-    saveNow({record(1)});
-    EXPECT_THAT(log.lines, ElementsAre("files: couldn't save the downloads: Not a directory"));
-    std::filesystem::remove(file.parent_path());
-    saveNow({record(1)});
-    std::filesystem::remove_all(file.parent_path());
-    writeFile(file.parent_path(), "in the way");
-    saveNow({record(1)});
-    EXPECT_THAT(log.lines, SizeIs(2)) << "one that comes back is told again";
-}
-
 TEST_F(StoreTest, PendingSavesAreDoneBeforeItEnds) {
-    std::thread::id ignored;
     {
         JSONDownloadStore ending(file, queue, "test");
         for (int number = 1; number <= 20; ++number) {
-            ending.save({record(number)}, {std::make_shared<TellingFile>(ignored)}, {});
+            ending.save({record(number)}, {}, {});
         }
     }
     EXPECT_THAT(onDisk(), ElementsAre(20));

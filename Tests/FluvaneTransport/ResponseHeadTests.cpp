@@ -26,30 +26,23 @@ std::string_view takeLine(std::string_view& text) {
 
 TEST(ResponseHead, FindsTheFinalHead) {
     const std::vector<Row> rows = {
-        {"plain", "HTTP/1.1 206 Partial Content\r\nETag: \"a\"\r\n\r\n", 206, {{"ETag", "\"a\""}}},
         {"no reason", "HTTP/1.1 200\r\n\r\n", 200},
-        {"bare line feeds", "HTTP/1.0 404 Not Found\nA: b\n\n", 404, {{"A", "b"}}},
-        {"blanks around a value", "HTTP/1.1 200 OK\r\nA: \t b c \t\r\n\r\n", 200, {{"A", "b c"}}},
         {"folded line", "HTTP/1.1 200 OK\r\nA: b\r\n\t c\r\nD: e\r\n\r\n", 200, {{"A", "b c"}, {"D", "e"}}},
         {"line without a colon", "HTTP/1.1 200 OK\r\nnonsense\r\nA:b\r\n\r\n", 200, {{"A", "b"}}},
-        {"colons in a value", "HTTP/1.1 200 OK\r\nDate: 10:20:30\r\n\r\n", 200, {{"Date", "10:20:30"}}},
         {"interim answers first",
          "HTTP/1.1 100 Continue\r\nX: y\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: l\r\n\r\nHTTP/1.1 200 "
          "OK\r\n\r\n",
          200},
-        {"only interim", "HTTP/1.1 100 Continue\r\n\r\n", 0},
         {"redirect first",
          "HTTP/1.1 302 Found\r\nLOCATION: /b\r\nETag: x\r\n\r\nHTTP/1.1 200 OK\r\nA: b\r\n\r\n",
          200,
          {{"A", "b"}}},
         {"redirect to nowhere", "HTTP/1.1 302 Found\r\nLocation:  \r\n\r\n", 302, {{"Location", ""}}},
-        {"not modified", "HTTP/1.1 304 Not Modified\r\n\r\n", 304},
         {"created has a location", "HTTP/1.1 201 Created\r\nLocation: /b\r\n\r\n", 201, {{"Location", "/b"}}},
         {"a location before a redirect doesn't count for the next",
          "HTTP/1.1 301 M\r\nLocation: /b\r\n\r\nHTTP/1.1 300 Multiple\r\n\r\n", 300},
         {"trailers are no headers", "HTTP/1.1 200 OK\r\nA: b\r\n\r\nC: d\r\n\r\n", 200, {{"A", "b"}}},
         {"cut short", "HTTP/1.1 200 OK\r\nA: b\r\n", 0},
-        {"no number", "HTTP/1.1 OK\r\n\r\n", 0},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

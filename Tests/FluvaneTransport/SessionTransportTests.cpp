@@ -5,11 +5,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <latch>
-#include <numeric>
-
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 #include <gmock/gmock.h>
 
@@ -30,20 +25,14 @@ ScriptedServer::Script always(std::string answer) {
     };
 }
 
-/// Answers one request and closes.
-ScriptedServer::Script once(std::string answer) {
-    return [answer = std::move(answer)](ScriptedServer::Client& client) {
+/// Answers one request and closes, or is silent until the client does.
+ScriptedServer::Script once(std::string answer, bool stays = false) {
+    return [answer = std::move(answer), stays](ScriptedServer::Client& client) {
         client.readRequest();
         client.send(answer);
-    };
-}
-
-/// Answers one request, and is silent until the client closes.
-ScriptedServer::Script silentAfter(std::string answer) {
-    return [answer = std::move(answer)](ScriptedServer::Client& client) {
-        client.readRequest();
-        client.send(answer);
-        client.waitForClose();
+        if (stays) {
+            client.waitForClose();
+        }
     };
 }
 
@@ -52,11 +41,9 @@ std::string redirect(const std::string& to) {
 }
 
 std::string digits(std::size_t count) {
-    std::string text;
-    while (text.size() < count) {
-        text += "0123456789";
-    }
-    return text.substr(0, count);
+    std::string text(count, ' ');
+    std::ranges::generate(text, [next = 0]() mutable { return static_cast<char>('0' + next++ % 10); });
+    return text;
 }
 
 } // namespace
@@ -90,7 +77,7 @@ TEST_F(TransportTest, ReadsAnswersInPacketsOfEverySize) {
         "HTTP/1.1 103 Early Hints\r\nLink: <a>\r\n\r\n"
         "HTTP/1.1 206 Partial Content\r\nETag: \"x\"\r\nTransfer-Encoding: chunked\r\n\r\n"
         "3;extension=1\r\nabc\r\n7\r\ndefghij\r\n0\r\nETag: \"trailer\"\r\n\r\n";
-    for (std::size_t size = 1; size <= answer.size(); size += size < 12 ? 1 : 17) {
+    for (const std::size_t size : {1, 2, 3, 7, 50, 1000}) {
         SCOPED_TRACE(size);
         ScriptedServer server([&](ScriptedServer::Client& client) {
             client.readRequest();
@@ -137,17 +124,12 @@ TEST_F(TransportTest, TellsHowAnAnswerWentWrong) {
         ScriptedServer::Script script;
         const char* outcome;
     };
-    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n";
     const std::vector<Row> rows = {
-        {"closed at once", once(""), "failed 0: The server closed the connection without answering."},
         {"closed in the head", once("HTTP/1.1 200 OK\r\nConte"),
-         "failed 0: The server closed the connection without answering."},
-        {"an interim head only", once("HTTP/1.1 100 Continue\r\n\r\n"),
          "failed 0: The server closed the connection without answering."},
         {"no HTTP", once("220 mail.example ESMTP\r\n"), "failed 0: The server's answer wasn't HTTP."},
         {"an upgrade nobody asked for", once("HTTP/1.1 101 Switching Protocols\r\n\r\nabc"),
          "failed 0: The server's answer wasn't HTTP."},
-        {"a body without a head", once("<html></html>"), "failed 0: The server's answer wasn't HTTP."},
         {"a head without end",
          [](ScriptedServer::Client& client) {
              client.readRequest();
@@ -158,8 +140,7 @@ TEST_F(TransportTest, TellsHowAnAnswerWentWrong) {
              client.waitForClose();
          },
          "failed 0: The server's answer wasn't HTTP."},
-        {"a short body", once(head + "12345"), "failed 5: The server closed the connection early."},
-        {"chunks cut short", once("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nA\r\n12345"),
+        {"a short body", once("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345"),
          "failed 5: The server closed the connection early."},
         {"chunks without their end",
          once("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\n12345\r\n"),
@@ -167,28 +148,14 @@ TEST_F(TransportTest, TellsHowAnAnswerWentWrong) {
         {"broken chunks", once("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n12345\r\n"),
          "failed 0: The server's answer was garbled."},
         {"too many redirects", always(redirect("/again")), "failed 0: The server redirected too many times."},
-        {"redirect to another protocol", always(redirect("ftp://localhost/file")),
-         "failed 0: The server redirected to a link that is neither http nor https."},
         {"redirect to a file", always(redirect("file:///etc/passwd")),
          "failed 0: The server redirected to a link that is neither http nor https."},
         {"redirect to nonsense", always(redirect("http://[nonsense")),
          "failed 0: The server redirected to a link that isn't valid."},
-        {"redirect to what isn't HTTP",
-         [](ScriptedServer::Client& client) {
-             client.readRequest();
-             client.send(client.number() == 0 ? redirect("/next") : "hello");
-             if (client.number() == 0) {
-                 client.readRequest();
-                 client.send("hello");
-             }
-         },
-         "failed 0: The server's answer wasn't HTTP."},
         {"a redirect to nowhere is an answer", once("HTTP/1.1 302 Found\r\nContent-Length: 2\r\n\r\nhi"),
          "finished 2"},
         {"a body up to the close", once("HTTP/1.0 200 OK\r\n\r\n12345"), "finished 5"},
-        {"an empty body", once(ok("")), "finished 0"},
         {"a status without a body", once("HTTP/1.1 204 No Content\r\n\r\n"), "finished 0"},
-        {"not found", once("HTTP/1.1 404 Not Found\r\nContent-Length: 2\r\n\r\nhi"), "finished 2"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -202,33 +169,9 @@ TEST_F(TransportTest, TellsHowAnAnswerWentWrong) {
 }
 
 TEST_F(TransportTest, TellsWhenNobodyListens) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM, 0); // bound and not listening
-    sockaddr_in address{
-        .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
-    socklen_t size = sizeof address;
-    ASSERT_EQ(::bind(socket, reinterpret_cast<sockaddr*>(&address), size), 0);
-    ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
-    EXPECT_EQ(run(*start("http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)))),
+    EXPECT_EQ(run(*start("http://127.0.0.1:1")),
               "failed 0: Couldn't connect to 127.0.0.1: Connection refused.");
-    ::close(socket);
     EXPECT_EQ(run(*start("ftp://127.0.0.1/")), "failed 0: The link is neither http nor https.");
-}
-
-TEST_F(TransportTest, KeepsWhatCameBeforeAReset) {
-    std::latch written(1);
-    ScriptedServer server([&](ScriptedServer::Client& client) {
-        client.readRequest();
-        client.send("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345");
-        written.wait();
-        client.reset();
-    });
-    auto fetch = start(server.url("/"));
-    ASSERT_TRUE(respond(*fetch));
-    fetch->transfer->accept(fetch->file, 0, std::nullopt);
-    ASSERT_TRUE(queue.runUntil([&] { return fetch->last<TransferEvent::Progress>(); }));
-    written.count_down();
-    queue.runUntil([&] { return fetch->ended(); });
-    EXPECT_EQ(fetch->outcome(), "failed 5: The connection to 127.0.0.1 broke: Connection reset by peer.");
 }
 
 TEST_F(TransportTest, GivesUpOnASilentServer) {
@@ -240,7 +183,7 @@ TEST_F(TransportTest, GivesUpOnASilentServer) {
         {"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345", "failed 5: The server stopped answering."}};
     for (const auto& [sent, outcome] : rows) {
         SCOPED_TRACE(sent);
-        ScriptedServer server(silentAfter(sent));
+        ScriptedServer server(once(sent, true));
         EXPECT_EQ(run(*start(server.url("/"))), outcome);
     }
 }
@@ -274,51 +217,15 @@ TEST_F(TransportTest, HoldsTheEndOfATinyBodyUntilTheAnswerIsAccepted) {
     }
 }
 
-TEST_F(TransportTest, TellsProgressAtMostFourTimesASecond) {
-    ScriptedServer server(always(ok(digits(20'000'000))));
-    const auto begun = std::chrono::steady_clock::now();
-    const auto fetch = start(server.url("/"));
-    EXPECT_EQ(run(*fetch), "finished 20000000");
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begun;
-    EXPECT_LE(static_cast<double>(fetch->events.size()), 3 + taken.count() / 0.25);
-}
-
 TEST_F(TransportTest, UsesAConnectionAgainAfterARangeThatEndedAtItsEnd) {
     ScriptedServer server(always(ok("body")));
     EXPECT_EQ(run(*start(server.url("/")), 0, 4), "finished 4");
     EXPECT_EQ(run(*start(server.url("/")), 0, 4), "finished 4");
     EXPECT_EQ(server.connections(), 1);
-    auto first = start(server.url("/"));
-    auto second = start(server.url("/"));
-    EXPECT_TRUE(respond(*first) && respond(*second));
-    EXPECT_EQ(server.connections(), 2); // side by side each has its own
-}
-
-TEST_F(TransportTest, WritesNothingAfterACancel) {
-    ScriptedServer server(always(ok(digits(5'000'000))));
-    auto fetch = start(server.url("/"));
-    std::latch writing(1);
-    std::atomic<bool> cancelled = false;
-    std::atomic<int> late = 0;
-    bool first = true;
-    fetch->file->hook = [&] {
-        late += cancelled ? 1 : 0;
-        if (std::exchange(first, false)) {
-            writing.count_down();
-        }
-    };
-    ASSERT_TRUE(respond(*fetch));
-    fetch->transfer->accept(fetch->file, 0, std::nullopt);
-    writing.wait();
-    fetch->transfer->cancel();
-    cancelled = true;
-    EXPECT_EQ(run(*start(server.url("/"))), "finished 5000000");
-    EXPECT_EQ(late, 0);
-    EXPECT_FALSE(fetch->ended());
 }
 
 TEST_F(TransportTest, EndsAtOnceWithTransfersRunning) {
-    ScriptedServer server(silentAfter("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n12345"));
+    ScriptedServer server(once("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n12345", true));
     auto running = start(server.url("/"));
     auto held = start(server.url("/"));
     ASSERT_TRUE(respond(*running) && respond(*held));
@@ -346,38 +253,6 @@ TEST_F(TransportTest, WakesTransfersAsleepOnALiftedLimit) {
     transport->setSpeedLimit(std::nullopt);
     EXPECT_TRUE(queue.runUntil([&] { return fetch->ended(); }));
     EXPECT_EQ(fetch->file->contents(), body);
-}
-
-TEST_F(TransportTest, SharesALimitEvenly) {
-    transport->setSpeedLimit(4'000'000);
-    ScriptedServer server(always(ok(digits(10'000'000))));
-    std::vector<std::shared_ptr<Fetch>> fetches;
-    for (int i = 0; i < 4; ++i) {
-        fetches.push_back(start(server.url("/")));
-        ASSERT_TRUE(respond(*fetches.back()));
-        fetches.back()->transfer->accept(fetches.back()->file, 0, std::nullopt);
-    }
-    const auto positions = [&] {
-        std::vector<double> all;
-        for (const auto& fetch : fetches) {
-            all.push_back(static_cast<double>(fetch->transfer->position()));
-        }
-        return all;
-    };
-    const auto sum = [](const std::vector<double>& all) {
-        return std::accumulate(all.begin(), all.end(), 0.0);
-    };
-    ASSERT_TRUE(queue.runUntil([&] { return sum(positions()) > 1.5e6; })); // the burst is over
-    const auto before = positions();
-    const auto begun = std::chrono::steady_clock::now();
-    ASSERT_TRUE(queue.runUntil([&] { return sum(positions()) > sum(before) + 1.5e6; }));
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begun;
-    const auto after = positions();
-    const double gained = sum(after) - sum(before);
-    EXPECT_LT(gained, 4e6 * taken.count() + 4 * 65'536);
-    for (std::size_t i = 0; i < after.size(); ++i) {
-        EXPECT_NEAR((after[i] - before[i]) / gained, 0.25, 0.06) << i;
-    }
 }
 
 class SecureTransportTest : public TransportTest {

@@ -17,9 +17,6 @@
 
 namespace fluvane::support {
 
-using support::ScriptedServer;
-using support::TestQueue;
-
 /// A file in memory; `hook` runs before each write and may throw or block.
 class RecordingFile final : public PieceFile {
 public:
