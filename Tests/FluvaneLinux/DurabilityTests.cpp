@@ -86,8 +86,8 @@ protected:
 
 TEST_F(DurabilityTest, TheListIsWholeBeforeItHasItsName) {
     JSONDownloadStore store(folder / "in/list", queue, "test");
-    store.save({}, {}, {});
     taken();
+    store.save({}, {}, {});
     store.flush();
     EXPECT_THAT(taken(), ElementsAre("sync .list.saving", "name list", "sync in"));
     syncsFail = true;
