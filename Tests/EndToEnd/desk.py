@@ -18,7 +18,6 @@ import time
 
 import dbus
 import dbus.bus
-import dbus.lowlevel
 
 from harness import Ended, end, programs, start, wait_for
 
@@ -33,7 +32,7 @@ _BUS = """<busconfig><type>session</type><listen>{address}</listen><servicedir>{
 # What a file or folder is opened with: notes what it is given, and exits as it is told to.
 _OPENER = """#!/bin/sh
 status=$(cat {folder}/opener-exits 2>/dev/null)
-printf '%s\\n%s\\n%s\\n' "$1" "$XDG_ACTIVATION_TOKEN" "$DESKTOP_STARTUP_ID" >{folder}/opened.part
+printf '%s\\n%s\\n' "$1" "$XDG_ACTIVATION_TOKEN" >{folder}/opened.part
 mv {folder}/opened.part {folder}/opened
 exit ${{status:-0}}
 """
@@ -103,9 +102,6 @@ class Desk(Ended):
         """A service, once it has its name; what it says is of no interest."""
         process = self.start(*command, **options)
         wait_for(lambda: self.owner(name), f"{name} on the bus")
-        return self.service(name, path, process)
-
-    def service(self, name, path=None, process=None):
         return Service(self, name, self.object(name, path), process)
 
     def can_start(self, name, *command):
@@ -123,7 +119,7 @@ class Desk(Ended):
                                   environment={"PLAYED": json.dumps(played)})
 
     def play_notifications(self, capabilities="body actions"):
-        return self.start_service(NOTIFICATIONS, *mock_notifications(capabilities))
+        return self.start_service(NOTIFICATIONS, *_mock("notification_daemon", {"capabilities": capabilities}))
 
     def play_file_manager(self):
         return self.play(FILE_MANAGER, {name: ("ass", "", "") for name in ("ShowItems", "ShowFolders")})
@@ -135,15 +131,8 @@ class Desk(Ended):
         return self.play(NETWORK, {}, properties={
             "State": 70, "Metered": 0, "PrimaryConnectionType": "", "WirelessEnabled": True, **properties})
 
-    def forge(self, path, interface, signal_name, signature, *arguments):
-        """A service's signal, but of somebody else."""
-        message = dbus.lowlevel.SignalMessage(path, interface, signal_name)
-        message.append(*arguments, signature=signature)
-        self.bus.send_message(message)
-        self.bus.flush()
-
     def opened(self):
-        """What xdg-open was given: the folder and the token twice."""
+        """What xdg-open was given: what is opened and the token."""
         file = self.folder / "opened"
         lines = wait_for(lambda: file.exists() and file.read_text().splitlines(), "something opened")
         file.unlink()
@@ -152,10 +141,6 @@ class Desk(Ended):
 
 def _mock(template, parameters=None):
     return [sys.executable, "-B", "-m", "dbusmock", "--session", "-t", template, "-p", json.dumps(parameters or {})]
-
-
-def mock_notifications(capabilities):
-    return _mock("notification_daemon", {"capabilities": capabilities})
 
 
 class Service:
@@ -199,10 +184,10 @@ class Service:
 class Driver(Ended):
     """The classes for the desktop's services at the end of a pipe, without the application around them."""
 
-    def __init__(self, desk, **environment):
-        environment = {"XDG_DATA_HOME": str(desk.folder / "share"), **environment}
-        self.process = desk.start(programs / "Tests/EndToEnd/DesktopDriver", environment=environment, stderr=None,
-                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0)
+    def __init__(self, desk):
+        self.process = desk.start(programs / "Tests/EndToEnd/DesktopDriver", stderr=None, stdin=subprocess.PIPE,
+                                  environment={"XDG_DATA_HOME": str(desk.folder / "share")}, stdout=subprocess.PIPE,
+                                  bufsize=0)
         self._unread = b""
         self._told = collections.defaultdict(collections.deque)
 

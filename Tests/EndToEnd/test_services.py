@@ -1,21 +1,24 @@
 # SPDX-FileCopyrightText: The Fluvane developers
 # SPDX-License-Identifier: GPL-3.0-or-later
 
-"""What keeps the machine awake, holds its sleep up and watches the network, beside services that come, go, refuse
-and hang, on buses that do the same."""
+"""The classes for the desktop's services, beside services that come, go, restart and hang, on buses that do the same:
+what keeps the machine awake, watches the network, shows notices, and what is done with files for the user."""
 
+import os
 import shutil
 import signal
 import time
 import unittest
+from urllib.parse import unquote_to_bytes
 
-from desk import LOGIN, Desk, Driver
+import dbus
+from desk import Desk, Driver
 from harness import Test, end, wait_for
 
-REASON = "Fluvane is downloading"
-TO_LOGIN = ("idle", "Fluvane", REASON, "block")
+TO_LOGIN = ("idle", "Fluvane", "Fluvane is downloading", "block")
 OUR_LOCK = ("sleep", "Fluvane", "Fluvane is saving its list", "delay")
-REFUSING = "raise dbus.exceptions.DBusException('Permission denied', name='org.freedesktop.DBus.Error.AccessDenied')"
+FILE = "/tmp/Films/a b.mkv"
+CLICK = ["default", "Show in Folder"]
 QUICK = 3  # seconds; whoever waits for an answer on a bus waits for 5 at least
 
 
@@ -24,323 +27,249 @@ class ServicesTest(Test):
         super().setUp()
         self.desk = self.enterContext(Desk(self.folder / "desk"))
         self.desk.start_bus()
-        self.start_driver()
+
+    def start_driver(self):
+        self.driver = self.enterContext(Driver(self.desk))
         self.connected()
 
-    def start_driver(self, **environment):
-        self.driver = self.enterContext(Driver(self.desk, **environment))
-        self.driver.do("serve")
-        self.driver.do("start")
-
     def connected(self):
-        return {self.driver.next("connected") for _ in range(2)}
+        self.assertEqual({self.driver.next("connected") for _ in range(2)}, {"session", "system"})
 
-    def play_login(self, refusing=False):
-        if not refusing:
-            return self.desk.play_login()
-        return self.desk.play(LOGIN, {"Inhibit": ("ssss", "h", REFUSING)}, interface=LOGIN + ".Manager")
+    def keep_awake(self, on):
+        self.driver.do("keep-awake", on=on)
 
     def locks(self, login, *expected):
         """Of either kind, as the login manager knows them."""
         wait_for(lambda: login.locks() == set(expected), f"{expected} held")
 
-
-class Power(ServicesTest):
-    def play_gnome(self):
-        self.to_gnome = ("org.example.Fluvane", 0, REASON, 4)
-        return self.play("org.gnome.SessionManager", "susu", "Uninhibit")
-
-    def play_kde(self):
-        self.to_kde = ("Fluvane", REASON)
-        return self.play("org.freedesktop.PowerManagement", "ss", "UnInhibit", "/Inhibit")
-
-    def play(self, name, signature, release, below=""):
-        return self.desk.play(name, {"Inhibit": (signature, "u", "ret = len(self.call_log)"), release: ("u", "", "")},
-                              "/" + name.replace(".", "/") + below, name + below.replace("/", "."))
-
-    def holds(self, service, *expected):
-        """Asked for and not given back; what it granted bears the number of the call."""
-        def held():
-            kept = {}
-            for number, (_, method, arguments) in enumerate(service.mock.GetCalls(), 1):
-                if method == "Inhibit":
-                    kept[number] = tuple(arguments)
-                else:
-                    del kept[arguments[0]]
-            return list(kept.values()) == list(expected)
-        wait_for(held, f"{expected} held", 10)
-
-    def keep_awake(self, on):
-        self.driver.do("keep-awake", on=on)
-
-    def test_asks_the_most_preferred_and_anew_when_services_come_and_go(self):
-        self.keep_awake(True)
-        self.keep_awake(True)
-        login = self.play_login()
-        self.locks(login, TO_LOGIN, OUR_LOCK)
-        kde = self.play_kde()
-        self.holds(kde, self.to_kde)
-        self.locks(login, OUR_LOCK)
-        for goes in (True, False):
-            gnome = self.play_gnome()
-            self.holds(gnome, self.to_gnome)
-            self.holds(kde)
-            if goes:
-                gnome.end()
-                self.holds(kde, self.to_kde)
-        self.keep_awake(False)
-        self.keep_awake(False)
-        self.holds(gnome)
-        self.driver.ask("catch-up")
-        self.holds(kde)
-        self.locks(login, OUR_LOCK)
-        self.keep_awake(True)
-        self.holds(gnome, self.to_gnome)
-        self.driver.ask("catch-up")
-        self.holds(kde)
-        self.assertEqual(self.driver.told("error"), [])
-
-    def test_releases_what_is_granted_too_late(self):
-        gnome = self.play_gnome()
-        gnome.hang()
-        self.driver.ask("catch-up")
-        self.keep_awake(True)
-        self.keep_awake(False)
-        self.driver.ask("catch-up")
-        gnome.go_on()
-        wait_for(lambda: gnome.calls("Inhibit"), "it was asked")
-        self.holds(gnome)
-
-    def test_waits_for_none_that_hangs(self):
-        gnome, login = self.play_gnome(), self.play_login()
-        gnome.hang()
-        self.driver.ask("catch-up")
-        for on in (True, False, True):
-            self.keep_awake(on)
-            self.locks(login, OUR_LOCK, *[TO_LOGIN] * on)
-        gnome.go_on()
-        self.holds(gnome, self.to_gnome)
-        self.locks(login, OUR_LOCK)
-        self.assertEqual(len(gnome.calls("Inhibit")), 1)
-
-    def test_tells_of_a_refusal_once(self):
-        refusal = f"couldn't keep the machine awake through {LOGIN}: Permission denied"
-        login = self.play_login(refusing=True)
-        told = []
-        for number in range(3):
-            self.keep_awake(True)
-            wait_for(lambda: len(self.asked(login)) > number, "it was asked")
-            self.driver.ask("catch-up")
-            self.keep_awake(False)
-            told += [error for error in self.driver.told("error") if "awake" in error]
-        self.assertEqual(told, [refusal])
-        self.keep_awake(True)
-        kde = self.play_kde()
-        self.holds(kde, self.to_kde)
-        login.end()
-        login = self.play_login(refusing=True)
-        wait_for(lambda: login.calls("Inhibit"), "it was asked for a lock")
-        self.driver.ask("catch-up")
-        self.holds(kde, self.to_kde)
-        self.assertEqual(self.asked(login), [], "who needn't be")
-
-    def asked(self, login):
-        return [arguments for arguments in login.calls("Inhibit") if arguments[0] == "idle"]
-
-
-class Sleep(ServicesTest):
-    def setUp(self):
-        super().setUp()
-        self.login = self.play_login()
-        self.locks(self.login, OUR_LOCK)
-
-    def prepare(self, sleep):
-        """What the watch tells of it."""
-        self.login.prepare_for_sleep(sleep)
-        self.driver.ask("catch-up")
-        return self.driver.told("sleep")
-
-    def test_is_held_up_until_we_are_done(self):
-        for _ in range(2):
-            self.assertEqual(self.prepare(True), [True])
-            self.assertEqual(self.prepare(True), [])
-            self.locks(self.login, OUR_LOCK)
-            self.driver.do("may-sleep")
-            self.locks(self.login)
-            self.assertEqual(self.prepare(False), [False])
-            self.locks(self.login, OUR_LOCK)
-
-    def test_done_that_comes_late_leaves_the_next_lock_alone(self):
-        self.assertEqual(self.prepare(True) + self.prepare(False), [True, False])
-        self.locks(self.login, OUR_LOCK)
-        self.driver.do("may-sleep")
-        self.driver.ask("catch-up")
-        self.locks(self.login, OUR_LOCK)
-
-    def test_a_new_login_manager_gets_a_new_lock(self):
-        for sleeping in (False, True):
-            if sleeping:
-                self.assertEqual(self.prepare(True), [True])
-            self.login.end()
-            self.login = self.play_login()
-            self.locks(self.login, OUR_LOCK)
-            self.assertEqual(self.driver.told("sleep"), [False] * sleeping, "it may have woken unseen")
-
-    def test_others_cannot_pretend(self):
-        self.desk.forge("/org/freedesktop/login1", LOGIN + ".Manager", "PrepareForSleep", "b", True)
-        self.assertEqual(self.prepare(False), [])
-
-    def test_a_refusal_is_told_once_and_sleep_seen_all_the_same(self):
-        self.login.end()
-        self.login = self.play_login(refusing=True)
-        self.assertEqual(self.driver.next("error"), "couldn't make sleep wait for the list: Permission denied")
-        self.assertEqual(self.prepare(True), [True])
-        self.driver.do("may-sleep")
-        self.assertEqual(self.prepare(False), [False])
-        self.driver.ask("catch-up")
-        self.assertEqual(self.driver.told("error"), [])
-
-
-class Network(ServicesTest):
-    def serve(self):
-        """Anew, so that a manager which was there already is found."""
-        self.driver.ask("catch-up")
-        self.driver.told("network")
-        self.driver.do("serve")
-
-    def test_is_what_the_manager_says(self):
-        rows = [
-            ("unknown", 0, 0, "", "online"),
-            ("asleep", 10, 0, "", "offline"),
-            ("disconnected", 20, 0, "", "offline"),
-            ("disconnecting", 30, 0, "", "offline"),
-            ("connecting", 40, 0, "", "online"),
-            ("local only", 50, 0, "", "online"),
-            ("connected", 70, 4, "802-11-wireless", "online"),
-            ("the same again", 70, 4, "802-11-wireless", "online"),
-            ("not metered, says the user", 70, 2, "802-11-wireless", "online"),
-            ("metered, says the user", 70, 1, "802-3-ethernet", "online, lowDataMode"),
-            ("metered by a guess", 70, 3, "802-11-wireless", "online, hotspot"),
-            ("by bluetooth", 70, 4, "bluetooth", "online, hotspot"),
-            ("by phone", 70, 1, "gsm", "online, hotspot"),
-            ("by another phone", 60, 2, "cdma", "online, hotspot"),
-            ("offline and metered", 20, 3, "", "offline, hotspot"),
-        ]
-        self.manager = self.desk.play_network()
-        self.serve()
-        self.assertEqual(self.driver.next("network"), "online")
-        self.assertEqual(self.driver.told("waits"), [], "at once, without waiting")
-        for name, state, metered, kind, expected in rows:
-            with self.subTest(name):
-                self.manager.set(State=state, Metered=metered, PrimaryConnectionType=kind)
-                self.driver.ask("catch-up")
-                self.driver.do("run", seconds=1)
-                self.assertEqual(self.driver.next("network"), expected)
-
-    def test_settles_a_second_after_the_first_change(self):
-        self.manager = self.desk.play_network()
-        self.serve()
-        self.assertEqual(self.driver.next("network"), "online")
-        self.manager.set(State=30)
-        self.assertEqual(self.driver.next("waits"), 1)
-        self.driver.do("run", seconds=0.9)
-        for state in (20, 40, 60, 20):
-            self.manager.set(State=state)
-        self.manager.set(WirelessEnabled=False)
-        self.driver.ask("catch-up")
-        self.assertEqual(self.driver.told("network"), [])
-        self.driver.do("run", seconds=0.1)
-        self.assertEqual(self.driver.next("network"), "offline")
-        self.manager.set(WirelessEnabled=True)  # no change of ours
-        self.driver.ask("catch-up")
-        self.assertEqual(self.driver.told("waits"), [])
-
-    def test_is_there_without_a_manager_unless_one_restarts(self):
-        self.assertEqual(self.driver.next("network"), "online", "at once")
-        self.manager = self.desk.play_network(State=20)
-        self.assertEqual(self.driver.next("network"), "offline", "once it comes")
-        self.manager.end()
-        self.assertEqual(self.driver.next("waits"), 1)
-        self.driver.do("run", seconds=0.9)
-        self.manager = self.desk.play_network(State=20)
-        self.assertEqual(self.driver.next("waits"), 1)
-        self.driver.do("run", seconds=1)
-        self.assertEqual(self.driver.next("network"), "offline", "a restart is no change")
-        end(self.desk.daemon)
-        self.assertEqual(self.driver.next("waits"), 1)
-        self.driver.do("run", seconds=1)
-        self.assertEqual(self.driver.next("network"), "online")
-
-    def test_nothing_is_said_for_a_manager_that_hangs(self):
-        self.manager = self.desk.play_network(State=20)
-        self.manager.hang()
-        self.serve()
-        self.driver.ask("catch-up")
-        self.driver.do("run", seconds=60)
-        self.assertEqual(self.driver.told("network"), [])
-        self.manager.go_on()
-        self.assertEqual(self.driver.next("network"), "offline")
+    def finish(self, name, **more):
+        self.driver.do("finished", name=name, **more)
 
 
 class Buses(ServicesTest):
-    def setUp(self):
-        Test.setUp(self)
-        self.desk = self.enterContext(Desk(self.folder / "desk"))
-
     def test_come_when_they_can_and_again(self):
-        self.start_driver()
+        end(self.desk.daemon)
+        shutil.rmtree(self.desk.folder / "run")
+        self.driver = self.enterContext(Driver(self.desk))
         self.driver.next("missing")  # its socket's folder isn't there yet, either
         self.assertEqual(self.driver.next("network"), "online")
         for number in range(3):
             self.desk.start_bus()
-            self.assertEqual(self.connected(), {"session", "system"})
+            self.connected()
             if number == 1:
-                self.driver.do("keep-awake", on=True)
-                self.locks(self.play_login(), TO_LOGIN, OUR_LOCK)
+                self.keep_awake(True)
+                self.locks(self.desk.play_login(), TO_LOGIN, OUR_LOCK)
             end(self.desk.daemon)
             self.assertEqual({self.driver.next("lost") for _ in range(2)}, {"session", "system"})
             if number == 0:
                 shutil.rmtree(self.desk.folder / "run")
         self.desk.start_bus()
-        self.locks(self.play_login(), TO_LOGIN, OUR_LOCK)
+        self.locks(self.desk.play_login(), TO_LOGIN, OUR_LOCK)
 
-    def test_one_that_hangs_holds_nobody_up(self):
-        self.desk.start_bus()
-        login = self.play_login()
-        self.start_driver(DBUS_SESSION_BUS_ADDRESS=self.desk.mute_bus())
-        self.driver.do("keep-awake", on=True)
-        began = time.monotonic()
-        self.locks(login, TO_LOGIN, OUR_LOCK)
-        self.assertLess(time.monotonic() - began, QUICK)
-        self.assertEqual(self.driver.told("connected"), ["system"])
-        began = time.monotonic()
-        self.driver.stop()
-        self.assertLess(time.monotonic() - began, QUICK, "ends while it connects")
-
-    def test_no_call_waits_for_one_that_stops_answering(self):
-        self.desk.start_bus()
+    def test_no_call_waits_for_a_service_or_bus_that_stops_answering(self):
+        server = self.desk.play_notifications()
         self.start_driver()
-        self.connected()
-        self.desk.daemon.send_signal(signal.SIGSTOP)
-        began = time.monotonic()
-        for _ in range(2):
-            self.driver.do("serve")
-            self.driver.do("keep-awake", on=True)
+        self.finish("first")
+        wait_for(lambda: server.calls("Notify"), "a notice")
+        for hanging in (server.process, self.desk.daemon):
+            hanging.send_signal(signal.SIGSTOP)
+            began = time.monotonic()
+            for number in range(20):
+                self.finish(str(number))
+                self.driver.do("show", file=FILE)
+                self.keep_awake(number % 2 == 0)
             self.driver.ask()
-        self.assertLess(time.monotonic() - began, QUICK)
+            self.assertLess(time.monotonic() - began, QUICK)
+        self.desk.daemon.send_signal(signal.SIGCONT)
+        server.go_on()
+        wait_for(lambda: len(server.calls("Notify")) == 41, "all notices")
 
-    def test_are_where_the_environment_says(self):
+
+class Power(ServicesTest):
+    def play_gnome(self):
+        return self.desk.play("org.gnome.SessionManager", {"Inhibit": ("susu", "u", "ret = len(self.call_log)"),
+                                                           "Uninhibit": ("u", "", "")})
+
+    def holds(self, gnome, expected=True):
+        """Asked for and not given back; what it granted bears the number of the call."""
+        def held():
+            granted = set()
+            for number, (_, method, arguments) in enumerate(gnome.mock.GetCalls(), 1):
+                granted ^= {number if method == "Inhibit" else int(arguments[0])}
+            return bool(granted) == expected
+        wait_for(held, "held" if expected else "released", 10)
+
+    def test_is_asked_of_the_most_preferred_and_anew_when_services_come_and_go(self):
         self.start_driver()
-        for name, address, folder, expected in (
-            ("said", "unix:abstract=x", "/run/user/1", "unix:abstract=x"),
-            ("the user's bus", "", "/run/user/1", "unix:path=/run/user/1/bus"),
-            ("an odd folder", "", "/run/a b;c", "unix:path=/run/a%20b%3Bc/bus"),
-            ("would have to be started", "autolaunch:", "/run/user/1", ""),
-            ("none", "", "", ""),
+        self.keep_awake(True)
+        login = self.desk.play_login()
+        self.locks(login, TO_LOGIN, OUR_LOCK)
+        for goes in (True, False):
+            gnome = self.play_gnome()
+            self.holds(gnome)
+            self.assertEqual(gnome.calls("Inhibit"), [["org.example.Fluvane", 0, "Fluvane is downloading", 4]])
+            self.locks(login, OUR_LOCK)
+            if goes:
+                gnome.end()
+                self.locks(login, TO_LOGIN, OUR_LOCK)
+        self.keep_awake(False)
+        self.holds(gnome, False)
+        self.driver.ask("catch-up")
+        self.locks(login, OUR_LOCK)
+
+    def test_waits_for_none_that_hangs_and_releases_what_is_granted_too_late(self):
+        gnome, login = self.play_gnome(), self.desk.play_login()
+        gnome.hang()
+        self.start_driver()
+        self.driver.ask("catch-up")
+        for on in (True, False, True, False):
+            self.keep_awake(on)
+            self.locks(login, OUR_LOCK, *[TO_LOGIN] * on)
+        gnome.go_on()
+        wait_for(lambda: gnome.calls("Inhibit"), "it was asked")
+        self.holds(gnome, False)
+
+
+class Network(ServicesTest):
+    def test_is_what_the_manager_says(self):
+        manager = self.desk.play_network(State=20)
+        self.start_driver()
+        self.assertEqual(self.driver.next("network"), "offline")
+        for name, state, metered, kind, expected in (
+            ("unknown", 0, 0, "", "online"),
+            ("asleep", 10, 0, "", "offline"),
+            ("connecting", 40, 0, "", "online"),
+            ("disconnecting", 30, 0, "", "offline"),
+            ("not metered, says the user", 70, 2, "802-11-wireless", "online"),
+            ("metered, says the user", 70, 1, "802-3-ethernet", "online, lowDataMode"),
+            ("metered by a guess", 70, 3, "802-11-wireless", "online, hotspot"),
+            ("by phone", 70, 1, "gsm", "online, hotspot"),
+            ("disconnected", 20, 0, "", "offline"),
         ):
             with self.subTest(name):
-                answer = self.driver.ask("address", DBUS_SESSION_BUS_ADDRESS=address, XDG_RUNTIME_DIR=folder)
-                self.assertEqual(answer, expected)
+                manager.set(State=state, Metered=metered, PrimaryConnectionType=kind)
+                self.driver.ask("catch-up")
+                self.assertEqual(self.driver.told("network"), [], "not before it has settled")
+                self.driver.do("run", seconds=1)
+                self.assertEqual(self.driver.next("network"), expected)
+        manager.end()
+        self.driver.ask("catch-up")
+        self.driver.do("run", seconds=1)
+        self.assertEqual(self.driver.next("network"), "online", "nobody to ask")
+
+
+class Notices(ServicesTest):
+    def notices(self, server, count):
+        """What the played server was asked to show, once it is so many."""
+        calls = wait_for(lambda: [*server.calls("Notify")][count - 1:] and server.calls("Notify"), f"{count} notices")
+        self.assertEqual(len(calls), count)
+        return calls
+
+    def test_say_what_became_of_a_download(self):
+        server = self.desk.play_notifications()
+        self.start_driver()
+        self.driver.do("wanted", on=False)
+        self.finish("unseen")
+        self.driver.do("wanted", on=True)
+        self.finish("a b.mkv", file=FILE)
+        self.finish("x", folder="/tmp/Ä & <b>", file=FILE, differs=True)
+        self.driver.do("failed", name="x", reason="No <space> left.")
+        mismatch = ("Its SHA-256 doesn't match the one given, so it may not be the file you meant to get. "
+                    "It's in Ä & <b>; don't open it unless you know why.")
+        shown = [(*call[3:5], list(call[5]), call[6]["category"], call[6]["urgency"])
+                 for call in self.notices(server, 3)]
+        self.assertEqual(shown, [("a b.mkv", "Downloaded to Films.", CLICK, "transfer.complete", 1),
+                                 ("x", mismatch, CLICK, "transfer.error", 2),
+                                 ("x", "No <space> left.", [], "transfer.error", 1)])
+
+    def test_suit_a_server_that_was_restarted_and_lead_to_their_file(self):
+        server = self.desk.play_notifications("body body-markup")
+        self.start_driver()
+        self.finish("1", folder="/a&b<i>", file=FILE)
+        self.assertEqual(list(self.notices(server, 1)[0][4:6]), ["Downloaded to a&amp;b&lt;i&gt;.", []])
+        server.end()
+        server = self.desk.play_notifications("actions")
+        for name in ("1 ä%", "2"):
+            self.finish(name, file="/tmp/" + name)
+        self.finish("without a file")
+        self.notices(server, 3)
+        self.driver.ask("catch-up")
+        for name, number, *more in (
+            ("ActionInvoked", 7, "default"),  # another program's
+            ("ActionInvoked", 3, "default"),  # without a file
+            ("ActionInvoked", 1, "other"),
+            ("NotificationClosed", 2, dbus.UInt32(2)),
+            ("ActionInvoked", 2, "default"),  # closed
+            ("ActivationToken", 1, "token-1"),
+            ("ActionInvoked", 1, "default"),
+        ):
+            server.emit(name, "uu" if name == "NotificationClosed" else "us", dbus.UInt32(number), *more)
+        self.driver.ask("catch-up")
+        self.assertEqual(self.driver.told("clicked"), [["file:///tmp/1%20%C3%A4%25", "token-1"]])
+
+
+class Files(ServicesTest):
+    def setUp(self):
+        super().setUp()
+        self.start_driver()
+
+    def file(self, name):
+        path = self.folder / name
+        path.write_text("bytes")
+        return path
+
+    def show(self, path, token=""):
+        self.driver.do("show", file=str(path), token=token)
+
+    def test_are_shown_in_their_folder_whatever_their_names(self):
+        self.show(self.file("x"), "t1")
+        self.assertEqual(self.desk.opened(), [str(self.folder), "t1"], "there is no file manager")
+        manager = self.desk.play_file_manager()
+        names = ["a b", "100%25#?&.zip", "ä 日本", "[1];'\"<>|\\"]
+        for name in names:
+            self.show(self.file(name), "t")
+        self.show(self.folder / "gone")
+        wait_for(lambda: manager.calls("ShowFolders") and len(manager.calls("ShowItems")) == len(names), "files shown")
+        shown = [(unquote_to_bytes(str(item)), token) for (item,), token in manager.calls("ShowItems")]
+        self.assertEqual(shown, [(os.fsencode(f"file://{self.folder / name}"), "t") for name in names])
+        self.assertEqual([list(call) for call in manager.calls("ShowFolders")], [[[self.folder.as_uri() + "/"], ""]])
+
+    def test_are_opened_by_the_desktop_which_may_have_no_program(self):
+        file = self.file("a b;c.txt")
+        for what, given, status, problem in (
+            (file.as_uri(), str(file), 0, None),
+            (file.as_uri(), str(file), 2, "a b;c.txt couldn't be opened: there's no program for it."),
+            (f"file://{self.folder}/gone.iso", f"{self.folder}/gone.iso", 4,
+             "gone.iso couldn't be opened: it isn't there anymore."),
+            ("mailto:a@b.example", None, 0, "mailto:a@b.example can't be opened."),
+        ):
+            with self.subTest(what, status=status):
+                (self.desk.folder / "opener-exits").write_text(str(status))
+                self.driver.do("open", what=what)
+                if given:
+                    self.assertEqual(self.desk.opened()[0], given)
+                if problem:
+                    self.assertEqual(self.driver.next("problem"), problem)
+        self.assertEqual(self.driver.told("problem"), [])
+
+    def throw_away(self, path):
+        """Why it couldn't, or nothing."""
+        self.driver.do("trash", file=str(path))
+        return self.driver.next("trashed")
+
+    def test_can_be_put_back_from_the_wastebasket(self):
+        file = self.file("größe %1.iso")
+        trash = self.desk.folder / "share/Trash"
+        self.assertEqual(self.throw_away(file), "")
+        self.assertFalse(file.exists())
+        self.assertEqual((trash / "files" / file.name).read_text(), "bytes")
+        self.assertTrue((trash / f"info/{file.name}.trashinfo").exists())
+        self.assertEqual(self.throw_away(file), "", "gone already")
+        trash.parent.rename(self.folder / "elsewhere")
+        trash.parent.write_text("no folder")
+        file = self.file("stays")
+        self.assertEqual(self.throw_away(file), "There's no wastebasket.")
+        self.assertTrue(file.exists())
 
 
 if __name__ == "__main__":
