@@ -57,11 +57,10 @@ class Finishing(EndToEnd):
 
     def test_tiny_files(self):
         self.application.start()
-        for size in (0, 1, 65537):
-            with self.subTest(size=size):
-                original = self.server.make_file(f"of-{size}", size)
-                number = self.application.add(self.server.link(f"/of-{size}"))
-                self.assert_identical(self.application.finished(number)["file"], original)
+        for size in (0, 1):
+            original = self.server.make_file(f"of-{size}", size)
+            number = self.application.add(self.server.link(f"/of-{size}"))
+            self.assert_identical(self.application.finished(number)["file"], original)
 
     def test_a_shared_limit_holds_and_all_get_on(self):
         self.server.make_file("big.bin", 200 * MB)

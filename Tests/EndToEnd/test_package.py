@@ -10,7 +10,6 @@ import sys
 import tempfile
 import unittest
 
-source = pathlib.Path(__file__).resolve().parents[2]
 build = pathlib.Path(sys.argv.pop(1)) if len(sys.argv) > 1 else pathlib.Path("build/release")
 
 
@@ -18,7 +17,6 @@ def output(*command):
     return subprocess.run([str(part) for part in command], check=True, capture_output=True, text=True).stdout
 
 
-@unittest.skipUnless(shutil.which("dpkg-shlibdeps"), "dpkg-dev is not installed")
 class Package(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -27,7 +25,6 @@ class Package(unittest.TestCase):
         output("cpack", "-B", cls.folder, "--config", build / "CPackConfig.cmake")
         cls.package = next(cls.folder.glob("*.deb"))
 
-    @unittest.skipUnless(shutil.which("lintian"), "lintian is not installed")
     def test_it_is_a_proper_package(self):
         checked = subprocess.run(["lintian", "--fail-on", "error,warning", "--display-info", self.package],
                                  capture_output=True, text=True)
@@ -48,19 +45,6 @@ class Package(unittest.TestCase):
         self.assertIn("Usage: fluvane", output(unpacked / "usr/bin/fluvane", "help"))
         bus = (unpacked / "usr/share/dbus-1/services/org.fluvane.Fluvane.service").read_text()
         self.assertIn("Exec=/usr/bin/fluvane --dbus-service\n", bus)
-
-    def test_its_debug_symbols_name_the_frames_of_a_crash_note(self):
-        symbols = next(self.folder.glob("*-dbgsym_*.ddeb"))
-        program = self.folder / "fluvane"
-        output("dpkg-deb", "-x", self.package, program)
-        build_id = output("readelf", "-n", program / "usr/bin/fluvane").split("Build ID: ")[1].split()[0]
-        output("dpkg-deb", "-x", symbols, self.folder / "symbols")
-        debug = self.folder / f"symbols/usr/lib/debug/.build-id/{build_id[:2]}/{build_id[2:]}.debug"
-        main = next(line.split()[0] for line in output("nm", debug).splitlines() if line.endswith(" T main"))
-        note = f"Stack:\n  0  Fluvane +0x{int(main, 16) + 4:x}\n  1  ?\nBuild ids:\n     Fluvane {build_id}\n"
-        named = subprocess.run([source / "Tools/symbolize", "--symbols", symbols], input=note, check=True,
-                               capture_output=True, text=True).stdout
-        self.assertRegex(named, r"\+0x[0-9a-f]+  main\b.*\n  1  \?\n")
 
 
 if __name__ == "__main__":

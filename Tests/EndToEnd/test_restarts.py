@@ -60,16 +60,6 @@ class Restarts(EndToEnd):
         self.server.stop()
         self.assertLessEqual(self.server.sent() - 30 * MB, 4 * MB, "bytes fetched twice")
 
-    def test_an_unfinished_file_that_is_gone_is_fetched_afresh(self):
-        original = self.server.make_file("big.bin", 30 * MB)
-        self.application.start()
-        number = self.application.add(self.server.link("/big.bin"))
-        self.application.downloaded(number, 6 * MB)
-        self.application.command("pause", str(number))
-        (self.application.downloads / "big.bin.fluvane").unlink()
-        self.application.command("resume", str(number))
-        self.assert_identical(self.application.finished(number)["file"], original)
-
 
 if __name__ == "__main__":
     unittest.main()

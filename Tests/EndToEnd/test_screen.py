@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: The Fluvane developers
 # SPDX-License-Identifier: GPL-3.0-or-later
 
-"""The application on a screen with a window manager and a real pointer: shown in a tray, given a link by a drop,
-watched, its file shown, the machine kept awake meanwhile."""
+"""The application on a screen with a window manager and real keys: shown in a tray, handed a link, watched, its file
+shown, the machine kept awake meanwhile."""
 
 import contextlib
 import json
@@ -13,7 +13,7 @@ import unittest
 
 import dbus
 from desk import NOTIFICATIONS, Desk
-from harness import MB, Application, EndToEnd, programs, wait_for
+from harness import MB, Application, EndToEnd, wait_for
 
 WATCHER = "org.kde.StatusNotifierWatcher"
 ITEM = "org.kde.StatusNotifierItem"
@@ -74,19 +74,6 @@ class Screen(EndToEnd):
     def id_of(self, title):
         return wait_for(lambda: self.xdotool("search", "--onlyvisible", "--name", title).split(), f"{title} shown")[0]
 
-    def drop(self, text, title):
-        """Onto the middle of the window."""
-        self.desk.start(programs / "Tests/EndToEnd/DragSource", text)  # stays: it is asked for the data afterwards
-        self.id_of("^source$")
-        shape = dict(line.split("=") for line in
-                     self.xdotool("getwindowgeometry", "--shell", self.id_of(title)).splitlines())
-        x, y = (int(shape[at]) + int(shape[size]) // 2 for at, size in (("X", "WIDTH"), ("Y", "HEIGHT")))
-        self.xdotool("mousemove", 60, 30, "mousedown", 1)
-        # A drag begins with a movement and is told to whoever is under the pointer with each.
-        for step in range(21):
-            self.xdotool("mousemove", 60 + (x - 60) * step // 20, 30 + (y - 30) * step // 20)
-        self.xdotool("mousemove", x + 2, y + 2, "mousemove", x, y, "mouseup", 1)
-
     def key(self, title, keys):
         window = self.id_of(title)
 
@@ -96,7 +83,7 @@ class Screen(EndToEnd):
         wait_for(in_front, f"{title} in front")
         self.xdotool("key", keys)
 
-    def test_a_download_from_the_drop_to_the_file_manager(self):
+    def test_a_download_from_the_link_to_the_file_manager(self):
         self.start_tray()
         dunst = self.desk.start_service(NOTIFICATIONS, "dunst", "-conf", os.devnull)
         files = self.desk.play_file_manager()
@@ -115,7 +102,7 @@ class Screen(EndToEnd):
 
         dbus.Interface(item, ITEM).Activate(0, 0)
         app.window_shown("downloads")
-        self.drop(self.server.link("/" + FILM.replace(" ", "%20")), "^Downloads")
+        self.assertEqual(app.client("--open", self.server.link("/" + FILM.replace(" ", "%20"))).returncode, 0)
         app.window_shown("new-download")
         self.assertEqual([row.split(",")[0] for row in app.rows("new-download")], [FILM])
         self.assertEqual(app.list(), [], "nothing downloads unasked")

@@ -29,7 +29,7 @@ def entry(path):
     return parser
 
 
-class Installed(unittest.TestCase):
+class Shipped(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.folder = cls.enterClassContext(scene())
@@ -40,9 +40,17 @@ class Installed(unittest.TestCase):
         cls.share = cls.prefix / "share"
         cls.program = cls.prefix / "bin/fluvane"
         cls.commands = sorted({"help", *re.findall(r"^  ([a-z-]+)", run(cls.program, "help").stdout, re.MULTILINE)})
+        # For completions: a running application that has downloads with awkward names.
+        application = cls.enterClassContext(Application(cls.folder / "app")).start()
+        port = free_port()
+        for name in ("one.iso", "two%22%20%5C.iso"):
+            application.add(f"http://127.0.0.1:{port}/{name}")
+        cls.here = cls.folder / "here"
+        (cls.here / "folder").mkdir(parents=True)
+        (cls.here / HOSTILE).write_text("")
+        cls.environment = {**application.environment, "HOME": str(cls.folder), "LC_ALL": "C.UTF-8",
+                           "PATH": f"{cls.prefix / 'bin'}:{os.environ['PATH']}"}
 
-
-class Shipped(Installed):
     def test_the_tool_that_reads_a_file_takes_it(self):
         share = self.share
         # What a service may have, the validator knows of applications only.
@@ -83,49 +91,19 @@ class Shipped(Installed):
         self.assertEqual(set(filter(None, desktop["Desktop Entry"]["Actions"].split(";"))), actions)
         self.assertEqual(bus["D-BUS Service"]["Name"], "org.fluvane.Fluvane")
         self.assertIn("x-scheme-handler/fluvane", desktop["Desktop Entry"]["MimeType"].split(";"))
-        icon = desktop["Desktop Entry"]["Icon"]
-        for place in (f"scalable/apps/{icon}.svg", f"symbolic/apps/{icon}-symbolic.svg"):
-            self.assertTrue((self.share / "icons/hicolor" / place).exists(), place)
 
     def test_the_file_managers_script_hands_over_what_is_selected(self):
-        """With the program and what tells of the selection played by scripts."""
-        tools = self.folder / "tools"
-        tools.mkdir()
+        """To the program beside it, played by a script."""
         played = self.folder / "played/bin/fluvane"
         script = self.folder / "played/share/fluvane/scripts/download-with-fluvane"
         for path in (played, script):
             path.parent.mkdir(parents=True)
         shutil.copy(self.share / "fluvane/scripts/download-with-fluvane", script)
-        for path, text in ((played, 'printf "%s\\n" "$@"'),
-                           (tools / "xclip", "echo 'See https://host/a.iso, or <http://b.test/c>. ftp://no'")):
-            path.write_text(f"#!/bin/sh\n{text}\n")
-            path.chmod(0o755)
-        for arguments, environment, expected in (
-            (["a b", "c"], {}, ["--open", "a b", "c"]),
-            (["x"], {"NAUTILUS_SCRIPT_SELECTED_URIS": "file:///a%20b\nhttps://x/*\n"},
-             ["--open", "file:///a%20b", "https://x/*"]),
-            ([], {}, ["--open", "https://host/a.iso", "http://b.test/c"]),
-        ):
-            with self.subTest(arguments=arguments):
-                handed = run(script, *arguments, env={"PATH": f"{tools}:/usr/bin:/bin", **environment}, cwd=self.folder)
-                self.assertEqual(handed.stdout.splitlines(), expected)
-
-
-class Completions(Installed):
-    """In the shells themselves, beside a running application that has downloads with awkward names."""
-
-    @classmethod
-    def setUpClass(cls):
-        super().setUpClass()
-        application = cls.enterClassContext(Application(cls.folder / "app")).start()
-        port = free_port()
-        for name in ("one.iso", "two%22%20%5C.iso"):
-            application.add(f"http://127.0.0.1:{port}/{name}")
-        cls.here = cls.folder / "here"
-        (cls.here / "folder").mkdir(parents=True)
-        (cls.here / HOSTILE).write_text("")
-        cls.environment = {**application.environment, "HOME": str(cls.folder), "LC_ALL": "C.UTF-8",
-                           "PATH": f"{cls.prefix / 'bin'}:{os.environ['PATH']}"}
+        played.write_text("#!/bin/sh\n" 'printf "%s\\n" "$@"\n')
+        played.chmod(0o755)
+        handed = run(script, "x", env={**os.environ, "NAUTILUS_SCRIPT_SELECTED_URIS": "file:///a%20b\nhttps://x/$(y)*\n"})
+        self.assertEqual(handed.stdout.splitlines(), ["--open", "file:///a%20b", "https://x/$(y)*"])
+        self.assertEqual(run(script, "a b", "c").stdout.splitlines(), ["--open", "a b", "c"])
 
     def bash(self, *words):
         script = """source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
@@ -137,17 +115,6 @@ class Completions(Installed):
         script = f"source {self.share}/fish/vendor_completions.d/{words[0]}.fish; complete -C {shlex.quote(line)}"
         return [found.split("\t")[0] for found in self.lines("fish", "--no-config", "-c", script)]
 
-    def zsh(self, *words):
-        # The functions that would draw say what they are given; _arguments acts as it does for the word at hand.
-        script = """_describe() { print -rl -- "${(@)${(P)@[-1]}%%:*}" }; compadd() { shift; print -rl -- $@ }
-            _files() { print -rl -- *(N) }; _directories() { print -rl -- *(N/) }
-            _arguments() { local spec; for spec; do case $spec in
-                $((CURRENT - 1)):*|'*:'*) spec=${spec##*:}
-                    if [[ $spec == \\(* ]]; then print -rl -- ${=spec//[()]/}; else eval $spec; fi; esac; done }
-            file=$1; shift; words=("$@"); CURRENT=$#; PREFIX=$words[-1]; service=$1
-            functions[complete_it]=$(<$file); complete_it"""
-        return self.lines("zsh", "-f", "-c", script, "zsh", self.share / "zsh/vendor-completions/_fluvane", *words)
-
     def lines(self, *command):
         return list(filter(None, run(*command, env=self.environment, cwd=self.here).stdout.splitlines()))
 
@@ -156,27 +123,15 @@ class Completions(Installed):
             ("fluvane", ""): self.commands,
             ("fluvane", "pause", ""): ["1", "2", "all"],
             ("fluvane", "REMOVE", ""): ["1", "2"],
-            ("fluvane", "link", "1", ""): [],
-            ("fluvane", "prioritize", "1", ""): ["off"],
             ("fluvane", "limit", ""): ["off"],
-            ("fluvane", "checksum", "2", ""): ["none"],
-            ("fluvane", "settings", ""): ["about", "connections", "files", "general", "rules"],
             ("fluvane", "import", ""): [HOSTILE, "folder"],
             ("fluvane", "snapshot", ""): ["folder"],
-            ("fluvane", "list", ""): [],
             ("fluvane-watch", ""): ["1", "2"],
         }.items():
-            for shell in (self.bash, self.fish, self.zsh):
+            for shell in (self.bash, self.fish):
                 with self.subTest(shell=shell.__name__, words=words):
                     offered = [name.replace("folder/", "folder") for name in shell(*words)]
                     self.assertEqual(sorted(offered), sorted(expected))
-
-    def test_a_folder_is_completed_with_folders_and_a_number_shown_with_its_name(self):
-        self.assertEqual(self.bash("fluvane", "add", "--to", ""), ["folder"])
-        self.assertEqual(self.fish("fluvane", "add", "--to", ""), ["folder/"])
-        script = f"source {self.share}/fish/vendor_completions.d/fluvane.fish; __fluvane_numbers"
-        shown = self.lines("fish", "--no-config", "-c", script)
-        self.assertEqual([line.rsplit(",", 1)[0] for line in shown], ["1\tone.iso", "2\ttwo\" -.iso"])
 
 
 if __name__ == "__main__":
