@@ -58,12 +58,10 @@ TEST(Admission, NamesWhoStartsWhoWaitsAndWhy) {
         const char* expected;
     } const rows[] = {
         {"in the order of the line", "aq bq cq dq", "1 2 3 ; 4 noSlot"},
-        {"paused ones are not in it", "ap bq", "2 "},
         {"verifying takes a slot", "av bd1 cq dq", "3 ; 4 noSlot"},
         {"prioritized first, past the limit", "ad1 bd1 cd1 dq eq!", "5 ; 4 noSlot"},
         {"prioritized takes a slot from the next", "ad1 bd1 cq dq!", "4 ; 3 noSlot"},
         {"a full server holds back its own only", "ad1 ad1 ad1 aq bq", "; 4 noSlot; 5 noSlot"},
-        {"full, nobody has two", "ad1 ad1 aq bq", "4 ; 3 fullServer"},
         {"full, one has a connection to spare", "ad2 aq aq", "2 ; 3 fullServer"},
         {"prioritized needs no room", "ad1 ad1 aq!", "3 "},
         {"a start fills the server", "aq aq aq", "1 2 ; 3 fullServer"},
@@ -84,19 +82,6 @@ TEST(Admission, ConditionsOfTheNetwork) {
     conditions.online = true;
     conditions.limitedNetwork = LimitedNetwork::hotspot;
     EXPECT_EQ(told(plan(list, conditions)), "3 ; 1 limitedNetwork; 2 limitedNetwork");
-    conditions.config.waitOnHotspots = false;
-    EXPECT_EQ(told(plan(list, conditions)), "2 1 3 ");
-}
-
-TEST(DownloadList, LinesUpByPriorityThenPlaceThenNumber) {
-    const auto list = listOf("aq bq cq dq! ap eq");
-    list.find(DownloadID{3})->record.queueOrder = 2; // as the second's own
-    list.find(DownloadID{6})->record.queueOrder = -7;
-    std::string order;
-    for (const Download* download : list.line()) {
-        order += std::to_string(number(download->id()));
-    }
-    EXPECT_EQ(order, "46123");
 }
 
 TEST(DownloadList, GivesSenselessAndRepeatedNumbersNewOnes) {

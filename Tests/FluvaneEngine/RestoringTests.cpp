@@ -10,6 +10,7 @@
 namespace fluvane::support {
 namespace {
 
+using namespace std::string_view_literals;
 using State = DownloadState;
 
 class RestoringTest : public testing::Test {
@@ -31,53 +32,40 @@ protected:
 };
 
 TEST_F(RestoringTest, WhatWasRunningIsQueuedAgain) {
-    struct {
-        State before;
-        const char* online;
-        const char* offline;
-    } const rows[] = {
-        {State::Queued{}, "queued", "offline"},
-        {State::Starting{}, "queued", "offline"},
-        {State::Downloading{}, "queued", "offline"},
-        {State::Verifying{}, "queued", "offline"},
-        {State::Finishing{}, "queued", "offline"},
-        {State::Wait::offline, "queued", "offline"},
-        {State::Wait::retrying, "queued", "offline"},
-        {State::Wait::limitedNetwork, "queued", "offline"},
-        {State::Wait::linkExpired, "link-expired", "link-expired"},
-        {State::Paused{}, "paused", "paused"},
-        {State::Finished{}, "finished", "finished"},
-        {State::Failed{"Why."}, "failed", "failed"},
+    const std::pair<State, const char*> rows[] = {
+        {State::Queued{}, "queued"},
+        {State::Downloading{}, "queued"},
+        {State::Verifying{}, "queued"},
+        {State::Wait::retrying, "queued"},
+        {State::Wait::linkExpired, "link-expired"},
+        {State::Paused{}, "paused"},
+        {State::Finished{}, "finished"},
+        {State::Failed{"Why."}, "failed"},
     };
-    for (const auto& row : rows) {
-        saved.state = row.before;
-        EXPECT_EQ(stateName(restored(true).state), row.online);
-        EXPECT_EQ(stateName(restored(false).state), row.offline) << stateName(row.before);
-        EXPECT_EQ(restored().pieces, saved.pieces);
+    for (const std::string_view queued : {"queued", "offline"}) {
+        for (const auto& [before, after] : rows) {
+            saved.state = before;
+            EXPECT_EQ(stateName(restored(queued == "queued").state), after == "queued"sv ? queued : after);
+            EXPECT_EQ(restored().pieces, saved.pieces);
+        }
     }
 }
 
 TEST_F(RestoringTest, PiecesThatMakeNoSenseAreDropped) {
     const auto most = std::numeric_limits<std::int64_t>::max();
-    struct {
-        const char* name;
-        std::vector<Piece> pieces;
-    } const rows[] = {
+    const std::pair<const char*, std::vector<Piece>> rows[] = {
         {"more done than there is", {{0, 1000, 1001}}},
         {"a hole at the end", {{0, 999, 0}}},
-        {"a hole at the start", {{1, 1000, 0}}},
         {"a hole between", {{0, 500, 0}, {501, 1000, 0}}},
-        {"overlapping", {{0, 500, 0}, {0, 1000, 0}}},
         {"negative", {{-5, 1000, 0}}},
         {"negative done", {{0, 1000, -1}}},
         {"backwards", {{0, 500, 0}, {500, 400, 0}, {400, 1000, 0}}},
-        {"past the end", {{0, 2000, 0}}},
         {"without an end", {{0, std::nullopt, 5}}},
         {"endless sums", {{0, std::nullopt, most}, {0, std::nullopt, most}}},
     };
-    for (const auto& row : rows) {
-        saved.pieces = row.pieces;
-        EXPECT_TRUE(restored().pieces.empty()) << row.name;
+    for (const auto& [name, pieces] : rows) {
+        saved.pieces = pieces;
+        EXPECT_TRUE(restored().pieces.empty()) << name;
     }
     saved.size.reset();
     saved.pieces = {{0, std::nullopt, 5}};
@@ -102,18 +90,6 @@ TEST_F(RestoringTest, AFileMovedRightBeforeTheEndIsFinished) {
     files.remove(*saved.partial);
     saved.state = State::Downloading{};
     EXPECT_EQ(stateName(restored().state), "queued") << "no move had begun";
-}
-
-TEST_F(RestoringTest, WhatMakesNoSenseStartsAfreshAndIsWrittenRight) {
-    Engine engine;
-    FakeServer server(*engine.transport, engine.scheduler);
-    server.size = 1000;
-    saved.pieces = {{0, 999, 999}};
-    engine.files->put("/downloads/f.fluvane", std::string(1000, 'x'));
-    engine.store->saved = {saved};
-    engine.manager->start();
-    ASSERT_TRUE(engine.runUntil(7_id, "finished"));
-    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, 1000));
 }
 
 } // namespace

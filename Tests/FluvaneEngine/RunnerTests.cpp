@@ -9,7 +9,6 @@
 namespace fluvane::support {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -49,11 +48,9 @@ TEST(Runner, AnswersToPieceRequests) {
     } const rows[] = {
         {"refused", 403, "", "link-expired", 8},
         {"range refused", 416, "", changed, 8},
-        {"teapot", 418, "", "The server answered 418 instead of sending the file.", 8},
         {"too many", 429, "", "downloading", 4},
         {"time-out", 408, "", "downloading", 8},
         {"wrong part", 206, "Content-Range: bytes 5-9/80000000", "downloading", 8},
-        {"no range", 206, "", "downloading", 8},
         {"other size", 206, "Content-Range: bytes 9961472-19999999/90000000", changed, 8},
         {"other tag", 206, "Content-Range: bytes 9961472-19999999/80000000\nETag: \"w\"", changed, 8},
         {"whole, changed", 200, "ETag: \"w\"", changed, 8},
@@ -82,7 +79,6 @@ TEST_F(RunnerTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
     EXPECT_TRUE(probe.isOver());
     EXPECT_EQ(engine.record(1_id).doneBytes(), 5000);
     EXPECT_THAT(engine.notifier->notices, ElementsAre("expired 1"));
-    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: the link was refused mid-download"));
     engine.manager->updateLink(1_id, link("http://a.example/fresh"));
     EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_EQ(engine.transport->live()[0]->request.from, 5000);
@@ -107,8 +103,6 @@ TEST_F(RunnerTest, BusyServersSetTheDelay) {
     for (const auto& transfer : engine.transport->live()) {
         transfer->respond(503, {{"Retry-After", "120"}});
     }
-    EXPECT_THAT(engine.log.lines,
-                Contains("downloads: download 1: The server is busy (503). tries again in 120.0 s"));
     const auto started = engine.transport->transfers.size();
     engine.scheduler.runFor(119);
     EXPECT_EQ(engine.transport->transfers.size(), started);
@@ -125,10 +119,6 @@ TEST_F(RunnerTest, TellsWhyAndWhenItIsTriedAgain) {
     ASSERT_EQ(engine.state(1_id), "retrying");
     EXPECT_EQ(engine.manager->retryIn(download()), 30);
     EXPECT_EQ(download().retry.reason, "The server is busy (503).") << "whose delay it is";
-    engine.scheduler.runFor(31);
-    EXPECT_FALSE(engine.manager->retryIn(download())) << engine.state(1_id);
-    failAll("Broken again.");
-    EXPECT_EQ(download().retry.reason, "Broken again.");
     engine.manager->pause(1_id);
     EXPECT_FALSE(engine.manager->retryIn(download()));
 }
@@ -175,40 +165,14 @@ TEST_F(RunnerTest, BeingOfflineIsNobodysFault) {
 TEST_F(RunnerTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithoutIfRange) {
     probe.send(1000);
     second.respond(200, {{"ETag", "\"v\""}, {"Content-Length", "80000000"}});
-    EXPECT_THAT(engine.log.lines, Contains("transfers: download 1: the server sent the whole file to a range "
-                                           "request; down to 1 connections"));
     probe.fail("Broken.");
     engine.scheduler.runFor(1.1);
     EXPECT_EQ(last().request.ifRange, std::nullopt);
     last().respondPart(size, {{"ETag", "\"v\""}});
     EXPECT_EQ(download().connections(), 2) << "it does send parts, so the old cap is back";
-}
-
-TEST_F(RunnerTest, AFreshLinkIsAskedWithItsValidatorsAgain) {
-    probe.send(1000);
-    second.respond(200, {{"ETag", "\"v\""}, {"Content-Length", "80000000"}});
-    engine.manager->pause(1_id);
-    engine.manager->resume(1_id);
-    EXPECT_EQ(last().request.ifRange, std::nullopt);
     engine.manager->pause(1_id);
     engine.manager->updateLink(1_id, link("http://b.example/f"));
-    EXPECT_EQ(last().request.ifRange, "\"v\"");
-}
-
-TEST_F(RunnerTest, ARetriedProbeAsksForRoomAtItsServer) {
-    engine.config.connections = 2;
-    engine.config.connectionsPerServer = 2;
-    engine.manager->apply(engine.config);
-    probe.fail("Broken.");
-    engine.add("http://a.example/g");
-    ASSERT_EQ(engine.state(2_id), "starting") << "one connection was lent";
-    last().respond(503, {{"Retry-After", "5"}});
-    EXPECT_EQ(engine.state(2_id), "retrying");
-    engine.add("http://a.example/h");
-    for (int seconds = 0; seconds < 20; ++seconds) {
-        engine.scheduler.runFor(1);
-        EXPECT_LE(engine.transport->live().size(), 2U);
-    }
+    EXPECT_EQ(last().request.ifRange, "\"v\"") << "of a new link it's asked again";
 }
 
 TEST(WithoutParts, AFailureStartsOverFromAProbe) {

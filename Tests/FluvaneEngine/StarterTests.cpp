@@ -32,8 +32,6 @@ TEST_F(StarterTest, AsksForAnOpenRangeAndItsConnectionBecomesTheFirstPieces) {
     auto& probe = addAndProbe();
     EXPECT_EQ(probe.request.from, 0);
     EXPECT_EQ(probe.request.to, std::nullopt);
-    EXPECT_EQ(probe.request.ifRange, std::nullopt);
-    EXPECT_EQ(probe.request.label, "download 1, probe");
     EXPECT_EQ(engine.manager->download(1_id)->connections(), 0);
     probe.respondPart(10'000'000, {{"ETag", "\"x\""}, {"Last-Modified", "then"}});
     EXPECT_EQ(engine.state(1_id), "downloading");
@@ -45,7 +43,6 @@ TEST_F(StarterTest, AsksForAnOpenRangeAndItsConnectionBecomesTheFirstPieces) {
     EXPECT_EQ(second.to, *record().pieces[1].end - 1);
     EXPECT_EQ(second.ifRange, "\"x\"");
     EXPECT_EQ(engine.files->size(URL::file("/downloads/file.bin.fluvane")), 10'000'000);
-    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: 206, 10000000 bytes, in 8 pieces"));
 }
 
 TEST(Starter, RefusesWhatIsNotTheFile) {
@@ -58,7 +55,6 @@ TEST(Starter, RefusesWhatIsNotTheFile) {
          "The server sent a part of the file that wasn't asked for."},
         {206, "", "The server sent a part of the file that wasn't asked for."},
         {200, "Content-Type: text/html; charset=utf-8", webPage},
-        {404, "", "The server says the file isn't there (404)."},
         {416, "Content-Range: bytes */12", "The server can't send this file (416)."},
     };
     for (const auto& row : rows) {
@@ -99,7 +95,6 @@ TEST_F(StarterTest, FindsFolderAndNameThatReplaceNothing) {
     EXPECT_EQ(record().folder.path(), "/films");
     EXPECT_EQ(record().rule, "films");
     EXPECT_EQ(engine.manager->download(1_id)->connections(), 1) << "the site's rule";
-    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1: a rule picks its folder"));
     engine.manager->add(link("http://b.example/film.mkv"), URL::folder("/films"), {}, {}, true);
     engine.transport->last().respondPart(10);
     EXPECT_EQ(engine.record(2_id).name, "film (3).mkv") << "another download's name counts as taken";
@@ -127,10 +122,6 @@ TEST_F(StarterTest, LongNamesLeaveRoomForTheUnfinishedFile) {
     const auto partial = record().partial->lastPathComponent();
     EXPECT_LE(partial.size(), 255U);
     EXPECT_TRUE(partial.ends_with(".zip.fluvane"));
-    engine.add("http://a.example/x");
-    engine.transport->last().respondPart(10, named);
-    EXPECT_LE(engine.record(2_id).partial->path().size(), std::string("/downloads/").size() + 255);
-    EXPECT_NE(engine.record(2_id).name, record().name);
 }
 
 TEST_F(StarterTest, NeedsSpaceAndAFile) {
@@ -164,7 +155,6 @@ protected:
 TEST_F(CarryOnTest, PicksUpWithoutAProbe) {
     engine.manager->resume(1_id);
     EXPECT_EQ(engine.state(1_id), "downloading");
-    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 picks up at 100000 of 4000000 bytes"));
     const auto& first = engine.transport->transfers[2]->request;
     EXPECT_EQ(first.from, 100'000);
     EXPECT_EQ(first.ifRange, "\"v\"");
@@ -193,7 +183,6 @@ TEST_F(CarryOnTest, AFreshLinkCarriesOnFromTheSavedBytes) {
     EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_EQ(engine.transport->last().request.url, link("http://mirror.example/file.bin"));
     EXPECT_EQ(record().finalURL, std::nullopt);
-    EXPECT_THAT(engine.log.lines, Contains("downloads: download 1 has a new link"));
     engine.transport->last().respondPart(4'000'000, {{"ETag", "\"other\""}});
     EXPECT_EQ(engine.failure(1_id), "The file changed on the server, so this download stopped.");
     EXPECT_THAT(engine.files->paths(), IsEmpty());

@@ -74,13 +74,13 @@ public:
     std::shared_ptr<FakePower> power = std::make_shared<FakePower>();
     std::shared_ptr<FakeNotifier> notifier = std::make_shared<FakeNotifier>();
     LogCapture log;
-    double random = 1; ///< So that delays are the whole back-off.
     std::unique_ptr<DownloadManager> manager;
 
 private:
     void build() {
         manager = std::make_unique<DownloadManager>(
-            config, transport, files, scheduler_(), store, power, notifier, [this] { return random; },
+            config, transport, files, std::shared_ptr<Scheduler>(std::shared_ptr<void>(), &scheduler), store,
+            power, notifier, [] { return 1.0; }, // so that delays are the whole back-off
             Environment{
                 .types = {},
                 .folder = [](const auto& path) { return URL::folder(path.value_or("/downloads")); },
@@ -90,8 +90,6 @@ private:
                     },
             });
     }
-    /// The engine shares its ports; this one belongs to the fixture.
-    std::shared_ptr<Scheduler> scheduler_() { return {std::shared_ptr<void>(), &scheduler}; }
 };
 
 /// One that has started and sent the probe of its only download.

@@ -132,19 +132,15 @@ public:
 /// Notes each notice as a line: "finished 1", "failed 2: …", "expired 3".
 class FakeNotifier : public Notifier {
 public:
-    void finished(const DownloadRecord& record) override { notices.push_back("finished " + number(record)); }
+    void finished(const DownloadRecord& record) override { note("finished", record); }
     void failed(const DownloadRecord& record, const std::string& reason) override {
-        notices.push_back("failed " + number(record) + ": " + reason);
+        note("failed", record, ": " + reason);
     }
-    void linkExpired(const DownloadRecord& record) override {
-        notices.push_back("expired " + number(record));
+    void linkExpired(const DownloadRecord& record) override { note("expired", record); }
+    void note(const std::string& what, const DownloadRecord& record, const std::string& why = "") {
+        notices.push_back(what + " " + std::to_string(number(record.id)) + why);
     }
     std::vector<std::string> notices;
-
-private:
-    static std::string number(const DownloadRecord& record) {
-        return std::to_string(fluvane::number(record.id));
-    }
 };
 
 /// Collects log lines ("downloads: download 1 added") while it lives.

@@ -78,9 +78,9 @@ void FakeTransfer::cancel() {
     file_.reset();
 }
 
-void FakeTransfer::respond(int status, TransferResponse::Headers headers, std::optional<URL> finalURL) {
+void FakeTransfer::respond(int status, TransferResponse::Headers headers) {
     if (!over_) {
-        events_({TransferResponse(status, finalURL.value_or(request.url), headers)});
+        events_({TransferResponse(status, request.url, headers)});
     }
 }
 
@@ -178,7 +178,6 @@ void FakeServer::answer(const std::shared_ptr<FakeTransfer>& transfer) {
 
 void FakeServer::beat() {
     const auto live = transport_.live();
-    mostConnections = std::max(mostConnections, live.size());
     for (const auto& transfer : live) {
         pour(*transfer, live.size());
     }

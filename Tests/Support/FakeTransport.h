@@ -29,7 +29,7 @@ public:
     void cancel() override;
 
     // The server's side. Each is a turn of its own and does nothing once the transfer is over.
-    void respond(int status, TransferResponse::Headers headers = {}, std::optional<URL> finalURL = {});
+    void respond(int status, TransferResponse::Headers headers = {});
     /// The usual 206 for the request's range of a file of `size` bytes.
     void respondPart(std::int64_t size, TransferResponse::Headers more = {});
     /// Writes the next bytes of the content, up to the end, and reports them.
@@ -96,7 +96,6 @@ public:
     double bytesPerSecond = 1'000'000;         ///< Of one connection.
     std::optional<double> bytesPerSecondInAll; ///< Shared evenly.
     std::int64_t sent = 0;                     ///< Bytes, in all.
-    std::size_t mostConnections = 0;           ///< At one time.
 
 private:
     void answer(const std::shared_ptr<FakeTransfer>& transfer);

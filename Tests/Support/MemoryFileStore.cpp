@@ -8,8 +8,6 @@
 #include <openssl/evp.h>
 
 #include <fmt/ranges.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -25,16 +23,6 @@ void failIf(const std::optional<std::string>& message) {
 }
 
 } // namespace
-
-SparseBytes::SparseBytes() : descriptor_(::memfd_create("file", MFD_CLOEXEC)) {}
-
-SparseBytes::~SparseBytes() {
-    ::close(descriptor_);
-}
-
-std::int64_t SparseBytes::size() const {
-    return ::lseek(descriptor_, 0, SEEK_END);
-}
 
 void SparseBytes::resize(std::int64_t size) {
     if (::ftruncate(descriptor_, size) != 0) {
@@ -56,32 +44,27 @@ std::string SparseBytes::read() const {
 class MemoryFileStore::File : public PieceFile {
 public:
     File(std::shared_ptr<SparseBytes> bytes, std::shared_ptr<Faults> faults)
-        : bytes_(std::move(bytes)), faults_(std::move(faults)) {
-        const std::lock_guard lock(faults_->mutex);
-        ++faults_->open;
-    }
-    ~File() override { close(); }
+        : bytes_(std::move(bytes)), faults_(std::move(faults)) {}
 
     void write(std::span<const std::byte> bytes, std::int64_t at) override {
-        const std::lock_guard lock(faults_->mutex);
+        const std::lock_guard lock(mutex_);
         if (closed_) {
             throw FileError("The file is closed.");
         }
-        failIf(faults_->write);
         bytes_->write(bytes, at);
     }
 
     void sync() override { failIf(faults_->sync); }
 
     void close() noexcept override {
-        const std::lock_guard lock(faults_->mutex);
-        faults_->open -= closed_ ? 0 : 1;
+        const std::lock_guard lock(mutex_);
         closed_ = true;
     }
 
 private:
     std::shared_ptr<SparseBytes> bytes_;
     std::shared_ptr<Faults> faults_;
+    std::mutex mutex_;
     bool closed_ = false;
 };
 

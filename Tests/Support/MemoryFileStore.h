@@ -5,6 +5,9 @@
 
 #include "FluvaneEngine/Platform.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -21,12 +24,12 @@ namespace fluvane::support {
 /// of gigabytes may be created. From any thread.
 class SparseBytes {
 public:
-    SparseBytes();
-    ~SparseBytes();
+    SparseBytes() : descriptor_(::memfd_create("file", MFD_CLOEXEC)) {}
+    ~SparseBytes() { ::close(descriptor_); }
     SparseBytes(const SparseBytes&) = delete;
     SparseBytes& operator=(const SparseBytes&) = delete;
 
-    [[nodiscard]] std::int64_t size() const;
+    [[nodiscard]] std::int64_t size() const { return ::lseek(descriptor_, 0, SEEK_END); }
     void resize(std::int64_t size);
     void write(std::span<const std::byte> bytes, std::int64_t at);
     [[nodiscard]] std::string read() const;
@@ -40,7 +43,6 @@ private:
 ///     MemoryFileStore files(scheduler);              // completions come through scheduler.after(0, …)
 ///     files.put("/downloads/a.zip", "taken");        // folders are implicit; keys are paths
 ///     files.freeSpace = 1'000;                       // absent (the start value): unknown
-///     files.failWrite = "No space left on device";   // every write fails until it is reset
 ///     … run the engine …
 ///     EXPECT_EQ(files.contents("/downloads/a (1).zip"), body);
 ///     EXPECT_EQ(files.origins.back().second.url, link);
@@ -50,9 +52,7 @@ private:
 class MemoryFileStore : public FileStore {
     /// What open files share with the store.
     struct Faults {
-        std::mutex mutex; ///< For the counters.
-        std::optional<std::string> write, sync;
-        int open = 0;
+        std::optional<std::string> sync;
     };
     const std::shared_ptr<Faults> faults_ = std::make_shared<Faults>();
 
@@ -76,15 +76,12 @@ public:
     /// The failures to play, each the text that the operation fails with for as long as it is set. Those of
     /// files hold for files already open too.
     std::optional<std::string> failCreate, failOpen, failFinish, failChecksum;
-    std::optional<std::string>& failWrite = faults_->write;
     std::optional<std::string>& failSync = faults_->sync;
 
     std::optional<std::int64_t> freeSpace;
     double completionDelay = 0;
 
     std::vector<std::pair<std::string, FileOrigin>> origins; ///< Final path and origin of every finish.
-    /// Files that were opened and not yet closed or dropped.
-    [[nodiscard]] int openFiles() const { return faults_->open; }
 
     /// Replaces the file.
     void put(const std::string& path, std::string_view bytes);
