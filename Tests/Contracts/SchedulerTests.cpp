@@ -3,11 +3,15 @@
 
 // What every Scheduler promises, on the one of simulated time and on the event loop's alike.
 
-#include "Support/EventLoop.h"
+#include "Fluvane/Linux/LinuxScheduler.h"
 #include "Support/ManualScheduler.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
 
 #include <limits>
 
@@ -21,6 +25,26 @@ namespace {
 struct Simulated {
     support::ManualScheduler scheduler;
     bool runUntil(const std::function<bool()>& condition) { return scheduler.runUntilTrue(condition); }
+};
+
+/// An application without windows, whose events run while a test waits for something.
+struct EventLoop {
+    int argumentCount = 1;
+    char name[5] = "test";
+    char* arguments[2] = {name, nullptr};
+    QCoreApplication application{argumentCount, arguments};
+    LinuxScheduler scheduler;
+
+    /// False if the condition didn't hold in time.
+    static bool runUntil(const std::function<bool()>& condition) {
+        QTimer deadline; // its event ends the wait for one
+        deadline.setSingleShot(true);
+        deadline.start(20'000);
+        while (!condition() && deadline.isActive()) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+        }
+        return condition();
+    }
 };
 
 } // namespace
@@ -39,7 +63,7 @@ protected:
     std::vector<int> order;
 };
 
-using Schedulers = testing::Types<Simulated, support::EventLoop>;
+using Schedulers = testing::Types<Simulated, EventLoop>;
 TYPED_TEST_SUITE(SchedulerContract, Schedulers);
 
 TYPED_TEST(SchedulerContract, RunsInOrderAndNeverInsideTheCall) {
@@ -101,6 +125,24 @@ TYPED_TEST(SchedulerContract, CancellingWhatRunsOrRanIsHarmless) {
         task->cancel();
         EXPECT_THAT(this->order, ElementsAre(5));
     }
+}
+
+TEST(EventLoop, ALoopWithinTheLoopGoesOn) {
+    EventLoop system;
+    std::vector<int> order;
+    system.scheduler.post([&] {
+        QEventLoop dialog;
+        system.scheduler.after(0.02, [&] {
+            order.push_back(2);
+            dialog.quit();
+        });
+        dialog.exec();
+        order.push_back(3);
+    });
+    system.scheduler.after(
+        0, [&] { order.push_back(1); }); // of the same turn: mustn't wait for the dialog's end
+    EXPECT_TRUE(system.runUntil([&] { return order.size() == 3; }));
+    EXPECT_THAT(order, ElementsAre(1, 2, 3));
 }
 
 } // namespace fluvane

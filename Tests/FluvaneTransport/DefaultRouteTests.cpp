@@ -41,7 +41,6 @@ constexpr Row rows[] = {
     {"an address without a way out",
      "ip link set out up; ip link set far up; ip addr add 10.9.0.1/24 dev out", false, true},
     {"another table", "ip route add default via 10.9.0.2 table 7", false, true},
-    {"unreachable by default", "ip route add unreachable default metric 9", false, true},
     {"a way out", "ip route add default via 10.9.0.2", true, true},
     {"two ways, of which one works",
      "ip route replace default nexthop dev bridge0 nexthop via 10.9.0.2; ip link set bridge0 down", true,

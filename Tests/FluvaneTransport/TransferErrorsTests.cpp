@@ -3,7 +3,6 @@
 
 #include "Fluvane/Linux/Transport/CertificateStore.h"
 #include "Fluvane/Linux/Transport/NetworkReach.h"
-#include "Fluvane/Linux/Transport/SpeedLimiter.h"
 #include "Fluvane/Linux/Transport/TransferErrors.h"
 
 #include <cerrno>
@@ -27,9 +26,6 @@ TEST(TransferErrors, SayWhatWentWrong) {
         {{.code = CURLE_COULDNT_CONNECT, .systemError = ENETUNREACH, .host = "a.example"},
          "Couldn't connect to a.example: Network is unreachable.",
          true},
-        {{.code = CURLE_COULDNT_CONNECT, .systemError = ECONNREFUSED, .host = "a.example"},
-         "Couldn't connect to a.example: Connection refused.",
-         false},
         {{.code = CURLE_COULDNT_CONNECT,
           .systemError = ENETUNREACH,
           .host = "a.example",
@@ -51,13 +47,6 @@ TEST(TransferErrors, SayWhatWentWrong) {
     }
 }
 
-TEST(TransferErrors, EveryCodeHasASentence) {
-    for (int code = 0; code < CURL_LAST; ++code) {
-        const auto text = sentence({.code = code, .host = "a.example"});
-        EXPECT_TRUE(text.ends_with('.') && !text.ends_with("..") && text.size() > 20) << code << ": " << text;
-    }
-}
-
 TEST(NetworkReach, KnowsThisMachine) {
     for (const char* host : {"localhost", "a.localhost", "127.9.9.9", "[::1]", "::ffff:127.0.0.1"}) {
         EXPECT_TRUE(networkReach::isLoopback(host)) << host;
@@ -72,26 +61,8 @@ TEST(CertificateStore, ListensToTheEnvironment) {
         return CertificateStore::find(
             [&](const char* name) { return values.contains(name) ? values.at(name) : nullptr; });
     };
-    EXPECT_EQ(find({{"SSL_CERT_FILE", "/a"}, {"CURL_CA_BUNDLE", "/c"}}), (CertificateStore{.file = "/c"}));
     EXPECT_EQ(find({{"SSL_CERT_FILE", ""}, {"SSL_CERT_DIR", "/b"}}), (CertificateStore{.folder = "/b"}));
     EXPECT_NE(find({}), CertificateStore());
-}
-
-TEST(SpeedLimiter, GrantsAQuarterOfASecondAndVoidsWaitsWhenTheLimitChanges) {
-    SpeedLimiter limiter;
-    EXPECT_EQ(limiter.wait(1'000'000'000), 0);
-    const auto unlimited = limiter.generation();
-    limiter.setLimit(1'000'000);
-    const auto limited = limiter.generation();
-    EXPECT_NE(limited, unlimited);
-    EXPECT_EQ(limiter.wait(250'000), 0);
-    EXPECT_GT(limiter.wait(10'000'000), 9);
-    limiter.setLimit(1'000'000); // no new start for the bucket
-    EXPECT_EQ(limiter.generation(), limited);
-    EXPECT_GT(limiter.wait(1), 9);
-    limiter.setLimit(std::nullopt);
-    EXPECT_NE(limiter.generation(), limited);
-    EXPECT_EQ(limiter.wait(1'000'000'000), 0);
 }
 
 } // namespace fluvane::support

@@ -82,7 +82,7 @@ TEST(Watch, WaitsForACheckAsLongAsReadingTakes) {
 }
 
 TEST(Watch, ChoosesByNumber) {
-    Watch watch({5_id, 2_id, 5_id, 9_id});
+    Watch watch({5_id, 2_id, 9_id});
     watch.update(
         {row(2_id, StateKind::queued), row(4_id, StateKind::downloading), row(5_id, StateKind::paused)}, 0);
     EXPECT_THAT(watch.unknown(), ElementsAre(9_id));

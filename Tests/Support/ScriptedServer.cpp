@@ -87,17 +87,18 @@ void ScriptedServer::acceptAll() {
         ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         const std::lock_guard lock(mutex_);
         sockets_.push_back(socket);
-        threads_.emplace_back([this, socket, number = connections_++] { serve(socket, number); });
+        ++connections_;
+        threads_.emplace_back([this, socket] { serve(socket); });
     }
 }
 
 /// The descriptor itself is closed at the end only: its number must not be given to another meanwhile.
-void ScriptedServer::serve(int socket, int number) {
+void ScriptedServer::serve(int socket) {
     sigset_t pipe;
     sigemptyset(&pipe);
     sigaddset(&pipe, SIGPIPE); // TLS writes would raise it
     pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
-    Client client(socket, number, context_.get());
+    Client client(socket, context_.get());
     client.noteRequest_ = [this](const std::string& request) {
         const std::lock_guard lock(mutex_);
         requests_.push_back(request);
@@ -107,8 +108,8 @@ void ScriptedServer::serve(int socket, int number) {
     client.waitForClose();
 }
 
-ScriptedServer::Client::Client(int socket, int number, SSL_CTX* context)
-    : socket_(socket), number_(number), tls_(context ? SSL_new(context) : nullptr, &SSL_free) {
+ScriptedServer::Client::Client(int socket, SSL_CTX* context)
+    : socket_(socket), tls_(context ? SSL_new(context) : nullptr, &SSL_free) {
     if (tls_) {
         SSL_set_fd(tls_.get(), socket_);
         SSL_accept(tls_.get());
@@ -146,15 +147,6 @@ void ScriptedServer::Client::send(std::string_view bytes, std::size_t size) {
     for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size()))) {
         send(bytes.substr(0, size));
     }
-}
-
-void ScriptedServer::Client::reset() {
-    const linger now{.l_onoff = 1, .l_linger = 0};
-    ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-    // Connecting a stream socket to nowhere resets it while its descriptor stays ours.
-    sockaddr nowhere{};
-    nowhere.sa_family = AF_UNSPEC;
-    ::connect(socket_, &nowhere, sizeof nowhere);
 }
 
 void ScriptedServer::Client::waitForClose() {

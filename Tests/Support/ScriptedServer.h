@@ -41,20 +41,15 @@ public:
         void send(std::string_view bytes);
         /// The same in packets of `size` bytes.
         void send(std::string_view bytes, std::size_t size);
-        /// Ends the connection with a reset instead of an orderly close.
-        void reset();
         /// Blocks until the client closes, or the server ends.
         void waitForClose();
-        /// Which connection this is, from 0.
-        [[nodiscard]] int number() const { return number_; }
 
     private:
         friend class ScriptedServer;
-        Client(int socket, int number, SSL_CTX* context);
+        Client(int socket, SSL_CTX* context);
         [[nodiscard]] std::size_t receive(char* bytes, std::size_t size);
 
         int socket_;
-        int number_;
         std::string unread_;
         std::function<void(const std::string&)> noteRequest_;
         std::unique_ptr<SSL, void (*)(SSL*)> tls_;
@@ -74,7 +69,7 @@ public:
 
 private:
     void acceptAll();
-    void serve(int socket, int number);
+    void serve(int socket);
 
     Script script_;
     std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context_;
