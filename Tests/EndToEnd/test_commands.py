@@ -3,18 +3,14 @@
 
 """The client as a user meets it: what it says, where, and with which exit status."""
 
-import contextlib
-import fcntl
 import os
-import pty
-import select
 import signal
 import socket
 import struct
-import termios
+import subprocess
 import unittest
 
-from harness import MB, EndToEnd, programs, wait_for
+from harness import MB, EndToEnd, programs, start, wait_for
 
 NOT_RUNNING = "Fluvane isn't running.\n"
 
@@ -72,25 +68,17 @@ class Commands(EndToEnd):
         self.server.make_file("slow.bin", 50 * MB)
         self.application.start()
         number = self.application.add(self.server.link("/slow/slow.bin"))
-        watch, terminal = pty.fork()
-        if watch == 0:
-            os.execve(programs / "fluvane-watch", ["fluvane-watch"],
-                      self.application.environment | {"TERM": "xterm", "LC_ALL": "C.UTF-8"})
-        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 60, 0, 0))
-        shown = b""
-
-        def read():
-            nonlocal shown
-            if select.select([terminal], [], [], 0.05)[0]:
-                with contextlib.suppress(OSError):  # the other end has gone
-                    shown += os.read(terminal, 65536)
-            return shown
-        wait_for(lambda: "connection" in read().decode(errors="replace"), "the download is shown")
-        os.write(terminal, b"\x03")
-        wait_for(lambda: read().endswith(b"\x1b[?7h\x1b[?25h"), "the cursor comes back")
-        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(watch, 0)[1]), 130)
-        os.close(terminal)
-        self.assertIn("slow.bin", shown.decode())
+        output = self.folder / "shown"
+        with open(output, "wb") as file:
+            watch = start(["script", "-qec", programs / "fluvane-watch", "/dev/null"],
+                          self.application.environment | {"TERM": "xterm", "LC_ALL": "C.UTF-8"}, stdin=subprocess.PIPE,
+                          stdout=file, bufsize=0)
+        wait_for(lambda: "connection" in output.read_text(errors="replace"), "the download is shown")
+        with watch.stdin as keys:
+            keys.write(b"\x03")
+            self.assertEqual(watch.wait(20), 130)
+        self.assertTrue(output.read_bytes().endswith(b"\x1b[?7h\x1b[?25h"), "the cursor comes back")
+        self.assertIn("slow.bin", output.read_text(errors="replace"))
         self.application.command("pause", str(number))
         paused = self.application.client(str(number), program="fluvane-watch")
         self.assertEqual(paused.returncode, 1)

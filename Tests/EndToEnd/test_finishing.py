@@ -1,7 +1,8 @@
 # SPDX-FileCopyrightText: The Fluvane developers
 # SPDX-License-Identifier: GPL-3.0-or-later
 
-"""What becomes of a finished file: its name, its origin, its checksum; and several downloads at once."""
+"""What becomes of a finished file: its name, its origin, its checksum; several downloads at once, and one over several
+connections."""
 
 import contextlib
 import os
@@ -76,6 +77,29 @@ class Finishing(EndToEnd):
         self.assertAlmostEqual(rate / (3 * MB), 1, delta=0.1)
         for number, was, now in zip(numbers, before, received()):
             self.assertGreater(now, was, f"download {number} stands still")
+
+
+class Growth(EndToEnd):
+    locations = {"/": 4 * MB}
+
+    def test_connections_come_up_while_they_help(self):
+        # So big that no piece ends, and no measuring begins anew, before 8 connections run.
+        size = (1 << 30) if os.environ.get("FLUVANE_BIG") else 240 * MB
+        original = self.server.make_file("big.bin", size)
+        self.application.start()
+        number = self.application.add(self.server.link("/big.bin"))
+        seen = []
+
+        def step():
+            entry = self.application.download(number)
+            if entry["state"] == "downloading" and entry["connections"] not in seen:
+                seen.append(entry["connections"])
+            return entry["state"] == "finished"
+        wait_for(step, "the file is in", 120, 0.02)
+        self.assertEqual([count for count in seen if count in (2, 4, 8)][:3], [2, 4, 8], seen)
+        self.assertLessEqual(max(seen), 8)
+        self.assert_identical(self.application.finished(number)["file"], original)
+        self.assertFalse(list(self.application.downloads.glob("*.fluvane")))
 
 
 if __name__ == "__main__":

@@ -41,8 +41,6 @@ class Package(unittest.TestCase):
         output("dpkg-deb", "-x", self.package, unpacked)
         self.assertTrue((unpacked / "usr/bin/../lib/fluvane/fluvane-application.so").exists())
         self.assertIn("Usage: fluvane", output(unpacked / "usr/bin/fluvane", "help"))
-        bus = (unpacked / "usr/share/dbus-1/services/org.fluvane.Fluvane.service").read_text()
-        self.assertIn("Exec=/usr/bin/fluvane --dbus-service\n", bus)
 
 
 if __name__ == "__main__":
