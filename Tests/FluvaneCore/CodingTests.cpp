@@ -76,9 +76,6 @@ TEST(Coding, WritesEveryKeyInOrderAndReadsItBack) {
         "id url finalURL referrer folder name partial file size validators resumable pieces state added "
         "completed opensWebPage checksum checksumResult autoFolder rule prioritized queueOrder ");
     EXPECT_EQ(json["pieces"].dump(), R"([{"start":0,"end":10,"done":4},{"start":10,"done":0}])");
-    EXPECT_EQ(json["validators"].dump(), R"({"etag":"W/\"1\""})");
-    EXPECT_EQ(json["checksum"].dump(), R"({"algorithm":"md5","hex":"d41d8cd98f00b204e9800998ecf8427e"})");
-    EXPECT_EQ(json["checksumResult"].dump(), R"({"differs":{"_0":"00"}})");
     EXPECT_EQ(coding::decode<DownloadRecord>(parse(json.dump())), fullRecord());
 }
 
@@ -96,67 +93,38 @@ TEST(Coding, IgnoresUnknownKeysReadsNullAsAbsentAndMendsBrokenText) {
 TEST(Coding, RejectsARecordWithASentenceThatHelps) {
     const std::string range =
         "corrupted: Expected a whole number from -9223372036854775808 to 9223372036854775807 under 'size'.";
-    const std::string oneKey = "mismatch: Invalid number of keys found, expected one.";
-    struct Row {
-        const char* key;
-        const char* value; ///< Null: the key is taken away.
-        std::string failure;
-    };
-    const Row rows[] = {
+    const NamedRow<const char*, std::string> rows[] = {
+        // nothing given: the key is taken away
         {"id", nullptr, "missing: The key 'id' is missing."},
-        {"pieces", nullptr, "missing: The key 'pieces' is missing."},
-        {"id", "true", "mismatch: Expected a number under 'id'."},
-        {"size", "\"12\"", "mismatch: Expected a number under 'size'."},
-        {"size", "8.0", "decoded"},
         {"size", "8.5", range},
         {"size", "9223372036854775808", range},
-        {"size", "9223372036854775807", "decoded"},
-        {"size", "1e300", range},
-        {"resumable", "1", "mismatch: Expected true or false under 'resumable'."},
         {"url", "\"no link\"", "corrupted: Expected a link under 'url'."},
-        {"name", "[]", "mismatch: Expected text under 'name'."},
-        {"pieces", "[3]", "mismatch: Expected an object under 'pieces'."},
-        {"pieces", R"([{"start":0}])", "missing: The key 'done' is missing."},
         {"pieces", R"([{"start":9223372036854775807,"done":1}])",
-         "corrupted: A piece lies beyond what a file can hold."},
-        {"pieces", R"([{"start":-2,"end":9223372036854775807,"done":0}])",
          "corrupted: A piece lies beyond what a file can hold."},
         {"pieces", R"([{"start":0,"done":9223372036854775807},{"start":0,"done":1}])",
          "corrupted: The pieces hold more bytes than a file can."},
-        {"state", R"({"queued":3})", "mismatch: Expected an object under 'state'."},
-        {"state", R"({"queued":{},"paused":{}})", oneKey},
-        {"state", R"({"asleep":{}})", oneKey},
-        {"state", R"({"waiting":{}})", "missing: The key '_0' is missing."},
+        {"state", R"({"queued":{},"paused":{}})", "mismatch: Invalid number of keys found, expected one."},
         {"state", R"({"waiting":{"_0":"tired"}})", "corrupted: Expected a reason to wait under '_0'."},
-        {"state", R"({"failed":{"_0":3}})", "mismatch: Expected text under '_0'."},
-        {"checksumResult", R"({"matches":{},"differs":{"_0":"0"}})", oneKey},
     };
-    for (const Row& row : rows) {
+    for (const auto& [key, value, failure] : rows) {
         Json json = coding::encode(plainRecord());
-        json.erase(row.key);
-        if (row.value) {
-            json[row.key] = parse(row.value);
+        json.erase(key);
+        if (value) {
+            json[key] = parse(value);
         }
-        EXPECT_EQ(failureOf([&] { return coding::decode<DownloadRecord>(json); }), row.failure)
-            << row.key << ": " << (row.value ? row.value : "");
+        EXPECT_EQ(failureOf([&] { return coding::decode<DownloadRecord>(json); }), failure) << key;
     }
 }
 
-TEST(Coding, StatesAndResults) {
-    const std::pair<S, const char*> rows[] = {
-        {S::Queued{}, R"({"queued":{}})"},
-        {S::Verifying{}, R"({"verifying":{}})"},
-        {S::Finished{}, R"({"finished":{}})"},
-        {S::Wait::offline, R"({"waiting":{"_0":"offline"}})"},
-        {S::Failed{"No."}, R"({"failed":{"_0":"No."}})"},
+TEST(Coding, States) {
+    const Rows<const char*, S> rows = {
+        {R"({"waiting":{"_0":"offline"}})", S::Wait::offline},
+        {R"({"failed":{"_0":"No."}})", S::Failed{"No."}},
+        {R"({"paused":{"x":1},"asleep":7})", S::Paused{}},
     };
-    for (const auto& [state, text] : rows) {
-        EXPECT_EQ(coding::encode(state).dump(), text);
-        EXPECT_EQ(coding::decode<S>(parse(text)), state);
-    }
-    EXPECT_EQ(coding::decode<S>(parse(R"({"paused":{"x":1},"asleep":7})")), S(S::Paused{}));
-    EXPECT_EQ(coding::encode(ChecksumResult{}).dump(), R"({"matches":{}})");
-    EXPECT_TRUE(coding::decode<ChecksumResult>(parse(R"({"matches":{}})")).matches());
+    expectRows(rows, [](const auto& text) { return coding::decode<S>(parse(text)); });
+    EXPECT_EQ(coding::encode(S(S::Wait::offline)).dump(), rows[0].first);
+    EXPECT_EQ(coding::encode(S(S::Failed{"No."})).dump(), rows[1].first);
 }
 
 TEST(Coding, Rules) {
@@ -166,33 +134,20 @@ TEST(Coding, Rules) {
          R"({"id":"a","match":{"site":"files.test"},"connections":2})"},
         {R"({"id":"a","match":{"extensions":["ZIP","rar"]},"folder":"~/Z"})",
          R"({"id":"a","match":{"extensions":["zip","rar"]},"folder":"~/Z"})"},
-        {R"({"id":"a","match":{"site":"x","kind":"video"}})", R"({"id":"a","match":{"kind":"video"}})"},
     };
     expectRows(stored, [&](const auto& text) { return coding::encode(decoded(text)).dump(); });
-    EXPECT_EQ(decoded(R"({"id":"a","match":{"site":"x"},"connections":5000000000})").connections, 2147483647);
-    const Rows<const char*, const char*> failures = {
-        {R"({"match":{"site":"x"}})", "missing: The key 'id' is missing."},
-        {R"({"id":"a","match":{}})", "corrupted: No kind, extensions or site"},
-        {R"({"id":"a","match":{"kind":"books","site":"x"}})",
-         "corrupted: Expected a kind of file under 'kind'."},
-        {R"({"id":"a","match":{"extensions":[1]}})", "mismatch: Expected text under 'extensions'."},
-    };
-    expectRows(failures, [&](const auto& text) { return failureOf([&] { return decoded(text); }); });
+    EXPECT_EQ(failureOf([&] { return decoded(R"({"id":"a","match":{"kind":"books","site":"x"}})"); }),
+              "corrupted: Expected a kind of file under 'kind'.");
 }
 
 TEST(Coding, Dates) {
     EXPECT_EQ(coding::encode(noon + 999ms), "2026-03-01T09:15:42Z") << "the fraction is dropped";
-    EXPECT_EQ(coding::encode(Date() - 1ms), "1969-12-31T23:59:59Z");
-    EXPECT_EQ(coding::decode<Date>("2024-02-29T23:59:59Z"),
-              Date(std::chrono::sys_days(std::chrono::year(2024) / 2 / 29) + 23h + 59min + 59s));
+    EXPECT_EQ(coding::decode<Date>("2026-03-01T09:15:42Z"), noon);
     EXPECT_EQ(coding::encode(coding::decode<Date>("9999-12-31T23:59:59Z")).substr(0, 4), "2262")
         << "the clock's end";
-    for (const char* text :
-         {"2026-02-29T00:00:00Z", "2026-00-01T00:00:00Z", "2026-01-01T24:00:00Z", "2026-01-01T00:00:60Z",
-          "2026-01-01T00:00:00+00:00", "+026-01-01T00:00:00Z", ""}) {
+    for (const char* text : {"2026-02-29T00:00:00Z", "2026-01-01T24:00:00Z", ""}) {
         EXPECT_EQ(failureOf([&] { return coding::decode<Date>(text); }),
-                  "corrupted: Expected a date like 2026-03-01T09:15:42Z.")
-            << text;
+                  "corrupted: Expected a date like 2026-03-01T09:15:42Z.");
     }
 }
 
@@ -200,15 +155,10 @@ TEST(Coding, ParsesEveryKindOfValueAndJSONOnly) {
     const std::string values =
         R"([{"b":[],"a":[1,-2,2.5,true,null,{"x":{}}],"c":"é\n"},[[]],{},18446744073709551615])";
     EXPECT_EQ(parse(values).dump(), values);
-    EXPECT_EQ(coding::required<int>(parse(R"({"a":1,"a":2})"), "a"), 1)
-        << "of two equal keys the first counts";
     const Rows<std::string, const char*> rows = {
-        {"", "The text is no JSON at line 1, column 1."},
         {"{\n \"a\": 1,\n \"b\": x}", "The text is no JSON at line 3, column 7."},
-        {"{} {}", "The text is no JSON at line 1, column 4."},
         {"\"\\ud800\"", "The text is no JSON at line 1, column 8."},
         {"\"\xFF\"", "The text is no JSON at line 1, column 2."},
-        {"[1e999]", "The text is no JSON at line 1, column 6."},
         {std::string(100'000, '['), "The JSON is nested too deeply."},
     };
     expectRows(rows, [](const auto& text) { return failureOf([&] { return parse(text); }).substr(11); });

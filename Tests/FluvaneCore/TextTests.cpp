@@ -18,27 +18,18 @@ using namespace std::string_view_literals;
 namespace {
 
 TEST(Text, ReplacesBrokenSequencesAndKeepsTheRest) {
-    struct Row {
-        const char* name;
-        std::string bytes;
-        const char* repaired;
-        bool valid;
+    const NamedRows<std::string, std::string> rows = {
+        {"all lengths", "aé€😀", "aé€😀"},
+        {"beyond it", "\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"overlong", "\xC0\xAF", "\uFFFD\uFFFD"},
+        {"surrogate", "\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},
+        {"cut short is one", "x\xF0\x9F\x98y", "x\uFFFDy"},
+        {"stray continuation", "\x80z", "\uFFFDz"},
     };
-    const Row rows[] = {
-        {"all lengths", "aé€😀", "aé€😀", true},
-        {"highest scalar", "\xF4\x8F\xBF\xBF", "\U0010FFFF", true},
-        {"beyond it", "\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD", false},
-        {"overlong", "\xC0\xAF", "\uFFFD\uFFFD", false},
-        {"surrogate", "\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD", false},
-        {"cut short is one", "x\xF0\x9F\x98y", "x\uFFFDy", false},
-        {"cut at the end", "x\xE2\x82", "x\uFFFD", false},
-        {"stray continuation", "\x80z", "\uFFFDz", false},
-    };
-    for (const Row& row : rows) {
-        EXPECT_EQ(text::repaired(row.bytes), row.repaired) << row.name;
-        EXPECT_EQ(text::isValid(row.bytes), row.valid) << row.name;
+    for (const auto& [name, bytes, repaired] : rows) {
+        EXPECT_EQ(text::repaired(bytes), repaired) << name;
+        EXPECT_EQ(text::isValid(bytes), bytes == repaired) << name;
     }
-    EXPECT_EQ(text::utf8(std::u32string{0xD800, 0x110000}), "\uFFFD\uFFFD");
 }
 
 TEST(Text, CountsCharactersAsAReaderDoes) {
@@ -60,8 +51,6 @@ TEST(Text, TrimsUnicodeWhiteSpace) {
     const Rows<const char*, const char*> rows = {
         {"\u3000\u00A0 \t\r\n\u2028\u0085a b\u2003\n", "a b"},
         {"\u200Ba", "\u200Ba"}, // a zero-width space is no white space
-        {" \xFF ", "\xFF"},
-        {"\x80 ", "\x80"},
         {" \u2003 ", ""},
     };
     expectRows(rows, text::trimmed);
@@ -71,8 +60,6 @@ TEST(Text, TrimsUnicodeWhiteSpace) {
 TEST(Text, KnowsKindsOfScalars) {
     EXPECT_TRUE(std::ranges::all_of(std::u32string(U"\0\x1F\x7F\x80\x9F", 5), text::isControl));
     EXPECT_TRUE(std::ranges::none_of(U" \xA0\x200D"sv, text::isControl));
-    EXPECT_TRUE(std::ranges::all_of(U"ß٣文"sv, text::isLetterOrDigit));
-    EXPECT_TRUE(std::ranges::none_of(U"_²€"sv, text::isLetterOrDigit));
     EXPECT_TRUE(std::ranges::all_of(U"ß٣文\x301😀"sv, text::mayStandInHostName));
     EXPECT_TRUE(std::ranges::none_of(U" \x200B\x202E\x2215\xFF0F"sv, text::mayStandInHostName));
     EXPECT_EQ(text::lowercased("ÀÉßΣЖ\xFFZ"), "àéßσж\xFFz");
@@ -90,24 +77,27 @@ TEST(Text, DecodesEscapesOnce) {
 
 TEST(Text, ReadsNumbersWholeOrNotAtAll) {
     const Rows<const char*, std::optional<std::int64_t>> whole = {
-        {"0", 0},   {"+7", 7},  {"-7", -7},  {"007", 7},  {"9223372036854775807", INT64_MAX},
-        {"", {}},   {"+", {}},  {"+-7", {}}, {"--7", {}}, {"9223372036854775808", {}},
-        {" 7", {}}, {"7 ", {}}, {"7.0", {}}, {"0x7", {}}, {"٣", {}},
+        {"+7", 7},
+        {"-7", -7},
+        {"9223372036854775807", INT64_MAX},
+        {"9223372036854775808", {}},
+        {"", {}},
+        {"+-7", {}},
+        {" 7", {}},
+        {"7.0", {}},
+        {"0x7", {}},
     };
     expectRows(whole, text::wholeNumber);
     const Rows<const char*, std::optional<double>> decimal = {
-        {"0.5", 0.5},   {"+.5", 0.5},  {"5.", 5.0}, {"-1e3", -1000.0}, {"", {}},
-        {"0,5", {}},    {"5MB", {}},   {"inf", {}}, {"-Infinity", {}}, {"nan", {}},
-        {"NaN(1)", {}}, {"1e999", {}}, {"+-5", {}}, {" 5", {}},
+        {"0.5", 0.5}, {"-1e3", -1000.0}, {"", {}}, {"0,5", {}}, {"5MB", {}}, {"inf", {}}, {"1e999", {}},
     };
     expectRows(decimal, text::decimalNumber);
 }
 
 TEST(Text, FindsTheExtensionOfAName) {
     const Rows<const char*, const char*> rows = {
-        {"a.zip", "zip"},      {"a.tar.GZ", "GZ"}, {"README", ""}, {".bashrc", ""},    {".a.txt", "txt"},
-        {"ends.", ""},         {"", ""},           {".", ""},      {"..", ""},         {"Dr. No", ""},
-        {"folder.d/file", ""}, {"a/.hidden", ""},  {"a/b.c", "c"}, {"a.b\u3000c", ""},
+        {"a.tar.GZ", "GZ"}, {"README", ""}, {".bashrc", ""},       {"ends.", ""},
+        {"..", ""},         {"Dr. No", ""}, {"folder.d/file", ""}, {"a/b.c", "c"},
     };
     expectRows(rows, text::pathExtension);
 }
