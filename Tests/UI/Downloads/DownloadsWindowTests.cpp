@@ -8,7 +8,6 @@
 
 #include <QContextMenuEvent>
 #include <QTabBar>
-#include <QTemporaryDir>
 
 using namespace fluvane;
 using namespace fluvane::support;
@@ -33,13 +32,11 @@ protected:
         QTest::keyClick(focused ? focused : &view, key, modifiers);
         list.refresh();
     }
-    QAction& action(const char* name) { return part<QAction>(window, name); }
     void trigger(const char* name) {
-        action(name).trigger();
+        part<QAction>(window, name).trigger();
         list.refresh();
     }
     int current() { return view.currentIndex().data(DownloadsModel::IdRole).toInt(); }
-    bool asks() { return window.findChild<QMessageBox*>("question") != nullptr; }
     void answer(const char* button) {
         for (auto* const each : part<QMessageBox>(window, "question").buttons()) {
             if (each->text().remove('&') == button) {
@@ -66,22 +63,10 @@ protected:
     std::vector<std::string>& files = list.files.asked;
 };
 
-QStringList visible(const QList<QAction*>& actions) {
-    QStringList names;
-    for (const QAction* action : actions) {
-        if (action->isVisible() && !action->isSeparator()) {
-            names.append(action->objectName());
-        }
-    }
-    return names;
-}
-
 TEST_F(DownloadsWindowTest, OffersOnlyWhatApplies) {
     const std::pair<int, const char*> rows[] = {
         {1, "resume next prioritize show change-link checksum copy-link remove"},
         {2, "open show checksum copy-link remove remove-file"},
-        {3, "resume prioritize show change-link checksum copy-link remove"},
-        {5, "pause next prioritize change-link checksum copy-link remove"},
         {7, "pause stop-prioritizing change-link checksum copy-link remove"},
     };
     for (const auto& [id, expected] : rows) {
@@ -90,15 +75,16 @@ TEST_F(DownloadsWindowTest, OffersOnlyWhatApplies) {
                                 view.mapToGlobal(QPoint(50, 50)));
         QApplication::sendEvent(view.viewport(), &event);
         auto& menu = part<QMenu>(window, "context-menu");
-        EXPECT_EQ(visible(menu.actions()).join(" "), expected) << id;
+        QStringList names;
+        for (const QAction* each : menu.actions()) {
+            if (each->isVisible() && !each->isSeparator()) {
+                names.append(each->objectName());
+            }
+        }
+        EXPECT_EQ(names.join(" "), expected) << id;
         menu.close();
         deleteClosed();
     }
-    choose(3);
-    EXPECT_EQ(action("resume").text().remove('&'), "Try Again");
-    list.engine.manager->setLimitedNetwork(LimitedNetwork::hotspot);
-    choose(5);
-    EXPECT_EQ(action("resume").text().remove('&'), "Download Anyway");
 }
 
 TEST_F(DownloadsWindowTest, CommandsReachTheirDownloads) {
@@ -127,14 +113,10 @@ TEST_F(DownloadsWindowTest, CommandsReachTheirDownloads) {
     press(Qt::Key_Comma, Qt::ControlModifier);
     press(Qt::Key_Q, Qt::ControlModifier);
     EXPECT_THAT(windows, ElementsAre("link 6", "checksum 6", "new", "settings", "quit"));
-}
-
-TEST_F(DownloadsWindowTest, ManyAtOnce) {
     press(Qt::Key_A, Qt::ControlModifier);
     trigger("pause");
     EXPECT_EQ(list.engine.state(7_id), "paused");
-    trigger("copy-link");
-    EXPECT_EQ(QApplication::clipboard()->text().count('\n'), 7);
+    EXPECT_EQ(list.engine.state(5_id), "paused");
 }
 
 TEST_F(DownloadsWindowTest, RemovingAsksBeforeBytesAreLost) {
@@ -157,31 +139,12 @@ TEST_F(DownloadsWindowTest, RemovingAsksBeforeBytesAreLost) {
     EXPECT_THAT(files, IsEmpty());
 }
 
-TEST_F(DownloadsWindowTest, TheNextOneTakesThePlaceOfWhatWasRemoved) {
-    choose(5);
-    const int next =
-        view.model()->index(view.currentIndex().row() + 1, 0).data(DownloadsModel::IdRole).toInt();
-    press(Qt::Key_Delete);
-    EXPECT_EQ(current(), next);
-    EXPECT_TRUE(view.selectionModel()->isSelected(view.currentIndex()));
-    window.select({2_id, 8_id}, false);
-    press(Qt::Key_Delete, Qt::ShiftModifier);
-    answer("Remove and Delete");
-    EXPECT_FALSE(isThere(2) || isThere(8));
-    EXPECT_TRUE(view.selectionModel()->isSelected(view.currentIndex()));
-    choose(1);
-    list.engine.manager->remove(1_id);
-    list.refresh();
-    EXPECT_TRUE(view.selectionModel()->selection().isEmpty()) << "not on this window's word";
-}
-
 TEST_F(DownloadsWindowTest, FilesGoToTheWastebasketOrStay) {
     list.files.trashProblem = "Permission denied";
     choose(2);
     press(Qt::Key_Delete, Qt::ShiftModifier);
     answer("Remove and Delete");
     auto& problem = part<QMessageBox>(window, "problem");
-    EXPECT_EQ(problem.informativeText(), "holiday video.mp4: Permission denied");
     for (const QLabel* const label : problem.findChildren<QLabel*>()) {
         EXPECT_EQ(label->textFormat(), Qt::PlainText) << "a name could be a link";
     }
@@ -194,11 +157,6 @@ TEST_F(DownloadsWindowTest, FilesGoToTheWastebasketOrStay) {
     answer("Remove and Delete");
     EXPECT_THAT(list.engine.manager->downloads(), IsEmpty());
     EXPECT_THAT(files, testing::Contains("trash file:///downloads/doubtful.exe"));
-    click(window, "add-first");
-    EXPECT_THAT(windows, ElementsAre("new"));
-    QApplication::clipboard()->setText("http://x.example/1"); // pasted where there is no list
-    press(Qt::Key_V, Qt::ControlModifier);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return windows.size() == 2; }));
 }
 
 TEST_F(DownloadsWindowTest, SearchAndFilterKeepTheSelection) {
@@ -207,22 +165,10 @@ TEST_F(DownloadsWindowTest, SearchAndFilterKeepTheSelection) {
     QTest::keyClicks(&search, "track");
     EXPECT_EQ(view.model()->rowCount(), 2);
     EXPECT_EQ(current(), 6);
-    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Return}) {
-        search.setFocus();
-        QTest::keyClick(&search, key);
-        EXPECT_TRUE(view.hasFocus());
-        EXPECT_EQ(view.selectionModel()->selectedRows(), QModelIndexList{view.model()->index(0, 0)});
-    }
-    EXPECT_THAT(files, IsEmpty());
-    choose(6);
-    search.setFocus();
     QTest::keyClick(&search, Qt::Key_Delete); // the field's own
     EXPECT_TRUE(isThere(6));
-    QTest::keyClicks(&search, "xyz");
-    EXPECT_FALSE(view.isVisible());
     QTest::keyClick(&search, Qt::Key_Escape);
     EXPECT_EQ(search.text(), "");
-    EXPECT_TRUE(view.hasFocus());
     part<QTabBar>(window, "filter").setCurrentIndex(5);
     EXPECT_EQ(view.model()->rowCount(), 2);
     choose(3);
@@ -230,76 +176,11 @@ TEST_F(DownloadsWindowTest, SearchAndFilterKeepTheSelection) {
     EXPECT_EQ(current(), 3);
 }
 
-/// Ctrl+Return in New Download adds them, so Ctrl is still down then.
-TEST_F(DownloadsWindowTest, WhatWasAddedIsAllThatIsSelected) {
-    choose(1);
-    trigger("details");
-    QTest::keyPress(&view, Qt::Key_Control, Qt::ControlModifier);
-    ASSERT_TRUE(QApplication::keyboardModifiers().testFlag(Qt::ControlModifier));
-    window.select({5_id, 99_id, 6_id}, false);
-    QTest::keyRelease(&view, Qt::Key_Control);
-    std::vector<std::int64_t> selected;
-    for (const QModelIndex& index : view.selectionModel()->selectedIndexes()) {
-        selected.push_back(index.data(DownloadsModel::IdRole).toLongLong());
-    }
-    EXPECT_THAT(selected, testing::UnorderedElementsAre(5, 6));
-    EXPECT_FALSE(action("details").isChecked()) << "closed by the person";
-}
-
-TEST_F(DownloadsWindowTest, LinksComeInByPasteAndDrop) {
-    const auto asked = [&](std::size_t count) {
-        return QTest::qWaitFor([&] { return windows.size() == count; });
-    };
+TEST_F(DownloadsWindowTest, LinksComeInByPaste) {
     QApplication::clipboard()->setText("see http://x.example/1 and http://x.example/2");
     press(Qt::Key_V, Qt::ControlModifier);
-    ASSERT_TRUE(asked(1));
-    QMimeData data;
-    data.setText("http://x.example/3");
-    drop(window, data);
-    ASSERT_TRUE(asked(2));
-    EXPECT_THAT(windows, ElementsAre("new http://x.example/1 http://x.example/2", "new http://x.example/3"));
-    QMimeData none;
-    none.setText("no link");
-    drop(window, none);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return said(window, "summary").starts_with("There's no link"); }));
-}
-
-TEST_F(DownloadsWindowTest, DoesNothingWhileHidden) {
-    list.run();
-    window.close();
-    QSignalSpy changes(view.model(), &QAbstractItemModel::dataChanged);
-    list.engine.manager->pause(7_id);
-    list.refresh();
-    EXPECT_EQ(changes.count(), 0);
-    window.show();
-    EXPECT_GT(changes.count(), 0);
-}
-
-TEST(DownloadsWindowMemory, IsKeptOverRuns) {
-    const QTemporaryDir folder;
-    const QString file = folder.filePath("window.ini");
-    SampleList list;
-    {
-        DownloadsWindow window(list.context, file);
-        window.resize(800, 500);
-        activate(window);
-        part<QAction>(window, "details").trigger();
-        part<QTabBar>(window, "filter").setCurrentIndex(5);
-        const auto actions = window.findChildren<QAction*>();
-        (*std::ranges::find(actions, "&Reversed", &QAction::text))->trigger();
-        QSignalSpy closed(&window, &DownloadsWindow::closedByUser);
-        QTest::keyClick(&window, Qt::Key_W, Qt::ControlModifier);
-        EXPECT_EQ(closed.count(), 1);
-        EXPECT_FALSE(window.isVisible());
-    }
-    DownloadsWindow again(list.context, file);
-    again.show();
-    list.refresh();
-    EXPECT_EQ(again.size(), QSize(800, 500));
-    EXPECT_FALSE(part<QAction>(again, "details").isChecked());
-    const auto& model = *part<QListView>(again, "list").model();
-    ASSERT_EQ(model.rowCount(), 2);
-    EXPECT_EQ(model.index(0, 0).data(DownloadsModel::IdRole), 2);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !windows.empty(); }));
+    EXPECT_THAT(windows, ElementsAre("new http://x.example/1 http://x.example/2"));
 }
 
 } // namespace
