@@ -101,6 +101,7 @@ TEST_F(DiagnosticsTest, ComesInTimeWhateverHangs) {
         Diagnostics::Options{.services = {slow}, .sections = noSections, .log = slowLog, .patience = 3},
         kit.context());
     diagnostics->report(keep);
+    EXPECT_EQ(kit.timers.at(0).first, 3);
     kit.fireTimers();
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_THAT(reports.back(), AllOf(HasSubstr("org.freedesktop.Slow: no answer\n"),

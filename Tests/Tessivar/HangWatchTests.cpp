@@ -6,11 +6,7 @@
 #include "Support/Rows.h"
 #include "Support/TemporaryFolder.h"
 #include "Tessivar/HangJudge.h"
-#include "Tessivar/Qt/WatchedApplication.h"
 #include "Tessivar/Report.h"
-
-#include <QEventLoop>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -97,26 +93,6 @@ TEST(HangWatch, RecordsAHangOnceWithItsStackAndHowLongItLasted) {
         EXPECT_GT(report.frames.size(), 3U);
 #endif
     }
-}
-
-// What goes on in an event is a hang, an inner loop that waits is none.
-TEST(WatchedApplication, KnowsAnInnerLoopFromAHang) {
-    int count = 1;
-    char name[] = "test";
-    char* arguments[] = {name, nullptr};
-    Watched main;
-    WatchedApplication<QCoreApplication> application(count, arguments, main.watch);
-    main.watch.start();
-    QTimer::singleShot(0, [&] {
-        QEventLoop inner;
-        QTimer::singleShot(400ms, &inner, &QEventLoop::quit);
-        inner.exec();
-        EXPECT_FALSE(main.hung.try_acquire());
-        EXPECT_TRUE(main.isHung()); // behind the inner loop, in the same event
-        QCoreApplication::quit();
-    });
-    QCoreApplication::exec();
-    EXPECT_EQ(main.reports().size(), 1U);
 }
 
 } // namespace tessivar

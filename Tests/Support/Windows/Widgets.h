@@ -8,18 +8,14 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
-#include <QDragEnterEvent>
-#include <QDropEvent>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QMenu>
 #include <QMessageBox>
-#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QSignalSpy>
 #include <QTest>
 
 #include <gmock/gmock.h>
@@ -92,15 +88,6 @@ inline void chooseFile(QFileDialog* dialog, const QString& path) {
     ASSERT_TRUE(dialog) << "nothing asks for " << path.toStdString();
     Q_EMIT dialog->fileSelected(path);
     dialog->close();
-}
-
-inline void drop(QWidget& window, const QMimeData& data) {
-    const QPoint place = window.rect().center();
-    QDragEnterEvent entering(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&window, &entering);
-    EXPECT_TRUE(entering.isAccepted());
-    QDropEvent event(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&window, &event);
 }
 
 } // namespace fluvane::support

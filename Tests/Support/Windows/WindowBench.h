@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "Fluvane/Ports/Autostart.h"
 #include "Fluvane/UI/Models/WindowContext.h"
 #include "Support/Engine.h"
 #include "Support/FakeSettings.h"
@@ -10,6 +11,7 @@
 
 #include <QApplication>
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,6 +29,19 @@ public:
     }
     std::vector<std::string> asked;
     std::optional<std::string> trashProblem;
+};
+
+class FakeAutostart : public Autostart {
+public:
+    [[nodiscard]] bool isOn() const override { return on; }
+    void set(bool wanted) override {
+        if (!failure.empty()) {
+            throw std::runtime_error(failure);
+        }
+        on = wanted;
+    }
+    bool on = false;
+    std::string failure; ///< Of every switching from now on, unless empty.
 };
 
 /// A whole engine on fakes and what windows are given beside it. Time is simulated for the engine; Qt's own

@@ -15,7 +15,6 @@
 #include <array>
 #include <barrier>
 #include <csignal>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -93,11 +92,6 @@ const std::map<std::string, std::function<void()>> ways = {
     {"overflow", [] { overflowTheStack(0); }},
     {"twice", crashTwiceAtOnce},
     {"jump into text", [] { jumpTo(secret.data()); }},
-    {"call nothing",
-     [] {
-         const std::uintptr_t nothing = 0;
-         jumpTo(&nothing);
-     }},
     {"throw", [] { std::thread(throwWithNoOneToCatch).join(); }},
     {"no folder",
      [] {
