@@ -21,24 +21,18 @@ using namespace testing;
 
 namespace {
 
-/// A file whose sync may wait, fail or look around.
+/// A file whose sync may wait, and then fail or look around.
 struct SyncedFile : PieceFile {
     explicit SyncedFile(std::ptrdiff_t waits = 0) : goOn(waits) {}
     void write(std::span<const std::byte>, std::int64_t) override {}
     void close() noexcept override {}
     void sync() override {
         goOn.wait();
-        if (onSync) {
-            onSync();
-        }
-        if (!works) {
-            throw FileError("Input/output error");
-        }
+        onSync();
     }
 
     std::latch goOn;
-    bool works = true;
-    std::function<void()> onSync;
+    std::function<void()> onSync = [] {};
 };
 using Files = std::vector<std::shared_ptr<PieceFile>>;
 
@@ -129,7 +123,7 @@ protected:
         return text;
     }
     static std::shared_ptr<SyncedFile> broken(std::shared_ptr<SyncedFile> file) {
-        file->works = false;
+        file->onSync = [] { throw FileError("Input/output error"); };
         return file;
     }
 

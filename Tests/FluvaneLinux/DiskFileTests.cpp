@@ -1,7 +1,11 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+// What only a disk can do wrong, and what must be on it before what. The system's calls that put it there are
+// this program's own here: they note themselves and can fail.
+
 #include "Fluvane/Linux/DiskFiles.h"
+#include "Fluvane/Linux/JSONDownloadStore.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/TestQueue.h"
 
@@ -9,16 +13,58 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <mutex>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
+
+namespace {
+
+std::mutex mutex;
+std::vector<std::string> calls;
+bool syncsFail = false;
+int namesTaken = 0; ///< How many more names somebody else takes just before they are given.
+
+void note(const std::string& call, const std::filesystem::path& path) {
+    const std::lock_guard lock(mutex);
+    calls.push_back(call + " " + path.filename().string());
+}
+
+} // namespace
+
+extern "C" int fsync(int descriptor) {
+    note("sync", std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)));
+    if (syncsFail) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+}
+
+extern "C" int rename(const char* from, const char* to) noexcept {
+    note("name", to);
+    return static_cast<int>(::syscall(SYS_rename, from, to));
+}
+
+extern "C" int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
+                         unsigned flags) noexcept {
+    note("name", to);
+    if (namesTaken > 0) {
+        --namesTaken;
+        fluvane::support::writeFile(to, "theirs");
+    }
+    return static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
+}
 
 namespace fluvane {
 
 using namespace support;
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
@@ -39,6 +85,7 @@ std::string messageOf(const std::function<void()>& work) {
 
 class DiskFileTest : public testing::Test {
 protected:
+    ~DiskFileTest() override { syncsFail = false; }
     [[nodiscard]] URL at(const std::string& name) const { return URL::file((folder / name).string()); }
 
     /// The final path, or the failure's text in brackets.
@@ -49,6 +96,9 @@ protected:
         EXPECT_TRUE(queue.runUntil([&] { return outcome.has_value(); }));
         return outcome->ok() ? outcome->value().path() : "(" + outcome->error() + ")";
     }
+    [[nodiscard]] URL inside() const { return URL::folder((folder / "in").string()); }
+    static std::vector<std::string> taken() { return std::exchange(calls, {}); }
+
     TemporaryFolder folder;
     TestQueue queue;
     DiskFileStore store{queue, "test"};
@@ -174,6 +224,58 @@ TEST_F(DiskFileTest, GivesUpWorkWhenItEnds) {
     queue.runPending();
     EXPECT_FALSE(called);
     EXPECT_TRUE(store.exists(at("a.part")));
+}
+
+TEST_F(DiskFileTest, TheListIsWholeBeforeItHasItsName) {
+    JSONDownloadStore list(folder / "in/list", queue, "test");
+    taken();
+    list.save({}, {}, {});
+    list.flush();
+    const auto parent = "sync " + folder.path().filename().string();
+    EXPECT_THAT(taken(), ElementsAre(parent, "sync .list.saving", "name list", "sync in"));
+    syncsFail = true;
+    list.save({}, {}, {});
+    list.flush();
+    EXPECT_THAT(taken(), ElementsAre("sync .list.saving"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "in/.list.saving"));
+}
+
+TEST_F(DiskFileTest, AFileIsWholeBeforeItHasItsName) {
+    const auto file = store.create(at("a.part"), 10);
+    taken();
+    file->close();
+    EXPECT_THAT(taken(), ElementsAre("sync a.part"));
+    EXPECT_EQ(finish(at("a.part"), "a", inside()), (folder / "in/a").string());
+    const auto parent = "sync " + folder.path().filename().string();
+    EXPECT_THAT(taken(), ElementsAre("sync a.part", parent, "name a", "sync in", parent));
+}
+
+TEST_F(DiskFileTest, AFileWhoseSyncFailedIsTrustedNeverAgain) {
+    for (const bool closed : {false, true}) {
+        const auto file = store.create(at("a.part"), 10);
+        syncsFail = true;
+        if (closed) {
+            file->close();
+        } else {
+            EXPECT_THROW(file->sync(), FileError);
+        }
+        syncsFail = false; // the system tells of lost bytes only once
+        EXPECT_THROW(file->write({}, 0), FileError);
+        EXPECT_THROW(file->sync(), FileError);
+        EXPECT_THROW((void)store.open(at("a.part")), FileError);
+        EXPECT_EQ(finish(at("a.part"), "a", inside()), "(Some of its bytes didn't reach the disk.)");
+        EXPECT_NO_THROW(store.create(at("a.part"), 10)->sync());
+        EXPECT_NO_THROW((void)store.open(at("a.part"))) << "begun afresh";
+    }
+}
+
+TEST_F(DiskFileTest, ANameTakenInBetweenIsLeftToItsOwner) {
+    writeFile(folder / "a.part", "ours");
+    namesTaken = 2;
+    EXPECT_EQ(finish(at("a.part"), "a", inside()), (folder / "in/a (2)").string());
+    EXPECT_EQ(readFile(folder / "in/a"), "theirs");
+    EXPECT_EQ(readFile(folder / "in/a (1)"), "theirs");
+    EXPECT_EQ(readFile(folder / "in/a (2)"), "ours");
 }
 
 } // namespace fluvane

@@ -15,8 +15,8 @@ using namespace support;
 TEST(Listing, ReadsWhatIsShown) {
     const auto rows = parseListing(R"([
         {"id": 7, "name": "a.iso", "state": "failed", "reason": "No.", "url": "https://host/a.iso", "folder": "/f",
-         "downloaded": 10, "size": 40, "connections": 3, "bytesPerSecond": 5, "checksum": "sha1:ab",
-         "checksumMatches": false, "file": "/f/a.iso", "placeInLine": 2, "later": {}},
+         "downloaded": 10, "size": 40, "connections": 3, "checksum": "sha1:ab", "checksumMatches": false,
+         "file": "/f/a.iso", "later": {}},
         {"id": 9, "name": "c", "state": "thawing"}])");
     ASSERT_TRUE(rows);
     const Row whole{.id = 7_id,
@@ -26,11 +26,9 @@ TEST(Listing, ReadsWhatIsShown) {
                     .file = "/f/a.iso",
                     .downloaded = 10,
                     .size = 40,
-                    .bytesPerSecond = 5,
                     .connections = 3,
                     .checksum = "sha1:ab",
-                    .checksumMatches = false,
-                    .placeInLine = 2};
+                    .checksumMatches = false};
     const Row bare{.id = 9_id, .name = "c", .state = UnknownState{"thawing"}};
     EXPECT_EQ(*rows, (std::vector<Row>{whole, bare}));
 }
