@@ -111,17 +111,8 @@ def scene():
             raise AssertionError(f"left running: {left}")
 
 
-def sweep():
-    """Removes what tests left that were interrupted or killed."""
-    end_leftovers(0)
-    for folder in pathlib.Path("/tmp").glob("fluvane-*-*"):
-        pid = folder.name.split("-")[1]
-        if pid.isdigit() and (int(pid) == os.getpid() or not os.path.exists(f"/proc/{pid}")):
-            shutil.rmtree(folder, ignore_errors=True)
-
-
 _system.prctl(_CHILD_SUBREAPER, 1)
-atexit.register(sweep)
+atexit.register(end_leftovers, 0)
 signal.signal(signal.SIGTERM, signal.default_int_handler)  # so that being ended is an end, too
 
 

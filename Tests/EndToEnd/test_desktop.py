@@ -81,13 +81,6 @@ class Desktop(EndToEnd):
         self.application.kill()  # what the second waits for
         self.application.up(second)
 
-    def test_an_action_reaches_an_application_that_is_only_starting(self):
-        self.server.make_file("a.bin", 20 * MB)
-        number = self.application.start().add(self.server.link("/a.bin"))
-        self.application.stop()
-        self.application.up(self.application.spawn("--action", "pause-all"))
-        wait_for(lambda: self.application.state(number) == "paused", "it is paused")
-
     def test_sleep_and_the_network_reach_the_downloads(self):
         login, network = self.desk.play_login(), self.desk.play_network()
         self.server.make_file("a.bin", 400 * MB)

@@ -126,14 +126,6 @@ TEST_F(DiskFileTest, RefusesWhatIsNoFile) {
     }
 }
 
-TEST_F(DiskFileTest, CreatesSparseFilesForTheGroupToRead) {
-    (void)store.create(at("a"), 100'000'000);
-    struct stat status {};
-    ASSERT_EQ(::stat((folder / "a").c_str(), &status), 0);
-    EXPECT_LT(status.st_blocks * 512, 1'000'000);
-    EXPECT_EQ(status.st_mode & 0777, 0644U);
-}
-
 TEST_F(DiskFileTest, AFullDiskFailsTheWriteAndKeepsWhatIsThere) {
     rlimit before{};
     ::getrlimit(RLIMIT_FSIZE, &before);

@@ -14,37 +14,21 @@
 namespace fluvane::support {
 
 TEST(TransferErrors, SayWhatWentWrong) {
-    struct Row {
-        TransferFailure failure;
-        const char* sentence;
-        bool mayBeOffline;
+    const auto expect = [](TransferFailure failure, const char* text, bool offline) {
+        failure.host = "a.example";
+        EXPECT_EQ(sentence(failure), text);
+        EXPECT_EQ(mayBeOffline(failure), offline) << text;
     };
-    const std::vector<Row> rows = {
-        {{.code = CURLE_COULDNT_RESOLVE_HOST, .host = "a.example"},
-         "The server a.example wasn't found.",
-         true},
-        {{.code = CURLE_COULDNT_CONNECT, .systemError = ENETUNREACH, .host = "a.example"},
-         "Couldn't connect to a.example: Network is unreachable.",
-         true},
-        {{.code = CURLE_COULDNT_CONNECT,
-          .systemError = ENETUNREACH,
-          .host = "a.example",
-          .peer = "127.0.0.1"},
-         "Couldn't connect to a.example: Network is unreachable.",
-         false},
-        {{.code = CURLE_RECV_ERROR, .host = "a.example", .proxyStatus = 403},
-         "The proxy refused the connection (status 403).",
-         true},
-        {{.code = CURLE_PEER_FAILED_VERIFICATION, .certificate = 10},
-         "The server's certificate has expired.",
-         false},
-        {{.code = CURLE_OPERATION_TIMEDOUT, .host = "a.example"}, "The server stopped answering.", true},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.sentence);
-        EXPECT_EQ(sentence(row.failure), row.sentence);
-        EXPECT_EQ(mayBeOffline(row.failure), row.mayBeOffline);
-    }
+    expect({.code = CURLE_COULDNT_RESOLVE_HOST}, "The server a.example wasn't found.", true);
+    const char* const unreachable = "Couldn't connect to a.example: Network is unreachable.";
+    expect({.code = CURLE_COULDNT_CONNECT, .systemError = ENETUNREACH}, unreachable, true);
+    expect({.code = CURLE_COULDNT_CONNECT, .systemError = ENETUNREACH, .peer = "127.0.0.1"}, unreachable,
+           false);
+    expect({.code = CURLE_RECV_ERROR, .proxyStatus = 403}, "The proxy refused the connection (status 403).",
+           true);
+    expect({.code = CURLE_PEER_FAILED_VERIFICATION, .certificate = 10},
+           "The server's certificate has expired.", false);
+    expect({.code = CURLE_OPERATION_TIMEDOUT}, "The server stopped answering.", true);
 }
 
 TEST(NetworkReach, KnowsThisMachine) {
