@@ -4,41 +4,28 @@
 #include "Support/FakeTransport.h"
 
 #include <algorithm>
-#include <array>
 
 #include <fmt/format.h>
 
 namespace fluvane::support {
 
-namespace {
-
-constexpr std::int64_t blockSize = 65'521;
-
-/// A block of the content: the same pattern, shifted by the block's number, so that no block lies right in
-/// another's place.
-const std::string& block(std::int64_t number) {
-    static std::array<std::string, 256> blocks;
-    auto& bytes = blocks[static_cast<std::size_t>(number % 256)];
-    if (bytes.empty()) {
-        bytes.resize(blockSize);
-        for (std::int64_t i = 0; i < blockSize; ++i) {
-            bytes[static_cast<std::size_t>(i)] = static_cast<char>(i * 31 + i / 251 + number);
-        }
-    }
-    return bytes;
-}
-
-} // namespace
-
 std::string content(std::int64_t from, std::int64_t to) {
+    // Blocks of one pattern, shifted by the block's number, so that none lies right in another's place.
+    static const std::string blocks = [] {
+        std::string bytes;
+        for (int number = 0; number < 256; ++number) {
+            for (int i = 0; i < 65'521; ++i) {
+                bytes += static_cast<char>(i * 31 + i / 251 + number);
+            }
+        }
+        return bytes;
+    }();
     std::string bytes;
-    bytes.reserve(static_cast<std::size_t>(std::max<std::int64_t>(to - from, 0)));
-    for (auto offset = from; offset < to;) {
-        const auto within = offset % blockSize;
-        const auto count = std::min(blockSize - within, to - offset);
-        bytes.append(block(offset / blockSize), static_cast<std::size_t>(within),
-                     static_cast<std::size_t>(count));
-        offset += count;
+    while (from < to) {
+        const auto within = from % std::ssize(blocks);
+        const auto count = std::min(std::ssize(blocks) - within, to - from);
+        bytes.append(blocks, static_cast<std::size_t>(within), static_cast<std::size_t>(count));
+        from += count;
     }
     return bytes;
 }

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ranges>
 
 namespace fluvane::support {
 
@@ -130,11 +131,8 @@ std::optional<std::string> MemoryFileStore::contents(const std::string& path) co
 }
 
 std::vector<std::string> MemoryFileStore::paths() const {
-    std::vector<std::string> all;
-    for (const auto& [path, bytes] : files_) {
-        all.push_back(path);
-    }
-    return all;
+    const auto all = std::views::keys(files_);
+    return {all.begin(), all.end()};
 }
 
 template <class T>
