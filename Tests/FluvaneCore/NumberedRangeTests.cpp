@@ -31,31 +31,18 @@ TEST(NumberedRange, ExpandsAWord) {
 
 TEST(NumberedRange, StopsAtTheLimitWithoutCountingOn) {
     const std::string twos = std::string(990, '1') + "2222211222"; // 999 is 1111100111 in twos
-    const Rows<std::string, std::string> rows = {
-        {"[1-999999999]", "1000"},
-        {"[1-40]x[1-40]", "25x40"},
-        {repeated("[1-2]", 1000), twos},
-    };
-    expectRows(rows, [](const auto& word) {
+    for (const auto& [word, last] :
+         Rows<std::string, std::string>{{"[1-40]x[1-40]", "25x40"}, {repeated("[1-2]", 1000), twos}}) {
         const auto words = numberedRange::expandWord(word);
-        return words.size() == numberedRange::limit ? words.back() : "";
-    });
+        EXPECT_EQ(words.size(), numberedRange::limit);
+        EXPECT_EQ(words.back(), last);
+    }
     const std::string tooLong = repeated("[1-2]", 20'000);
     EXPECT_THAT(numberedRange::expandWord(tooLong), ElementsAre(tooLong));
 }
 
-TEST(NumberedRange, ExpandsTextAndKeepsItsWhiteSpace) {
-    const Rows<const char*, const char*> rows = {
-        {" no range \r\n\there ", " no range \r\n\there "},
-        {"a[1-2]\t b\nc[3-4]", "a1\na2\t b\nc3\nc4"},
-        {"\xFF[1-2]\xE2\x82 é", "\xFF"
-                                "1\xE2\x82\n\xFF"
-                                "2\xE2\x82 é"},
-    };
-    expectRows(rows, numberedRange::expand);
-}
-
-TEST(NumberedRange, BoundsWhatOneTextComesTo) {
+TEST(NumberedRange, ExpandsTextUpToABound) {
+    EXPECT_EQ(numberedRange::expand("a[1-2]\t b\nc[3-4]"), "a1\na2\t b\nc3\nc4");
     const std::string short_ = numberedRange::expand(repeated("http://h/[1-9999] ", 50'000));
     EXPECT_EQ(std::count(short_.begin(), short_.end(), '\n'), 100 * 999);
     EXPECT_TRUE(short_.ends_with("http://h/[1-9999] ")) << "the rest stays as it was";

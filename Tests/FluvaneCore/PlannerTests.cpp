@@ -45,7 +45,6 @@ TEST(Planner, GivesAFreeConnectionWork) {
             {"a tiny idle piece before a split", "----------|-", {{0, 0}}, 1, IdlePiece{10}},
             {"the biggest busy piece", "##--|--------", {{0, 2}, {4, 4}}, 1, Split{4, 8}},
             {"where its connection has got to", "--------", {{0, 4}}, 1, Split{0, 6}},
-            {"just under twice the minimum", "-------", {{0, 0}}, 4, {}},
             {"just twice the minimum", "--------", {{0, 0}}, 4, Split{0, 4}},
             {"no minimum still leaves a byte each", "#-", {{0, 1}}, 0, {}},
             {"no end, no split", "--~", {{0, 0}}, 1, {}},
@@ -56,16 +55,6 @@ TEST(Planner, GivesAFreeConnectionWork) {
     }
     const std::vector<Piece> unordered = {{20, 30, 0}, {0, 10, 0}, {10, 20, 0}};
     EXPECT_EQ(planner::nextWork(unordered, {{0, 0}}, 1), planner::Work(IdlePiece{10}));
-}
-
-TEST(Planner, AlignsASplitUnlessTheFirstHalfGetsTooSmall) {
-    const auto splitAt = [](std::int64_t end, std::int64_t position, std::int64_t minimum) {
-        return std::get<planner::Split>(*planner::nextWork({{0, end, 0}}, {{0, position}}, minimum)).at;
-    };
-    EXPECT_EQ(splitAt(2'000'000, 0, 900'000), 983'040) << "rounded down to a multiple of 64 KiB";
-    EXPECT_EQ(splitAt(2'000'000, 0, 983'041), 1'000'000) << "a byte less than the minimum";
-    EXPECT_EQ(splitAt(131'100, 65'530, 1), 65'536) << "six bytes past the position";
-    EXPECT_EQ(splitAt(131'000, 65'536, 0), 98'268) << "not past the position";
 }
 
 } // namespace

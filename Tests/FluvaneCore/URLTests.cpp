@@ -38,28 +38,12 @@ TEST(URL, KeepsTheTextAndEscapesOnlyWhatMayNotStand) {
 }
 
 TEST(URL, RefusesWhatIsNoAbsoluteLink) {
-    const std::pair<const char*, std::string> rows[] = {
-        {"empty", ""},
-        {"no scheme", "host/file"},
-        {"open bracket", "http://[::1"},
-        {"brackets around a name", "http://[host]/"},
-        {"no host", "http://"},
-        {"one slash", "https:/host/path"},
-        {"only a user", "http://user@/x"},
-        {"port too big", "http://host:65536/"},
-        {"two ports", "http://host:80:90/"},
-        {"two at signs", "http://a@b@host/"},
-        {"backslash before the host", "http://evil.example\\@host/"},
-        {"blank in the host", "http://ho st/"},
-        {"control in the host", "http://ho\x01st/"},
-        {"direction mark in the host", "http://\u202Ehost.example/"},
-        {"escaped slash in the host", "http://ho%2Fst/"},
-        {"invalid UTF-8", "http://host/\xC3("},
-        {"file elsewhere", "file://server/share"},
-        {"file with a NUL", "file:///a%00b"},
-    };
-    for (const auto& [name, text] : rows) {
-        EXPECT_FALSE(URL::parse(text)) << name;
+    for (const char* text :
+         {"", "host/file", "http://[::1", "http://[host]/", "http://", "https:/host/path", "http://user@/x",
+          "http://host:65536/", "http://host:80:90/", "http://a@b@host/", "http://evil.example\\@host/",
+          "http://ho st/", "http://ho\x01st/", "http://\u202Ehost.example/", "http://ho%2Fst/",
+          "http://host/\xC3(", "file://server/share", "file:///a%00b"}) {
+        EXPECT_FALSE(URL::parse(text)) << text;
     }
 }
 
