@@ -4,15 +4,11 @@
 #include "Fluvane/Client/CLI.h"
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Client/Usage.h"
-#include "Sockets.h"
 #include "Support/Rows.h"
+#include "Support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <fstream>
-#include <functional>
-#include <thread>
 
 namespace fluvane {
 namespace {
@@ -114,42 +110,6 @@ TEST(CLI, MakesPathsAbsolute) {
     };
     support::expectRows(rows, cli::rewritten);
     std::filesystem::current_path(before);
-}
-
-/// The request that reaches a server, and what the client makes of its reply.
-std::pair<std::string, std::optional<cli::Answer>> sendTo(const std::string& reply,
-                                                          const Arguments& arguments) {
-    const TemporaryFolder folder;
-    const auto listener = support::listening(folder / "s", 1);
-    std::string request;
-    std::thread server([&] {
-        const controlSocket::Descriptor client(accept(listener.get(), nullptr, nullptr));
-        char chunk[4096];
-        for (ssize_t count = 0; (count = read(client.get(), chunk, sizeof chunk)) > 0;) {
-            request.append(chunk, static_cast<std::size_t>(count));
-        }
-        controlSocket::writeAll(client.get(), reply);
-    });
-    const auto answer = cli::send(arguments, folder / "s");
-    server.join();
-    return {request, answer};
-}
-
-TEST(CLI, ReadsReplies) {
-    const std::string big(3'000'000, 'x');
-    const support::NamedRow<std::string, std::string> rows[] = {
-        // "none", or whether it went well and the text
-        {"text", "ok\ntwo\nlines", "1two\nlines"},
-        {"error", "error\nNo.", "0No."},
-        {"no line feed", "ok", "none"},
-        {"broken text", "ok\n\xff\xe2\x82|\xed\xa0\x80|…", "1\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD|…"},
-        {"big", "ok\n" + big, "1" + big},
-    };
-    for (const auto& [name, reply, expected] : rows) {
-        const auto [request, answer] = sendTo(reply, {"add", "\"…\n"});
-        EXPECT_TRUE((answer ? std::to_string(answer->ok) + answer->text : "none") == expected) << name;
-        EXPECT_EQ(request, R"(["add","\"…\n"])");
-    }
 }
 
 TEST(CLI, NobodyThereIsNoAnswer) {

@@ -5,25 +5,61 @@
 #include "Fluvane/Commands/ControlConnection.h"
 #include "Fluvane/Commands/ControlRequest.h"
 #include "Fluvane/Commands/ControlServer.h"
-#include "Sockets.h"
-#include "Support/TestQueue.h"
+#include "Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
-#include <array>
-#include <fstream>
 #include <future>
-#include <mutex>
 
 namespace fluvane {
 namespace {
 
-using support::RawClient;
 using support::TemporaryFolder;
 using namespace std::chrono_literals;
+
+/// A client of the control socket that does what it is told rather than what is right.
+class RawClient {
+public:
+    explicit RawClient(const std::string& path) : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        const auto address = controlSocket::address(path).value();
+        EXPECT_EQ(connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    RawClient& write(std::string_view bytes) {
+        controlSocket::writeAll(socket_.get(), bytes);
+        return *this;
+    }
+    RawClient& end() {
+        shutdown(socket_.get(), SHUT_WR);
+        return *this;
+    }
+    void close() { socket_.reset(); }
+
+    /// Everything up to the end of the input; a reset or ten silent seconds fail the test.
+    std::string readAll() {
+        std::string result;
+        char chunk[4096];
+        while (true) {
+            pollfd descriptor{.fd = socket_.get(), .events = POLLIN, .revents = 0};
+            if (poll(&descriptor, 1, 10'000) != 1) {
+                ADD_FAILURE() << "no reply; so far: " << result;
+                return result;
+            }
+            const auto count = ::read(socket_.get(), chunk, sizeof chunk);
+            EXPECT_GE(count, 0) << "the connection was reset";
+            if (count <= 0) {
+                return result;
+            }
+            result.append(chunk, static_cast<std::size_t>(count));
+        }
+    }
+
+private:
+    controlSocket::Descriptor socket_;
+};
 
 class Inline : public MainQueue {
 public:
@@ -62,15 +98,7 @@ protected:
 constexpr const char* refusal = "error\nThat wasn't a command.";
 
 TEST(ControlRequest, OnlyAnArrayOfStrings) {
-    const std::pair<const char*, const char*> rows[] = {
-        {R"(["add","http://h/a"])", "add|http://h/a|"},
-        {" [ \"a\" ,\n\"b\" ] \n", "a|b|"},
-        {"[]", ""},
-        {R"(["\u00e9\ud83d\ude00"])", "é😀|"},
-    };
-    for (const auto& [text, arguments] : rows) {
-        EXPECT_EQ(joined(parseRequest(text).value()), arguments);
-    }
+    EXPECT_EQ(joined(parseRequest(" [ \"a\" ,\n\"\\u00e9\\ud83d\\ude00\" ] \n").value()), "a|é😀|");
     const std::string refused[] = {
         "",           R"(["pause",1])",  R"({"a":"b"})",           R"(["list"]["list"])",
         "[\"\xff\"]", R"(["a\u0000b"])", std::string(500'000, '[')};
@@ -95,49 +123,20 @@ TEST_F(ControlServerTest, Answers) {
     const auto answer = cli::send({"x", std::string(700'000, 'y')}, path);
     ASSERT_TRUE(answer);
     EXPECT_EQ(answer->text.size(), 700'003u);
+    EXPECT_FALSE(cli::send({"fail"}, path)->ok);
 }
 
-TEST_F(ControlServerTest, SlowClientsHoldNobodyUpAndAreTimedOverAll) {
+TEST_F(ControlServerTest, SlowClientsHoldNobodyUp) {
     server.receiveTimeout = 1s;
     server.start();
     RawClient silent(path);
     RawClient unfinished(path);
     unfinished.write(R"(["done"])"); // but never ends its side
-    RawClient dribbling(path);
-    dribbling.write("[");
-    std::promise<void> ended;
-    std::thread dribble([&, end = ended.get_future()] {
-        while (end.wait_for(20ms) == std::future_status::timeout) {
-            dribbling.write(" "); // each within any time-out of a single read
-        }
-    });
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(ask(R"(["quick"])"), "ok\nquick|");
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s);
     EXPECT_EQ(unfinished.readAll(), "ok\ndone|");
     EXPECT_EQ(silent.readAll(), refusal);
-    EXPECT_EQ(dribbling.readAll(), refusal);
-    ended.set_value();
-    dribble.join();
-}
-
-TEST_F(ControlServerTest, ManyClientsAtOnce) {
-    server.receiveTimeout = 1h;
-    server.start();
-    std::vector<RawClient> silent;
-    for (int i = 0; i < 100; ++i) {
-        silent.emplace_back(path); // more than there is room for
-    }
-    std::vector<std::future<std::optional<cli::Answer>>> answers;
-    for (int i = 0; i < 40; ++i) {
-        answers.push_back(
-            std::async(std::launch::async, [&, i] { return cli::send({std::to_string(i)}, path); }));
-    }
-    for (int i = 0; i < 40; ++i) {
-        const auto answer = answers[static_cast<std::size_t>(i)].get();
-        ASSERT_TRUE(answer);
-        EXPECT_EQ(answer->text, std::to_string(i) + "|");
-    }
 }
 
 TEST_F(ControlServerTest, LateRepliesReachTheirClientOrNobody) {
@@ -173,19 +172,6 @@ TEST_F(ControlServerTest, StopRemovesTheSocketAndLateRepliesComeToNothing) {
     completion({});
     server.start();
     EXPECT_EQ(ask(R"(["again"])"), "ok\nagain|");
-}
-
-TEST_F(ControlServerTest, WhatIsStillToBeDoneWhenItStopsIsLeft) {
-    support::TestQueue later;
-    bool done = false;
-    ControlServer ending(folder / "socket", later, [&](auto&&...) { done = true; });
-    ending.start();
-    RawClient client(folder / "socket");
-    client.write("[]").end();
-    ASSERT_TRUE(later.waitForWork());
-    ending.stop();
-    later.runPending();
-    EXPECT_FALSE(done);
 }
 
 TEST_F(ControlServerTest, TakesOverAStaleSocketAndGetsByWithoutOne) {
