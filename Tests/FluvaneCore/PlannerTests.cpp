@@ -45,6 +45,7 @@ TEST(Planner, GivesAFreeConnectionWork) {
             {"a tiny idle piece before a split", "----------|-", {{0, 0}}, 1, IdlePiece{10}},
             {"the biggest busy piece", "##--|--------", {{0, 2}, {4, 4}}, 1, Split{4, 8}},
             {"where its connection has got to", "--------", {{0, 4}}, 1, Split{0, 6}},
+            {"or what is written, if that is further", "####----", {{0, 1}}, 1, Split{0, 6}},
             {"just twice the minimum", "--------", {{0, 0}}, 4, Split{0, 4}},
             {"no minimum still leaves a byte each", "#-", {{0, 1}}, 0, {}},
             {"no end, no split", "--~", {{0, 0}}, 1, {}},
