@@ -3,6 +3,8 @@
 
 #include "FluvaneEngine/Answers.h"
 
+#include "FluvaneCore/WebPage.h"
+
 #include <algorithm>
 
 #include <fmt/format.h>
@@ -103,6 +105,16 @@ Part part(const TransferResponse& response, const DownloadRecord& record, const 
     const bool otherSize = range->total && record.size && *range->total != *record.size;
     const bool otherFile = record.validators && response.validators().differ(*record.validators);
     return otherSize || otherFile ? Part::ofAnotherFile : Part::fits;
+}
+
+bool isPage(const TransferResponse& response, const DownloadRecord& record) {
+    return response.status() == 200 && record.name &&
+           webPage::isLikely(response["content-type"], *record.name, response.contentLength());
+}
+
+bool saysAllCame(const TransferResponse& response, std::int64_t bytes) {
+    const auto range = response["content-range"];
+    return response.status() == 416 && range && ContentRange::unsatisfiedTotal(*range) == bytes;
 }
 
 WholeFile wholeFile(const TransferResponse& response, const DownloadRecord& record) {

@@ -44,6 +44,12 @@ enum class Part { fits, isWrong, ofAnotherFile };
 [[nodiscard]] Part part(const TransferResponse& response, const DownloadRecord& record, const Piece& piece);
 
 enum class WholeFile { ofAnotherFile, same, mayBeSame };
+/// Whether a web page came instead of the file, as from a network that one has to sign in to.
+[[nodiscard]] bool isPage(const TransferResponse& response, const DownloadRecord& record);
+
+/// Whether a 416 to a request for what comes after these bytes says that they are all.
+[[nodiscard]] bool saysAllCame(const TransferResponse& response, std::int64_t bytes);
+
 /// Of a 200 to a request for a part.
 [[nodiscard]] WholeFile wholeFile(const TransferResponse& response, const DownloadRecord& record);
 

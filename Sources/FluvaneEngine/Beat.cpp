@@ -30,8 +30,12 @@ Beat::Beat(std::shared_ptr<Scheduler> scheduler, std::shared_ptr<PowerAssertion>
 void Beat::follow() {
     const bool anyActive =
         std::ranges::any_of(list_, [](const auto& download) { return download->record.state.isActive(); });
+    const bool anyWorks = std::ranges::any_of(list_, [](const auto& download) {
+        const auto& state = download->record.state;
+        return state.isActive() && !state.isWaiting(DownloadState::Wait::retrying);
+    });
     arm(anyActive);
-    keepAwake(anyActive && conditions_.config.keepAwake);
+    keepAwake(anyWorks && conditions_.config.keepAwake);
 }
 
 void Beat::stop() {

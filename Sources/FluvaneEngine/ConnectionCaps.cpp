@@ -18,8 +18,8 @@ int orUnlimited(const std::optional<int>& cap) {
 } // namespace
 
 int ConnectionCaps::allowed(int setting) const {
-    return std::max(std::min({setting, orUnlimited(rule_), orUnlimited(busy_), orUnlimited(wholeFile_),
-                              orUnlimited(passing_)}),
+    return std::max(std::min({setting, orUnlimited(rule_), orUnlimited(remembered_), orUnlimited(busy_),
+                              orUnlimited(wholeFile_), orUnlimited(passing_)}),
                     1);
 }
 
@@ -30,6 +30,33 @@ void ConnectionCaps::begin(std::optional<int> rule) {
 
 void ConnectionCaps::setRule(std::optional<int> rule) {
     rule_ = rule;
+}
+
+void ConnectionCaps::granted(int serving) {
+    if (serving >= proven_) {
+        proven_ = serving;
+        excused_ = 0;
+    }
+    if (busy_ && serving > *busy_) {
+        busy_ = serving; // what it does counts more than what was made of its refusal
+    }
+}
+
+void ConnectionCaps::notGrantedBeside(int serving) {
+    proven_ = std::min(proven_, serving);
+}
+
+void ConnectionCaps::refused(int asked, int serving, int setting) {
+    const bool wasGranted = asked <= proven_;
+    notGrantedBeside(serving);
+    if (wasGranted && excused_++ == 0) {
+        return; // a moment's: it may not have noticed yet that the connection before was closed
+    }
+    if (asked > 2 && serving > 0) {
+        busy_ = std::min(orUnlimited(busy_), std::max(asked / 2, serving));
+    } else {
+        halve(setting); // so few say little about how many it bears
+    }
 }
 
 void ConnectionCaps::halve(int setting) {

@@ -18,8 +18,18 @@ public:
     void begin(std::optional<int> rule);
     /// What the site's rule says now; absent: nothing.
     void setRule(std::optional<int> rule);
-    /// The server is busy: from now on at most half of what was allowed, for the rest of the run.
-    void halve(int setting);
+    /// The server serves so many of the download's connections at one time.
+    void granted(int serving);
+    /// It didn't serve another one beside these, for whatever reason: what it granted before proves nothing
+    /// anymore.
+    void notGrantedBeside(int serving);
+    /// How many it was seen to serve, and may be asked for while a delay keeps the others back.
+    [[nodiscard]] int proven() const { return proven_; }
+    /// The server is too busy for as many as were asked for, `serving` of which it serves: from now on fewer,
+    /// for the rest of the run. To be called once for connections that were opened together.
+    void refused(int asked, int serving, int setting);
+    /// What the server was seen to refuse to an earlier download.
+    void remember(std::optional<int> most) { remembered_ = most; }
     /// The server sent the whole file to a range request: no more than already run. With `mayPass` that holds
     /// until it sends a part again.
     void wholeFile(int running, bool mayPass);
@@ -28,7 +38,12 @@ public:
 
 private:
     std::optional<int> rule_;
+    void halve(int setting);
+
+    std::optional<int> remembered_; ///< From earlier downloads.
     std::optional<int> busy_;
+    int proven_ = 0;
+    int excused_ = 0;              ///< Refusals of what had been granted, since that was granted last.
     std::optional<int> wholeFile_; ///< For the rest of the run.
     std::optional<int> passing_;   ///< Until a part comes.
 };

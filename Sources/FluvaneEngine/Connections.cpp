@@ -17,6 +17,10 @@ using Active = Download::Active;
 
 namespace {
 
+/// Bytes per second of each connection, below which a speed limit makes connections look slow.
+constexpr std::int64_t slowestLimit = 64 * 1024;
+constexpr int unansweredAreRefused = 2; ///< One may be an accident.
+
 int transfersOf(const Download& download) {
     return static_cast<int>(download.transfers.size());
 }
@@ -32,27 +36,55 @@ planner::Busy busyPieces(const Download& download) {
 
 } // namespace
 
-Connections::Connections(std::shared_ptr<HTTPTransport> transport, const DownloadList& list,
-                         const Conditions& conditions, Turns& turns, Events events)
-    : transport_(std::move(transport)), list_(list), conditions_(conditions), turns_(turns),
-      events_(std::move(events)) {}
+Connections::Connections(std::shared_ptr<HTTPTransport> transport, std::shared_ptr<Scheduler> scheduler,
+                         const DownloadList& list, const Conditions& conditions, Turns& turns, Events events)
+    : transport_(std::move(transport)), scheduler_(std::move(scheduler)), list_(list),
+      conditions_(conditions), turns_(turns), events_(std::move(events)) {}
 
 int Connections::cap(const Download& download) const {
     return download.caps.allowed(conditions_.config.connections);
 }
 
 int Connections::aim(const Download& download) const {
-    return download.record.resumable ? download.growth.aim(cap(download)) : 1;
+    if (!download.record.resumable) {
+        return 1;
+    }
+    const int starting = conditions_.tuning.startingConnections;
+    return download.growth.aim(isOutdone(download) ? std::min(cap(download), starting) : cap(download));
+}
+
+/// Whether another one is prioritized: what comes back from a retry or is admitted meanwhile doesn't compete.
+bool Connections::isOutdone(const Download& download) const {
+    return std::ranges::any_of(list_, [&](const auto& other) {
+        return other.get() != &download && other->isPrioritized() && other->record.state.isActive();
+    });
+}
+
+/// How many it may have open at the moment.
+int Connections::want(const Download& download) const {
+    return download.retry.isPending() ? std::min(aim(download), download.caps.proven()) : aim(download);
 }
 
 // Opening
 
 void Connections::fill(Download& download) {
     const bool runs = download.record.state.is<DownloadState::Downloading>() && download.file;
-    if (!runs || download.retry.isPending()) {
+    if (!runs) {
         return;
     }
-    while (transfersOf(download) < aim(download) && openOne(download)) {
+    if (download.parts == Download::Parts::promised && !download.transfers.empty()) {
+        openScout(download);
+        return;
+    }
+    while (transfersOf(download) < want(download) && openOne(download)) {
+    }
+}
+
+void Connections::replace(Download& download) {
+    const auto first = nextToken_;
+    fill(download);
+    for (auto& [start, active] : download.transfers) {
+        active.replaces = active.replaces || active.token >= first;
     }
 }
 
@@ -68,8 +100,7 @@ bool Connections::openOne(Download& download) {
     if (!mayOpen(download)) {
         return false;
     }
-    const auto work =
-        planner::nextWork(download.record.pieces, busyPieces(download), conditions_.tuning.minimumPiece);
+    const auto work = nextWork(download);
     if (!work) {
         return false;
     }
@@ -77,40 +108,65 @@ bool Connections::openOne(Download& download) {
         startPiece(download, idle->start);
     } else {
         const auto& second = std::get<planner::Split>(*work);
-        split(download, second);
+        log::downloads([&] {
+            return fmt::format("download {}: a connection takes over the second half of piece {}",
+                               download.id(), download.pieceLabel(second.start));
+        });
+        split(download, second.start, second.at);
         startPiece(download, second.at);
     }
     return true;
 }
 
-void Connections::split(Download& download, const planner::Split& split) {
+std::optional<planner::Work> Connections::nextWork(Download& download) {
+    const auto next = [&] {
+        return planner::nextWork(download.record.pieces, busyPieces(download),
+                                 conditions_.tuning.minimumPiece);
+    };
+    const auto work = next();
+    return work || !takeFromSlow(download, true) ? work : next();
+}
+
+void Connections::split(Download& download, std::int64_t start, std::int64_t at) {
     auto& pieces = download.record.pieces;
-    const auto index = indexStarting(pieces, split.start).value();
-    log::downloads([&] {
-        return fmt::format("download {}: a connection takes over the second half of piece {}", download.id(),
-                           download.pieceLabel(split.start));
-    });
-    const Piece rest{.start = split.at, .end = pieces[index].end, .done = 0};
-    pieces[index].end = split.at;
+    const auto index = indexStarting(pieces, start).value();
+    const Piece rest{.start = at, .end = pieces[index].end, .done = 0};
+    pieces[index].end = at;
     pieces.insert(pieces.begin() + static_cast<std::ptrdiff_t>(index) + 1, rest);
-    download.transfers.at(split.start).transfer->setEnd(split.at);
+    download.transfers.at(start).transfer->setEnd(at);
+}
+
+/// A server may promise parts and send the whole file to every request. Until it has sent one, the connection
+/// that fetches the whole file keeps its end, and another one asks for the second half.
+void Connections::openScout(Download& download) {
+    const bool mayAsk = transfersOf(download) == 1 && aim(download) > 1 && !download.retry.isPending() &&
+                        !std::exchange(download.scouted, true);
+    const auto work = mayAsk && mayOpen(download) ? nextWork(download) : std::nullopt;
+    const auto* const half = work ? std::get_if<planner::Split>(&*work) : nullptr;
+    if (half) {
+        request(download, Piece{.start = half->at, .end = download.record.size, .done = 0});
+    }
 }
 
 void Connections::startPiece(Download& download, std::int64_t start) {
+    const auto& pieces = download.record.pieces;
+    request(download, pieces[indexStarting(pieces, start).value()]);
+}
+
+void Connections::request(Download& download, const Piece& piece) {
     const auto& record = download.record;
-    const auto& piece = record.pieces[indexStarting(record.pieces, start).value()];
-    TransferRequest request{.url = record.url,
-                            .from = piece.next(),
-                            .referrer = record.referrer,
-                            .label =
-                                fmt::format("download {}, piece {}", record.id, download.pieceLabel(start))};
+    TransferRequest request{
+        .url = record.url,
+        .from = piece.next(),
+        .referrer = record.referrer,
+        .label = fmt::format("download {}, piece {}", record.id, download.pieceLabel(piece.start))};
     if (piece.end) {
         request.to = checkedSubtract(*piece.end, 1);
     }
     if (record.validators && !download.withoutIfRange) {
         request.ifRange = record.validators->ifRange();
     }
-    this->start(download, {.start = start}, std::move(request));
+    this->start(download, {.start = piece.start, .asked = piece.end}, std::move(request));
 }
 
 void Connections::probe(Download& download) {
@@ -124,6 +180,7 @@ void Connections::probe(Download& download) {
 
 void Connections::start(Download& download, Active active, TransferRequest request) {
     active.token = std::exchange(nextToken_, Token{checkedAdd(static_cast<std::int64_t>(nextToken_), 1)});
+    active.pace = Pace(scheduler_->now());
     active.transfer = transport_->start(
         std::move(request), turns_.later([this, id = download.id(), token = active.token](
                                              const TransferEvent& event) { events_(id, token, event); }));
@@ -167,20 +224,103 @@ void Connections::trim(Download& download) {
     }
 }
 
+// Slow connections
+
+void Connections::rescue(Download& download) {
+    rescue::watch(download, scheduler_->now());
+    if (takeFromSlow(download, false)) {
+        fill(download);
+    }
+}
+
+bool Connections::takeFromSlow(Download& download, bool connectionIsFree) {
+    const auto limit = conditions_.config.speedLimit;
+    const bool isLimit = limit && *limit < slowestLimit * transfersOf(download);
+    const auto cut = isLimit || download.retry.isPending()
+                         ? std::nullopt // the limit makes them slow, or nobody could take over
+                         : rescue::choose(download, scheduler_->now(), connectionIsFree);
+    if (!cut) {
+        return false;
+    }
+    log::downloads([&] {
+        return fmt::format("download {}: the rest of piece {} is taken from a slow connection", download.id(),
+                           download.pieceLabel(cut->start));
+    });
+    const int count = ++download.rescues[cut->start];
+    if (cut->at) {
+        split(download, cut->start, *cut->at);
+        download.rescues[*cut->at] = count;
+    } else {
+        giveUp(download, download.transfers.at(cut->start).token);
+    }
+    return true;
+}
+
+/// Nothing comes over it. One that was never answered may be one more than the server serves.
+void Connections::giveUp(Download& download, Token token) {
+    const Active* const active = find(download, token);
+    const int asked = transfersOf(download);
+    const bool wasAnswered = active->offset.has_value();
+    close(download, token);
+    if (!wasAnswered && ++download.unanswered >= unansweredAreRefused) {
+        learnRefusal(download, asked);
+    }
+}
+
+/// The one before asked for these bytes too, if they were taken from it.
+void Connections::giveBack(Download& download, std::int64_t start) {
+    auto& pieces = download.record.pieces;
+    const auto index = indexStarting(pieces, start);
+    if (!index || *index == 0 || pieces[*index].done > 0) {
+        return;
+    }
+    const auto rest = pieces[*index];
+    Piece& before = pieces[*index - 1];
+    const auto slow = download.transfers.find(before.start);
+    if (slow == download.transfers.end() || !rest.end || before.end != start ||
+        slow->second.asked.value_or(*rest.end) < *rest.end) {
+        return;
+    }
+    before.end = rest.end;
+    slow->second.transfer->setEnd(*rest.end);
+    pieces.erase(pieces.begin() + static_cast<std::ptrdiff_t>(*index));
+}
+
 // What servers allow
+
+void Connections::refused(Download& download, Token token) {
+    const Active* const active = find(download, token);
+    const auto start = active->start;
+    const int asked = transfersOf(download);
+    close(download, token);
+    giveBack(download, start);
+    if (token > download.refusedUpTo) {
+        learnRefusal(download, asked);
+    }
+}
+
+/// Connections that are open by now were opened before anything was known of it: theirs is the same refusal.
+void Connections::learnRefusal(Download& download, int asked) {
+    const int aimed = aim(download);
+    download.refusedUpTo = Token{checkedSubtract(static_cast<std::int64_t>(nextToken_), 1)};
+    download.caps.refused(asked, download.writing(), conditions_.config.connections);
+    if (download.writing() > 0 && aim(download) < aimed) {
+        download.growth.cutBack(cap(download));
+    }
+}
 
 bool Connections::makeRoom(const Download& download) {
     const auto server = download.record.url.site();
-    return connectionsTo(server) < conditions_.config.connectionsPerServer || takeConnection(server) ||
+    return connectionsTo(server) < conditions_.config.connectionsPerServer || takeConnection(server, false) ||
            download.isPrioritized();
 }
 
 /// Closes the newest connection of the download that has the most to the server. False if none has several.
-bool Connections::takeConnection(const Server& server) {
+bool Connections::takeConnection(const Server& server, bool ofPrioritized) {
     Download* richest = nullptr;
     for (const auto& other : list_) {
         if (transfersOf(*other) > (richest ? transfersOf(*richest) : 1) &&
-            other->record.url.site() == server) {
+            other->record.url.site() == server && other->isPrioritized() == ofPrioritized) {
             richest = other.get();
         }
     }
@@ -193,7 +333,8 @@ bool Connections::takeConnection(const Server& server) {
 void Connections::relieveServers() {
     for (const auto& download : list_) {
         const auto server = download->record.url.site();
-        while (connectionsTo(server) > conditions_.config.connectionsPerServer && takeConnection(server)) {
+        while (connectionsTo(server) > conditions_.config.connectionsPerServer &&
+               (takeConnection(server, false) || takeConnection(server, true))) {
         }
     }
 }

@@ -6,6 +6,7 @@
 #include "FluvaneCore/Planner.h"
 #include "FluvaneEngine/Conditions.h"
 #include "FluvaneEngine/DownloadList.h"
+#include "FluvaneEngine/Rescue.h"
 #include "FluvaneEngine/Turns.h"
 
 #include <cstdint>
@@ -23,8 +24,8 @@ public:
     /// What a transfer reports, in a turn of its own.
     using Events = std::function<void(DownloadID, Token, const TransferEvent&)>;
 
-    Connections(std::shared_ptr<HTTPTransport> transport, const DownloadList& list,
-                const Conditions& conditions, Turns& turns, Events events);
+    Connections(std::shared_ptr<HTTPTransport> transport, std::shared_ptr<Scheduler> scheduler,
+                const DownloadList& list, const Conditions& conditions, Turns& turns, Events events);
 
     /// The most connections that the download may have.
     [[nodiscard]] int cap(const Download& download) const;
@@ -34,9 +35,20 @@ public:
     /// Sends the first request of a download.
     void probe(Download& download);
     /// Opens connections until the download has as many as it aims for, its server is full, or no piece is
-    /// worth one. Nothing while a retry waits: a connection that ends must not jump the delay that a failure,
-    /// maybe the server's own word, has set.
+    /// worth one. While a retry waits, only as many as the server was seen to serve: the delay that a
+    /// failure, maybe the server's own word, has set is for what goes beyond.
     void fill(Download& download);
+    /// The same after a connection ended that had brought something: its successor counts as served.
+    void replace(Download& download);
+    /// Ends the piece that begins at `start`, and its connection, at `at`; the rest becomes a piece of its
+    /// own.
+    static void split(Download& download, std::int64_t start, std::int64_t at);
+    /// Takes pieces from connections that are far slower than the others. With each beat.
+    void rescue(Download& download);
+    /// Gives a piece that was taken from another connection, and that no new one can fetch now, back to it.
+    void giveBack(Download& download, std::int64_t start);
+    /// The server refused this connection for being one too many, for now.
+    void refused(Download& download, Token token);
     /// Closes the newest ones beyond what it aims for.
     void trim(Download& download);
     /// Closes one. The piece keeps what came.
@@ -61,16 +73,24 @@ public:
 private:
     using Server = std::optional<std::string>;
 
+    [[nodiscard]] bool isOutdone(const Download& download) const;
+    [[nodiscard]] int want(const Download& download) const;
     [[nodiscard]] bool openOne(Download& download);
+    [[nodiscard]] std::optional<planner::Work> nextWork(Download& download);
+    [[nodiscard]] bool takeFromSlow(Download& download, bool connectionIsFree);
+    void giveUp(Download& download, Token token);
+    void learnRefusal(Download& download, int asked);
+    void openScout(Download& download);
     [[nodiscard]] bool mayOpen(const Download& download);
-    void split(Download& download, const planner::Split& split);
     void startPiece(Download& download, std::int64_t start);
+    void request(Download& download, const Piece& piece);
     void start(Download& download, Download::Active active, TransferRequest request);
     void closeNewest(Download& download);
     [[nodiscard]] int connectionsTo(const Server& server) const;
-    [[nodiscard]] bool takeConnection(const Server& server);
+    [[nodiscard]] bool takeConnection(const Server& server, bool ofPrioritized);
 
     std::shared_ptr<HTTPTransport> transport_;
+    std::shared_ptr<Scheduler> scheduler_;
     const DownloadList& list_;
     const Conditions& conditions_;
     Turns& turns_;

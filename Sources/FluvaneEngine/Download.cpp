@@ -40,6 +40,21 @@ int Download::connections() const {
         std::ranges::count_if(transfers, [](const auto& entry) { return !entry.second.isProbe; }));
 }
 
+int Download::writing() const {
+    return static_cast<int>(
+        std::ranges::count_if(transfers, [](const auto& entry) { return entry.second.offset.has_value(); }));
+}
+
+int Download::served() const {
+    return static_cast<int>(
+        std::ranges::count_if(transfers, [](const auto& entry) { return entry.second.isServed(); }));
+}
+
+int Download::rescuesOf(std::int64_t start) const {
+    const auto found = rescues.find(start);
+    return found == rescues.end() ? 0 : found->second;
+}
+
 std::vector<Piece> Download::livePieces() const {
     auto pieces = record.pieces;
     for (const auto& [start, active] : transfers) {
@@ -78,6 +93,7 @@ void Download::foldIn(const Active& active) {
 void Download::layOut(std::vector<Piece> pieces) {
     claim.layOut(pieces);
     record.pieces = std::move(pieces);
+    rescues.clear();
 }
 
 std::int64_t Download::measure(double now) {

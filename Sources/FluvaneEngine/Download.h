@@ -9,6 +9,7 @@
 #include "FluvaneEngine/Claim.h"
 #include "FluvaneEngine/ConnectionCaps.h"
 #include "FluvaneEngine/Growth.h"
+#include "FluvaneEngine/Pace.h"
 #include "FluvaneEngine/Platform.h"
 #include "FluvaneEngine/Retry.h"
 
@@ -37,14 +38,22 @@ public:
         /// The file offset this transfer has written up to, as it last reported; absent before the body
         /// flows.
         std::optional<std::int64_t> offset{};
-        std::int64_t acceptedAt = 0; ///< The offset its byte counts are counted from.
+        std::int64_t acceptedAt = 0;         ///< The offset its byte counts are counted from.
+        std::optional<std::int64_t> asked{}; ///< Exclusive end of what it asked for; absent: all.
+        bool replaces = false; ///< One that had brought something: the server serves it as it did that.
+        Pace pace{};
 
         /// Lets the body flow into the file, from `at` to the piece's end.
         void accept(const std::shared_ptr<PieceFile>& into, std::int64_t at, const Piece& piece);
         /// The offset it has written up to, reported or not; absent before the body flows.
         [[nodiscard]] std::optional<std::int64_t> reached() const;
+        /// Whether it brings bytes, or can be taken to.
+        [[nodiscard]] bool isServed() const { return offset.has_value() || replaces; }
     };
     using Transfers = std::map<std::int64_t, Active>; ///< By the start of their piece.
+
+    /// What is known of whether the server sends parts.
+    enum class Parts { proven, promised };
 
     explicit Download(DownloadRecord record_) : record(std::move(record_)) {}
 
@@ -58,6 +67,12 @@ public:
     /// Names a piece for the log.
     [[nodiscard]] std::string pieceLabel(std::int64_t offset) const;
     [[nodiscard]] bool isPrioritized() const { return record.prioritized.value_or(false); }
+    /// Connections that bring bytes.
+    [[nodiscard]] int writing() const;
+    /// The same with those that take the place of one that did.
+    [[nodiscard]] int served() const;
+    /// How often a piece was taken from a slow connection.
+    [[nodiscard]] int rescuesOf(std::int64_t start) const;
     /// Whether nothing is left to fetch, and nothing under way.
     [[nodiscard]] bool hasEverything() const;
 
@@ -80,6 +95,12 @@ public:
     Retry retry;
     ConnectionCaps caps;
     Growth growth;
+    Parts parts = Parts::proven;
+    bool scouted = false;                ///< A part was asked for to see whether the promise is kept.
+    std::optional<double> usualSpeed;    ///< Of one connection among several, bytes per second.
+    std::map<std::int64_t, int> rescues; ///< By the start of the piece.
+    int unanswered = 0;                  ///< Connections given up without an answer, since one was answered.
+    Token refusedUpTo{}; ///< Connections up to this one belong to a refusal that was dealt with.
     bool allowedOnLimitedNetwork = false;
     /// The server drops ranges that come with If-Range, though the file is the same.
     bool withoutIfRange = false;

@@ -99,6 +99,7 @@ void DownloadManager::admit() {
 
 void DownloadManager::beaten(std::int64_t beats) {
     engine_->growth.noticeNeighbours();
+    engine_->runner.rescue();
     engine_->runner.fillAll();
     if (beats % beatsPerCheckpoint == 0) {
         engine_->saver.checkpointIfNew(engine_->connections.received());
@@ -327,6 +328,7 @@ void DownloadManager::updateLink(DownloadID id, const URL& url) {
         return;
     }
     auto& record = download->record;
+    const auto siteBefore = record.url.site();
     record.url = url;
     record.finalURL.reset();
     download->withoutIfRange = false;
@@ -334,6 +336,8 @@ void DownloadManager::updateLink(DownloadID id, const URL& url) {
     log::downloads([&] { return fmt::format("download {} has a new link", id); });
     if (startsWithNewLink(record.state)) {
         record.state = State::Queued{};
+    } else {
+        engine_->runner.linkChanged(*download, siteBefore);
     }
     engine_->turns.changed();
 }
@@ -362,6 +366,9 @@ void DownloadManager::apply(const Config& config) {
     });
     if (config.speedLimit != before.speedLimit) {
         engine_->ports.transport->setSpeedLimit(config.speedLimit);
+        if (before.speedLimit && (!config.speedLimit || *config.speedLimit > *before.speedLimit)) {
+            engine_->growth.remeasure(); // what was learned under the lower limit is of that
+        }
     }
     if (config.waitOnHotspots != before.waitOnHotspots && limitedNetwork()) {
         config.waitOnHotspots ? holdAll() : releaseAll(State::Wait::limitedNetwork);

@@ -20,7 +20,7 @@ DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports p
                      }
                  }}),
       saver(ports.store, ports.scheduler, list, turns),
-      connections(ports.transport, list, conditions, turns,
+      connections(ports.transport, ports.scheduler, list, conditions, turns,
                   [this](DownloadID id, Token token, const TransferEvent& event) {
                       runner.received(id, token, event);
                   }),

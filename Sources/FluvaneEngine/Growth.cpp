@@ -12,6 +12,22 @@ namespace {
 /// A share of the whole below which the other downloads don't count.
 constexpr double negligibleShare = 0.05;
 
+constexpr double sampleInterval = 0.5; ///< Seconds.
+constexpr double muchFaster = 1.5;     ///< Times: more than a line's usual ups and downs.
+
+double rate(std::int64_t from, std::int64_t to, double seconds) {
+    return static_cast<double>(to - from) / seconds;
+}
+
+double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    if (values.size() % 2 == 1) {
+        return *middle;
+    }
+    return (*middle + *std::max_element(values.begin(), middle)) / 2;
+}
+
 } // namespace
 
 int Growth::aim(int cap) const {
@@ -38,21 +54,43 @@ void Growth::cutBack(int target) {
     stop();
 }
 
+bool Growth::hasBecomeFaster(const Sample& sample, const Tuning& tuning) {
+    const auto now = settled_ ? measure(sample, tuning.adaptWindow) : std::nullopt;
+    return now && now->own > *settled_ * muchFaster;
+}
+
+/// The median of the window, which one burst doesn't change.
+std::optional<Growth::Rates> Growth::measure(const Sample& sample, double atLeast) {
+    const bool isFull = !window_.empty() && sample.time - window_.front().time >= atLeast;
+    const double gap = window_.empty() ? sampleInterval : sample.time - window_.back().time;
+    if (gap >= sampleInterval || (isFull && gap > 0)) {
+        window_.push_back(sample);
+    }
+    if (!isFull) {
+        return std::nullopt;
+    }
+    std::vector<double> own;
+    std::vector<double> all;
+    for (std::size_t i = 1; i < window_.size(); ++i) {
+        const Sample& from = window_[i - 1];
+        const Sample& to = window_[i];
+        own.push_back(rate(from.bytes, to.bytes, to.time - from.time));
+        all.push_back(rate(from.receivedByAll, to.receivedByAll, to.time - from.time));
+    }
+    window_.clear();
+    return Rates{median(std::move(own)), median(std::move(all))};
+}
+
 Growth::Answer Growth::feed(const Sample& sample, const Limits& limits, const Tuning& tuning) {
-    if (!window_) {
-        window_ = sample;
+    const auto measured = measure(sample, tuning.adaptWindow);
+    if (!measured) {
         return Stay{};
     }
-    const auto elapsed = sample.time - window_->time;
-    if (elapsed < tuning.adaptWindow) {
-        return Stay{};
-    }
-    const Rates now{static_cast<double>(sample.bytes - window_->bytes) / elapsed,
-                    static_cast<double>(sample.receivedByAll - window_->receivedByAll) / elapsed};
-    window_.reset();
+    const Rates& now = *measured;
     if (const auto back = judge(now, limits, tuning.adaptGain)) {
         target_ = *previous_;
         stop();
+        settled_ = back->rateBefore;
         return *back;
     }
     if (aim(limits.cap) >= limits.cap) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <variant>
+#include <vector>
 
 namespace fluvane {
 
@@ -53,7 +54,10 @@ public:
     /// No more than this many, and no further steps.
     void cutBack(int target);
     /// What is being measured at the moment is disturbed: measures that again.
-    void interrupt() { window_.reset(); }
+    void interrupt() { window_.clear(); }
+    /// Whether a download that grows no further has become so much faster since it stopped that growing is
+    /// worth another try. Fed like `feed`.
+    [[nodiscard]] bool hasBecomeFaster(const Sample& sample, const Tuning& tuning);
 
     /// To be called only while all the connections that it aims for write. After a step `target` is the new
     /// number, after a step back the old one.
@@ -64,14 +68,16 @@ private:
         double own; ///< Bytes per second.
         double all;
     };
+    [[nodiscard]] std::optional<Rates> measure(const Sample& sample, double atLeast);
     [[nodiscard]] std::optional<Back> judge(const Rates& now, const Limits& limits, double gain) const;
     [[nodiscard]] Step step(const Rates& now, int cap);
 
     int target_ = 2;
     bool growing_ = true;
-    std::optional<int> previous_;  ///< Before the step that isn't judged yet.
-    std::optional<Rates> before_;  ///< With `previous_` connections.
-    std::optional<Sample> window_; ///< Where what is being measured began.
+    std::optional<int> previous_;   ///< Before the step that isn't judged yet.
+    std::optional<Rates> before_;   ///< With `previous_` connections.
+    std::optional<double> settled_; ///< Bytes per second when a step back ended the growing.
+    std::vector<Sample> window_;    ///< What is being measured, some per second.
 };
 
 } // namespace fluvane

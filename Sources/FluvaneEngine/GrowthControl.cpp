@@ -15,11 +15,6 @@ namespace fluvane {
 
 namespace {
 
-int connectionsWriting(const Download& download) {
-    return static_cast<int>(std::ranges::count_if(
-        download.transfers, [](const auto& entry) { return entry.second.offset.has_value(); }));
-}
-
 bool isDownloading(const Download& download) {
     return download.record.state.is<DownloadState::Downloading>();
 }
@@ -47,17 +42,25 @@ GrowthControl::GrowthControl(const DownloadList& list, const Conditions& conditi
     : list_(list), conditions_(conditions), connections_(connections) {}
 
 void GrowthControl::adapt(Download& download, std::int64_t bytes, double now) {
+    const Growth::Sample sample{now, bytes, connections_.received()};
+    if (isDownloading(download) && !download.growth.isGrowing()) {
+        letOthersMeasure(download);
+        if (download.growth.hasBecomeFaster(sample, conditions_.tuning)) {
+            download.growth.afresh();
+        }
+        return;
+    }
     if (!mayMeasure(download)) {
         leave(download); // whatever keeps it from measuring must not keep the others from it
         return;
     }
     measuring_ = download.id();
-    if (connectionsWriting(download) < connections_.aim(download)) {
+    if (download.served() < connections_.aim(download)) {
         download.growth.interrupt();
         return;
     }
     const Growth::Limits limits{.cap = connections_.cap(download), .isPrioritized = download.isPrioritized()};
-    follow(download, download.growth.feed({now, bytes, connections_.received()}, limits, conditions_.tuning));
+    follow(download, download.growth.feed(sample, limits, conditions_.tuning));
 }
 
 void GrowthControl::follow(Download& download, const Growth::Answer& answer) {
@@ -92,6 +95,10 @@ bool GrowthControl::mayMeasure(const Download& download) const {
 
 void GrowthControl::leave(Download& download) {
     download.growth.interrupt();
+    letOthersMeasure(download);
+}
+
+void GrowthControl::letOthersMeasure(const Download& download) {
     if (measuring_ == download.id()) {
         measuring_.reset();
     }

@@ -30,6 +30,7 @@ public:
     void noticeNeighbours();
 
 private:
+    void letOthersMeasure(const Download& download);
     [[nodiscard]] bool canMeasure(const Download& download) const;
     [[nodiscard]] bool mayMeasure(const Download& download) const;
     void follow(Download& download, const Growth::Answer& answer);

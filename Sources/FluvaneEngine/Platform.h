@@ -69,6 +69,7 @@ private:
 struct TransferError {
     std::string message;  ///< A whole sentence for the user.
     bool offline = false; ///< The machine has no network.
+    bool lasting = false; ///< Trying again doesn't cure it.
     friend bool operator==(const TransferError&, const TransferError&) = default;
 };
 

@@ -34,18 +34,24 @@ void Retries::schedule(Download& download, const TransferError& error, std::opti
         return;
     }
     const auto attempt = download.retry.attempts();
-    const auto delay = retryAfter ? *retryAfter : conditions_.tuning.backoff.delay(attempt, random_());
+    // A server that asks for no delay at all asks to be called again and again.
+    const bool isServersWord = retryAfter && *retryAfter > 0;
+    const auto delay = isServersWord ? *retryAfter : conditions_.tuning.backoff.delay(attempt, random_());
     log::downloads([&] {
         return fmt::format("download {}: {} tries again in {:.1f} s", download.id(),
                            log::hidden(error.message), delay);
     });
     download.retry.reason = error.message;
-    postpone(download, delay);
+    wait(download, delay, isServersWord ? download.record.url.site() : std::nullopt);
 }
 
 void Retries::postpone(Download& download, double delay) {
+    wait(download, delay, std::nullopt);
+}
+
+void Retries::wait(Download& download, double delay, std::optional<std::string> server) {
     auto timer = scheduler_->after(delay, turns_.later([this, id = download.id()] { due_(id); }));
-    download.retry.schedule(std::move(timer), scheduler_->now() + delay);
+    download.retry.schedule(std::move(timer), scheduler_->now() + delay, std::move(server));
 }
 
 std::optional<double> Retries::retryIn(const Download& download) const {

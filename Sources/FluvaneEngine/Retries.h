@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace fluvane {
 
@@ -34,6 +35,8 @@ public:
     [[nodiscard]] std::optional<double> retryIn(const Download& download) const;
 
 private:
+    void wait(Download& download, double delay, std::optional<std::string> server);
+
     std::shared_ptr<Scheduler> scheduler_;
     std::function<double()> random_;
     const Conditions& conditions_;

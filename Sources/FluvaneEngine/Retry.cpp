@@ -20,9 +20,10 @@ void Retry::count(bool offline, std::int64_t bytes, std::int64_t goodStretch) {
     ++(offline ? offlineFailures_ : failures_);
 }
 
-void Retry::schedule(std::shared_ptr<Cancellable> timer, double at) {
+void Retry::schedule(std::shared_ptr<Cancellable> timer, double at, std::optional<std::string> server) {
     timer_ = std::move(timer);
     at_ = at;
+    server_ = std::move(server);
 }
 
 void Retry::cancel() {

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace fluvane {
@@ -27,10 +28,15 @@ public:
     /// Of both kinds.
     [[nodiscard]] int attempts() const { return failures_ + offlineFailures_; }
 
-    void schedule(std::shared_ptr<Cancellable> timer, double at);
+    /// `server`, if any, asked for the delay; its time isn't cut short.
+    void schedule(std::shared_ptr<Cancellable> timer, double at, std::optional<std::string> server = {});
     /// The try was made, or isn't needed anymore.
     void cancel();
     [[nodiscard]] bool isPending() const { return timer_ != nullptr; }
+    /// Whether the pending one waits for so long because this server asked for it.
+    [[nodiscard]] bool isWordOf(const std::optional<std::string>& server) const {
+        return isPending() && server_ && server_ == server;
+    }
     /// When the pending one is due.
     [[nodiscard]] double at() const { return at_; }
 
@@ -39,6 +45,7 @@ public:
 private:
     std::shared_ptr<Cancellable> timer_;
     double at_ = 0;
+    std::optional<std::string> server_; ///< That asked for the pending delay.
     int failures_ = 0;
     int offlineFailures_ = 0;
     std::int64_t bytesAtFailure_ = 0; ///< Done when the last failure was counted.

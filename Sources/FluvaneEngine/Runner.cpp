@@ -19,8 +19,20 @@ namespace {
 constexpr double waitForRoom = 1; ///< Seconds between looks at a full server.
 constexpr const char* changedMessage = "The file changed on the server, so this download stopped.";
 
+constexpr const char* pageMessage =
+    "A web page came instead of the file. You may have to sign in to the network that you are on.";
+/// Bytes that show that a server serves a connection.
+constexpr std::int64_t worthReplacing = 16 * 1024;
+
+/// A body whose length nobody told may be complete though it broke off.
+bool mayHaveAll(const Download& download) {
+    const auto& record = download.record;
+    return !record.resumable && !record.size && download.file && record.doneBytes() > 0;
+}
+
 bool canCarryOn(const Download& download) {
-    return download.record.resumable && download.file && !download.record.pieces.empty();
+    const bool hasPieces = download.file && !download.record.pieces.empty();
+    return hasPieces && (download.record.resumable || mayHaveAll(download));
 }
 
 /// A connection that ended by itself while its piece wants more bytes, or before it had one.
@@ -72,6 +84,14 @@ void Runner::fillAll() {
     }
 }
 
+void Runner::rescue() {
+    for (const auto& download : list_) {
+        if (download->record.state.is<State::Downloading>()) {
+            parts_.connections.rescue(*download);
+        }
+    }
+}
+
 void Runner::halt(Download& download) {
     parts_.connections.closeAll(download);
     download.retry.cancel();
@@ -99,11 +119,11 @@ void Runner::received(DownloadID id, Token token, const TransferEvent& event) {
         progressed(*download);
     } else if (const auto* const end = std::get_if<TransferEvent::Finished>(&event.value)) {
         parts_.connections.ended(*download, *active, end->written);
-        ended(*download, start);
+        ended(*download, start, end->written);
     } else {
         const auto& failure = std::get<TransferEvent::Failed>(event.value);
         parts_.connections.ended(*download, *active, failure.written);
-        failed(*download, failure.error);
+        brokeOff(*download, failure.error, start, failure.written);
     }
 }
 
@@ -125,19 +145,72 @@ void Runner::probeAnswered(Download& download, Token token, const TransferRespon
     Active& active = *Connections::find(download, token);
     active.isProbe = false;
     active.accept(download.file, 0, download.record.pieces.front());
+    download.caps.granted(download.writing());
     turns_.set(download, State::Downloading{});
     carryOn(download);
 }
 
 void Runner::pieceAnswered(Download& download, Active& active, const TransferResponse& response) {
-    if (refused(download, active.token, response, answers::Request::piece)) {
+    if (!download.record.resumable) {
+        restAnswered(download, response);
+    } else if (!download.pieceOf(active)) {
+        scoutAnswered(download, active, response);
+    } else if (refused(download, active.token, response, answers::Request::piece)) {
         return;
-    }
-    if (response.status() == 206) {
+    } else if (response.status() == 206) {
         partAnswered(download, active, response);
     } else {
         wholeFileAnswered(download, active.token, response);
     }
+}
+
+/// To the question whether a body without a length, which broke off, was complete.
+void Runner::restAnswered(Download& download, const TransferResponse& response) {
+    Piece& piece = download.record.pieces.front();
+    parts_.connections.closeAll(download);
+    if (answers::saysAllCame(response, piece.next())) {
+        learnSize(download, piece);
+        goOnWithout(download);
+    } else {
+        startOver(download);
+    }
+}
+
+void Runner::startOver(Download& download) {
+    halt(download);
+    download.layOut({});
+    start(download);
+}
+
+/// To the question whether the server keeps its promise of parts. Whatever it says, the connection that
+/// fetches the whole file goes on.
+void Runner::scoutAnswered(Download& download, Active& active, const TransferResponse& response) {
+    auto& pieces = download.record.pieces;
+    const Piece half{.start = active.start, .end = download.record.size, .done = 0};
+    const bool isPart =
+        response.status() == 206 && answers::part(response, download.record, half) == answers::Part::fits;
+    const auto whole = download.transfers.find(pieces.front().start);
+    const bool isAhead =
+        whole != download.transfers.end() && whole->second.reached().value_or(0) < half.start;
+    if (isPart) {
+        download.parts = Download::Parts::proven;
+    }
+    if (isPart && isAhead) {
+        parts_.connections.split(download, pieces.front().start, half.start);
+        partAnswered(download, active, response);
+    } else {
+        parts_.connections.close(download, active.token);
+        if (response.status() == 200) {
+            download.record.resumable = false;
+            log::transfers([&] {
+                return fmt::format("download {}: the server sent the whole file to a range request; down to "
+                                   "1 connections",
+                                   download.id());
+            });
+            turns_.changed();
+        }
+    }
+    parts_.connections.fill(download);
 }
 
 void Runner::partAnswered(Download& download, Active& active, const TransferResponse& response) {
@@ -152,6 +225,8 @@ void Runner::partAnswered(Download& download, Active& active, const TransferResp
         return;
     case answers::Part::fits:
         active.accept(download.file, piece.next(), piece);
+        download.unanswered = 0;
+        download.caps.granted(download.writing());
         if (download.caps.partCame()) {
             parts_.connections.fill(download);
         }
@@ -161,6 +236,10 @@ void Runner::partAnswered(Download& download, Active& active, const TransferResp
 void Runner::wholeFileAnswered(Download& download, Token token, const TransferResponse& response) {
     const auto& record = download.record;
     parts_.connections.close(download, token);
+    if (answers::isPage(response, record)) {
+        failed(download, {.message = pageMessage});
+        return;
+    }
     const auto answer = answers::wholeFile(response, record);
     if (answer == answers::WholeFile::ofAnotherFile) {
         fileChanged(download);
@@ -185,18 +264,35 @@ void Runner::wholeFileAnswered(Download& download, Token token, const TransferRe
 // Ends of connections
 
 /// A connection finished by itself.
-void Runner::ended(Download& download, std::int64_t start) {
+void Runner::ended(Download& download, std::int64_t start, std::int64_t brought) {
     auto& pieces = download.record.pieces;
     const auto index = indexStarting(pieces, start);
     Piece* const piece = index ? &pieces[*index] : nullptr;
     if (closedEarly(piece)) {
-        failed(download, {.message = "The server closed the connection early."});
+        brokeOff(download, {.message = "The server closed the connection early."}, start, brought);
     } else if (!piece->end) {
         learnSize(download, *piece);
     }
     if (download.record.state.is<State::Downloading>()) {
         goOnWithout(download);
     }
+}
+
+/// A connection ended before its piece. Many servers close connections now and then, or send less than was
+/// asked for: one that had brought something is replaced at once and counts as no failure.
+void Runner::brokeOff(Download& download, const TransferError& error, std::int64_t start,
+                      std::int64_t brought) {
+    const bool runs = download.record.state.is<State::Downloading>() && download.record.resumable;
+    if (runs && brought >= worthReplacing && !error.offline && !error.lasting) {
+        log::transfers([&] {
+            return fmt::format("download {}: another connection carries on after: {}", download.id(),
+                               log::hidden(error.message));
+        });
+        parts_.connections.replace(download);
+        return;
+    }
+    parts_.connections.giveBack(download, start);
+    failed(download, error);
 }
 
 /// The stream had no length; where it ends, the file does.
@@ -226,9 +322,14 @@ bool Runner::refused(Download& download, Token token, const TransferResponse& re
     if (!refusal) {
         return false;
     }
-    parts_.connections.close(download, token);
-    if (const auto* const isBusy = std::get_if<answers::Busy>(&*refusal)) {
-        busy(download, response, isBusy->halves);
+    const auto* const isBusy = std::get_if<answers::Busy>(&*refusal);
+    if (isBusy && isBusy->halves) {
+        parts_.connections.refused(download, token);
+    } else {
+        parts_.connections.close(download, token);
+    }
+    if (isBusy) {
+        busy(download, response);
     } else if (std::holds_alternative<answers::LinkExpired>(*refusal)) {
         linkExpired(download);
     } else if (std::holds_alternative<answers::FileChanged>(*refusal)) {
@@ -239,10 +340,7 @@ bool Runner::refused(Download& download, Token token, const TransferResponse& re
     return true;
 }
 
-void Runner::busy(Download& download, const TransferResponse& response, bool halves) {
-    if (halves) {
-        download.caps.halve(conditions_.config.connections);
-    }
+void Runner::busy(Download& download, const TransferResponse& response) {
     const auto value = response["retry-after"];
     const auto delay = value ? retryAfter::delay(*value, today_()) : std::nullopt;
     failed(download, {.message = fmt::format("The server is busy ({}).", response.status())}, delay);
@@ -266,11 +364,14 @@ void Runner::failed(Download& download, const TransferError& error, std::optiona
     if (!state.usesNetwork()) {
         return; // it was stopped meanwhile
     }
-    if (!parts_.retries.mayTryAgain(download, error)) {
+    const bool isHopeless = error.lasting && download.writing() == 0;
+    if (isHopeless || !parts_.retries.mayTryAgain(download, error)) {
         fail(download, error.message);
         return;
     }
-    if (!download.record.resumable) {
+    download.caps.notGrantedBeside(download.writing());
+    download.growth.interrupt(); // no judgement of it spans an outage
+    if (!download.record.resumable && !mayHaveAll(download)) {
         halt(download);
         download.layOut({});
     }
@@ -321,14 +422,32 @@ void Runner::reconnect(Download& download) {
     if (isStarting || isDownloading) {
         parts_.connections.closeAll(download);
     }
-    if (download.retry.isPending()) {
+    if (download.retry.isPending() && !download.retry.isWordOf(record.url.site())) {
         retried(download.id());
     } else if (isStarting) {
         start(download);
     } else if (isDownloading) {
         carryOn(download);
+        if (download.transfers.empty() && download.retry.isPending()) {
+            turns_.set(download, State::Wait::retrying);
+        }
     }
     download.growth.interrupt();
+}
+
+/// An answer to the old link says nothing of the new one, and a delay that its server asked for isn't for
+/// another server.
+void Runner::linkChanged(Download& download, const std::optional<std::string>& siteBefore) {
+    const auto site = download.record.url.site();
+    if (site != siteBefore) {
+        parts_.starter.renew(download);
+    }
+    if (download.record.state.is<State::Starting>()) {
+        parts_.connections.closeAll(download);
+        start(download);
+    } else if (download.retry.isPending() && !download.retry.isWordOf(site)) {
+        retried(download.id());
+    }
 }
 
 } // namespace fluvane

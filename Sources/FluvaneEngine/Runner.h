@@ -48,6 +48,10 @@ public:
     /// Opens its connections anew, and tries at once what waits for a retry. One that couldn't carry on keeps
     /// its connection.
     void reconnect(Download& download);
+    /// Takes pieces from connections that are far slower than the others. With each beat.
+    void rescue();
+    /// It has another link now; `siteBefore` being that of the old one.
+    void linkChanged(Download& download, const std::optional<std::string>& siteBefore);
     /// Ends it with a sentence for the user; with `discard` what it has is deleted.
     void fail(Download& download, const std::string& sentence, bool discard = false);
 
@@ -64,15 +68,19 @@ private:
     void progressed(Download& download);
     void probeAnswered(Download& download, Token token, const TransferResponse& response);
     void pieceAnswered(Download& download, Active& active, const TransferResponse& response);
+    void scoutAnswered(Download& download, Active& active, const TransferResponse& response);
+    void restAnswered(Download& download, const TransferResponse& response);
+    void startOver(Download& download);
     void partAnswered(Download& download, Active& active, const TransferResponse& response);
     void wholeFileAnswered(Download& download, Token token, const TransferResponse& response);
-    void ended(Download& download, std::int64_t start);
+    void ended(Download& download, std::int64_t start, std::int64_t brought);
+    void brokeOff(Download& download, const TransferError& error, std::int64_t start, std::int64_t brought);
     void learnSize(Download& download, Piece& onlyPiece);
     void goOnWithout(Download& download);
 
     [[nodiscard]] bool refused(Download& download, Token token, const TransferResponse& response,
                                answers::Request request);
-    void busy(Download& download, const TransferResponse& response, bool halves);
+    void busy(Download& download, const TransferResponse& response);
     void linkExpired(Download& download);
     void fileChanged(Download& download);
     void failed(Download& download, const TransferError& error, std::optional<double> retryAfter = {});

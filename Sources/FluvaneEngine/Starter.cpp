@@ -50,6 +50,9 @@ void Starter::renew(Download& download) const {
     const int starting = conditions_.tuning.startingConnections;
     download.retry.begin();
     download.caps.begin(rule);
+    download.unanswered = 0;
+    download.usualSpeed.reset();
+    download.rescues.clear();
     download.growth.begin(std::min(starting, std::max(rule.value_or(starting), 1)));
 }
 
@@ -70,6 +73,7 @@ bool Starter::carryOn(Download& download) const {
     } catch (const FileError&) {
         return false;
     }
+    download.parts = Download::Parts::proven;
     download.retry.countFrom(record.doneBytes());
     download.claim.carryOn(record.pieces);
     log::downloads([&] {
@@ -105,7 +109,10 @@ std::optional<std::string> Starter::take(Download& download, const TransferRespo
     const auto contentType = response["content-type"];
     const auto suggested =
         fileName::suggested(response["content-disposition"], response.url(), contentType, environment_.types);
-    if (webPage::isLikely(contentType, suggested, record.size)) {
+    // Whether a page was asked for is seen by the name without the ending that its type gives it.
+    const auto asked =
+        fileName::suggested(response["content-disposition"], response.url(), {}, environment_.types);
+    if (webPage::isLikely(contentType, asked, record.size)) {
         record.opensWebPage = true;
         return webPageReason;
     }
@@ -117,7 +124,7 @@ std::optional<std::string> Starter::take(Download& download, const TransferRespo
     if (auto sentence = createFile(download)) {
         return sentence;
     }
-    layOut(download);
+    layOut(download, response.status() == 206);
     log::downloads([&] { return told(record, response.status()); });
     return std::nullopt;
 }
@@ -176,10 +183,13 @@ std::optional<std::string> Starter::createFile(Download& download) const {
     return std::nullopt;
 }
 
-void Starter::layOut(Download& download) const {
+/// A promise of parts isn't believed yet: the whole file is under way, and one piece until a part has come.
+void Starter::layOut(Download& download, bool isPart) const {
     const auto& record = download.record;
     const bool inParts = record.size && record.resumable;
-    download.layOut(inParts
+    download.parts = inParts && !isPart ? Download::Parts::promised : Download::Parts::proven;
+    download.scouted = false;
+    download.layOut(inParts && isPart
                         ? planner::split(*record.size, download.caps.allowed(conditions_.config.connections),
                                          conditions_.tuning.minimumPiece)
                         : std::vector{Piece{.start = 0, .end = record.size, .done = 0}});

@@ -40,7 +40,7 @@ private:
     void chooseName(DownloadRecord& record, const std::string& suggested) const;
     [[nodiscard]] bool uniqueName(const std::string& name, const DownloadRecord& record) const;
     [[nodiscard]] std::optional<std::string> createFile(Download& download) const;
-    void layOut(Download& download) const;
+    void layOut(Download& download, bool isPart) const;
 
     std::shared_ptr<FileStore> files_;
     const DownloadList& list_;

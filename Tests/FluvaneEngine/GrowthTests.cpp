@@ -81,13 +81,13 @@ TEST(Growth, StopsAndStartsAfresh) {
 TEST(ConnectionCaps, EachReasonIsKeptForItself) {
     ConnectionCaps caps;
     caps.begin({});
-    caps.halve(8);
+    caps.refused(1, 0, 8);
     EXPECT_EQ(caps.allowed(8), 4);
     caps.setRule(4);
     caps.setRule({});
     EXPECT_EQ(caps.allowed(16), 4) << "a rule that goes takes nothing of the server's word with it";
     caps.wholeFile(2, true);
-    caps.halve(8);
+    caps.refused(1, 0, 8);
     EXPECT_EQ(caps.allowed(8), 1);
     EXPECT_TRUE(caps.partCame());
     EXPECT_EQ(caps.allowed(8), 2) << "the halving outlasts it";

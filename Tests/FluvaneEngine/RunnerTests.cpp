@@ -108,7 +108,8 @@ TEST_F(RunnerTest, BusyServersSetTheDelay) {
     EXPECT_EQ(engine.transport->transfers.size(), started);
     engine.scheduler.runFor(2);
     EXPECT_GT(engine.transport->transfers.size(), started);
-    EXPECT_EQ(download().caps.allowed(8), 1) << "halved three times from 8";
+    EXPECT_EQ(download().caps.allowed(8), 2)
+        << "halved twice from 8: those that were opened together are one refusal";
 }
 
 TEST_F(RunnerTest, TellsWhyAndWhenItIsTriedAgain) {
@@ -123,12 +124,17 @@ TEST_F(RunnerTest, TellsWhyAndWhenItIsTriedAgain) {
     EXPECT_FALSE(engine.manager->retryIn(download()));
 }
 
-TEST_F(RunnerTest, AnEndingConnectionDoesNotJumpTheServersDelay) {
+TEST_F(RunnerTest, TheServersDelayKeepsBackOnlyWhatItDidNotServe) {
     second.respond(429, {{"Retry-After", "60"}});
     probe.send(secondStart);
+    EXPECT_FALSE(probe.isOver()) << "it asked for everything, and nobody else gets the next piece";
+    probe.send(size);
     ASSERT_TRUE(probe.isOver());
-    EXPECT_THAT(engine.transport->live(), IsEmpty());
+    ASSERT_EQ(engine.transport->live().size(), 1U) << "as many as it served";
+    last().respond(429);
+    EXPECT_THAT(engine.transport->live(), IsEmpty()) << "it serves none anymore";
     EXPECT_EQ(engine.state(1_id), "retrying");
+    engine.manager->reconnect();
     engine.scheduler.runFor(59);
     EXPECT_THAT(engine.transport->live(), IsEmpty());
     engine.scheduler.runFor(2);

@@ -67,7 +67,7 @@ void FakeTransfer::cancel() {
 
 void FakeTransfer::respond(int status, TransferResponse::Headers headers) {
     if (!over_) {
-        events_({TransferResponse(status, request.url, headers)});
+        events_({TransferResponse(status, redirectedTo.value_or(request.url), headers)});
     }
 }
 
@@ -151,7 +151,7 @@ FakeServer::FakeServer(FakeTransport& transport, Scheduler& scheduler)
 }
 
 void FakeServer::answer(const std::shared_ptr<FakeTransfer>& transfer) {
-    if (transfer->isOver()) {
+    if (transfer->isOver() || (answers && answers(*transfer))) {
         return;
     }
     const auto& request = transfer->request;
@@ -177,12 +177,14 @@ void FakeServer::pour(FakeTransfer& transfer, std::size_t connections) {
     }
     const auto share =
         bytesPerSecondInAll ? *bytesPerSecondInAll / static_cast<double>(connections) : bytesPerSecond;
-    const auto rate = std::min(bytesPerSecond, share);
+    const auto own = speedOf ? speedOf(transfer) : std::nullopt;
+    const auto rate = own ? *own : std::min(bytesPerSecond, share);
     const auto before = transfer.position();
     const auto count = std::min(static_cast<std::int64_t>(rate * beatSeconds), size - before);
     transfer.send(count);
     sent += transfer.position() - before;
-    if (!transfer.isOver() && transfer.position() >= size) {
+    const bool isEnough = longest && transfer.position() - transfer.request.from.value_or(0) >= *longest;
+    if (!transfer.isOver() && (transfer.position() >= size || isEnough)) {
         transfer.finish();
     }
 }

@@ -47,6 +47,7 @@ public:
     [[nodiscard]] std::optional<std::int64_t> end() const { return end_; }
     [[nodiscard]] bool isProbe() const { return request.label.ends_with("probe"); }
 
+    std::optional<URL> redirectedTo; ///< Where its answer comes from.
     /// Bytes under way when it is cancelled: `cancel` still writes them, and `position` tells so.
     std::int64_t writesOnCancel = 0;
 
@@ -96,6 +97,11 @@ public:
     double bytesPerSecond = 1'000'000;         ///< Of one connection.
     std::optional<double> bytesPerSecondInAll; ///< Shared evenly.
     std::int64_t sent = 0;                     ///< Bytes, in all.
+    /// Deals with a request in its own way, or returns false.
+    std::function<bool(FakeTransfer&)> answers;
+    /// Bytes per second of a connection that is unlike the others.
+    std::function<std::optional<double>(const FakeTransfer&)> speedOf;
+    std::optional<std::int64_t> longest; ///< Bytes after which it closes a connection.
 
 private:
     void answer(const std::shared_ptr<FakeTransfer>& transfer);
