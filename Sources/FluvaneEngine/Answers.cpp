@@ -117,6 +117,20 @@ bool saysAllCame(const TransferResponse& response, std::int64_t bytes) {
     return response.status() == 416 && range && ContentRange::unsatisfiedTotal(*range) == bytes;
 }
 
+Mirror mirror(const TransferResponse& response, const DownloadRecord& record, std::int64_t from) {
+    const auto range = response.contentRange();
+    if (!range || range->first != from || response.isEncoded()) {
+        return Mirror::isWrong;
+    }
+    if (range->total != record.size) {
+        return Mirror::ofAnotherFile;
+    }
+    // A strong tag alone tells: that of a file with another date is another file's, or another server's.
+    const auto tag = record.validators ? record.validators->etag : std::nullopt;
+    const bool isStrong = tag && !tag->starts_with("W/");
+    return isStrong && response.validators().etag == tag ? Mirror::same : Mirror::mayBeSame;
+}
+
 WholeFile wholeFile(const TransferResponse& response, const DownloadRecord& record) {
     if (!record.validators) {
         return WholeFile::mayBeSame;

@@ -43,6 +43,11 @@ enum class Part { fits, isWrong, ofAnotherFile };
 /// Of a 206 to a request for what is left of the piece.
 [[nodiscard]] Part part(const TransferResponse& response, const DownloadRecord& record, const Piece& piece);
 
+/// Of a 206 of another server for such a request.
+enum class Mirror { same, mayBeSame, isWrong, ofAnotherFile };
+[[nodiscard]] Mirror mirror(const TransferResponse& response, const DownloadRecord& record,
+                            std::int64_t from);
+
 enum class WholeFile { ofAnotherFile, same, mayBeSame };
 /// Whether a web page came instead of the file, as from a network that one has to sign in to.
 [[nodiscard]] bool isPage(const TransferResponse& response, const DownloadRecord& record);

@@ -62,6 +62,9 @@ bool Connections::isOutdone(const Download& download) const {
 
 /// How many it may have open at the moment.
 int Connections::want(const Download& download) const {
+    if (download.relocating) {
+        return download.writing() + (download.retry.isPending() ? 0 : 1);
+    }
     return download.retry.isPending() ? std::min(aim(download), download.caps.proven()) : aim(download);
 }
 
@@ -69,7 +72,7 @@ int Connections::want(const Download& download) const {
 
 void Connections::fill(Download& download) {
     const bool runs = download.record.state.is<DownloadState::Downloading>() && download.file;
-    if (!runs) {
+    if (!runs || download.transfers.contains(Download::noPiece)) {
         return;
     }
     if (download.parts == Download::Parts::promised && !download.transfers.empty()) {
@@ -156,17 +159,35 @@ void Connections::startPiece(Download& download, std::int64_t start) {
 void Connections::request(Download& download, const Piece& piece) {
     const auto& record = download.record;
     TransferRequest request{
-        .url = record.url,
+        .url = download.address(),
         .from = piece.next(),
         .referrer = record.referrer,
         .label = fmt::format("download {}, piece {}", record.id, download.pieceLabel(piece.start))};
     if (piece.end) {
         request.to = checkedSubtract(*piece.end, 1);
     }
-    if (record.validators && !download.withoutIfRange) {
+    // Another server of the same file may have other tags: its answer is looked at instead.
+    if (record.validators && !download.withoutIfRange && !download.relocating) {
         request.ifRange = record.validators->ifRange();
     }
     this->start(download, {.start = piece.start, .asked = piece.end}, std::move(request));
+}
+
+void Connections::compare(Download& download) {
+    const auto& record = download.record;
+    const auto longest = std::ranges::max_element(record.pieces, {}, &Piece::done);
+    const auto count = std::min(longest->done, planner::alignment);
+    const auto from = checkedSubtract(longest->next(), count);
+    start(download,
+          {.start = Download::noPiece,
+           .acceptedAt = from,
+           .asked = longest->next(),
+           .comparison = std::make_shared<Comparison>(download.file)},
+          TransferRequest{.url = record.url,
+                          .from = from,
+                          .to = checkedSubtract(longest->next(), 1),
+                          .referrer = record.referrer,
+                          .label = fmt::format("download {}, comparison", record.id)});
 }
 
 void Connections::probe(Download& download) {
@@ -181,6 +202,7 @@ void Connections::probe(Download& download) {
 void Connections::start(Download& download, Active active, TransferRequest request) {
     active.token = std::exchange(nextToken_, Token{checkedAdd(static_cast<std::int64_t>(nextToken_), 1)});
     active.pace = Pace(scheduler_->now());
+    active.url = request.url;
     active.transfer = transport_->start(
         std::move(request), turns_.later([this, id = download.id(), token = active.token](
                                              const TransferEvent& event) { events_(id, token, event); }));

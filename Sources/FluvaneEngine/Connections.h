@@ -32,6 +32,8 @@ public:
     /// How many it is to have now: one that can't be split has one.
     [[nodiscard]] int aim(const Download& download) const;
 
+    /// Asks the link for bytes that are there already, to compare them.
+    void compare(Download& download);
     /// Sends the first request of a download.
     void probe(Download& download);
     /// Opens connections until the download has as many as it aims for, its server is full, or no piece is

@@ -7,6 +7,7 @@
 #include "FluvaneCore/DownloadRecord.h"
 #include "FluvaneCore/Speed.h"
 #include "FluvaneEngine/Claim.h"
+#include "FluvaneEngine/Comparison.h"
 #include "FluvaneEngine/ConnectionCaps.h"
 #include "FluvaneEngine/Growth.h"
 #include "FluvaneEngine/Pace.h"
@@ -42,6 +43,8 @@ public:
         std::optional<std::int64_t> asked{}; ///< Exclusive end of what it asked for; absent: all.
         bool replaces = false; ///< One that had brought something: the server serves it as it did that.
         Pace pace{};
+        std::optional<URL> url{};                 ///< Asked.
+        std::shared_ptr<Comparison> comparison{}; ///< It fetches nothing new.
 
         /// Lets the body flow into the file, from `at` to the piece's end.
         void accept(const std::shared_ptr<PieceFile>& into, std::int64_t at, const Piece& piece);
@@ -55,6 +58,9 @@ public:
     /// What is known of whether the server sends parts.
     enum class Parts { proven, promised };
 
+    /// The key of a transfer that fetches no piece.
+    static constexpr std::int64_t noPiece = -1;
+
     explicit Download(DownloadRecord record_) : record(std::move(record_)) {}
 
     [[nodiscard]] DownloadID id() const { return record.id; }
@@ -64,6 +70,8 @@ public:
     /// The record's pieces with what running transfers have written so far folded in.
     [[nodiscard]] std::vector<Piece> livePieces() const;
     [[nodiscard]] std::int64_t liveBytes() const;
+    /// Where its pieces are asked for: where the link led to, until that refuses.
+    [[nodiscard]] const URL& address() const { return record.finalURL ? *record.finalURL : record.url; }
     /// Names a piece for the log.
     [[nodiscard]] std::string pieceLabel(std::int64_t offset) const;
     [[nodiscard]] bool isPrioritized() const { return record.prioritized.value_or(false); }
@@ -96,7 +104,10 @@ public:
     ConnectionCaps caps;
     Growth growth;
     Parts parts = Parts::proven;
-    bool scouted = false;                ///< A part was asked for to see whether the promise is kept.
+    bool scouted = false; ///< A part was asked for to see whether the promise is kept.
+    /// The address refused: the link is asked where else it leads, by one connection.
+    bool relocating = false;
+    int misdirections = 0;               ///< Answers of that kind since the last good one.
     std::optional<double> usualSpeed;    ///< Of one connection among several, bytes per second.
     std::map<std::int64_t, int> rescues; ///< By the start of the piece.
     int unanswered = 0;                  ///< Connections given up without an answer, since one was answered.

@@ -67,9 +67,10 @@ private:
 };
 
 struct TransferError {
-    std::string message;  ///< A whole sentence for the user.
-    bool offline = false; ///< The machine has no network.
-    bool lasting = false; ///< Trying again doesn't cure it.
+    std::string message;   ///< A whole sentence for the user.
+    bool offline = false;  ///< The machine has no network.
+    bool lasting = false;  ///< Trying again doesn't cure it.
+    bool nameless = false; ///< The server's name leads nowhere (anymore).
     friend bool operator==(const TransferError&, const TransferError&) = default;
 };
 
@@ -137,6 +138,8 @@ public:
     virtual ~PieceFile() = default;
     /// Writes all the bytes; the file position isn't used, so connections write concurrently.
     virtual void write(std::span<const std::byte> bytes, std::int64_t at) = 0;
+    /// Reads all the bytes; fails at the end of the file too.
+    virtual void read(std::span<std::byte> bytes, std::int64_t at) = 0;
     /// Forces what is written to stable storage. Does nothing once closed.
     virtual void sync() = 0;
     /// Syncs and closes. Harmless when repeated; a later write fails.

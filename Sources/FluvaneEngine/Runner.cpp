@@ -3,6 +3,7 @@
 
 #include "FluvaneEngine/Runner.h"
 
+#include "FluvaneCore/CheckedMath.h"
 #include "FluvaneEngine/Log.h"
 
 #include <algorithm>
@@ -21,6 +22,7 @@ constexpr const char* changedMessage = "The file changed on the server, so this 
 
 constexpr const char* pageMessage =
     "A web page came instead of the file. You may have to sign in to the network that you are on.";
+constexpr int mostMisdirections = 3;
 /// Bytes that show that a server serves a connection.
 constexpr std::int64_t worthReplacing = 16 * 1024;
 
@@ -117,12 +119,24 @@ void Runner::received(DownloadID id, Token token, const TransferEvent& event) {
     } else if (const auto* const progress = std::get_if<TransferEvent::Progress>(&event.value)) {
         parts_.connections.count(*download, *active, progress->written);
         progressed(*download);
-    } else if (const auto* const end = std::get_if<TransferEvent::Finished>(&event.value)) {
+    } else if (const auto* const end = std::get_if<TransferEvent::Finished>(&event.value);
+               end && active->comparison && active->offset &&
+               *active->asked == active->acceptedAt + end->written) {
+        const auto comparison = active->comparison;
+        parts_.connections.ended(*download, *active, end->written);
+        compared(*download, *comparison);
+    } else if (end) {
         parts_.connections.ended(*download, *active, end->written);
         ended(*download, start, end->written);
     } else {
         const auto& failure = std::get<TransferEvent::Failed>(event.value);
+        const auto asked = active->url;
         parts_.connections.ended(*download, *active, failure.written);
+        if ((failure.error.lasting || failure.error.nameless) && mayLeadElsewhere(*download, *asked)) {
+            parts_.connections.giveBack(*download, start);
+            parts_.connections.fill(*download);
+            return;
+        }
         brokeOff(*download, failure.error, start, failure.written);
     }
 }
@@ -151,17 +165,109 @@ void Runner::probeAnswered(Download& download, Token token, const TransferRespon
 }
 
 void Runner::pieceAnswered(Download& download, Active& active, const TransferResponse& response) {
-    if (!download.record.resumable) {
+    if (active.comparison) {
+        comparisonAnswered(download, active, response);
+    } else if (!download.record.resumable) {
         restAnswered(download, response);
     } else if (!download.pieceOf(active)) {
         scoutAnswered(download, active, response);
     } else if (refused(download, active.token, response, answers::Request::piece)) {
         return;
+    } else if (response.status() == 206 && download.relocating) {
+        mirrorAnswered(download, active, response);
     } else if (response.status() == 206) {
         partAnswered(download, active, response);
     } else {
         wholeFileAnswered(download, active.token, response);
     }
+}
+
+// Links that lead to several servers
+
+/// Whether what an address refuses may be had from another one that the link leads to.
+bool Runner::mayLeadElsewhere(Download& download, const URL& asked) {
+    auto& record = download.record;
+    if (asked == record.url || !record.resumable || !record.state.is<State::Downloading>()) {
+        return false;
+    }
+    if (record.finalURL == asked) { // else another connection has found it out already
+        log::downloads([&] {
+            return fmt::format("download {}: its address refuses, asking the link again", record.id);
+        });
+        record.finalURL.reset();
+        download.relocating = true;
+        turns_.changed();
+    }
+    return true;
+}
+
+/// The link leads to a server that refuses, too. It may lead elsewhere the next time.
+void Runner::misdirected(Download& download, const TransferResponse& response) {
+    const auto refusal = answers::refusal(response.status(), answers::Request::probe);
+    const auto* const words = refusal ? std::get_if<answers::Refused>(&*refusal) : nullptr;
+    if (words && response.url() != download.record.url && ++download.misdirections < mostMisdirections) {
+        failed(download, {.message = words->sentence});
+    } else {
+        linkExpired(download);
+    }
+}
+
+void Runner::mirrorAnswered(Download& download, Active& active, const TransferResponse& response) {
+    const Piece& piece = *download.pieceOf(active);
+    const auto answer = answers::mirror(response, download.record, piece.next());
+    if (answer == answers::Mirror::same) {
+        moved(download, response);
+        partAnswered(download, active, response);
+        parts_.connections.fill(download);
+        return;
+    }
+    parts_.connections.close(download, active.token);
+    if (answer == answers::Mirror::isWrong) {
+        failed(download, {.message = "The server sent the wrong part of the file."});
+    } else if (answer == answers::Mirror::ofAnotherFile) {
+        linkExpired(download); // of the one that it led to nothing is lost
+    } else if (download.record.doneBytes() == 0) {
+        moved(download, response);
+        parts_.connections.fill(download);
+    } else if (!download.transfers.contains(Download::noPiece)) {
+        parts_.connections.compare(download);
+    }
+}
+
+void Runner::comparisonAnswered(Download& download, Active& active, const TransferResponse& response) {
+    const auto from = active.acceptedAt;
+    const bool isPart = response.status() == 206;
+    const auto answer = isPart ? answers::mirror(response, download.record, from) : answers::Mirror::isWrong;
+    if (answer == answers::Mirror::same || answer == answers::Mirror::mayBeSame) {
+        active.comparison->answer = response;
+        active.accept(active.comparison, from, Piece{.start = from, .end = active.asked});
+        return;
+    }
+    parts_.connections.close(download, active.token);
+    if (isPart) {
+        linkExpired(download);
+    } else {
+        misdirected(download, response);
+    }
+}
+
+void Runner::compared(Download& download, const Comparison& comparison) {
+    if (!comparison.isEqual() || !comparison.answer) {
+        linkExpired(download);
+        return;
+    }
+    moved(download, *comparison.answer);
+    parts_.connections.fill(download);
+}
+
+/// From now on its pieces come from there.
+void Runner::moved(Download& download, const TransferResponse& response) {
+    const auto validators = response.validators();
+    download.record.validators = validators.isEmpty() ? std::nullopt : std::optional(validators);
+    download.record.finalURL = response.url();
+    download.relocating = false;
+    download.misdirections = 0;
+    turns_.changed();
 }
 
 /// To the question whether a body without a length, which broke off, was complete.
@@ -323,6 +429,7 @@ bool Runner::refused(Download& download, Token token, const TransferResponse& re
         return false;
     }
     const auto* const isBusy = std::get_if<answers::Busy>(&*refusal);
+    const auto asked = Connections::find(download, token)->url.value();
     if (isBusy && isBusy->halves) {
         parts_.connections.refused(download, token);
     } else {
@@ -331,7 +438,13 @@ bool Runner::refused(Download& download, Token token, const TransferResponse& re
     if (isBusy) {
         busy(download, response);
     } else if (std::holds_alternative<answers::LinkExpired>(*refusal)) {
-        linkExpired(download);
+        if (mayLeadElsewhere(download, asked)) {
+            parts_.connections.fill(download);
+        } else if (download.relocating) {
+            misdirected(download, response);
+        } else {
+            linkExpired(download);
+        }
     } else if (std::holds_alternative<answers::FileChanged>(*refusal)) {
         fileChanged(download);
     } else {

@@ -69,6 +69,12 @@ private:
     void probeAnswered(Download& download, Token token, const TransferResponse& response);
     void pieceAnswered(Download& download, Active& active, const TransferResponse& response);
     void scoutAnswered(Download& download, Active& active, const TransferResponse& response);
+    [[nodiscard]] bool mayLeadElsewhere(Download& download, const URL& asked);
+    void misdirected(Download& download, const TransferResponse& response);
+    void mirrorAnswered(Download& download, Active& active, const TransferResponse& response);
+    void comparisonAnswered(Download& download, Active& active, const TransferResponse& response);
+    void compared(Download& download, const Comparison& comparison);
+    void moved(Download& download, const TransferResponse& response);
     void restAnswered(Download& download, const TransferResponse& response);
     void startOver(Download& download);
     void partAnswered(Download& download, Active& active, const TransferResponse& response);

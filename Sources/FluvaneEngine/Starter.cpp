@@ -51,6 +51,8 @@ void Starter::renew(Download& download) const {
     download.retry.begin();
     download.caps.begin(rule);
     download.unanswered = 0;
+    download.relocating = false;
+    download.misdirections = 0;
     download.usualSpeed.reset();
     download.rescues.clear();
     download.growth.begin(std::min(starting, std::max(rule.value_or(starting), 1)));

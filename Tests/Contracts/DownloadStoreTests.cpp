@@ -25,6 +25,7 @@ namespace {
 struct SyncedFile : PieceFile {
     explicit SyncedFile(std::ptrdiff_t waits = 0) : goOn(waits) {}
     void write(std::span<const std::byte>, std::int64_t) override {}
+    void read(std::span<std::byte>, std::int64_t) override {}
     void close() noexcept override {}
     void sync() override {
         goOn.wait();

@@ -7,10 +7,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace fluvane::support {
 namespace {
@@ -169,6 +171,58 @@ TEST(WildServers, WhatWasGivenToASecondConnectionInVainComesBack) {
     wild.add("http://a.example/file.bin");
     ASSERT_TRUE(wild.runUntil(1_id, "finished", 120)) << "by the slow one, before the others may come again";
     EXPECT_TRUE(wild.hasFile());
+}
+
+TEST(WildServers, ALinkMayLeadToSeveralMirrors) {
+    const struct {
+        const char* name;
+        std::function<void(Wild&, FakeTransfer&)> second; ///< What the other mirror does, from 8 s on.
+        const char* outcome;
+    } rows[] = {
+        {"the same tag", [](Wild&, FakeTransfer&) {}, "finished"},
+        {"another tag", [](Wild& wild, FakeTransfer&) { wild.server.etag = "\"other\""; }, "finished"},
+        {"another size", [](Wild& wild, FakeTransfer&) { wild.server.size -= 1; }, "link-expired"},
+        {"other bytes",
+         [](Wild& wild, FakeTransfer&) {
+             wild.server.etag = "\"other\"";
+             const std::vector<std::byte> none(20 * MiB);
+             wild.manager->download(1_id)->file->write(none, 0);
+         },
+         "link-expired"},
+        {"not there at first",
+         [](Wild& wild, FakeTransfer& transfer) {
+             if (wild.time() < 10) {
+                 transfer.respond(404);
+             }
+         },
+         "finished"},
+        {"never there", [](Wild&, FakeTransfer& transfer) { transfer.respond(404); }, "link-expired"},
+    };
+    const auto address = link("http://a.example/file.bin");
+    const auto first = link("http://first.example/file.bin");
+    const auto second = link("http://second.example/file.bin");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Wild wild;
+        wild.server.answers = [&](FakeTransfer& transfer) {
+            const bool isLink = transfer.request.url == address;
+            const bool isSecond = wild.time() >= 8;
+            transfer.redirectedTo = isSecond ? second : first;
+            if (isSecond && transfer.request.url == first) {
+                transfer.respond(404);
+            } else if (isSecond) {
+                EXPECT_TRUE(isLink || transfer.request.url == second);
+                row.second(wild, transfer);
+            } else {
+                EXPECT_EQ(isLink, wild.number(transfer) == 0) << "once";
+            }
+            return transfer.isOver();
+        };
+        wild.add(address.absoluteString());
+        EXPECT_TRUE(wild.runUntil(1_id, row.outcome, 60)) << wild.failure(1_id);
+        EXPECT_TRUE(row.outcome != std::string("finished") || wild.hasFile());
+        EXPECT_GT(wild.record(1_id).doneBytes(), 8 * MiB);
+    }
 }
 
 TEST(WildServers, APageIsNotTheFile) {

@@ -29,6 +29,7 @@ public:
         contents_.resize(std::max(contents_.size(), start + bytes.size()), '.');
         contents_.replace(start, bytes.size(), reinterpret_cast<const char*>(bytes.data()), bytes.size());
     }
+    void read(std::span<std::byte>, std::int64_t) override {}
     void sync() override {}
     void close() noexcept override {}
     [[nodiscard]] std::string contents() const {

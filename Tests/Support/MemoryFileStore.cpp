@@ -55,6 +55,12 @@ public:
         bytes_->write(bytes, at);
     }
 
+    void read(std::span<std::byte> bytes, std::int64_t at) override {
+        const auto all = bytes_->read();
+        std::ranges::copy(std::as_bytes(std::span(all)).subspan(static_cast<std::size_t>(at), bytes.size()),
+                          bytes.begin());
+    }
+
     void sync() override { failIf(faults_->sync); }
 
     void close() noexcept override {

@@ -96,6 +96,26 @@ void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {
     beginWritingBack(count);
 }
 
+void DiskFile::read(std::span<std::byte> bytes, std::int64_t at) {
+    const std::shared_lock lock(lock_);
+    if (!descriptor_.isOpen()) {
+        throw FileError("The file is closed.");
+    }
+    while (!bytes.empty()) {
+        const auto count = ::pread(descriptor_.get(), bytes.data(), bytes.size(), at);
+        if (count == 0) {
+            throw FileError("The file ends early.");
+        }
+        if (count < 0 && errno != EINTR) {
+            throw FileError(errorText(errno));
+        }
+        if (count > 0) {
+            bytes = bytes.subspan(static_cast<std::size_t>(count));
+            at += count;
+        }
+    }
+}
+
 void DiskFile::beginWritingBack(std::int64_t written) {
     if (sinceWriteback_.fetch_add(written, std::memory_order_relaxed) + written < writebackEvery) {
         return;

@@ -49,6 +49,7 @@ public:
     DiskFile& operator=(const DiskFile&) = delete;
 
     void write(std::span<const std::byte> bytes, std::int64_t at) override;
+    void read(std::span<std::byte> bytes, std::int64_t at) override;
     void sync() override;
     void close() noexcept override;
 

@@ -190,7 +190,11 @@ void TransferConnection::fail(CURLcode code) {
         return fmt::format("{}: failed with {} ({}): {}", transfer_->request().label, facts.code,
                            facts.systemError, log::hidden(detail_.data()));
     });
-    transfer_->fail({sentence(facts), mayBeOffline(facts) && !networkReach::beyondThisMachine(facts.peer)});
+    const bool offline = mayBeOffline(facts) && !networkReach::beyondThisMachine(facts.peer);
+    transfer_->fail({.message = sentence(facts),
+                     .offline = offline,
+                     .lasting = isLasting(facts),
+                     .nameless = code == CURLE_COULDNT_RESOLVE_HOST && !offline});
 }
 
 TransferFailure TransferConnection::failure(CURLcode code) const {

@@ -138,4 +138,19 @@ bool mayBeOffline(const TransferFailure& failure) {
     }
 }
 
+bool isLasting(const TransferFailure& failure) {
+    constexpr long wrongPassword = 407;
+    switch (failure.code) {
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_URL_MALFORMAT:
+    case CURLE_TOO_MANY_REDIRECTS:
+        return true;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+        return !failure.asked;
+    default:
+        return failure.proxyStatus == wrongPassword;
+    }
+}
+
 } // namespace fluvane

@@ -27,6 +27,9 @@ struct TransferFailure {
 /// Whether a machine without network explains the failure.
 [[nodiscard]] bool mayBeOffline(const TransferFailure& failure);
 
+/// Whether trying again doesn't cure it.
+[[nodiscard]] bool isLasting(const TransferFailure& failure);
+
 namespace transferText {
 inline constexpr const char* notHTTP = "The server's answer wasn't HTTP.";
 inline constexpr const char* stopped = "The server stopped answering.";
