@@ -73,6 +73,7 @@ public:
             at += count;
         }
     }
+    void read(std::span<std::byte>, std::int64_t) override { throw FileError("It is only written."); }
     void setSize(std::int64_t size) {
         if (::ftruncate(descriptor_, size) != 0) {
             throw FileError(std::strerror(errno));
