@@ -24,7 +24,8 @@ class Case:
     latency: float = 0
     host: str = "127.0.0.1"
     dead_ipv6: bool = False
-    loss: str = ""
+    loss: str = ""  # what tc makes of the line
+    patient: bool = False  # peers that give up are started again, to carry on
 
 
 CASES = [
@@ -40,9 +41,10 @@ CASES = [
     Case("short-lived", "each connection may bring 4 MiB", lambda: [rate(1 * MB), happens(4 * MiB, CLOSE)]),
     Case("resets", "one connection in three is reset at random",
          lambda: [rate(1 * MB), sometimes(3, happens_within(0, 6 * MiB, RESET))]),
-    Case("at-most-4", "a limit of connections, told with 503", lambda: [rate(2 * MB), beyond(4, refuses(503))]),
+    Case("at-most-4", "a limit of connections, told with 503", lambda: [rate(2 * MB), beyond(4, refuses(503))],
+         files=(96 * MiB,)),
     Case("at-most-4-later", "a limit of connections, told with 429 and a time",
-         lambda: [rate(2 * MB), beyond(4, refuses(429, retry_after=5))]),
+         lambda: [rate(2 * MB), beyond(4, refuses(429, retry_after=5))], files=(96 * MiB,)),
     Case("at-most-4-silent", "a limit of connections, not told at all",
          lambda: [rate(2 * MB), beyond(4, never_answers())]),
     Case("mirrors", "the link leads to two hosts by turns, each with a tag of its own",
@@ -53,7 +55,8 @@ CASES = [
     Case("short-parts", "parts of at most 256 KiB", lambda: [line(8 * MB), shortens(256 * 1024)]),
     Case("limit-lifted", "a narrow line gets wide after 10 s",
          lambda: [rate(1 * MB), limited(10, 500_000, 100 * MB)]),
-    Case("outage", "the server is restarted half way, for 8 s", lambda: [rate(1 * MB), gone(4, 8)]),
+    Case("outage", "the server is restarted half way, for 8 s", lambda: [rate(1 * MB), gone(4, 8)],
+         patient=True),
     Case("signed", "the link's target is good for 5 s, the link for ever", lambda: [rate(1 * MB), signs(5)]),
     Case("latency-100", "100 ms away, 1.5 MB/s a connection", lambda: [rate(1.5 * MB)], files=(80 * MiB,), latency=0.1),
     Case("latency-300", "300 ms away", lambda: [rate(1 * MB)], latency=0.3),

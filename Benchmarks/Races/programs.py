@@ -3,6 +3,7 @@
 
 """What runs beside each other: each fetches links into a folder and tells how long it took."""
 
+import dataclasses
 import os
 import pathlib
 import subprocess
@@ -17,70 +18,93 @@ class Gap(Exception):
     """The files didn't come in, for this reason."""
 
 
-def environment(folder, authority):
-    """Nothing of the person who runs it: no settings, proxies and display."""
-    kept = {name: value for name, value in os.environ.items()
-            if not name.lower().endswith("_proxy") and name not in ("DISPLAY", "WAYLAND_DISPLAY")}
-    return {**kept, "HOME": str(folder), **({"SSL_CERT_FILE": str(authority)} if authority else {})}
+@dataclasses.dataclass
+class Job:
+    links: list
+    folder: pathlib.Path
+    seconds: float  # allowed
+    authority: pathlib.Path | None = None  # for TLS
+    patient: bool = False  # peers that give up are started again each second, to carry on
+
+    def environment(self):
+        """Nothing of the person who runs it: no settings, proxies and display."""
+        kept = {name: value for name, value in os.environ.items()
+                if not name.lower().endswith("_proxy") and name not in ("DISPLAY", "WAYLAND_DISPLAY")}
+        trusted = {name: str(self.authority) for name in ("SSL_CERT_FILE", "CURL_CA_BUNDLE") if self.authority}
+        return {**kept, **trusted, "HOME": str(self.folder)}
 
 
-def commands(peer, links, target, authority):
+def commands(peer, job):
     """One or more, which run one after another."""
-    secure = [str(authority)] if authority else []
     if peer == "aria2c":
-        (target / "links").write_text("\n".join(links))
-        return [["aria2c", "--no-conf", "-q", "-x8", "-s8", "-k1M", "--file-allocation=none", "-d", target, "-i",
-                 target / "links", *(f"--ca-certificate={each}" for each in secure)]]
+        (job.folder / "links").write_text("\n".join(job.links))
+        return [["aria2c", "--no-conf", "-q", "-x8", "-s8", "-k1M", "--file-allocation=none", "-d", job.folder, "-i",
+                 job.folder / "links", *([f"--ca-certificate={job.authority}"] if job.authority else []),
+                 *(["-c"] if job.patient else [])]]
     if peer == "axel":
-        return [["axel", "-q", "-n", "8", "-N", *("-k" for _ in secure), "-o", target / link.rsplit("/", 1)[1], link]
-                for link in links]
-    return [["curl", "-q", "-sSfL", "--noproxy", "*", "--parallel", "--remote-name-all", "--output-dir", target,
-             *(word for each in secure for word in ("--cacert", each)), *links]]
+        return [["axel", "-q", "-n", "8", "-N", *(["-k"] if job.authority else []), "-o",
+                 job.folder / link.rsplit("/", 1)[1], link] for link in job.links]
+    return [["curl", "-q", "-sSfL", "--parallel", "--remote-name-all", "--output-dir", job.folder,
+             *(["--cacert", job.authority] if job.authority else []),
+             *(["-C", "-"] if job.patient else []), *job.links]]
 
 
-def run_peer(peer, links, folder, authority, seconds):
+def run_peer(peer, job):
     """Seconds taken."""
     began = time.monotonic()
-    for command in commands(peer, links, folder, authority):
-        process = harness.start(command, environment(folder, authority), stdout=subprocess.DEVNULL,
-                                stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
-        try:
-            process.wait(max(0.01, began + seconds - time.monotonic()))
-        except subprocess.TimeoutExpired:
-            raise Gap(f"not within {seconds:.0f} s") from None
-        finally:
-            if process.poll() is None:
-                process.kill()
-                process.wait()
-        if process.returncode != 0:
-            raise Gap(f"exit status {process.returncode}")
+    for command in commands(peer, job):
+        while status := run(command, job, began + job.seconds):
+            if not job.patient:
+                raise Gap(f"exit status {status}")
+            time.sleep(1)
     return time.monotonic() - began
 
 
-def run_fluvane(links, folder, authority, seconds):
+def run(command, job, deadline):
+    """The exit status."""
+    process = harness.start(command, job.environment(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                            stdin=subprocess.DEVNULL)
+    try:
+        return process.wait(max(0, deadline - time.monotonic()))
+    except subprocess.TimeoutExpired:
+        raise Gap(f"not within {job.seconds:.0f} s") from None
+    finally:
+        if process.poll() is None:
+            process.kill()
+            process.wait()
+
+
+def run_fluvane(job):
     """Seconds from the first `add` until the list says that all are finished. The application is a fresh one."""
-    application = harness.Application(folder / "app", environment(folder, authority))
-    application.downloads = folder
+    application = harness.Application(job.folder / "app")
+    application.environment = {**application.environment, **job.environment()}
     for name in ("DISPLAY", "WAYLAND_DISPLAY"):
         application.environment.pop(name, None)
+    application.downloads = job.folder
     try:
         application.start()
         began = time.monotonic()
-        for link in links:
+        for link in job.links:
             application.add(link)
-        while True:
-            entries = application.list()
-            if all(entry["state"] == "finished" for entry in entries):
-                return time.monotonic() - began
-            for entry in entries:
-                if entry["state"] in ("failed", "link-expired", "paused"):
-                    raise Gap(f"{entry['state']}: {entry.get('reason', '')}")
-            if time.monotonic() - began > seconds:
-                share = sum(entry["downloaded"] for entry in entries) / 1e6
-                raise Gap(f"not within {seconds:.0f} s: {share:.1f} MB, {entries[0]['connections']} connections")
+        while not all_finished(application.list()):
+            if time.monotonic() - began > job.seconds:
+                raise Gap(f"not within {job.seconds:.0f} s: {progress(application.list())}")
             time.sleep(0.05)
+        return time.monotonic() - began
     finally:
         application.stop()
+
+
+def all_finished(entries):
+    for entry in entries:
+        if entry["state"] in ("failed", "link-expired", "paused"):
+            raise Gap(f"{entry['state']} {entry.get('reason', '')}")
+    return all(entry["state"] == "finished" for entry in entries)
+
+
+def progress(entries):
+    amount, running = (sum(entry[key] for entry in entries) for key in ("downloaded", "connections"))
+    return f"{amount / harness.MB:.1f} MB, {running} connections"
 
 
 def check(contents, folder):
