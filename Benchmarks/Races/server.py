@@ -187,9 +187,10 @@ def happens_within(low, high, action, seed=1):
     return lambda request, reply: happens(chance.randrange(low, high), action)(request, reply)
 
 
-def never_answers():
-    def behave(_, reply):
-        reply.silent = True
+def never_answers(most=1 << 30):
+    """So many at a time, as in a queue that nobody serves."""
+    def behave(request, reply):
+        reply.silent = request.server.held < most
     return behave
 
 
@@ -281,7 +282,7 @@ class Server(Ended):
         if tls:
             self.tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             self.tls.load_cert_chain(*tls)
-        self.answering = self.connections = self.requests = 0
+        self.answering = self.held = self.connections = self.requests = 0
         self.writers = set()
         self.port = free_port()
         self.loop = asyncio.new_event_loop()
@@ -355,7 +356,11 @@ class Server(Ended):
         for behave in self.behaviours:
             behave(request, reply)
         if reply.silent:
-            return await silence(reader)
+            self.held += 1
+            try:
+                return await silence(reader)
+            finally:
+                self.held -= 1
         counts = reply.status in (200, 206)
         self.answering += counts
         try:
