@@ -12,6 +12,7 @@ the reply in its turn, so the last one wins. Those with a memory (`sometimes`, `
 import asyncio
 import contextlib
 import email.utils
+import itertools
 import random
 import re
 import socket
@@ -25,6 +26,7 @@ from harness import Ended, free_port
 
 HOSTS = ("127.0.0.1", "127.0.0.2", "127.0.0.3")  # the server is at all of them, so that mirrors are other hosts
 CLOSE, RESET, STALL = "close", "reset", "stall"
+NEVER = 1 << 60
 WORDS = {200: "OK", 206: "Partial Content", 302: "Found", 403: "Forbidden", 404: "Not Found",
          416: "Range Not Satisfiable", 429: "Too Many Requests", 503: "Service Unavailable"}
 LAST_CHANGE = "Sat, 03 Jan 2026 10:00:00 GMT"
@@ -44,48 +46,46 @@ class Pace:
 
 
 class Request:
-    def __init__(self, server, connection, method, path, version, headers):
+    def __init__(self, server, connection, lines):
         self.server, self.connection = server, connection  # connections count from 1, in the order of first requests
-        self.method, self.path, self.version, self.headers = method, path, version, headers
+        self.method, self.path, self.version = lines[0].split(" ")
+        self.headers = {name.strip().lower(): value.strip() for name, _, value in (row.partition(":")
+                                                                                   for row in lines[1:])}
+        self.name = self.path.rsplit("/", 1)[-1]
         self.answering = server.answering + 1  # replies under way, with this one
-
-    @property
-    def name(self):
-        return self.path.rsplit("/", 1)[-1]
+        self.last = self.version == "HTTP/1.0" or self.headers.get("connection", "").lower() == "close"
 
 
 class Reply:
-    def __init__(self, request, content):
-        self.status, self.headers = 200, {}
-        self.content, self.first, self.end = content, 0, len(content)
-        self.tag = request.server.tags.get(request.name, "")
-        self.chunked = False
-        self.silent = False  # never a byte
-        self.delay = 0
-        self.paces = {}
-        self.event = None  # (bytes of bodies on this connection, what happens then: a rate, CLOSE, RESET or STALL)
-        self.wanted = self._range(request)
-        self.take_part(request)
+    chunked = False
+    silent = False  # never a byte
+    delay = 0
+    event = None  # (bytes of bodies on this connection, what happens then: a rate, CLOSE, RESET or STALL)
 
-    def _range(self, request):
-        found = re.fullmatch(r"bytes=(\d+)-(\d*)", request.headers.get("range", ""))
-        return (int(found[1]), int(found[2] or len(self.content) - 1) + 1) if found else None
+    def __init__(self, request):
+        self.content, self.tag = request.server.content.get(request.name), request.server.tags.get(request.name)
+        self.headers, self.paces = {}, {}
+        if self.content is None:
+            self.refuse(404)
+        else:
+            self.give(request)
 
-    def take_part(self, request):
-        """As was asked for, if the file is still the one that the client knows."""
-        self.status, self.first, self.end = 200, 0, len(self.content)
-        if not self.wanted or request.headers.get("if-range", self.tag) not in (self.tag, LAST_CHANGE):
-            return
-        if self.wanted[0] >= len(self.content):
-            self.refuse(416, {"Content-Range": f"bytes */{len(self.content)}"})
-            return
-        self.status, self.first, self.end = 206, self.wanted[0], min(self.wanted[1], len(self.content))
+    def give(self, request):
+        """What was asked for: a part if the file is still the one that the client knows."""
+        part = re.fullmatch(r"bytes=(\d+)-(\d*)", request.headers.get("range", ""))
+        size = len(self.content)
+        if not part or request.headers.get("if-range", self.tag) not in (self.tag, LAST_CHANGE):
+            self.status, self.first, self.end = 200, 0, size
+        elif int(part[1]) >= size:
+            self.refuse(416, {"Content-Range": f"bytes */{size}"})
+        else:
+            self.status, self.first, self.end = 206, int(part[1]), min(int(part[2] or size) + 1, size)
 
     def refuse(self, status, headers=None):
         self.status, self.headers, self.first, self.end = status, dict(headers or {}), 0, 0
 
     def head(self, request):
-        headers = {"Connection": "close" if self.last(request) else "keep-alive", **self.headers}
+        headers = {"Connection": "close" if request.last else "keep-alive", **self.headers}
         if self.status in (200, 206):
             headers = {"Accept-Ranges": "bytes", "ETag": self.tag, "Last-Modified": LAST_CHANGE,
                        "Content-Type": "application/octet-stream", **headers}
@@ -99,53 +99,33 @@ class Reply:
                  *(f"{name}: {value}" for name, value in headers.items() if value is not None)]
         return "\r\n".join([*lines, "", ""]).encode()
 
-    @staticmethod
-    def last(request):
-        return request.version == "HTTP/1.0" or request.headers.get("connection", "").lower() == "close"
-
 
 # -- Behaviours
 
+def sets(**fields):
+    return lambda _, reply: reply.__dict__.update(fields)
+
+
 def rate(bytes_per_second):
     """Each connection's own."""
-    def behave(_, reply):
-        reply.paces["own"] = Pace(bytes_per_second)
-    return behave
+    return lambda _, reply: reply.paces.update(own=Pace(bytes_per_second))
 
 
 def line(bytes_per_second):
     """Of all connections together."""
     shared = Pace(bytes_per_second)
-
-    def behave(_, reply):
-        reply.paces["line"] = shared
-    return behave
+    return lambda _, reply: reply.paces.update(line=shared)
 
 
 def limited(seconds, low, high):
     """A line whose limit is lifted so long after the first request."""
-    since = time_since_first()
+    requests = []
+    narrow = line(lambda: low if time.monotonic() < requests[0] + seconds else high)
 
     def behave(request, reply):
-        since(request)
-        reply.paces["line"] = shared
-    shared = Pace(lambda: low if since() < seconds else high)
+        requests.append(time.monotonic())
+        narrow(request, reply)
     return behave
-
-
-def time_since_first():
-    began = []
-
-    def since(_=None):
-        began.append(time.monotonic()) if not began else None
-        return time.monotonic() - began[0]
-    return since
-
-
-def on(connections, *behaviours):
-    """Only on the connection with this number, or with one of these."""
-    numbers = {connections} if isinstance(connections, int) else set(connections)
-    return when(lambda request: request.connection in numbers, *behaviours)
 
 
 def when(condition, *behaviours):
@@ -154,6 +134,11 @@ def when(condition, *behaviours):
             for each in behaviours:
                 each(request, reply)
     return behave
+
+
+def on(connection, *behaviours):
+    """Only on the connection with this number."""
+    return when(lambda request: request.connection == connection, *behaviours)
 
 
 def under(prefix, *behaviours):
@@ -166,32 +151,28 @@ def beyond(count, *behaviours):
 
 
 def sometimes(one_in, *behaviours, seed=1, after=0):
-    """By chance, which is the same in every run; not before so many requests."""
-    chance, seen = random.Random(seed), []
-
-    def condition(request):
-        seen.append(request)
-        return len(seen) > after and chance.randrange(one_in) == 0
-    return when(condition, *behaviours)
+    """By chance, which is the same in every run; not for so many requests at first."""
+    chance, numbers = random.Random(seed), itertools.count()
+    return when(lambda _: next(numbers) >= after and chance.randrange(one_in) == 0, *behaviours)
 
 
 def happens(after, action):
     """After so many bytes of bodies on a connection: another rate, CLOSE, RESET or STALL."""
-    def behave(_, reply):
-        reply.event = (after, action)
-    return behave
+    return sets(event=(after, action))
 
 
-def happens_within(low, high, action, seed=1):
+def happens_within(most, action, seed=1):
     chance = random.Random(seed)
-    return lambda request, reply: happens(chance.randrange(low, high), action)(request, reply)
+    return lambda request, reply: happens(chance.randrange(most), action)(request, reply)
 
 
 def never_answers(most=1 << 30):
     """So many at a time, as in a queue that nobody serves."""
-    def behave(request, reply):
-        reply.silent = request.server.held < most
-    return behave
+    return when(lambda request: request.server.held < most, sets(silent=True))
+
+
+def delays(seconds):
+    return sets(delay=seconds)
 
 
 def refuses(status, **headers):
@@ -201,10 +182,16 @@ def refuses(status, **headers):
 
 
 def ignores_ranges():
-    """And says that it doesn't."""
+    """And doesn't say so."""
+    return lambda _, reply: reply.__dict__.update(status=200, first=0, end=len(reply.content))
+
+
+def without_length():
+    whole = ignores_ranges()
+
     def behave(request, reply):
-        reply.wanted = None
-        reply.take_part(request)
+        whole(request, reply)
+        reply.chunked, reply.headers["Accept-Ranges"] = True, None
     return behave
 
 
@@ -216,35 +203,21 @@ def shortens(most):
     return behave
 
 
-def without_length():
-    def behave(request, reply):
-        ignores_ranges()(request, reply)
-        reply.chunked, reply.headers["Accept-Ranges"] = True, None
-    return behave
-
-
-def delays(seconds):
-    def behave(_, reply):
-        reply.delay = seconds
-    return behave
-
-
 def tagged(tag):
     """Another ETag than the content's own."""
     def behave(request, reply):
-        if reply.status in (200, 206):
-            reply.tag = f'"{tag}"'
-            reply.take_part(request)
+        reply.tag = f'"{tag}"'
+        reply.give(request)
     return behave
 
 
 def by_turns(*mirrors):
-    """The link leads to another host with each request: the n-th one's path begins with /mirror-n/."""
-    turn = iter(range(1 << 30))
+    """The link leads to another host with each request, to paths that begin with /mirror-<number>/."""
+    turns = itertools.cycle(mirrors)
 
     def behave(request, reply):
         if not request.path.startswith("/mirror-"):
-            mirror = mirrors[next(turn) % len(mirrors)]
+            mirror = next(turns)
             reply.refuse(302, {"Location": request.server.at(f"/mirror-{mirror}/{request.name}", mirror)})
     return behave
 
@@ -262,12 +235,9 @@ def signs(seconds):
 
 def gone(after, seconds):
     """So long after the first request nobody is there, for so many seconds: connections break, new ones are refused."""
-    scheduled = []
-
-    def behave(request, _):
-        if not scheduled:
-            scheduled.append(asyncio.get_running_loop().create_task(request.server.leave(after, seconds)))
-    return behave
+    leaving = []
+    return when(lambda request: not leaving, lambda request, _: leaving.append(
+        asyncio.get_running_loop().create_task(request.server.leave(after, seconds))))
 
 
 # -- The server
@@ -282,15 +252,18 @@ class Server(Ended):
         if tls:
             self.tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             self.tls.load_cert_chain(*tls)
-        self.answering = self.held = self.connections = self.requests = 0
-        self.writers = set()
+        self.answering = self.held = self.connections = 0
+        self.doors, self.writers = [], set()
         self.port = free_port()
         self.loop = asyncio.new_event_loop()
         self.thread = threading.Thread(target=self.loop.run_forever)
         self.thread.start()
         try:
             self._wait(self._open())
-            self.front = self._wait(delaying_proxy(self, latency)) if latency else self.port
+            self.front = self.port
+            if latency:
+                self.front = free_port()
+                self._wait(self._open_proxy(latency))
         except BaseException:
             self.stop()
             raise
@@ -311,10 +284,14 @@ class Server(Ended):
         return asyncio.run_coroutine_threadsafe(work, self.loop).result(20)
 
     async def _open(self):
-        self.listener = await asyncio.start_server(self._serve, HOSTS, self.port, ssl=self.tls, limit=65536)
+        self.doors.append(await asyncio.start_server(self._serve, HOSTS, self.port, ssl=self.tls))
+
+    async def _open_proxy(self, latency):
+        self.doors.append(await asyncio.start_server(delaying_proxy(self.port, latency), HOSTS[0], self.front))
 
     async def _close(self):
-        self.listener.close()
+        for door in self.doors:
+            door.close()
         others = asyncio.all_tasks() - {asyncio.current_task()}
         for task in others:
             task.cancel()
@@ -322,7 +299,8 @@ class Server(Ended):
 
     async def leave(self, after, seconds):
         await asyncio.sleep(after)
-        self.listener.close()
+        for door in self.doors:
+            door.close()
         for writer in list(self.writers):
             reset(writer)
         await asyncio.sleep(seconds)
@@ -343,65 +321,62 @@ class Server(Ended):
 
     async def _exchange(self, reader, writer, state):
         """One request and its reply; whether another may follow."""
-        head = (await reader.readuntil(b"\r\n\r\n")).decode("latin-1").split("\r\n")
+        lines = (await reader.readuntil(b"\r\n\r\n")).decode("latin-1").split("\r\n")
         if not state["number"]:
             self.connections += 1
             state["number"] = self.connections
-        self.requests += 1
-        headers = {name.strip().lower(): value.strip() for name, _, value in (row.partition(":") for row in head[1:])}
-        request = Request(self, state["number"], *head[0].split(" "), headers)
-        reply = Reply(request, self.content.get(request.name, b""))
-        if request.name not in self.content:
-            reply.refuse(404)
+        request = Request(self, state["number"], lines)
+        reply = Reply(request)
         for behave in self.behaviours:
             behave(request, reply)
         if reply.silent:
-            self.held += 1
-            try:
+            with self._counted("held"):
                 return await silence(reader)
-            finally:
-                self.held -= 1
-        counts = reply.status in (200, 206)
-        self.answering += counts
-        try:
+        with self._counted("answering") if reply.status in (200, 206) else contextlib.nullcontext():
             await asyncio.sleep(reply.delay)
             writer.write(reply.head(request))
             await writer.drain()
-            if request.method == "GET" and not await self._body(reader, writer, reply, request, state):
-                return False
+            whole = request.method == "HEAD" or await self._body(reader, writer, reply, request, state)
+        return whole and not request.last
+
+    @contextlib.contextmanager
+    def _counted(self, name):
+        setattr(self, name, getattr(self, name) + 1)
+        try:
+            yield
         finally:
-            self.answering -= counts
-        return not reply.last(request)
+            setattr(self, name, getattr(self, name) - 1)
 
     async def _body(self, reader, writer, reply, request, state):
         """False when the reply was broken off."""
         framed = reply.chunked and request.version == "HTTP/1.1"
-        left = memoryview(reply.content)[reply.first:reply.end]
+        left = memoryview(reply.content or b"")[reply.first:reply.end]
         while left:
-            count = min([65536, len(left), *(max(512, int(pace.rate() / 50)) for pace in reply.paces.values())])
-            if reply.event:
-                room = reply.event[0] - state["sent"]
-                if room <= 0:
-                    action, reply.event = reply.event[1], None
-                    if not isinstance(action, str):
-                        reply.paces["own"] = Pace(action)
-                        continue
-                    if action == STALL:
-                        return await silence(reader)
-                    if action == RESET:
-                        reset(writer)
+            after, action = reply.event or (NEVER, CLOSE)
+            if state["sent"] >= after:
+                if isinstance(action, str):
+                    await self._break(action, reader, writer)
                     return False
-                count = min(count, room)
+                reply.paces["own"], reply.event = Pace(action), None
+                continue
+            count = min([65536, len(left), after - state["sent"],
+                         *(max(512, int(pace.rate() / 50)) for pace in reply.paces.values())])
             for pace in reply.paces.values():
                 await pace.passes(count)
             writer.write(b"%x\r\n%b\r\n" % (count, left[:count]) if framed else left[:count])
             await writer.drain()
             state["sent"] += count
             left = left[count:]
-        if framed:
-            writer.write(b"0\r\n\r\n")
+        writer.write(b"0\r\n\r\n" if framed else b"")
         await writer.drain()
         return True
+
+    @staticmethod
+    async def _break(action, reader, writer):
+        if action == STALL:
+            await silence(reader)
+        elif action == RESET:
+            reset(writer)
 
 
 async def silence(reader):
@@ -416,47 +391,40 @@ def reset(writer):
     writer.transport.abort()
 
 
-async def delaying_proxy(server, latency):
-    """A port before the server's that everything passes with so many seconds for a round trip."""
-    async def pump(reader, writer, first=0):
-        queue = asyncio.Queue()
+def delaying_proxy(port, latency):
+    """What serves a port before this one, that everything passes with so many seconds for a round trip."""
+    async def read(reader, queue, delay):
+        data = b"some"
+        while data:
+            data = await reader.read(65536)
+            queue.put_nowait((time.monotonic() + delay, data))
 
-        async def read():
-            while data := await reader.read(65536):
-                queue.put_nowait((time.monotonic() + first + latency / 2, data))
-            queue.put_nowait((time.monotonic() + first + latency / 2, b""))
-
-        async def write():
-            while True:
-                due, data = await queue.get()
-                await asyncio.sleep(due - time.monotonic())
-                if not data:
-                    break
-                writer.write(data)
-                await writer.drain()
-            writer.write_eof()
-        await asyncio.gather(read(), write())
+    async def write(writer, queue):
+        while True:
+            due, data = await queue.get()
+            await asyncio.sleep(due - time.monotonic())
+            if not data:
+                return writer.write_eof()
+            writer.write(data)
+            await writer.drain()
 
     async def serve(reader, writer):
+        inner_reader, inner_writer = await asyncio.open_connection(HOSTS[0], port)
+        there, back = asyncio.Queue(), asyncio.Queue()
+        # Connecting took no time here, but would have taken a round trip.
+        tasks = [asyncio.ensure_future(work) for work in (
+            read(reader, there, 1.5 * latency), write(inner_writer, there),
+            read(inner_reader, back, 0.5 * latency), write(writer, back))]
         try:
-            inner_reader, inner_writer = await asyncio.open_connection(HOSTS[0], server.port)
-            try:
-                # Connecting took no time here, but would have taken a round trip.
-                pumps = [asyncio.ensure_future(pump(reader, inner_writer, latency)),
-                         asyncio.ensure_future(pump(inner_reader, writer))]
-                done, left = await asyncio.wait(pumps, return_when=asyncio.FIRST_EXCEPTION)
-                for task in left:
-                    task.cancel()
-                await asyncio.gather(*pumps, return_exceptions=True)
-            finally:
-                inner_writer.transport.abort()
-        except (OSError, asyncio.CancelledError):
+            await asyncio.wait(tasks, return_when=asyncio.FIRST_EXCEPTION)
+        except asyncio.CancelledError:
             pass
+        for task in tasks:
+            task.cancel()
+        await asyncio.gather(*tasks, return_exceptions=True)
+        inner_writer.transport.abort()
         writer.close()
-
-    port = free_port()
-    await asyncio.start_server(serve, HOSTS[0], port)
-    return port
+    return serve
 
 
 class DeadPort(Ended):
