@@ -91,6 +91,8 @@ def run_fluvane(job):
                 raise Gap(f"not within {job.seconds:.0f} s: {progress(application.list())}")
             time.sleep(0.05)
         return time.monotonic() - began
+    except (AssertionError, OSError) as problem:  # it doesn't answer any more
+        raise Gap(str(problem)) from None
     finally:
         application.stop()
 
