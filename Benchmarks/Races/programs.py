@@ -26,12 +26,15 @@ class Job:
     authority: pathlib.Path | None = None  # for TLS
     patient: bool = False  # peers that give up are started again each second, to carry on
 
-    def environment(self):
-        """Nothing of the person who runs it: no settings, proxies and display."""
-        kept = {name: value for name, value in os.environ.items()
-                if not name.lower().endswith("_proxy") and name not in ("DISPLAY", "WAYLAND_DISPLAY")}
+    def settings(self):
         trusted = {name: str(self.authority) for name in ("SSL_CERT_FILE", "CURL_CA_BUNDLE") if self.authority}
-        return {**kept, **trusted, "HOME": str(self.folder)}
+        return {"HOME": str(self.folder), **trusted}
+
+
+def alone(environment):
+    """Nothing of the proxies and the display of the person who runs it."""
+    return {name: value for name, value in environment.items()
+            if not name.lower().endswith("_proxy") and name not in ("DISPLAY", "WAYLAND_DISPLAY")}
 
 
 def commands(peer, job):
@@ -62,8 +65,8 @@ def run_peer(peer, job):
 
 def run(command, job, deadline):
     """The exit status."""
-    process = harness.start(command, job.environment(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                            stdin=subprocess.DEVNULL)
+    process = harness.start(command, {**alone(os.environ), **job.settings()}, stdout=subprocess.DEVNULL,
+                            stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
     try:
         return process.wait(max(0, deadline - time.monotonic()))
     except subprocess.TimeoutExpired:
@@ -76,10 +79,8 @@ def run(command, job, deadline):
 
 def run_fluvane(job):
     """Seconds from the first `add` until the list says that all are finished. The application is a fresh one."""
-    application = harness.Application(job.folder / "app")
-    application.environment = {**application.environment, **job.environment()}
-    for name in ("DISPLAY", "WAYLAND_DISPLAY"):
-        application.environment.pop(name, None)
+    application = harness.Application(job.folder / "app", job.settings())
+    application.environment = alone(application.environment)
     application.downloads = job.folder
     try:
         application.start()
