@@ -4,6 +4,8 @@
 """What is raced through. Loads are such that the best peer takes some 5 to 10 s."""
 
 import dataclasses
+import pathlib
+import shlex
 import typing
 
 from harness import MB, MiB
@@ -12,6 +14,10 @@ from server import (CLOSE, RESET, STALL, beyond, by_turns, delays, gone, happens
                     without_length)
 
 JAMMED = 15_000  # bytes a second
+NAMES = pathlib.Path(__file__).with_name("hosts")
+# Who has no address beyond loopback's is given none by some resolvers.
+TWO_ADDRESSES = (f"mount --bind {shlex.quote(str(NAMES))} /etc/hosts && ip address add 192.0.2.1/32 dev lo && "
+                 "ip address add 2001:db8::1/128 dev lo nodad")
 
 
 @dataclasses.dataclass
@@ -24,7 +30,7 @@ class Case:
     latency: float = 0
     host: str = "127.0.0.1"
     dead_ipv6: bool = False
-    loss: str = ""  # what tc makes of the line
+    setup: str = ""  # what makes a namespace of its own fit for it
     patient: bool = False  # peers that give up are started again, to carry on
 
 
@@ -66,7 +72,7 @@ CASES = [
     Case("busy-now-and-then", "503 now and then, with no time to wait",
          lambda: [line(8 * MB), rate(2 * MB), sometimes(4, refuses(503, retry_after=0), after=1)]),
     Case("dead-ipv6", "a name with two addresses, of which the first is dead", lambda: [rate(1 * MB)],
-         host="localhost", dead_ipv6=True),
-    Case("loss", "1 % of packets lost, 20 ms away", lambda: [rate(1 * MB)],
-         loss="netem loss 1% delay 10ms limit 10000"),
+         host="races.test", dead_ipv6=True, setup=TWO_ADDRESSES),
+    Case("loss", "1 % of packets of a usual size lost, 20 ms away", lambda: [rate(1 * MB)],
+         setup="ip link set lo mtu 1500 gso_max_segs 1 && tc qdisc add dev lo root netem loss 1% delay 10ms limit 10000"),
 ]
