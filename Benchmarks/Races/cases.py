@@ -18,6 +18,7 @@ NAMES = pathlib.Path(__file__).with_name("hosts")
 # Who has no address beyond loopback's is given none by some resolvers.
 TWO_ADDRESSES = (f"mount --bind {shlex.quote(str(NAMES))} /etc/hosts && ip address add 192.0.2.1/32 dev lo && "
                  "ip address add 2001:db8::1/128 dev lo nodad")
+LOSSY = "ip link set lo mtu 1500 gso_max_segs 1 && tc qdisc add dev lo root netem loss 1% delay 10ms limit 10000"
 
 
 @dataclasses.dataclass
@@ -74,5 +75,5 @@ CASES = [
     Case("dead-ipv6", "a name with two addresses, of which the first is dead", lambda: [rate(1 * MB)],
          host="races.test", dead_ipv6=True, setup=TWO_ADDRESSES),
     Case("loss", "1 % of packets of a usual size lost, 20 ms away", lambda: [rate(1 * MB)],
-         setup="ip link set lo mtu 1500 gso_max_segs 1 && tc qdisc add dev lo root netem loss 1% delay 10ms limit 10000"),
+         setup=LOSSY),
 ]
