@@ -19,7 +19,7 @@ int orUnlimited(const std::optional<int>& cap) {
 
 int ConnectionCaps::allowed(int setting) const {
     return std::max(std::min({setting, orUnlimited(rule_), orUnlimited(remembered_), orUnlimited(busy_),
-                              orUnlimited(wholeFile_), orUnlimited(passing_)}),
+                              orUnlimited(moment_), orUnlimited(wholeFile_), orUnlimited(passing_)}),
                     1);
 }
 
@@ -37,6 +37,9 @@ void ConnectionCaps::granted(int serving) {
         proven_ = serving;
         excused_ = 0;
     }
+    if (serving >= refusedAt_) {
+        refusedAt_ = 0;
+    }
     if (busy_ && serving > *busy_) {
         busy_ = serving; // what it does counts more than what was made of its refusal
     }
@@ -46,17 +49,31 @@ void ConnectionCaps::notGrantedBeside(int serving) {
     proven_ = std::min(proven_, serving);
 }
 
-void ConnectionCaps::refused(int asked, int serving, int setting) {
+bool ConnectionCaps::refused(int asked, int serving, int setting) {
     const bool wasGranted = asked <= proven_;
     notGrantedBeside(serving);
     if (wasGranted && excused_++ == 0) {
-        return; // a moment's: it may not have noticed yet that the connection before was closed
+        return false; // it may not have noticed yet that the connection before was closed
     }
-    if (asked > 2 && serving > 0) {
-        busy_ = std::min(orUnlimited(busy_), std::max(asked / 2, serving));
-    } else {
+    if (asked <= 2 || serving == 0) {
         halve(setting); // so few say little about how many it bears
+        return true;
     }
+    if (refusedAt_ == 0 || asked < refusedAt_) {
+        refusedAt_ = asked;
+        moment_ = std::max(asked / 2, serving);
+        return false;
+    }
+    busy_ = std::min(orUnlimited(busy_), std::max(asked / 2, serving));
+    return true;
+}
+
+void ConnectionCaps::ignored() {
+    busy_ = std::min(orUnlimited(busy_), std::max(proven_, 1));
+}
+
+void ConnectionCaps::delayOver() {
+    moment_.reset();
 }
 
 void ConnectionCaps::halve(int setting) {

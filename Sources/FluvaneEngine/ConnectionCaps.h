@@ -25,9 +25,13 @@ public:
     void notGrantedBeside(int serving);
     /// How many it was seen to serve, and may be asked for while a delay keeps the others back.
     [[nodiscard]] int proven() const { return proven_; }
-    /// The server is too busy for as many as were asked for, `serving` of which it serves: from now on fewer,
-    /// for the rest of the run. To be called once for connections that were opened together.
-    void refused(int asked, int serving, int setting);
+    /// The server is too busy for as many as were asked for, `serving` of which it serves: from now on fewer.
+    /// To be called once for connections that were opened together. True when that holds for the rest of the
+    /// run, false when it may have been a moment's: then until `delayOver`.
+    bool refused(int asked, int serving, int setting);
+    /// It left some unanswered, more than once: no more than were served.
+    void ignored();
+    void delayOver();
     /// What the server was seen to refuse to an earlier download.
     void remember(std::optional<int> most) { remembered_ = most; }
     /// The server sent the whole file to a range request: no more than already run. With `mayPass` that holds
@@ -44,6 +48,8 @@ private:
     std::optional<int> busy_;
     int proven_ = 0;
     int excused_ = 0;              ///< Refusals of what had been granted, since that was granted last.
+    std::optional<int> moment_;    ///< As `busy_`, until the delay is over.
+    int refusedAt_ = 0;            ///< What was asked for then; not granted since.
     std::optional<int> wholeFile_; ///< For the rest of the run.
     std::optional<int> passing_;   ///< Until a part comes.
 };

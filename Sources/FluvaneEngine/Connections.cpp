@@ -280,12 +280,11 @@ bool Connections::takeFromSlow(Download& download, bool connectionIsFree) {
 
 /// Nothing comes over it. One that was never answered may be one more than the server serves.
 void Connections::giveUp(Download& download, Token token) {
-    const Active* const active = find(download, token);
-    const int asked = transfersOf(download);
-    const bool wasAnswered = active->offset.has_value();
+    const bool wasAnswered = find(download, token)->offset.has_value();
     close(download, token);
     if (!wasAnswered && ++download.unanswered >= unansweredAreRefused) {
-        learnRefusal(download, asked);
+        download.caps.ignored();
+        download.growth.cutBack(cap(download));
     }
 }
 
@@ -316,17 +315,12 @@ void Connections::refused(Download& download, Token token) {
     const int asked = transfersOf(download);
     close(download, token);
     giveBack(download, start);
-    if (token > download.refusedUpTo) {
-        learnRefusal(download, asked);
+    if (token <= download.refusedUpTo) {
+        return; // those that were opened before anything was known of it have the same refusal
     }
-}
-
-/// Connections that are open by now were opened before anything was known of it: theirs is the same refusal.
-void Connections::learnRefusal(Download& download, int asked) {
-    const int aimed = aim(download);
     download.refusedUpTo = Token{checkedSubtract(static_cast<std::int64_t>(nextToken_), 1)};
-    download.caps.refused(asked, download.writing(), conditions_.config.connections);
-    if (download.writing() > 0 && aim(download) < aimed) {
+    const bool lasts = download.caps.refused(asked, download.writing(), conditions_.config.connections);
+    if (lasts && download.writing() > 0) {
         download.growth.cutBack(cap(download));
     }
 }

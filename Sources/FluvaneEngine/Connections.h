@@ -81,7 +81,6 @@ private:
     [[nodiscard]] std::optional<planner::Work> nextWork(Download& download);
     [[nodiscard]] bool takeFromSlow(Download& download, bool connectionIsFree);
     void giveUp(Download& download, Token token);
-    void learnRefusal(Download& download, int asked);
     void openScout(Download& download);
     [[nodiscard]] bool mayOpen(const Download& download);
     void startPiece(Download& download, std::int64_t start);

@@ -17,7 +17,7 @@ namespace {
 using Active = Download::Active;
 
 constexpr double patience = 10;      ///< Seconds of silence, or of being slow, while others run.
-constexpr double answerPatience = 5; ///< Seconds without an answer, where a connection is free.
+constexpr double answerPatience = 5; ///< Seconds without an answer, while others run or had one.
 constexpr double worthwhile = 5;     ///< Seconds that a piece must still take at its own speed.
 constexpr double farSlower = 4;      ///< Times the usual time that is.
 constexpr double muchSlower = 10;    ///< Times slower, where no connection is free.
@@ -73,7 +73,8 @@ struct Slow {
 };
 
 bool isDue(const Download& download, const Active& active, const Slow& slow, double now, bool isFree) {
-    if (active.pace.silence(now) >= patience && othersRun(download, active, now)) {
+    const double mayBeSilent = active.offset ? patience : answerPatience;
+    if (active.pace.silence(now) >= mayBeSilent && othersRun(download, active, now)) {
         return true;
     }
     if (isFree && download.usualSpeed && slow.speed * farSlower < *download.usualSpeed &&

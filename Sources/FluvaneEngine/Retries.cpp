@@ -13,6 +13,13 @@
 
 namespace fluvane {
 
+namespace {
+
+constexpr double lookInterval = 2;    ///< Seconds.
+constexpr double longestLooking = 20; ///< Seconds of a delay.
+
+} // namespace
+
 Retries::Retries(std::shared_ptr<Scheduler> scheduler, std::function<double()> random,
                  const Conditions& conditions, Turns& turns, std::function<void(DownloadID)> due)
     : scheduler_(std::move(scheduler)), random_(std::move(random)), conditions_(conditions), turns_(turns),
@@ -20,7 +27,7 @@ Retries::Retries(std::shared_ptr<Scheduler> scheduler, std::function<double()> r
 
 bool Retries::mayTryAgain(Download& download, const TransferError& error) const {
     auto& retry = download.retry;
-    if (!retry.isPending()) {
+    if (!retry.isPending() && scheduler_->now() >= retry.looksUntil()) {
         // Bytes that are thrown away at every failure are no progress.
         const auto goodStretch = download.record.resumable ? conditions_.tuning.minimumPiece
                                                            : std::numeric_limits<std::int64_t>::max();
@@ -33,6 +40,11 @@ void Retries::schedule(Download& download, const TransferError& error, std::opti
     if (download.retry.isPending()) {
         return;
     }
+    if (const double left = download.retry.looksUntil() - scheduler_->now(); left > 0 && !retryAfter) {
+        download.retry.reason = error.message;
+        postpone(download, std::min(left, lookInterval));
+        return;
+    }
     const auto attempt = download.retry.attempts();
     // A server that asks for no delay at all asks to be called again and again.
     const bool isServersWord = retryAfter && *retryAfter > 0;
@@ -42,6 +54,13 @@ void Retries::schedule(Download& download, const TransferError& error, std::opti
                            log::hidden(error.message), delay);
     });
     download.retry.reason = error.message;
+    // What was under way may go on soon: a server that only restarts isn't waited for twice as long.
+    const bool looks = !retryAfter && delay <= longestLooking && download.record.doneBytes() > 0;
+    if (looks) {
+        download.retry.lookUntil(scheduler_->now() + delay);
+        postpone(download, std::min(delay, lookInterval));
+        return;
+    }
     wait(download, delay, isServersWord ? download.record.url.site() : std::nullopt);
 }
 

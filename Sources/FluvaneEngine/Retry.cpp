@@ -8,6 +8,7 @@
 namespace fluvane {
 
 void Retry::begin() {
+    lookUntil_ = 0;
     failures_ = 0;
     offlineFailures_ = 0;
 }

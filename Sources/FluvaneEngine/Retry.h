@@ -37,6 +37,9 @@ public:
     [[nodiscard]] bool isWordOf(const std::optional<std::string>& server) const {
         return isPending() && server_ && server_ == server;
     }
+    /// A try before this time is a look whether the server is back; its failure doesn't count.
+    void lookUntil(double time) { lookUntil_ = time; }
+    [[nodiscard]] double looksUntil() const { return lookUntil_; }
     /// When the pending one is due.
     [[nodiscard]] double at() const { return at_; }
 
@@ -45,6 +48,7 @@ public:
 private:
     std::shared_ptr<Cancellable> timer_;
     double at_ = 0;
+    double lookUntil_ = 0;
     std::optional<std::string> server_; ///< That asked for the pending delay.
     int failures_ = 0;
     int offlineFailures_ = 0;

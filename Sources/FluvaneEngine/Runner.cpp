@@ -455,7 +455,7 @@ bool Runner::refused(Download& download, Token token, const TransferResponse& re
 
 void Runner::busy(Download& download, const TransferResponse& response) {
     const auto value = response["retry-after"];
-    const auto delay = value ? retryAfter::delay(*value, today_()) : std::nullopt;
+    const auto delay = value ? retryAfter::delay(*value, today_()).value_or(0) : 0;
     failed(download, {.message = fmt::format("The server is busy ({}).", response.status())}, delay);
 }
 
@@ -513,6 +513,7 @@ void Runner::retried(DownloadID id) {
         return;
     }
     download->retry.cancel();
+    download->caps.delayOver();
     const auto& state = download->record.state;
     if (state.is<State::Downloading>()) {
         carryOn(*download);
