@@ -37,9 +37,10 @@ planner::Busy busyPieces(const Download& download) {
 } // namespace
 
 Connections::Connections(std::shared_ptr<HTTPTransport> transport, std::shared_ptr<Scheduler> scheduler,
-                         const DownloadList& list, const Conditions& conditions, Turns& turns, Events events)
+                         const DownloadList& list, const Conditions& conditions, ServerCounts& servers,
+                         Turns& turns, Events events)
     : transport_(std::move(transport)), scheduler_(std::move(scheduler)), list_(list),
-      conditions_(conditions), turns_(turns), events_(std::move(events)) {}
+      conditions_(conditions), servers_(servers), turns_(turns), events_(std::move(events)) {}
 
 int Connections::cap(const Download& download) const {
     return download.caps.allowed(conditions_.config.connections);
@@ -322,6 +323,7 @@ void Connections::refused(Download& download, Token token) {
     const bool lasts = download.caps.refused(asked, download.writing(), conditions_.config.connections);
     if (lasts && download.writing() > 0) {
         download.growth.cutBack(cap(download));
+        servers_.refused(download.record.url.site().value_or(""), asked, download.writing());
     }
 }
 

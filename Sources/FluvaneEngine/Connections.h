@@ -7,6 +7,7 @@
 #include "FluvaneEngine/Conditions.h"
 #include "FluvaneEngine/DownloadList.h"
 #include "FluvaneEngine/Rescue.h"
+#include "FluvaneEngine/ServerCounts.h"
 #include "FluvaneEngine/Turns.h"
 
 #include <cstdint>
@@ -25,7 +26,8 @@ public:
     using Events = std::function<void(DownloadID, Token, const TransferEvent&)>;
 
     Connections(std::shared_ptr<HTTPTransport> transport, std::shared_ptr<Scheduler> scheduler,
-                const DownloadList& list, const Conditions& conditions, Turns& turns, Events events);
+                const DownloadList& list, const Conditions& conditions, ServerCounts& servers, Turns& turns,
+                Events events);
 
     /// The most connections that the download may have.
     [[nodiscard]] int cap(const Download& download) const;
@@ -94,6 +96,7 @@ private:
     std::shared_ptr<Scheduler> scheduler_;
     const DownloadList& list_;
     const Conditions& conditions_;
+    ServerCounts& servers_;
     Turns& turns_;
     Events events_;
     Token nextToken_{1};

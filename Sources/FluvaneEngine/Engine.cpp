@@ -11,20 +11,20 @@ DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports p
                                 Environment environment_)
     : conditions{.config = std::move(config), .tuning = {}, .limitedNetwork = {}}, ports(std::move(ports_)),
       notices(std::make_shared<Notices>(ports.notifier, conditions)), environment(std::move(environment_)),
-      turns({.listChanged = [this] { saver.changed(); },
-             .settle = [&manager] { manager.settle(); },
-             .shown =
-                 [&manager] {
-                     if (manager.onChange) {
-                         manager.onChange();
-                     }
-                 }}),
+      servers(environment.servers, environment.today), turns({.listChanged = [this] { saver.changed(); },
+                                                              .settle = [&manager] { manager.settle(); },
+                                                              .shown =
+                                                                  [&manager] {
+                                                                      if (manager.onChange) {
+                                                                          manager.onChange();
+                                                                      }
+                                                                  }}),
       saver(ports.store, ports.scheduler, list, turns),
-      connections(ports.transport, ports.scheduler, list, conditions, turns,
+      connections(ports.transport, ports.scheduler, list, conditions, servers, turns,
                   [this](DownloadID id, Token token, const TransferEvent& event) {
                       runner.received(id, token, event);
                   }),
-      growth(list, conditions, connections), starter(ports.files, list, conditions, environment),
+      growth(list, conditions, connections), starter(ports.files, list, conditions, servers, environment),
       retries(ports.scheduler, ports.random, conditions, turns,
               [this](DownloadID id) { runner.retried(id); }),
       finisher(ports.files, notices, list, conditions, saver, turns, environment.today,

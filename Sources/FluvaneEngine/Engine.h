@@ -31,6 +31,7 @@ struct DownloadManager::Engine {
     Ports ports;
     std::shared_ptr<Notices> notices;
     Environment environment;
+    ServerCounts servers;
     DownloadList list;
     Turns turns;
     ListSaver saver;

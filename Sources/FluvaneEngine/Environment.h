@@ -6,6 +6,7 @@
 #include "FluvaneCore/Date.h"
 #include "FluvaneCore/FileName.h"
 #include "FluvaneCore/URL.h"
+#include "FluvaneEngine/ServerCounts.h"
 
 #include <functional>
 #include <optional>
@@ -19,6 +20,7 @@ struct Environment {
     /// The folder of a path that may begin with "~"; the user's download folder for none.
     std::function<URL(const std::optional<std::string>&)> folder;
     std::function<Date()> today;
+    ServerCounts::Storage servers{};
 };
 
 } // namespace fluvane

@@ -4,6 +4,7 @@
 #include "FluvaneEngine/Runner.h"
 
 #include "FluvaneCore/CheckedMath.h"
+#include "FluvaneCore/Objections.h"
 #include "FluvaneEngine/Log.h"
 
 #include <algorithm>
@@ -62,6 +63,10 @@ void Runner::start(Download& download) {
     if (parts_.starter.carryOn(download)) {
         turns_.set(download, State::Downloading{});
         carryOn(download);
+        return;
+    }
+    if (download.record.url.absoluteString().size() > words::longestLink) {
+        fail(download, std::string(words::linkTooLong));
         return;
     }
     parts_.starter.startAfresh(download);

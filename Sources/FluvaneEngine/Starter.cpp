@@ -42,14 +42,16 @@ std::string told(const DownloadRecord& record, int status) {
 } // namespace
 
 Starter::Starter(std::shared_ptr<FileStore> files, const DownloadList& list, const Conditions& conditions,
-                 Environment environment)
-    : files_(std::move(files)), list_(list), conditions_(conditions), environment_(std::move(environment)) {}
+                 const ServerCounts& servers, Environment environment)
+    : files_(std::move(files)), list_(list), conditions_(conditions), servers_(servers),
+      environment_(std::move(environment)) {}
 
 void Starter::renew(Download& download) const {
     const auto rule = conditions_.siteRule(download.record.url);
     const int starting = conditions_.tuning.startingConnections;
     download.retry.begin();
     download.caps.begin(rule);
+    download.caps.remember(servers_.most(download.record.url.site().value_or("")));
     download.unanswered = 0;
     download.relocating = false;
     download.misdirections = 0;

@@ -6,6 +6,7 @@
 #include "FluvaneEngine/Conditions.h"
 #include "FluvaneEngine/DownloadList.h"
 #include "FluvaneEngine/Environment.h"
+#include "FluvaneEngine/ServerCounts.h"
 
 #include <memory>
 #include <optional>
@@ -22,7 +23,7 @@ public:
     static constexpr const char* partialExtension = "fluvane";
 
     Starter(std::shared_ptr<FileStore> files, const DownloadList& list, const Conditions& conditions,
-            Environment environment);
+            const ServerCounts& servers, Environment environment);
 
     /// A new run: what earlier ones taught of the server doesn't count anymore.
     void renew(Download& download) const;
@@ -45,6 +46,7 @@ private:
     std::shared_ptr<FileStore> files_;
     const DownloadList& list_;
     const Conditions& conditions_;
+    const ServerCounts& servers_;
     Environment environment_;
 };
 

@@ -225,6 +225,41 @@ TEST(WildServers, ALinkMayLeadToSeveralMirrors) {
     }
 }
 
+TEST(WildServers, WhatWasRefusedIsNotAskedForAgainOnTheSameDay) {
+    const struct {
+        const char* name;
+        std::string kept; ///< Instead of what it learned.
+        double later;     ///< Seconds.
+        bool isKnown;
+    } rows[] = {
+        {"soon", "", 60, true},
+        {"the day after", "", 90'000, false},
+        {"spoilt", R"({"a.example": [0, -1, "x"], "b": 5, "a.example": [4]})", 60, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Wild wild;
+        int refused = 0;
+        wild.server.answers = [&](FakeTransfer& transfer) {
+            if (wild.served() >= 4) {
+                ++refused;
+                transfer.respond(503);
+            }
+            return transfer.isOver();
+        };
+        wild.add("http://a.example/file.bin");
+        ASSERT_TRUE(wild.runUntil(1_id, "finished"));
+        ASSERT_GT(refused, 1);
+        refused = 0;
+        wild.scheduler.runFor(row.later);
+        wild.servers = row.kept.empty() ? wild.servers : row.kept;
+        wild.restart();
+        wild.add("http://a.example/again.bin");
+        ASSERT_TRUE(wild.runUntil(2_id, "finished"));
+        EXPECT_EQ(refused == 0, row.isKnown);
+    }
+}
+
 TEST(WildServers, APageIsNotTheFile) {
     Wild wild;
     wild.add("http://a.example/file.bin");

@@ -74,6 +74,7 @@ public:
     std::shared_ptr<FakePower> power = std::make_shared<FakePower>();
     std::shared_ptr<FakeNotifier> notifier = std::make_shared<FakeNotifier>();
     LogCapture log;
+    std::string servers; ///< What is kept of them.
     std::unique_ptr<DownloadManager> manager;
 
 private:
@@ -88,6 +89,8 @@ private:
                     [this] {
                         return Date() + std::chrono::seconds(static_cast<std::int64_t>(scheduler.now()));
                     },
+                .servers = {.load = [this] { return servers; },
+                            .save = [this](const std::string& text) { servers = text; }},
             });
     }
 };

@@ -4,11 +4,16 @@
 #include "Fluvane/Application/SystemEnvironment.h"
 
 #include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Linux/SerialQueue.h"
+#include "TessivarCore/AppIdentity.h"
 
 #include <QMimeDatabase>
 #include <QStandardPaths>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
 
@@ -34,6 +39,25 @@ bool isUsable(const std::optional<std::string>& path) {
     return path->starts_with('/') || *path == "~" || path->starts_with("~/");
 }
 
+/// Written aside: the disk may be slow, and nobody waits for it.
+ServerCounts::Storage serverFile() {
+    const auto queue = std::make_shared<SerialQueue>(tessivar::AppIdentity::current.identifier + ".servers");
+    const auto file = dataFolders::data() + "/servers.json";
+    return {.load =
+                [file] {
+                    std::ifstream stream(file, std::ios::binary);
+                    return std::string(std::istreambuf_iterator(stream), {});
+                },
+            .save =
+                [file, queue](const std::string& text) {
+                    queue->async([file, text] {
+                        std::ofstream(file + ".new", std::ios::binary) << text;
+                        std::error_code ignored; // it is learned again
+                        std::filesystem::rename(file + ".new", file, ignored);
+                    });
+                }};
+}
+
 } // namespace
 
 Environment systemEnvironment() {
@@ -44,6 +68,7 @@ Environment systemEnvironment() {
                 return URL::folder(dataFolders::absolutePath(isUsable(path) ? *path : downloadFolder()));
             },
         .today = [] { return std::chrono::system_clock::now(); },
+        .servers = serverFile(),
     };
 }
 

@@ -63,6 +63,10 @@ std::optional<std::string> objection(const Order& order) {
     if (order.links.empty()) {
         return "Give at least one http or https link: fluvane add <link>";
     }
+    if (std::ranges::any_of(
+            order.links, [](const URL& link) { return link.absoluteString().size() > words::longestLink; })) {
+        return std::string(words::linkTooLong);
+    }
     if (order.checksum && order.links.size() > 1) {
         return std::string(words::checksumForSeveral);
     }

@@ -190,6 +190,9 @@ Reply CommandCenter::link(const Arguments& arguments) {
     if (!download || links.empty()) {
         return failure("Usage: fluvane link <number> <fresh link>");
     }
+    if (links[0].absoluteString().size() > words::longestLink) {
+        return failure(std::string(words::linkTooLong));
+    }
     manager_.updateLink(download->id(), links[0]);
     return done();
 }
