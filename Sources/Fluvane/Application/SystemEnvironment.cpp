@@ -5,15 +5,15 @@
 
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Linux/SerialQueue.h"
+#include "FluvaneEngine/Log.h"
 #include "TessivarCore/AppIdentity.h"
+#include "TessivarCore/AtomicFile.h"
+#include "TessivarCore/FileSystem.h"
 
 #include <QMimeDatabase>
 #include <QStandardPaths>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <random>
 
@@ -39,21 +39,28 @@ bool isUsable(const std::optional<std::string>& path) {
     return path->starts_with('/') || *path == "~" || path->starts_with("~/");
 }
 
-/// Written aside: the disk may be slow, and nobody waits for it.
+constexpr std::size_t longestServers = 1'000'000; ///< Bytes.
+
+/// Written aside: the disk may be slow, and nobody waits for it. What fails is learned again.
 ServerCounts::Storage serverFile() {
     const auto queue = std::make_shared<SerialQueue>(tessivar::AppIdentity::current.identifier + ".servers");
-    const auto file = dataFolders::data() + "/servers.json";
+    const tessivar::AtomicFile file(dataFolders::state() + "/servers.json");
     return {.load =
                 [file] {
-                    std::ifstream stream(file, std::ios::binary);
-                    return std::string(std::istreambuf_iterator(stream), {});
+                    try {
+                        return file.read(longestServers).value_or("");
+                    } catch (const tessivar::SystemError&) {
+                        return std::string();
+                    }
                 },
             .save =
                 [file, queue](const std::string& text) {
                     queue->async([file, text] {
-                        std::ofstream(file + ".new", std::ios::binary) << text;
-                        std::error_code ignored; // it is learned again
-                        std::filesystem::rename(file + ".new", file, ignored);
+                        try {
+                            file.write(text);
+                        } catch (const tessivar::SystemError& error) {
+                            log::files([&] { return std::string("couldn't save servers: ") + error.what(); });
+                        }
                     });
                 }};
 }

@@ -1,0 +1,105 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Log.h"
+#include "FluvaneEngine/Runner.h"
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+using State = DownloadState;
+
+namespace {
+constexpr int mostMisdirections = 3;
+}
+
+// Links that lead to several servers
+
+/// Whether what an address refuses may be had from another one that the link leads to.
+bool Runner::mayLeadElsewhere(Download& download, const URL& asked) {
+    auto& record = download.record;
+    if (asked == record.url || !record.resumable || !record.state.is<State::Downloading>()) {
+        return false;
+    }
+    if (record.finalURL == asked) { // else another connection has found it out already
+        log::downloads([&] {
+            return fmt::format("download {}: its address refuses, asking the link again", record.id);
+        });
+        record.finalURL.reset();
+        download.relocating = true;
+        turns_.changed();
+    }
+    return true;
+}
+
+/// The link leads to a server that refuses, too. It may lead elsewhere the next time.
+void Runner::misdirected(Download& download, const TransferResponse& response) {
+    const auto refusal = answers::refusal(response.status(), answers::Request::probe);
+    const auto* const words = refusal ? std::get_if<answers::Refused>(&*refusal) : nullptr;
+    if (words && response.url() != download.record.url && ++download.misdirections < mostMisdirections) {
+        failed(download, {.message = words->sentence});
+    } else {
+        linkExpired(download);
+    }
+}
+
+void Runner::mirrorAnswered(Download& download, Active& active, const TransferResponse& response) {
+    const Piece& piece = *download.pieceOf(active);
+    const auto answer = answers::mirror(response, download.record, piece.next());
+    if (answer == answers::Mirror::same) {
+        moved(download, response);
+        partAnswered(download, active, response);
+        parts_.connections.fill(download);
+        return;
+    }
+    parts_.connections.close(download, active.token);
+    if (answer == answers::Mirror::isWrong) {
+        failed(download, {.message = "The server sent the wrong part of the file."});
+    } else if (answer == answers::Mirror::ofAnotherFile) {
+        linkExpired(download); // of the one that it led to nothing is lost
+    } else if (download.record.doneBytes() == 0) {
+        moved(download, response);
+        parts_.connections.fill(download);
+    } else if (!download.transfers.contains(Download::noPiece)) {
+        parts_.connections.compare(download);
+    }
+}
+
+void Runner::comparisonAnswered(Download& download, Active& active, const TransferResponse& response) {
+    const auto from = active.acceptedAt;
+    const bool isPart = response.status() == 206;
+    const auto answer = isPart ? answers::mirror(response, download.record, from) : answers::Mirror::isWrong;
+    if (answer == answers::Mirror::same || answer == answers::Mirror::mayBeSame) {
+        active.comparison->answer = response;
+        active.accept(active.comparison, from, Piece{.start = from, .end = active.asked});
+        return;
+    }
+    parts_.connections.close(download, active.token);
+    if (isPart) {
+        linkExpired(download);
+    } else {
+        misdirected(download, response);
+    }
+}
+
+void Runner::compared(Download& download, const Comparison& comparison) {
+    if (!comparison.isEqual() || !comparison.answer) {
+        linkExpired(download);
+        return;
+    }
+    moved(download, *comparison.answer);
+    parts_.connections.fill(download);
+}
+
+/// From now on its pieces come from there.
+void Runner::moved(Download& download, const TransferResponse& response) {
+    const auto validators = response.validators();
+    download.record.validators = validators.isEmpty() ? std::nullopt : std::optional(validators);
+    download.record.finalURL = response.url();
+    download.relocating = false;
+    download.misdirections = 0;
+    turns_.changed();
+}
+
+} // namespace fluvane
