@@ -48,7 +48,6 @@ enum class Mirror { same, mayBeSame, isWrong, ofAnotherFile };
 [[nodiscard]] Mirror mirror(const TransferResponse& response, const DownloadRecord& record,
                             std::int64_t from);
 
-enum class WholeFile { ofAnotherFile, same, mayBeSame };
 /// Whether a web page came instead of the file, as from a network that one has to sign in to.
 [[nodiscard]] bool isPage(const TransferResponse& response, const DownloadRecord& record);
 
@@ -56,6 +55,7 @@ enum class WholeFile { ofAnotherFile, same, mayBeSame };
 [[nodiscard]] bool saysAllCame(const TransferResponse& response, std::int64_t bytes);
 
 /// Of a 200 to a request for a part.
+enum class WholeFile { ofAnotherFile, same, mayBeSame };
 [[nodiscard]] WholeFile wholeFile(const TransferResponse& response, const DownloadRecord& record);
 
 } // namespace fluvane::answers

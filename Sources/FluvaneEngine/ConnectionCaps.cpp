@@ -37,6 +37,7 @@ void ConnectionCaps::granted(int serving) {
         proven_ = serving;
         excused_ = 0;
     }
+    outage_ = false;
     if (serving >= refusedAt_) {
         refusedAt_ = 0;
     }
@@ -56,7 +57,10 @@ bool ConnectionCaps::refused(int asked, int serving, int setting) {
         return false; // it may not have noticed yet that the connection before was closed
     }
     if (asked <= 2 || serving == 0) {
-        halve(setting); // so few say little about how many it bears
+        // So few say little about how many it bears; one that serves nobody again and again is out, not full.
+        if (serving > 0 || !std::exchange(outage_, true)) {
+            halve(setting);
+        }
         return true;
     }
     if (refusedAt_ == 0 || asked < refusedAt_) {

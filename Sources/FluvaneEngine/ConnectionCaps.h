@@ -50,6 +50,7 @@ private:
     int excused_ = 0;              ///< Refusals of what had been granted, since that was granted last.
     std::optional<int> moment_;    ///< As `busy_`, until the delay is over.
     int refusedAt_ = 0;            ///< What was asked for then; not granted since.
+    bool outage_ = false;          ///< It refused with none served, and none was since.
     std::optional<int> wholeFile_; ///< For the rest of the run.
     std::optional<int> passing_;   ///< Until a part comes.
 };

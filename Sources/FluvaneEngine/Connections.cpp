@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -20,6 +21,8 @@ namespace {
 /// Bytes per second of each connection, below which a speed limit makes connections look slow.
 constexpr std::int64_t slowestLimit = 64 * 1024;
 constexpr int unansweredAreRefused = 2; ///< One may be an accident.
+constexpr int mostScouts = 3;
+constexpr double strayPatience = 10; ///< Seconds for an answer that no piece waits for.
 
 int transfersOf(const Download& download) {
     return static_cast<int>(download.transfers.size());
@@ -144,10 +147,11 @@ void Connections::split(Download& download, std::int64_t start, std::int64_t at)
 /// that fetches the whole file keeps its end, and another one asks for the second half.
 void Connections::openScout(Download& download) {
     const bool mayAsk = transfersOf(download) == 1 && aim(download) > 1 && !download.retry.isPending() &&
-                        !std::exchange(download.scouted, true);
+                        download.scouts < mostScouts;
     const auto work = mayAsk && mayOpen(download) ? nextWork(download) : std::nullopt;
     const auto* const half = work ? std::get_if<planner::Split>(&*work) : nullptr;
     if (half) {
+        ++download.scouts;
         request(download, Piece{.start = half->at, .end = download.record.size, .done = 0});
     }
 }
@@ -167,8 +171,11 @@ void Connections::request(Download& download, const Piece& piece) {
     if (piece.end) {
         request.to = checkedSubtract(*piece.end, 1);
     }
-    // Another server of the same file may have other tags: its answer is looked at instead.
-    if (record.validators && !download.withoutIfRange && !download.relocating) {
+    // Another server of the same file may have other tags, and some answer If-Range with the whole file:
+    // where that would mislead, the answer's tags are looked at alone.
+    const bool isStrict =
+        !download.withoutIfRange && !download.relocating && download.parts == Download::Parts::proven;
+    if (record.validators && isStrict) {
         request.ifRange = record.validators->ifRange();
     }
     this->start(download, {.start = piece.start, .asked = piece.end}, std::move(request));
@@ -235,6 +242,18 @@ void Connections::closeAll(Download& download) {
     }
 }
 
+void Connections::closeIf(Download& download, const std::function<bool(const Active&)>& condition) {
+    std::vector<Token> tokens;
+    for (const auto& [start, active] : download.transfers) {
+        if (condition(active)) {
+            tokens.push_back(active.token);
+        }
+    }
+    for (const auto token : tokens) {
+        close(download, token);
+    }
+}
+
 void Connections::closeNewest(Download& download) {
     const auto newest = std::ranges::max_element(download.transfers, {},
                                                  [](const auto& entry) { return entry.second.token; });
@@ -250,7 +269,11 @@ void Connections::trim(Download& download) {
 // Slow connections
 
 void Connections::rescue(Download& download) {
-    rescue::watch(download, scheduler_->now());
+    const auto now = scheduler_->now();
+    rescue::watch(download, now);
+    closeIf(download, [&](const Active& active) {
+        return !active.isProbe && !download.pieceOf(active) && active.pace.silence(now) >= strayPatience;
+    });
     if (takeFromSlow(download, false)) {
         fill(download);
     }

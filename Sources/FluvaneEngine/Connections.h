@@ -58,6 +58,7 @@ public:
     /// Closes one. The piece keeps what came.
     void close(Download& download, Token token);
     void closeAll(Download& download);
+    void closeIf(Download& download, const std::function<bool(const Download::Active&)>& condition);
 
     /// Whether a first connection may go to the download's server. At a full server the download with the
     /// most connections gives one up for it; the prioritized download needs no room.

@@ -71,7 +71,9 @@ public:
     [[nodiscard]] std::vector<Piece> livePieces() const;
     [[nodiscard]] std::int64_t liveBytes() const;
     /// Where its pieces are asked for: where the link led to, until that refuses.
-    [[nodiscard]] const URL& address() const { return record.finalURL ? *record.finalURL : record.url; }
+    [[nodiscard]] const URL& address() const {
+        return record.finalURL && !relocating && !asksLink ? *record.finalURL : record.url;
+    }
     /// Names a piece for the log.
     [[nodiscard]] std::string pieceLabel(std::int64_t offset) const;
     [[nodiscard]] bool isPrioritized() const { return record.prioritized.value_or(false); }
@@ -104,10 +106,11 @@ public:
     ConnectionCaps caps;
     Growth growth;
     Parts parts = Parts::proven;
-    bool scouted = false; ///< A part was asked for to see whether the promise is kept.
+    int scouts = 0; ///< Times that a part was asked for to see whether the promise is kept.
     /// The address refused: the link is asked where else it leads, by one connection.
     bool relocating = false;
-    int misdirections = 0;               ///< Answers of that kind since the last good one.
+    int misdirections = 0; ///< Addresses that refused since a piece came from one.
+    bool asksLink = false; ///< Its addresses are good for one request: the link is asked for each piece.
     std::optional<double> usualSpeed;    ///< Of one connection among several, bytes per second.
     std::map<std::int64_t, int> rescues; ///< By the start of the piece.
     int unanswered = 0;                  ///< Connections given up without an answer, since one was answered.

@@ -188,10 +188,13 @@ void Runner::pieceAnswered(Download& download, Active& active, const TransferRes
 /// To the question whether a body without a length, which broke off, was complete.
 void Runner::restAnswered(Download& download, const TransferResponse& response) {
     Piece& piece = download.record.pieces.front();
+    const auto refusal = answers::refusal(response.status(), answers::Request::probe);
     parts_.connections.closeAll(download);
     if (answers::saysAllCame(response, piece.next())) {
         learnSize(download, piece);
         goOnWithout(download);
+    } else if (refusal && std::holds_alternative<answers::Busy>(*refusal)) {
+        busy(download, response);
     } else {
         startOver(download);
     }
@@ -221,17 +224,27 @@ void Runner::scoutAnswered(Download& download, Active& active, const TransferRes
         partAnswered(download, active, response);
     } else {
         parts_.connections.close(download, active.token);
-        if (response.status() == 200) {
-            download.record.resumable = false;
-            log::transfers([&] {
-                return fmt::format("download {}: the server sent the whole file to a range request; down to "
-                                   "1 connections",
-                                   download.id());
-            });
-            turns_.changed();
-        }
     }
-    parts_.connections.fill(download);
+    if (response.status() == 200) {
+        onlyWhole(download, whole != download.transfers.end());
+    }
+    if (download.record.state.is<State::Downloading>()) {
+        carryOn(download);
+    }
+}
+
+/// The server doesn't keep its promise of parts.
+void Runner::onlyWhole(Download& download, bool isUnderWay) {
+    download.record.resumable = false;
+    log::transfers([&] {
+        return fmt::format(
+            "download {}: the server sent the whole file to a range request; down to 1 connections",
+            download.id());
+    });
+    turns_.changed();
+    if (!isUnderWay) {
+        failed(download, {.message = stoppedSendingParts});
+    }
 }
 
 void Runner::partAnswered(Download& download, Active& active, const TransferResponse& response) {
@@ -247,6 +260,8 @@ void Runner::partAnswered(Download& download, Active& active, const TransferResp
     case answers::Part::fits:
         active.accept(download.file, piece.next(), piece);
         download.unanswered = 0;
+        download.misdirections = 0;
+        download.parts = Download::Parts::proven;
         download.caps.granted(download.writing());
         if (download.caps.partCame()) {
             parts_.connections.fill(download);
@@ -259,6 +274,10 @@ void Runner::wholeFileAnswered(Download& download, Token token, const TransferRe
     parts_.connections.close(download, token);
     if (answers::isPage(response, record)) {
         failed(download, {.message = pageMessage});
+        return;
+    }
+    if (download.relocating) {
+        misdirected(download, response);
         return;
     }
     const auto answer = answers::wholeFile(response, record);
@@ -278,7 +297,9 @@ void Runner::wholeFileAnswered(Download& download, Token token, const TransferRe
             record.id, std::max(running, 1));
     });
     if (running == 0) {
-        failed(download, {.message = "The server stopped sending parts of the file."});
+        // Nobody has seen a part of it: the promise was none, and it has to come in one go.
+        download.record.resumable = download.record.resumable && download.parts == Download::Parts::proven;
+        failed(download, {.message = stoppedSendingParts});
     }
 }
 
@@ -304,7 +325,8 @@ void Runner::ended(Download& download, std::int64_t start, std::int64_t brought)
 void Runner::brokeOff(Download& download, const TransferError& error, std::int64_t start,
                       std::int64_t brought) {
     const bool runs = download.record.state.is<State::Downloading>() && download.record.resumable;
-    if (runs && brought >= worthReplacing && !error.offline && !error.lasting) {
+    const bool brings = start != Download::noPiece && brought >= worthReplacing;
+    if (runs && brings && !error.offline && !error.lasting) {
         log::transfers([&] {
             return fmt::format("download {}: another connection carries on after: {}", download.id(),
                                log::hidden(error.message));
@@ -325,6 +347,9 @@ void Runner::learnSize(Download& download, Piece& onlyPiece) {
 }
 
 void Runner::goOnWithout(Download& download) {
+    if (allComplete(download.record.pieces)) { // what is asked for besides isn't needed
+        parts_.connections.closeIf(download, [&](const Active& active) { return !download.pieceOf(active); });
+    }
     if (download.hasEverything()) {
         parts_.finisher.complete(download);
     } else if (!allComplete(download.record.pieces)) {
@@ -361,7 +386,9 @@ bool Runner::refused(Download& download, Token token, const TransferResponse& re
             linkExpired(download);
         }
     } else if (std::holds_alternative<answers::FileChanged>(*refusal)) {
-        fileChanged(download);
+        download.relocating ? misdirected(download, response) : fileChanged(download);
+    } else if (request == answers::Request::piece && mayLeadElsewhere(download, asked)) {
+        parts_.connections.fill(download);
     } else {
         fail(download, std::get<answers::Refused>(*refusal).sentence);
     }
@@ -399,6 +426,9 @@ void Runner::failed(Download& download, const TransferError& error, std::optiona
     }
     download.caps.notGrantedBeside(download.writing());
     download.growth.interrupt(); // no judgement of it spans an outage
+    // The address may be gone for good while the link leads elsewhere.
+    download.relocating = download.relocating || (download.record.resumable && download.writing() == 0 &&
+                                                  download.address() != download.record.url);
     if (!download.record.resumable && !mayHaveAll(download)) {
         halt(download);
         download.layOut({});
@@ -468,13 +498,23 @@ void Runner::reconnect(Download& download) {
 /// another server.
 void Runner::linkChanged(Download& download, const std::optional<std::string>& siteBefore) {
     const auto site = download.record.url.site();
-    if (site != siteBefore) {
+    const bool runs = download.record.state.is<State::Downloading>();
+    if (site != siteBefore && !runs) {
         parts_.starter.renew(download);
+    } else if (site != siteBefore) {
+        download.caps.begin(conditions_.siteRule(download.record.url));
+        download.growth.afresh();
     }
+    download.relocating = false;
+    download.asksLink = false;
     if (download.record.state.is<State::Starting>()) {
         parts_.connections.closeAll(download);
         start(download);
-    } else if (download.retry.isPending() && !download.retry.isWordOf(site)) {
+    } else if (runs) {
+        parts_.connections.closeIf(download,
+                                   [](const Active& active) { return !active.offset || active.comparison; });
+    }
+    if (download.retry.isPending() && !download.retry.isWordOf(site)) {
         retried(download.id());
     }
 }

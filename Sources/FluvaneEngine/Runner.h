@@ -62,6 +62,7 @@ public:
 
 private:
     using Active = Download::Active;
+    static constexpr const char* stoppedSendingParts = "The server stopped sending parts of the file.";
 
     void start(Download& download);
     void carryOn(Download& download);
@@ -74,7 +75,9 @@ private:
     void mirrorAnswered(Download& download, Active& active, const TransferResponse& response);
     void comparisonAnswered(Download& download, Active& active, const TransferResponse& response);
     void compared(Download& download, const Comparison& comparison);
+    void compareOrMove(Download& download, const TransferResponse& response);
     void moved(Download& download, const TransferResponse& response);
+    void onlyWhole(Download& download, bool isUnderWay);
     void restAnswered(Download& download, const TransferResponse& response);
     void startOver(Download& download);
     void partAnswered(Download& download, Active& active, const TransferResponse& response);

@@ -18,17 +18,17 @@ constexpr int mostMisdirections = 3;
 
 /// Whether what an address refuses may be had from another one that the link leads to.
 bool Runner::mayLeadElsewhere(Download& download, const URL& asked) {
-    auto& record = download.record;
+    const auto& record = download.record;
     if (asked == record.url || !record.resumable || !record.state.is<State::Downloading>()) {
         return false;
     }
-    if (record.finalURL == asked) { // else another connection has found it out already
+    if (!download.relocating &&
+        record.finalURL == asked) { // else another connection has found it out already
         log::downloads([&] {
             return fmt::format("download {}: its address refuses, asking the link again", record.id);
         });
-        record.finalURL.reset();
-        download.relocating = true;
-        turns_.changed();
+        download.asksLink = ++download.misdirections > mostMisdirections;
+        download.relocating = !download.asksLink;
     }
     return true;
 }
@@ -36,9 +36,13 @@ bool Runner::mayLeadElsewhere(Download& download, const URL& asked) {
 /// The link leads to a server that refuses, too. It may lead elsewhere the next time.
 void Runner::misdirected(Download& download, const TransferResponse& response) {
     const auto refusal = answers::refusal(response.status(), answers::Request::probe);
+    if (refusal && std::holds_alternative<answers::Busy>(*refusal)) {
+        busy(download, response);
+        return;
+    }
     const auto* const words = refusal ? std::get_if<answers::Refused>(&*refusal) : nullptr;
-    if (words && response.url() != download.record.url && ++download.misdirections < mostMisdirections) {
-        failed(download, {.message = words->sentence});
+    if (response.url() != download.record.url && ++download.misdirections <= mostMisdirections) {
+        failed(download, {.message = words ? words->sentence : stoppedSendingParts});
     } else {
         linkExpired(download);
     }
@@ -58,10 +62,20 @@ void Runner::mirrorAnswered(Download& download, Active& active, const TransferRe
         failed(download, {.message = "The server sent the wrong part of the file."});
     } else if (answer == answers::Mirror::ofAnotherFile) {
         linkExpired(download); // of the one that it led to nothing is lost
-    } else if (download.record.doneBytes() == 0) {
+    } else if (!download.transfers.contains(Download::noPiece)) {
+        compareOrMove(download, response);
+    }
+}
+
+/// Where nothing was written there is nothing to mix.
+void Runner::compareOrMove(Download& download, const TransferResponse& response) {
+    if (download.record.doneBytes() == 0) {
+        parts_.connections.closeAll(download); // what they wrote without telling counts from here on
+    }
+    if (download.record.doneBytes() == 0) {
         moved(download, response);
         parts_.connections.fill(download);
-    } else if (!download.transfers.contains(Download::noPiece)) {
+    } else {
         parts_.connections.compare(download);
     }
 }
@@ -98,7 +112,6 @@ void Runner::moved(Download& download, const TransferResponse& response) {
     download.record.validators = validators.isEmpty() ? std::nullopt : std::optional(validators);
     download.record.finalURL = response.url();
     download.relocating = false;
-    download.misdirections = 0;
     turns_.changed();
 }
 

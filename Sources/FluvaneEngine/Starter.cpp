@@ -55,6 +55,7 @@ void Starter::renew(Download& download) const {
     download.unanswered = 0;
     download.relocating = false;
     download.misdirections = 0;
+    download.asksLink = false;
     download.usualSpeed.reset();
     download.rescues.clear();
     download.growth.begin(std::min(starting, std::max(rule.value_or(starting), 1)));
@@ -192,7 +193,7 @@ void Starter::layOut(Download& download, bool isPart) const {
     const auto& record = download.record;
     const bool inParts = record.size && record.resumable;
     download.parts = inParts && !isPart ? Download::Parts::promised : Download::Parts::proven;
-    download.scouted = false;
+    download.scouts = 0;
     download.layOut(inParts && isPart
                         ? planner::split(*record.size, download.caps.allowed(conditions_.config.connections),
                                          conditions_.tuning.minimumPiece)

@@ -87,7 +87,8 @@ TEST(ConnectionCaps, EachReasonIsKeptForItself) {
     caps.setRule({});
     EXPECT_EQ(caps.allowed(16), 4) << "a rule that goes takes nothing of the server's word with it";
     caps.wholeFile(2, true);
-    caps.refused(1, 0, 8);
+    caps.granted(1);
+    caps.refused(2, 0, 8);
     EXPECT_EQ(caps.allowed(8), 1);
     EXPECT_TRUE(caps.partCame());
     EXPECT_EQ(caps.allowed(8), 2) << "the halving outlasts it";

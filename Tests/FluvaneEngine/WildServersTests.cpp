@@ -130,6 +130,18 @@ TEST(WildServers, TheFileComesInGoodTime) {
              };
          },
          9, 2},
+        {"promises parts, and breaks off before they are asked for",
+         [](Wild& wild) {
+             wild.server.answers = [&](FakeTransfer& transfer) {
+                 if (wild.number(transfer) == 0) {
+                     transfer.respond(200, {{"Content-Length", std::to_string(wild.server.size)},
+                                            {"Accept-Ranges", "bytes"}});
+                     wild.scheduler.after(1, [&] { transfer.fail("The connection broke."); });
+                 }
+                 return wild.number(transfer) < 2; // the second is never answered
+             };
+         },
+         24, 30},
         {"gone for 8 s",
          [](Wild& wild) {
              wild.scheduler.after(8, [&] { wild.breakAll(); });
@@ -196,6 +208,12 @@ TEST(WildServers, ALinkMayLeadToSeveralMirrors) {
              }
          },
          "finished"},
+        {"the whole of another file",
+         [](Wild&, FakeTransfer& transfer) {
+             transfer.respond(200, {{"ETag", "\"other\""}});
+         },
+         "link-expired"},
+        {"a shorter one", [](Wild&, FakeTransfer& transfer) { transfer.respond(416); }, "link-expired"},
         {"never there", [](Wild&, FakeTransfer& transfer) { transfer.respond(404); }, "link-expired"},
     };
     const auto address = link("http://a.example/file.bin");
