@@ -180,8 +180,8 @@ public:
     [[nodiscard]] virtual bool exists(const URL& location) = 0;
     /// Length of the file, absent when there is none.
     [[nodiscard]] virtual std::optional<std::int64_t> size(const URL& location) = 0;
-    /// Creates or truncates the file, missing folders included, at `size` bytes when known. Fails with
-    /// FileError.
+    /// Creates the file, missing folders included, at `size` bytes when known. Null when anything has the
+    /// name already, which is left as it is. Fails with FileError.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> create(const URL& location,
                                                             std::optional<std::int64_t> size) = 0;
     /// Opens for writing, keeping the contents; creates an empty file when missing. Fails with FileError.

@@ -25,6 +25,7 @@ constexpr const char* webPageReason =
 
 /// No file system holds more, and the planner's products stay within 64 bits.
 constexpr std::int64_t largestFile = std::int64_t{1} << 56;
+constexpr int mostNamesTried = 20;
 
 std::string partialName(const std::string& name) {
     return name + "." + Starter::partialExtension;
@@ -125,8 +126,8 @@ std::optional<std::string> Starter::take(Download& download, const TransferRespo
     if (auto sentence = missingSpace(record)) {
         return sentence;
     }
-    chooseName(record, suggested);
-    if (auto sentence = createFile(download)) {
+    // A name settled in an earlier run is asked again: its folder may be another by now.
+    if (auto sentence = createFile(download, record.name.value_or(suggested))) {
         return sentence;
     }
     layOut(download, response.status() == 206);
@@ -156,10 +157,9 @@ std::optional<std::string> Starter::missingSpace(const DownloadRecord& record) c
                        words::bytes(*free));
 }
 
-/// A name settled in an earlier run is asked again: its folder may be another by now.
-void Starter::chooseName(DownloadRecord& record, const std::string& suggested) const {
+void Starter::chooseName(DownloadRecord& record, const std::string& wanted) const {
     record.name = fileName::unique(
-        record.name.value_or(suggested), conditions_.config.duplicateNames,
+        wanted, conditions_.config.duplicateNames,
         [&](const std::string& name) { return !uniqueName(name, record); }, partialName({}).size());
 }
 
@@ -173,19 +173,30 @@ bool Starter::uniqueName(const std::string& name, const DownloadRecord& record) 
            !files_->exists(record.folder.appending(partialName(name)));
 }
 
-std::optional<std::string> Starter::createFile(Download& download) const {
-    auto& record = download.record;
-    if (record.size > largestFile) {
+std::optional<std::string> Starter::createFile(Download& download, const std::string& wanted) const {
+    if (download.record.size > largestFile) {
         return "Couldn't create the file: File too large";
     }
-    const auto location = record.folder.appending(partialName(*record.name));
     try {
-        download.file = files_->create(location, record.size);
+        tryToCreate(download, wanted);
     } catch (const FileError& error) {
         return fmt::format("Couldn't create the file: {}", error.what());
     }
-    record.partial = location;
     return std::nullopt;
+}
+
+/// Another program may take the name between the look and the creation: what it made there is its own.
+void Starter::tryToCreate(Download& download, const std::string& wanted) const {
+    auto& record = download.record;
+    for (int tries = 0; tries < mostNamesTried; ++tries) {
+        chooseName(record, wanted);
+        const auto location = record.folder.appending(partialName(*record.name));
+        if ((download.file = files_->create(location, record.size))) {
+            record.partial = location;
+            return;
+        }
+    }
+    throw FileError("File exists");
 }
 
 /// A promise of parts isn't believed yet: the whole file is under way, and one piece until a part has come.

@@ -38,9 +38,10 @@ public:
 private:
     void chooseFolder(DownloadRecord& record, const std::string& name) const;
     [[nodiscard]] std::optional<std::string> missingSpace(const DownloadRecord& record) const;
-    void chooseName(DownloadRecord& record, const std::string& suggested) const;
+    void chooseName(DownloadRecord& record, const std::string& wanted) const;
     [[nodiscard]] bool uniqueName(const std::string& name, const DownloadRecord& record) const;
-    [[nodiscard]] std::optional<std::string> createFile(Download& download) const;
+    [[nodiscard]] std::optional<std::string> createFile(Download& download, const std::string& wanted) const;
+    void tryToCreate(Download& download, const std::string& wanted) const;
     void layOut(Download& download, bool isPart) const;
 
     std::shared_ptr<FileStore> files_;

@@ -59,7 +59,8 @@ Descriptor openRegular(const std::string& path, int flags, mode_t mode) {
         throw SystemError(EINVAL);
     }
     struct stat status {};
-    if (::stat(path.c_str(), &status) == 0) {
+    const bool mustBeNew = (flags & O_EXCL) != 0;
+    if (!mustBeNew && ::stat(path.c_str(), &status) == 0) {
         refuseUnlessRegular(status); // before opening: opening a device may do things
     }
     Descriptor file(restarting([&] { return ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, mode); }));

@@ -36,7 +36,7 @@ private:
 };
 
 /// Opens a regular file, close-on-exec. Anything else (folder, pipe, device) is refused, without blocking on
-/// it. `flags` and `mode` as for open(2).
+/// it. `flags` and `mode` as for open(2); a file that must be new (O_EXCL) is refused with EEXIST only.
 [[nodiscard]] Descriptor openRegular(const std::string& path, int flags, mode_t mode = 0);
 
 /// Reads up to `count` bytes from the file position; fewer only at the end.

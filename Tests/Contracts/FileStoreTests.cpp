@@ -88,11 +88,14 @@ TYPED_TEST_SUITE(FileStoreContract, Systems);
 TYPED_TEST(FileStoreContract, CreatesFilesOfTheSizeAsked) {
     const std::pair<std::optional<std::int64_t>, std::size_t> rows[] = {{std::nullopt, 0}, {10, 10}, {-1, 0}};
     for (const auto& [size, length] : rows) {
-        this->system.put(this->path("a"), "what was there before");
         const auto file = this->store().create(this->at("a"), size);
         EXPECT_EQ(this->system.contents(this->path("a")), std::string(length, '\0'));
         EXPECT_EQ(this->store().size(this->at("a")), length);
+        this->store().remove(this->at("a"));
     }
+    this->system.put(this->path("a"), "theirs");
+    EXPECT_EQ(this->store().create(this->at("a"), 10), nullptr);
+    EXPECT_EQ(this->system.contents(this->path("a")), "theirs");
 }
 
 TYPED_TEST(FileStoreContract, WritesAnywhereUntilItIsClosed) {

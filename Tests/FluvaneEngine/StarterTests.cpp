@@ -101,6 +101,28 @@ TEST_F(StarterTest, FindsFolderAndNameThatReplaceNothing) {
     EXPECT_EQ(engine.record(2_id).rule, std::nullopt);
 }
 
+TEST_F(StarterTest, WhatSomebodyCreatesInBetweenIsTheirs) {
+    struct {
+        int faster;
+        const char* end;
+        const char* name;
+    } const rows[] = {{2, "downloading", "file (2).bin"},
+                      {1000, "Couldn't create the file: File exists", ""}};
+    for (const auto& [faster, end, name] : rows) {
+        ProbingEngine fresh;
+        fresh.files->onCreate = [&, left = faster](const std::string& path) mutable {
+            if (left-- > 0) {
+                fresh.files->put(path, "theirs");
+            }
+        };
+        fresh.transport->last().respondPart(3'000'000);
+        EXPECT_EQ(fresh.failure(1_id), end);
+        EXPECT_EQ(fresh.files->contents("/downloads/file.bin.fluvane"), "theirs");
+        EXPECT_TRUE(fresh.record(1_id).partial.has_value() == (*name != 0));
+        EXPECT_TRUE(*name == 0 || fresh.record(1_id).name == name);
+    }
+}
+
 TEST_F(StarterTest, ANameKeptFromAnEarlierRunIsAskedAgain) {
     auto& probe = addAndProbe();
     probe.respond(200, {{"Content-Length", "1000"}});

@@ -88,7 +88,10 @@ std::optional<std::int64_t> MemoryFileStore::size(const URL& location) {
 
 std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::optional<std::int64_t> size) {
     failIf(failCreate);
-    file(location)->resize(0);
+    onCreate(location.path());
+    if (exists(location)) {
+        return nullptr;
+    }
     file(location)->resize(std::max<std::int64_t>(size.value_or(0), 0));
     return std::make_shared<File>(file(location), faults_);
 }

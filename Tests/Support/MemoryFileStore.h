@@ -78,6 +78,9 @@ public:
     std::optional<std::string> failCreate, failOpen, failFinish, failChecksum;
     std::optional<std::string>& failSync = faults_->sync;
 
+    /// Runs right before a file is created there: somebody else may be faster.
+    std::function<void(const std::string& path)> onCreate = [](const auto&) {};
+
     std::optional<std::int64_t> freeSpace;
     double completionDelay = 0;
 

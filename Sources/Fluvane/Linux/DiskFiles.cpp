@@ -37,6 +37,18 @@ Descriptor opened(const URL& location, int flags) {
     }
 }
 
+/// None when anything has the name.
+Descriptor created(const std::string& path) {
+    try {
+        return tessivar::openRegular(path, O_RDWR | O_CREAT | O_EXCL, fileMode);
+    } catch (const SystemError& error) {
+        if (error.code() == EEXIST) {
+            return {};
+        }
+        throw FileError(error.what());
+    }
+}
+
 void setLength(const Descriptor& file, std::int64_t size) {
     while (::ftruncate(file.get(), size) != 0) {
         if (errno != EINTR) {
@@ -185,16 +197,16 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
     } catch (const SystemError& error) {
         throw FileError(error.what());
     }
-    const bool isNew = !exists(location);
-    auto file = opened(location, O_CREAT | O_TRUNC);
+    auto file = created(path.string());
+    if (!file.isOpen()) {
+        return nullptr;
+    }
     try {
         if (size.value_or(0) >= 1) {
             setLength(file, *size);
         }
     } catch (const FileError&) {
-        if (isNew) {
-            ::unlink(path.c_str());
-        }
+        (void)tessivar::unlinkIfSame(path.string(), file.get());
         throw;
     }
     failedSyncs_->forget(file.get());
