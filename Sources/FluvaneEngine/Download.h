@@ -98,6 +98,8 @@ public:
     DownloadRecord record;
     Transfers transfers;             ///< `Connections` opens and closes them.
     std::shared_ptr<PieceFile> file; ///< The unfinished one while it is open.
+    /// The unfinished one while it is checked and moved: held open, so that no other file gets its identity.
+    std::shared_ptr<PieceFile> written;
     SpeedMeter meter;
     std::optional<double> secondsLeft;
 

@@ -23,6 +23,7 @@ Finisher::Finisher(std::shared_ptr<FileStore> files, std::shared_ptr<Notifier> n
 
 void Finisher::complete(Download& download) {
     download.retry.cancel(); // nothing is left to fetch again
+    download.written = download.file;
     saver_.close(download);
     download.secondsLeft.reset();
     download.meter.reset();
@@ -33,18 +34,36 @@ void Finisher::complete(Download& download) {
     }
 }
 
+/// Whether nothing has the unfinished file's name, or something that somebody else put there.
 bool Finisher::isMissing(const Download& download) const {
     const auto& partial = download.record.partial;
-    return !partial || !files_->exists(*partial);
+    return !partial || !download.written || files_->identity(*partial) != download.written->identity();
+}
+
+void Finisher::failMissing(Download& download) {
+    auto& partial = download.record.partial;
+    if (partial && files_->exists(*partial)) {
+        partial.reset(); // somebody else's by now: nothing to carry on with, or to delete
+        download.layOut({});
+    }
+    fail_(download, missingMessage);
+}
+
+void Finisher::failWith(Download& download, const std::string& sentence) {
+    isMissing(download) ? failMissing(download) : fail_(download, sentence);
+}
+
+WrittenFile Finisher::writtenFile(const Download& download) {
+    return {.identity = download.written->identity(), .size = download.record.size};
 }
 
 void Finisher::verify(Download& download) {
     if (isMissing(download)) {
-        fail_(download, missingMessage);
+        failMissing(download);
         return;
     }
     turns_.set(download, State::Verifying{});
-    files_->checksum(*download.record.partial, download.record.checksum->algorithm,
+    files_->checksum(*download.record.partial, writtenFile(download), download.record.checksum->algorithm,
                      following(download, [this](Download& checked, const Outcome<std::string>& digest) {
                          verified(checked, digest);
                      }));
@@ -52,9 +71,7 @@ void Finisher::verify(Download& download) {
 
 void Finisher::verified(Download& download, const Outcome<std::string>& digest) {
     if (!digest.ok()) {
-        fail_(download, isMissing(download)
-                            ? missingMessage
-                            : fmt::format("Couldn't read the file back to check it: {}", digest.error()));
+        failWith(download, fmt::format("Couldn't read the file back to check it: {}", digest.error()));
         return;
     }
     storeResult(download, digest.value());
@@ -88,11 +105,12 @@ void Finisher::finish(Download& download) {
 
 void Finisher::moveIntoPlace(Download& download) {
     if (isMissing(download)) {
-        fail_(download, missingMessage);
+        failMissing(download);
         return;
     }
     const auto& record = download.record;
-    files_->finish(*record.partial, *record.name, record.folder, conditions_.config.duplicateNames,
+    files_->finish(*record.partial, writtenFile(download), *record.name, record.folder,
+                   conditions_.config.duplicateNames,
                    FileOrigin{.url = record.url, .referrer = record.referrer},
                    following(download, [this](Download& finishing, const Outcome<URL>& location) {
                        moved(finishing, location);
@@ -101,9 +119,7 @@ void Finisher::moveIntoPlace(Download& download) {
 
 void Finisher::moved(Download& download, const Outcome<URL>& location) {
     if (!location.ok()) {
-        fail_(download, isMissing(download)
-                            ? missingMessage
-                            : fmt::format("Couldn't move the file into place: {}", location.error()));
+        failWith(download, fmt::format("Couldn't move the file into place: {}", location.error()));
         return;
     }
     auto& record = download.record;
@@ -111,6 +127,7 @@ void Finisher::moved(Download& download, const Outcome<URL>& location) {
     const auto path = location.value().path();
     record.name = path.substr(path.rfind('/') + 1); // another one if the wanted one was taken meanwhile
     record.partial.reset();
+    download.written.reset();
     record.completed = today_();
     download.claim.fulfil(); // the move synced the file
     turns_.set(download, State::Finished{});
@@ -135,7 +152,7 @@ void Finisher::verifyFinishedFile(Download& download) {
     if (!record.checksum || record.checksumResult || !record.file) {
         return;
     }
-    files_->checksum(*record.file, record.checksum->algorithm,
+    files_->checksum(*record.file, std::nullopt, record.checksum->algorithm,
                      following(download, [this](Download& checked, const Outcome<std::string>& digest) {
                          if (digest.ok()) {
                              storeResult(checked, digest.value());

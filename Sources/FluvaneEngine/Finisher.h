@@ -44,6 +44,9 @@ private:
     void moveIntoPlace(Download& download);
     void moved(Download& download, const Outcome<URL>& location);
     [[nodiscard]] bool isMissing(const Download& download) const;
+    void failMissing(Download& download);
+    void failWith(Download& download, const std::string& sentence);
+    [[nodiscard]] static WrittenFile writtenFile(const Download& download);
 
     /// Wraps what follows a digest, a save or a move: it runs only if the download still waits for it.
     template <class Work>

@@ -131,6 +131,20 @@ private:
     std::variant<T, std::string> value_;
 };
 
+/// Which file something is, whatever its name. Once it isn't open anymore, another one may get the same.
+struct FileIdentity {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    friend auto operator<=>(const FileIdentity&, const FileIdentity&) = default;
+};
+
+/// What has to be under an unfinished file's name for it to be the one that was written: other programs reach
+/// its folder, too.
+struct WrittenFile {
+    FileIdentity identity;
+    std::optional<std::int64_t> size;
+};
+
 /// An open unfinished file. Shared by the engine, the transfers that write into it and the store that syncs
 /// it; every operation may be called from any thread and fails with FileError.
 class PieceFile {
@@ -144,6 +158,8 @@ public:
     virtual void sync() = 0;
     /// Syncs and closes. Harmless when repeated; a later write fails.
     virtual void close() noexcept = 0;
+    /// The same for as long as the file is open.
+    [[nodiscard]] virtual FileIdentity identity() const { return {}; }
 };
 
 /// One running request. Sends at most one response, then progress at most every 0.25 s, then exactly one end
@@ -178,25 +194,33 @@ public:
     virtual ~FileStore() = default;
     /// Whether anything has the name, a dangling link included.
     [[nodiscard]] virtual bool exists(const URL& location) = 0;
-    /// Length of the file, absent when there is none.
+    /// Whether it is a folder, or a link that leads to one.
+    [[nodiscard]] virtual bool isFolder(const URL& location) = 0;
+    /// What has the name itself, absent when nothing has.
+    [[nodiscard]] virtual std::optional<FileIdentity> identity(const URL& location) = 0;
+    /// Length of the file that has this name and no other, absent when there is none.
     [[nodiscard]] virtual std::optional<std::int64_t> size(const URL& location) = 0;
     /// Creates the file, missing folders included, at `size` bytes when known. Null when anything has the
     /// name already, which is left as it is. Fails with FileError.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> create(const URL& location,
                                                             std::optional<std::int64_t> size) = 0;
-    /// Opens for writing, keeping the contents; creates an empty file when missing. Fails with FileError.
+    /// Opens for writing, keeping the contents. Null when nothing has the name. Fails with FileError, also
+    /// for what isn't a file, is reached through a link, or has other names.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
-    /// Deletes the file; a failure is ignored.
+    /// Deletes the file, and nothing but a file; a failure is ignored.
     virtual void remove(const URL& location) = 0;
     /// Free bytes on the volume of the folder, which need not exist yet; absent when unknown.
     [[nodiscard]] virtual std::optional<std::int64_t> availableSpace(const URL& folder) = 0;
-    /// Lower-case hexadecimal digest of the whole file, computed off the engine's context.
-    virtual void checksum(const URL& file, Checksum::Algorithm algorithm,
+    /// Lower-case hexadecimal digest of the whole file, computed off the engine's context. Fails for another
+    /// file than the one that was written, if that is given.
+    virtual void checksum(const URL& file, const std::optional<WrittenFile>& written,
+                          Checksum::Algorithm algorithm,
                           std::function<void(Outcome<std::string>)> completion) = 0;
     /// Moves the unfinished file into the folder under the name, or the next free one: nothing is ever
-    /// replaced. Records the origin on it; a failure to do so is only logged. Reports the final location.
-    virtual void finish(const URL& partial, const std::string& name, const URL& folder,
-                        DuplicateNaming naming, const FileOrigin& origin,
+    /// replaced. Fails unless it is the file that was written, under no other name. Records the origin on it;
+    /// a failure to do so is only logged. Reports the final location.
+    virtual void finish(const URL& partial, const WrittenFile& written, const std::string& name,
+                        const URL& folder, DuplicateNaming naming, const FileOrigin& origin,
                         std::function<void(Outcome<URL>)> completion) = 0;
 };
 

@@ -58,7 +58,12 @@ void Runner::begin(Download& download) {
 
 void Runner::start(Download& download) {
     download.meter = SpeedMeter();
-    if (parts_.starter.carryOn(download)) {
+    const auto carriesOn = parts_.starter.carryOn(download);
+    if (!carriesOn.ok()) {
+        fail(download, carriesOn.error());
+        return;
+    }
+    if (carriesOn.value()) {
         turns_.set(download, State::Downloading{});
         carryOn(download);
         return;
@@ -102,6 +107,7 @@ void Runner::halt(Download& download) {
     download.retry.cancel();
     parts_.saver.close(download);
     parts_.finisher.abandon(download);
+    download.written.reset();
     parts_.growth.leave(download);
     download.secondsLeft.reset();
     download.meter.reset();

@@ -62,22 +62,32 @@ void Starter::renew(Download& download) const {
     download.growth.begin(std::min(starting, std::max(rule.value_or(starting), 1)));
 }
 
-bool Starter::carryOn(Download& download) const {
+/// Null when there is nothing to carry on from.
+std::shared_ptr<PieceFile> Starter::openAgain(const DownloadRecord& record) const {
+    if (!record.size || !record.partial || !record.name || record.pieces.empty() ||
+        (!record.resumable && !allComplete(record.pieces))) {
+        return nullptr;
+    }
+    auto file = files_->open(*record.partial);
+    // One that was cut off would be extended with a hole where the saved bytes were.
+    return file && files_->size(*record.partial) == record.size ? std::move(file) : nullptr;
+}
+
+Outcome<bool> Starter::carryOn(Download& download) const {
     auto& record = download.record;
-    if (!record.size || !record.partial || !record.name || record.pieces.empty()) {
-        return false;
-    }
-    if (!record.resumable && !allComplete(record.pieces)) {
-        return false;
-    }
-    // A file that is gone or cut off would be created or extended with a hole where the saved bytes were.
-    if (!files_->exists(*record.partial) || files_->size(*record.partial).value_or(-1) < *record.size) {
-        return false;
-    }
     try {
-        download.file = files_->open(*record.partial);
-    } catch (const FileError&) {
-        return false;
+        download.file = openAgain(record);
+    } catch (const FileError& error) {
+        // An intact file isn't thrown away because it can't be opened now.
+        return Outcome<bool>::failure(fmt::format("Couldn't open the unfinished file: {}", error.what()));
+    }
+    // Where a drive isn't mounted, a new folder in its place would begin the download at 0.
+    if (!download.file && record.partial && record.doneBytes() > 0 && !files_->isFolder(record.folder)) {
+        return Outcome<bool>::failure(fmt::format(
+            "The folder “{}” isn't there. It may be on a drive that isn't connected.", record.folder.path()));
+    }
+    if (!download.file) {
+        return Outcome<bool>::success(false);
     }
     download.parts = Download::Parts::proven;
     download.retry.countFrom(record.doneBytes());
@@ -86,7 +96,7 @@ bool Starter::carryOn(Download& download) const {
         return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(),
                            *record.size);
     });
-    return true;
+    return Outcome<bool>::success(true);
 }
 
 void Starter::startAfresh(Download& download) const {

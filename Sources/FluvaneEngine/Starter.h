@@ -27,8 +27,9 @@ public:
 
     /// A new run: what earlier ones taught of the server doesn't count anymore.
     void renew(Download& download) const;
-    /// Opens the unfinished file of an earlier run. False when it can't carry on from it.
-    [[nodiscard]] bool carryOn(Download& download) const;
+    /// Opens the unfinished file of an earlier run. False when there is none to carry on from; fails with the
+    /// sentence for the user when it may be there, but can't be had now.
+    [[nodiscard]] Outcome<bool> carryOn(Download& download) const;
     /// Lets go of what an earlier run left.
     void startAfresh(Download& download) const;
     /// Takes the probe's answer, a 200 or 206: afterwards the download has a name, pieces and an open file.
@@ -36,6 +37,7 @@ public:
     [[nodiscard]] std::optional<std::string> take(Download& download, const TransferResponse& response) const;
 
 private:
+    [[nodiscard]] std::shared_ptr<PieceFile> openAgain(const DownloadRecord& record) const;
     void chooseFolder(DownloadRecord& record, const std::string& name) const;
     [[nodiscard]] std::optional<std::string> missingSpace(const DownloadRecord& record) const;
     void chooseName(DownloadRecord& record, const std::string& wanted) const;

@@ -40,13 +40,6 @@ bool isUnsupported(int code) {
     return code == EINVAL || code == ENOSYS || code == EOPNOTSUPP;
 }
 
-bool isSame(const std::string& path, int descriptor) {
-    struct stat named {};
-    struct stat open {};
-    return ::lstat(path.c_str(), &named) == 0 && ::fstat(descriptor, &open) == 0 &&
-           named.st_dev == open.st_dev && named.st_ino == open.st_ino;
-}
-
 } // namespace
 
 std::string errorText(int code) {
@@ -60,7 +53,8 @@ Descriptor openRegular(const std::string& path, int flags, mode_t mode) {
     }
     struct stat status {};
     const bool mustBeNew = (flags & O_EXCL) != 0;
-    if (!mustBeNew && ::stat(path.c_str(), &status) == 0) {
+    const auto look = (flags & O_NOFOLLOW) != 0 ? ::lstat : ::stat;
+    if (!mustBeNew && look(path.c_str(), &status) == 0) {
         refuseUnlessRegular(status); // before opening: opening a device may do things
     }
     Descriptor file(restarting([&] { return ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, mode); }));
@@ -132,6 +126,13 @@ void createFolders(const std::filesystem::path& folder, mode_t mode) {
 bool nameTaken(const std::string& path) {
     struct stat status {};
     return ::lstat(path.c_str(), &status) == 0;
+}
+
+bool isSame(const std::string& path, int descriptor) {
+    struct stat named {};
+    struct stat open {};
+    return ::lstat(path.c_str(), &named) == 0 && ::fstat(descriptor, &open) == 0 &&
+           named.st_dev == open.st_dev && named.st_ino == open.st_ino;
 }
 
 int unlinkIfSame(const std::string& path, int descriptor) {

@@ -55,6 +55,9 @@ void createFolders(const std::filesystem::path& folder, mode_t mode);
 /// Whether anything has the name, a dangling link included.
 [[nodiscard]] bool nameTaken(const std::string& path);
 
+/// Whether the name itself is one of the open file's.
+[[nodiscard]] bool isSame(const std::string& path, int descriptor);
+
 /// Removes the name unless it is another file's than the open one by now: 0, or the error number.
 int unlinkIfSame(const std::string& path, int descriptor);
 

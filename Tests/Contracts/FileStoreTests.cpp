@@ -70,12 +70,16 @@ protected:
         }
     }
     std::string digest(const std::string& name, Checksum::Algorithm algorithm) {
-        return outcome<std::string>([&](auto told) { store().checksum(at(name), algorithm, told); });
+        return outcome<std::string>([&](auto told) { store().checksum(at(name), {}, algorithm, told); });
     }
-    std::string finish(const std::string& partial, const std::string& name, DuplicateNaming naming) {
+    std::string finish(const std::string& partial, const std::string& name, DuplicateNaming naming,
+                       std::optional<WrittenFile> written = {}) {
+        const auto asItIs =
+            WrittenFile{store().identity(at(partial)).value_or(FileIdentity{}), store().size(at(partial))};
         return outcome<URL>([&](auto told) {
             const FileOrigin origin{*URL::parse("https://host/x")};
-            store().finish(at(partial), name, URL::folder(system.root), naming, origin, told);
+            store().finish(at(partial), written.value_or(asItIs), name, URL::folder(system.root), naming,
+                           origin, told);
         });
     }
 
@@ -110,8 +114,8 @@ TYPED_TEST(FileStoreContract, WritesAnywhereUntilItIsClosed) {
     file->close();
     EXPECT_NO_THROW(file->sync());
     EXPECT_THROW(file->write(bytes("x"), 0), FileError);
-    EXPECT_NE(this->store().open(this->at("missing")), nullptr);
-    EXPECT_EQ(this->system.contents(this->path("missing")), "");
+    EXPECT_EQ(this->store().open(this->at("missing")), nullptr);
+    EXPECT_EQ(this->system.contents(this->path("missing")), "(none)");
 }
 
 TYPED_TEST(FileStoreContract, KnowsWhatIsThere) {
@@ -121,6 +125,8 @@ TYPED_TEST(FileStoreContract, KnowsWhatIsThere) {
     EXPECT_TRUE(this->store().exists(this->at("folder/a")));
     EXPECT_EQ(this->store().size(this->at("folder/a")), 5);
     EXPECT_EQ(this->store().size(this->at("folder")), std::nullopt);
+    EXPECT_TRUE(this->store().isFolder(this->at("folder")));
+    EXPECT_FALSE(this->store().isFolder(this->at("folder/a")));
     this->store().remove(this->at("folder/a"));
     this->store().remove(this->at("folder/a"));
     EXPECT_FALSE(this->store().exists(this->at("folder/a")));
@@ -134,6 +140,26 @@ TYPED_TEST(FileStoreContract, AnOpenFileOutlivesItsName) {
     this->store().remove(this->at("a"));
     EXPECT_NO_THROW(file->write(bytes("ok"), 0));
     EXPECT_FALSE(this->store().exists(this->at("a")));
+}
+
+TYPED_TEST(FileStoreContract, ChecksAndMovesOnlyWhatWasWritten) {
+    const auto file = this->store().create(this->at("a.part"), 3);
+    const WrittenFile written{file->identity(), 3};
+    const auto refused = [&](const std::string& why, const std::string& contents) {
+        EXPECT_EQ(this->template outcome<std::string>([&](auto told) {
+            this->store().checksum(this->at("a.part"), written, Checksum::Algorithm::md5, told);
+        }),
+                  why);
+        EXPECT_EQ(this->finish("a.part", "a", DuplicateNaming::hyphen, written), why);
+        EXPECT_EQ(this->system.contents(this->path("a.part")), contents);
+        EXPECT_FALSE(this->store().exists(this->at("a")));
+    };
+    file->write(bytes("more"), 0);
+    refused("(Another program changed it)", "more");
+    this->store().remove(this->at("a.part"));
+    this->system.put(this->path("a.part"), "new");
+    EXPECT_NE(this->store().identity(this->at("a.part")), file->identity());
+    refused("(Another file has its name)", "new");
 }
 
 TYPED_TEST(FileStoreContract, DigestsWholeFiles) {

@@ -63,18 +63,25 @@ TEST_F(FinisherTest, FailuresAtTheEnd) {
         const char* name;
         std::function<void(Engine&)> spoil;
         const char* message;
+        bool isCurable;
     } const rows[] = {
         {"unreadable", [](Engine& e) { e.files->failChecksum = "Input/output error"; },
-         "Couldn't read the file back to check it: Input/output error"},
+         "Couldn't read the file back to check it: Input/output error", true},
         {"immovable", [](Engine& e) { e.files->failFinish = "Permission denied"; },
-         "Couldn't move the file into place: Permission denied"},
+         "Couldn't move the file into place: Permission denied", true},
         {"missing late",
          [](Engine& e) {
              e.files->failFinish = "No such file or directory";
              (void)e.runUntil(1_id, "finishing");
              e.files->remove(URL::file("/downloads/file.bin.fluvane"));
          },
-         "The unfinished file went missing."},
+         "The unfinished file went missing.", false},
+        {"changed",
+         [](Engine& e) {
+             (void)e.runUntil(1_id, "finishing");
+             e.files->open(URL::file("/downloads/file.bin.fluvane"))->write(std::vector<std::byte>(1), size);
+         },
+         "Couldn't move the file into place: Another program changed it", false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -86,12 +93,33 @@ TEST_F(FinisherTest, FailuresAtTheEnd) {
         row.spoil(fresh);
         ASSERT_TRUE(fresh.runUntil(1_id, "failed", 60));
         EXPECT_EQ(*fresh.record(1_id).state.failure(), row.message);
-        if (std::string(row.message).starts_with("Couldn't")) {
+        if (row.isCurable) {
             fresh.files->failChecksum.reset();
             fresh.files->failFinish.reset();
             fresh.manager->resume(1_id);
             EXPECT_TRUE(fresh.runUntil(1_id, "finished", 1)) << "nothing is fetched again";
         }
+    }
+}
+
+TEST_F(FinisherTest, AFileInTheUnfinishedOnesPlaceStaysSomebodyElses) {
+    const std::string theirs(size, 't');
+    for (const auto& [when, checksum] :
+         {std::pair("verifying", std::optional(right)), std::pair("finishing", std::optional<Checksum>())}) {
+        ProbingEngine fresh(checksum);
+        FakeServer its(*fresh.transport, fresh.scheduler);
+        its.size = size;
+        fresh.transport->onStart(fresh.transport->transfers[0]);
+        fresh.files->completionDelay = 1;
+        ASSERT_TRUE(fresh.runUntil(1_id, when));
+        fresh.files->put("/downloads/file.bin.fluvane", theirs);
+        ASSERT_TRUE(fresh.runUntil(1_id, "failed"));
+        EXPECT_EQ(fresh.failure(1_id), "The unfinished file went missing.");
+        EXPECT_EQ(fresh.record(1_id).doneBytes(), 0) << "nothing is claimed";
+        fresh.manager->resume(1_id);
+        ASSERT_TRUE(fresh.runUntil(1_id, "finished"));
+        EXPECT_EQ(fresh.files->contents("/downloads/file (1).bin"), content(0, size));
+        EXPECT_EQ(fresh.files->contents("/downloads/file.bin.fluvane"), theirs);
     }
 }
 

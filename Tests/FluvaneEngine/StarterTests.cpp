@@ -186,7 +186,7 @@ TEST_F(CarryOnTest, StartsAfreshWithoutItsWholeFile) {
     const std::vector<std::pair<std::string, std::function<void()>>> rows = {
         {"gone", [&] { engine.files->remove(*record().partial); }},
         {"cut off", [&] { engine.files->put(record().partial->path(), "short"); }},
-        {"unreadable", [&] { engine.files->failOpen = "Permission denied"; }},
+        {"too long", [&] { engine.files->put(record().partial->path(), std::string(4'000'001, 'x')); }},
     };
     for (const auto& [name, spoil] : rows) {
         SCOPED_TRACE(name);
@@ -197,6 +197,41 @@ TEST_F(CarryOnTest, StartsAfreshWithoutItsWholeFile) {
         EXPECT_EQ(record().doneBytes(), 0);
         engine.transport->last().respondPart(4'000'000);
         engine.manager->pause(1_id);
+    }
+}
+
+TEST_F(CarryOnTest, KeepsWhatItHasWhileThatCannotBeReached) {
+    const auto partial = *record().partial;
+    const auto saved = record();
+    const std::pair<const char*, std::function<void()>> rows[] = {
+        {"Couldn't open the unfinished file: Permission denied",
+         [&] { engine.files->failOpen = "Permission denied"; }},
+        {"The folder “/downloads” isn't there. It may be on a drive that isn't connected.",
+         [&] {
+             engine.files->remove(partial);
+             engine.files->missingFolders = {"/downloads"};
+         }},
+    };
+    for (const bool restarted : {false, true}) {
+        for (const auto& [sentence, spoil] : rows) {
+            SCOPED_TRACE(sentence);
+            spoil();
+            engine.manager->resume(1_id);
+            EXPECT_EQ(engine.failure(1_id), sentence);
+            engine.turns();
+            if (restarted) {
+                engine.restart();
+            }
+            EXPECT_EQ(record().partial, partial);
+            EXPECT_EQ(record().pieces, saved.pieces);
+            engine.files->failOpen.reset();
+            engine.files->missingFolders.clear();
+            engine.files->put(partial.path(), std::string(4'000'000, 'x'));
+            engine.manager->resume(1_id);
+            EXPECT_EQ(engine.state(1_id), "downloading");
+            EXPECT_EQ(engine.transport->live().front()->request.from, 100'000);
+            engine.manager->pause(1_id);
+        }
     }
 }
 

@@ -28,6 +28,7 @@ namespace {
 std::mutex mutex;
 std::vector<std::string> calls;
 bool syncsFail = false;
+std::function<void()> atNextSync = [] {};
 int namesTaken = 0; ///< How many more names somebody else takes just before they are given.
 
 void note(const std::string& call, const std::filesystem::path& path) {
@@ -39,6 +40,7 @@ void note(const std::string& call, const std::filesystem::path& path) {
 
 extern "C" int fsync(int descriptor) {
     note("sync", std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)));
+    std::exchange(atNextSync, [] {})();
     if (syncsFail) {
         errno = EIO;
         return -1;
@@ -91,8 +93,9 @@ protected:
     /// The final path, or the failure's text in brackets.
     std::string finish(const URL& partial, const std::string& name, const URL& into) {
         std::optional<Outcome<URL>> outcome;
-        store.finish(partial, name, into, DuplicateNaming::spaceParentheses, {*URL::parse("https://host/x")},
-                     [&](const auto& result) { outcome = result; });
+        const WrittenFile written{store.identity(partial).value_or(FileIdentity{}), store.size(partial)};
+        store.finish(partial, written, name, into, DuplicateNaming::spaceParentheses,
+                     {*URL::parse("https://host/x")}, [&](const auto& result) { outcome = result; });
         EXPECT_TRUE(queue.runUntil([&] { return outcome.has_value(); }));
         return outcome->ok() ? outcome->value().path() : "(" + outcome->error() + ")";
     }
@@ -110,7 +113,10 @@ TEST_F(DiskFileTest, RefusesWhatIsNoFile) {
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     std::filesystem::create_directory(folder / "folder");
     std::filesystem::create_symlink("/dev/zero", folder / "device");
-    writeFile(folder / "file", "");
+    writeFile(folder / "file", "theirs");
+    std::filesystem::create_symlink("file", folder / "link");
+    std::filesystem::create_symlink("nowhere", folder / "dangling");
+    std::filesystem::create_hard_link(folder / "file", folder / "twin");
     struct {
         URL location;
         const char* created;
@@ -119,8 +125,11 @@ TEST_F(DiskFileTest, RefusesWhatIsNoFile) {
         {at("pipe"), "(exists)", "Not a regular file"},
         {at("device"), "(exists)", "Not a regular file"},
         {at("folder"), "(exists)", "Is a directory"},
+        {at("link"), "(exists)", "Not a regular file"},
+        {at("dangling"), "(exists)", "Not a regular file"},
+        {at("twin"), "(exists)", "More than one name leads to it"},
         {at("file/below"), "Not a directory", "Not a directory"},
-        {*URL::parse("https://host/file"), "No such file or directory", "No such file or directory"},
+        {*URL::parse("https://host/file"), "No such file or directory", "(done)"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.location.absoluteString());
@@ -131,7 +140,14 @@ TEST_F(DiskFileTest, RefusesWhatIsNoFile) {
                   }),
                   row.created);
         EXPECT_EQ(messageOf([&] { (void)store.open(row.location); }), row.opened);
+        EXPECT_EQ(store.size(row.location), std::nullopt);
+        EXPECT_TRUE(finish(row.location, "done", inside()).starts_with("("));
     }
+    store.remove(at("link"));
+    EXPECT_EQ(store.identity(at("twin")), store.identity(at("file")));
+    EXPECT_TRUE(store.exists(at("link"))) << "somebody's link";
+    EXPECT_EQ(readFile(folder / "file"), "theirs");
+    EXPECT_TRUE(store.isFolder(at("folder")) && !store.isFolder(at("dangling")));
 }
 
 TEST_F(DiskFileTest, AFullDiskFailsTheWriteAndKeepsWhatIsThere) {
@@ -217,8 +233,9 @@ TEST_F(DiskFileTest, GivesUpWorkWhenItEnds) {
         DiskFileStore ending(queue, "test");
         (void)ending.create(at("huge"), 1LL << 43); // 8 TiB of nothing would take hours
         writeFile(folder / "a.part", "data");
-        ending.checksum(at("huge"), Checksum::Algorithm::sha256, [&](const auto&) { called = true; });
-        ending.finish(at("a.part"), "a", URL::folder(folder.path().string()), DuplicateNaming::hyphen,
+        ending.checksum(at("huge"), {}, Checksum::Algorithm::sha256, [&](const auto&) { called = true; });
+        ending.finish(at("a.part"), {*ending.identity(at("a.part")), 4}, "a",
+                      URL::folder(folder.path().string()), DuplicateNaming::hyphen,
                       {*URL::parse("https://host/x")}, [&](const auto&) { called = true; });
     }
     queue.runPending();
@@ -268,6 +285,21 @@ TEST_F(DiskFileTest, AFileWhoseSyncFailedIsTrustedNeverAgain) {
         EXPECT_NO_THROW(store.create(at("a.part"), 10)->sync());
         EXPECT_NO_THROW((void)store.open(at("a.part"))) << "begun afresh";
         store.remove(at("a.part"));
+    }
+}
+
+TEST_F(DiskFileTest, WhatComesInItsPlaceDuringTheSyncIsLeftAlone) {
+    const std::pair<const char*, std::function<void()>> rows[] = {
+        {"(Another file has its name)", [&] { std::filesystem::rename(folder / "b", folder / "a.part"); }},
+        {"(Another program changed it)",
+         [&] { std::filesystem::create_hard_link(folder / "a.part", folder / "twin"); }},
+    };
+    for (const auto& [why, spoil] : rows) {
+        writeFile(folder / "a.part", "ours");
+        writeFile(folder / "b", "same");
+        atNextSync = spoil;
+        EXPECT_EQ(finish(at("a.part"), "a", inside()), why);
+        EXPECT_TRUE(store.exists(at("a.part")) && !store.exists(at("in/a")));
     }
 }
 

@@ -6,6 +6,7 @@
 #include "FluvaneCore/FileName.h"
 
 #include <openssl/evp.h>
+#include <sys/stat.h>
 
 #include <fmt/ranges.h>
 
@@ -42,6 +43,12 @@ std::string SparseBytes::read() const {
     return ::pread(descriptor_, text.data(), text.size(), 0) == std::ssize(text) ? text : "unreadable";
 }
 
+FileIdentity SparseBytes::identity() const {
+    struct stat status {};
+    ::fstat(descriptor_, &status);
+    return {.device = status.st_dev, .inode = status.st_ino};
+}
+
 class MemoryFileStore::File : public PieceFile {
 public:
     File(std::shared_ptr<SparseBytes> bytes, std::shared_ptr<Faults> faults)
@@ -68,6 +75,8 @@ public:
         closed_ = true;
     }
 
+    [[nodiscard]] FileIdentity identity() const override { return bytes_->identity(); }
+
 private:
     std::shared_ptr<SparseBytes> bytes_;
     std::shared_ptr<Faults> faults_;
@@ -79,6 +88,15 @@ bool MemoryFileStore::exists(const URL& location) {
     const auto path = location.path();
     const auto below = files_.lower_bound(path + "/");
     return files_.contains(path) || (below != files_.end() && below->first.starts_with(path + "/"));
+}
+
+bool MemoryFileStore::isFolder(const URL& location) {
+    return !files_.contains(location.path()) && !missingFolders.contains(location.path());
+}
+
+std::optional<FileIdentity> MemoryFileStore::identity(const URL& location) {
+    const auto file = files_.find(location.path());
+    return file == files_.end() ? std::nullopt : std::optional(file->second->identity());
 }
 
 std::optional<std::int64_t> MemoryFileStore::size(const URL& location) {
@@ -98,7 +116,7 @@ std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::opt
 
 std::shared_ptr<PieceFile> MemoryFileStore::open(const URL& location) {
     failIf(failOpen);
-    return std::make_shared<File>(file(location), faults_);
+    return files_.contains(location.path()) ? std::make_shared<File>(file(location), faults_) : nullptr;
 }
 
 std::shared_ptr<SparseBytes>& MemoryFileStore::file(const URL& location) {
@@ -117,15 +135,33 @@ std::optional<std::int64_t> MemoryFileStore::availableSpace(const URL&) {
     return freeSpace;
 }
 
-void MemoryFileStore::checksum(const URL& file, Checksum::Algorithm algorithm,
+void MemoryFileStore::checksum(const URL& file, const std::optional<WrittenFile>& written,
+                               Checksum::Algorithm algorithm,
                                std::function<void(Outcome<std::string>)> completion) {
-    complete(std::move(completion), digest(file.path(), algorithm));
+    const auto why = refusal(file.path(), written);
+    complete(std::move(completion),
+             why.empty() ? digest(file.path(), algorithm) : Outcome<std::string>::failure(why));
 }
 
-void MemoryFileStore::finish(const URL& partial, const std::string& name, const URL& folder,
-                             DuplicateNaming naming, const FileOrigin& origin,
+void MemoryFileStore::finish(const URL& partial, const WrittenFile& written, const std::string& name,
+                             const URL& folder, DuplicateNaming naming, const FileOrigin& origin,
                              std::function<void(Outcome<URL>)> completion) {
-    complete(std::move(completion), move(partial, name, folder, naming, origin));
+    const auto why = refusal(partial.path(), written);
+    complete(std::move(completion),
+             why.empty() ? move(partial, name, folder, naming, origin) : Outcome<URL>::failure(why));
+}
+
+/// Empty when it is the file that was written; what isn't there is refused elsewhere.
+std::string MemoryFileStore::refusal(const std::string& path,
+                                     const std::optional<WrittenFile>& written) const {
+    const auto file = files_.find(path);
+    if (!written || file == files_.end()) {
+        return "";
+    }
+    if (file->second->identity() != written->identity) {
+        return "Another file has its name";
+    }
+    return file->second->size() == written->size ? "" : "Another program changed it";
 }
 
 void MemoryFileStore::put(const std::string& path, std::string_view bytes) {

@@ -13,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -33,6 +34,7 @@ public:
     void resize(std::int64_t size);
     void write(std::span<const std::byte> bytes, std::int64_t at);
     [[nodiscard]] std::string read() const;
+    [[nodiscard]] FileIdentity identity() const;
 
 private:
     int descriptor_;
@@ -62,16 +64,19 @@ public:
     MemoryFileStore& operator=(const MemoryFileStore&) = delete;
 
     [[nodiscard]] bool exists(const URL& location) override;
+    [[nodiscard]] bool isFolder(const URL& location) override;
+    [[nodiscard]] std::optional<FileIdentity> identity(const URL& location) override;
     [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
     [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location,
                                                     std::optional<std::int64_t> size) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
     void remove(const URL& location) override;
     [[nodiscard]] std::optional<std::int64_t> availableSpace(const URL& folder) override;
-    void checksum(const URL& file, Checksum::Algorithm algorithm,
+    void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
-    void finish(const URL& partial, const std::string& name, const URL& folder, DuplicateNaming naming,
-                const FileOrigin& origin, std::function<void(Outcome<URL>)> completion) override;
+    void finish(const URL& partial, const WrittenFile& written, const std::string& name, const URL& folder,
+                DuplicateNaming naming, const FileOrigin& origin,
+                std::function<void(Outcome<URL>)> completion) override;
 
     /// The failures to play, each the text that the operation fails with for as long as it is set. Those of
     /// files hold for files already open too.
@@ -82,6 +87,7 @@ public:
     std::function<void(const std::string& path)> onCreate = [](const auto&) {};
 
     std::optional<std::int64_t> freeSpace;
+    std::set<std::string> missingFolders; ///< All others are there, though no file may be in them.
     double completionDelay = 0;
 
     std::vector<std::pair<std::string, FileOrigin>> origins; ///< Final path and origin of every finish.
@@ -99,6 +105,8 @@ private:
     void complete(std::function<void(Outcome<T>)> completion, Outcome<T> outcome);
     /// The file at the location, made where there is none.
     [[nodiscard]] std::shared_ptr<SparseBytes>& file(const URL& location);
+    [[nodiscard]] std::string refusal(const std::string& path,
+                                      const std::optional<WrittenFile>& written) const;
     [[nodiscard]] Outcome<std::string> digest(const std::string& path, Checksum::Algorithm algorithm) const;
     [[nodiscard]] Outcome<URL> move(const URL& partial, const std::string& name, const URL& folder,
                                     DuplicateNaming naming, const FileOrigin& origin);

@@ -29,20 +29,12 @@ constexpr mode_t folderMode = 0777;
 /// Bytes after which the kernel is asked to start writing, which keeps the next sync short.
 constexpr std::int64_t writebackEvery = 8LL * 1024 * 1024;
 
-Descriptor opened(const URL& location, int flags) {
+/// None when that fails with the expected code.
+Descriptor openedUnless(int expected, const std::string& path, int flags) {
     try {
-        return tessivar::openRegular(pathOf(location), flags | O_RDWR, fileMode);
+        return tessivar::openRegular(path, flags | O_RDWR | O_NOFOLLOW, fileMode);
     } catch (const SystemError& error) {
-        throw FileError(error.what());
-    }
-}
-
-/// None when anything has the name.
-Descriptor created(const std::string& path) {
-    try {
-        return tessivar::openRegular(path, O_RDWR | O_CREAT | O_EXCL, fileMode);
-    } catch (const SystemError& error) {
-        if (error.code() == EEXIST) {
+        if (error.code() == expected) {
             return {};
         }
         throw FileError(error.what());
@@ -59,24 +51,19 @@ void setLength(const Descriptor& file, std::int64_t size) {
 
 } // namespace
 
-void FailedSyncs::add(int descriptor) {
+void FailedSyncs::add(const FileIdentity& file) {
     const std::lock_guard lock(mutex_);
-    files_.insert(identity(descriptor));
+    files_.insert(file);
 }
 
-void FailedSyncs::forget(int descriptor) {
+void FailedSyncs::forget(const FileIdentity& file) {
     const std::lock_guard lock(mutex_);
-    files_.erase(identity(descriptor));
+    files_.erase(file);
 }
 
-bool FailedSyncs::contains(int descriptor) const {
+bool FailedSyncs::contains(const FileIdentity& file) const {
     const std::lock_guard lock(mutex_);
-    return files_.contains(identity(descriptor));
-}
-
-FailedSyncs::Identity FailedSyncs::identity(int descriptor) {
-    struct stat status {};
-    return ::fstat(descriptor, &status) == 0 ? Identity(status.st_dev, status.st_ino) : Identity();
+    return files_.contains(file);
 }
 
 DiskFile::~DiskFile() {
@@ -156,7 +143,7 @@ void DiskFile::sync() {
 void DiskFile::noteFailedSync(int code) {
     syncFailure_ = code;
     if (failed_) {
-        failed_->add(descriptor_.get());
+        failed_->add(identityOf(statusOf(descriptor_.get())));
     }
 }
 
@@ -171,6 +158,11 @@ void DiskFile::close() noexcept {
     }
 }
 
+FileIdentity DiskFile::identity() const {
+    const std::shared_lock lock(lock_);
+    return identityOf(statusOf(descriptor_.get()));
+}
+
 DiskFileStore::DiskFileStore(MainQueue& mainQueue, const std::string& applicationIdentifier)
     : mainQueue_(mainQueue), queue_(applicationIdentifier + ".files") {}
 
@@ -182,12 +174,22 @@ bool DiskFileStore::exists(const URL& location) {
     return tessivar::nameTaken(pathOf(location));
 }
 
+bool DiskFileStore::isFolder(const URL& location) {
+    struct stat status {};
+    return ::stat(pathOf(location).c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<FileIdentity> DiskFileStore::identity(const URL& location) {
+    struct stat status {};
+    const bool isThere = ::lstat(pathOf(location).c_str(), &status) == 0;
+    return isThere ? std::optional(identityOf(status)) : std::nullopt;
+}
+
 std::optional<std::int64_t> DiskFileStore::size(const URL& location) {
     struct stat status {};
-    if (::stat(pathOf(location).c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return std::nullopt;
-    }
-    return status.st_size;
+    const bool isThere = ::lstat(pathOf(location).c_str(), &status) == 0;
+    const bool isAlone = isThere && S_ISREG(status.st_mode) && status.st_nlink <= 1;
+    return isAlone ? std::optional<std::int64_t>(status.st_size) : std::nullopt;
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optional<std::int64_t> size) {
@@ -197,7 +199,7 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
     } catch (const SystemError& error) {
         throw FileError(error.what());
     }
-    auto file = created(path.string());
+    auto file = openedUnless(EEXIST, path.string(), O_CREAT | O_EXCL);
     if (!file.isOpen()) {
         return nullptr;
     }
@@ -209,20 +211,30 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
         (void)tessivar::unlinkIfSame(path.string(), file.get());
         throw;
     }
-    failedSyncs_->forget(file.get());
+    failedSyncs_->forget(identityOf(statusOf(file.get())));
     return std::make_shared<DiskFile>(std::move(file), failedSyncs_);
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
-    auto file = opened(location, O_CREAT);
-    if (failedSyncs_->contains(file.get())) {
+    auto file = openedUnless(ENOENT, pathOf(location), 0);
+    if (!file.isOpen()) {
+        return nullptr;
+    }
+    if (statusOf(file.get()).st_nlink > 1) { // what is written here would be in somebody else's file, too
+        throw FileError("More than one name leads to it");
+    }
+    if (failedSyncs_->contains(identityOf(statusOf(file.get())))) {
         throw FileError("Some of its bytes didn't reach the disk.");
     }
     return std::make_shared<DiskFile>(std::move(file), failedSyncs_);
 }
 
 void DiskFileStore::remove(const URL& location) {
-    ::unlink(pathOf(location).c_str());
+    const auto path = pathOf(location);
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+        ::unlink(path.c_str());
+    }
 }
 
 std::optional<std::int64_t> DiskFileStore::availableSpace(const URL& folder) {
@@ -244,22 +256,23 @@ std::optional<std::int64_t> DiskFileStore::availableSpace(const URL& folder) {
                                      volume.f_frsize);
 }
 
-void DiskFileStore::checksum(const URL& file, Checksum::Algorithm algorithm,
+void DiskFileStore::checksum(const URL& file, const std::optional<WrittenFile>& written,
+                             Checksum::Algorithm algorithm,
                              std::function<void(Outcome<std::string>)> completion) {
-    run<std::string>([this, file, algorithm] { return digestOf(pathOf(file), algorithm, ending_); },
-                     std::move(completion));
+    run<std::string>(
+        [this, file, written, algorithm] { return digestOf(pathOf(file), written, algorithm, ending_); },
+        std::move(completion));
 }
 
-void DiskFileStore::finish(const URL& partial, const std::string& name, const URL& folder,
-                           DuplicateNaming naming, const FileOrigin& origin,
+void DiskFileStore::finish(const URL& partial, const WrittenFile& written, const std::string& name,
+                           const URL& folder, DuplicateNaming naming, const FileOrigin& origin,
                            std::function<void(Outcome<URL>)> completion) {
     run<URL>(
         [=, this] {
-            const auto file = opened(partial, 0);
-            if (failedSyncs_->contains(file.get())) {
+            if (failedSyncs_->contains(written.identity)) {
                 throw FileError("Some of its bytes didn't reach the disk.");
             }
-            return FinalMove(pathOf(partial), name, folder, naming, origin, ending_).run();
+            return FinalMove(pathOf(partial), written, name, folder, naming, origin, ending_).run();
         },
         std::move(completion));
 }

@@ -26,16 +26,13 @@ namespace fluvane {
 /// then forgets it: whoever opens or finishes such a file later must be told by us. From any thread.
 class FailedSyncs {
 public:
-    void add(int descriptor);
-    void forget(int descriptor);
-    [[nodiscard]] bool contains(int descriptor) const;
+    void add(const FileIdentity& file);
+    void forget(const FileIdentity& file);
+    [[nodiscard]] bool contains(const FileIdentity& file) const;
 
 private:
-    using Identity = std::pair<std::uint64_t, std::uint64_t>; ///< Device and inode.
-    [[nodiscard]] static Identity identity(int descriptor);
-
     mutable std::mutex mutex_;
-    std::set<Identity> files_;
+    std::set<FileIdentity> files_;
 };
 
 /// One open unfinished file, written at any offset by many connections at once. Usable from any thread;
@@ -52,6 +49,7 @@ public:
     void read(std::span<std::byte> bytes, std::int64_t at) override;
     void sync() override;
     void close() noexcept override;
+    [[nodiscard]] FileIdentity identity() const override;
 
 private:
     void beginWritingBack(std::int64_t written);
@@ -59,7 +57,7 @@ private:
 
     // Writes and syncs share it, so that a sync on a slow disk doesn't halt the connections; only closing is
     // alone, so that no write runs against a descriptor that is gone.
-    std::shared_mutex lock_;
+    mutable std::shared_mutex lock_;
     std::atomic<bool> closing_ = false; ///< Turns writes away: a lock always shared would never be had alone.
     tessivar::Descriptor descriptor_;
     std::shared_ptr<FailedSyncs> failed_;
@@ -77,16 +75,19 @@ public:
     ~DiskFileStore() override;
 
     [[nodiscard]] bool exists(const URL& location) override;
+    [[nodiscard]] bool isFolder(const URL& location) override;
+    [[nodiscard]] std::optional<FileIdentity> identity(const URL& location) override;
     [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
     [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location,
                                                     std::optional<std::int64_t> size) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
     void remove(const URL& location) override;
     [[nodiscard]] std::optional<std::int64_t> availableSpace(const URL& folder) override;
-    void checksum(const URL& file, Checksum::Algorithm algorithm,
+    void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
-    void finish(const URL& partial, const std::string& name, const URL& folder, DuplicateNaming naming,
-                const FileOrigin& origin, std::function<void(Outcome<URL>)> completion) override;
+    void finish(const URL& partial, const WrittenFile& written, const std::string& name, const URL& folder,
+                DuplicateNaming naming, const FileOrigin& origin,
+                std::function<void(Outcome<URL>)> completion) override;
 
 private:
     template <class T>

@@ -81,6 +81,25 @@ void syncQuietly(const std::filesystem::path& folder) {
     }
 }
 
+constexpr const char* anotherFile = "Another file has its name";
+
+/// Other programs may have put another file there, cut it off, or given it a second name.
+void requireWritten(int descriptor, const WrittenFile& written) {
+    const auto status = statusOf(descriptor);
+    if (identityOf(status) != written.identity) {
+        throw FileError(anotherFile);
+    }
+    if (status.st_size != written.size || status.st_nlink > 1) {
+        throw FileError("Another program changed it");
+    }
+}
+
+Descriptor openedWritten(const std::string& path, const WrittenFile& written) {
+    auto file = tessivar::openRegular(path, O_RDONLY | O_NOFOLLOW);
+    requireWritten(file.get(), written);
+    return file;
+}
+
 bool isPlainName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." &&
            name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
@@ -93,9 +112,21 @@ std::string pathOf(const URL& location) {
     return path.find('\0') == std::string::npos ? path : std::string();
 }
 
-std::string digestOf(const std::string& file, Checksum::Algorithm algorithm,
-                     const std::atomic<bool>& ending) {
-    const auto opened = tessivar::openRegular(file, O_RDONLY);
+struct stat statusOf(int descriptor) {
+    struct stat status {};
+    if (::fstat(descriptor, &status) != 0) {
+        status = {};
+    }
+    return status;
+}
+
+FileIdentity identityOf(const struct stat& status) {
+    return {.device = status.st_dev, .inode = status.st_ino};
+}
+
+std::string digestOf(const std::string& file, const std::optional<WrittenFile>& written,
+                     Checksum::Algorithm algorithm, const std::atomic<bool>& ending) {
+    const auto opened = written ? openedWritten(file, *written) : tessivar::openRegular(file, O_RDONLY);
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     require(EVP_DigestInit_ex(context.get(), methodOf(algorithm), nullptr));
     forEachChunk(opened.get(), ending, [&](std::span<const std::byte> chunk) {
@@ -107,9 +138,9 @@ std::string digestOf(const std::string& file, Checksum::Algorithm algorithm,
     return hexadecimal(std::span(digest).first(length));
 }
 
-FinalMove::FinalMove(std::filesystem::path partial, std::string name, URL folder, DuplicateNaming naming,
-                     FileOrigin origin, const std::atomic<bool>& ending)
-    : partial_(std::move(partial)), name_(std::move(name)), folder_(std::move(folder)),
+FinalMove::FinalMove(std::filesystem::path partial, WrittenFile written, std::string name, URL folder,
+                     DuplicateNaming naming, FileOrigin origin, const std::atomic<bool>& ending)
+    : partial_(std::move(partial)), written_(written), name_(std::move(name)), folder_(std::move(folder)),
       folderPath_(pathOf(folder_)), naming_(naming), origin_(std::move(origin)), ending_(ending) {}
 
 URL FinalMove::run() {
@@ -117,13 +148,12 @@ URL FinalMove::run() {
         throw SystemError(EINVAL);
     }
     // The data before the name: a power cut must not leave the final name on half a file.
-    const auto file = tessivar::openRegular(partial_.string(), O_RDONLY);
+    const auto file = openedWritten(partial_.string(), written_);
     tessivar::syncData(file.get());
     tessivar::createFolders(folderPath_, folderMode);
     std::string chosen;
     try {
-        chosen = toFreeName(
-            [&](const std::string& path) { return tessivar::moveWithoutReplacing(partial_.string(), path); });
+        chosen = toFreeName([&](const std::string& path) { return moveTo(path, file.get()); });
         mark(file.get());
     } catch (const SystemError& error) {
         if (error.code() != EXDEV) {
@@ -136,6 +166,15 @@ URL FinalMove::run() {
         syncQuietly(partial_.parent_path());
     }
     return folder_.appending(chosen);
+}
+
+/// The sync took its time: what has the name now may be somebody else's.
+int FinalMove::moveTo(const std::string& path, int descriptor) const {
+    requireWritten(descriptor, written_);
+    if (!tessivar::isSame(partial_.string(), descriptor)) {
+        throw FileError(anotherFile);
+    }
+    return tessivar::moveWithoutReplacing(partial_.string(), path);
 }
 
 std::string FinalMove::toFreeName(const std::function<int(const std::string&)>& move) const {
@@ -161,10 +200,8 @@ std::string FinalMove::copyAcross(int descriptor) {
     TemporaryCopy copy(folderPath_);
     forEachChunk(descriptor, ending_,
                  [&](std::span<const std::byte> chunk) { tessivar::writeFully(copy.descriptor(), chunk); });
-    struct stat source {};
-    if (::fstat(descriptor, &source) == 0) {
-        ::fchmod(copy.descriptor(), source.st_mode & 0777);
-    }
+    requireWritten(descriptor, written_); // else it was cut off while it was read
+    ::fchmod(copy.descriptor(), statusOf(descriptor).st_mode & 0777);
     tessivar::syncData(copy.descriptor());
     auto chosen = toFreeName([&](const std::string& path) { return copy.moveTo(path); });
     mark(copy.descriptor());

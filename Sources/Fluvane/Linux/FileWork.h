@@ -8,7 +8,10 @@
 #include <atomic>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
+
+#include <sys/stat.h>
 
 /// The slow work on files, for the file store's queue. Failures are exceptions whose what() is the system's
 /// text.
@@ -20,15 +23,19 @@ class WorkAbandoned {};
 /// The path of a file location; empty, which no call opens, when it has none.
 [[nodiscard]] std::string pathOf(const URL& location);
 
-/// Lower-case hexadecimal digest of the whole file. Throws WorkAbandoned soon after `ending` is set.
-[[nodiscard]] std::string digestOf(const std::string& file, Checksum::Algorithm algorithm,
-                                   const std::atomic<bool>& ending);
+[[nodiscard]] struct stat statusOf(int descriptor);
+[[nodiscard]] FileIdentity identityOf(const struct stat& status);
+
+/// Lower-case hexadecimal digest of the whole file, which has to be the written one if that is given. Throws
+/// WorkAbandoned soon after `ending` is set.
+[[nodiscard]] std::string digestOf(const std::string& file, const std::optional<WrittenFile>& written,
+                                   Checksum::Algorithm algorithm, const std::atomic<bool>& ending);
 
 /// Moves a finished file into place under the first free name, durably, and marks it with its origin.
 class FinalMove {
 public:
-    FinalMove(std::filesystem::path partial, std::string name, URL folder, DuplicateNaming naming,
-              FileOrigin origin, const std::atomic<bool>& ending);
+    FinalMove(std::filesystem::path partial, WrittenFile written, std::string name, URL folder,
+              DuplicateNaming naming, FileOrigin origin, const std::atomic<bool>& ending);
 
     /// The final location. Throws WorkAbandoned soon after `ending` is set; after any failure the unfinished
     /// file is where it was.
@@ -38,10 +45,12 @@ private:
     /// Has `move` (0 or an error number) take the first free name that can be had: someone else may take one
     /// at any moment.
     [[nodiscard]] std::string toFreeName(const std::function<int(const std::string&)>& move) const;
+    [[nodiscard]] int moveTo(const std::string& path, int descriptor) const;
     [[nodiscard]] std::string copyAcross(int descriptor);
     void mark(int descriptor) const;
 
     std::filesystem::path partial_;
+    WrittenFile written_;
     std::string name_;
     URL folder_;
     std::filesystem::path folderPath_;
