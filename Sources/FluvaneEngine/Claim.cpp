@@ -28,6 +28,14 @@ void Claim::distrust(Generation generation) {
     distrusted_ = distrusted_ || generation == generation_;
 }
 
+void Claim::reopen(std::vector<Piece>& pieces) {
+    if (distrusted_ && durable_) {
+        ++generation_;
+        distrusted_ = false;
+        pieces = *durable_;
+    }
+}
+
 void Claim::synced(Generation generation, const std::vector<Piece>& pieces, bool isAll) {
     if (generation != generation_ || !durable_ || distrusted_) {
         return;

@@ -28,6 +28,9 @@ public:
     /// A sync of that generation's file failed: what was written since the last good one may be lost, and
     /// later syncs don't tell.
     void distrust(Generation generation);
+    /// The file is opened anew: after a failed sync with the pieces that the last good one vouched for. What
+    /// is under way for it as it was open before knows nothing of that.
+    void reopen(std::vector<Piece>& pieces);
     /// Everything that `pieces` say is on stable storage. With `isAll` nothing is left to be claimed.
     void synced(Generation generation, const std::vector<Piece>& pieces, bool isAll);
     /// The file is complete, synced and in its place.

@@ -204,7 +204,8 @@ public:
     /// name already, which is left as it is. Fails with FileError.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> create(const URL& location,
                                                             std::optional<std::int64_t> size) = 0;
-    /// Opens for writing, keeping the contents. Null when nothing has the name. Fails with FileError, also
+    /// Opens for writing, keeping the contents; after a failed sync whoever opens it writes anew what isn't
+    /// known to be on stable storage. Null when nothing has the name. Fails with FileError, also
     /// for what isn't a file, is reached through a link, or has other names.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
     /// Deletes the file, and nothing but a file; a failure is ignored.

@@ -22,6 +22,8 @@ constexpr const char* changedMessage = "The file changed on the server, so this 
 
 constexpr const char* pageMessage =
     "A web page came instead of the file. You may have to sign in to the network that you are on.";
+constexpr const char* unsyncedMessage =
+    "Couldn't write to the file: Some of its bytes didn't reach the disk.";
 /// Bytes that show that a server serves a connection.
 constexpr std::int64_t worthReplacing = 16 * 1024;
 
@@ -80,9 +82,18 @@ void Runner::start(Download& download) {
 void Runner::carryOn(Download& download) {
     const bool runs = download.record.state.is<State::Downloading>() && download.file;
     if (runs && download.hasEverything() && !download.retry.isPending()) {
-        parts_.finisher.complete(download);
+        complete(download);
     } else {
         parts_.connections.fill(download);
+    }
+}
+
+/// What a failed sync may have lost is fetched again before the file is anybody's.
+void Runner::complete(Download& download) {
+    if (download.claim.isDistrusted()) {
+        failed(download, {.message = unsyncedMessage});
+    } else {
+        parts_.finisher.complete(download);
     }
 }
 
@@ -331,8 +342,9 @@ void Runner::ended(Download& download, std::int64_t start, std::int64_t brought)
 void Runner::brokeOff(Download& download, const TransferError& error, std::int64_t start,
                       std::int64_t brought) {
     const bool runs = download.record.state.is<State::Downloading>() && download.record.resumable;
+    const bool canWrite = !download.claim.isDistrusted();
     const bool brings = start != Download::noPiece && brought >= worthReplacing;
-    if (runs && brings && !error.offline && !error.lasting) {
+    if (runs && canWrite && brings && !error.offline && !error.lasting) {
         log::transfers([&] {
             return fmt::format("download {}: another connection carries on after: {}", download.id(),
                                log::hidden(error.message));
@@ -357,7 +369,7 @@ void Runner::goOnWithout(Download& download) {
         parts_.connections.closeIf(download, [&](const Active& active) { return !download.pieceOf(active); });
     }
     if (download.hasEverything()) {
-        parts_.finisher.complete(download);
+        complete(download);
     } else if (!allComplete(download.record.pieces)) {
         parts_.connections.fill(download);
         if (download.transfers.empty() && download.retry.isPending()) {
@@ -424,6 +436,12 @@ void Runner::failed(Download& download, const TransferError& error, std::optiona
     const auto& state = download.record.state;
     if (!state.usesNetwork()) {
         return; // it was stopped meanwhile
+    }
+    if (download.claim.isDistrusted()) {
+        // Nothing can be written until the file is opened again; bytes that were lost are no progress.
+        parts_.connections.closeAll(download);
+        parts_.saver.close(download);
+        download.claim.reopen(download.record.pieces);
     }
     const bool isHopeless = error.lasting && download.writing() == 0;
     if (isHopeless || !parts_.retries.mayTryAgain(download, error)) {

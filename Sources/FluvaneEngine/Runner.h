@@ -66,6 +66,7 @@ private:
 
     void start(Download& download);
     void carryOn(Download& download);
+    void complete(Download& download);
     void progressed(Download& download);
     void probeAnswered(Download& download, Token token, const TransferResponse& response);
     void pieceAnswered(Download& download, Active& active, const TransferResponse& response);

@@ -75,6 +75,7 @@ std::shared_ptr<PieceFile> Starter::openAgain(const DownloadRecord& record) cons
 
 Outcome<bool> Starter::carryOn(Download& download) const {
     auto& record = download.record;
+    download.claim.reopen(record.pieces);
     try {
         download.file = openAgain(record);
     } catch (const FileError& error) {

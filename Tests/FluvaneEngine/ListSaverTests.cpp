@@ -9,6 +9,7 @@
 namespace fluvane::support {
 namespace {
 
+using namespace std::string_view_literals;
 using testing::IsEmpty;
 
 class ListSaverTest : public testing::Test {
@@ -118,11 +119,10 @@ TEST_F(ListSaverTest, WhatCouldNotBeSyncedIsNeverClaimedNorTrustedLater) {
     const auto good = saved();
     engine.files->failSync = "Input/output error";
     engine.scheduler.runFor(4);
-    engine.files->failSync.reset(); // a disk tells of lost bytes only once
-    engine.scheduler.runFor(4);
     EXPECT_EQ(saved(), good);
     engine.manager->pause(1_id);
     engine.scheduler.runFor(4);
+    engine.files->failSync.reset(); // a disk tells of lost bytes only once
     EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Paused{}));
     EXPECT_EQ(saved(), good);
     engine.restart();
@@ -139,6 +139,46 @@ TEST_F(ListSaverTest, WhatCouldNotBeSyncedIsNeverClaimedNorTrustedLater) {
     engine.restart();
     ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
+}
+
+TEST_F(ListSaverTest, AfterAFailedSyncItCarriesOnFromTheLastGoodOne) {
+    for (const auto& [state, id] :
+         {std::pair("retrying", 1_id), std::pair("failed", 2_id), std::pair("paused", 3_id)}) {
+        SCOPED_TRACE(state);
+        fetch(100'000'000, 5);
+        const auto good = engine.store->saved.back().doneBytes();
+        engine.files->failSync = "No space left on device";
+        if (state == "paused"sv) {
+            engine.manager->pause(id);
+        }
+        ASSERT_TRUE(engine.runUntil(id, state));
+        engine.scheduler.runFor(0.5);
+        EXPECT_EQ(engine.store->saved.back().doneBytes(), good);
+        engine.files->failSync.reset();
+        engine.log.lines.clear();
+        if (state != "retrying"sv) {
+            engine.manager->resume(id);
+        }
+        ASSERT_TRUE(engine.runUntil(id, "finished"));
+        const auto from = " picks up at " + std::to_string(good) + " of 100000000 bytes";
+        EXPECT_THAT(engine.log.lines, testing::Contains(testing::EndsWith(from)));
+        EXPECT_EQ(engine.files->contents(engine.record(id).file->path()), content(0, server.size));
+    }
+}
+
+TEST_F(ListSaverTest, WhatAFailedSyncLostIsFetchedAgainThoughTheFileWasOpenedAnewMeanwhile) {
+    fetch(100'000'000, 3.5);
+    engine.store->syncDelay = 1;
+    engine.manager->pause(1_id);
+    engine.turns(); // a checkpoint is under way
+    engine.manager->resume(1_id);
+    engine.files->failSync = "Input/output error";
+    engine.scheduler.runFor(1.1);
+    engine.files->failSync.reset();
+    engine.log.lines.clear();
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr("Some of its bytes didn't reach")));
+    EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr(" picks up at ")));
 }
 
 TEST(ListSaver, AnEndLearnedDuringACheckpointIsNotForgotten) {

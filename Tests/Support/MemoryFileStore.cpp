@@ -59,6 +59,7 @@ public:
         if (closed_) {
             throw FileError("The file is closed.");
         }
+        failIf(syncFailure_);
         bytes_->write(bytes, at);
     }
 
@@ -68,7 +69,11 @@ public:
                           bytes.begin());
     }
 
-    void sync() override { failIf(faults_->sync); }
+    void sync() override {
+        const std::lock_guard lock(mutex_);
+        syncFailure_ = syncFailure_ ? syncFailure_ : faults_->sync;
+        failIf(syncFailure_);
+    }
 
     void close() noexcept override {
         const std::lock_guard lock(mutex_);
@@ -81,6 +86,7 @@ private:
     std::shared_ptr<SparseBytes> bytes_;
     std::shared_ptr<Faults> faults_;
     std::mutex mutex_;
+    std::optional<std::string> syncFailure_; ///< From then on nothing can be written.
     bool closed_ = false;
 };
 

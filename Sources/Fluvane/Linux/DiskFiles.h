@@ -23,7 +23,8 @@
 namespace fluvane {
 
 /// The files of which some bytes never reached the disk. The system tells that once, to one descriptor, and
-/// then forgets it: whoever opens or finishes such a file later must be told by us. From any thread.
+/// then forgets it: whoever finishes such a file must be told by us, until it's opened again and what was
+/// lost is written once more. From any thread.
 class FailedSyncs {
 public:
     void add(const FileIdentity& file);
