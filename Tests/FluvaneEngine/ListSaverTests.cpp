@@ -142,6 +142,7 @@ TEST_F(ListSaverTest, WhatCouldNotBeSyncedIsNeverClaimedNorTrustedLater) {
 }
 
 TEST_F(ListSaverTest, AfterAFailedSyncItCarriesOnFromTheLastGoodOne) {
+    engine.store->syncDelay = 2; // results for the file as it was open before come after it was opened again
     for (const auto& [state, id] :
          {std::pair("retrying", 1_id), std::pair("failed", 2_id), std::pair("paused", 3_id)}) {
         SCOPED_TRACE(state);
@@ -152,7 +153,7 @@ TEST_F(ListSaverTest, AfterAFailedSyncItCarriesOnFromTheLastGoodOne) {
             engine.manager->pause(id);
         }
         ASSERT_TRUE(engine.runUntil(id, state));
-        engine.scheduler.runFor(0.5);
+        engine.scheduler.runFor(state == "retrying"sv ? 0.5 : 5);
         EXPECT_EQ(engine.store->saved.back().doneBytes(), good);
         engine.files->failSync.reset();
         engine.log.lines.clear();
@@ -162,6 +163,7 @@ TEST_F(ListSaverTest, AfterAFailedSyncItCarriesOnFromTheLastGoodOne) {
         ASSERT_TRUE(engine.runUntil(id, "finished"));
         const auto from = " picks up at " + std::to_string(good) + " of 100000000 bytes";
         EXPECT_THAT(engine.log.lines, testing::Contains(testing::EndsWith(from)));
+        EXPECT_THAT(engine.log.lines, testing::Not(testing::Contains(testing::HasSubstr("tries again"))));
         EXPECT_EQ(engine.files->contents(engine.record(id).file->path()), content(0, server.size));
     }
 }

@@ -270,6 +270,7 @@ TEST_F(DiskFileTest, AFileIsWholeBeforeItHasItsName) {
 TEST_F(DiskFileTest, AFileWhoseSyncFailedIsTrustedOnceItIsOpenedAgain) {
     for (const bool closed : {false, true}) {
         const auto file = store.create(at("a.part"), 10);
+        ASSERT_TRUE(file);
         syncsFail = true;
         if (closed) {
             file->close();
