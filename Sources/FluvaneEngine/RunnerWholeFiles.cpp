@@ -48,8 +48,8 @@ void Runner::scoutAnswered(Download& download, Active& active, const TransferRes
     const bool isPart =
         response.status() == 206 && answers::part(response, download.record, half) == answers::Part::fits;
     const auto whole = download.transfers.find(pieces.front().start);
-    const bool isAhead =
-        whole != download.transfers.end() && whole->second.reached().value_or(0) < half.start;
+    const bool isAhead = whole != download.transfers.end() && *pieces.front().end > half.start &&
+                         whole->second.reached().value_or(0) < half.start;
     if (isPart) {
         download.parts = Download::Parts::proven;
     }

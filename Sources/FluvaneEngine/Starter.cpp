@@ -101,6 +101,8 @@ Outcome<bool> Starter::carryOn(Download& download) const {
 }
 
 void Starter::startAfresh(Download& download) const {
+    download.relocating = false;
+    download.asksLink = false;
     auto& record = download.record;
     if (record.partial) {
         files_->remove(*record.partial);

@@ -268,6 +268,23 @@ TEST_F(SecureTransportTest, TrustsOnlyKnownCertificates) {
               "failed 0: Couldn't make a secure connection to 127.0.0.1.");
 }
 
+TEST_F(SecureTransportTest, ABodyWithoutALengthIsCompleteWithAGoodbyeOnly) {
+    for (const bool polite : {true, false}) {
+        ScriptedServer server(
+            [&](ScriptedServer::Client& client) {
+                client.readRequest();
+                client.send("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\nhello");
+                if (polite) {
+                    client.sayGoodbye();
+                }
+            },
+            path);
+        useOptions({.certificates = {.file = path}});
+        EXPECT_EQ(run(*start(server.url("/", "localhost"))),
+                  polite ? "finished 5" : "failed 5: The server closed the connection early.");
+    }
+}
+
 TEST_F(SecureTransportTest, ReadsOnWhenTheLastRecordsHaveLeftTheSocketAlready) {
     const auto body = digits(300'001);
     ScriptedServer server(always(ok(body)), path); // stays connected and silent afterwards

@@ -6,6 +6,7 @@
 #include "Fluvane/Linux/Transport/NetworkReach.h"
 #include "Fluvane/Linux/Transport/ReadAhead.h"
 #include "Fluvane/Linux/Transport/Uptime.h"
+#include "FluvaneCore/Text.h"
 #include "FluvaneEngine/Log.h"
 
 #include <algorithm>
@@ -131,6 +132,7 @@ void TransferConnection::respond() {
                            longInfo(CURLINFO_NUM_CONNECTS) == 0 ? "reused connection" : "new connection",
                            longInfo(CURLINFO_LOCAL_PORT));
     });
+    goodbye_.watch(handle());
     // Paused here and not at the first byte of the body: so the end of an empty body waits as well.
     pause(held);
     auto url = URL::parse(effectiveURL());
@@ -177,11 +179,23 @@ void TransferConnection::pause(Pause reason) {
 }
 
 void TransferConnection::tellEnd(CURLcode code) {
-    if (code == CURLE_OK && head_.isFinal()) {
+    if (code == CURLE_OK && wasCutOff()) {
+        fail(CURLE_PARTIAL_FILE);
+    } else if (code == CURLE_OK && head_.isFinal()) {
         transfer_->finish();
     } else {
         fail(code);
     }
+}
+
+/// Where nothing but the end of the connection tells that of the body.
+bool TransferConnection::wasCutOff() const {
+    curl_off_t length = -1;
+    curl_easy_getinfo(handle(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    const bool isChunked = std::ranges::any_of(head_.headers(), [](const auto& header) {
+        return text::equalIgnoringASCIICase(header.first, "transfer-encoding");
+    });
+    return length < 0 && !isChunked && goodbye_.isMissing();
 }
 
 void TransferConnection::fail(CURLcode code) {

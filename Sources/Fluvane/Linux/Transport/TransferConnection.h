@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Fluvane/Linux/Transport/GatherBuffer.h"
+#include "Fluvane/Linux/Transport/Goodbye.h"
 #include "Fluvane/Linux/Transport/ResponseHead.h"
 #include "Fluvane/Linux/Transport/SpeedLimiter.h"
 #include "Fluvane/Linux/Transport/TransferErrors.h"
@@ -79,6 +80,7 @@ private:
     [[nodiscard]] bool isIdle(double now) const;
     [[nodiscard]] bool waitsForEngine() const { return head_.isFinal() && !transfer_->isAccepted(); }
     void tellEnd(CURLcode code);
+    [[nodiscard]] bool wasCutOff() const;
     void fail(CURLcode code);
     [[nodiscard]] TransferFailure failure(CURLcode code) const;
     [[nodiscard]] std::string effectiveURL() const;
@@ -90,6 +92,7 @@ private:
     std::array<char, CURL_ERROR_SIZE> detail_{};
     std::unique_ptr<CURL, CloseEasy> easy_;
     ResponseHead head_;
+    Goodbye goodbye_;
     unsigned pauses_ = 0;
     std::int64_t inRound_ = 0;   ///< Body bytes received in this round.
     std::int64_t inStretch_ = 0; ///< And since the speed limit last held it back.
