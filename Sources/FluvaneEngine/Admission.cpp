@@ -21,7 +21,7 @@ public:
             if (count > 0) {
                 Room& room = roomOf(*download, perServer);
                 room.free -= count;
-                room.toSpare += count - 1;
+                room.toSpare += download->isPrioritized() ? 0 : count - 1;
             }
         }
         perServer_ = perServer;

@@ -100,7 +100,11 @@ bool Connections::mayOpen(const Download& download) {
         return true;
     }
     // Of a prioritized download the first connection alone gets past a full server.
-    return download.transfers.empty() && download.isPrioritized() && makeRoom(download);
+    if (!download.transfers.empty() || !download.isPrioritized()) {
+        return false;
+    }
+    static_cast<void>(makeRoom(download));
+    return true;
 }
 
 bool Connections::openOne(Download& download) {
@@ -352,8 +356,7 @@ void Connections::refused(Download& download, Token token) {
 
 bool Connections::makeRoom(const Download& download) {
     const auto server = download.record.url.site();
-    return connectionsTo(server) < conditions_.config.connectionsPerServer || takeConnection(server, false) ||
-           download.isPrioritized();
+    return connectionsTo(server) < conditions_.config.connectionsPerServer || takeConnection(server, false);
 }
 
 /// Closes the newest connection of the download that has the most to the server. False if none has several.

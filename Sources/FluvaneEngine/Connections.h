@@ -61,7 +61,7 @@ public:
     void closeIf(Download& download, const std::function<bool(const Download::Active&)>& condition);
 
     /// Whether a first connection may go to the download's server. At a full server the download with the
-    /// most connections gives one up for it; the prioritized download needs no room.
+    /// most connections gives one up for it, unless it is prioritized.
     [[nodiscard]] bool makeRoom(const Download& download);
     /// Closes what a lowered cap of the servers no longer allows; a download's only connection stays.
     void relieveServers();

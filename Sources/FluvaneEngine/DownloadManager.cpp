@@ -91,7 +91,7 @@ void DownloadManager::admit() {
         }
     }
     for (Download* const download : plan.starts) {
-        if (engine_->connections.makeRoom(*download)) { // one that started before may have taken it
+        if (engine_->runner.makeRoom(*download)) { // one that started before may have taken it
             engine_->runner.begin(*download);
         }
     }

@@ -56,6 +56,24 @@ void Runner::begin(Download& download) {
     start(download);
 }
 
+bool Runner::makeRoom(const Download& download) {
+    if (parts_.connections.makeRoom(download)) {
+        return true;
+    }
+    Download* newest = nullptr;
+    for (const auto& other : list_) {
+        const bool isThere =
+            !other->transfers.empty() && other->record.url.site() == download.record.url.site();
+        newest = isThere && !other->isPrioritized() ? other.get() : newest;
+    }
+    if (!download.isPrioritized() || !newest) {
+        return download.isPrioritized();
+    }
+    halt(*newest);
+    turns_.set(*newest, State::Queued{});
+    return true;
+}
+
 void Runner::start(Download& download) {
     download.meter = SpeedMeter();
     const auto carriesOn = parts_.starter.carryOn(download);
@@ -391,7 +409,7 @@ void Runner::retried(DownloadID id) {
         if (canCarryOn(*download)) {
             turns_.set(*download, State::Downloading{});
             carryOn(*download);
-        } else if (parts_.connections.makeRoom(*download)) {
+        } else if (makeRoom(*download)) {
             start(*download);
         } else {
             parts_.retries.postpone(*download, waitForRoom);

@@ -41,6 +41,9 @@ public:
 
     /// Begins an admitted download as a new run.
     void begin(Download& download);
+    /// Whether a first connection may go to the download's server. At a server that is full of only
+    /// connections the newest download gives its up for the prioritized one, and waits in line.
+    [[nodiscard]] bool makeRoom(const Download& download);
     /// Closes all that it has open. Its state is the caller's.
     void halt(Download& download);
     /// Gives running downloads the connections that a full server or an earlier stop kept from them.
