@@ -15,11 +15,12 @@ namespace {
 
 using Wait = DownloadState::Wait;
 
-constexpr std::array<std::pair<Wait, std::string_view>, 4> waitNames = {
+constexpr std::array<std::pair<Wait, std::string_view>, 5> waitNames = {
     {{Wait::offline, "offline"},
      {Wait::retrying, "retrying"},
      {Wait::linkExpired, "linkExpired"},
-     {Wait::limitedNetwork, "limitedNetwork"}}};
+     {Wait::limitedNetwork, "limitedNetwork"},
+     {Wait::space, "space"}}};
 
 StateKind kindOf(Wait reason) {
     switch (reason) {
@@ -31,6 +32,8 @@ StateKind kindOf(Wait reason) {
         return StateKind::linkExpired;
     case Wait::limitedNetwork:
         return StateKind::limitedNetwork;
+    case Wait::space:
+        return StateKind::space;
     }
     return StateKind::offline;
 }
@@ -75,6 +78,7 @@ bool DownloadState::usesNetwork() const {
     case StateKind::offline:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::verifying:
     case StateKind::finishing:
     case StateKind::finished:
@@ -101,6 +105,7 @@ bool DownloadState::isDone() const {
     case StateKind::retrying:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::verifying:
     case StateKind::finishing:
         return false;

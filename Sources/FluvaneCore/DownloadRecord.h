@@ -31,7 +31,7 @@ inline constexpr bool isAlternative<Case, std::variant<Cases...>> = (std::is_sam
 
 /// The state of one download.
 struct DownloadState {
-    enum class Wait { offline, retrying, linkExpired, limitedNetwork };
+    enum class Wait { offline, retrying, linkExpired, limitedNetwork, space };
 
     template <int caseNumber>
     struct Plain {

@@ -87,7 +87,8 @@ std::vector<Piece> split(std::int64_t size, int connections, std::int64_t minimu
     return pieces;
 }
 
-std::optional<Work> nextWork(const std::vector<Piece>& pieces, const Busy& busy, std::int64_t minimum) {
+std::optional<Work> nextWork(const std::vector<Piece>& pieces, const Busy& busy, std::int64_t minimum,
+                             std::optional<std::int64_t> stride) {
     if (const auto idle = firstIdle(pieces, busy)) {
         return *idle;
     }
@@ -97,7 +98,22 @@ std::optional<Work> nextWork(const std::vector<Piece>& pieces, const Busy& busy,
     if (!candidate || candidate->left / 2 < least) {
         return std::nullopt;
     }
-    return Split{candidate->start, splitPoint(*candidate, least)};
+    const auto middle = splitPoint(*candidate, least);
+    const auto latest = stride ? alignedDown(checkedAdd(candidate->position, *stride)) : middle;
+    return Split{candidate->start, std::min(middle, latest)};
+}
+
+void joinComplete(std::vector<Piece>& pieces) {
+    std::size_t last = 0;
+    for (std::size_t next = 1; next < pieces.size(); ++next) {
+        if (pieces[last].isComplete() && pieces[next].isComplete()) {
+            pieces[last].end = pieces[next].end;
+            pieces[last].setDone(checkedSubtract(*pieces[last].end, pieces[last].start));
+        } else {
+            pieces[++last] = pieces[next];
+        }
+    }
+    pieces.resize(std::min(pieces.size(), last + 1));
 }
 
 } // namespace fluvane::planner

@@ -34,7 +34,10 @@ using Work = std::variant<IdlePiece, Split>;
 using Busy = std::map<std::int64_t, std::int64_t>;
 
 [[nodiscard]] std::vector<Piece> split(std::int64_t size, int connections, std::int64_t minimum);
+/// With a stride the file is filled from the front: a busy piece is split no further ahead of its connection.
 [[nodiscard]] std::optional<Work> nextWork(const std::vector<Piece>& pieces, const Busy& busy,
-                                           std::int64_t minimum);
+                                           std::int64_t minimum, std::optional<std::int64_t> stride = {});
+/// Makes one of neighbours that are complete: a long file filled from the front would have a great many.
+void joinComplete(std::vector<Piece>& pieces);
 
 } // namespace fluvane::planner

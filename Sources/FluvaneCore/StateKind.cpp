@@ -18,6 +18,7 @@ bool runs(StateKind state) {
     case StateKind::retrying:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::finished:
     case StateKind::failed:
         return false;
@@ -37,6 +38,7 @@ bool needsAttention(StateKind state) {
     case StateKind::offline:
     case StateKind::retrying:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::verifying:
     case StateKind::finishing:
     case StateKind::finished:

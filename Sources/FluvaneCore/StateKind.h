@@ -15,6 +15,7 @@ enum class StateKind {
     retrying,
     linkExpired,
     limitedNetwork,
+    space, ///< Waits for room on the disk.
     verifying,
     finishing,
     finished,

@@ -23,6 +23,8 @@ std::string_view stateName(StateKind state) {
         return "link-expired";
     case StateKind::limitedNetwork:
         return "limited-network";
+    case StateKind::space:
+        return "no-space";
     case StateKind::verifying:
         return "verifying";
     case StateKind::finishing:

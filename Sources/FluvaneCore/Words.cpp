@@ -97,6 +97,11 @@ std::string retry(double seconds) {
     return "Trying again in " + (seconds < moment ? "a moment" : span(seconds)) + ".";
 }
 
+std::string waitingForSpace(std::int64_t count, std::string_view place) {
+    return "Waiting for " + (count > 0 ? bytes(count) + " of " : std::string()) + "free space on “" +
+           std::string(place) + "”.";
+}
+
 std::string percent(double fraction) {
     // 0.29 of 1 is a little less than 29 hundredths in binary; that isn't 28 %.
     const double hundredths = std::floor(fraction * 100 + 1e-9);
@@ -127,6 +132,8 @@ std::string state(StateKind state, std::string_view reason) {
     case StateKind::limitedNetwork:
         return "Waiting for another network: you're on a hotspot or a low-data network. Resume it to "
                "download anyway.";
+    case StateKind::space:
+        return reason.empty() ? "Waiting for free space" : std::string(reason);
     case StateKind::verifying:
         return "Checking the file";
     case StateKind::finishing:
@@ -254,6 +261,7 @@ std::string line(const Progress& progress) {
     case StateKind::offline:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::failed: // whole sentences, which nothing is added to
         return oneLine(state(progress.state, progress.reason));
     case StateKind::queued:

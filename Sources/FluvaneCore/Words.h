@@ -17,6 +17,8 @@ namespace fluvane::words {
 
 /// Decimal units with at most one decimal: "0 bytes", "1 byte", "16 KB", "1.2 GB".
 [[nodiscard]] std::string bytes(std::int64_t count);
+/// Why a download waits: so many bytes aren't free there; 0 when it isn't known how many.
+[[nodiscard]] std::string waitingForSpace(std::int64_t count, std::string_view place);
 /// "5 MB/s"
 [[nodiscard]] std::string speed(double bytesPerSecond);
 /// "about 3 minutes left"; `seconds` as estimated.

@@ -25,6 +25,7 @@ bool canPause(const DownloadState& state) {
     case StateKind::retrying:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
         return true;
     case StateKind::paused:
     case StateKind::verifying:
@@ -42,6 +43,7 @@ bool canResume(const DownloadState& state) {
     case StateKind::offline:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::failed:
         return true;
     case StateKind::queued:
@@ -60,6 +62,7 @@ bool resumesWithAll(const DownloadState& state) {
     switch (state.kind()) {
     case StateKind::paused:
     case StateKind::limitedNetwork:
+    case StateKind::space:
         return true;
     case StateKind::queued:
     case StateKind::starting:
@@ -87,6 +90,7 @@ bool wantsNetwork(const DownloadState& state) {
     case StateKind::offline:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::verifying:
     case StateKind::finishing:
     case StateKind::finished:
@@ -108,6 +112,7 @@ bool startsWithNewLink(const DownloadState& state) {
     case StateKind::offline:
     case StateKind::retrying:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::verifying:
     case StateKind::finishing:
     case StateKind::finished:
@@ -127,6 +132,7 @@ bool canBeNext(const DownloadState& state) {
     case StateKind::retrying:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::verifying:
     case StateKind::finishing:
     case StateKind::finished:
@@ -145,6 +151,7 @@ bool canGoFirst(const DownloadState& state) {
     case StateKind::offline:
     case StateKind::retrying:
     case StateKind::limitedNetwork:
+    case StateKind::space:
     case StateKind::failed:
         return true;
     case StateKind::linkExpired:

@@ -17,7 +17,7 @@ class Rooms {
 public:
     Rooms(const DownloadList& list, int perServer) {
         for (const auto& download : list) {
-            const auto count = static_cast<int>(download->transfers.size());
+            const int count = download->connectionsTaken();
             if (count > 0) {
                 Room& room = roomOf(*download, perServer);
                 room.free -= count;

@@ -20,6 +20,9 @@ namespace {
 
 /// Bytes per second of each connection, below which a speed limit makes connections look slow.
 constexpr std::int64_t slowestLimit = 64 * 1024;
+/// How far apart connections write where files have no holes: the system fills what lies between with zeros
+/// before a connection's first byte is written.
+constexpr std::int64_t solidStride = 8LL * 1024 * 1024;
 constexpr int unansweredAreRefused = 2; ///< One may be an accident.
 constexpr int mostScouts = 3;
 constexpr double strayPatience = 10; ///< Seconds for an answer that no piece waits for.
@@ -130,9 +133,14 @@ bool Connections::openOne(Download& download) {
 }
 
 std::optional<planner::Work> Connections::nextWork(Download& download) {
+    const bool fromFront = download.file && !download.file->isSparse();
+    if (fromFront) {
+        planner::joinComplete(download.record.pieces);
+    }
     const auto next = [&] {
         return planner::nextWork(download.record.pieces, busyPieces(download),
-                                 conditions_.tuning.minimumPiece);
+                                 conditions_.tuning.minimumPiece,
+                                 fromFront ? std::optional(solidStride) : std::nullopt);
     };
     const auto work = next();
     return work || !takeFromSlow(download, true) ? work : next();
@@ -386,8 +394,8 @@ void Connections::relieveServers() {
 int Connections::connectionsTo(const Server& server) const {
     int connections = 0;
     for (const auto& download : list_) {
-        if (!download->transfers.empty() && download->record.url.site() == server) {
-            connections += transfersOf(*download);
+        if (download->connectionsTaken() > 0 && download->record.url.site() == server) {
+            connections += download->connectionsTaken();
         }
     }
     return connections;

@@ -35,6 +35,11 @@ std::optional<std::int64_t> Download::Active::reached() const {
     return offset ? std::optional(std::max(*offset, transfer->position())) : std::nullopt;
 }
 
+int Download::connectionsTaken() const {
+    const bool opensFile = record.state.is<DownloadState::Downloading>() && !file;
+    return transfers.empty() && opensFile ? 1 : static_cast<int>(transfers.size());
+}
+
 int Download::connections() const {
     return static_cast<int>(
         std::ranges::count_if(transfers, [](const auto& entry) { return !entry.second.isProbe; }));

@@ -67,6 +67,8 @@ public:
     [[nodiscard]] double speed() const { return meter.bytesPerSecond(); }
     /// Running transfers that aren't the probe.
     [[nodiscard]] int connections() const;
+    /// What it takes of its server's connections: the probe, and the one that it opens when its file is open.
+    [[nodiscard]] int connectionsTaken() const;
     /// The record's pieces with what running transfers have written so far folded in.
     [[nodiscard]] std::vector<Piece> livePieces() const;
     [[nodiscard]] std::int64_t liveBytes() const;
@@ -120,7 +122,9 @@ public:
     bool allowedOnLimitedNetwork = false;
     /// The server drops ranges that come with If-Range, though the file is the same.
     bool withoutIfRange = false;
-    std::int64_t operation = 0; ///< The digest or move it waits for; a late one is dropped by this.
+    std::int64_t operation = 0; ///< The work of its disk that it waits for; a late one is dropped by this.
+    std::optional<std::uint64_t> device; ///< Of its unfinished file, once known.
+    double spaceDelay = 0;               ///< Seconds until it is looked again whether there is room.
 };
 
 } // namespace fluvane

@@ -8,6 +8,7 @@
 #include "FluvaneEngine/Engine.h"
 #include "FluvaneEngine/Log.h"
 #include "FluvaneEngine/Restoring.h"
+#include "FluvaneEngine/UnfinishedFile.h"
 
 #include <algorithm>
 #include <utility>
@@ -18,7 +19,7 @@ namespace fluvane {
 
 using State = DownloadState;
 
-const char* const DownloadManager::partialExtension = Starter::partialExtension;
+const char* const DownloadManager::partialExtension = unfinishedFile::extension;
 
 namespace {
 
@@ -53,14 +54,35 @@ void DownloadManager::start() {
     engine_->saver.begin();
     for (const auto& download : list) {
         auto& record = download->record;
-        record = restoring::restored(std::move(record), *engine_->ports.files, online(),
-                                     engine_->environment.today());
-        if (record.state.is<State::Finished>() && record.file && engine_->ports.files->exists(*record.file)) {
-            engine_->finisher.verifyFinishedFile(*download); // a digest may have been under way
+        if (restoring::mayBeMoved(record)) {
+            lookWhetherMoved(*download);
+        } else {
+            restore(*download, false);
         }
     }
+    engine_->space.begin();
     log::lifecycle([&] { return fmt::format("loaded {} downloads", list.all().size()); });
     engine_->turns.changed();
+}
+
+void DownloadManager::lookWhetherMoved(Download& download) {
+    engine_->disk.run(
+        download,
+        [files = engine_->ports.files.get(), record = download.record] {
+            return restoring::wasMoved(record, *files);
+        },
+        [this](Download& looked, bool wasMoved) {
+            restore(looked, wasMoved);
+            engine_->turns.changed();
+        });
+}
+
+void DownloadManager::restore(Download& download, bool wasMoved) {
+    download.record =
+        restoring::restored(std::move(download.record), wasMoved, online(), engine_->environment.today());
+    if (download.record.state.is<State::Finished>()) {
+        engine_->finisher.verifyFinishedFile(download); // a digest may have been under way
+    }
 }
 
 void DownloadManager::stop() {
@@ -257,7 +279,7 @@ void DownloadManager::remove(DownloadID id) {
     }
     engine_->runner.halt(*download);
     if (!download->record.state.is<State::Finished>() && download->record.partial) {
-        engine_->ports.files->remove(*download->record.partial);
+        engine_->disk.remove(id, *download->record.partial);
     }
     engine_->list.remove(*download);
     log::downloads([&] { return fmt::format("download {} removed", id); });

@@ -103,6 +103,8 @@ public:
 private:
     struct Engine;
 
+    void lookWhetherMoved(Download& download);
+    void restore(Download& download, bool wasMoved);
     void settle();
     void admit();
     void beaten(std::int64_t beats);

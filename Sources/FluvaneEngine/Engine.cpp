@@ -19,15 +19,16 @@ DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports p
                                                                           manager.onChange();
                                                                       }
                                                                   }}),
+      disk(ports.files, list, turns), space(disk, ports.scheduler, list, turns),
       saver(ports.store, ports.scheduler, list, turns),
       connections(ports.transport, ports.scheduler, list, conditions, servers, turns,
                   [this](DownloadID id, Token token, const TransferEvent& event) {
                       runner.received(id, token, event);
                   }),
-      growth(list, conditions, connections), starter(ports.files, list, conditions, servers, environment),
+      growth(list, conditions, connections), starter(disk, list, conditions, servers, environment),
       retries(ports.scheduler, ports.random, conditions, turns,
               [this](DownloadID id) { runner.retried(id); }),
-      finisher(ports.files, notices, list, conditions, saver, turns, environment.today,
+      finisher(disk, notices, conditions, saver, turns, environment.today,
                [this](Download& download, const std::string& sentence) { runner.fail(download, sentence); }),
       runner(list, conditions, turns,
              {.saver = saver,
@@ -35,8 +36,10 @@ DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports p
               .growth = growth,
               .starter = starter,
               .retries = retries,
-              .finisher = finisher},
-             ports.files, notices, ports.scheduler, environment.today),
+              .finisher = finisher,
+              .space = space,
+              .disk = disk},
+             notices, ports.scheduler, environment.today),
       beat(ports.scheduler, ports.power, list, conditions, turns,
            [&manager](std::int64_t beats) { manager.beaten(beats); }) {}
 

@@ -4,6 +4,8 @@
 #pragma once
 
 #include "FluvaneEngine/Beat.h"
+#include "FluvaneEngine/DiskSpace.h"
+#include "FluvaneEngine/DiskWork.h"
 #include "FluvaneEngine/DownloadManager.h"
 #include "FluvaneEngine/Notices.h"
 #include "FluvaneEngine/Runner.h"
@@ -34,6 +36,8 @@ struct DownloadManager::Engine {
     ServerCounts servers;
     DownloadList list;
     Turns turns;
+    DiskWork disk;
+    DiskSpace space;
     ListSaver saver;
     Connections connections;
     GrowthControl growth;

@@ -15,11 +15,10 @@ namespace {
 constexpr const char* missingMessage = "The unfinished file went missing.";
 }
 
-Finisher::Finisher(std::shared_ptr<FileStore> files, std::shared_ptr<Notifier> notifier,
-                   const DownloadList& list, const Conditions& conditions, ListSaver& saver, Turns& turns,
-                   std::function<Date()> today, Fail fail)
-    : files_(std::move(files)), notifier_(std::move(notifier)), list_(list), conditions_(conditions),
-      saver_(saver), turns_(turns), today_(std::move(today)), fail_(std::move(fail)) {}
+Finisher::Finisher(DiskWork& disk, std::shared_ptr<Notifier> notifier, const Conditions& conditions,
+                   ListSaver& saver, Turns& turns, std::function<Date()> today, Fail fail)
+    : disk_(disk), notifier_(std::move(notifier)), conditions_(conditions), saver_(saver), turns_(turns),
+      today_(std::move(today)), fail_(std::move(fail)) {}
 
 void Finisher::complete(Download& download) {
     download.retry.cancel(); // nothing is left to fetch again
@@ -34,39 +33,35 @@ void Finisher::complete(Download& download) {
     }
 }
 
-/// Whether nothing has the unfinished file's name, or something that somebody else put there.
-bool Finisher::isMissing(const Download& download) const {
-    const auto& partial = download.record.partial;
-    return !partial || !download.written || files_->identity(*partial) != download.written->identity();
-}
-
-void Finisher::failMissing(Download& download) {
-    auto& partial = download.record.partial;
-    if (partial && files_->exists(*partial)) {
-        partial.reset(); // somebody else's by now: nothing to carry on with, or to delete
-        download.layOut({});
-    }
-    fail_(download, missingMessage);
-}
-
+/// What went wrong may be that nothing has the unfinished file's name anymore, or something that somebody
+/// else put there.
 void Finisher::failWith(Download& download, const std::string& sentence) {
-    isMissing(download) ? failMissing(download) : fail_(download, sentence);
+    enum class Found { written, another, nothing };
+    const auto look = [files = &disk_.files(), partial = download.record.partial,
+                       identity = download.written->identity()] {
+        const auto found = partial ? files->identity(*partial) : std::nullopt;
+        return found == identity ? Found::written : found ? Found::another : Found::nothing;
+    };
+    disk_.run(download, look, [this, sentence](Download& failing, Found found) {
+        if (found == Found::another) {
+            failing.record.partial.reset(); // nothing to carry on with, or to delete
+            failing.layOut({});
+        }
+        fail_(failing, found == Found::written ? sentence : missingMessage);
+    });
 }
 
 WrittenFile Finisher::writtenFile(const Download& download) {
-    return {.identity = download.written->identity(), .size = download.record.size};
+    return {.identity = download.written->identity(), .size = download.record.size, .file = download.written};
 }
 
 void Finisher::verify(Download& download) {
-    if (isMissing(download)) {
-        failMissing(download);
-        return;
-    }
     turns_.set(download, State::Verifying{});
-    files_->checksum(*download.record.partial, writtenFile(download), download.record.checksum->algorithm,
-                     following(download, [this](Download& checked, const Outcome<std::string>& digest) {
-                         verified(checked, digest);
-                     }));
+    disk_.files().checksum(
+        *download.record.partial, writtenFile(download), download.record.checksum->algorithm,
+        disk_.following(download, [this](Download& checked, const Outcome<std::string>& digest) {
+            verified(checked, digest);
+        }));
 }
 
 void Finisher::verified(Download& download, const Outcome<std::string>& digest) {
@@ -93,7 +88,7 @@ void Finisher::storeResult(Download& download, const std::string& digest) {
 void Finisher::finish(Download& download) {
     turns_.set(download, State::Finishing{});
     saver_.whenSaved(
-        following(download, [this](Download& finishing, const std::optional<std::string>& error) {
+        disk_.following(download, [this](Download& finishing, const std::optional<std::string>& error) {
             if (error) {
                 log::files([&] {
                     return fmt::format("download {} is moved though the list isn't saved", finishing.id());
@@ -104,17 +99,13 @@ void Finisher::finish(Download& download) {
 }
 
 void Finisher::moveIntoPlace(Download& download) {
-    if (isMissing(download)) {
-        failMissing(download);
-        return;
-    }
     const auto& record = download.record;
-    files_->finish(*record.partial, writtenFile(download), *record.name, record.folder,
-                   conditions_.config.duplicateNames,
-                   FileOrigin{.url = record.url, .referrer = record.referrer},
-                   following(download, [this](Download& finishing, const Outcome<URL>& location) {
-                       moved(finishing, location);
-                   }));
+    disk_.files().finish(*record.partial, writtenFile(download), *record.name, record.folder,
+                         conditions_.config.duplicateNames,
+                         FileOrigin{.url = record.url, .referrer = record.referrer},
+                         disk_.following(download, [this](Download& finishing, const Outcome<URL>& location) {
+                             moved(finishing, location);
+                         }));
 }
 
 void Finisher::moved(Download& download, const Outcome<URL>& location) {
@@ -127,7 +118,7 @@ void Finisher::moved(Download& download, const Outcome<URL>& location) {
     const auto path = location.value().path();
     record.name = path.substr(path.rfind('/') + 1); // another one if the wanted one was taken meanwhile
     record.partial.reset();
-    download.written.reset();
+    disk_.letGo(record.id, download.written);
     record.completed = today_();
     download.claim.fulfil(); // the move synced the file
     turns_.set(download, State::Finished{});
@@ -142,7 +133,7 @@ void Finisher::checksumChanged(Download& download) {
     if (record.state.is<State::Verifying>()) {
         record.checksum ? verify(download) : finish(download);
     } else if (record.state.is<State::Finished>()) {
-        abandon(download);
+        DiskWork::abandon(download);
         verifyFinishedFile(download);
     }
 }
@@ -152,17 +143,17 @@ void Finisher::verifyFinishedFile(Download& download) {
     if (!record.checksum || record.checksumResult || !record.file) {
         return;
     }
-    files_->checksum(*record.file, std::nullopt, record.checksum->algorithm,
-                     following(download, [this](Download& checked, const Outcome<std::string>& digest) {
-                         if (digest.ok()) {
-                             storeResult(checked, digest.value());
-                             turns_.changed();
-                         } else {
-                             log::files.error(
-                                 fmt::format("couldn't check the finished file of download {}: {}",
+    disk_.files().checksum(
+        *record.file, std::nullopt, record.checksum->algorithm,
+        disk_.following(download, [this](Download& checked, const Outcome<std::string>& digest) {
+            if (digest.ok()) {
+                storeResult(checked, digest.value());
+                turns_.changed();
+            } else {
+                log::files.error(fmt::format("couldn't check the finished file of download {}: {}",
                                              checked.id(), log::hidden(digest.error())));
-                         }
-                     }));
+            }
+        }));
 }
 
 } // namespace fluvane

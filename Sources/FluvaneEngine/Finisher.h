@@ -4,6 +4,7 @@
 #pragma once
 
 #include "FluvaneEngine/Conditions.h"
+#include "FluvaneEngine/DiskWork.h"
 #include "FluvaneEngine/DownloadList.h"
 #include "FluvaneEngine/Environment.h"
 #include "FluvaneEngine/ListSaver.h"
@@ -12,7 +13,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace fluvane {
 
@@ -23,9 +23,8 @@ public:
     using Fail = std::function<void(Download&, const std::string& sentence)>;
 
     /// `fail` ends a download with a sentence for the user.
-    Finisher(std::shared_ptr<FileStore> files, std::shared_ptr<Notifier> notifier, const DownloadList& list,
-             const Conditions& conditions, ListSaver& saver, Turns& turns, std::function<Date()> today,
-             Fail fail);
+    Finisher(DiskWork& disk, std::shared_ptr<Notifier> notifier, const Conditions& conditions,
+             ListSaver& saver, Turns& turns, std::function<Date()> today, Fail fail);
 
     /// Every byte is in and no transfer runs.
     void complete(Download& download);
@@ -33,8 +32,6 @@ public:
     void checksumChanged(Download& download);
     /// Checks a finished file that has a checksum and no result yet.
     void verifyFinishedFile(Download& download);
-    /// Whatever is under way for it comes too late.
-    static void abandon(Download& download) { ++download.operation; }
 
 private:
     void verify(Download& download);
@@ -43,27 +40,11 @@ private:
     void finish(Download& download);
     void moveIntoPlace(Download& download);
     void moved(Download& download, const Outcome<URL>& location);
-    [[nodiscard]] bool isMissing(const Download& download) const;
-    void failMissing(Download& download);
     void failWith(Download& download, const std::string& sentence);
     [[nodiscard]] static WrittenFile writtenFile(const Download& download);
 
-    /// Wraps what follows a digest, a save or a move: it runs only if the download still waits for it.
-    template <class Work>
-    [[nodiscard]] auto following(Download& download, Work work) {
-        abandon(download);
-        return turns_.later([this, id = download.id(), operation = download.operation,
-                             work = std::move(work)](auto&&... results) {
-            Download* const found = list_.find(id);
-            if (found && found->operation == operation) {
-                work(*found, std::forward<decltype(results)>(results)...);
-            }
-        });
-    }
-
-    std::shared_ptr<FileStore> files_;
+    DiskWork& disk_;
     std::shared_ptr<Notifier> notifier_;
-    const DownloadList& list_;
     const Conditions& conditions_;
     ListSaver& saver_;
     Turns& turns_;

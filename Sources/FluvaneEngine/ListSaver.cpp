@@ -223,14 +223,15 @@ std::vector<RecordSnapshot> ListSaver::takeSnapshots(bool claimLive) {
 /// The record as it is to be saved; the one saved last when nothing changed.
 RecordSnapshot ListSaver::snapshot(const Download& download, bool claimLive) const {
     const auto& [saved, durable] = std::tie(download.claim.saved, download.claim.durable());
-    const bool isHeld = download.record.state.isWaiting(State::Wait::limitedNetwork);
+    const bool isHeld = download.record.state.isWaiting(State::Wait::limitedNetwork) ||
+                        download.record.state.isWaiting(State::Wait::space);
     if (!durable && !isHeld) {
         const bool isSame = saved && *saved == download.record;
         return isSame ? saved : std::make_shared<const DownloadRecord>(download.record);
     }
     auto record = download.record;
     if (isHeld) {
-        record.state = State::Queued{}; // a limited network never outlives a restart
+        record.state = State::Queued{}; // neither a limited network nor a full disk outlives a restart
     }
     if (durable) {
         record.pieces = claimLive && !download.claim.isDistrusted() ? download.livePieces() : *durable;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "FluvaneCore/Checksum.h"
+#include "FluvaneCore/DownloadID.h"
 #include "FluvaneCore/DownloadRecord.h"
 #include "FluvaneCore/DuplicateNaming.h"
 #include "FluvaneCore/Headers.h"
@@ -71,6 +72,7 @@ struct TransferError {
     bool offline = false;  ///< The machine has no network.
     bool lasting = false;  ///< Trying again doesn't cure it.
     bool nameless = false; ///< The server's name leads nowhere (anymore).
+    bool full = false;     ///< There is no space for what it brings.
     friend bool operator==(const TransferError&, const TransferError&) = default;
 };
 
@@ -108,7 +110,13 @@ enum class LimitedNetwork { hotspot, lowDataMode };
 /// A failure of the file system; what() is the system's own text.
 class FileError : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit FileError(const std::string& message, bool isFull = false)
+        : std::runtime_error(message), isFull_(isFull) {}
+    /// For want of space, or of leave to use more.
+    [[nodiscard]] bool isFull() const { return isFull_; }
+
+private:
+    bool isFull_;
 };
 
 /// A result or the text of what went wrong.
@@ -138,13 +146,6 @@ struct FileIdentity {
     friend auto operator<=>(const FileIdentity&, const FileIdentity&) = default;
 };
 
-/// What has to be under an unfinished file's name for it to be the one that was written: other programs reach
-/// its folder, too.
-struct WrittenFile {
-    FileIdentity identity;
-    std::optional<std::int64_t> size;
-};
-
 /// An open unfinished file. Shared by the engine, the transfers that write into it and the store that syncs
 /// it; every operation may be called from any thread and fails with FileError.
 class PieceFile {
@@ -158,8 +159,21 @@ public:
     virtual void sync() = 0;
     /// Syncs and closes. Harmless when repeated; a later write fails.
     virtual void close() noexcept = 0;
-    /// The same for as long as the file is open.
+    /// Returns once no write is under way.
+    virtual void awaitWrites() {}
+    /// Whether a part that nothing was written to costs nothing. Elsewhere the system fills it with zeros
+    /// before it takes what lies behind it.
+    [[nodiscard]] virtual bool isSparse() const { return true; }
+    /// The same for as long as the file is there; asks no disk.
     [[nodiscard]] virtual FileIdentity identity() const { return {}; }
+};
+
+/// What has to be under an unfinished file's name for it to be the one that was written: other programs reach
+/// its folder, too.
+struct WrittenFile {
+    FileIdentity identity;
+    std::optional<std::int64_t> size;
+    std::shared_ptr<PieceFile> file{}; ///< Held open, so that no other file gets its identity.
 };
 
 /// One running request. Sends at most one response, then progress at most every 0.25 s, then exactly one end
@@ -189,9 +203,26 @@ public:
     virtual void setSpeedLimit(std::optional<std::int64_t> bytesPerSecond) = 0;
 };
 
+/// What a volume has.
+struct Space {
+    std::uint64_t device = 0; ///< As in the identities of its files.
+    std::int64_t free = 0;    ///< Bytes for this user.
+    std::int64_t total = 0;
+    std::string place{}; ///< Where it is mounted.
+    friend bool operator==(const Space&, const Space&) = default;
+};
+
+/// A disk may be slow, or never answer: what waits for it is done `aside`.
 class FileStore {
 public:
     virtual ~FileStore() = default;
+    /// Runs `work` off the engine's context, then `done`, if any, on it. What belongs to one download is done
+    /// in the order given, and waits for no other download's. What isn't begun when the store ends is given
+    /// up.
+    virtual void aside(DownloadID download, std::function<void()> work, std::function<void()> done = {}) = 0;
+
+    // From here to `space`: for work that is done aside. From any thread.
+
     /// Whether anything has the name, a dangling link included.
     [[nodiscard]] virtual bool exists(const URL& location) = 0;
     /// Whether it is a folder, or a link that leads to one.
@@ -200,8 +231,8 @@ public:
     [[nodiscard]] virtual std::optional<FileIdentity> identity(const URL& location) = 0;
     /// Length of the file that has this name and no other, absent when there is none.
     [[nodiscard]] virtual std::optional<std::int64_t> size(const URL& location) = 0;
-    /// Creates the file, missing folders included, at `size` bytes when known. Null when anything has the
-    /// name already, which is left as it is. Fails with FileError.
+    /// Creates the file, missing folders included, at `size` bytes when known and it is sparse. Null when
+    /// anything has the name already, which is left as it is. Fails with FileError.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> create(const URL& location,
                                                             std::optional<std::int64_t> size) = 0;
     /// Opens for writing, keeping the contents; after a failed sync whoever opens it writes anew what isn't
@@ -210,10 +241,13 @@ public:
     [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
     /// Deletes the file, and nothing but a file; a failure is ignored.
     virtual void remove(const URL& location) = 0;
-    /// Free bytes on the volume of the folder, which need not exist yet; absent when unknown.
-    [[nodiscard]] virtual std::optional<std::int64_t> availableSpace(const URL& folder) = 0;
-    /// Lower-case hexadecimal digest of the whole file, computed off the engine's context. Fails for another
-    /// file than the one that was written, if that is given.
+    /// Of the folder's volume; the folder need not exist yet. Absent when the volume doesn't tell.
+    [[nodiscard]] virtual std::optional<Space> space(const URL& folder) = 0;
+
+    // These do their work aside by themselves, for each file system one at a time.
+
+    /// Lower-case hexadecimal digest of the whole file. Fails for another file than the one that was written,
+    /// if that is given.
     virtual void checksum(const URL& file, const std::optional<WrittenFile>& written,
                           Checksum::Algorithm algorithm,
                           std::function<void(Outcome<std::string>)> completion) = 0;

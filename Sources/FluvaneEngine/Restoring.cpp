@@ -31,16 +31,6 @@ bool areSound(const DownloadRecord& record) {
     return reached == *record.size;
 }
 
-/// Whether the last run ended between the final move and the save that would have told of it. The move begins
-/// only once `finishing` is on disk, under a name that was free.
-bool wasMovedIntoPlace(const DownloadRecord& record, FileStore& files) {
-    if (!record.state.is<State::Finishing>() || !record.partial || !record.name || !record.size ||
-        files.exists(*record.partial)) {
-        return false;
-    }
-    return files.size(record.folder.appending(*record.name)) == record.size;
-}
-
 void makeFinished(DownloadRecord& record, Date today) {
     record.file = record.folder.appending(*record.name);
     record.partial.reset();
@@ -54,18 +44,28 @@ void makeFinished(DownloadRecord& record, Date today) {
 
 bool wasRunning(const State& state) {
     return state.isActive() || state.isWaiting(State::Wait::offline) ||
-           state.isWaiting(State::Wait::limitedNetwork);
+           state.isWaiting(State::Wait::limitedNetwork) || state.isWaiting(State::Wait::space);
 }
 
 } // namespace
 
-DownloadRecord restored(DownloadRecord record, FileStore& files, bool online, Date today) {
+bool mayBeMoved(const DownloadRecord& record) {
+    return record.state.is<State::Finishing>() && record.partial && record.name && record.size;
+}
+
+/// The move begins only once `finishing` is on disk, under a name that was free.
+bool wasMoved(const DownloadRecord& record, FileStore& files) {
+    return mayBeMoved(record) && !files.exists(*record.partial) &&
+           files.size(record.folder.appending(*record.name)) == record.size;
+}
+
+DownloadRecord restored(DownloadRecord record, bool wasMoved, bool online, Date today) {
     if (!record.pieces.empty() && !areSound(record)) {
         log::files.error(
             fmt::format("download {}: its saved pieces make no sense, it starts afresh", record.id));
         record.pieces.clear();
     }
-    if (wasMovedIntoPlace(record, files)) {
+    if (wasMoved) {
         makeFinished(record, today);
     } else if (wasRunning(record.state)) {
         record.state = State::Queued{};

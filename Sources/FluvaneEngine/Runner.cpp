@@ -44,10 +44,10 @@ bool closedEarly(const Piece* piece) {
 } // namespace
 
 Runner::Runner(const DownloadList& list, const Conditions& conditions, Turns& turns, RunnerParts parts,
-               std::shared_ptr<FileStore> files, std::shared_ptr<Notifier> notifier,
-               std::shared_ptr<Scheduler> scheduler, std::function<Date()> today)
-    : list_(list), conditions_(conditions), turns_(turns), parts_(parts), files_(std::move(files)),
-      notifier_(std::move(notifier)), scheduler_(std::move(scheduler)), today_(std::move(today)) {}
+               std::shared_ptr<Notifier> notifier, std::shared_ptr<Scheduler> scheduler,
+               std::function<Date()> today)
+    : list_(list), conditions_(conditions), turns_(turns), parts_(parts), notifier_(std::move(notifier)),
+      scheduler_(std::move(scheduler)), today_(std::move(today)) {}
 
 // Beginning and halting
 
@@ -76,16 +76,24 @@ bool Runner::makeRoom(const Download& download) {
 
 void Runner::start(Download& download) {
     download.meter = SpeedMeter();
-    const auto carriesOn = parts_.starter.carryOn(download);
-    if (!carriesOn.ok()) {
-        fail(download, carriesOn.error());
-        return;
-    }
-    if (carriesOn.value()) {
+    DiskWork::abandon(download);
+    if (Starter::mayCarryOn(download.record)) {
         turns_.set(download, State::Downloading{});
-        carryOn(download);
-        return;
+    } else {
+        turns_.set(download, State::Starting{});
     }
+    parts_.starter.carryOn(download, [this](Download& opened, const Outcome<bool>& carriesOn) {
+        if (!carriesOn.ok()) {
+            fail(opened, carriesOn.error());
+        } else if (carriesOn.value()) {
+            carryOn(opened);
+        } else {
+            startAfresh(opened);
+        }
+    });
+}
+
+void Runner::startAfresh(Download& download) {
     if (download.record.url.absoluteString().size() > words::longestLink) {
         fail(download, std::string(words::linkTooLong));
         return;
@@ -133,8 +141,8 @@ void Runner::halt(Download& download) {
     parts_.connections.closeAll(download);
     download.retry.cancel();
     parts_.saver.close(download);
-    parts_.finisher.abandon(download);
-    download.written.reset();
+    DiskWork::abandon(download);
+    parts_.disk.letGo(download.id(), download.written);
     parts_.growth.leave(download);
     download.secondsLeft.reset();
     download.meter.reset();
@@ -192,12 +200,35 @@ void Runner::probeAnswered(Download& download, Token token, const TransferRespon
         fail(download, *sentence);
         return;
     }
-    Active& active = *Connections::find(download, token);
-    active.isProbe = false;
-    active.accept(download.file, 0, download.record.pieces.front());
-    download.caps.granted(download.writing());
-    turns_.set(download, State::Downloading{});
-    carryOn(download);
+    parts_.space.look(download, [this, token, answer](Download& looked, const auto& shortage) {
+        if (shortage && shortage->failure) {
+            fail(looked, *shortage->failure);
+        } else if (shortage) {
+            waitForSpace(looked, shortage);
+        } else {
+            create(looked, token, answer);
+        }
+    });
+}
+
+void Runner::create(Download& download, Token token, const TransferResponse& response) {
+    parts_.starter.create(download, response, [this, token](Download& created, const auto& sentence) {
+        Active* const active = Connections::find(created, token);
+        if (sentence || !active) {
+            fail(created, sentence.value_or(stoppedSendingParts));
+            return;
+        }
+        active->isProbe = false;
+        active->accept(created.file, 0, created.record.pieces.front());
+        created.caps.granted(created.writing());
+        turns_.set(created, State::Downloading{});
+        carryOn(created);
+    });
+}
+
+void Runner::waitForSpace(Download& download, const std::optional<DiskSpace::Shortage>& shortage) {
+    halt(download);
+    parts_.space.wait(download, shortage);
 }
 
 void Runner::pieceAnswered(Download& download, Active& active, const TransferResponse& response) {
@@ -263,7 +294,7 @@ void Runner::brokeOff(Download& download, const TransferError& error, std::int64
                       std::int64_t brought) {
     const bool runs = download.record.state.is<State::Downloading>() && download.record.resumable;
     const bool brings = start != Download::noPiece && brought >= worthReplacing;
-    if (runs && brings && !error.offline && !error.lasting) {
+    if (runs && brings && !error.offline && !error.lasting && !error.full) {
         log::transfers([&] {
             return fmt::format("download {}: another connection carries on after: {}", download.id(),
                                log::hidden(error.message));
@@ -362,6 +393,10 @@ void Runner::failed(Download& download, const TransferError& error, std::optiona
         parts_.saver.close(download);
         download.claim.reopen(download.record.pieces);
     }
+    if (error.full) {
+        waitForSpace(download, std::nullopt);
+        return;
+    }
     const bool isHopeless = error.lasting && download.writing() == 0;
     if (isHopeless || !parts_.retries.mayTryAgain(download, error)) {
         fail(download, error.message);
@@ -386,7 +421,7 @@ void Runner::fail(Download& download, const std::string& sentence, bool discard)
     halt(download);
     auto& record = download.record;
     if (discard && record.partial) {
-        files_->remove(*record.partial);
+        parts_.disk.remove(record.id, *record.partial);
         record.partial.reset();
         download.layOut({});
     }

@@ -6,6 +6,8 @@
 #include "FluvaneEngine/Answers.h"
 #include "FluvaneEngine/Conditions.h"
 #include "FluvaneEngine/Connections.h"
+#include "FluvaneEngine/DiskSpace.h"
+#include "FluvaneEngine/DiskWork.h"
 #include "FluvaneEngine/DownloadList.h"
 #include "FluvaneEngine/Finisher.h"
 #include "FluvaneEngine/GrowthControl.h"
@@ -29,6 +31,8 @@ struct RunnerParts {
     Starter& starter;
     Retries& retries;
     Finisher& finisher;
+    DiskSpace& space;
+    DiskWork& disk;
 };
 
 /// Runs the downloads that were admitted: leads each from its first request to its last byte, and judges what
@@ -36,8 +40,8 @@ struct RunnerParts {
 class Runner {
 public:
     Runner(const DownloadList& list, const Conditions& conditions, Turns& turns, RunnerParts parts,
-           std::shared_ptr<FileStore> files, std::shared_ptr<Notifier> notifier,
-           std::shared_ptr<Scheduler> scheduler, std::function<Date()> today);
+           std::shared_ptr<Notifier> notifier, std::shared_ptr<Scheduler> scheduler,
+           std::function<Date()> today);
 
     /// Begins an admitted download as a new run.
     void begin(Download& download);
@@ -68,6 +72,9 @@ private:
     static constexpr const char* stoppedSendingParts = "The server stopped sending parts of the file.";
 
     void start(Download& download);
+    void startAfresh(Download& download);
+    void create(Download& download, Token token, const TransferResponse& response);
+    void waitForSpace(Download& download, const std::optional<DiskSpace::Shortage>& shortage);
     void carryOn(Download& download);
     void complete(Download& download);
     void progressed(Download& download);
@@ -102,7 +109,6 @@ private:
     const Conditions& conditions_;
     Turns& turns_;
     RunnerParts parts_;
-    std::shared_ptr<FileStore> files_;
     std::shared_ptr<Notifier> notifier_;
     std::shared_ptr<Scheduler> scheduler_;
     std::function<Date()> today_;

@@ -8,8 +8,10 @@
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Answers.h"
 #include "FluvaneEngine/Log.h"
+#include "FluvaneEngine/UnfinishedFile.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include <fmt/format.h>
@@ -25,10 +27,39 @@ constexpr const char* webPageReason =
 
 /// No file system holds more, and the planner's products stay within 64 bits.
 constexpr std::int64_t largestFile = std::int64_t{1} << 56;
-constexpr int mostNamesTried = 20;
 
-std::string partialName(const std::string& name) {
-    return name + "." + Starter::partialExtension;
+unfinishedFile::Left leftBy(const DownloadRecord& record) {
+    std::int64_t reaches = 0;
+    for (const auto& piece : record.pieces) {
+        reaches = piece.done > 0 ? std::max(reaches, piece.next()) : reaches;
+    }
+    return {.location = *record.partial,
+            .folder = record.folder,
+            .done = record.doneBytes(),
+            .reaches = reaches,
+            .size = Starter::mayCarryOn(record) ? record.size : std::nullopt};
+}
+
+/// The names that other downloads have there, of which nothing need be on disk yet.
+std::set<std::string> namesBeside(const DownloadList& list, const DownloadRecord& record) {
+    std::set<std::string> names;
+    for (const auto& other : list) {
+        if (other->id() != record.id && other->record.name && other->record.folder == record.folder) {
+            names.insert(*other->record.name);
+        }
+    }
+    return names;
+}
+
+void picksUp(Download& download) {
+    const auto& record = download.record;
+    download.parts = Download::Parts::proven;
+    download.retry.countFrom(record.doneBytes());
+    download.claim.carryOn(record.pieces);
+    log::downloads([&] {
+        return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(),
+                           *record.size);
+    });
 }
 
 std::string told(const DownloadRecord& record, int status) {
@@ -42,9 +73,9 @@ std::string told(const DownloadRecord& record, int status) {
 
 } // namespace
 
-Starter::Starter(std::shared_ptr<FileStore> files, const DownloadList& list, const Conditions& conditions,
+Starter::Starter(DiskWork& disk, const DownloadList& list, const Conditions& conditions,
                  const ServerCounts& servers, Environment environment)
-    : files_(std::move(files)), list_(list), conditions_(conditions), servers_(servers),
+    : disk_(disk), list_(list), conditions_(conditions), servers_(servers),
       environment_(std::move(environment)) {}
 
 void Starter::renew(Download& download) const {
@@ -62,42 +93,33 @@ void Starter::renew(Download& download) const {
     download.growth.begin(std::min(starting, std::max(rule.value_or(starting), 1)));
 }
 
-/// Null when there is nothing to carry on from.
-std::shared_ptr<PieceFile> Starter::openAgain(const DownloadRecord& record) const {
-    if (!record.size || !record.partial || !record.name || record.pieces.empty() ||
-        (!record.resumable && !allComplete(record.pieces))) {
-        return nullptr;
-    }
-    auto file = files_->open(*record.partial);
-    // One that was cut off would be extended with a hole where the saved bytes were.
-    return file && files_->size(*record.partial) == record.size ? std::move(file) : nullptr;
+bool Starter::mayCarryOn(const DownloadRecord& record) {
+    return record.size && record.partial && record.name && !record.pieces.empty() &&
+           (record.resumable || allComplete(record.pieces));
 }
 
-Outcome<bool> Starter::carryOn(Download& download) const {
-    auto& record = download.record;
-    download.claim.reopen(record.pieces);
-    try {
-        download.file = openAgain(record);
-    } catch (const FileError& error) {
-        // An intact file isn't thrown away because it can't be opened now.
-        return Outcome<bool>::failure(fmt::format("Couldn't open the unfinished file: {}", error.what()));
+void Starter::carryOn(Download& download, Opened then) const {
+    download.claim.reopen(download.record.pieces);
+    if (!download.record.partial) {
+        then(download, Outcome<bool>::success(false));
+        return;
     }
-    // Where a drive isn't mounted, a new folder in its place would begin the download at 0.
-    if (!download.file && record.partial && record.doneBytes() > 0 && !files_->isFolder(record.folder)) {
-        return Outcome<bool>::failure(fmt::format(
-            "The folder “{}” isn't there. It may be on a drive that isn't connected.", record.folder.path()));
-    }
-    if (!download.file) {
-        return Outcome<bool>::success(false);
-    }
-    download.parts = Download::Parts::proven;
-    download.retry.countFrom(record.doneBytes());
-    download.claim.carryOn(record.pieces);
-    log::downloads([&] {
-        return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(),
-                           *record.size);
-    });
-    return Outcome<bool>::success(true);
+    disk_.run(
+        download,
+        [files = &disk_.files(), left = leftBy(download.record)] {
+            return unfinishedFile::open(*files, left);
+        },
+        [then = std::move(then)](Download& opening, unfinishedFile::Opened& opened) {
+            if (opened.failure) {
+                then(opening, Outcome<bool>::failure(*opened.failure));
+                return;
+            }
+            opening.file = std::move(opened.file);
+            if (opening.file) {
+                picksUp(opening);
+            }
+            then(opening, Outcome<bool>::success(opening.file != nullptr));
+        });
 }
 
 void Starter::startAfresh(Download& download) const {
@@ -105,7 +127,7 @@ void Starter::startAfresh(Download& download) const {
     download.asksLink = false;
     auto& record = download.record;
     if (record.partial) {
-        files_->remove(*record.partial);
+        disk_.remove(record.id, *record.partial);
     }
     record.partial.reset();
     record.opensWebPage.reset();
@@ -126,26 +148,19 @@ std::optional<std::string> Starter::take(Download& download, const TransferRespo
     }
 
     const auto contentType = response["content-type"];
-    const auto suggested =
-        fileName::suggested(response["content-disposition"], response.url(), contentType, environment_.types);
     // Whether a page was asked for is seen by the name without the ending that its type gives it.
-    const auto asked =
-        fileName::suggested(response["content-disposition"], response.url(), {}, environment_.types);
-    if (webPage::isLikely(contentType, asked, record.size)) {
+    if (webPage::isLikely(contentType, suggestedName(response, false), record.size)) {
         record.opensWebPage = true;
         return webPageReason;
     }
-    chooseFolder(record, record.name.value_or(suggested));
-    if (auto sentence = missingSpace(record)) {
-        return sentence;
-    }
-    // A name settled in an earlier run is asked again: its folder may be another by now.
-    if (auto sentence = createFile(download, record.name.value_or(suggested))) {
-        return sentence;
-    }
-    layOut(download, response.status() == 206);
-    log::downloads([&] { return told(record, response.status()); });
-    return std::nullopt;
+    chooseFolder(record, record.name.value_or(suggestedName(response, true)));
+    return record.size > largestFile ? std::optional<std::string>("Couldn't create the file: File too large")
+                                     : std::nullopt;
+}
+
+std::string Starter::suggestedName(const TransferResponse& response, bool withTypesEnding) const {
+    return fileName::suggested(response["content-disposition"], response.url(),
+                               withTypesEnding ? response["content-type"] : std::nullopt, environment_.types);
 }
 
 void Starter::chooseFolder(DownloadRecord& record, const std::string& name) const {
@@ -161,55 +176,35 @@ void Starter::chooseFolder(DownloadRecord& record, const std::string& name) cons
     }
 }
 
-std::optional<std::string> Starter::missingSpace(const DownloadRecord& record) const {
-    const auto free = record.size ? files_->availableSpace(record.folder) : std::nullopt;
-    if (!free || *free >= *record.size) {
-        return std::nullopt;
-    }
-    return fmt::format("Not enough space: it needs {}, and there's {} free.", words::bytes(*record.size),
-                       words::bytes(*free));
-}
-
-void Starter::chooseName(DownloadRecord& record, const std::string& wanted) const {
-    record.name = fileName::unique(
-        wanted, conditions_.config.duplicateNames,
-        [&](const std::string& name) { return !uniqueName(name, record); }, partialName({}).size());
-}
-
-/// Whether the name is free for this download in its folder.
-bool Starter::uniqueName(const std::string& name, const DownloadRecord& record) const {
-    const auto isSame = [&](const std::unique_ptr<Download>& other) {
-        return other->id() != record.id && other->record.name == name &&
-               other->record.folder == record.folder;
-    };
-    return std::ranges::none_of(list_, isSame) && !files_->exists(record.folder.appending(name)) &&
-           !files_->exists(record.folder.appending(partialName(name)));
-}
-
-std::optional<std::string> Starter::createFile(Download& download, const std::string& wanted) const {
-    if (download.record.size > largestFile) {
-        return "Couldn't create the file: File too large";
-    }
-    try {
-        tryToCreate(download, wanted);
-    } catch (const FileError& error) {
-        return fmt::format("Couldn't create the file: {}", error.what());
-    }
-    return std::nullopt;
-}
-
-/// Another program may take the name between the look and the creation: what it made there is its own.
-void Starter::tryToCreate(Download& download, const std::string& wanted) const {
-    auto& record = download.record;
-    for (int tries = 0; tries < mostNamesTried; ++tries) {
-        chooseName(record, wanted);
-        const auto location = record.folder.appending(partialName(*record.name));
-        if ((download.file = files_->create(location, record.size))) {
-            record.partial = location;
-            return;
-        }
-    }
-    throw FileError("File exists");
+void Starter::create(Download& download, const TransferResponse& response, Created then) const {
+    const auto& record = download.record;
+    // A name settled in an earlier run is asked again: its folder may be another by now.
+    unfinishedFile::Wanted wanted{.folder = record.folder,
+                                  .name = record.name.value_or(suggestedName(response, true)),
+                                  .size = record.size,
+                                  .naming = conditions_.config.duplicateNames,
+                                  .taken = namesBeside(list_, record)};
+    disk_.run(
+        download,
+        [files = &disk_.files(), wanted = std::move(wanted)] {
+            return unfinishedFile::create(*files, wanted);
+        },
+        [this, then = std::move(then), status = response.status()](Download& creating,
+                                                                   unfinishedFile::Created& created) {
+            if (created.file) {
+                creating.record.name = created.name;
+                creating.record.partial = created.location;
+                creating.file = std::move(created.file);
+                layOut(creating, status == 206);
+                log::downloads([&] { return told(creating.record, status); });
+            }
+            then(creating, created.failure);
+        },
+        [files = &disk_.files()](unfinishedFile::Created& created) {
+            if (created.file) {
+                files->remove(*created.location);
+            }
+        });
 }
 
 /// A promise of parts isn't believed yet: the whole file is under way, and one piece until a part has come.
@@ -218,7 +213,7 @@ void Starter::layOut(Download& download, bool isPart) const {
     const bool inParts = record.size && record.resumable;
     download.parts = inParts && !isPart ? Download::Parts::promised : Download::Parts::proven;
     download.scouts = 0;
-    download.layOut(inParts && isPart
+    download.layOut(inParts && isPart && download.file->isSparse()
                         ? planner::split(*record.size, download.caps.allowed(conditions_.config.connections),
                                          conditions_.tuning.minimumPiece)
                         : std::vector{Piece{.start = 0, .end = record.size, .done = 0}});

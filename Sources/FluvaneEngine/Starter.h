@@ -4,11 +4,12 @@
 #pragma once
 
 #include "FluvaneEngine/Conditions.h"
+#include "FluvaneEngine/DiskWork.h"
 #include "FluvaneEngine/DownloadList.h"
 #include "FluvaneEngine/Environment.h"
 #include "FluvaneEngine/ServerCounts.h"
 
-#include <memory>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -16,37 +17,36 @@ namespace fluvane {
 
 /// How a download begins, but for its connections: whether it carries on with its unfinished file, and if
 /// not, what the server's first answer says of the file, which folder and name it gets, and the creation of
-/// its unfinished file.
+/// its unfinished file. What asks the disk calls back on a later turn, unless the download was stopped by
+/// then.
 class Starter {
 public:
-    /// The file-name extension of unfinished files.
-    static constexpr const char* partialExtension = "fluvane";
-
-    Starter(std::shared_ptr<FileStore> files, const DownloadList& list, const Conditions& conditions,
+    Starter(DiskWork& disk, const DownloadList& list, const Conditions& conditions,
             const ServerCounts& servers, Environment environment);
 
     /// A new run: what earlier ones taught of the server doesn't count anymore.
     void renew(Download& download) const;
-    /// Opens the unfinished file of an earlier run. False when there is none to carry on from; fails with the
-    /// sentence for the user when it may be there, but can't be had now.
-    [[nodiscard]] Outcome<bool> carryOn(Download& download) const;
+    /// Whether the record of an unfinished file is one to carry on from.
+    [[nodiscard]] static bool mayCarryOn(const DownloadRecord& record);
+    /// Opens the unfinished file of an earlier run. Calls back with false when there is none to carry on
+    /// from; fails with the sentence for the user when it may be there, but can't be had now.
+    using Opened = std::function<void(Download&, const Outcome<bool>& carriesOn)>;
+    void carryOn(Download& download, Opened then) const;
     /// Lets go of what an earlier run left.
     void startAfresh(Download& download) const;
-    /// Takes the probe's answer, a 200 or 206: afterwards the download has a name, pieces and an open file.
-    /// Returns the sentence for the user when it can't be downloaded.
+    /// Takes the probe's answer, a 200 or 206. Returns the sentence for the user when it can't be downloaded.
     [[nodiscard]] std::optional<std::string> take(Download& download, const TransferResponse& response) const;
+    /// Creates the unfinished file of what was taken: afterwards the download has a name, pieces and an open
+    /// file. Calls back with the sentence for the user when that can't be.
+    using Created = std::function<void(Download&, const std::optional<std::string>& sentence)>;
+    void create(Download& download, const TransferResponse& response, Created then) const;
 
 private:
-    [[nodiscard]] std::shared_ptr<PieceFile> openAgain(const DownloadRecord& record) const;
+    [[nodiscard]] std::string suggestedName(const TransferResponse& response, bool withTypesEnding) const;
     void chooseFolder(DownloadRecord& record, const std::string& name) const;
-    [[nodiscard]] std::optional<std::string> missingSpace(const DownloadRecord& record) const;
-    void chooseName(DownloadRecord& record, const std::string& wanted) const;
-    [[nodiscard]] bool uniqueName(const std::string& name, const DownloadRecord& record) const;
-    [[nodiscard]] std::optional<std::string> createFile(Download& download, const std::string& wanted) const;
-    void tryToCreate(Download& download, const std::string& wanted) const;
     void layOut(Download& download, bool isPart) const;
 
-    std::shared_ptr<FileStore> files_;
+    DiskWork& disk_;
     const DownloadList& list_;
     const Conditions& conditions_;
     const ServerCounts& servers_;

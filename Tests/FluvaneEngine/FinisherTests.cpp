@@ -131,6 +131,7 @@ TEST_F(FinisherTest, AKillRightAfterTheMoveFetchesNothingAgain) {
     EXPECT_EQ(engine.state(1_id), "finishing");
     const auto sent = server.sent;
     engine.restart();
+    engine.turns();
     EXPECT_EQ(engine.state(1_id), "finished");
     EXPECT_EQ(record().file, URL::file("/downloads/f.bin"));
     engine.scheduler.runFor(30);

@@ -24,7 +24,8 @@ protected:
         files.put("/downloads/f.fluvane", std::string(1000, 'x'));
     }
     DownloadRecord restored(bool online = true) {
-        return restoring::restored(saved, files, online, Date() + std::chrono::hours(1));
+        return restoring::restored(saved, restoring::wasMoved(saved, files), online,
+                                   Date() + std::chrono::hours(1));
     }
     ManualScheduler scheduler;
     MemoryFileStore files{scheduler};

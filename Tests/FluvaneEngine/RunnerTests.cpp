@@ -80,6 +80,7 @@ TEST_F(RunnerTest, AnExpiredLinkKeepsEveryByteAndSaysSo) {
     EXPECT_EQ(engine.record(1_id).doneBytes(), 5000);
     EXPECT_THAT(engine.notifier->notices, ElementsAre("expired 1"));
     engine.manager->updateLink(1_id, link("http://a.example/fresh"));
+    engine.turns();
     EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_EQ(engine.transport->live()[0]->request.from, 5000);
 }
@@ -177,6 +178,7 @@ TEST_F(RunnerTest, AWholeFileToARangeRequestWithTheSameValidatorsIsAskedWithoutI
     EXPECT_EQ(download().connections(), 2) << "it does send parts, so the old cap is back";
     engine.manager->pause(1_id);
     engine.manager->updateLink(1_id, link("http://b.example/f"));
+    engine.turns();
     EXPECT_EQ(last().request.ifRange, "\"v\"") << "of a new link it's asked again";
 }
 

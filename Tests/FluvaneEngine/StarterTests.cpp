@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace fluvane::support {
 namespace {
 
@@ -131,6 +133,7 @@ TEST_F(StarterTest, ANameKeptFromAnEarlierRunIsAskedAgain) {
     engine.manager->apply(engine.config);
     engine.files->put("/elsewhere/file.bin.fluvane", "somebody's");
     engine.manager->resume(1_id);
+    engine.turns();
     engine.transport->last().respond(200, {{"Content-Length", "1000"}});
     EXPECT_EQ(record().name, "file (1).bin");
     EXPECT_EQ(engine.files->contents("/elsewhere/file.bin.fluvane"), "somebody's");
@@ -149,7 +152,8 @@ TEST_F(StarterTest, LongNamesLeaveRoomForTheUnfinishedFile) {
 TEST_F(StarterTest, NeedsSpaceAndAFile) {
     engine.files->freeSpace = 1'000'000;
     addAndProbe().respondPart(1'200'000'000);
-    EXPECT_EQ(engine.failure(1_id), "Not enough space: it needs 1.2 GB, and there's 1 MB free.");
+    EXPECT_EQ(engine.failure(1_id), "Not enough space: it needs 1.2 GB, and there's 1 MB free.")
+        << "the whole disk has 100 MB";
     engine.files->freeSpace = 1'200'000'000;
     engine.files->failCreate = "Read-only file system";
     engine.manager->resume(1_id);
@@ -177,6 +181,7 @@ protected:
 TEST_F(CarryOnTest, PicksUpWithoutAProbe) {
     engine.manager->resume(1_id);
     EXPECT_EQ(engine.state(1_id), "downloading");
+    engine.turns();
     const auto& first = engine.transport->transfers[2]->request;
     EXPECT_EQ(first.from, 100'000);
     EXPECT_EQ(first.ifRange, "\"v\"");
@@ -192,6 +197,7 @@ TEST_F(CarryOnTest, StartsAfreshWithoutItsWholeFile) {
         SCOPED_TRACE(name);
         spoil();
         engine.manager->resume(1_id);
+        engine.turns();
         EXPECT_EQ(engine.state(1_id), "starting");
         EXPECT_TRUE(engine.transport->last().isProbe());
         EXPECT_EQ(record().doneBytes(), 0);
@@ -217,8 +223,8 @@ TEST_F(CarryOnTest, KeepsWhatItHasWhileThatCannotBeReached) {
             SCOPED_TRACE(sentence);
             spoil();
             engine.manager->resume(1_id);
-            EXPECT_EQ(engine.failure(1_id), sentence);
             engine.turns();
+            EXPECT_EQ(engine.failure(1_id), sentence);
             if (restarted) {
                 engine.restart();
             }
@@ -228,6 +234,7 @@ TEST_F(CarryOnTest, KeepsWhatItHasWhileThatCannotBeReached) {
             engine.files->missingFolders.clear();
             engine.files->put(partial.path(), std::string(4'000'000, 'x'));
             engine.manager->resume(1_id);
+            engine.turns();
             EXPECT_EQ(engine.state(1_id), "downloading");
             EXPECT_EQ(engine.transport->live().front()->request.from, 100'000);
             engine.manager->pause(1_id);
@@ -237,12 +244,112 @@ TEST_F(CarryOnTest, KeepsWhatItHasWhileThatCannotBeReached) {
 
 TEST_F(CarryOnTest, AFreshLinkCarriesOnFromTheSavedBytes) {
     engine.manager->updateLink(1_id, link("http://mirror.example/file.bin"));
+    engine.turns();
     EXPECT_EQ(engine.state(1_id), "downloading");
     EXPECT_EQ(engine.transport->last().request.url, link("http://mirror.example/file.bin"));
     EXPECT_EQ(record().finalURL, std::nullopt);
     engine.transport->last().respondPart(4'000'000, {{"ETag", "\"other\""}});
     EXPECT_EQ(engine.failure(1_id), "The file changed on the server, so this download stopped.");
     EXPECT_THAT(engine.files->paths(), IsEmpty());
+}
+
+// Disks that don't answer, or have no room
+
+TEST_F(CarryOnTest, ADiskThatDoesNotAnswerHoldsUpNobodyElse) {
+    engine.files->hung = {1_id};
+    engine.manager->resume(1_id);
+    engine.add("http://b.example/other.bin");
+    engine.turns();
+    engine.transport->last().respondPart(3'000'000);
+    EXPECT_EQ(engine.state(2_id), "downloading");
+    engine.manager->pause(1_id);
+    EXPECT_EQ(engine.state(1_id), "paused");
+    engine.files->answer(1_id);
+    engine.turns();
+    EXPECT_EQ(engine.state(1_id), "paused") << "the file opened too late is let go";
+    EXPECT_EQ(engine.manager->download(1_id)->file, nullptr);
+}
+
+TEST_F(StarterTest, AFileCreatedTooLateIsRemoved) {
+    auto& probe = addAndProbe();
+    engine.files->hung = {1_id};
+    probe.respondPart(3'000'000);
+    EXPECT_EQ(engine.state(1_id), "starting");
+    engine.manager->pause(1_id);
+    engine.files->answer(1_id);
+    engine.turns();
+    EXPECT_THAT(engine.files->paths(), IsEmpty());
+}
+
+TEST_F(StarterTest, WaitsForSpaceThatOthersNeed) {
+    engine.files->freeSpace = 10'000'000;
+    auto& probe = addAndProbe();
+    probe.respondPart(8'000'000);
+    probe.sendQuietly(1'000'000);
+    engine.add("http://b.example/other.bin");
+    engine.turns();
+    engine.transport->last().respondPart(2'500'000);
+    EXPECT_EQ(engine.state(2_id), "no-space");
+    EXPECT_EQ(engine.manager->download(2_id)->retry.reason,
+              "Waiting for 29.5 MB of free space on “/disk”."); // 2.5 + 7 + a reserve of 20
+    EXPECT_EQ(engine.files->paths().size(), 1U);
+    const auto answerProbe = [&] {
+        const auto live = engine.transport->live();
+        const auto found = std::ranges::find_if(live, &FakeTransfer::isProbe);
+        ASSERT_NE(found, live.end());
+        (*found)->respondPart(2'500'000);
+    };
+    engine.restart();
+    engine.turns();
+    answerProbe();
+    EXPECT_EQ(engine.state(2_id), "no-space");
+    engine.manager->remove(1_id);
+    engine.scheduler.runFor(6);
+    answerProbe();
+    EXPECT_EQ(engine.state(2_id), "downloading");
+}
+
+TEST_F(StarterTest, AFullDiskMidwayIsWaitedForAndThenCarriedOnWith) {
+    engine.files->freeSpace = 10'000'000;
+    auto& probe = addAndProbe();
+    probe.respondPart(8'000'000);
+    probe.send(500'000);
+    engine.files->failFull = "No space left on device";
+    engine.files->freeSpace = 1'000'000;
+    probe.send(100'000);
+    engine.turns();
+    EXPECT_EQ(engine.state(1_id), "no-space");
+    EXPECT_THAT(engine.transport->live(), IsEmpty());
+    engine.scheduler.runFor(3600);
+    EXPECT_EQ(engine.state(1_id), "no-space") << "however long it takes";
+    EXPECT_EQ(engine.transport->transfers.size(), 2U);
+    engine.files->failFull.reset();
+    engine.files->freeSpace = 8'000'000;
+    engine.scheduler.runFor(6);
+    EXPECT_EQ(engine.state(1_id), "downloading");
+    EXPECT_EQ(engine.transport->live().front()->request.from, 500'000);
+}
+
+TEST_F(StarterTest, WithoutHolesTheFileIsFilledFromTheFront) {
+    engine.files->sparse = false;
+    FakeServer server(*engine.transport, engine.scheduler);
+    server.size = 200'000'000;
+    std::int64_t furthest = 0;
+    engine.manager->start();
+    engine.add("http://a.example/file.bin");
+    while (engine.state(1_id) != "finished" && engine.scheduler.now() < 5000) {
+        engine.scheduler.runFor(0.5);
+        std::int64_t first = server.size;
+        for (const auto& piece : record().pieces) {
+            first = piece.isComplete() ? first : std::min(first, piece.next());
+        }
+        for (const auto& transfer : engine.transport->live()) {
+            furthest = std::max(furthest, transfer->position() - first);
+        }
+    }
+    EXPECT_EQ(engine.files->contents("/downloads/file.bin") == content(0, server.size), true);
+    EXPECT_LT(furthest, 100'000'000) << "no connection writes far ahead of what is there";
+    EXPECT_GT(engine.transport->transfers.size(), 8U);
 }
 
 } // namespace

@@ -189,11 +189,15 @@ TEST_F(DiskFileTest, ClosingWaitsForWritesAndSyncs) {
 }
 
 TEST_F(DiskFileTest, TellsTheFreeSpaceOfTheNearestFolder) {
-    const auto space = store.availableSpace(URL::folder(folder.path().string()));
+    const auto location = URL::folder(folder.path().string());
+    const auto space = store.space(location);
     ASSERT_TRUE(space);
-    EXPECT_GT(*space, 0);
-    EXPECT_TRUE(store.availableSpace(URL::folder((folder / "not/there/yet").string())));
-    EXPECT_EQ(store.availableSpace(URL::folder("/proc")), std::nullopt); // counts no blocks
+    EXPECT_GT(space->free, 0);
+    EXPECT_GE(space->total, space->free);
+    EXPECT_EQ(space->device, store.identity(location)->device);
+    EXPECT_TRUE(folder.path().string().starts_with(space->place));
+    EXPECT_EQ(store.space(URL::folder((folder / "not/there/yet").string()))->place, space->place);
+    EXPECT_EQ(store.space(URL::folder("/proc")), std::nullopt); // counts no blocks
 }
 
 TEST_F(DiskFileTest, FinishesAcrossFileSystems) {

@@ -68,6 +68,9 @@ void FakeTransfer::cancel() {
 void FakeTransfer::respond(int status, TransferResponse::Headers headers) {
     if (!over_) {
         events_({TransferResponse(status, redirectedTo.value_or(request.url), headers)});
+        if (isProbe()) {
+            scheduler_.runTurns();
+        }
     }
 }
 
@@ -93,7 +96,9 @@ void FakeTransfer::send(std::int64_t count) {
     try {
         sendQuietly(count);
     } catch (const FileError& error) {
-        fail(std::string("Couldn't write to the file: ") + error.what());
+        end({TransferEvent::Failed{
+            {.message = std::string("Couldn't write to the file: ") + error.what(), .full = error.isFull()},
+            written()}});
         return;
     }
     if (over_ || !file_) {
@@ -142,7 +147,7 @@ namespace {
 constexpr double beatSeconds = 0.25;
 }
 
-FakeServer::FakeServer(FakeTransport& transport, Scheduler& scheduler)
+FakeServer::FakeServer(FakeTransport& transport, ManualScheduler& scheduler)
     : transport_(transport), scheduler_(scheduler) {
     transport_.onStart = [this](const auto& transfer) {
         scheduler_.after(0, [this, transfer] { answer(transfer); });

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "FluvaneEngine/Platform.h"
+#include "Support/ManualScheduler.h"
 
 #include <cstdint>
 #include <functional>
@@ -20,7 +21,7 @@ namespace fluvane::support {
 /// One request to the fake transport, answered step by step by the test.
 class FakeTransfer : public Transfer, public std::enable_shared_from_this<FakeTransfer> {
 public:
-    FakeTransfer(TransferRequest request_, HTTPTransport::Events events, Scheduler& scheduler)
+    FakeTransfer(TransferRequest request_, HTTPTransport::Events events, ManualScheduler& scheduler)
         : request(std::move(request_)), events_(std::move(events)), scheduler_(scheduler) {}
 
     void accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end) override;
@@ -28,7 +29,8 @@ public:
     void setEnd(std::int64_t end) override;
     void cancel() override;
 
-    // The server's side. Each is a turn of its own and does nothing once the transfer is over.
+    // The server's side. Each is a turn of its own, the probe's answer with those in which its file is
+    // created, and does nothing once the transfer is over.
     void respond(int status, TransferResponse::Headers headers = {});
     /// The usual 206 for the request's range of a file of `size` bytes.
     void respondPart(std::int64_t size, TransferResponse::Headers more = {});
@@ -57,7 +59,7 @@ private:
     void end(const TransferEvent& event);
 
     HTTPTransport::Events events_;
-    Scheduler& scheduler_;
+    ManualScheduler& scheduler_;
     std::shared_ptr<PieceFile> file_;
     std::int64_t offset_ = 0;
     std::int64_t next_ = 0;
@@ -68,7 +70,7 @@ private:
 
 class FakeTransport : public HTTPTransport {
 public:
-    explicit FakeTransport(Scheduler& scheduler) : scheduler_(scheduler) {}
+    explicit FakeTransport(ManualScheduler& scheduler) : scheduler_(scheduler) {}
 
     [[nodiscard]] std::shared_ptr<Transfer> start(TransferRequest request, Events events) override;
     void setSpeedLimit(std::optional<std::int64_t> bytesPerSecond) override { speedLimit = bytesPerSecond; }
@@ -83,13 +85,13 @@ public:
     std::function<void(const std::shared_ptr<FakeTransfer>&)> onStart;
 
 private:
-    Scheduler& scheduler_;
+    ManualScheduler& scheduler_;
 };
 
 /// Answers every transfer by itself on simulated time, like a server with one file of `content`.
 class FakeServer {
 public:
-    FakeServer(FakeTransport& transport, Scheduler& scheduler);
+    FakeServer(FakeTransport& transport, ManualScheduler& scheduler);
 
     std::int64_t size = 0;
     bool sendsParts = true;
@@ -109,7 +111,7 @@ private:
     void pour(FakeTransfer& transfer, std::size_t connections);
 
     FakeTransport& transport_;
-    Scheduler& scheduler_;
+    ManualScheduler& scheduler_;
 };
 
 } // namespace fluvane::support

@@ -24,8 +24,12 @@ public:
         return task;
     }
 
-    /// Runs what is due now, and what that schedules for now.
-    void runTurns() { runUntil(now_); }
+    /// Runs what is due now, and what that schedules for now; does nothing from within what it runs.
+    void runTurns() {
+        if (!running_) {
+            runUntil(now_);
+        }
+    }
     void runFor(double seconds) { runUntil(now_ + seconds); }
     /// Runs until the condition holds; false when it doesn't within the time.
     [[nodiscard]] bool runUntilTrue(const std::function<bool()>& condition, double atMost = 3600) {
@@ -52,7 +56,9 @@ private:
         const auto task = first->second;
         pending_.erase(first);
         if (const auto work = std::exchange(task->work, nullptr)) {
+            running_ = true;
             work();
+            running_ = false;
         }
     }
 
@@ -64,6 +70,7 @@ private:
     }
 
     double now_ = 1000;
+    bool running_ = false;
     std::multimap<double, std::shared_ptr<Task>> pending_; // equal times keep the order of insertion
 };
 

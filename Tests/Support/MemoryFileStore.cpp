@@ -51,8 +51,8 @@ FileIdentity SparseBytes::identity() const {
 
 class MemoryFileStore::File : public PieceFile {
 public:
-    File(std::shared_ptr<SparseBytes> bytes, std::shared_ptr<Faults> faults)
-        : bytes_(std::move(bytes)), faults_(std::move(faults)) {}
+    File(std::shared_ptr<SparseBytes> bytes, std::shared_ptr<Faults> faults, bool sparse)
+        : bytes_(std::move(bytes)), faults_(std::move(faults)), sparse_(sparse) {}
 
     void write(std::span<const std::byte> bytes, std::int64_t at) override {
         const std::lock_guard lock(mutex_);
@@ -60,6 +60,9 @@ public:
             throw FileError("The file is closed.");
         }
         failIf(syncFailure_);
+        if (faults_->full) {
+            throw FileError(*faults_->full, true);
+        }
         bytes_->write(bytes, at);
     }
 
@@ -81,14 +84,34 @@ public:
     }
 
     [[nodiscard]] FileIdentity identity() const override { return bytes_->identity(); }
+    [[nodiscard]] bool isSparse() const override { return sparse_; }
 
 private:
     std::shared_ptr<SparseBytes> bytes_;
     std::shared_ptr<Faults> faults_;
+    bool sparse_;
     std::mutex mutex_;
     std::optional<std::string> syncFailure_; ///< From then on nothing can be written.
     bool closed_ = false;
 };
+
+void MemoryFileStore::aside(DownloadID download, std::function<void()> work, std::function<void()> done) {
+    if (hung.contains(download)) {
+        waiting_.emplace(download, std::pair(std::move(work), std::move(done)));
+        return;
+    }
+    work();
+    if (done) {
+        scheduler_.after(0, std::move(done));
+    }
+}
+
+void MemoryFileStore::answer(DownloadID download) {
+    hung.erase(download);
+    while (auto next = waiting_.extract(download)) {
+        aside(download, std::move(next.mapped().first), std::move(next.mapped().second));
+    }
+}
 
 bool MemoryFileStore::exists(const URL& location) {
     const auto path = location.path();
@@ -116,13 +139,14 @@ std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::opt
     if (exists(location)) {
         return nullptr;
     }
-    file(location)->resize(std::max<std::int64_t>(size.value_or(0), 0));
-    return std::make_shared<File>(file(location), faults_);
+    file(location)->resize(sparse ? std::max<std::int64_t>(size.value_or(0), 0) : 0);
+    return std::make_shared<File>(file(location), faults_, sparse);
 }
 
 std::shared_ptr<PieceFile> MemoryFileStore::open(const URL& location) {
     failIf(failOpen);
-    return files_.contains(location.path()) ? std::make_shared<File>(file(location), faults_) : nullptr;
+    return files_.contains(location.path()) ? std::make_shared<File>(file(location), faults_, sparse)
+                                            : nullptr;
 }
 
 std::shared_ptr<SparseBytes>& MemoryFileStore::file(const URL& location) {
@@ -137,8 +161,12 @@ void MemoryFileStore::remove(const URL& location) {
     files_.erase(location.path());
 }
 
-std::optional<std::int64_t> MemoryFileStore::availableSpace(const URL&) {
-    return freeSpace;
+std::optional<Space> MemoryFileStore::space(const URL&) {
+    return freeSpace ? std::optional(Space{.device = SparseBytes().identity().device,
+                                           .free = *freeSpace,
+                                           .total = 100 * *freeSpace,
+                                           .place = "/disk"})
+                     : std::nullopt;
 }
 
 void MemoryFileStore::checksum(const URL& file, const std::optional<WrittenFile>& written,

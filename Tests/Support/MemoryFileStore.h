@@ -55,6 +55,7 @@ class MemoryFileStore : public FileStore {
     /// What open files share with the store.
     struct Faults {
         std::optional<std::string> sync;
+        std::optional<std::string> full;
     };
     const std::shared_ptr<Faults> faults_ = std::make_shared<Faults>();
 
@@ -63,6 +64,7 @@ public:
     MemoryFileStore(const MemoryFileStore&) = delete;
     MemoryFileStore& operator=(const MemoryFileStore&) = delete;
 
+    void aside(DownloadID download, std::function<void()> work, std::function<void()> done) override;
     [[nodiscard]] bool exists(const URL& location) override;
     [[nodiscard]] bool isFolder(const URL& location) override;
     [[nodiscard]] std::optional<FileIdentity> identity(const URL& location) override;
@@ -71,7 +73,7 @@ public:
                                                     std::optional<std::int64_t> size) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
     void remove(const URL& location) override;
-    [[nodiscard]] std::optional<std::int64_t> availableSpace(const URL& folder) override;
+    [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
     void finish(const URL& partial, const WrittenFile& written, const std::string& name, const URL& folder,
@@ -82,11 +84,17 @@ public:
     /// files hold for files already open too.
     std::optional<std::string> failCreate, failOpen, failFinish, failChecksum;
     std::optional<std::string>& failSync = faults_->sync;
+    std::optional<std::string>& failFull = faults_->full; ///< Of writes, for want of space.
 
     /// Runs right before a file is created there: somebody else may be faster.
     std::function<void(const std::string& path)> onCreate = [](const auto&) {};
 
+    /// Downloads whose disk doesn't answer, until `answer`.
+    std::set<DownloadID> hung;
+    void answer(DownloadID download);
+
     std::optional<std::int64_t> freeSpace;
+    bool sparse = true;
     std::set<std::string> missingFolders; ///< All others are there, though no file may be in them.
     double completionDelay = 0;
 
@@ -113,6 +121,7 @@ private:
 
     Scheduler& scheduler_;
     std::map<std::string, std::shared_ptr<SparseBytes>> files_;
+    std::multimap<DownloadID, std::pair<std::function<void()>, std::function<void()>>> waiting_;
 };
 
 } // namespace fluvane::support

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -41,11 +42,64 @@ Descriptor openedUnless(int expected, const std::string& path, int flags) {
     }
 }
 
+bool isFull(int code) {
+    return code == ENOSPC || code == EDQUOT;
+}
+
+/// File systems without holes, and the longest file that each takes. On others the first write finds out.
+struct Solid {
+    decltype(statfs::f_type) type;
+    std::int64_t longest;
+};
+constexpr Solid solidOnes[] = {
+    {0x4d44, 0xffff'ffff},                                  // FAT
+    {0x2011bab0, std::numeric_limits<std::int64_t>::max()}, // exFAT
+    {0x4244, 0x7fff'ffff},                                  // HFS
+    {0x482b, std::numeric_limits<std::int64_t>::max()},     // HFS+
+    {0x517b, std::numeric_limits<std::int64_t>::max()},     // network folders of Windows, old ways
+    {0xff534d42, std::numeric_limits<std::int64_t>::max()}, // and newer ones
+    {0xfe534d42, std::numeric_limits<std::int64_t>::max()},
+};
+
+const Solid* solidOne(const Descriptor& file) {
+    struct statfs volume {};
+    if (::fstatfs(file.get(), &volume) != 0) {
+        return nullptr;
+    }
+    const auto* const found =
+        std::ranges::find(solidOnes, static_cast<std::uint32_t>(volume.f_type),
+                          [](const Solid& solid) { return static_cast<std::uint32_t>(solid.type); });
+    return found == std::end(solidOnes) ? nullptr : found;
+}
+
 void setLength(const Descriptor& file, std::int64_t size) {
+    if (const auto* const solid = solidOne(file)) { // would be filled with zeros first
+        if (size > solid->longest) {
+            throw FileError(errorText(EFBIG));
+        }
+        return;
+    }
     while (::ftruncate(file.get(), size) != 0) {
         if (errno != EINTR) {
             throw FileError(errorText(errno));
         }
+    }
+}
+
+/// The uppermost folder on the same device.
+std::string mountPoint(std::filesystem::path path, dev_t device) {
+    struct stat status {};
+    while (path.has_relative_path() && ::stat(path.parent_path().c_str(), &status) == 0 &&
+           status.st_dev == device) {
+        path = path.parent_path();
+    }
+    return path.string();
+}
+
+/// Bytes that are under way must not come after the digest or the move.
+void awaitWrites(const std::optional<WrittenFile>& written) {
+    if (written && written->file) {
+        written->file->awaitWrites();
     }
 }
 
@@ -66,6 +120,10 @@ bool FailedSyncs::contains(const FileIdentity& file) const {
     return files_.contains(file);
 }
 
+DiskFile::DiskFile(Descriptor descriptor, std::shared_ptr<FailedSyncs> failed)
+    : descriptor_(std::move(descriptor)), identity_(identityOf(statusOf(descriptor_.get()))),
+      sparse_(solidOne(descriptor_) == nullptr), failed_(std::move(failed)) {}
+
 DiskFile::~DiskFile() {
     close();
 }
@@ -85,7 +143,7 @@ void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {
     while (!bytes.empty()) {
         const auto written = ::pwrite(descriptor_.get(), bytes.data(), bytes.size(), at);
         if (written < 0 && errno != EINTR) {
-            throw FileError(errorText(errno));
+            throw FileError(errorText(errno), isFull(errno));
         }
         if (written > 0) {
             bytes = bytes.subspan(static_cast<std::size_t>(written));
@@ -143,7 +201,7 @@ void DiskFile::sync() {
 void DiskFile::noteFailedSync(int code) {
     syncFailure_ = code;
     if (failed_) {
-        failed_->add(identityOf(statusOf(descriptor_.get())));
+        failed_->add(identity_);
     }
 }
 
@@ -158,16 +216,27 @@ void DiskFile::close() noexcept {
     }
 }
 
-FileIdentity DiskFile::identity() const {
-    const std::shared_lock lock(lock_);
-    return identityOf(statusOf(descriptor_.get()));
+void DiskFile::awaitWrites() {
+    const std::unique_lock lock(lock_);
 }
 
 DiskFileStore::DiskFileStore(MainQueue& mainQueue, const std::string& applicationIdentifier)
-    : mainQueue_(mainQueue), queue_(applicationIdentifier + ".files") {}
+    : mainQueue_(mainQueue), downloads_(applicationIdentifier + ".files"),
+      devices_(applicationIdentifier + ".files") {}
 
 DiskFileStore::~DiskFileStore() {
     ending_ = true;
+}
+
+void DiskFileStore::aside(DownloadID download, std::function<void()> work, std::function<void()> done) {
+    downloads_.async(static_cast<std::uint64_t>(download),
+                     [this, work = std::move(work), done = std::move(done)]() mutable {
+                         work();
+                         work = nullptr; // what it holds may be an open file
+                         if (done && !ending_) {
+                             mainQueue_.post(std::move(done));
+                         }
+                     });
 }
 
 bool DiskFileStore::exists(const URL& location) {
@@ -211,8 +280,9 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
         (void)tessivar::unlinkIfSame(path.string(), file.get());
         throw;
     }
-    failedSyncs_->forget(identityOf(statusOf(file.get())));
-    return std::make_shared<DiskFile>(std::move(file), failedSyncs_);
+    auto created = std::make_shared<DiskFile>(std::move(file), failedSyncs_);
+    failedSyncs_->forget(created->identity());
+    return created;
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
@@ -223,8 +293,9 @@ std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
     if (statusOf(file.get()).st_nlink > 1) { // what is written here would be in somebody else's file, too
         throw FileError("More than one name leads to it");
     }
-    failedSyncs_->forget(identityOf(statusOf(file.get())));
-    return std::make_shared<DiskFile>(std::move(file), failedSyncs_);
+    auto opened = std::make_shared<DiskFile>(std::move(file), failedSyncs_);
+    failedSyncs_->forget(opened->identity());
+    return opened;
 }
 
 void DiskFileStore::remove(const URL& location) {
@@ -235,7 +306,7 @@ void DiskFileStore::remove(const URL& location) {
     }
 }
 
-std::optional<std::int64_t> DiskFileStore::availableSpace(const URL& folder) {
+std::optional<Space> DiskFileStore::space(const URL& folder) {
     std::filesystem::path path = pathOf(folder);
     struct statvfs volume {};
     while (::statvfs(path.c_str(), &volume) != 0) {
@@ -249,16 +320,29 @@ std::optional<std::int64_t> DiskFileStore::availableSpace(const URL& folder) {
         // A file system that doesn't count. On a really full one the write says so.
         return std::nullopt;
     }
-    constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
-    return static_cast<std::int64_t>(std::min<std::uint64_t>(volume.f_bavail, most / volume.f_frsize) *
-                                     volume.f_frsize);
+    const auto bytes = [&](std::uint64_t blocks) {
+        constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
+        return static_cast<std::int64_t>(std::min<std::uint64_t>(blocks, most / volume.f_frsize) *
+                                         volume.f_frsize);
+    };
+    struct stat status {};
+    (void)::stat(path.c_str(), &status);
+    return Space{.device = identityOf(status).device,
+                 .free = bytes(volume.f_bavail),
+                 .total = bytes(volume.f_blocks),
+                 .place = mountPoint(path, status.st_dev)};
 }
 
 void DiskFileStore::checksum(const URL& file, const std::optional<WrittenFile>& written,
                              Checksum::Algorithm algorithm,
                              std::function<void(Outcome<std::string>)> completion) {
+    // Where a finished file is, only the disk knows: these wait for each other.
     run<std::string>(
-        [this, file, written, algorithm] { return digestOf(pathOf(file), written, algorithm, ending_); },
+        written ? written->identity.device : 0,
+        [this, file, written, algorithm] {
+            awaitWrites(written);
+            return digestOf(pathOf(file), written, algorithm, ending_);
+        },
         std::move(completion));
 }
 
@@ -266,7 +350,9 @@ void DiskFileStore::finish(const URL& partial, const WrittenFile& written, const
                            const URL& folder, DuplicateNaming naming, const FileOrigin& origin,
                            std::function<void(Outcome<URL>)> completion) {
     run<URL>(
+        written.identity.device,
         [=, this] {
+            awaitWrites(written);
             if (failedSyncs_->contains(written.identity)) {
                 throw FileError("Some of its bytes didn't reach the disk.");
             }
@@ -276,8 +362,9 @@ void DiskFileStore::finish(const URL& partial, const WrittenFile& written, const
 }
 
 template <class T>
-void DiskFileStore::run(std::function<T()> work, std::function<void(Outcome<T>)> completion) {
-    queue_.async([this, work = std::move(work), completion = std::move(completion)]() mutable {
+void DiskFileStore::run(std::uint64_t device, std::function<T()> work,
+                        std::function<void(Outcome<T>)> completion) {
+    devices_.async(device, [this, work = std::move(work), completion = std::move(completion)]() mutable {
         const auto outcome = [&]() -> std::optional<Outcome<T>> {
             try {
                 return ending_ ? std::nullopt : std::optional(Outcome<T>::success(work()));

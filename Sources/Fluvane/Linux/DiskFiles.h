@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "Fluvane/Linux/SerialQueue.h"
+#include "Fluvane/Linux/WorkLanes.h"
 #include "FluvaneEngine/MainQueue.h"
 #include "FluvaneEngine/Platform.h"
 #include "TessivarCore/FileSystem.h"
@@ -40,8 +40,8 @@ private:
 /// dropping the last reference syncs and closes it.
 class DiskFile : public PieceFile {
 public:
-    explicit DiskFile(tessivar::Descriptor descriptor, std::shared_ptr<FailedSyncs> failed = {})
-        : descriptor_(std::move(descriptor)), failed_(std::move(failed)) {}
+    /// Asks the system about the file, which may wait for its disk.
+    explicit DiskFile(tessivar::Descriptor descriptor, std::shared_ptr<FailedSyncs> failed = {});
     ~DiskFile() override;
     DiskFile(const DiskFile&) = delete;
     DiskFile& operator=(const DiskFile&) = delete;
@@ -50,7 +50,9 @@ public:
     void read(std::span<std::byte> bytes, std::int64_t at) override;
     void sync() override;
     void close() noexcept override;
-    [[nodiscard]] FileIdentity identity() const override;
+    void awaitWrites() override;
+    [[nodiscard]] bool isSparse() const override { return sparse_; }
+    [[nodiscard]] FileIdentity identity() const override { return identity_; }
 
 private:
     void beginWritingBack(std::int64_t written);
@@ -61,20 +63,24 @@ private:
     mutable std::shared_mutex lock_;
     std::atomic<bool> closing_ = false; ///< Turns writes away: a lock always shared would never be had alone.
     tessivar::Descriptor descriptor_;
+    FileIdentity identity_;
+    bool sparse_;
     std::shared_ptr<FailedSyncs> failed_;
     std::atomic<int> syncFailure_ = 0; ///< The first sync's error number; from then on every write fails.
     std::atomic<std::int64_t> sinceWriteback_ = 0;
 };
 
-/// The engine's files on the local file system. Made and used on the main queue; digests and final moves run
-/// on a queue of its own, one at a time. Those not begun or not done when the store ends are given up, and
-/// their completions never called: an interrupted move leaves the unfinished file where it was.
+/// The engine's files on the local file system. Made and ended on the main queue. What is asked for runs on
+/// threads that each wait for one disk: a download's own, and for digests and final moves the file system's.
+/// When the store ends, digests and moves not done are given up (an interrupted move leaves the unfinished
+/// file where it was), other work is done; completions aren't called anymore.
 class DiskFileStore : public FileStore {
 public:
-    /// `applicationIdentifier` labels the queue. `mainQueue` must outlive the store.
+    /// `applicationIdentifier` labels the threads. `mainQueue` must outlive the store.
     DiskFileStore(MainQueue& mainQueue, const std::string& applicationIdentifier);
     ~DiskFileStore() override;
 
+    void aside(DownloadID download, std::function<void()> work, std::function<void()> done) override;
     [[nodiscard]] bool exists(const URL& location) override;
     [[nodiscard]] bool isFolder(const URL& location) override;
     [[nodiscard]] std::optional<FileIdentity> identity(const URL& location) override;
@@ -83,7 +89,7 @@ public:
                                                     std::optional<std::int64_t> size) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
     void remove(const URL& location) override;
-    [[nodiscard]] std::optional<std::int64_t> availableSpace(const URL& folder) override;
+    [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
     void finish(const URL& partial, const WrittenFile& written, const std::string& name, const URL& folder,
@@ -92,12 +98,13 @@ public:
 
 private:
     template <class T>
-    void run(std::function<T()> work, std::function<void(Outcome<T>)> completion);
+    void run(std::uint64_t device, std::function<T()> work, std::function<void(Outcome<T>)> completion);
 
     MainQueue& mainQueue_;
     std::atomic<bool> ending_ = false;
     const std::shared_ptr<FailedSyncs> failedSyncs_ = std::make_shared<FailedSyncs>();
-    SerialQueue queue_; // ends first
+    WorkLanes downloads_; // these end first
+    WorkLanes devices_;
 };
 
 } // namespace fluvane

@@ -80,6 +80,8 @@ DownloadsModel::Snapshot taken(const DownloadManager& manager, const Download& d
     }
     if (const auto seconds = manager.retryIn(download)) {
         now.left = whole(*seconds);
+    }
+    if (now.state == StateKind::retrying || now.state == StateKind::space) {
         now.reason = std::hash<std::string>()(download.retry.reason);
     }
     now.completed = record.completed.value_or(Date());
@@ -102,6 +104,8 @@ const char* stateIcon(const DownloadsModel::Snapshot& now) {
     case StateKind::offline:
     case StateKind::limitedNetwork:
         return "offline";
+    case StateKind::space:
+        return "clock";
     case StateKind::retrying:
         return "retry";
     case StateKind::linkExpired:
@@ -141,6 +145,8 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
     if (const auto seconds = manager.retryIn(download)) {
         progress_.reason = download.retry.reason;
         progress_.retryIn = seconds;
+    } else if (progress_.state == StateKind::space) {
+        progress_.reason = download.retry.reason;
     }
     progress_.done = download.liveBytes();
     progress_.size = record.size;

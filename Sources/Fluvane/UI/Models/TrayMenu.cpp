@@ -33,6 +33,7 @@ std::string trayProgress(const Download& download) {
     case StateKind::retrying:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
+    case StateKind::space:
         return "waiting";
     case StateKind::starting:
     case StateKind::paused:

@@ -80,6 +80,7 @@ std::string waitingText(const Downloads& downloads) {
         Reason{State::Wait::offline, "carries on when you're back online",
                "carry on when you're back online"},
         Reason{State::Wait::limitedNetwork, "waits for another network", "wait for another network"},
+        Reason{State::Wait::space, "waits for free space", "wait for free space"},
         Reason{State::Wait::retrying, "tries again in a moment", "try again in a moment"},
         Reason{State::Wait::linkExpired, "needs a fresh link", "need a fresh link"},
         Reason{State::Queued{}, "waits its turn", "wait their turn"},
