@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-/// fluvane-transport [--connections N] [--limit BYTES] URL FILE
+/// fluvane-transport [--connections N] [--limit BYTES] URL FILE...
 /// Fetches one file with the transport alone, the way the engine would: a probe, a split, one transfer a
-/// piece. Prints wall seconds, CPU seconds (of this process, user and system) and bytes.
+/// piece; into several files at once as several downloads. Prints wall seconds, CPU seconds (of this process,
+/// user and system) and bytes.
 
 #include "Fluvane/Linux/Transport/SessionTransport.h"
 #include "FluvaneCore/Planner.h"
@@ -94,8 +95,10 @@ private:
 /// One file over several transfers.
 class Fetch {
 public:
-    Fetch(HTTPTransport& transport, URL url, std::shared_ptr<PlainFile> file, int connections)
-        : transport_(transport), url_(std::move(url)), file_(std::move(file)), connections_(connections) {}
+    Fetch(HTTPTransport& transport, URL url, std::shared_ptr<PlainFile> file, std::size_t number,
+          int connections)
+        : transport_(transport), url_(std::move(url)), file_(std::move(file)),
+          number_(static_cast<std::int64_t>(number)), connections_(connections) {}
 
     void start() { request(0, std::nullopt); }
     [[nodiscard]] bool isOver() const { return running_ == 0; }
@@ -107,7 +110,8 @@ private:
         ++running_;
         const auto index = transfers_.size();
         transfers_.push_back(nullptr);
-        TransferRequest wanted{.url = url_, .from = from, .label = fmt::format("piece {}", from)};
+        TransferRequest wanted{
+            .url = url_, .from = from, .label = fmt::format("piece {}", from), .group = number_};
         if (end) {
             wanted.to = *end - 1;
         }
@@ -151,6 +155,7 @@ private:
     HTTPTransport& transport_;
     URL url_;
     std::shared_ptr<PlainFile> file_;
+    std::int64_t number_;
     int connections_;
     std::vector<std::shared_ptr<Transfer>> transfers_;
     int running_ = 0;
@@ -184,30 +189,38 @@ double seconds(const timeval& time) {
 }
 
 int run(const Arguments& arguments) {
-    const auto url = arguments.rest.size() == 2 ? URL::parse(arguments.rest[0]) : std::nullopt;
+    const auto url = arguments.rest.size() >= 2 ? URL::parse(arguments.rest[0]) : std::nullopt;
     if (!url) {
-        fmt::print(stderr, "usage: fluvane-transport [--connections N] [--limit BYTES] URL FILE\n");
+        fmt::print(stderr, "usage: fluvane-transport [--connections N] [--limit BYTES] URL FILE...\n");
         return 2;
     }
     const auto begun = std::chrono::steady_clock::now();
     Queue queue;
     SessionTransport transport(queue);
     transport.setSpeedLimit(arguments.limit);
-    Fetch fetch(transport, *url, std::make_shared<PlainFile>(arguments.rest[1]), arguments.connections);
-    fetch.start();
-    while (!fetch.isOver()) {
-        queue.runOne();
+    std::deque<Fetch> fetches;
+    for (std::size_t i = 1; i < arguments.rest.size(); ++i) {
+        fetches.emplace_back(transport, *url, std::make_shared<PlainFile>(arguments.rest[i]), i,
+                             arguments.connections);
+        fetches.back().start();
     }
-    if (!fetch.error().empty()) {
-        fmt::print(stderr, "{}\n", fetch.error());
-        return 1;
+    std::int64_t bytes = 0;
+    for (const auto& fetch : fetches) {
+        while (!fetch.isOver()) {
+            queue.runOne();
+        }
+        if (!fetch.error().empty()) {
+            fmt::print(stderr, "{}\n", fetch.error());
+            return 1;
+        }
+        bytes += fetch.bytes();
     }
     const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - begun;
     rusage usage{};
     ::getrusage(RUSAGE_SELF, &usage);
     fmt::print("wall {:.3f} s, cpu {:.3f} s (user {:.3f}, system {:.3f}), {} bytes, peak {} KiB\n",
                wall.count(), seconds(usage.ru_utime) + seconds(usage.ru_stime), seconds(usage.ru_utime),
-               seconds(usage.ru_stime), fetch.bytes(), usage.ru_maxrss);
+               seconds(usage.ru_stime), bytes, usage.ru_maxrss);
     return 0;
 }
 

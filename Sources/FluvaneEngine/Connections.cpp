@@ -223,6 +223,7 @@ void Connections::start(Download& download, Active active, TransferRequest reque
     active.token = std::exchange(nextToken_, Token{checkedAdd(static_cast<std::int64_t>(nextToken_), 1)});
     active.pace = Pace(scheduler_->now());
     active.url = request.url;
+    request.group = number(download.id());
     active.transfer = transport_->start(
         std::move(request), turns_.later([this, id = download.id(), token = active.token](
                                              const TransferEvent& event) { events_(id, token, event); }));

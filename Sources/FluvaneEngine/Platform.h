@@ -36,6 +36,8 @@ struct TransferRequest {
     std::optional<std::string> ifRange{};
     std::optional<URL> referrer{};
     std::string label{}; ///< For the log.
+    /// Transfers of one group may hold each other up; one that waits for its disk holds up no other group.
+    std::int64_t group = 0;
     friend bool operator==(const TransferRequest&, const TransferRequest&) = default;
 };
 
@@ -147,7 +149,8 @@ struct FileIdentity {
 };
 
 /// An open unfinished file. Shared by the engine, the transfers that write into it and the store that syncs
-/// it; every operation may be called from any thread and fails with FileError.
+/// it; every operation may be called from any thread and fails with FileError. Any may take as long as a disk
+/// does, which may be for ever.
 class PieceFile {
 public:
     virtual ~PieceFile() = default;
@@ -177,19 +180,23 @@ struct WrittenFile {
 };
 
 /// One running request. Sends at most one response, then progress at most every 0.25 s, then exactly one end
-/// (finished or failed), or nothing after a cancel. Dropping the last reference cancels it.
+/// (finished or failed), or nothing after a cancel. Dropping the last reference cancels it. No call waits for
+/// a write under way: that one may still come to its end after the transfer's, but counts for nothing then.
 class Transfer {
 public:
     virtual ~Transfer() = default;
     /// Called once, after the response event: from now on the body goes into `file` from `at` on. The
-    /// transfer finishes as soon as its position reaches `end` (exclusive), and nothing past it is written.
+    /// transfer finishes as soon as its position reaches `end` (exclusive), and begins no write past it.
     virtual void accept(std::shared_ptr<PieceFile> file, std::int64_t at,
                         std::optional<std::int64_t> end) = 0;
-    /// File offset of the next byte it will write; 0 before `accept`.
+    /// File offset of the next byte it has to write, all before it being written; 0 before `accept`. Stays
+    /// as it is from the end on.
     [[nodiscard]] virtual std::int64_t position() const = 0;
-    /// Moves the end. Finishes at once when the position is there already.
+    /// Moves the end. Finishes at once when the position is there already. A write under way may reach past
+    /// the new end, though the position doesn't.
     virtual void setEnd(std::int64_t end) = 0;
-    /// No event is delivered after this, and no byte is written after it returns.
+    /// No event is delivered after this. A write under way may still come to its end, and isn't counted in
+    /// `position`: whoever has other bytes for this place puts them into another file.
     virtual void cancel() = 0;
 };
 

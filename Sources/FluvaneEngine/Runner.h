@@ -86,7 +86,7 @@ private:
     void mirrorAnswered(Download& download, Active& active, const TransferResponse& response);
     void comparisonAnswered(Download& download, Active& active, const TransferResponse& response);
     void compared(Download& download, const Comparison& comparison);
-    void compareOrMove(Download& download, const TransferResponse& response);
+    void compareOrMove(Download& download);
     void moved(Download& download, const TransferResponse& response);
     void onlyWhole(Download& download, bool isUnderWay);
     void restAnswered(Download& download, const TransferResponse& response);

@@ -63,18 +63,18 @@ void Runner::mirrorAnswered(Download& download, Active& active, const TransferRe
     } else if (answer == answers::Mirror::ofAnotherFile) {
         linkExpired(download); // of the one that it led to nothing is lost
     } else if (!download.transfers.contains(Download::noPiece)) {
-        compareOrMove(download, response);
+        compareOrMove(download);
     }
 }
 
-/// Where nothing was written there is nothing to mix.
-void Runner::compareOrMove(Download& download, const TransferResponse& response) {
+/// Where nothing was written there is nothing to compare, and nothing to lose. A write may still be under
+/// way, though, and mix what may be another file into this one.
+void Runner::compareOrMove(Download& download) {
     if (download.record.doneBytes() == 0) {
         parts_.connections.closeAll(download); // what they wrote without telling counts from here on
     }
     if (download.record.doneBytes() == 0) {
-        moved(download, response);
-        parts_.connections.fill(download);
+        startOver(download);
     } else {
         parts_.connections.compare(download);
     }

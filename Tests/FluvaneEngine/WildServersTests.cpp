@@ -226,6 +226,7 @@ TEST(WildServers, ALinkMayLeadToSeveralMirrors) {
             const bool isLink = transfer.request.url == address;
             const bool isSecond = wild.time() >= 8;
             transfer.redirectedTo = isSecond ? second : first;
+            EXPECT_EQ(transfer.request.group, 1);
             if (isSecond && transfer.request.url == first) {
                 transfer.respond(404);
             } else if (isSecond) {
@@ -241,6 +242,34 @@ TEST(WildServers, ALinkMayLeadToSeveralMirrors) {
         EXPECT_TRUE(row.outcome != std::string("finished") || wild.hasFile());
         EXPECT_GT(wild.record(1_id).doneBytes(), 8 * MiB);
     }
+}
+
+TEST(WildServers, WhatIsWrittenLateForOneMirrorSpoilsNoFileFromAnother) {
+    const auto first = link("http://first.example/file.bin");
+    Wild wild;
+    std::shared_ptr<PieceFile> file; // of the first one, which brought nothing that is known of
+    wild.server.speedOf = [](const FakeTransfer&) { return std::optional(0.0); };
+    wild.server.answers = [&](FakeTransfer& transfer) {
+        if (wild.number(transfer) == 0) {
+            transfer.redirectedTo = first;
+        } else if (transfer.request.url == first) {
+            file = wild.manager->download(1_id)->file;
+            wild.server.etag = "\"other\"";
+            wild.server.speedOf = {};
+            transfer.respond(404);
+        }
+        return transfer.isOver();
+    };
+    wild.add("http://a.example/file.bin");
+    ASSERT_TRUE(
+        wild.scheduler.runUntilTrue([&] { return wild.manager->download(1_id)->liveBytes() > 8 * MiB; }));
+    try {
+        file->write(std::vector<std::byte>(4 * MiB), 0);
+    } catch (const FileError&) {
+        // closed by now
+    }
+    ASSERT_TRUE(wild.runUntil(1_id, "finished"));
+    EXPECT_TRUE(wild.hasFile());
 }
 
 TEST(WildServers, WhatWasRefusedIsNotAskedForAgainOnTheSameDay) {

@@ -5,6 +5,11 @@
 #include "TransportFixture.h"
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <latch>
 
 #include <gmock/gmock.h>
 
@@ -230,6 +235,83 @@ TEST_F(TransportTest, EndsAtOnceWithTransfersRunning) {
     for (const auto& fetch : {running, held, starting}) {
         EXPECT_EQ(fetch->outcome(), "running");
     }
+}
+
+TEST_F(TransportTest, AWriteThatHangsHoldsUpItsOwnGroupOnly) {
+    const struct {
+        const char* name;
+        std::function<void(Transfer&)> end;
+        const char* outcome;
+        const char* file;
+    } rows[] = {
+        {"cancel", [](Transfer& transfer) { transfer.cancel(); }, "running", "body"},
+        {"end reached", [](Transfer& transfer) { transfer.setEnd(0); }, "finished 0", "body"},
+        {"end within the write", [](Transfer& transfer) { transfer.setEnd(2); }, "finished 2", "body"},
+        {"another end", [](Transfer& transfer) { transfer.setEnd(9); }, "finished 9", "bodybodyb"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        ScriptedServer server(always(ok("body")));
+        ScriptedServer slow(always(ok("bodybodybody")));
+        const auto startIn = [&](std::int64_t group) {
+            return start({.url = *URL::parse(server.url("/")), .group = group});
+        };
+        std::latch writing(1);
+        std::promise<void> release;
+        auto hung = start({.url = *URL::parse(slow.url("/")), .group = 1});
+        ASSERT_TRUE(respond(*hung));
+        hung->file->hook = [&, released = release.get_future().share()] {
+            if (!writing.try_wait()) {
+                writing.count_down();
+            }
+            released.wait_for(std::chrono::seconds(10));
+        };
+        hung->transfer->accept(hung->file, 0, 4);
+        writing.wait();
+        EXPECT_EQ(run(*startIn(2)), "finished 4");
+        row.end(*hung->transfer);
+        EXPECT_EQ(hung->transfer->position(), 0);
+        const auto others = {startIn(3), startIn(4)}; // both get a thread, and none that hung
+        for (const auto& other : others) {
+            EXPECT_EQ(run(*other), "finished 4");
+        }
+        EXPECT_EQ(server.connections(), 2) << "a thread that is given back brings its connections";
+        EXPECT_EQ(hung->transfer->position(), 0);
+        EXPECT_EQ(hung->file->contents(), "");
+        const auto behind = startIn(1);
+        release.set_value();
+        EXPECT_TRUE(respond(*behind));
+        queue.runUntil([&] { return hung->outcome() == row.outcome; });
+        EXPECT_EQ(hung->outcome(), row.outcome);
+        EXPECT_EQ(hung->file->contents(), row.file);
+    }
+}
+
+TEST_F(TransportTest, GroupsBeyondTheThreadsShareThem) {
+    const auto threads = [] {
+        using Folder = std::filesystem::directory_iterator;
+        return std::ranges::count_if(Folder("/proc/self/task"), Folder(), [](const auto& task) {
+            std::string name;
+            std::ifstream(task.path() / "comm") >> name;
+            return name == "transfer";
+        });
+    };
+    ScriptedServer server(always(ok("body")));
+    std::vector<std::shared_ptr<Fetch>> fetches;
+    for (std::int64_t group = 0; group < 70; ++group) {
+        fetches.push_back(start({.url = *URL::parse(server.url("/")), .group = group}));
+    }
+    for (const auto& fetch : fetches) {
+        ASSERT_TRUE(respond(*fetch));
+    }
+    EXPECT_EQ(threads(), 32);
+    for (const auto& fetch : fetches) {
+        EXPECT_EQ(run(*fetch), "finished 4");
+    }
+    for (int times = 0; times < 1000 && threads() > 5; ++times) {
+        run(*start(server.url("/")));
+    }
+    EXPECT_LE(threads(), 5) << "four spare ones";
 }
 
 TEST_F(TransportTest, WakesTransfersAsleepOnALiftedLimit) {

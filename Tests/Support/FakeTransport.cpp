@@ -56,11 +56,13 @@ void FakeTransfer::endIfThere() {
 }
 
 void FakeTransfer::cancel() {
+    const auto position = next_;
     try {
         sendQuietly(writesOnCancel);
     } catch (const FileError&) {
         // nobody is told any more
     }
+    next_ = position;
     over_ = cancelled_ = true;
     file_.reset();
 }

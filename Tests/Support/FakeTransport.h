@@ -50,7 +50,7 @@ public:
     [[nodiscard]] bool isProbe() const { return request.label.ends_with("probe"); }
 
     std::optional<URL> redirectedTo; ///< Where its answer comes from.
-    /// Bytes under way when it is cancelled: `cancel` still writes them, and `position` tells so.
+    /// Bytes under way when it is cancelled: they are still written, and `position` doesn't tell.
     std::int64_t writesOnCancel = 0;
 
 private:

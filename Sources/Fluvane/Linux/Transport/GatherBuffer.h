@@ -13,7 +13,7 @@ namespace fluvane {
 
 /// Gathers the small slices in which bodies arrive into large writes, and cuts these where the file's offset
 /// is a multiple of their size: the calls to write are what costs most, and unaligned ones a third more. One
-/// for the transfer thread; holds bytes of one transfer at a time, and none between two rounds.
+/// for each transfer thread; holds bytes of one transfer at a time, and none between two rounds.
 class GatherBuffer {
 public:
     /// Larger writes cost hardly less, and much more where the kernel has to find large stretches of memory

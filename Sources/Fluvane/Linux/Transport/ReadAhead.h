@@ -9,7 +9,7 @@ namespace fluvane {
 
 /// Encrypted connections take several records from the system at once, instead of two calls for each. The
 /// transfer library doesn't know of the records that wait in memory then, so whoever waits for the socket
-/// must ask for them first. All of it on the transfer thread.
+/// must ask for them first. All of it on the transfer's thread.
 class ReadAhead {
 public:
     /// Before the handle's transfer begins. Does nothing where records could get stuck: with another TLS

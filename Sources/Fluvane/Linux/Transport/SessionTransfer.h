@@ -22,7 +22,6 @@ public:
 
     void accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end) override;
     [[nodiscard]] std::int64_t position() const override { return state_->position(); }
-    /// Waits for a write under way, as `cancel` does.
     void setEnd(std::int64_t end) override;
     void cancel() override;
 

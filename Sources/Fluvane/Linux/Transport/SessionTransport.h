@@ -13,14 +13,16 @@
 
 namespace fluvane {
 
-class TransferLoop;
+class LoopPool;
 
-/// HTTP transfers on one thread of its own, started with the first of them. The engine calls on the main
-/// queue and gets its events there. Transfers may outlive the transport: they then end without an event.
+/// HTTP transfers on threads of its own, one for each group that has some running. The engine calls on the
+/// main queue and gets its events there. Transfers may outlive the transport: they then end without an event.
 class SessionTransport final : public HTTPTransport {
 public:
     /// The queue outlives the transport and its transfers.
     explicit SessionTransport(MainQueue& queue, TransportOptions options = {});
+    /// Waits for writes under way: with a disk that hangs as long as that does. Who has to end in time bounds
+    /// that.
     ~SessionTransport() override;
 
     [[nodiscard]] std::shared_ptr<Transfer> start(TransferRequest request, Events events) override;
@@ -29,7 +31,7 @@ public:
 private:
     MainQueue& queue_;
     SpeedLimiter limiter_;
-    std::unique_ptr<TransferLoop> loop_;
+    std::unique_ptr<LoopPool> loops_;
 };
 
 } // namespace fluvane

@@ -30,7 +30,7 @@ struct ConnectionContext {
     CURLSH* shared; ///< TLS sessions.
 };
 
-/// One transfer as the transfer thread runs it. Lives and is called on that thread only.
+/// One transfer as its thread runs it. Lives and is called on that thread only.
 class TransferConnection {
 public:
     /// Throws std::bad_alloc.

@@ -13,7 +13,7 @@
 
 namespace fluvane {
 
-/// The way from the engine to the transfer thread. Outlives the thread, so that a transfer may still be
+/// The way from the engine to a transfer thread. Outlives the thread, so that a transfer may still be
 /// called when its transport is gone. Every call from any thread.
 class TransferInbox {
 public:

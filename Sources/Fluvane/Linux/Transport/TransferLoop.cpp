@@ -70,10 +70,27 @@ TransferLoop::~TransferLoop() {
 }
 
 void TransferLoop::begin(std::shared_ptr<TransferState> transfer) {
+    given_.push_back(transfer);
     inbox_->begin(std::move(transfer));
     if (!thread_.joinable()) {
+        asleep_ = false;
         thread_ = std::thread([this] { run(); });
     }
+}
+
+std::size_t TransferLoop::load() {
+    std::erase_if(given_, [](const auto& entry) {
+        const auto transfer = entry.lock();
+        return !transfer || transfer->isDone();
+    });
+    return given_.size();
+}
+
+bool TransferLoop::serves(std::int64_t group) const {
+    return std::ranges::any_of(given_, [&](const auto& entry) {
+        const auto transfer = entry.lock();
+        return transfer && transfer->request().group == group;
+    });
 }
 
 void TransferLoop::run() {
@@ -141,7 +158,9 @@ void TransferLoop::sleep() {
     }
     const double seconds = until - uptime();
     if (seconds > 0) {
+        asleep_ = connections_.empty();
         curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::ceil(seconds * 1000)), nullptr);
+        asleep_ = false;
     }
 }
 

@@ -6,6 +6,9 @@
 #include "Fluvane/Linux/Transport/TransferConnection.h"
 #include "Fluvane/Linux/Transport/TransferInbox.h"
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -14,12 +17,13 @@
 
 namespace fluvane {
 
-/// The transfer thread: runs every transfer of a transport, and sleeps when there is nothing to do.
+/// A transfer thread: runs the transfers given to it, writes what they bring, and sleeps when there is
+/// nothing to do. All calls on the main queue.
 class TransferLoop {
 public:
     /// The limiter outlives the loop.
     TransferLoop(TransportOptions options, SpeedLimiter& limiter);
-    /// Ends the thread; transfers still running end without an event.
+    /// Ends the thread, and waits for that; transfers still running end without an event.
     ~TransferLoop();
     TransferLoop(const TransferLoop&) = delete;
     TransferLoop& operator=(const TransferLoop&) = delete;
@@ -27,6 +31,13 @@ public:
     /// Starts the thread with the first transfer.
     void begin(std::shared_ptr<TransferState> transfer);
     [[nodiscard]] const std::shared_ptr<TransferInbox>& inbox() const { return inbox_; }
+
+    /// How many of its transfers aren't done: as long as there are any, its disk may keep it.
+    [[nodiscard]] std::size_t load();
+    /// Whether one of those that weren't done at the last `load` is of the group.
+    [[nodiscard]] bool serves(std::int64_t group) const;
+    /// Whether the thread sleeps with nothing to do, so that ending it takes no time.
+    [[nodiscard]] bool isAsleep() const { return asleep_.load(std::memory_order_acquire); }
 
 private:
     struct CloseMulti {
@@ -52,7 +63,9 @@ private:
     std::shared_ptr<TransferInbox> inbox_;
     GatherBuffer gathered_;
     ConnectionContext context_;
-    Connections connections_; ///< The transfer thread's.
+    Connections connections_;                         ///< The thread's.
+    std::vector<std::weak_ptr<TransferState>> given_; ///< The main queue's.
+    std::atomic<bool> asleep_ = true;
     std::thread thread_;
 };
 

@@ -70,29 +70,58 @@ void TransferState::respond(TransferResponse response) {
 }
 
 void TransferState::write(std::span<const std::byte> bytes) {
-    Lock lock(mutex_);
+    while (!bytes.empty()) { // again where the end has moved away meanwhile
+        auto write = beginWrite(bytes.size());
+        if (!write) {
+            return;
+        }
+        const auto part = bytes.first(static_cast<std::size_t>(write->after - write->at));
+        std::optional<std::string> error;
+        try {
+            write->file->write(part, write->at);
+        } catch (const std::exception& failure) {
+            error = failure.what();
+        }
+        if (!endWrite(std::move(*write), error)) {
+            return;
+        }
+        bytes = bytes.subspan(part.size());
+    }
+}
+
+std::optional<TransferState::Write> TransferState::beginWrite(std::size_t most) {
+    const Lock lock(mutex_);
     if (over_ || !file_) {
-        return;
+        return std::nullopt;
     }
-    const std::int64_t next = next_;
-    auto kept = static_cast<std::int64_t>(bytes.size());
-    if (end_) {
-        kept = std::min(kept, *end_ - next);
+    const std::int64_t at = next_;
+    const auto after = checkedAdd(at, static_cast<std::int64_t>(most));
+    writing_ = true;
+    return Write{file_, at, end_ ? std::min(after, *end_) : after};
+}
+
+/// Books it, unless the transfer was over first. False once it is over.
+bool TransferState::endWrite(Write write, const std::optional<std::string>& error) {
+    Lock lock(mutex_);
+    if (over_) {
+        lock.unlock();
+        write.file.reset(); // the last one closes it, which is waiting for the disk as well
+        writing_ = false;
+        return false;
     }
-    const std::int64_t after = checkedAdd(next, kept);
-    try {
-        file_->write(bytes.first(static_cast<std::size_t>(kept)), next);
-    } catch (const std::exception& error) {
-        endWith(lock, TransferEvent{TransferEvent::Failed{
-                          {transferText::couldNotWrite + std::string(error.what())}, written()}});
-        return;
+    writing_ = false;
+    if (error) {
+        endWith(lock,
+                TransferEvent{TransferEvent::Failed{{transferText::couldNotWrite + *error}, written()}});
+        return false;
     }
-    next_ = after;
-    if (end_ && after >= *end_) {
+    next_ = end_ ? std::min(write.after, *end_) : write.after; // the end may have come nearer meanwhile
+    if (next_ == end_) {
         endWith(lock, TransferEvent{TransferEvent::Finished{written()}});
-    } else {
-        postProgress();
+        return false;
     }
+    postProgress();
+    return true;
 }
 
 void TransferState::finish() {
