@@ -3,7 +3,7 @@
 
 #include "Fluvane/Linux/SerialQueue.h"
 
-#include <pthread.h>
+#include "Fluvane/Linux/ThreadName.h"
 
 #include <utility>
 
@@ -37,10 +37,7 @@ void SerialQueue::drain() {
 }
 
 void SerialQueue::run() {
-    // The kernel keeps 15 characters of a thread's name: the last part tells the queues apart.
-    const auto dot = label_.rfind('.');
-    const auto name = "fluvane" + (dot == std::string::npos ? "." + label_ : label_.substr(dot));
-    pthread_setname_np(pthread_self(), name.substr(0, 15).c_str());
+    nameThread(label_);
     std::unique_lock lock(mutex_);
     while (true) {
         changed_.wait(lock, [this] { return !work_.empty() || ending_; });
