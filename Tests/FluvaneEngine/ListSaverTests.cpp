@@ -70,6 +70,7 @@ TEST_F(ListSaverTest, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt
 }
 
 TEST_F(ListSaverTest, StopKeepsTheRunningStateAndEveryByte) {
+    engine.store->syncDelay = 4; // a checkpoint is under way
     fetch(50'000'000, 5.1);
     const auto received = live();
     EXPECT_TRUE(engine.manager->stop());
@@ -117,11 +118,12 @@ TEST_F(ListSaverTest, AfterASleepRetriesDoNotWaitAndWhatCannotCarryOnIsLeftAlone
 TEST_F(ListSaverTest, ADiskThatHangsHoldsUpNeitherAnotherNorTheEnd) {
     auto& manager = *engine.manager;
     const auto claimed = [&](std::size_t index) { return engine.store->saved[index].doneBytes(); };
-    fetch(100'000'000, 3);
+    engine.store->syncDelay = 1.5; // most of the time a checkpoint is under way
+    fetch(200'000'000, 3);
     manager.add(link("http://b.example/g"), URL::folder("/other"), std::nullopt, std::nullopt, false);
     engine.scheduler.runFor(3);
-    const auto stuck = claimed(0);
     engine.store->hung = {1};
+    const auto stuck = claimed(0);
     engine.scheduler.runFor(4.1);
     EXPECT_EQ(claimed(0), stuck);
     EXPECT_GT(claimed(1), manager.download(2_id)->liveBytes() / 2) << "it is claimed on";
@@ -142,8 +144,11 @@ TEST_F(ListSaverTest, ADiskThatHangsHoldsUpNeitherAnotherNorTheEnd) {
     engine.store->hung = {1};
     engine.scheduler.runFor(3);
     const auto late = claimed(0);
+    engine.add("http://c.example/h");
     manager.whenSaved([&](const auto& error) { told = error.value_or("end"); });
     EXPECT_FALSE(manager.stop());
+    EXPECT_LE(engine.store->patience, 10);
+    EXPECT_EQ(told, "end");
     EXPECT_EQ(claimed(0), late);
     EXPECT_EQ(claimed(1), manager.download(2_id)->liveBytes());
     EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr("a disk didn't answer")));

@@ -44,7 +44,8 @@ public:
     }
 
     /// As at quit.
-    [[nodiscard]] bool flush(double) override {
+    [[nodiscard]] bool flush(double seconds) override {
+        patience = seconds;
         for (std::size_t index = 0; index < pending_.size();) {
             const auto job = pending_[index];
             hangs(*job) ? void(++index) : run(job); // which may add more
@@ -57,6 +58,7 @@ public:
     int writes = 0;
     double syncDelay = 0;             ///< Seconds.
     std::set<std::uint64_t> hung;     ///< Devices. One no longer among them goes on within a second.
+    double patience = 0;              ///< Of the last flush.
     std::optional<std::string> error; ///< Why nothing can be written.
 
 private:
