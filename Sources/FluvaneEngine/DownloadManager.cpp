@@ -85,14 +85,15 @@ void DownloadManager::restore(Download& download, bool wasMoved) {
     }
 }
 
-void DownloadManager::stop() {
+bool DownloadManager::stop() {
     const auto turn = engine_->turns.open();
     for (const auto& download : engine_->list) {
         engine_->runner.halt(*download);
     }
-    engine_->saver.finish();
+    const bool isDone = engine_->saver.finish();
     engine_->beat.stop();
     engine_->turns.end(); // whatever is still under way finds nobody
+    return isDone;
 }
 
 // Turns

@@ -38,8 +38,10 @@ public:
 
     /// Loads the saved list and begins admitting downloads. Once.
     void start();
-    /// Halts everything and returns once the list is on disk. Once, at quit.
-    void stop();
+    /// Halts everything and returns once all that was written is on stable storage and the list up to it.
+    /// False, after some 10 s, when a disk didn't answer: a thread hangs on it then, for which the ports'
+    /// destructors wait. Once, at quit.
+    bool stop();
 
     [[nodiscard]] const Config& config() const;
     /// Takes changed settings; they apply at once.
@@ -91,7 +93,7 @@ public:
     void whenSaved(SaveCompletion completion);
 
     /// Before the machine sleeps: brings all that was written to stable storage and the list up to it, then
-    /// calls back as `whenSaved` does.
+    /// calls back as `whenSaved` does. A disk that doesn't answer is given up after a few seconds.
     void saveEverything(SaveCompletion completion);
     /// After the machine slept: connections are opened anew instead of waiting for dead ones to time out, and
     /// waiting retries are made now. A download that couldn't carry on keeps its connection.

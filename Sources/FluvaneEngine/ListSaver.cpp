@@ -3,16 +3,46 @@
 
 #include "FluvaneEngine/ListSaver.h"
 
+#include "FluvaneEngine/Log.h"
+
 #include <algorithm>
-#include <tuple>
+#include <utility>
 
 namespace fluvane {
 
 using State = DownloadState;
 
 namespace {
+
 constexpr double retryDelay = 2; ///< Seconds until a list that couldn't be written is tried again.
+/// Seconds that saving everything waits for disks. Systems put a sleep off for 5 s, and the list comes after.
+constexpr double sleepPatience = 4;
+/// Seconds that the end waits for disks. One that was asleep has spun up by then, and nobody who quits waits
+/// longer for bytes that can be fetched again.
+constexpr double endPatience = 10;
+
+/// The record as it is to be saved; the one saved last when nothing changed.
+RecordSnapshot snapshot(const Download& download) {
+    const auto& saved = download.claim.saved;
+    const auto& durable = download.claim.durable();
+    const bool isHeld = download.record.state.isWaiting(State::Wait::limitedNetwork) ||
+                        download.record.state.isWaiting(State::Wait::space);
+    if (!durable && !isHeld) {
+        const bool isSame = saved && *saved == download.record;
+        return isSame ? saved : std::make_shared<const DownloadRecord>(download.record);
+    }
+    auto record = download.record;
+    if (isHeld) {
+        record.state = State::Queued{}; // neither a limited network nor a full disk outlives a restart
+    }
+    if (durable) {
+        record.pieces = *durable;
+    }
+    const bool isSame = saved && *saved == record;
+    return isSame ? saved : std::make_shared<const DownloadRecord>(std::move(record));
 }
+
+} // namespace
 
 ListSaver::ListSaver(std::shared_ptr<DownloadStore> store, std::shared_ptr<Scheduler> scheduler,
                      const DownloadList& list, Turns& turns)
@@ -36,41 +66,65 @@ void ListSaver::whenSaved(Completion completion) {
 }
 
 void ListSaver::saveEverything(Completion completion) {
-    checkpoint_.waiters.push_back(std::move(completion));
-    wantCheckpoint();
+    wantCheckpoints();
+    const auto patient = std::make_shared<Patient>();
+    patient->completion = std::move(completion);
+    for (const auto& [device, disk] : disks_) {
+        patient->checkpoints[device] = disk.covering();
+    }
+    patients_.push_back(patient);
+    beginSoon();
+    scheduler_->after(sleepPatience, turns_.later([this, patient] { release(patient); }));
 }
 
 void ListSaver::close(Download& download) {
-    if (download.file) {
-        closing_.add(download, std::exchange(download.file, nullptr));
-        wantCheckpoint();
+    if (auto file = std::exchange(download.file, nullptr)) {
+        auto& disk = disks_[file->identity().device];
+        disk.closing.push_back({download.id(), download.claim.generation(), std::move(file)});
+        disk.wanted = true;
+        beginSoon();
     }
 }
 
 void ListSaver::checkpointIfNew(std::int64_t received) {
-    if (received != checkpoint_.received) {
-        checkpoint_.received = received;
-        wantCheckpoint();
+    if (received != received_) {
+        received_ = received;
+        wantCheckpoints();
+        beginSoon();
     }
 }
 
-void ListSaver::finish() {
-    store_->save(takeSnapshots(false), {}, {}); // stands if a file can't be synced
-    store_->save(takeSnapshots(true), takeFiles().files, {});
-    store_->flush();
-    // A disk that took no list before took none now.
-    for (const auto& waiter : std::exchange(waiters_, {})) {
+bool ListSaver::finish() {
+    finishing_ = true;
+    const auto patients = std::exchange(patients_, {});
+    changed(); // the list as it may be claimed now doesn't wait for the disks
+    wantCheckpoints();
+    beginSoon();
+    const bool isDone = store_->flush(endPatience);
+    if (!isDone) {
+        log::files.error("a disk didn't answer at the end: what was written there since the last save will "
+                         "be fetched again");
+    }
+    if (!generations_.areEqual() && !error_) {
+        error_ = "The disk doesn't answer";
+    }
+    const auto waiters = std::exchange(waiters_, {});
+    for (const auto& waiter : waiters) {
         waiter.completion(error_);
     }
-    for (const auto& completion : std::exchange(checkpoint_.waiters, {})) {
-        completion(error_);
+    for (const auto& patient : patients) {
+        patient->completion(error_);
     }
+    return isDone;
 }
 
 // Writing
 
 void ListSaver::writeIn(double seconds) {
-    if (writeScheduled_ || writing_) {
+    if (finishing_ && !writing_) {
+        write();
+    }
+    if (finishing_ || writeScheduled_ || writing_) {
         return;
     }
     writeScheduled_ = true;
@@ -83,29 +137,22 @@ void ListSaver::writeIn(double seconds) {
 }
 
 void ListSaver::write() {
-    if (checkpoint_.wanted && !checkpoint_.running) {
-        checkpoint();
-        return;
-    }
     writing_ = true;
-    checkpoint_.overtaken = true;
-    store_->save(takeSnapshots(false), {},
-                 turns_.later([this, generation = generations_.changed](const SaveResult& result) {
-                     writing_ = false;
-                     written(generation, result);
-                 }));
+    store_->save(takeSnapshots(), turns_.later([this, generation = generations_.changed](const auto& error) {
+        writing_ = false;
+        written(generation, error);
+    }));
 }
 
-void ListSaver::written(std::int64_t generation, const SaveResult& result) {
-    error_ = result.error;
-    if (result.error) {
-        answerWaiters(result.error);
-        writeIn(retryDelay);
-        return;
+void ListSaver::written(std::int64_t generation, const std::optional<std::string>& error) {
+    error_ = error;
+    if (!error) {
+        generations_.written = generation;
     }
-    generations_.written = std::max(generations_.written, generation);
-    answerWaiters(std::nullopt);
-    if (!generations_.areEqual() || (checkpoint_.wanted && !checkpoint_.running)) {
+    answerWaiters(error);
+    if (error && !finishing_) {
+        writeIn(retryDelay);
+    } else if (generations_.changed > generation) {
         writeIn(0);
     }
 }
@@ -125,119 +172,130 @@ void ListSaver::answerWaiters(const std::optional<std::string>& error) {
     }
 }
 
-// Checkpoints
-
-void ListSaver::wantCheckpoint() {
-    checkpoint_.wanted = true;
-    writeIn(0);
-}
-
-/// Brings what running and just halted downloads have written to stable storage, and the list up to it.
-void ListSaver::checkpoint() {
-    checkpoint_.running = true;
-    checkpoint_.wanted = false;
-    checkpoint_.overtaken = false;
-    auto [owners, files] = takeFiles();
-    auto records = takeSnapshots(true);
-    store_->save(std::move(records), std::move(files),
-                 turns_.later([this, owners = std::move(owners), captured = captured(),
-                               generation = generations_.changed,
-                               waiting = std::exchange(checkpoint_.waiters, {})](const SaveResult& result) {
-                     checkpoint_.running = false;
-                     distrust(owners, result.unsynced);
-                     checkpointDone(captured);
-                     if (result.unsynced.empty()) {
-                         written(generation, result);
-                     }
-                     for (const auto& completion : waiting) {
-                         whenSaved(completion);
-                     }
-                 }));
-    if (!generations_.areEqual()) {
-        writeIn(0); // what a user was told must not wait for the sync
-    }
-}
-
-void ListSaver::distrust(const std::vector<Owner>& owners, const std::vector<std::size_t>& unsynced) {
-    for (const auto index : unsynced) {
-        const auto& [id, generation] = owners[index];
-        if (Download* const download = list_.find(id)) {
-            download->claim.distrust(generation);
-        }
-        ++generations_.changed; // the list wasn't stored
-    }
-}
-
-void ListSaver::checkpointDone(const std::vector<Captured>& captured) {
-    for (const auto& [owner, record] : captured) {
-        if (Download* const download = list_.find(owner.first)) {
-            const bool isAll = !download->file && download->record.pieces == record->pieces;
-            download->claim.synced(owner.second, record->pieces, isAll);
-        }
-    }
-    if (checkpoint_.overtaken) {
-        ++generations_.changed; // the list written meanwhile claims less
-    }
-    if (checkpoint_.wanted || !generations_.areEqual()) {
-        writeIn(0);
-    }
-}
-
-void ListSaver::Syncing::add(const Download& download, std::shared_ptr<PieceFile> file) {
-    owners.emplace_back(download.id(), download.claim.generation());
-    files.push_back(std::move(file));
-}
-
-/// The files that a list claiming all that was written has to wait for.
-ListSaver::Syncing ListSaver::takeFiles() {
-    auto taken = std::exchange(closing_, {});
-    for (const auto& download : list_) {
-        if (download->file) {
-            taken.add(*download, download->file);
-        }
-    }
-    return taken;
-}
-
-/// What the records just handed over claim beyond what is known to be on disk.
-std::vector<ListSaver::Captured> ListSaver::captured() const {
-    std::vector<Captured> captured;
-    for (const auto& download : list_) {
-        if (download->claim.durable()) {
-            captured.push_back({{download->id(), download->claim.generation()}, download->claim.saved});
-        }
-    }
-    return captured;
-}
-
-std::vector<RecordSnapshot> ListSaver::takeSnapshots(bool claimLive) {
+std::vector<RecordSnapshot> ListSaver::takeSnapshots() const {
     std::vector<RecordSnapshot> records;
     records.reserve(list_.all().size());
     for (const auto& download : list_) {
-        download->claim.saved = snapshot(*download, claimLive);
+        download->claim.saved = snapshot(*download);
         records.push_back(download->claim.saved);
     }
     return records;
 }
 
-/// The record as it is to be saved; the one saved last when nothing changed.
-RecordSnapshot ListSaver::snapshot(const Download& download, bool claimLive) const {
-    const auto& [saved, durable] = std::tie(download.claim.saved, download.claim.durable());
-    const bool isHeld = download.record.state.isWaiting(State::Wait::limitedNetwork) ||
-                        download.record.state.isWaiting(State::Wait::space);
-    if (!durable && !isHeld) {
-        const bool isSame = saved && *saved == download.record;
-        return isSame ? saved : std::make_shared<const DownloadRecord>(download.record);
+// Checkpoints
+
+/// Of every disk that an open file is on.
+void ListSaver::wantCheckpoints() {
+    for (const auto& download : list_) {
+        if (download->file) {
+            disks_[download->file->identity().device].wanted = true;
+        }
     }
-    auto record = download.record;
-    if (isHeld) {
-        record.state = State::Queued{}; // neither a limited network nor a full disk outlives a restart
+}
+
+/// On the next turn, so that files closed together are synced together.
+void ListSaver::beginSoon() {
+    if (finishing_) {
+        beginCheckpoints();
+    } else if (!std::exchange(checkpointScheduled_, true)) {
+        scheduler_->after(0, turns_.later([this] {
+            checkpointScheduled_ = false;
+            beginCheckpoints();
+        }));
     }
-    if (durable) {
-        record.pieces = claimLive && !download.claim.isDistrusted() ? download.livePieces() : *durable;
+}
+
+void ListSaver::beginCheckpoints() {
+    for (auto& [device, disk] : disks_) {
+        if (disk.wanted && !disk.isSyncing()) {
+            begin(device, disk);
+        }
     }
-    const bool isSame = saved && *saved == record;
-    return isSame ? saved : std::make_shared<const DownloadRecord>(std::move(record));
+    releaseCovered();
+}
+
+void ListSaver::begin(Device device, Disk& disk) {
+    const auto written = takeFiles(device, disk);
+    disk.wanted = false;
+    ++disk.begun;
+    if (written.empty()) {
+        ++disk.done;
+        return;
+    }
+    std::vector<Noted> noted;
+    std::vector<std::shared_ptr<PieceFile>> files;
+    for (const auto& one : written) {
+        noted.push_back(note(one));
+        files.push_back(one.file);
+    }
+    store_->sync(std::move(files), turns_.later([this, device, noted = std::move(noted)](const auto& failed) {
+        synced(device, noted, failed);
+    }));
+}
+
+std::vector<ListSaver::Written> ListSaver::takeFiles(Device device, Disk& disk) const {
+    auto taken = std::exchange(disk.closing, {});
+    for (const auto& download : list_) {
+        if (download->file && download->file->identity().device == device) {
+            taken.push_back({download->id(), download->claim.generation(), download->file});
+        }
+    }
+    return taken;
+}
+
+ListSaver::Noted ListSaver::note(const Written& written) const {
+    Noted noted{written.id, written.generation, {}};
+    const Download* const download = list_.find(written.id);
+    if (download && download->claim.durable()) {
+        noted.pieces = download->livePieces();
+    }
+    return noted;
+}
+
+void ListSaver::synced(Device device, const std::vector<Noted>& noted,
+                       const std::vector<std::size_t>& failed) {
+    auto& disk = disks_[device];
+    disk.done = disk.begun;
+    for (const auto index : failed) { // first: a download may have been opened anew, and have two files
+        if (Download* const download = list_.find(noted[index].id)) {
+            download->claim.distrust(noted[index].generation);
+        }
+    }
+    for (const auto& one : noted) {
+        claim(one);
+    }
+    changed();
+    beginCheckpoints();
+}
+
+/// A claim takes nothing of an earlier generation, and nothing once a sync has failed.
+void ListSaver::claim(const Noted& noted) const {
+    Download* const download = list_.find(noted.id);
+    if (download && noted.pieces) {
+        const bool isAll = !download->file && download->record.pieces == *noted.pieces;
+        download->claim.synced(noted.generation, *noted.pieces, isAll);
+    }
+}
+
+bool ListSaver::isCovered(const Patient& patient) const {
+    return std::ranges::all_of(patient.checkpoints, [this](const auto& checkpoint) {
+        return disks_.at(checkpoint.first).done >= checkpoint.second;
+    });
+}
+
+void ListSaver::releaseCovered() {
+    for (const auto& patient : std::vector(patients_)) {
+        if (isCovered(*patient)) {
+            release(patient);
+        }
+    }
+}
+
+/// Now it waits for the list, which claims what was synced by now.
+void ListSaver::release(const std::shared_ptr<Patient>& patient) {
+    if (std::erase(patients_, patient) > 0) {
+        whenSaved(std::exchange(patient->completion, nullptr));
+    }
 }
 
 } // namespace fluvane

@@ -287,28 +287,27 @@ public:
 /// An immutable copy of a record, shared instead of copied again while it doesn't change.
 using RecordSnapshot = std::shared_ptr<const DownloadRecord>;
 
-/// What became of one save.
-struct SaveResult {
-    std::vector<std::size_t> unsynced{}; ///< Indices of the files whose bytes didn't reach the disk.
-    std::optional<std::string> error{};  ///< Why the list isn't stored.
-};
-
-/// Persistence of the list.
+/// Persistence of the list, and of what was written into the unfinished files.
 class DownloadStore {
 public:
+    /// With the reason why the list isn't stored.
+    using Saved = std::function<void(const std::optional<std::string>& error)>;
+    /// With the indices of the files whose bytes didn't reach the disk.
+    using Synced = std::function<void(const std::vector<std::size_t>& failed)>;
+
     virtual ~DownloadStore() = default;
     /// The saved list in saved order; empty when nothing is saved. Synchronous, once at start.
     [[nodiscard]] virtual std::vector<DownloadRecord> load() = 0;
-    /// Syncs each file, and only then stores the whole list durably, off the engine's context. A list that
-    /// claims what couldn't be synced is not stored; the files' own errors are told in `unsynced` only. Lists
-    /// are written in the order of the calls; one whose files are still being synced when a later list is
-    /// given is not written at all, since the later one stands: so a slow sync holds no later save up. The
-    /// files are let go off the engine's context. `completion`, if any, is called once the files are synced
-    /// and this list, or a later one, is stored or has failed to be.
-    virtual void save(std::vector<RecordSnapshot> records, std::vector<std::shared_ptr<PieceFile>> syncing,
-                      std::function<void(const SaveResult&)> completion) = 0;
-    /// Returns once every pending save is done, its list written unless a later one was.
-    virtual void flush() = 0;
+    /// Stores the whole list durably, off the engine's context. Lists are stored in the order of the calls.
+    virtual void save(std::vector<RecordSnapshot> records, Saved completion) = 0;
+    /// Syncs each file and lets it go, off the engine's context. All of them, at least one, are of one file
+    /// system (`FileIdentity::device`): its files are synced one after the other, those of another file
+    /// system and lists wait for nothing of it.
+    virtual void sync(std::vector<std::shared_ptr<PieceFile>> files, Synced completion) = 0;
+    /// Calls the completions of what is pending here, within the call, as they come, until nothing is pending
+    /// anymore. False if the time was over before that, since a disk didn't answer: what is still pending
+    /// stays so.
+    [[nodiscard]] virtual bool flush(double seconds) = 0;
 };
 
 class PowerAssertion {

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <latch>
 
 namespace fluvane {
@@ -21,9 +22,9 @@ using namespace testing;
 
 namespace {
 
-/// A file whose sync may wait, and then fail or look around.
+/// A file whose sync may wait, and then notes or fails.
 struct SyncedFile : PieceFile {
-    explicit SyncedFile(std::ptrdiff_t waits = 0) : goOn(waits) {}
+    explicit SyncedFile(std::uint64_t device_, std::ptrdiff_t waits = 0) : device(device_), goOn(waits) {}
     void write(std::span<const std::byte>, std::int64_t) override {}
     void read(std::span<std::byte>, std::int64_t) override {}
     void close() noexcept override {}
@@ -31,31 +32,30 @@ struct SyncedFile : PieceFile {
         goOn.wait();
         onSync();
     }
+    [[nodiscard]] FileIdentity identity() const override { return {.device = device}; }
 
+    std::uint64_t device;
     std::latch goOn;
     std::function<void()> onSync = [] {};
 };
-using Files = std::vector<std::shared_ptr<PieceFile>>;
+using File = std::shared_ptr<SyncedFile>;
+constexpr double patience = 20;
 
 struct Memory {
     ManualScheduler scheduler;
     FakeStore store{scheduler};
 
-    /// A file whose sync ends with `goOn`; files go on in the order in which they were made and saved.
-    std::shared_ptr<SyncedFile> slowFile() {
-        store.syncDelay += 10;
-        return std::make_shared<SyncedFile>();
+    /// A file whose sync ends with `goOn`; so do those of others on the device that are synced after it.
+    File hungFile(std::uint64_t device) {
+        store.hung.insert(device);
+        return std::make_shared<SyncedFile>(device);
     }
-    void goOn(SyncedFile&) {
-        scheduler.runFor(10);
-        store.syncDelay -= 10;
-    }
+    void goOn(SyncedFile& file) { store.hung.erase(file.device); }
     void setFailing(bool fails) {
         store.error = fails ? std::optional<std::string>("Not a directory") : std::nullopt;
     }
     std::vector<DownloadRecord> saved() { return store.saved; }
     bool runUntil(const std::function<bool()>& condition) { return scheduler.runUntilTrue(condition); }
-    void runPending() { scheduler.runTurns(); }
 };
 
 struct Disk {
@@ -64,7 +64,7 @@ struct Disk {
     TestQueue queue;
     JSONDownloadStore store{parent / "downloads.json", queue, "test"};
 
-    std::shared_ptr<SyncedFile> slowFile() { return std::make_shared<SyncedFile>(1); }
+    File hungFile(std::uint64_t device) { return std::make_shared<SyncedFile>(device, 1); }
     void goOn(SyncedFile& file) { file.goOn.count_down(); }
     void setFailing(bool fails) {
         std::filesystem::remove_all(parent);
@@ -76,7 +76,6 @@ struct Disk {
         return JSONDownloadStore(parent / "downloads.json", queue, "test").load();
     }
     bool runUntil(const std::function<bool()>& condition) { return queue.runUntil(condition); }
-    void runPending() { queue.runPending(); }
 };
 
 RecordSnapshot record(std::int64_t id) {
@@ -91,20 +90,31 @@ RecordSnapshot record(std::int64_t id) {
 template <class System>
 class DownloadStoreContract : public Test {
 protected:
-    using Result = std::shared_ptr<std::optional<SaveResult>>;
+    /// "stored", the error's text, or "synced" with the indices of files that couldn't be; empty until told.
+    using Result = std::shared_ptr<std::string>;
 
-    /// What the completion told, once it has.
-    Result save(const std::vector<std::int64_t>& ids, Files files = {}) {
+    Result save(const std::vector<std::int64_t>& ids) {
         std::vector<RecordSnapshot> records;
         for (const auto id : ids) {
             records.push_back(record(id));
         }
-        auto result = std::make_shared<std::optional<SaveResult>>();
-        system.store.save(std::move(records), std::move(files), [result](const SaveResult& told) {
-            EXPECT_FALSE(*result) << "told twice";
-            *result = told;
+        auto result = std::make_shared<std::string>();
+        system.store.save(std::move(records),
+                          [result](const auto& error) { *result += error.value_or("stored"); });
+        EXPECT_EQ(*result, "") << "completed inside the call";
+        return result;
+    }
+    Result sync(
+        std::vector<std::shared_ptr<PieceFile>> files, std::function<void()> then = [] {}) {
+        auto result = std::make_shared<std::string>();
+        system.store.sync(std::move(files), [=](const auto& failed) {
+            *result += "synced";
+            for (const auto index : failed) {
+                *result += " " + std::to_string(index);
+            }
+            then();
         });
-        EXPECT_FALSE(*result) << "completed inside the call";
+        EXPECT_EQ(*result, "") << "completed inside the call";
         return result;
     }
     std::vector<std::int64_t> saved() {
@@ -114,18 +124,9 @@ protected:
         }
         return ids;
     }
-    /// "stored", "unsynced" with the files, or the error's text.
     std::string outcome(const Result& result) {
-        EXPECT_TRUE(system.runUntil([&] { return result->has_value(); }));
-        std::string text = (*result)->error.value_or((*result)->unsynced.empty() ? "stored" : "unsynced");
-        for (const auto index : (*result)->unsynced) {
-            text += " " + std::to_string(index);
-        }
-        return text;
-    }
-    static std::shared_ptr<SyncedFile> broken(std::shared_ptr<SyncedFile> file) {
-        file->onSync = [] { throw FileError("Input/output error"); };
-        return file;
+        EXPECT_TRUE(system.runUntil([&] { return !result->empty(); }));
+        return *result;
     }
 
     System system;
@@ -142,108 +143,69 @@ TYPED_TEST(DownloadStoreContract, LoadsWhatWasSavedInItsOrder) {
     EXPECT_THAT(this->saved(), IsEmpty());
 }
 
-TYPED_TEST(DownloadStoreContract, SyncsEveryFileBeforeItStores) {
-    std::vector<std::vector<std::int64_t>> savedAtSync;
-    const auto file = std::make_shared<SyncedFile>();
-    file->onSync = [&] { savedAtSync.push_back(this->saved()); };
-    this->outcome(this->save({1}));
-    EXPECT_EQ(this->outcome(this->save({2}, {file, file})), "stored");
-    EXPECT_THAT(savedAtSync, ElementsAre(ElementsAre(1), ElementsAre(1)));
-    EXPECT_THAT(this->saved(), ElementsAre(2));
-}
-
-TYPED_TEST(DownloadStoreContract, AListThatClaimsWhatWasNotSyncedIsNotStored) {
-    const auto bad = this->broken(std::make_shared<SyncedFile>());
-    const auto good = std::make_shared<SyncedFile>();
-    int synced = 0;
-    good->onSync = [&] { ++synced; };
-    this->outcome(this->save({1}));
-    EXPECT_EQ(this->outcome(this->save({2}, {bad, good, bad})), "unsynced 0 2");
-    EXPECT_EQ(synced, 1);
-    EXPECT_THAT(this->saved(), ElementsAre(1));
-}
-
-TYPED_TEST(DownloadStoreContract, ASlowSyncHoldsNoLaterSaveUp) {
-    const auto slow = this->system.slowFile();
-    const auto first = this->save({1}, {slow});
-    const auto second = this->save({2});
-    EXPECT_EQ(this->outcome(second), "stored");
-    EXPECT_THAT(this->saved(), ElementsAre(2));
-    EXPECT_FALSE(*first);
-    this->system.goOn(*slow);
-    EXPECT_EQ(this->outcome(first), "stored");
-    this->system.store.flush();
-    EXPECT_THAT(this->saved(), ElementsAre(2)) << "the older list isn't written any more";
-}
-
-TYPED_TEST(DownloadStoreContract, AnOvertakenListIsDoneOnceTheLaterOneIsStored) {
-    const auto slow = this->system.slowFile();
-    const auto first = this->save({1}, {slow});
-    const auto slower = this->system.slowFile();
-    const auto second = this->save({2}, {slower});
-    this->system.goOn(*slow);
-    this->system.runPending();
-    EXPECT_FALSE(*first);
-    EXPECT_THAT(this->saved(), IsEmpty());
-    this->system.goOn(*slower);
-    EXPECT_EQ(this->outcome(first), "stored");
-    EXPECT_EQ(this->outcome(second), "stored");
-    EXPECT_THAT(this->saved(), ElementsAre(2));
-}
-
-TYPED_TEST(DownloadStoreContract, TheLatestListThatMayBeIsStored) {
-    for (const std::int64_t older : {1, 4}) {
-        const bool newerIsThere = older == 4;
-        const auto slow = this->system.slowFile();
-        const auto first = this->save({older}, {slow});
-        if (newerIsThere) {
-            this->save({5});
-        }
-        const auto bad = this->broken(this->system.slowFile());
-        const auto last = this->save({6}, {bad});
-        this->system.goOn(*slow);
-        this->system.goOn(*bad);
-        EXPECT_EQ(this->outcome(last), "unsynced 0");
-        EXPECT_EQ(this->outcome(first), "stored");
-        this->system.store.flush();
-        EXPECT_THAT(this->saved(), ElementsAre(newerIsThere ? 5 : older));
+TYPED_TEST(DownloadStoreContract, SyncsEachFileInOrderAndLetsItGoOffTheContext) {
+    std::vector<int> order;
+    std::vector<std::shared_ptr<PieceFile>> files;
+    for (int number = 0; number < 4; ++number) {
+        const auto file = std::make_shared<SyncedFile>(7);
+        file->onSync = [&order, number] {
+            order.push_back(number);
+            if (number % 2 == 0) {
+                throw FileError("Input/output error");
+            }
+        };
+        files.push_back(file);
     }
+    const std::vector<std::weak_ptr<PieceFile>> held(files.begin(), files.end());
+    const auto result = this->sync(std::exchange(files, {}), [&] {
+        EXPECT_TRUE(std::ranges::all_of(held, [](const auto& file) { return file.expired(); }));
+    });
+    EXPECT_EQ(this->outcome(result), "synced 0 2");
+    EXPECT_THAT(order, ElementsAre(0, 1, 2, 3));
+}
+
+TYPED_TEST(DownloadStoreContract, AHungDiskHoldsUpNeitherListsNorAnotherDisk) {
+    const auto hung = this->system.hungFile(1);
+    std::string order;
+    hung->onSync = [&] { order += "first "; };
+    const auto behind = std::make_shared<SyncedFile>(1);
+    behind->onSync = [&] { order += "second"; };
+    SyncedFile& disk = *hung;
+    const auto first = this->sync({hung});
+    const auto second = this->sync({behind});
+    EXPECT_EQ(this->outcome(this->sync({std::make_shared<SyncedFile>(2)})), "synced");
+    EXPECT_EQ(this->outcome(this->save({2})), "stored");
+    EXPECT_THAT(this->saved(), ElementsAre(2));
+    EXPECT_FALSE(this->system.store.flush(0.05));
+    EXPECT_EQ(*first + *second, "");
+    this->system.goOn(disk);
+    EXPECT_TRUE(this->system.store.flush(patience));
+    EXPECT_EQ(*first + *second, "syncedsynced");
+    EXPECT_EQ(order, "first second");
 }
 
 TYPED_TEST(DownloadStoreContract, TellsWhyNothingIsStored) {
     this->system.setFailing(true);
-    const auto slow = this->system.slowFile();
-    const auto early = this->save({1}, {slow});
     EXPECT_EQ(this->outcome(this->save({2})), "Not a directory");
-    this->system.goOn(*slow);
-    EXPECT_EQ(this->outcome(early), "Not a directory") << "the list that stands for it isn't stored either";
     this->system.setFailing(false);
     EXPECT_THAT(this->saved(), IsEmpty());
     EXPECT_EQ(this->outcome(this->save({5})), "stored");
     EXPECT_THAT(this->saved(), ElementsAre(5));
 }
 
-TYPED_TEST(DownloadStoreContract, FlushingDoesEverySaveThatIsPending) {
-    const auto good = std::make_shared<SyncedFile>();
-    const auto bad = this->broken(std::make_shared<SyncedFile>());
-    const std::pair<std::vector<Files>, std::int64_t> rows[] = {
-        {{{}, {good}, {}}, 3},
-        {{{good}, {}, {bad}}, 2},
-        {{{good}, {bad}, {bad}}, 1},
-    };
-    for (const auto& [saves, stored] : rows) {
-        SCOPED_TRACE(stored);
-        std::vector<decltype(this->save({}))> results;
-        for (const auto& files : saves) {
-            results.push_back(this->save({std::ssize(results) + 1}, files));
-        }
-        this->system.store.flush();
-        EXPECT_THAT(this->saved(), ElementsAre(stored));
-        const auto wasTold = [](const auto& result) { return result->has_value(); };
-        EXPECT_TRUE(std::ranges::none_of(results, wasTold)) << "completed inside the call";
-        this->system.runPending();
-        EXPECT_TRUE(std::ranges::all_of(results, wasTold));
-    }
+TYPED_TEST(DownloadStoreContract, FlushingCallsWhatIsPendingInOrderAndWaitsForWhatThatBrings) {
+    const auto first = this->save({1});
+    typename TestFixture::Result last;
+    const auto synced = this->sync({std::make_shared<SyncedFile>(1)}, [&] { last = this->save({3}); });
+    const auto second = this->save({2});
+    EXPECT_TRUE(this->system.store.flush(patience));
+    ASSERT_TRUE(last);
+    EXPECT_THAT((std::vector{*first, *second, *synced, *last}),
+                ElementsAre("stored", "stored", "synced", "stored"));
+    EXPECT_THAT(this->saved(), ElementsAre(3));
+    EXPECT_EQ(this->outcome(this->save({4})), "stored") << "and nothing is called twice";
+    EXPECT_THAT((std::vector{*first, *second, *synced, *last}),
+                ElementsAre("stored", "stored", "synced", "stored"));
 }
 
 } // namespace fluvane

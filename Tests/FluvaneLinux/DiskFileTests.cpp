@@ -250,13 +250,13 @@ TEST_F(DiskFileTest, GivesUpWorkWhenItEnds) {
 TEST_F(DiskFileTest, TheListIsWholeBeforeItHasItsName) {
     JSONDownloadStore list(folder / "in/list", queue, "test");
     taken();
-    list.save({}, {}, {});
-    list.flush();
+    list.save({}, [](const auto&) {});
+    EXPECT_TRUE(list.flush(20));
     const auto parent = "sync " + folder.path().filename().string();
     EXPECT_THAT(taken(), ElementsAre(parent, "sync .list.saving", "name list", "sync in"));
     syncsFail = true;
-    list.save({}, {}, {});
-    list.flush();
+    list.save({}, [](const auto&) {});
+    EXPECT_TRUE(list.flush(20));
     EXPECT_THAT(taken(), ElementsAre("sync .list.saving"));
     EXPECT_FALSE(std::filesystem::exists(folder / "in/.list.saving"));
 }

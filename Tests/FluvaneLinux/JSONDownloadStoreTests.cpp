@@ -27,8 +27,8 @@ RecordSnapshot record(std::int64_t id, const std::string& name = "ä \"b\"\n") {
 class StoreTest : public Test {
 protected:
     void saveNow(std::vector<RecordSnapshot> records) {
-        store.save(std::move(records), {}, {});
-        store.flush();
+        store.save(std::move(records), [](const auto&) {});
+        EXPECT_TRUE(store.flush(20));
     }
     [[nodiscard]] std::vector<std::int64_t> onDisk() {
         std::vector<std::int64_t> ids;
@@ -122,7 +122,7 @@ TEST_F(StoreTest, PendingSavesAreDoneBeforeItEnds) {
     {
         JSONDownloadStore ending(file, queue, "test");
         for (int number = 1; number <= 20; ++number) {
-            ending.save({record(number)}, {}, {});
+            ending.save({record(number)}, [](const auto&) {});
         }
     }
     EXPECT_THAT(onDisk(), ElementsAre(20));

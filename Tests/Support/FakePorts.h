@@ -6,70 +6,81 @@
 #include "FluvaneEngine/Platform.h"
 #include "TessivarCore/Log.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace fluvane::support {
 
-/// Keeps the list in memory as the real store keeps it on disk: syncs take `syncDelay` seconds, and a list
-/// overtaken by a later one meanwhile is never written.
+/// Keeps the list in memory as the real store keeps it on disk.
 class FakeStore : public DownloadStore {
 public:
     explicit FakeStore(Scheduler& scheduler) : scheduler_(scheduler) {}
 
     [[nodiscard]] std::vector<DownloadRecord> load() override { return saved; }
 
-    void save(std::vector<RecordSnapshot> records, std::vector<std::shared_ptr<PieceFile>> syncing,
-              std::function<void(const SaveResult&)> completion) override {
-        const double delay = syncing.empty() ? 0 : syncDelay;
-        const auto job = std::make_shared<Job>(
-            Job{++saves, std::move(records), std::move(syncing), std::move(completion)});
-        pending_.push_back(job);
-        scheduler_.after(delay, [this, job] { run(job); });
+    void save(std::vector<RecordSnapshot> records, Saved completion) override {
+        ++saves;
+        add(0, {}, [this, records = std::move(records), completion = std::move(completion)] {
+            if (!error) {
+                write(records);
+            }
+            completion(error);
+        });
+    }
+
+    void sync(std::vector<std::shared_ptr<PieceFile>> files, Synced completion) override {
+        const auto device = files.front()->identity().device;
+        add(syncDelay, device, [files = std::move(files), completion = std::move(completion)]() mutable {
+            const auto failed = syncAll(files);
+            files.clear();
+            completion(failed);
+        });
     }
 
     /// As at quit.
-    void flush() override {
-        for (const auto& job : std::vector(pending_)) {
-            run(job);
+    [[nodiscard]] bool flush(double seconds) override {
+        patience = seconds;
+        for (std::size_t index = 0; index < pending_.size();) {
+            const auto job = pending_[index];
+            hangs(*job) ? void(++index) : run(job); // which may add more
         }
+        return pending_.empty();
     }
 
     std::vector<DownloadRecord> saved; ///< What a start would find.
     int saves = 0;
     int writes = 0;
-    double syncDelay = 0;
+    double syncDelay = 0;             ///< Seconds.
+    std::set<std::uint64_t> hung;     ///< Devices. One no longer among them goes on within a second.
+    double patience = 0;              ///< Of the last flush.
     std::optional<std::string> error; ///< Why nothing can be written.
 
 private:
     struct Job {
-        int order;
-        std::vector<RecordSnapshot> records;
-        std::vector<std::shared_ptr<PieceFile>> syncing;
-        std::function<void(const SaveResult&)> completion;
+        std::optional<std::uint64_t> device;
+        std::function<void()> work;
     };
 
+    void add(double delay, std::optional<std::uint64_t> device, std::function<void()> work) {
+        pending_.push_back(std::make_shared<Job>(Job{device, std::move(work)}));
+        runAfter(delay, pending_.back());
+    }
+
+    void runAfter(double delay, const std::shared_ptr<Job>& job) {
+        scheduler_.after(delay, [this, job] { hangs(*job) ? runAfter(1, job) : run(job); });
+    }
+
+    [[nodiscard]] bool hangs(const Job& job) const { return job.device && hung.contains(*job.device); }
+
     void run(const std::shared_ptr<Job>& job) {
-        if (std::erase(pending_, job) == 0) {
-            return; // done when flushed
-        }
-        const auto files = std::exchange(job->syncing, {});
-        const auto unsynced = syncAll(files);
-        if (!unsynced.empty()) {
-            complete(*job, {.unsynced = unsynced});
-            if (job->order == saves && !waiting_.empty()) {
-                store(*std::shared_ptr(waiting_.back())); // no later one stands for it now
-            }
-        } else if (files.empty() || job->order == saves) {
-            store(*job);
-        } else if (job->order > stored_) {
-            waiting_.push_back(job);
-        } else {
-            complete(*job, {.error = lastError_});
+        if (std::erase(pending_, job) > 0) { // not done when flushed
+            job->work();
         }
     }
 
@@ -85,22 +96,6 @@ private:
         return failed;
     }
 
-    void store(Job& job) {
-        if (!error) {
-            write(job.records);
-        }
-        stored_ = job.order;
-        lastError_ = error;
-        complete(job, {.error = error});
-        std::erase_if(waiting_, [&](const auto& waiting) {
-            const bool stands = waiting->order <= job.order;
-            if (stands) {
-                complete(*waiting, {.error = error});
-            }
-            return stands;
-        });
-    }
-
     void write(const std::vector<RecordSnapshot>& records) {
         ++writes;
         saved.clear();
@@ -109,18 +104,8 @@ private:
         }
     }
 
-    void complete(Job& job, SaveResult result) {
-        if (auto completion = std::exchange(job.completion, nullptr)) {
-            scheduler_.after(
-                0, [completion = std::move(completion), result = std::move(result)] { completion(result); });
-        }
-    }
-
     Scheduler& scheduler_;
     std::vector<std::shared_ptr<Job>> pending_; ///< In the order of the calls.
-    std::vector<std::shared_ptr<Job>> waiting_; ///< Synced, and left to a later one.
-    int stored_ = 0;                            ///< Order of the list stored last, or that failed to be.
-    std::optional<std::string> lastError_;
 };
 
 class FakePower : public PowerAssertion {

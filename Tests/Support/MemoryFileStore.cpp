@@ -24,6 +24,10 @@ void failIf(const std::optional<std::string>& message) {
     }
 }
 
+std::uint64_t deviceOf(const std::string& path) {
+    return path.starts_with("/other/") ? 2 : 1;
+}
+
 } // namespace
 
 void SparseBytes::resize(std::int64_t size) {
@@ -46,7 +50,7 @@ std::string SparseBytes::read() const {
 FileIdentity SparseBytes::identity() const {
     struct stat status {};
     ::fstat(descriptor_, &status);
-    return {.device = status.st_dev, .inode = status.st_ino};
+    return {.device = device_, .inode = status.st_ino};
 }
 
 class MemoryFileStore::File : public PieceFile {
@@ -152,7 +156,7 @@ std::shared_ptr<PieceFile> MemoryFileStore::open(const URL& location) {
 std::shared_ptr<SparseBytes>& MemoryFileStore::file(const URL& location) {
     auto& bytes = files_[location.path()];
     if (!bytes) {
-        bytes = std::make_shared<SparseBytes>();
+        bytes = std::make_shared<SparseBytes>(deviceOf(location.path()));
     }
     return bytes;
 }
@@ -199,7 +203,7 @@ std::string MemoryFileStore::refusal(const std::string& path,
 }
 
 void MemoryFileStore::put(const std::string& path, std::string_view bytes) {
-    auto file = std::make_shared<SparseBytes>();
+    auto file = std::make_shared<SparseBytes>(deviceOf(path));
     file->write(std::as_bytes(std::span(bytes)), 0);
     files_[path] = std::move(file);
 }

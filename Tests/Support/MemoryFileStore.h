@@ -25,7 +25,8 @@ namespace fluvane::support {
 /// of gigabytes may be created. From any thread.
 class SparseBytes {
 public:
-    SparseBytes() : descriptor_(::memfd_create("file", MFD_CLOEXEC)) {}
+    explicit SparseBytes(std::uint64_t device)
+        : device_(device), descriptor_(::memfd_create("file", MFD_CLOEXEC)) {}
     ~SparseBytes() { ::close(descriptor_); }
     SparseBytes(const SparseBytes&) = delete;
     SparseBytes& operator=(const SparseBytes&) = delete;
@@ -37,6 +38,7 @@ public:
     [[nodiscard]] FileIdentity identity() const;
 
 private:
+    std::uint64_t device_;
     int descriptor_;
 };
 
@@ -48,6 +50,8 @@ private:
 ///     … run the engine …
 ///     EXPECT_EQ(files.contents("/downloads/a (1).zip"), body);
 ///     EXPECT_EQ(files.origins.back().second.url, link);
+///
+/// What is below "/other" is on a disk of its own, the device 2; all else is on the device 1.
 ///
 /// As on a disk an open file outlives its name: it may be written after it was moved or removed. Work of
 /// `checksum` and `finish` happens within the call, its completion `completionDelay` seconds later.

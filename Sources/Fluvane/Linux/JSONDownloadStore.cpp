@@ -6,8 +6,14 @@
 #include "FluvaneCore/Coding.h"
 #include "FluvaneEngine/Log.h"
 
-#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
 #include <string_view>
+#include <utility>
 
 namespace fluvane {
 
@@ -64,10 +70,63 @@ std::vector<std::size_t> syncAll(const std::vector<std::shared_ptr<PieceFile>>& 
 
 } // namespace
 
+/// Completions on their way to the main queue, where whoever waits for them takes them early.
+class JSONDownloadStore::Completions : public std::enable_shared_from_this<Completions> {
+public:
+    explicit Completions(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
+
+    /// One more is to come.
+    void expect() {
+        const std::lock_guard lock(mutex_);
+        ++expected_;
+    }
+    /// It is here. From any thread.
+    void add(std::function<void()> completion) {
+        {
+            const std::lock_guard lock(mutex_);
+            --expected_;
+            here_.push_back(std::move(completion));
+        }
+        added_.notify_all();
+        mainQueue_.post([self = shared_from_this()] {
+            std::unique_lock lock(self->mutex_);
+            if (!self->here_.empty()) { // none was taken early
+                self->callFirst(lock);
+            }
+        });
+    }
+    /// Whether all came and were called in time.
+    bool callAll(std::chrono::steady_clock::time_point end) {
+        std::unique_lock lock(mutex_);
+        while (added_.wait_until(lock, end, [this] { return !here_.empty() || expected_ == 0; })) {
+            if (here_.empty()) {
+                return true;
+            }
+            callFirst(lock);
+        }
+        return false;
+    }
+
+private:
+    void callFirst(std::unique_lock<std::mutex>& lock) {
+        const auto completion = std::move(here_.front());
+        here_.pop_front();
+        lock.unlock();
+        completion();
+        lock.lock();
+    }
+
+    MainQueue& mainQueue_;
+    std::mutex mutex_; ///< For all below.
+    std::condition_variable added_;
+    std::deque<std::function<void()>> here_;
+    std::size_t expected_ = 0;
+};
+
 JSONDownloadStore::JSONDownloadStore(std::filesystem::path file, MainQueue& mainQueue,
                                      const std::string& applicationIdentifier)
-    : file_(std::move(file)), mainQueue_(mainQueue), writing_(applicationIdentifier + ".store"),
-      syncing_(applicationIdentifier + ".store") {}
+    : file_(std::move(file)), completions_(std::make_shared<Completions>(mainQueue)),
+      writing_(applicationIdentifier + ".store"), syncing_(applicationIdentifier + ".sync") {}
 
 JSONDownloadStore::~JSONDownloadStore() = default;
 
@@ -83,76 +142,32 @@ std::vector<DownloadRecord> JSONDownloadStore::load() {
     return {};
 }
 
-void JSONDownloadStore::save(std::vector<RecordSnapshot> records,
-                             std::vector<std::shared_ptr<PieceFile>> files,
-                             std::function<void(const SaveResult&)> completion) {
-    const std::lock_guard lock(mutex_);
-    const auto number = ++latest_;
-    if (files.empty()) {
-        enqueue(number, std::move(records), std::move(completion));
-        return;
-    }
-    syncing_.async([this, number, records = std::move(records), files = std::move(files),
-                    completion = std::move(completion)]() mutable {
-        SaveResult result{.unsynced = syncAll(files)};
-        files.clear();
-        if (result.unsynced.empty()) {
-            synced(number, std::move(records), std::move(completion));
-        } else {
-            complete(std::move(completion), result);
-            notSynced(number);
-        }
+void JSONDownloadStore::save(std::vector<RecordSnapshot> records, Saved completion) {
+    completions_->expect();
+    writing_.async([this, records = std::move(records), completion = std::move(completion)] {
+        completions_->add([completion, error = write(records)] { completion(error); });
     });
 }
 
-void JSONDownloadStore::flush() {
-    syncing_.drain();
-    writing_.drain();
+void JSONDownloadStore::sync(std::vector<std::shared_ptr<PieceFile>> files, Synced completion) {
+    completions_->expect();
+    const auto device = files.front()->identity().device;
+    syncing_.async(device, [completions = completions_, files = std::move(files),
+                            completion = std::move(completion)]() mutable {
+        auto failed = syncAll(files);
+        files.clear(); // the last one to have a file closes it
+        completions->add(
+            [completion = std::move(completion), failed = std::move(failed)] { completion(failed); });
+    });
 }
 
-/// The list is written unless a later one was given meanwhile: the completion then waits for that.
-void JSONDownloadStore::synced(std::int64_t number, Records records, Completion completion) {
-    SaveResult result;
-    {
-        const std::lock_guard lock(mutex_);
-        if (number == latest_) {
-            enqueue(number, std::move(records), std::move(completion));
-            return;
-        }
-        if (number > written_) {
-            waiting_.push_back({number, std::move(records), std::move(completion)});
-            return;
-        }
-        result = lastResult_;
-    }
-    complete(std::move(completion), result);
+bool JSONDownloadStore::flush(double seconds) {
+    using namespace std::chrono;
+    return completions_->callAll(steady_clock::now() +
+                                 duration_cast<steady_clock::duration>(duration<double>(seconds)));
 }
 
-/// With no later list to come, the last one that was left to this one is written after all.
-void JSONDownloadStore::notSynced(std::int64_t number) {
-    const std::lock_guard lock(mutex_);
-    if (number == latest_ && !waiting_.empty() && waiting_.back().number > enqueued_) {
-        auto& last = waiting_.back();
-        enqueue(last.number, std::move(last.records), nullptr);
-    }
-}
-
-/// Under the lock, so that lists are written in the order of their numbers.
-void JSONDownloadStore::enqueue(std::int64_t number, Records records, Completion completion) {
-    enqueued_ = number;
-    writing_.async(
-        [this, number, records = std::move(records), completion = std::move(completion)]() mutable {
-            write(number, records, std::move(completion));
-        });
-}
-
-void JSONDownloadStore::write(std::int64_t number, const Records& records, Completion completion) {
-    const auto result = tried(records);
-    done(number, result);
-    complete(std::move(completion), result);
-}
-
-SaveResult JSONDownloadStore::tried(const Records& records) {
+std::optional<std::string> JSONDownloadStore::write(const Records& records) {
     try {
         writeFile(records);
         error_.reset();
@@ -162,7 +177,7 @@ SaveResult JSONDownloadStore::tried(const Records& records) {
         }
         error_ = error.what();
     }
-    return {.error = error_};
+    return error_;
 }
 
 void JSONDownloadStore::writeFile(const Records& records) {
@@ -181,31 +196,6 @@ void JSONDownloadStore::writeFile(const Records& records) {
     parts.emplace_back(records.empty() ? "],\n  \"version\": 1\n}\n" : "\n  ],\n  \"version\": 1\n}\n");
     encoded_ = std::move(encoded);
     file_.write(parts);
-}
-
-void JSONDownloadStore::done(std::int64_t number, const SaveResult& result) {
-    std::vector<Completion> ready;
-    {
-        const std::lock_guard lock(mutex_);
-        written_ = number;
-        lastResult_ = result;
-        std::erase_if(waiting_, [&](auto& waiting) {
-            const bool stands = waiting.number <= number;
-            if (stands) {
-                ready.push_back(std::move(waiting.completion));
-            }
-            return stands;
-        });
-    }
-    for (auto& completion : ready) {
-        complete(std::move(completion), result);
-    }
-}
-
-void JSONDownloadStore::complete(Completion completion, const SaveResult& result) {
-    if (completion) {
-        mainQueue_.post([completion = std::move(completion), result] { completion(result); });
-    }
 }
 
 } // namespace fluvane
