@@ -165,8 +165,8 @@ void MemoryFileStore::remove(const URL& location) {
     files_.erase(location.path());
 }
 
-std::optional<Space> MemoryFileStore::space(const URL&) {
-    return freeSpace ? std::optional(Space{.device = SparseBytes().identity().device,
+std::optional<Space> MemoryFileStore::space(const URL& folder) {
+    return freeSpace ? std::optional(Space{.device = deviceOf(folder.path()),
                                            .free = *freeSpace,
                                            .total = 100 * *freeSpace,
                                            .place = "/disk"})
