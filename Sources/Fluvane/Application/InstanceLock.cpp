@@ -43,6 +43,10 @@ bool InstanceLock::tryAgain() {
     return outcome_ == Outcome::taken;
 }
 
+void InstanceLock::release() {
+    ::flock(file_.get(), LOCK_UN);
+}
+
 bool InstanceLock::open(const std::string& lockFile) {
     createFolder(std::filesystem::path(lockFile).parent_path());
     file_ = tessivar::Descriptor(

@@ -30,6 +30,8 @@ public:
     [[nodiscard]] Outcome outcome() const { return outcome_; }
     /// Whether whoever held it has ended meanwhile, and it is ours now.
     [[nodiscard]] bool tryAgain();
+    /// Another instance may begin, though this process can't end yet. From any thread.
+    void release();
     /// The system's text for a failure.
     [[nodiscard]] const std::string& problem() const { return problem_; }
 

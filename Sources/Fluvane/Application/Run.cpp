@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "Fluvane/Application/EndBound.h"
 #include "Fluvane/Application/EndSignals.h"
 #include "Fluvane/Application/Frontend.h"
 #include "Fluvane/Application/InstanceLock.h"
@@ -20,6 +21,8 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -31,6 +34,9 @@ namespace {
 constexpr std::chrono::seconds lockPatience{3};
 /// And the socket of one that is just starting.
 constexpr std::chrono::seconds handOverPatience{5};
+
+/// What the saver waits for a disk at the end, and some seconds for all else.
+constexpr std::chrono::seconds endPatience{15};
 
 /// Qt asks HOME alone.
 void settleHome() {
@@ -50,11 +56,26 @@ void logTo(tessivar::LogFiles& files) {
     });
 }
 
-int runEventLoop(const tessivar::LogFiles& log, Visit visit, Frontend& frontend, tessivar::HangWatch& watch) {
+/// Everything that a disk holds up is left where it is.
+void endNow(InstanceLock& lock, tessivar::LastRun& lastRun, int status) {
+    static constexpr const char* sentence =
+        "A disk doesn't answer, and isn't waited for any longer. What was written to it last will be "
+        "fetched again.";
+    std::fprintf(stderr, "Fluvane: %s\n", sentence);
+    tessivar::log::lifecycle.error(sentence);
+    lastRun.end();
+    lock.release();
+    std::_Exit(status);
+}
+
+int runEventLoop(const tessivar::LogFiles& log, Visit visit, Frontend& frontend, tessivar::HangWatch& watch,
+                 const std::function<void(int status)>& endNow) {
+    std::unique_ptr<EndBound> bound; // outlives what may wait for a disk
     Live live(log, frontend);
     const EndSignals signals([] { QCoreApplication::exit(); }); // `quit` would ask every window to close
     live.start(std::move(visit));
     const int status = QCoreApplication::exec();
+    bound = std::make_unique<EndBound>(endPatience, [&endNow, status] { endNow(status); });
     watch.busy(); // saving at the end may hang as well
     live.stop();
     return status;
@@ -94,7 +115,8 @@ int runApplication(int argc, char** argv, Frontend& frontend) {
     hangWatch.start();
     // Numbers in files and headers have a point in every language.
     std::setlocale(LC_NUMERIC, "C");
-    const int status = runEventLoop(log, std::move(visit), frontend, hangWatch);
+    const int status = runEventLoop(log, std::move(visit), frontend, hangWatch,
+                                    [&](int ending) { endNow(lock, lastRun, ending); });
     hangWatch.stop();
     lastRun.end();
     qInstallMessageHandler(nullptr);

@@ -76,11 +76,14 @@ void TransferState::write(std::span<const std::byte> bytes) {
             return;
         }
         const auto part = bytes.first(static_cast<std::size_t>(write->after - write->at));
-        std::optional<std::string> error;
+        std::optional<TransferError> error;
         try {
             write->file->write(part, write->at);
+        } catch (const FileError& failure) {
+            error = {.message = transferText::couldNotWrite + std::string(failure.what()),
+                     .full = failure.isFull()};
         } catch (const std::exception& failure) {
-            error = failure.what();
+            error = {.message = transferText::couldNotWrite + std::string(failure.what())};
         }
         if (!endWrite(std::move(*write), error)) {
             return;
@@ -101,7 +104,7 @@ std::optional<TransferState::Write> TransferState::beginWrite(std::size_t most) 
 }
 
 /// Books it, unless the transfer was over first. False once it is over.
-bool TransferState::endWrite(Write write, const std::optional<std::string>& error) {
+bool TransferState::endWrite(Write write, const std::optional<TransferError>& error) {
     Lock lock(mutex_);
     if (over_) {
         lock.unlock();
@@ -111,8 +114,7 @@ bool TransferState::endWrite(Write write, const std::optional<std::string>& erro
     }
     writing_ = false;
     if (error) {
-        endWith(lock,
-                TransferEvent{TransferEvent::Failed{{transferText::couldNotWrite + *error}, written()}});
+        endWith(lock, TransferEvent{TransferEvent::Failed{*error, written()}});
         return false;
     }
     next_ = end_ ? std::min(write.after, *end_) : write.after; // the end may have come nearer meanwhile

@@ -56,7 +56,7 @@ private:
 
     [[nodiscard]] std::int64_t written() const { return position() - offset_; }
     [[nodiscard]] std::optional<Write> beginWrite(std::size_t most);
-    [[nodiscard]] bool endWrite(Write write, const std::optional<std::string>& error);
+    [[nodiscard]] bool endWrite(Write write, const std::optional<TransferError>& error);
     void endWith(Lock& lock, std::optional<TransferEvent> event);
     void postProgress();
     void post(TransferEvent event);
