@@ -410,7 +410,9 @@ void Connections::count(Download& download, Active& active, std::int64_t written
         return; // nothing was accepted yet
     }
     const auto reached = std::max(*active.offset, checkedAdd(active.acceptedAt, written));
-    received_ = checkedAdd(received_, checkedSubtract(reached, *active.offset));
+    const auto news = checkedSubtract(reached, *active.offset);
+    received_ = checkedAdd(received_, news);
+    download.received = checkedAdd(download.received, news);
     active.offset = reached;
     piece->setDone(std::max(piece->done, checkedSubtract(reached, piece->start)));
 }

@@ -124,6 +124,7 @@ public:
     bool withoutIfRange = false;
     std::int64_t operation = 0; ///< The work of its disk that it waits for; a late one is dropped by this.
     std::optional<std::uint64_t> device; ///< Of its unfinished file, once known.
+    std::int64_t received = 0;           ///< Bytes that its connections have told of.
     double spaceDelay = 0;               ///< Seconds until it is looked again whether there is room.
 };
 

@@ -4,6 +4,7 @@
 #include "FluvaneEngine/Growth.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace fluvane {
 
@@ -19,13 +20,14 @@ double rate(std::int64_t from, std::int64_t to, double seconds) {
     return static_cast<double>(to - from) / seconds;
 }
 
-double median(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    if (values.size() % 2 == 1) {
-        return *middle;
-    }
-    return (*middle + *std::max_element(values.begin(), middle)) / 2;
+/// The mean without the highest and the lowest quarter: neither one burst changes it, nor does a server that
+/// always sends in bursts.
+double middleMean(std::vector<double> values) {
+    std::ranges::sort(values);
+    const auto quarter = static_cast<std::ptrdiff_t>(values.size() / 4);
+    const auto count = std::ssize(values) - 2 * quarter;
+    return std::accumulate(values.begin() + quarter, values.end() - quarter, 0.0) /
+           static_cast<double>(count);
 }
 
 } // namespace
@@ -59,7 +61,6 @@ bool Growth::hasBecomeFaster(const Sample& sample, const Tuning& tuning) {
     return now && now->own > *settled_ * muchFaster;
 }
 
-/// The median of the window, which one burst doesn't change.
 std::optional<Growth::Rates> Growth::measure(const Sample& sample, double atLeast) {
     const bool isFull = !window_.empty() && sample.time - window_.front().time >= atLeast;
     const double gap = window_.empty() ? sampleInterval : sample.time - window_.back().time;
@@ -70,15 +71,15 @@ std::optional<Growth::Rates> Growth::measure(const Sample& sample, double atLeas
         return std::nullopt;
     }
     std::vector<double> own;
-    std::vector<double> all;
+    std::vector<double> others;
     for (std::size_t i = 1; i < window_.size(); ++i) {
         const Sample& from = window_[i - 1];
         const Sample& to = window_[i];
         own.push_back(rate(from.bytes, to.bytes, to.time - from.time));
-        all.push_back(rate(from.receivedByAll, to.receivedByAll, to.time - from.time));
+        others.push_back(rate(from.receivedByOthers, to.receivedByOthers, to.time - from.time));
     }
     window_.clear();
-    return Rates{median(std::move(own)), median(std::move(all))};
+    return Rates{middleMean(std::move(own)), middleMean(std::move(others))};
 }
 
 Growth::Answer Growth::feed(const Sample& sample, const Limits& limits, const Tuning& tuning) {
@@ -104,10 +105,9 @@ std::optional<Growth::Back> Growth::judge(const Rates& now, const Limits& limits
     if (!before_ || !previous_) {
         return std::nullopt;
     }
-    const auto othersBefore = before_->all - before_->own;
     const bool notFaster = now.own < before_->own * (1 + gain);
-    const bool tookSpeed = !limits.isPrioritized && othersBefore > negligibleShare * before_->all &&
-                           now.all - now.own < othersBefore * (1 - gain);
+    const bool othersCount = before_->others > negligibleShare * (before_->own + before_->others);
+    const bool tookSpeed = !limits.isPrioritized && othersCount && now.others < before_->others * (1 - gain);
     if (!notFaster && !tookSpeed) {
         return std::nullopt;
     }

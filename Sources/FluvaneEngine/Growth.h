@@ -17,9 +17,9 @@ namespace fluvane {
 class Growth {
 public:
     struct Sample {
-        double time;                ///< The scheduler's seconds.
-        std::int64_t bytes;         ///< That the download has so far.
-        std::int64_t receivedByAll; ///< Bytes, a running total of all downloads.
+        double time;                   ///< The scheduler's seconds.
+        std::int64_t bytes;            ///< That the download has so far.
+        std::int64_t receivedByOthers; ///< Bytes, a running total of the other downloads.
     };
     struct Limits {
         int cap;            ///< The most connections that are allowed.
@@ -66,7 +66,7 @@ public:
 private:
     struct Rates {
         double own; ///< Bytes per second.
-        double all;
+        double others;
     };
     [[nodiscard]] std::optional<Rates> measure(const Sample& sample, double atLeast);
     [[nodiscard]] std::optional<Back> judge(const Rates& now, const Limits& limits, double gain) const;

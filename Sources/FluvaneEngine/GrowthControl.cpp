@@ -42,7 +42,7 @@ GrowthControl::GrowthControl(const DownloadList& list, const Conditions& conditi
     : list_(list), conditions_(conditions), connections_(connections) {}
 
 void GrowthControl::adapt(Download& download, std::int64_t bytes, double now) {
-    const Growth::Sample sample{now, bytes, connections_.received()};
+    const Growth::Sample sample{now, bytes, connections_.received() - download.received};
     if (isDownloading(download) && !download.growth.isGrowing()) {
         letOthersMeasure(download);
         if (download.growth.hasBecomeFaster(sample, conditions_.tuning)) {

@@ -17,22 +17,25 @@ namespace {
 struct Line {
     std::function<double(int)> own;
     std::function<double(int)> others = [](int) { return 0; };
+    bool sendsInBursts = false; ///< One in 1.5 s.
 };
 
 /// Runs a download on the line for `windows` measurements and tells what it aims for at the end of each.
 std::string targets(Growth& growth, const Line& line, const Growth::Limits& limits, int windows = 6) {
     std::string seen = std::to_string(growth.aim(limits.cap));
     double own = 0;
-    double all = 0;
+    double others = 0;
     double time = 0;
     for (int sample = 0; sample < 8 * windows && growth.isGrowing(); ++sample) {
         const auto before = growth.aim(limits.cap);
-        (void)growth.feed({time, static_cast<std::int64_t>(own), static_cast<std::int64_t>(all)}, limits, {});
+        (void)growth.feed({time, static_cast<std::int64_t>(own), static_cast<std::int64_t>(others)}, limits,
+                          {});
         if (growth.aim(limits.cap) != before) {
             seen += " " + std::to_string(growth.aim(limits.cap));
         }
-        own += 0.5 * line.own(growth.aim(limits.cap));
-        all += 0.5 * (line.own(growth.aim(limits.cap)) + line.others(growth.aim(limits.cap)));
+        const double share = !line.sendsInBursts ? 0.5 : sample % 3 == 0 ? 1.5 : 0;
+        own += share * line.own(growth.aim(limits.cap));
+        others += 0.5 * line.others(growth.aim(limits.cap));
         time += 0.5;
     }
     return seen;
@@ -49,6 +52,7 @@ TEST(Growth, DoublesWhileThatIsFasterAndCostsTheOthersNothing) {
         const char* expected;
     } const rows[] = {
         {"up to the cap", {steady}, {8, false}, "2 4 8"},
+        {"in bursts", {steady, [](int) { return 0; }, true}, {8, false}, "2 4 8"},
         {"a cap below the start", {steady}, {1, false}, "1"},
         {"10 % is not faster", {fullAt(4.4e6)}, {16, false}, "2 4 8 4"},
         {"16 % is", {fullAt(4.65e6)}, {8, false}, "2 4 8"},
