@@ -6,6 +6,7 @@
 
 #include "Fluvane/Linux/DiskFiles.h"
 #include "Fluvane/Linux/JSONDownloadStore.h"
+#include "Support/Numbers.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/TestQueue.h"
 
@@ -16,6 +17,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <future>
 #include <mutex>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -186,6 +188,18 @@ TEST_F(DiskFileTest, ClosingWaitsForWritesAndSyncs) {
     file->close();
     std::ranges::for_each(connections, &std::thread::join);
     EXPECT_EQ(refused, 3);
+}
+
+TEST_F(DiskFileTest, WhatHangsHoldsUpItsOwnDownloadOnly) {
+    std::promise<void> answer;
+    const auto disk = answer.get_future().share();
+    std::string done;
+    store.aside(1_id, [disk] { disk.wait(); }, [&] { done += "first "; });
+    store.aside(1_id, [] {}, [&] { done += "second "; });
+    store.aside(2_id, [] {}, [&] { done += "other "; });
+    ASSERT_TRUE(queue.runUntil([&] { return done == "other "; })) << done;
+    answer.set_value();
+    EXPECT_TRUE(queue.runUntil([&] { return done == "other first second "; })) << done;
 }
 
 TEST_F(DiskFileTest, TellsTheFreeSpaceOfTheNearestFolder) {
