@@ -23,7 +23,7 @@ namespace {
 /// Seconds between looks. A disk that says it has room and then has none, as with a quota, is asked less and
 /// less often.
 constexpr double lookInterval = 5;
-constexpr double longestInterval = 300;
+constexpr double longestInterval = 60;
 /// Kept free beside what is promised to others: their needs are known to a block, not to a byte.
 constexpr std::int64_t largestReserve = 1'000'000'000;
 constexpr std::int64_t reserveShare = 50;
@@ -75,7 +75,10 @@ void DiskSpace::look(Download& download, Looked then) {
         download, [files = &disk_.files(), folder = download.record.folder] { return files->space(folder); },
         [this, then = std::move(then)](Download& looking, const std::optional<Space>& space) {
             looking.device = space ? std::optional(space->device) : std::nullopt;
-            then(looking, space ? shortage(looking, *space) : std::nullopt);
+            // Some file systems don't count what is free. On a full one the first write says so.
+            const bool counts =
+                space && (space->free > 0 || looking.record.state.isWaiting(State::Wait::space));
+            then(looking, counts ? shortage(looking, *space) : std::nullopt);
         });
 }
 
@@ -91,8 +94,9 @@ std::optional<DiskSpace::Shortage> DiskSpace::shortage(const Download& download,
         const auto reserve = std::min(largestReserve, space.total / reserveShare);
         needed = checkedAdd(needed, checkedAdd(promised, reserve));
     }
-    return space.free < needed ? std::optional(Shortage{.needed = needed, .place = space.place})
-                               : std::nullopt;
+    return space.free < std::max<std::int64_t>(needed, 1)
+               ? std::optional(Shortage{.needed = needed, .place = space.place})
+               : std::nullopt;
 }
 
 std::int64_t DiskSpace::promisedBeside(const Download& download, std::uint64_t device) const {

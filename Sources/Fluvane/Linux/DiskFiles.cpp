@@ -316,8 +316,7 @@ std::optional<Space> DiskFileStore::space(const URL& folder) {
         }
         path = path.parent_path();
     }
-    if (volume.f_blocks == 0 || volume.f_frsize == 0 || volume.f_bavail == 0) {
-        // A file system that doesn't count. On a really full one the write says so.
+    if (volume.f_blocks == 0 || volume.f_frsize == 0) {
         return std::nullopt;
     }
     const auto bytes = [&](std::uint64_t blocks) {
