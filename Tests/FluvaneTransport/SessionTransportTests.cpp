@@ -315,6 +315,25 @@ TEST_F(TransportTest, GroupsBeyondTheThreadsShareThem) {
     EXPECT_LE(threads(), 5) << "four spare ones";
 }
 
+TEST_F(TransportTest, ConnectionsOpenedAtOnceComeOneAfterTheOther) {
+    std::mutex mutex;
+    std::vector<std::chrono::steady_clock::time_point> arrivals;
+    ScriptedServer server([&](ScriptedServer::Client& client) {
+        client.readRequest();
+        const std::lock_guard lock(mutex);
+        arrivals.push_back(std::chrono::steady_clock::now());
+        client.send(ok("body"));
+    });
+    std::vector<std::shared_ptr<Fetch>> fetches;
+    for (int i = 0; i < 4; ++i) {
+        fetches.push_back(start({.url = *URL::parse(server.url("/")), .group = 1}));
+    }
+    for (const auto& fetch : fetches) {
+        EXPECT_EQ(run(*fetch), "finished 4");
+    }
+    EXPECT_GE(arrivals.back() - arrivals.front(), std::chrono::milliseconds(50)) << "75 but for late threads";
+}
+
 TEST_F(TransportTest, WakesTransfersAsleepOnALiftedLimit) {
     transport->setSpeedLimit(1);
     const auto body = digits(200'000);

@@ -18,6 +18,8 @@ namespace fluvane {
 namespace {
 
 constexpr double longestSleep = 24 * 60 * 60;
+/// Seconds between connections that are to be opened at once: many servers take a burst for an attack.
+constexpr double spreading = 0.025;
 
 void initialiseLibrary() {
     static const CURLcode done = curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -97,7 +99,8 @@ void TransferLoop::run() {
     pthread_setname_np(pthread_self(), "transfer");
     leaveSignalsToTheMainThread();
     while (auto starting = inbox_->take()) {
-        std::for_each(starting->begin(), starting->end(), [this](const auto& transfer) { add(transfer); });
+        std::for_each(starting->begin(), starting->end(), [this](const auto& transfer) { spread(transfer); });
+        beginDue();
         runRound();
         sleep();
     }
@@ -114,6 +117,26 @@ void TransferLoop::runRound() {
     gathered_.flush();
     collectEnds();
     removeConcluded(now);
+}
+
+void TransferLoop::spread(std::shared_ptr<TransferState> transfer) {
+    std::erase_if(last_, [](const auto& entry) { return entry.second.transfer->isOver(); });
+    const double now = uptime();
+    const auto server = transfer->request().url.site().value_or("");
+    const auto before = last_.find(server);
+    const double time = before == last_.end() ? now : std::max(now, before->second.time + spreading);
+    last_.insert_or_assign(server, Due{time, transfer});
+    const auto place = std::ranges::upper_bound(due_, time, {}, &Due::time);
+    due_.insert(place, Due{time, std::move(transfer)});
+}
+
+void TransferLoop::beginDue() {
+    const double now = uptime();
+    while (!due_.empty() && due_.front().time <= now) {
+        const auto transfer = std::move(due_.front().transfer);
+        due_.erase(due_.begin());
+        add(transfer);
+    }
 }
 
 void TransferLoop::add(const std::shared_ptr<TransferState>& transfer) {
@@ -152,13 +175,13 @@ void TransferLoop::removeConcluded(double now) {
 }
 
 void TransferLoop::sleep() {
-    double until = uptime() + longestSleep;
+    double until = due_.empty() ? uptime() + longestSleep : due_.front().time;
     for (const auto& connection : connections_) {
         until = std::min(until, connection->nextTime().value_or(until));
     }
     const double seconds = until - uptime();
     if (seconds > 0) {
-        asleep_ = connections_.empty();
+        asleep_ = connections_.empty() && due_.empty();
         curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(std::ceil(seconds * 1000)), nullptr);
         asleep_ = false;
     }
@@ -170,6 +193,10 @@ void TransferLoop::abandonAll() {
         curl_multi_remove_handle(multi_.get(), connection->handle());
     }
     connections_.clear();
+    for (const auto& entry : due_) {
+        entry.transfer->abandon();
+    }
+    due_.clear();
 }
 
 } // namespace fluvane

@@ -9,7 +9,9 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -48,8 +50,16 @@ private:
     };
     using Connections = std::vector<std::unique_ptr<TransferConnection>>;
 
+    /// One to begin at its time.
+    struct Due {
+        double time;
+        std::shared_ptr<TransferState> transfer;
+    };
+
     void run();
     void runRound();
+    void spread(std::shared_ptr<TransferState> transfer);
+    void beginDue();
     void add(const std::shared_ptr<TransferState>& transfer);
     void collectEnds();
     void removeConcluded(double now);
@@ -63,6 +73,8 @@ private:
     std::shared_ptr<TransferInbox> inbox_;
     GatherBuffer gathered_;
     ConnectionContext context_;
+    std::vector<Due> due_;                            ///< The thread's, in the order of their times.
+    std::map<std::string, Due> last_;                 ///< The thread's: the last one to each server.
     Connections connections_;                         ///< The thread's.
     std::vector<std::weak_ptr<TransferState>> given_; ///< The main queue's.
     std::atomic<bool> asleep_ = true;
