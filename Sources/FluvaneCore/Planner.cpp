@@ -103,10 +103,11 @@ std::optional<Work> nextWork(const std::vector<Piece>& pieces, const Busy& busy,
     return Split{candidate->start, std::min(middle, latest)};
 }
 
-void joinComplete(std::vector<Piece>& pieces) {
+void joinComplete(std::vector<Piece>& pieces, const Busy& busy) {
+    const auto isDone = [&](const Piece& piece) { return piece.isComplete() && !busy.contains(piece.start); };
     std::size_t last = 0;
     for (std::size_t next = 1; next < pieces.size(); ++next) {
-        if (pieces[last].isComplete() && pieces[next].isComplete()) {
+        if (isDone(pieces[last]) && isDone(pieces[next])) {
             pieces[last].end = pieces[next].end;
             pieces[last].setDone(checkedSubtract(*pieces[last].end, pieces[last].start));
         } else {

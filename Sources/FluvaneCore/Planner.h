@@ -37,7 +37,8 @@ using Busy = std::map<std::int64_t, std::int64_t>;
 /// With a stride the file is filled from the front: a busy piece is split no further ahead of its connection.
 [[nodiscard]] std::optional<Work> nextWork(const std::vector<Piece>& pieces, const Busy& busy,
                                            std::int64_t minimum, std::optional<std::int64_t> stride = {});
-/// Makes one of neighbours that are complete: a long file filled from the front would have a great many.
-void joinComplete(std::vector<Piece>& pieces);
+/// Makes one of neighbours that are complete and not busy: a long file filled from the front would have a
+/// great many.
+void joinComplete(std::vector<Piece>& pieces, const Busy& busy);
 
 } // namespace fluvane::planner

@@ -135,7 +135,7 @@ bool Connections::openOne(Download& download) {
 std::optional<planner::Work> Connections::nextWork(Download& download) {
     const bool fromFront = download.file && !download.file->isSparse();
     if (fromFront) {
-        planner::joinComplete(download.record.pieces);
+        planner::joinComplete(download.record.pieces, busyPieces(download));
     }
     const auto next = [&] {
         return planner::nextWork(download.record.pieces, busyPieces(download),

@@ -34,25 +34,30 @@ std::int64_t stillNeeded(const Download& download) {
 
 bool isPromised(const Download& download) {
     const State& state = download.record.state;
-    return !state.isDone() && !state.isWaiting(State::Wait::space) &&
+    return !state.is<State::Finished>() && !state.isWaiting(State::Wait::space) &&
            (download.record.partial || state.isActive());
 }
 
 } // namespace
 
 void DiskSpace::begin() {
-    std::vector<std::pair<DownloadID, URL>> left;
+    std::map<std::string, Left> left; // by folder: one that doesn't answer holds up no other's
     for (const auto& download : list_) {
-        if (download->record.partial && !download->record.state.isDone()) {
-            left.emplace_back(download->id(), *download->record.partial);
+        const auto& record = download->record;
+        if (record.partial && !record.state.is<State::Finished>()) {
+            left[record.folder.path()].emplace_back(record.id, *record.partial);
         }
     }
-    if (left.empty()) {
-        return;
+    std::int64_t lane = 0; // no download's
+    for (auto& [folder, files] : left) {
+        begin(DownloadID{--lane}, std::move(files));
     }
+}
+
+void DiskSpace::begin(DownloadID lane, Left left) {
     auto devices = std::make_shared<std::map<DownloadID, std::uint64_t>>();
     disk_.files().aside(
-        DownloadID{},
+        lane,
         [files = &disk_.files(), left = std::move(left), devices] {
             for (const auto& [id, location] : left) {
                 if (const auto identity = files->identity(location)) {
@@ -74,7 +79,9 @@ void DiskSpace::look(Download& download, Looked then) {
     disk_.run(
         download, [files = &disk_.files(), folder = download.record.folder] { return files->space(folder); },
         [this, then = std::move(then)](Download& looking, const std::optional<Space>& space) {
-            looking.device = space ? std::optional(space->device) : std::nullopt;
+            if (space) {
+                looking.device = space->device;
+            }
             // Some file systems don't count what is free. On a full one the first write says so.
             const bool counts =
                 space && (space->free > 0 || looking.record.state.isWaiting(State::Wait::space));

@@ -12,6 +12,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace fluvane {
 
@@ -38,6 +40,8 @@ public:
     void wait(Download& download, const std::optional<Shortage>& shortage);
 
 private:
+    using Left = std::vector<std::pair<DownloadID, URL>>;
+    void begin(DownloadID lane, Left left);
     [[nodiscard]] std::optional<Shortage> shortage(const Download& download, const Space& space) const;
     [[nodiscard]] std::int64_t promisedBeside(const Download& download, std::uint64_t device) const;
     void lookAgain(Download& download);

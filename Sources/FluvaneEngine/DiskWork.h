@@ -39,25 +39,33 @@ public:
     }
 
     /// `work()` aside, then `done(download, result)`. Neither may throw. `undo(result)` is done aside instead
-    /// when the download doesn't wait for it anymore; the result is let go there in any case.
+    /// when the download doesn't wait for it anymore, or wherever the work ends after the engine's end; the
+    /// result is let go there in any case.
     template <class Work, class Done, class Undo>
     void run(Download& download, Work work, Done done, Undo undo) {
         using Result = std::invoke_result_t<Work&>;
         abandon(download);
         auto result = std::make_shared<std::optional<Result>>();
+        auto follow = turns_.later([this, result, id = download.id(), operation = download.operation,
+                                    done = std::move(done), undo]() mutable {
+            if (Download* const found = waiting(id, operation)) {
+                done(*found, **result);
+            } else {
+                files_->aside(id, [result, undo]() mutable {
+                    undo(**result);
+                    result->reset();
+                });
+            }
+        });
         files_->aside(
             download.id(), [result, work = std::move(work)]() mutable { result->emplace(work()); },
-            turns_.later([this, result, id = download.id(), operation = download.operation,
-                          done = std::move(done), undo = std::move(undo)]() mutable {
-                if (Download* const found = waiting(id, operation)) {
-                    done(*found, **result);
+            [result, undo, follow = std::move(follow), alive = turns_.alive()]() mutable {
+                if (alive.expired()) {
+                    undo(**result);
                 } else {
-                    files_->aside(id, [result, undo = std::move(undo)]() mutable {
-                        undo(**result);
-                        result->reset();
-                    });
+                    follow();
                 }
-            }));
+            });
     }
     template <class Work, class Done>
     void run(Download& download, Work work, Done done) {

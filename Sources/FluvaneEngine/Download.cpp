@@ -36,7 +36,9 @@ std::optional<std::int64_t> Download::Active::reached() const {
 }
 
 int Download::connectionsTaken() const {
-    const bool opensFile = record.state.is<DownloadState::Downloading>() && !file;
+    const auto& state = record.state;
+    const bool opensFile =
+        (state.is<DownloadState::Starting>() || state.is<DownloadState::Downloading>()) && !file;
     return transfers.empty() && opensFile ? 1 : static_cast<int>(transfers.size());
 }
 

@@ -215,7 +215,7 @@ void ListSaver::beginCheckpoints() {
 }
 
 void ListSaver::begin(Device device, Disk& disk) {
-    const auto written = takeFiles(device, disk);
+    auto written = takeFiles(device, disk);
     disk.wanted = false;
     ++disk.begun;
     if (written.empty()) {
@@ -224,9 +224,9 @@ void ListSaver::begin(Device device, Disk& disk) {
     }
     std::vector<Noted> noted;
     std::vector<std::shared_ptr<PieceFile>> files;
-    for (const auto& one : written) {
+    for (auto& one : written) {
         noted.push_back(note(one));
-        files.push_back(one.file);
+        files.push_back(std::move(one.file)); // the last one to hold it may wait for its disk
     }
     store_->sync(std::move(files), turns_.later([this, device, noted = std::move(noted)](const auto& failed) {
         synced(device, noted, failed);

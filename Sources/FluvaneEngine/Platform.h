@@ -224,8 +224,8 @@ class FileStore {
 public:
     virtual ~FileStore() = default;
     /// Runs `work` off the engine's context, then `done`, if any, on it. What belongs to one download is done
-    /// in the order given, and waits for no other download's. What isn't begun when the store ends is given
-    /// up.
+    /// in the order given, and waits for no other download's. What isn't done when the store ends is done
+    /// before that, `done` where `work` was.
     virtual void aside(DownloadID download, std::function<void()> work, std::function<void()> done = {}) = 0;
 
     // From here to `space`: for work that is done aside. From any thread.

@@ -3,7 +3,6 @@
 
 #include "FluvaneEngine/Runner.h"
 
-#include "FluvaneCore/Objections.h"
 #include "FluvaneEngine/Log.h"
 
 #include <algorithm>
@@ -72,35 +71,6 @@ bool Runner::makeRoom(const Download& download) {
     halt(*newest);
     turns_.set(*newest, State::Queued{});
     return true;
-}
-
-void Runner::start(Download& download) {
-    download.meter = SpeedMeter();
-    DiskWork::abandon(download);
-    if (Starter::mayCarryOn(download.record)) {
-        turns_.set(download, State::Downloading{});
-    } else {
-        turns_.set(download, State::Starting{});
-    }
-    parts_.starter.carryOn(download, [this](Download& opened, const Outcome<bool>& carriesOn) {
-        if (!carriesOn.ok()) {
-            fail(opened, carriesOn.error());
-        } else if (carriesOn.value()) {
-            carryOn(opened);
-        } else {
-            startAfresh(opened);
-        }
-    });
-}
-
-void Runner::startAfresh(Download& download) {
-    if (download.record.url.absoluteString().size() > words::longestLink) {
-        fail(download, std::string(words::linkTooLong));
-        return;
-    }
-    parts_.starter.startAfresh(download);
-    turns_.set(download, State::Starting{});
-    parts_.connections.probe(download);
 }
 
 void Runner::carryOn(Download& download) {
@@ -186,49 +156,9 @@ void Runner::received(DownloadID id, Token token, const TransferEvent& event) {
 }
 
 void Runner::progressed(Download& download) {
+    download.spaceDelay = 0;
     const auto now = scheduler_->now();
     parts_.growth.adapt(download, download.measure(now), now);
-}
-
-/// The probe's connection becomes the one of the first piece.
-void Runner::probeAnswered(Download& download, Token token, const TransferResponse& response) {
-    const auto answer = answers::withEmptyFile(response);
-    if (refused(download, token, answer, answers::Request::probe)) {
-        return;
-    }
-    if (const auto sentence = parts_.starter.take(download, answer)) {
-        fail(download, *sentence);
-        return;
-    }
-    parts_.space.look(download, [this, token, answer](Download& looked, const auto& shortage) {
-        if (shortage && shortage->failure) {
-            fail(looked, *shortage->failure);
-        } else if (shortage) {
-            waitForSpace(looked, shortage);
-        } else {
-            create(looked, token, answer);
-        }
-    });
-}
-
-void Runner::create(Download& download, Token token, const TransferResponse& response) {
-    parts_.starter.create(download, response, [this, token](Download& created, const auto& sentence) {
-        Active* const active = Connections::find(created, token);
-        if (sentence || !active) {
-            fail(created, sentence.value_or(stoppedSendingParts));
-            return;
-        }
-        active->isProbe = false;
-        active->accept(created.file, 0, created.record.pieces.front());
-        created.caps.granted(created.writing());
-        turns_.set(created, State::Downloading{});
-        carryOn(created);
-    });
-}
-
-void Runner::waitForSpace(Download& download, const std::optional<DiskSpace::Shortage>& shortage) {
-    halt(download);
-    parts_.space.wait(download, shortage);
 }
 
 void Runner::pieceAnswered(Download& download, Active& active, const TransferResponse& response) {
@@ -393,11 +323,13 @@ void Runner::failed(Download& download, const TransferError& error, std::optiona
         parts_.saver.close(download);
         download.claim.reopen(download.record.pieces);
     }
-    if (error.full) {
+    DiskWork::abandon(download); // of a probe that ended while its file was being made
+    const bool isUnending = error.full && !download.record.size; // it would be fetched anew for ever
+    if (error.full && !isUnending) {
         waitForSpace(download, std::nullopt);
         return;
     }
-    const bool isHopeless = error.lasting && download.writing() == 0;
+    const bool isHopeless = isUnending || (error.lasting && download.writing() == 0);
     if (isHopeless || !parts_.retries.mayTryAgain(download, error)) {
         fail(download, error.message);
         return;

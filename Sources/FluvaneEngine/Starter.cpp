@@ -8,7 +8,6 @@
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Answers.h"
 #include "FluvaneEngine/Log.h"
-#include "FluvaneEngine/UnfinishedFile.h"
 
 #include <algorithm>
 #include <set>
@@ -111,11 +110,12 @@ void Starter::carryOn(Download& download, Opened then) const {
         },
         [then = std::move(then)](Download& opening, unfinishedFile::Opened& opened) {
             if (opened.failure) {
-                then(opening, Outcome<bool>::failure(*opened.failure));
+                then(opening, Outcome<bool>::failure(opened.failure->sentence));
                 return;
             }
             opening.file = std::move(opened.file);
             if (opening.file) {
+                opening.device = opening.file->identity().device;
                 picksUp(opening);
             }
             then(opening, Outcome<bool>::success(opening.file != nullptr));
@@ -195,6 +195,7 @@ void Starter::create(Download& download, const TransferResponse& response, Creat
                 creating.record.name = created.name;
                 creating.record.partial = created.location;
                 creating.file = std::move(created.file);
+                creating.device = creating.file->identity().device;
                 layOut(creating, status == 206);
                 log::downloads([&] { return told(creating.record, status); });
             }

@@ -8,6 +8,7 @@
 #include "FluvaneEngine/DownloadList.h"
 #include "FluvaneEngine/Environment.h"
 #include "FluvaneEngine/ServerCounts.h"
+#include "FluvaneEngine/UnfinishedFile.h"
 
 #include <functional>
 #include <optional>
@@ -37,8 +38,8 @@ public:
     /// Takes the probe's answer, a 200 or 206. Returns the sentence for the user when it can't be downloaded.
     [[nodiscard]] std::optional<std::string> take(Download& download, const TransferResponse& response) const;
     /// Creates the unfinished file of what was taken: afterwards the download has a name, pieces and an open
-    /// file. Calls back with the sentence for the user when that can't be.
-    using Created = std::function<void(Download&, const std::optional<std::string>& sentence)>;
+    /// file. Calls back with a failure when that can't be.
+    using Created = std::function<void(Download&, const std::optional<unfinishedFile::Failure>& failure)>;
     void create(Download& download, const TransferResponse& response, Created then) const;
 
 private:

@@ -53,6 +53,8 @@ public:
     void assertContext() const;
     /// From now on nothing that was wrapped runs.
     void end() { alive_.reset(); }
+    /// Expired from then on. From any thread.
+    [[nodiscard]] std::weak_ptr<bool> alive() const { return alive_; }
 
     /// Work for later, in a turn of its own; it doesn't outlive the engine. Nothing settles until it returns.
     template <class Work>

@@ -48,29 +48,33 @@ Created tryToCreate(FileStore& files, const Wanted& wanted) {
 } // namespace
 
 Opened open(FileStore& files, const Left& left) {
+    bool wasThere = false;
     try {
         auto file = left.size ? files.open(left.location) : nullptr;
         if (file && isWhole(files, *file, left)) {
             return {.file = std::move(file)};
         }
+        wasThere = file != nullptr;
     } catch (const FileError& error) {
         // An intact file isn't thrown away because it can't be opened now.
-        return {.failure = fmt::format("Couldn't open the unfinished file: {}", error.what())};
+        return {.failure = Failure{fmt::format("Couldn't open the unfinished file: {}", error.what())}};
     }
     // Where a drive isn't mounted, a new folder in its place would begin the download at 0.
     if (left.done > 0 && !files.isFolder(left.folder)) {
-        return {.failure =
+        return {.failure = Failure{
                     fmt::format("The folder “{}” isn't there. It may be on a drive that isn't connected.",
-                                left.folder.path())};
+                                left.folder.path())}};
     }
-    return {};
+    const bool cameMeanwhile = left.size && !wasThere && files.identity(left.location);
+    return cameMeanwhile ? open(files, left) : Opened{};
 }
 
 Created create(FileStore& files, const Wanted& wanted) {
     try {
         return tryToCreate(files, wanted);
     } catch (const FileError& error) {
-        return {.failure = fmt::format("Couldn't create the file: {}", error.what())};
+        return {.failure =
+                    Failure{fmt::format("Couldn't create the file: {}", error.what()), error.isFull()}};
     }
 }
 

@@ -26,10 +26,15 @@ struct Left {
     std::int64_t reaches;             ///< The end of the last byte that is claimed of it.
     std::optional<std::int64_t> size; ///< Of the whole; absent when nothing can be carried on from.
 };
+/// Why it can't be had.
+struct Failure {
+    std::string sentence; ///< For the user.
+    bool isFull = false;  ///< For want of space.
+};
 /// Neither a file nor a failure: there is none anymore.
 struct Opened {
     std::shared_ptr<PieceFile> file{};
-    std::optional<std::string> failure{}; ///< A sentence for the user.
+    std::optional<Failure> failure{};
 };
 [[nodiscard]] Opened open(FileStore& files, const Left& left);
 
@@ -44,7 +49,7 @@ struct Created {
     std::shared_ptr<PieceFile> file{}; ///< Null with a failure.
     std::string name{};
     std::optional<URL> location{};
-    std::optional<std::string> failure{}; ///< A sentence for the user.
+    std::optional<Failure> failure{};
 };
 /// Under the first free name: nothing is ever replaced.
 [[nodiscard]] Created create(FileStore& files, const Wanted& wanted);

@@ -279,6 +279,29 @@ TEST_F(StarterTest, AFileCreatedTooLateIsRemoved) {
     engine.files->answer(1_id);
     engine.turns();
     EXPECT_THAT(engine.files->paths(), IsEmpty());
+    engine.manager->resume(1_id);
+    engine.turns();
+    engine.files->hung = {1_id};
+    engine.transport->last().respondPart(3'000'000);
+    EXPECT_TRUE(engine.manager->stop());
+    engine.files->answer(1_id);
+    engine.turns();
+    EXPECT_THAT(engine.files->paths(), IsEmpty()) << "not at the end, either";
+}
+
+TEST_F(StarterTest, AFullDiskAtTheCreationIsWaitedForUnlessTheLengthIsUnknown) {
+    auto& probe = addAndProbe();
+    engine.files->failFull = "No space left on device";
+    probe.respondPart(3'000'000);
+    EXPECT_EQ(engine.state(1_id), "no-space");
+    engine.files->failFull.reset();
+    engine.scheduler.runFor(6);
+    auto& second = engine.transport->last();
+    second.respond(200);
+    engine.files->failFull = "No space left on device";
+    second.send(1000);
+    EXPECT_EQ(engine.failure(1_id), "Couldn't write to the file: No space left on device")
+        << "fetched anew, it would meet the same";
 }
 
 TEST_F(StarterTest, WaitsForSpaceThatOthersNeed) {

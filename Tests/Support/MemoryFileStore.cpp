@@ -139,6 +139,9 @@ std::optional<std::int64_t> MemoryFileStore::size(const URL& location) {
 
 std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::optional<std::int64_t> size) {
     failIf(failCreate);
+    if (faults_->full) {
+        throw FileError(*faults_->full, true);
+    }
     onCreate(location.path());
     if (exists(location)) {
         return nullptr;

@@ -88,7 +88,7 @@ public:
     /// files hold for files already open too.
     std::optional<std::string> failCreate, failOpen, failFinish, failChecksum;
     std::optional<std::string>& failSync = faults_->sync;
-    std::optional<std::string>& failFull = faults_->full; ///< Of writes, for want of space.
+    std::optional<std::string>& failFull = faults_->full; ///< Of writes and creations, for want of space.
 
     /// Runs right before a file is created there: somebody else may be faster.
     std::function<void(const std::string& path)> onCreate = [](const auto&) {};

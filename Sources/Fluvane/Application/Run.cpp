@@ -22,9 +22,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace fluvane {
 
@@ -56,15 +58,21 @@ void logTo(tessivar::LogFiles& files) {
     });
 }
 
-/// Everything that a disk holds up is left where it is.
-void endNow(InstanceLock& lock, tessivar::LastRun& lastRun, int status) {
+/// Everything that a disk holds up is left where it is. The log's and the record's disk may be the one.
+[[noreturn]] void endNow(InstanceLock& lock, tessivar::LastRun& lastRun, int status) {
     static constexpr const char* sentence =
         "A disk doesn't answer, and isn't waited for any longer. What was written to it last will be "
         "fetched again.";
-    std::fprintf(stderr, "Fluvane: %s\n", sentence);
-    tessivar::log::lifecycle.error(sentence);
-    lastRun.end();
     lock.release();
+    std::fprintf(stderr, "Fluvane: %s\n", sentence);
+    std::promise<void> told;
+    const auto isTold = told.get_future();
+    std::thread([&] {
+        tessivar::log::lifecycle.error(sentence);
+        lastRun.end();
+        told.set_value();
+    }).detach();
+    (void)isTold.wait_for(std::chrono::seconds(1));
     std::_Exit(status);
 }
 
@@ -76,7 +84,7 @@ int runEventLoop(const tessivar::LogFiles& log, Visit visit, Frontend& frontend,
     live.start(std::move(visit));
     const int status = QCoreApplication::exec();
     bound = std::make_unique<EndBound>(endPatience, [&endNow, status] { endNow(status); });
-    watch.busy(); // saving at the end may hang as well
+    watch.stop(); // a disk may hold up the end for longer than a hang may last
     live.stop();
     return status;
 }

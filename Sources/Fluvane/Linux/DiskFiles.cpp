@@ -30,6 +30,14 @@ constexpr mode_t folderMode = 0777;
 /// Bytes after which the kernel is asked to start writing, which keeps the next sync short.
 constexpr std::int64_t writebackEvery = 8LL * 1024 * 1024;
 
+bool isFull(int code) {
+    return code == ENOSPC || code == EDQUOT;
+}
+
+FileError failure(const SystemError& error) {
+    return FileError(error.what(), isFull(error.code()));
+}
+
 /// None when that fails with the expected code.
 Descriptor openedUnless(int expected, const std::string& path, int flags) {
     try {
@@ -38,12 +46,8 @@ Descriptor openedUnless(int expected, const std::string& path, int flags) {
         if (error.code() == expected) {
             return {};
         }
-        throw FileError(error.what());
+        throw failure(error);
     }
-}
-
-bool isFull(int code) {
-    return code == ENOSPC || code == EDQUOT;
 }
 
 /// File systems without holes, and the longest file that each takes. On others the first write finds out.
@@ -53,6 +57,7 @@ struct Solid {
 };
 constexpr Solid solidOnes[] = {
     {0x4d44, 0xffff'ffff},                                  // FAT
+    {0x7366746e, std::numeric_limits<std::int64_t>::max()}, // NTFS
     {0x2011bab0, std::numeric_limits<std::int64_t>::max()}, // exFAT
     {0x4244, 0x7fff'ffff},                                  // HFS
     {0x482b, std::numeric_limits<std::int64_t>::max()},     // HFS+
@@ -81,7 +86,7 @@ void setLength(const Descriptor& file, std::int64_t size) {
     }
     while (::ftruncate(file.get(), size) != 0) {
         if (errno != EINTR) {
-            throw FileError(errorText(errno));
+            throw FileError(errorText(errno), isFull(errno));
         }
     }
 }
@@ -137,7 +142,7 @@ void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {
         throw FileError("The file is closed.");
     }
     if (const int code = syncFailure_; code != 0) {
-        throw FileError(errorText(code));
+        throw FileError(errorText(code), isFull(code));
     }
     const auto count = static_cast<std::int64_t>(bytes.size());
     while (!bytes.empty()) {
@@ -233,7 +238,9 @@ void DiskFileStore::aside(DownloadID download, std::function<void()> work, std::
                      [this, work = std::move(work), done = std::move(done)]() mutable {
                          work();
                          work = nullptr; // what it holds may be an open file
-                         if (done && !ending_) {
+                         if (done && ending_) {
+                             done();
+                         } else if (done) {
                              mainQueue_.post(std::move(done));
                          }
                      });
@@ -266,7 +273,7 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
     try {
         tessivar::createFolders(path.parent_path(), folderMode);
     } catch (const SystemError& error) {
-        throw FileError(error.what());
+        throw failure(error);
     }
     auto file = openedUnless(EEXIST, path.string(), O_CREAT | O_EXCL);
     if (!file.isOpen()) {
@@ -335,9 +342,10 @@ std::optional<Space> DiskFileStore::space(const URL& folder) {
 void DiskFileStore::checksum(const URL& file, const std::optional<WrittenFile>& written,
                              Checksum::Algorithm algorithm,
                              std::function<void(Outcome<std::string>)> completion) {
-    // Where a finished file is, only the disk knows: these wait for each other.
+    // Where a finished file is, only the disk knows: those of a folder wait for each other.
+    const auto folder = std::hash<std::string>()(std::filesystem::path(pathOf(file)).parent_path().string());
     run<std::string>(
-        written ? written->identity.device : 0,
+        written ? written->identity.device : folder,
         [this, file, written, algorithm] {
             awaitWrites(written);
             return digestOf(pathOf(file), written, algorithm, ending_);

@@ -73,7 +73,7 @@ private:
 /// The engine's files on the local file system. Made and ended on the main queue. What is asked for runs on
 /// threads that each wait for one disk: a download's own, and for digests and final moves the file system's.
 /// When the store ends, digests and moves not done are given up (an interrupted move leaves the unfinished
-/// file where it was), other work is done; completions aren't called anymore.
+/// file where it was), and their completions never called; other work is done.
 class DiskFileStore : public FileStore {
 public:
     /// `applicationIdentifier` labels the threads. `mainQueue` must outlive the store.

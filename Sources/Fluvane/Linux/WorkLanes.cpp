@@ -10,20 +10,24 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
 namespace fluvane {
 
-struct WorkLanes::Lanes {
+struct WorkLanes::Lanes : std::enable_shared_from_this<Lanes> {
+    using Waiting = std::map<std::uint64_t, std::deque<std::function<void()>>>;
+
+    Waiting::iterator open(std::uint64_t key);
     void run(std::uint64_t key);
     [[nodiscard]] bool isDone() const { return unfinished == 0; }
 
     std::string label;
     std::mutex mutex; ///< For all below.
     std::condition_variable done;
-    std::map<std::uint64_t, std::deque<std::function<void()>>> waiting; ///< One for each thread.
-    std::size_t unfinished = 0;                                         ///< Work waiting or running.
+    Waiting waiting;            ///< One for each thread.
+    std::size_t unfinished = 0; ///< Work waiting or running.
 };
 
 WorkLanes::WorkLanes(std::string label) : lanes_(std::make_shared<Lanes>()) {
@@ -37,17 +41,30 @@ WorkLanes::~WorkLanes() {
 
 void WorkLanes::async(std::uint64_t key, std::function<void()> work) {
     const std::lock_guard lock(lanes_->mutex);
-    if (!lanes_->waiting.contains(key)) {
-        // Waits for the lock. Where no thread can be had, nothing has changed.
-        std::thread([lanes = lanes_, key] { lanes->run(key); }).detach();
+    auto lane = lanes_->waiting.find(key);
+    if (lane == lanes_->waiting.end()) {
+        lane = lanes_->open(key);
     }
-    lanes_->waiting[key].push_back(std::move(work));
+    lane->second.push_back(std::move(work));
     ++lanes_->unfinished;
 }
 
 bool WorkLanes::drain(std::chrono::milliseconds patience) {
     std::unique_lock lock(lanes_->mutex);
     return lanes_->done.wait_for(lock, patience, [this] { return lanes_->isDone(); });
+}
+
+/// Where no thread can be had, another key's has to do.
+WorkLanes::Lanes::Waiting::iterator WorkLanes::Lanes::open(std::uint64_t key) {
+    try {
+        std::thread([lanes = shared_from_this(), key] { lanes->run(key); }).detach(); // waits for the lock
+    } catch (const std::system_error&) {
+        if (waiting.empty()) {
+            throw;
+        }
+        return waiting.begin();
+    }
+    return waiting.try_emplace(key).first;
 }
 
 void WorkLanes::Lanes::run(std::uint64_t key) {

@@ -141,6 +141,7 @@ void TransferLoop::beginDue() {
 
 void TransferLoop::add(const std::shared_ptr<TransferState>& transfer) {
     if (transfer->isOver()) {
+        transfer->release();
         return;
     }
     try {
@@ -169,6 +170,7 @@ void TransferLoop::removeConcluded(double now) {
         const bool concluded = connection->conclude(now);
         if (concluded) {
             curl_multi_remove_handle(multi_.get(), connection->handle());
+            connection->transfer().release();
         }
         return concluded;
     });

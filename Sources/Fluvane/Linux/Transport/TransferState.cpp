@@ -54,6 +54,7 @@ void TransferState::setEnd(std::int64_t end) {
 
 void TransferState::cancel() {
     events_ = nullptr;
+    cancelled_ = !isOver();
     abandon();
 }
 
@@ -112,16 +113,17 @@ bool TransferState::endWrite(Write write, const std::optional<TransferError>& er
         writing_ = false;
         return false;
     }
+    if (!error) {
+        next_ = end_ ? std::min(write.after, *end_) : write.after; // the end may have come nearer meanwhile
+    }
+    if (error || next_ == end_) {
+        endWith(lock, error ? TransferEvent{TransferEvent::Failed{*error, written()}}
+                            : TransferEvent{TransferEvent::Finished{written()}});
+        write.file.reset();
+        writing_ = false;
+        return false;
+    }
     writing_ = false;
-    if (error) {
-        endWith(lock, TransferEvent{TransferEvent::Failed{*error, written()}});
-        return false;
-    }
-    next_ = end_ ? std::min(write.after, *end_) : write.after; // the end may have come nearer meanwhile
-    if (next_ == end_) {
-        endWith(lock, TransferEvent{TransferEvent::Finished{written()}});
-        return false;
-    }
     postProgress();
     return true;
 }

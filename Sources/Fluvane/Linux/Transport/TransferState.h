@@ -28,7 +28,9 @@ public:
     [[nodiscard]] bool isAccepted() const { return accepted_.load(std::memory_order_acquire); }
     [[nodiscard]] bool isOver() const { return over_.load(std::memory_order_acquire); }
     /// Over, and no write under way any more: it won't keep its thread again.
-    [[nodiscard]] bool isDone() const { return isOver() && !writing_.load(std::memory_order_acquire); }
+    [[nodiscard]] bool isDone() const {
+        return isOver() && !writing_.load(std::memory_order_acquire) && (!cancelled_ || released_);
+    }
 
     /// The engine's side, on the main queue; as in Transfer.
     void accept(std::shared_ptr<PieceFile> file, std::int64_t at, std::optional<std::int64_t> end);
@@ -44,6 +46,8 @@ public:
     void fail(TransferError error);
     /// Ends it without an event.
     void abandon();
+    /// The thread is rid of it: to end what was cancelled midway may take long as well.
+    void release() { released_ = true; }
 
 private:
     using Lock = std::unique_lock<std::mutex>;
@@ -74,6 +78,8 @@ private:
     std::atomic<std::int64_t> next_ = 0;
     std::atomic<bool> accepted_ = false;
     std::atomic<bool> over_ = false;
+    std::atomic<bool> cancelled_ = false; ///< Before it ended by itself.
+    std::atomic<bool> released_ = false;
     std::atomic<bool> writing_ = false; ///< Set only before it is over.
     std::atomic<bool> progressUnderway_ =
         false; ///< Posted and not delivered: a busy main queue gets no pile.
