@@ -23,6 +23,9 @@ class Table:
     def at_least(self, name, value, goal, unit=""):
         self.add(name, f"{value:.3f}{unit}", f">= {goal:g}{unit}", value >= goal)
 
+    def equal(self, name, value, goal=True):
+        self.add(name, str(value), str(goal), value == goal)
+
     def add(self, name, value, goal, passed):
         self.rows.append((name, value, goal, "pass" if passed else "FAIL"))
         print(f"  {name}: {value} (goal {goal}) {self.rows[-1][3]}", flush=True)

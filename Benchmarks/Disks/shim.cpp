@@ -109,6 +109,7 @@ ssize_t written(const char* name, int file, const void* bytes, std::size_t count
         awaitDisk where;                                                                                     \
         return next<int(__VA_ARGS__)>(#name) arguments;                                                      \
     }
+/// The mode counts only for who gives one; it then comes as any other argument.
 #define PLAY_OPEN(name)                                                                                      \
     extern "C" int played_##name(const char*, int, mode_t) PLAYED(name);                                     \
     int played_##name(const char* path, int flags, mode_t mode) {                                            \
