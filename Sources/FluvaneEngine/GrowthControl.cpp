@@ -15,6 +15,9 @@ namespace fluvane {
 
 namespace {
 
+/// Seconds after which one that brings nothing, as its disk or server hangs, keeps nobody from measuring.
+constexpr double longestSilence = 3;
+
 bool isDownloading(const Download& download) {
     return download.record.state.is<DownloadState::Downloading>();
 }
@@ -50,11 +53,14 @@ void GrowthControl::adapt(Download& download, std::int64_t bytes, double now) {
         }
         return;
     }
-    if (!mayMeasure(download)) {
+    if (!mayMeasure(download, now)) {
         leave(download); // whatever keeps it from measuring must not keep the others from it
         return;
     }
-    measuring_ = download.id();
+    if (std::exchange(measuring_, download.id()) != download.id() || now - heard_ > longestSilence) {
+        download.growth.interrupt();
+    }
+    heard_ = now;
     if (download.served() < connections_.aim(download)) {
         download.growth.interrupt();
         return;
@@ -79,7 +85,7 @@ bool GrowthControl::canMeasure(const Download& download) const {
            !download.retry.isPending();
 }
 
-bool GrowthControl::mayMeasure(const Download& download) const {
+bool GrowthControl::mayMeasure(const Download& download, double now) const {
     if (!canMeasure(download) || download.growth.hasReached(connections_.cap(download))) {
         return false;
     }
@@ -90,7 +96,7 @@ bool GrowthControl::mayMeasure(const Download& download) const {
         return false;
     }
     const Download* const measuring = measuring_ ? list_.find(*measuring_) : nullptr;
-    return !measuring || measuring == &download || !canMeasure(*measuring);
+    return !measuring || measuring == &download || !canMeasure(*measuring) || now - heard_ > longestSilence;
 }
 
 void GrowthControl::leave(Download& download) {

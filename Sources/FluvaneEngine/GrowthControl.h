@@ -32,13 +32,14 @@ public:
 private:
     void letOthersMeasure(const Download& download);
     [[nodiscard]] bool canMeasure(const Download& download) const;
-    [[nodiscard]] bool mayMeasure(const Download& download) const;
+    [[nodiscard]] bool mayMeasure(const Download& download, double now) const;
     void follow(Download& download, const Growth::Answer& answer);
 
     const DownloadList& list_;
     const Conditions& conditions_;
     Connections& connections_;
     std::optional<DownloadID> measuring_;
+    double heard_ = 0; ///< When the measuring one last told of bytes.
     std::set<DownloadID> downloading_; ///< When it was looked last.
 };
 

@@ -270,23 +270,21 @@ TEST_F(CarryOnTest, ADiskThatDoesNotAnswerHoldsUpNobodyElse) {
     EXPECT_EQ(engine.manager->download(1_id)->file, nullptr);
 }
 
-TEST_F(StarterTest, AFileCreatedTooLateIsRemoved) {
-    auto& probe = addAndProbe();
-    engine.files->hung = {1_id};
-    probe.respondPart(3'000'000);
-    EXPECT_EQ(engine.state(1_id), "starting");
-    engine.manager->pause(1_id);
-    engine.files->answer(1_id);
-    engine.turns();
-    EXPECT_THAT(engine.files->paths(), IsEmpty());
-    engine.manager->resume(1_id);
-    engine.turns();
-    engine.files->hung = {1_id};
-    engine.transport->last().respondPart(3'000'000);
-    EXPECT_TRUE(engine.manager->stop());
-    engine.files->answer(1_id);
-    engine.turns();
-    EXPECT_THAT(engine.files->paths(), IsEmpty()) << "not at the end, either";
+TEST(Starter, AFileCreatedTooLateIsRemoved) {
+    using Stop = void (*)(DownloadManager&);
+    for (const Stop stop : {Stop([](DownloadManager& manager) { manager.pause(1_id); }),
+                            Stop([](DownloadManager& manager) { manager.remove(1_id); }),
+                            Stop([](DownloadManager& manager) { EXPECT_TRUE(manager.stop()); })}) {
+        ProbingEngine engine;
+        bool isCreated = false;
+        engine.files->onCreate = [&](const auto&) {
+            isCreated = true;
+            engine.scheduler.after(0, [&] { stop(*engine.manager); }); // before anybody hears of the file
+        };
+        engine.transport->last().respondPart(3'000'000);
+        EXPECT_TRUE(isCreated);
+        EXPECT_THAT(engine.files->paths(), IsEmpty());
+    }
 }
 
 TEST_F(StarterTest, AFullDiskAtTheCreationIsWaitedForUnlessTheLengthIsUnknown) {

@@ -220,18 +220,19 @@ void Live::startEngine() {
     }
 }
 
-void Live::stop() {
+bool Live::stop() {
     if (!gate_.started()) {
-        return; // the list was never loaded: there is nothing to save, and nothing may be saved over it
+        return true; // the list was never loaded: there is nothing to save, and nothing may be saved over it
     }
     stopped_ = true;
     // Nobody is to press a button while the list is being saved.
     manager_->onChange = {};
     windows_.reset();
-    manager_->stop();
+    const bool isDone = manager_->stop();
     // Commands that waited for the save to be done are answered before the socket closes.
     QCoreApplication::processEvents();
     server_.stop();
+    return isDone;
 }
 
 void Live::applySettings(const Config& config) {

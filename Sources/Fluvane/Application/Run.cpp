@@ -85,7 +85,9 @@ int runEventLoop(const tessivar::LogFiles& log, Visit visit, Frontend& frontend,
     const int status = QCoreApplication::exec();
     bound = std::make_unique<EndBound>(endPatience, [&endNow, status] { endNow(status); });
     watch.stop(); // a disk may hold up the end for longer than a hang may last
-    live.stop();
+    if (!live.stop()) {
+        endNow(status);
+    }
     return status;
 }
 

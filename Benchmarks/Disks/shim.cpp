@@ -1,0 +1,153 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+// Preloaded into a program, plays a slow or hung disk for files whose path begins with $SHIM_FOLDER: they
+// take $SHIM_RATE bytes per second, and whatever changes them waits while the file $SHIM_HANG exists.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::string setting(const char* name) {
+    const char* const value = std::getenv(name);
+    return value ? value : "";
+}
+
+/// Never destroyed, as threads may still write at the very end.
+struct Disk {
+    std::string folder = setting("SHIM_FOLDER");
+    std::string hang = setting("SHIM_HANG");
+    double rate = std::atof(setting("SHIM_RATE").c_str());
+    std::mutex lock;                      ///< Of those who change `due`.
+    std::atomic<Clock::time_point> due{}; ///< When all that was written so far is there.
+    std::array<std::atomic<bool>, 65536> open{};
+};
+
+Disk& disk() {
+    static auto& made = *new Disk;
+    return made;
+}
+
+template <class Call>
+Call* next(const char* name) {
+    return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
+}
+
+bool isThere(const char* path) {
+    return path && !disk().folder.empty() && std::string_view(path).starts_with(disk().folder);
+}
+
+bool isThere(int file) {
+    return file >= 0 && static_cast<std::size_t>(file) < disk().open.size() &&
+           disk().open[static_cast<std::size_t>(file)];
+}
+
+/// Until it answers, and has all that was written before.
+template <class... Files>
+void awaitDisk(Files... files) {
+    if (!(isThere(files) || ...)) {
+        return;
+    }
+    while (!disk().hang.empty() && ::access(disk().hang.c_str(), F_OK) == 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    std::this_thread::sleep_until(disk().due.load());
+}
+
+void note(int file, bool isOpen) {
+    if (file >= 0 && static_cast<std::size_t>(file) < disk().open.size()) {
+        disk().open[static_cast<std::size_t>(file)] = isOpen;
+    }
+}
+
+template <class... Values>
+int opened(const char* name, const char* path, int flags, Values... values) {
+    if ((flags & (O_WRONLY | O_RDWR | O_CREAT)) != 0) {
+        awaitDisk(path);
+    }
+    const int file = next<int(Values...)>(name)(values...);
+    if (isThere(path)) {
+        note(file, true);
+    }
+    return file;
+}
+
+ssize_t written(const char* name, int file, const void* bytes, std::size_t count, off_t at) {
+    awaitDisk(file);
+    const auto done = next<ssize_t(int, const void*, std::size_t, off_t)>(name)(file, bytes, count, at);
+    if (done > 0 && isThere(file) && disk().rate > 0) {
+        const std::lock_guard lock(disk().lock);
+        const std::chrono::duration<double> takes(static_cast<double>(done) / disk().rate);
+        disk().due =
+            std::max(disk().due.load(), Clock::now()) + std::chrono::duration_cast<Clock::duration>(takes);
+    }
+    return done;
+}
+
+} // namespace
+
+// The system's names are given apart, as its headers declare them in more than one way.
+#define PLAYED(name) asm(#name) __attribute__((visibility("default"), used))
+/// A call that waits for the disk of `where`, and is then as it was.
+#define PLAY(name, where, arguments, ...)                                                                    \
+    extern "C" int played_##name(__VA_ARGS__) PLAYED(name);                                                  \
+    int played_##name(__VA_ARGS__) {                                                                         \
+        awaitDisk where;                                                                                     \
+        return next<int(__VA_ARGS__)>(#name) arguments;                                                      \
+    }
+/// The mode counts only for who gives one; it then comes as any other argument.
+#define PLAY_OPEN(name)                                                                                      \
+    extern "C" int played_##name(const char*, int, mode_t) PLAYED(name);                                     \
+    int played_##name(const char* path, int flags, mode_t mode) {                                            \
+        return opened(#name, path, flags, path, flags, mode);                                                \
+    }
+#define PLAY_OPENAT(name)                                                                                    \
+    extern "C" int played_##name(int, const char*, int, mode_t) PLAYED(name);                                \
+    int played_##name(int folder, const char* path, int flags, mode_t mode) {                                \
+        return opened(#name, path, flags, folder, path, flags, mode);                                        \
+    }
+#define PLAY_PWRITE(name)                                                                                    \
+    extern "C" ssize_t played_##name(int, const void*, std::size_t, off_t) PLAYED(name);                     \
+    ssize_t played_##name(int file, const void* bytes, std::size_t count, off_t at) {                        \
+        return written(#name, file, bytes, count, at);                                                       \
+    }
+
+PLAY_OPEN(open)
+PLAY_OPEN(open64)
+PLAY_OPENAT(openat)
+PLAY_OPENAT(openat64)
+PLAY_PWRITE(pwrite)
+PLAY_PWRITE(pwrite64)
+PLAY(fsync, (file), (file), int file)
+PLAY(fdatasync, (file), (file), int file)
+PLAY(sync_file_range, (file), (file, at, count, flags), int file, off_t at, off_t count, unsigned flags)
+PLAY(ftruncate, (file), (file, size), int file, off_t size)
+PLAY(ftruncate64, (file), (file, size), int file, off_t size)
+PLAY(unlink, (path), (path), const char* path)
+PLAY(mkdir, (path), (path, mode), const char* path, mode_t mode)
+PLAY(rename, (from, to), (from, to), const char* from, const char* to)
+PLAY(renameat2, (from, to), (a, from, b, to, flags), int a, const char* from, int b, const char* to,
+     unsigned flags)
+PLAY(link, (from, to), (from, to), const char* from, const char* to)
+PLAY(linkat, (from, to), (a, from, b, to, flags), int a, const char* from, int b, const char* to, int flags)
+
+extern "C" int played_close(int) PLAYED(close);
+int played_close(int file) {
+    awaitDisk(file);
+    note(file, false);
+    return next<int(int)>("close")(file);
+}
