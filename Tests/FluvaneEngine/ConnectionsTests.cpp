@@ -119,6 +119,20 @@ TEST_F(ConnectionsTest, OnlyTheOneThatMeasuresGrowsAndNobodyHoldsTheOthersUp) {
     engine.scheduler.runFor(15);
     EXPECT_EQ(connections(2_id), 8);
     EXPECT_EQ(connections(3_id), 8);
+    bool hangs = false;
+    server.speedOf = [&](const FakeTransfer& transfer) {
+        const bool isIt = hangs && transfer.request.url.host() == "d.example";
+        return isIt ? std::optional(0.0) : std::nullopt;
+    };
+    engine.config.simultaneous = 5;
+    engine.manager->apply(engine.config);
+    engine.add("http://d.example/i");
+    engine.scheduler.runFor(1);
+    hangs = true; // while it measures
+    engine.add("http://e.example/j");
+    engine.scheduler.runFor(12);
+    EXPECT_THAT(engine.log.lines,
+                testing::Contains("downloads: download 5: 2 connections at 2 MB/s, trying 4"));
 }
 
 TEST_F(ConnectionsTest, ANeighbourThatLeavesLetsGrowOnWhatHadStopped) {

@@ -188,7 +188,9 @@ void FakeServer::pour(FakeTransfer& transfer, std::size_t connections) {
     const auto rate = own ? *own : std::min(bytesPerSecond, share);
     const auto before = transfer.position();
     const auto count = std::min(static_cast<std::int64_t>(rate * beatSeconds), size - before);
-    transfer.send(count);
+    if (count > 0) {
+        transfer.send(count);
+    }
     sent += transfer.position() - before;
     const bool isEnough = longest && transfer.position() - transfer.request.from.value_or(0) >= *longest;
     if (!transfer.isOver() && (transfer.position() >= size || isEnough)) {
