@@ -38,10 +38,16 @@ struct FreeTLS {
     void operator()(SSL* tls) const { SSL_free(tls); }
 };
 
+struct Part {
+    std::int64_t start;
+    std::int64_t end;
+};
+
 class Connection {
 public:
-    Connection(std::uint16_t port, SSL_CTX* context, int file, std::int64_t from, std::int64_t to)
-        : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), file_(file), at_(from), end_(to) {
+    Connection(std::uint16_t port, SSL_CTX* context, int file, const Part& part)
+        : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), file_(file), at_(part.start),
+          end_(part.end) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port);
@@ -188,8 +194,8 @@ int main(int argc, char** argv) {
     }
     std::vector<std::unique_ptr<Connection>> connections;
     for (std::int64_t i = 0; i < count; ++i) {
-        connections.push_back(std::make_unique<Connection>(port, context.get(), file, size * i / count,
-                                                           size * (i + 1) / count));
+        connections.push_back(std::make_unique<Connection>(port, context.get(), file,
+                                                           Part{size * i / count, size * (i + 1) / count}));
         connections.back()->ask(argv[2]);
     }
     run(connections);

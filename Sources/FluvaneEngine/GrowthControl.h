@@ -39,7 +39,7 @@ private:
     const Conditions& conditions_;
     Connections& connections_;
     std::optional<DownloadID> measuring_;
-    double heard_ = 0; ///< When the measuring one last told of bytes.
+    double heard_ = 0;                 ///< When the measuring one last told of bytes.
     std::set<DownloadID> downloading_; ///< When it was looked last.
 };
 

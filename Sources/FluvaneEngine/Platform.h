@@ -20,6 +20,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -145,7 +146,10 @@ private:
 struct FileIdentity {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
-    friend auto operator<=>(const FileIdentity&, const FileIdentity&) = default;
+    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+    friend bool operator<(const FileIdentity& a, const FileIdentity& b) {
+        return std::pair(a.device, a.inode) < std::pair(b.device, b.inode);
+    }
 };
 
 /// An open unfinished file. Shared by the engine, the transfers that write into it and the store that syncs

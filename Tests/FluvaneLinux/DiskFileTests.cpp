@@ -194,9 +194,12 @@ TEST_F(DiskFileTest, WhatHangsHoldsUpItsOwnDownloadOnly) {
     std::promise<void> answer;
     const auto disk = answer.get_future().share();
     std::string done;
-    store.aside(1_id, [disk] { disk.wait(); }, [&] { done += "first "; });
-    store.aside(1_id, [] {}, [&] { done += "second "; });
-    store.aside(2_id, [] {}, [&] { done += "other "; });
+    store.aside(
+        1_id, [disk] { disk.wait(); }, [&] { done += "first "; });
+    store.aside(
+        1_id, [] {}, [&] { done += "second "; });
+    store.aside(
+        2_id, [] {}, [&] { done += "other "; });
     ASSERT_TRUE(queue.runUntil([&] { return done == "other "; })) << done;
     answer.set_value();
     EXPECT_TRUE(queue.runUntil([&] { return done == "other first second "; })) << done;

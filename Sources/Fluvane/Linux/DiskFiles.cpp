@@ -130,7 +130,7 @@ DiskFile::DiskFile(Descriptor descriptor, std::shared_ptr<FailedSyncs> failed)
       sparse_(solidOne(descriptor_) == nullptr), failed_(std::move(failed)) {}
 
 DiskFile::~DiskFile() {
-    close();
+    DiskFile::close();
 }
 
 void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {

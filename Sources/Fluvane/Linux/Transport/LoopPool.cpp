@@ -42,10 +42,10 @@ void LoopPool::wake() {
 /// Those whose transfers are done: one that waits for its disk isn't free, even if all of them were
 /// cancelled.
 void LoopPool::takeBack() {
-    const auto free =
-        std::ranges::stable_partition(taken_, [](const auto& loop) { return loop->load() > 0; });
-    std::ranges::move(free, std::back_inserter(spare_));
-    taken_.erase(free.begin(), free.end());
+    const auto free = std::stable_partition(taken_.begin(), taken_.end(),
+                                            [](const auto& loop) { return loop->load() > 0; });
+    std::move(free, taken_.end(), std::back_inserter(spare_));
+    taken_.erase(free, taken_.end());
 }
 
 /// The oldest, and only those whose thread doesn't have to be waited for.

@@ -134,6 +134,6 @@ private:
 };
 
 /// Lower case and without accents, as names are searched.
-[[nodiscard]] QString folded(const QString& text);
+[[nodiscard]] QString folded(const QString& given);
 
 } // namespace fluvane
