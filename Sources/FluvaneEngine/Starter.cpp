@@ -5,7 +5,6 @@
 
 #include "FluvaneCore/Planner.h"
 #include "FluvaneCore/WebPage.h"
-#include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Answers.h"
 #include "FluvaneEngine/Log.h"
 

@@ -87,6 +87,17 @@ std::string messageOf(const std::function<void()>& work) {
     return "(done)";
 }
 
+/// Sees whether the file is still in its place when writes under way are waited for.
+struct OpenFile : PieceFile {
+    void write(std::span<const std::byte> /*bytes*/, std::int64_t /*at*/) override {}
+    void read(std::span<std::byte> /*bytes*/, std::int64_t /*at*/) override {}
+    void sync() override {}
+    void close() noexcept override {}
+    void awaitWrites() override { wasThere = std::filesystem::exists(path); }
+    std::string path;
+    std::atomic<bool> wasThere = false;
+};
+
 class DiskFileTest : public testing::Test {
 protected:
     ~DiskFileTest() override { syncsFail = false; }
@@ -95,10 +106,14 @@ protected:
     /// The final path, or the failure's text in brackets.
     std::string finish(const URL& partial, const std::string& name, const URL& into) {
         std::optional<Outcome<URL>> outcome;
-        const WrittenFile written{store.identity(partial).value_or(FileIdentity{}), store.size(partial)};
+        const auto open = std::make_shared<OpenFile>();
+        open->path = partial.path();
+        const WrittenFile written{store.identity(partial).value_or(FileIdentity{}), store.size(partial),
+                                  open};
         store.finish(partial, written, name, into, DuplicateNaming::spaceParentheses,
                      {*URL::parse("https://host/x")}, [&](const auto& result) { outcome = result; });
         EXPECT_TRUE(queue.runUntil([&] { return outcome.has_value(); }));
+        EXPECT_TRUE(open->wasThere || !outcome->ok()) << "writes under way are waited for before the move";
         return outcome->ok() ? outcome->value().path() : "(" + outcome->error() + ")";
     }
     [[nodiscard]] URL inside() const { return URL::folder((folder / "in").string()); }

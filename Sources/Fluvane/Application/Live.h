@@ -40,8 +40,8 @@ public:
     /// The list is loaded and the control socket opened at the first report on the network, or a second from
     /// now; the visit comes after that. Returns at once.
     void start(Visit visit);
-    /// Saves the list and closes the socket. False when a disk didn't answer: then to end this, too, may
-    /// never come to an end.
+    /// Saves the list and closes the socket. False when a disk didn't answer: threads may wait for it, so
+    /// that the destructor might never return.
     [[nodiscard]] bool stop();
 
 private:

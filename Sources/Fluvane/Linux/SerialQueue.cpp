@@ -31,11 +31,6 @@ void SerialQueue::async(std::function<void()> work) {
     changed_.notify_all();
 }
 
-void SerialQueue::drain() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return work_.empty() && !busy_; });
-}
-
 void SerialQueue::run() {
     nameThread(label_);
     std::unique_lock lock(mutex_);
@@ -46,13 +41,10 @@ void SerialQueue::run() {
         }
         auto work = std::move(work_.front());
         work_.pop_front();
-        busy_ = true;
         lock.unlock();
         work();
         work = nullptr; // what it holds is let go outside the lock
         lock.lock();
-        busy_ = false;
-        changed_.notify_all();
     }
 }
 

@@ -24,8 +24,6 @@ public:
 
     /// From any thread.
     void async(std::function<void()> work);
-    /// Returns once all work given so far is done. Not from the queue itself.
-    void drain();
 
 private:
     void run();
@@ -34,7 +32,6 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<std::function<void()>> work_;
-    bool busy_ = false;
     bool ending_ = false;
     std::thread thread_;
 };

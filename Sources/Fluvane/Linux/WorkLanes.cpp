@@ -49,11 +49,6 @@ void WorkLanes::async(std::uint64_t key, std::function<void()> work) {
     ++lanes_->unfinished;
 }
 
-bool WorkLanes::drain(std::chrono::milliseconds patience) {
-    std::unique_lock lock(lanes_->mutex);
-    return lanes_->done.wait_for(lock, patience, [this] { return lanes_->isDone(); });
-}
-
 /// Where no thread can be had, another key's has to do.
 WorkLanes::Lanes::Waiting::iterator WorkLanes::Lanes::open(std::uint64_t key) {
     try {

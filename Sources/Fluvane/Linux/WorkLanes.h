@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -23,11 +22,9 @@ public:
     WorkLanes(const WorkLanes&) = delete;
     WorkLanes& operator=(const WorkLanes&) = delete;
 
-    /// From any thread. What the work holds is let go on its lane.
+    /// From any thread. What the work holds is let go on its lane. Where no thread can be had, another key's
+    /// does it; throws std::system_error when there is none, either.
     void async(std::uint64_t key, std::function<void()> work);
-    /// True once no work is left, what it held included; false when the time is over before that. Not from a
-    /// lane.
-    [[nodiscard]] bool drain(std::chrono::milliseconds patience);
 
 private:
     struct Lanes;
