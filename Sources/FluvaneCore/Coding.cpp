@@ -289,7 +289,7 @@ Json encode(const DownloadState& state) {
 }
 
 Json encode(const DownloadRecord& record) {
-    ObjectWriter object(22);
+    ObjectWriter object(23);
     object.put("id", number(record.id));
     object.put("url", encode(record.url.absoluteString()));
     object.putIfPresent("finalURL", record.finalURL);
@@ -312,6 +312,7 @@ Json encode(const DownloadRecord& record) {
     object.putIfPresent("rule", record.rule);
     object.putIfPresent("prioritized", record.prioritized);
     object.putIfPresent("queueOrder", record.queueOrder);
+    object.putIfPresent("removed", record.removed);
     return object.finish();
 }
 
@@ -429,6 +430,7 @@ DownloadRecord decode<DownloadRecord>(const Json& json) {
     record.rule = optional<std::string>(json, "rule");
     record.prioritized = optional<bool>(json, "prioritized");
     record.queueOrder = optional<std::int64_t>(json, "queueOrder");
+    record.removed = optional<bool>(json, "removed");
     return record;
 }
 

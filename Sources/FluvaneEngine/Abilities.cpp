@@ -183,7 +183,7 @@ Abilities abilities(const Download& download) {
     can.stopPrioritizing = download.isPrioritized() && !state.isDone();
     can.changeLink = !finished && !ending;
     can.open = finished && record.file;
-    can.show = can.open || (!finished && record.partial);
+    can.show = can.open || (!finished && record.partial && !record.pieces.empty());
     can.removeFile = can.open;
     can.losesBytes = !finished && record.partial && download.liveBytes() > 0;
     return can;

@@ -72,10 +72,6 @@ public:
         run(download, std::move(work), std::move(done), [](auto&) {});
     }
 
-    /// Deletes the file; nobody waits for it.
-    void remove(DownloadID download, const URL& location) {
-        files_->aside(download, [files = files_.get(), location] { files->remove(location); });
-    }
     /// To let go of an open file may have to wait for its disk.
     void letGo(DownloadID download, std::shared_ptr<PieceFile>& file) {
         if (file) {

@@ -45,7 +45,12 @@ auto placeInLine(const Download* download) {
 void DownloadList::load(std::vector<DownloadRecord> records) {
     renumber(records);
     for (auto& record : records) {
-        append(std::move(record));
+        if (record.removed.value_or(false)) {
+            nextID_ = std::max(nextID_, after(record.id));
+            keep(std::make_shared<const DownloadRecord>(std::move(record)));
+        } else {
+            append(std::move(record));
+        }
     }
 }
 
@@ -56,6 +61,10 @@ Download& DownloadList::append(DownloadRecord record) {
 
 void DownloadList::remove(const Download& download) {
     std::erase_if(items_, [&](const auto& item) { return item.get() == &download; });
+}
+
+void DownloadList::forget(const DownloadRecord& leftover) {
+    std::erase_if(leftovers_, [&](const auto& kept) { return kept->id == leftover.id; });
 }
 
 Download* DownloadList::find(DownloadID id) const {

@@ -6,6 +6,7 @@
 #include "FluvaneEngine/Download.h"
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace fluvane {
@@ -23,6 +24,11 @@ public:
     Download& append(DownloadRecord record);
     void remove(const Download& download);
 
+    /// Removed downloads whose unfinished files may still be there: saved with the list, but not of it.
+    [[nodiscard]] const std::vector<RecordSnapshot>& leftovers() const { return leftovers_; }
+    void keep(RecordSnapshot leftover) { leftovers_.push_back(std::move(leftover)); }
+    void forget(const DownloadRecord& leftover);
+
     /// Null when there is none.
     [[nodiscard]] Download* find(DownloadID id) const;
     [[nodiscard]] const Items& all() const { return items_; }
@@ -39,6 +45,7 @@ public:
 
 private:
     Items items_;
+    std::vector<RecordSnapshot> leftovers_;
     DownloadID nextID_{1};
 };
 

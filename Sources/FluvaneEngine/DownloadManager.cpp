@@ -57,9 +57,10 @@ void DownloadManager::start() {
         if (restoring::mayBeMoved(record)) {
             lookWhetherMoved(*download);
         } else {
-            restore(*download, false);
+            restore(*download, std::nullopt);
         }
     }
+    engine_->leftovers.begin();
     engine_->space.begin();
     log::lifecycle([&] { return fmt::format("loaded {} downloads", list.all().size()); });
     engine_->turns.changed();
@@ -68,18 +69,18 @@ void DownloadManager::start() {
 void DownloadManager::lookWhetherMoved(Download& download) {
     engine_->disk.run(
         download,
-        [files = engine_->ports.files.get(), record = download.record] {
-            return restoring::wasMoved(record, *files);
+        [files = engine_->ports.files.get(), record = download.record, naming = config().duplicateNames] {
+            return restoring::movedTo(record, *files, naming);
         },
-        [this](Download& looked, bool wasMoved) {
-            restore(looked, wasMoved);
+        [this](Download& looked, const std::optional<std::string>& movedTo) {
+            restore(looked, movedTo);
             engine_->turns.changed();
         });
 }
 
-void DownloadManager::restore(Download& download, bool wasMoved) {
+void DownloadManager::restore(Download& download, const std::optional<std::string>& movedTo) {
     download.record =
-        restoring::restored(std::move(download.record), wasMoved, online(), engine_->environment.today());
+        restoring::restored(std::move(download.record), movedTo, online(), engine_->environment.today());
     if (download.record.state.is<State::Finished>()) {
         engine_->finisher.verifyFinishedFile(download); // a digest may have been under way
     }
@@ -279,12 +280,8 @@ void DownloadManager::remove(DownloadID id) {
         return;
     }
     engine_->runner.halt(*download);
-    if (!download->record.state.is<State::Finished>() && download->record.partial) {
-        engine_->disk.remove(id, *download->record.partial);
-    }
-    engine_->list.remove(*download);
+    engine_->leftovers.remove(*download);
     log::downloads([&] { return fmt::format("download {} removed", id); });
-    engine_->turns.changed();
 }
 
 void DownloadManager::downloadNext(DownloadID id) {

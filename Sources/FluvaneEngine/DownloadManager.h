@@ -106,7 +106,7 @@ private:
     struct Engine;
 
     void lookWhetherMoved(Download& download);
-    void restore(Download& download, bool wasMoved);
+    void restore(Download& download, const std::optional<std::string>& movedTo);
     void settle();
     void admit();
     void beaten(std::int64_t beats);

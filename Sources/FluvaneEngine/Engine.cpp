@@ -25,7 +25,8 @@ DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports p
                   [this](DownloadID id, Token token, const TransferEvent& event) {
                       runner.received(id, token, event);
                   }),
-      growth(list, conditions, connections), starter(disk, list, conditions, servers, environment),
+      growth(list, conditions, connections), leftovers(disk, list, saver, turns),
+      starter(disk, saver, list, conditions, servers, environment),
       retries(ports.scheduler, ports.random, conditions, turns,
               [this](DownloadID id) { runner.retried(id); }),
       finisher(disk, notices, conditions, saver, turns, environment.today,

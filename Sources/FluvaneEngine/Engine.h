@@ -7,6 +7,7 @@
 #include "FluvaneEngine/DiskSpace.h"
 #include "FluvaneEngine/DiskWork.h"
 #include "FluvaneEngine/DownloadManager.h"
+#include "FluvaneEngine/Leftovers.h"
 #include "FluvaneEngine/Notices.h"
 #include "FluvaneEngine/Runner.h"
 
@@ -41,6 +42,7 @@ struct DownloadManager::Engine {
     ListSaver saver;
     Connections connections;
     GrowthControl growth;
+    Leftovers leftovers;
     Starter starter;
     Retries retries;
     Finisher finisher;

@@ -52,7 +52,10 @@ void Finisher::failWith(Download& download, const std::string& sentence) {
 }
 
 WrittenFile Finisher::writtenFile(const Download& download) {
-    return {.identity = download.written->identity(), .size = download.record.size, .file = download.written};
+    return {.identity = download.written->identity(),
+            .size = download.record.size,
+            .owner = download.id(),
+            .file = download.written};
 }
 
 void Finisher::verify(Download& download) {

@@ -174,11 +174,12 @@ void ListSaver::answerWaiters(const std::optional<std::string>& error) {
 
 std::vector<RecordSnapshot> ListSaver::takeSnapshots() const {
     std::vector<RecordSnapshot> records;
-    records.reserve(list_.all().size());
+    records.reserve(list_.all().size() + list_.leftovers().size());
     for (const auto& download : list_) {
         download->claim.saved = snapshot(*download);
         records.push_back(download->claim.saved);
     }
+    records.insert(records.end(), list_.leftovers().begin(), list_.leftovers().end());
     return records;
 }
 

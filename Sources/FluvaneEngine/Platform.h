@@ -180,6 +180,7 @@ public:
 struct WrittenFile {
     FileIdentity identity;
     std::optional<std::int64_t> size;
+    DownloadID owner{};
     std::shared_ptr<PieceFile> file{}; ///< Held open, so that no other file gets its identity.
 };
 
@@ -242,16 +243,20 @@ public:
     [[nodiscard]] virtual std::optional<FileIdentity> identity(const URL& location) = 0;
     /// Length of the file that has this name and no other, absent when there is none.
     [[nodiscard]] virtual std::optional<std::int64_t> size(const URL& location) = 0;
-    /// Creates the file, missing folders included, at `size` bytes when known and it is sparse. Null when
-    /// anything has the name already, which is left as it is. Fails with FileError.
-    [[nodiscard]] virtual std::shared_ptr<PieceFile> create(const URL& location,
-                                                            std::optional<std::int64_t> size) = 0;
+    /// Creates the file, missing folders included, at `size` bytes when known and it is sparse. As soon as it
+    /// has its name it bears its owner's mark, if the disk keeps marks. Null when anything has the name
+    /// already, which is left as it is. Fails with FileError.
+    [[nodiscard]] virtual std::shared_ptr<PieceFile>
+    create(const URL& location, std::optional<std::int64_t> size, DownloadID owner) = 0;
+    /// Whether it is a file with the download's mark. Absent when the disk keeps no marks.
+    [[nodiscard]] virtual std::optional<bool> isMarked(const URL& location, DownloadID owner) = 0;
     /// Opens for writing, keeping the contents; after a failed sync whoever opens it writes anew what isn't
     /// known to be on stable storage. Null when nothing has the name. Fails with FileError, also
     /// for what isn't a file, is reached through a link, or has other names.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
-    /// Deletes the file, and nothing but a file; a failure is ignored.
-    virtual void remove(const URL& location) = 0;
+    /// Deletes the owner's file; a failure is ignored. Whatever else may have the name stays: what is no
+    /// file, bears another's mark, or, unless `wasCreated` for certain, has bytes and no mark.
+    virtual void remove(const URL& location, DownloadID owner, bool wasCreated) = 0;
     /// Of the folder's volume; the folder need not exist yet. Absent when the volume doesn't tell.
     [[nodiscard]] virtual std::optional<Space> space(const URL& folder) = 0;
 
@@ -263,8 +268,9 @@ public:
                           Checksum::Algorithm algorithm,
                           std::function<void(Outcome<std::string>)> completion) = 0;
     /// Moves the unfinished file into the folder under the name, or the next free one: nothing is ever
-    /// replaced. Fails unless it is the file that was written, under no other name. Records the origin on it;
-    /// a failure to do so is only logged. Reports the final location.
+    /// replaced. Fails unless it is the file that was written, under no other name. It bears its owner's mark
+    /// before it has its new name. Records the origin on it; a failure to do so is only logged. Reports the
+    /// final location.
     virtual void finish(const URL& partial, const WrittenFile& written, const std::string& name,
                         const URL& folder, DuplicateNaming naming, const FileOrigin& origin,
                         std::function<void(Outcome<URL>)> completion) = 0;

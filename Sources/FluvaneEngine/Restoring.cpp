@@ -3,6 +3,7 @@
 
 #include "FluvaneEngine/Restoring.h"
 
+#include "FluvaneCore/FileName.h"
 #include "FluvaneEngine/Log.h"
 
 #include <utility>
@@ -31,8 +32,9 @@ bool areSound(const DownloadRecord& record) {
     return reached == *record.size;
 }
 
-void makeFinished(DownloadRecord& record, Date today) {
-    record.file = record.folder.appending(*record.name);
+void makeFinished(DownloadRecord& record, const std::string& name, Date today) {
+    record.name = name;
+    record.file = record.folder.appending(name);
     record.partial.reset();
     record.completed = today;
     for (auto& piece : record.pieces) {
@@ -53,20 +55,37 @@ bool mayBeMoved(const DownloadRecord& record) {
     return record.state.is<State::Finishing>() && record.partial && record.name && record.size;
 }
 
-/// The move begins only once `finishing` is on disk, under a name that was free.
-bool wasMoved(const DownloadRecord& record, FileStore& files) {
-    return mayBeMoved(record) && !files.exists(*record.partial) &&
-           files.size(record.folder.appending(*record.name)) == record.size;
+std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& files, DuplicateNaming naming) {
+    if (!mayBeMoved(record)) {
+        return std::nullopt;
+    }
+    const bool isLeft = files.exists(*record.partial);
+    const auto isMoved = [&](const std::string& name) {
+        const auto location = record.folder.appending(name);
+        const bool isLikely = !isLeft && name == *record.name; // that name was free when the move began
+        return files.size(location) == record.size && files.isMarked(location, record.id).value_or(isLikely);
+    };
+    const auto name = fileName::unique(*record.name, naming, [&](const std::string& candidate) {
+        return files.exists(record.folder.appending(candidate)) && !isMoved(candidate);
+    });
+    if (!isMoved(name)) {
+        return std::nullopt;
+    }
+    if (isLeft) { // it was copied to another file system
+        files.remove(*record.partial, record.id, true);
+    }
+    return name;
 }
 
-DownloadRecord restored(DownloadRecord record, bool wasMoved, bool online, Date today) {
+DownloadRecord restored(DownloadRecord record, const std::optional<std::string>& movedTo, bool online,
+                        Date today) {
     if (!record.pieces.empty() && !areSound(record)) {
         log::files.error(
             fmt::format("download {}: its saved pieces make no sense, it starts afresh", record.id));
         record.pieces.clear();
     }
-    if (wasMoved) {
-        makeFinished(record, today);
+    if (movedTo) {
+        makeFinished(record, *movedTo, today);
     } else if (wasRunning(record.state)) {
         record.state = State::Queued{};
     }

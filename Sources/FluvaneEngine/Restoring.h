@@ -6,16 +6,22 @@
 #include "FluvaneEngine/Conditions.h"
 #include "FluvaneEngine/Platform.h"
 
+#include <optional>
+#include <string>
+
 /// What a start makes of the records that the last run left, however it ended.
 namespace fluvane::restoring {
 
 /// Whether the last run may have ended between the final move and the save that would have told of it.
 [[nodiscard]] bool mayBeMoved(const DownloadRecord& record);
-/// Whether it did. Asks the disk: to be done aside.
-[[nodiscard]] bool wasMoved(const DownloadRecord& record, FileStore& files);
+/// The name that the finished file got if it did; what a move to another file system left of the unfinished
+/// one is deleted. Asks the disk: to be done aside.
+[[nodiscard]] std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& files,
+                                                 DuplicateNaming naming);
 /// Brings a record to where the next run goes on from: what was running is queued again, or waits for the
 /// network; pieces that make no sense are dropped; a file that was moved into place right before the end is
 /// finished.
-[[nodiscard]] DownloadRecord restored(DownloadRecord record, bool wasMoved, bool online, Date today);
+[[nodiscard]] DownloadRecord restored(DownloadRecord record, const std::optional<std::string>& movedTo,
+                                      bool online, Date today);
 
 } // namespace fluvane::restoring

@@ -352,10 +352,8 @@ void Runner::failed(Download& download, const TransferError& error, std::optiona
 void Runner::fail(Download& download, const std::string& sentence, bool discard) {
     halt(download);
     auto& record = download.record;
-    if (discard && record.partial) {
-        parts_.disk.remove(record.id, *record.partial);
-        record.partial.reset();
-        download.layOut({});
+    if (discard) {
+        parts_.starter.discard(download, [this](Download& /*discarded*/) { turns_.changed(); });
     }
     log::downloads([&] { return fmt::format("download {} failed: {}", record.id, log::hidden(sentence)); });
     turns_.set(download, State::Failed{sentence});

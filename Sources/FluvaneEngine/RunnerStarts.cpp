@@ -36,9 +36,8 @@ void Runner::startAfresh(Download& download) {
         fail(download, std::string(words::linkTooLong));
         return;
     }
-    parts_.starter.startAfresh(download);
     turns_.set(download, State::Starting{});
-    parts_.connections.probe(download);
+    parts_.starter.discard(download, [this](Download& discarded) { parts_.connections.probe(discarded); });
 }
 
 /// The probe's connection becomes the one of the first piece.

@@ -23,6 +23,7 @@ constexpr const char* webPageReason =
     "This link opens a web page, not a file. It may need you to sign in, or to start "
     "the download on that page, in your browser.";
 
+constexpr int mostNamesTried = 20;
 /// No file system holds more, and the planner's products stay within 64 bits.
 constexpr std::int64_t largestFile = std::int64_t{1} << 56;
 
@@ -71,9 +72,9 @@ std::string told(const DownloadRecord& record, int status) {
 
 } // namespace
 
-Starter::Starter(DiskWork& disk, const DownloadList& list, const Conditions& conditions,
+Starter::Starter(DiskWork& disk, ListSaver& saver, const DownloadList& list, const Conditions& conditions,
                  const ServerCounts& servers, Environment environment)
-    : disk_(disk), list_(list), conditions_(conditions), servers_(servers),
+    : disk_(disk), saver_(saver), list_(list), conditions_(conditions), servers_(servers),
       environment_(std::move(environment)) {}
 
 void Starter::renew(Download& download) const {
@@ -121,17 +122,31 @@ void Starter::carryOn(Download& download, Opened then) const {
         });
 }
 
-void Starter::startAfresh(Download& download) const {
+void Starter::discard(Download& download, Discarded then) const {
+    auto& record = download.record;
     download.relocating = false;
     download.asksLink = false;
-    auto& record = download.record;
-    if (record.partial) {
-        disk_.remove(record.id, *record.partial);
-    }
-    record.partial.reset();
     record.opensWebPage.reset();
+    const bool wasCreated = !record.pieces.empty();
     download.layOut({});
     download.retry.countFrom(0);
+    if (!record.partial) {
+        then(download);
+        return;
+    }
+    saver_.changed();
+    saver_.whenSaved(disk_.following(
+        download, [this, wasCreated, then = std::move(then)](Download& discarding, const auto& /*error*/) {
+            const auto remove = [files = &disk_.files(), partial = *discarding.record.partial,
+                                 owner = discarding.id(), wasCreated] {
+                files->remove(partial, owner, wasCreated);
+                return true;
+            };
+            disk_.run(discarding, remove, [then](Download& discarded, bool /*isDone*/) {
+                discarded.record.partial.reset();
+                then(discarded);
+            });
+        }));
 }
 
 std::optional<std::string> Starter::take(Download& download, const TransferResponse& response) const {
@@ -178,33 +193,84 @@ void Starter::chooseFolder(DownloadRecord& record, const std::string& name) cons
 void Starter::create(Download& download, const TransferResponse& response, Created then) const {
     const auto& record = download.record;
     // A name settled in an earlier run is asked again: its folder may be another by now.
-    unfinishedFile::Wanted wanted{.folder = record.folder,
-                                  .name = record.name.value_or(suggestedName(response, true)),
-                                  .size = record.size,
-                                  .naming = conditions_.config.duplicateNames,
-                                  .taken = namesBeside(list_, record)};
+    chooseName(download, std::make_shared<Creation>(
+                             Creation{.wanted = {.folder = record.folder,
+                                                 .name = record.name.value_or(suggestedName(response, true)),
+                                                 .naming = conditions_.config.duplicateNames},
+                                      .nameBefore = record.name,
+                                      .status = response.status(),
+                                      .then = std::move(then),
+                                      .triesLeft = mostNamesTried}));
+}
+
+void Starter::chooseName(Download& download, const std::shared_ptr<Creation>& creation) const {
+    creation->wanted.taken = namesBeside(list_, download.record);
     disk_.run(
         download,
-        [files = &disk_.files(), wanted = std::move(wanted)] {
-            return unfinishedFile::create(*files, wanted);
+        [files = &disk_.files(), wanted = creation->wanted] {
+            return unfinishedFile::freeName(*files, wanted);
         },
-        [this, then = std::move(then), status = response.status()](Download& creating,
-                                                                   unfinishedFile::Created& created) {
-            if (created.file) {
-                creating.record.name = created.name;
-                creating.record.partial = created.location;
-                creating.file = std::move(created.file);
-                creating.device = creating.file->identity().device;
-                layOut(creating, status == 206);
-                log::downloads([&] { return told(creating.record, status); });
-            }
-            then(creating, created.failure);
+        [this, creation](Download& naming, const std::string& name) { announce(naming, name, creation); });
+}
+
+void Starter::announce(Download& download, const std::string& name,
+                       const std::shared_ptr<Creation>& creation) const {
+    auto& record = download.record;
+    if (namesBeside(list_, record).contains(name)) { // another download got it meanwhile
+        chooseName(download, creation);
+        return;
+    }
+    record.name = name;
+    record.partial = unfinishedFile::location(record.folder, name);
+    saver_.changed();
+    saver_.whenSaved(disk_.following(download, [this, creation](Download& saved, const auto& error) {
+        if (error) {
+            log::files([&] {
+                return fmt::format("download {} gets its file though the list isn't saved", saved.id());
+            });
+        }
+        make(saved, creation);
+    }));
+}
+
+void Starter::make(Download& download, const std::shared_ptr<Creation>& creation) const {
+    const auto& record = download.record;
+    auto* const files = &disk_.files();
+    const auto location = *record.partial;
+    disk_.run(
+        download,
+        [files, location, size = record.size, owner = record.id] {
+            return unfinishedFile::create(*files, location, size, owner);
         },
-        [files = &disk_.files()](unfinishedFile::Created& created) {
+        [this, creation](Download& creating, unfinishedFile::Created& created) {
+            made(creating, created, creation);
+        },
+        [files, location, owner = record.id](unfinishedFile::Created& created) {
             if (created.file) {
-                files->remove(*created.location);
+                files->remove(location, owner, true);
             }
         });
+}
+
+void Starter::made(Download& download, unfinishedFile::Created& created,
+                   const std::shared_ptr<Creation>& creation) const {
+    auto& record = download.record;
+    if (created.file) {
+        download.file = std::move(created.file);
+        download.device = download.file->identity().device;
+        layOut(download, creation->status == 206);
+        log::downloads([&] { return told(record, creation->status); });
+        creation->then(download, std::nullopt);
+        return;
+    }
+    record.name = creation->nameBefore;
+    record.partial.reset();
+    if (!created.failure && --creation->triesLeft > 0) {
+        chooseName(download, creation);
+        return;
+    }
+    creation->then(
+        download, created.failure.value_or(unfinishedFile::Failure{"Couldn't create the file: File exists"}));
 }
 
 /// A promise of parts isn't believed yet: the whole file is under way, and one piece until a part has come.

@@ -13,8 +13,6 @@ namespace fluvane::unfinishedFile {
 
 namespace {
 
-constexpr int mostNamesTried = 20;
-
 std::string partialName(const std::string& name) {
     return name + "." + extension;
 }
@@ -23,26 +21,6 @@ std::string partialName(const std::string& name) {
 bool isWhole(FileStore& files, const PieceFile& file, const Left& left) {
     const auto size = files.size(left.location);
     return size && (file.isSparse() ? size == left.size : size >= left.reaches && size <= left.size);
-}
-
-std::string freeName(FileStore& files, const Wanted& wanted) {
-    const auto isTaken = [&](const std::string& name) {
-        return wanted.taken.contains(name) || files.exists(wanted.folder.appending(name)) ||
-               files.exists(wanted.folder.appending(partialName(name)));
-    };
-    return fileName::unique(wanted.name, wanted.naming, isTaken, partialName({}).size());
-}
-
-/// Another program may take the name between the look and the creation: what it made there is its own.
-Created tryToCreate(FileStore& files, const Wanted& wanted) {
-    for (int tries = 0; tries < mostNamesTried; ++tries) {
-        auto name = freeName(files, wanted);
-        const auto location = wanted.folder.appending(partialName(name));
-        if (auto file = files.create(location, wanted.size)) {
-            return {.file = std::move(file), .name = std::move(name), .location = location};
-        }
-    }
-    throw FileError("File exists");
 }
 
 } // namespace
@@ -69,9 +47,21 @@ Opened open(FileStore& files, const Left& left) {
     return cameMeanwhile ? open(files, left) : Opened{};
 }
 
-Created create(FileStore& files, const Wanted& wanted) {
+std::string freeName(FileStore& files, const Wanted& wanted) {
+    const auto isTaken = [&](const std::string& name) {
+        return wanted.taken.contains(name) || files.exists(wanted.folder.appending(name)) ||
+               files.exists(location(wanted.folder, name));
+    };
+    return fileName::unique(wanted.name, wanted.naming, isTaken, partialName({}).size());
+}
+
+URL location(const URL& folder, const std::string& name) {
+    return folder.appending(partialName(name));
+}
+
+Created create(FileStore& files, const URL& location, std::optional<std::int64_t> size, DownloadID owner) {
     try {
-        return tryToCreate(files, wanted);
+        return {.file = files.create(location, size, owner)};
     } catch (const FileError& error) {
         return {.failure =
                     Failure{fmt::format("Couldn't create the file: {}", error.what()), error.isFull()}};

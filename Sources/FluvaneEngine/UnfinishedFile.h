@@ -41,17 +41,20 @@ struct Opened {
 struct Wanted {
     URL folder;
     std::string name;
-    std::optional<std::int64_t> size;
     DuplicateNaming naming;
-    std::set<std::string> taken; ///< Names of other downloads in the folder.
+    std::set<std::string> taken{}; ///< Names of other downloads in the folder.
 };
+/// The first name that is free for the finished file and the unfinished one: nothing is ever replaced.
+[[nodiscard]] std::string freeName(FileStore& files, const Wanted& wanted);
+/// Where the unfinished file of that name is.
+[[nodiscard]] URL location(const URL& folder, const std::string& name);
+
+/// Neither a file nor a failure: somebody else was faster.
 struct Created {
-    std::shared_ptr<PieceFile> file{}; ///< Null with a failure.
-    std::string name{};
-    std::optional<URL> location{};
+    std::shared_ptr<PieceFile> file{};
     std::optional<Failure> failure{};
 };
-/// Under the first free name: nothing is ever replaced.
-[[nodiscard]] Created create(FileStore& files, const Wanted& wanted);
+[[nodiscard]] Created create(FileStore& files, const URL& location, std::optional<std::int64_t> size,
+                             DownloadID owner);
 
 } // namespace fluvane::unfinishedFile

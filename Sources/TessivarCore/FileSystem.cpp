@@ -36,6 +36,10 @@ void refuseUnlessRegular(const struct stat& status) {
     }
 }
 
+std::string openPath(int descriptor) {
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
 bool isUnsupported(int code) {
     return code == EINVAL || code == ENOSYS || code == EOPNOTSUPP;
 }
@@ -63,6 +67,17 @@ Descriptor openRegular(const std::string& path, int flags, mode_t mode) {
     }
     refuseUnlessRegular(status);
     return file;
+}
+
+Descriptor openNameless(const std::string& folder, mode_t mode) {
+    Descriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
+    const bool canBeNamed = file.isOpen() && ::access(openPath(file.get()).c_str(), F_OK) == 0;
+    return canBeNamed ? std::move(file) : Descriptor();
+}
+
+int giveName(int nameless, const std::string& path) {
+    const auto from = openPath(nameless);
+    return ::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
 }
 
 std::size_t readFully(int descriptor, std::byte* into, std::size_t count) {

@@ -39,6 +39,12 @@ private:
 /// it. `flags` and `mode` as for open(2); a file that must be new (O_EXCL) is refused with EEXIST only.
 [[nodiscard]] Descriptor openRegular(const std::string& path, int flags, mode_t mode = 0);
 
+/// A new file in the folder that has no name yet, close-on-exec; not open where that can't be had. What isn't
+/// named is gone with its last descriptor.
+[[nodiscard]] Descriptor openNameless(const std::string& folder, mode_t mode);
+/// Names it, and never replaces: 0, or the error number (EEXIST when the name is taken).
+[[nodiscard]] int giveName(int nameless, const std::string& path);
+
 /// Reads up to `count` bytes from the file position; fewer only at the end.
 [[nodiscard]] std::size_t readFully(int descriptor, std::byte* into, std::size_t count);
 /// Writes everything at the file position.

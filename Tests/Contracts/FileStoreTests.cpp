@@ -6,6 +6,7 @@
 #include "Fluvane/Linux/DiskFiles.h"
 #include "Support/ManualScheduler.h"
 #include "Support/MemoryFileStore.h"
+#include "Support/Numbers.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/TestQueue.h"
 
@@ -74,8 +75,8 @@ protected:
     }
     std::string finish(const std::string& partial, const std::string& name, DuplicateNaming naming,
                        std::optional<WrittenFile> written = {}) {
-        const auto asItIs =
-            WrittenFile{store().identity(at(partial)).value_or(FileIdentity{}), store().size(at(partial))};
+        const auto asItIs = WrittenFile{store().identity(at(partial)).value_or(FileIdentity{}),
+                                        store().size(at(partial)), 1_id};
         return outcome<URL>([&](auto told) {
             const FileOrigin origin{*URL::parse("https://host/x")};
             store().finish(at(partial), written.value_or(asItIs), name, URL::folder(system.root), naming,
@@ -92,13 +93,13 @@ TYPED_TEST_SUITE(FileStoreContract, Systems);
 TYPED_TEST(FileStoreContract, CreatesFilesOfTheSizeAsked) {
     const std::pair<std::optional<std::int64_t>, std::size_t> rows[] = {{std::nullopt, 0}, {10, 10}, {-1, 0}};
     for (const auto& [size, length] : rows) {
-        const auto file = this->store().create(this->at("a"), size);
+        const auto file = this->store().create(this->at("a"), size, 1_id);
         EXPECT_EQ(this->system.contents(this->path("a")), std::string(length, '\0'));
         EXPECT_EQ(this->store().size(this->at("a")), length);
-        this->store().remove(this->at("a"));
+        this->store().remove(this->at("a"), 1_id, true);
     }
     this->system.put(this->path("a"), "theirs");
-    EXPECT_EQ(this->store().create(this->at("a"), 10), nullptr);
+    EXPECT_EQ(this->store().create(this->at("a"), 10, 1_id), nullptr);
     EXPECT_EQ(this->system.contents(this->path("a")), "theirs");
 }
 
@@ -121,29 +122,62 @@ TYPED_TEST(FileStoreContract, WritesAnywhereUntilItIsClosed) {
 TYPED_TEST(FileStoreContract, KnowsWhatIsThere) {
     EXPECT_FALSE(this->store().exists(this->at("folder/a")));
     EXPECT_EQ(this->store().size(this->at("folder/a")), std::nullopt);
-    (void)this->store().create(this->at("folder/a"), 5); // missing folders included
+    (void)this->store().create(this->at("folder/a"), 5, 1_id); // missing folders included
     EXPECT_TRUE(this->store().exists(this->at("folder/a")));
     EXPECT_EQ(this->store().size(this->at("folder/a")), 5);
     EXPECT_EQ(this->store().size(this->at("folder")), std::nullopt);
     EXPECT_TRUE(this->store().isFolder(this->at("folder")));
     EXPECT_FALSE(this->store().isFolder(this->at("folder/a")));
-    this->store().remove(this->at("folder/a"));
-    this->store().remove(this->at("folder/a"));
+    this->store().remove(this->at("folder/a"), 1_id, true);
+    this->store().remove(this->at("folder/a"), 1_id, true);
     EXPECT_FALSE(this->store().exists(this->at("folder/a")));
 }
 
+TYPED_TEST(FileStoreContract, RemovesNobodyElsesFile) {
+    enum class Made { here, byAnother, elsewhere };
+    struct {
+        const char* what;
+        Made made;
+        const char* contents;
+        bool wasCreated; ///< As far as the list says.
+        bool stays;
+    } const rows[] = {
+        {"made a moment ago", Made::here, "some", false, false},
+        {"another download's", Made::byAnother, "some", true, true},
+        {"without a mark, but known", Made::elsewhere, "some", true, false},
+        {"without a mark", Made::elsewhere, "theirs", false, true},
+        {"without a mark or bytes", Made::elsewhere, "", false, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        if (row.made == Made::elsewhere) {
+            this->system.put(this->path("a"), row.contents);
+        } else {
+            this->store()
+                .create(this->at("a"), 10, row.made == Made::here ? 1_id : 2_id)
+                ->write(bytes(row.contents), 0);
+        }
+        EXPECT_EQ(this->store().isMarked(this->at("a"), 1_id), row.made == Made::here);
+        this->store().remove(this->at("a"), 1_id, row.wasCreated);
+        EXPECT_EQ(this->store().exists(this->at("a")), row.stays);
+        this->store().remove(this->at("a"), 2_id, true);
+    }
+    EXPECT_EQ(this->store().isMarked(this->at("a"), 1_id), false) << "nothing is there";
+}
+
 TYPED_TEST(FileStoreContract, AnOpenFileOutlivesItsName) {
-    const auto file = this->store().create(this->at("a.part"), 2);
+    const auto file = this->store().create(this->at("a.part"), 2, 1_id);
     EXPECT_EQ(this->finish("a.part", "a", DuplicateNaming::hyphen), "a");
     file->write(bytes("ok"), 0);
     EXPECT_EQ(this->system.contents(this->path("a")), "ok");
-    this->store().remove(this->at("a"));
+    EXPECT_EQ(this->store().isMarked(this->at("a"), 1_id), true);
+    this->store().remove(this->at("a"), 1_id, true);
     EXPECT_NO_THROW(file->write(bytes("ok"), 0));
     EXPECT_FALSE(this->store().exists(this->at("a")));
 }
 
 TYPED_TEST(FileStoreContract, ChecksAndMovesOnlyWhatWasWritten) {
-    const auto file = this->store().create(this->at("a.part"), 3);
+    const auto file = this->store().create(this->at("a.part"), 3, 1_id);
     const WrittenFile written{file->identity(), 3};
     const auto refused = [&](const std::string& why, const std::string& contents) {
         EXPECT_EQ(this->template outcome<std::string>([&](auto told) {
@@ -156,7 +190,7 @@ TYPED_TEST(FileStoreContract, ChecksAndMovesOnlyWhatWasWritten) {
     };
     file->write(bytes("more"), 0);
     refused("(Another program changed it)", "more");
-    this->store().remove(this->at("a.part"));
+    this->store().remove(this->at("a.part"), 1_id, true);
     this->system.put(this->path("a.part"), "new");
     EXPECT_NE(this->store().identity(this->at("a.part")), file->identity());
     refused("(Another file has its name)", "new");

@@ -73,7 +73,7 @@ TEST_F(FinisherTest, FailuresAtTheEnd) {
          [](Engine& e) {
              e.files->failFinish = "No such file or directory";
              (void)e.runUntil(1_id, "finishing");
-             e.files->remove(URL::file("/downloads/file.bin.fluvane"));
+             e.files->take("/downloads/file.bin.fluvane");
          },
          "The unfinished file went missing.", false},
         {"changed",

@@ -24,8 +24,8 @@ protected:
         files.put("/downloads/f.fluvane", std::string(1000, 'x'));
     }
     DownloadRecord restored(bool online = true) {
-        return restoring::restored(saved, restoring::wasMoved(saved, files), online,
-                                   Date() + std::chrono::hours(1));
+        return restoring::restored(saved, restoring::movedTo(saved, files, DuplicateNaming::spaceParentheses),
+                                   online, Date() + std::chrono::hours(1));
     }
     ManualScheduler scheduler;
     MemoryFileStore files{scheduler};
@@ -74,23 +74,48 @@ TEST_F(RestoringTest, PiecesThatMakeNoSenseAreDropped) {
 }
 
 TEST_F(RestoringTest, AFileMovedRightBeforeTheEndIsFinished) {
-    saved.state = State::Finishing{};
-    files.remove(*saved.partial);
-    EXPECT_EQ(stateName(restored().state), "queued") << "neither file is there";
-    files.put("/downloads/f", std::string(999, 'y'));
-    EXPECT_EQ(stateName(restored().state), "queued") << "another file has the name";
-    files.put("/downloads/f", std::string(1000, 'x'));
-    const auto record = restored();
-    EXPECT_EQ(stateName(record.state), "finished");
-    EXPECT_EQ(record.file, URL::file("/downloads/f"));
-    EXPECT_EQ(record.partial, std::nullopt);
-    EXPECT_EQ(record.completed, Date() + std::chrono::hours(1));
-    EXPECT_EQ(record.doneBytes(), 1000);
-    files.put(saved.partial->path(), std::string(1000, 'x'));
-    EXPECT_EQ(stateName(restored().state), "queued") << "it wasn't moved";
-    files.remove(*saved.partial);
-    saved.state = State::Downloading{};
-    EXPECT_EQ(stateName(restored().state), "queued") << "no move had begun";
+    const std::string whole(1000, 'x');
+    struct {
+        const char* what;
+        bool keepsMarks;
+        std::vector<std::tuple<const char*, std::string, std::optional<DownloadID>>> files;
+        const char* name; ///< That it was moved to, or none.
+    } const rows[] = {
+        {"nothing is there", true, {}, ""},
+        {"moved", true, {{"f", whole, 7_id}}, "f"},
+        {"moved, on a disk without marks", false, {{"f", whole, {}}}, "f"},
+        {"another length", true, {{"f", whole + "y", 7_id}}, ""},
+        {"somebody else's", true, {{"f", whole, {}}}, ""},
+        {"another download's", true, {{"f", whole, 8_id}}, ""},
+        {"moved beside somebody else's", true, {{"f", whole, {}}, {"f (1)", whole, 7_id}}, "f (1)"},
+        {"not yet moved", true, {{"f", whole, {}}, {"f.fluvane", whole, 7_id}}, ""},
+        {"not yet moved, without marks", false, {{"f", whole, {}}, {"f.fluvane", whole, {}}}, ""},
+        {"copied", true, {{"f", whole, 7_id}, {"f.fluvane", whole, 7_id}}, "f"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        files.take("/downloads/f.fluvane");
+        files.keepsMarks = row.keepsMarks;
+        for (const auto& [name, bytes, owner] : row.files) {
+            files.put(std::string("/downloads/") + name, bytes, owner);
+        }
+        saved.state = State::Downloading{};
+        EXPECT_EQ(stateName(restored().state), "queued") << "no move had begun";
+        saved.state = State::Finishing{};
+        const auto record = restored();
+        EXPECT_EQ(stateName(record.state), *row.name ? "finished" : "queued");
+        if (*row.name) {
+            EXPECT_EQ(record.file, URL::file(std::string("/downloads/") + row.name));
+            EXPECT_EQ(record.name, row.name);
+            EXPECT_EQ(record.partial, std::nullopt);
+            EXPECT_EQ(record.completed, Date() + std::chrono::hours(1));
+            EXPECT_EQ(record.doneBytes(), 1000);
+            EXPECT_FALSE(files.exists(*saved.partial));
+        }
+        for (const auto& path : files.paths()) {
+            files.take(path);
+        }
+    }
 }
 
 } // namespace

@@ -125,6 +125,59 @@ TEST_F(StarterTest, WhatSomebodyCreatesInBetweenIsTheirs) {
     }
 }
 
+TEST_F(StarterTest, WhatAKillLeavesBehindIsItsOwnAgain) {
+    for (const bool keepsMarks : {true, false}) {
+        ProbingEngine fresh;
+        fresh.files->keepsMarks = keepsMarks;
+        std::vector<DownloadRecord> atCreation;
+        fresh.files->onCreate = [&](const auto& /*path*/) { atCreation = fresh.store->saved; };
+        fresh.transport->last().respondPart(3'000'000);
+        const auto partial = fresh.record(1_id).partial;
+        fresh.transport->transfers[0]->send(100'000);
+        fresh.turns();
+        if (!keepsMarks) {
+            fresh.files->put(partial->path(), "");
+        }
+        fresh.store->saved = atCreation; // the kill came before the next save
+        fresh.restart();
+        fresh.turns();
+        EXPECT_EQ(fresh.record(1_id).partial, std::nullopt);
+        fresh.transport->last().respondPart(3'000'000);
+        EXPECT_EQ(fresh.record(1_id).name, "file.bin");
+        EXPECT_THAT(fresh.files->paths(), testing::ElementsAre(partial->path()));
+    }
+}
+
+TEST_F(StarterTest, WhatIsRemovedIsDeletedOnceTheListSaysSo) {
+    addAndProbe().respondPart(3'000'000);
+    engine.turns();
+    const auto path = record().partial->path();
+    engine.files->hung = {1_id}; // until the kill
+    engine.manager->remove(1_id);
+    EXPECT_TRUE(engine.manager->downloads().empty());
+    engine.turns();
+    ASSERT_EQ(engine.store->saved.size(), 1U);
+    const auto removed = engine.store->saved.front();
+    EXPECT_TRUE(removed.removed.value_or(false));
+    engine.files->hung.clear();
+    engine.restart();
+    EXPECT_TRUE(engine.manager->downloads().empty());
+    engine.turns();
+    EXPECT_THAT(engine.files->paths(), IsEmpty());
+    EXPECT_THAT(engine.store->saved, IsEmpty());
+    EXPECT_EQ(engine.add("http://a.example/next"), 2_id) << "no number is given twice";
+
+    auto another = removed; // which has the name by now
+    another.id = 5_id;
+    another.removed.reset();
+    engine.files->put(path, std::string(3'000'000, 'x'));
+    engine.store->saved = {removed, another};
+    engine.restart();
+    engine.turns();
+    EXPECT_THAT(engine.files->paths(), Contains(path));
+    EXPECT_EQ(engine.store->saved.size(), 1U);
+}
+
 TEST_F(StarterTest, ANameKeptFromAnEarlierRunIsAskedAgain) {
     auto& probe = addAndProbe();
     probe.respond(200, {{"Content-Length", "1000"}});
@@ -189,7 +242,7 @@ TEST_F(CarryOnTest, PicksUpWithoutAProbe) {
 
 TEST_F(CarryOnTest, StartsAfreshWithoutItsWholeFile) {
     const std::vector<std::pair<std::string, std::function<void()>>> rows = {
-        {"gone", [&] { engine.files->remove(*record().partial); }},
+        {"gone", [&] { engine.files->take(record().partial->path()); }},
         {"cut off", [&] { engine.files->put(record().partial->path(), "short"); }},
         {"too long", [&] { engine.files->put(record().partial->path(), std::string(4'000'001, 'x')); }},
     };
@@ -214,7 +267,7 @@ TEST_F(CarryOnTest, KeepsWhatItHasWhileThatCannotBeReached) {
          [&] { engine.files->failOpen = "Permission denied"; }},
         {"The folder “/downloads” isn't there. It may be on a drive that isn't connected.",
          [&] {
-             engine.files->remove(partial);
+             engine.files->take(partial.path());
              engine.files->missingFolders = {"/downloads"};
          }},
     };
@@ -250,6 +303,7 @@ TEST_F(CarryOnTest, AFreshLinkCarriesOnFromTheSavedBytes) {
     EXPECT_EQ(record().finalURL, std::nullopt);
     engine.transport->last().respondPart(4'000'000, {{"ETag", "\"other\""}});
     EXPECT_EQ(engine.failure(1_id), "The file changed on the server, so this download stopped.");
+    engine.turns();
     EXPECT_THAT(engine.files->paths(), IsEmpty());
 }
 

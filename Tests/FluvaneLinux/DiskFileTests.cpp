@@ -108,7 +108,7 @@ protected:
         std::optional<Outcome<URL>> outcome;
         const auto open = std::make_shared<OpenFile>();
         open->path = partial.path();
-        const WrittenFile written{store.identity(partial).value_or(FileIdentity{}), store.size(partial),
+        const WrittenFile written{store.identity(partial).value_or(FileIdentity{}), store.size(partial), 1_id,
                                   open};
         store.finish(partial, written, name, into, DuplicateNaming::spaceParentheses,
                      {*URL::parse("https://host/x")}, [&](const auto& result) { outcome = result; });
@@ -151,7 +151,7 @@ TEST_F(DiskFileTest, RefusesWhatIsNoFile) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.location.absoluteString());
         EXPECT_EQ(messageOf([&] {
-                      if (!store.create(row.location, 10)) {
+                      if (!store.create(row.location, 10, 1_id)) {
                           throw FileError("(exists)");
                       }
                   }),
@@ -160,7 +160,7 @@ TEST_F(DiskFileTest, RefusesWhatIsNoFile) {
         EXPECT_EQ(store.size(row.location), std::nullopt);
         EXPECT_TRUE(finish(row.location, "done", inside()).starts_with("("));
     }
-    store.remove(at("link"));
+    store.remove(at("link"), 1_id, true);
     EXPECT_EQ(store.identity(at("twin")), store.identity(at("file")));
     EXPECT_TRUE(store.exists(at("link"))) << "somebody's link";
     EXPECT_EQ(readFile(folder / "file"), "theirs");
@@ -171,7 +171,7 @@ TEST_F(DiskFileTest, AFullDiskFailsTheWriteAndKeepsWhatIsThere) {
     rlimit before{};
     ::getrlimit(RLIMIT_FSIZE, &before);
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    const auto file = store.create(at("a"), std::nullopt);
+    const auto file = store.create(at("a"), std::nullopt, 1_id);
     const rlimit limit{100'000, before.rlim_max};
     ::setrlimit(RLIMIT_FSIZE, &limit);
     const std::string block(150'000, 'x');
@@ -184,7 +184,7 @@ TEST_F(DiskFileTest, AFullDiskFailsTheWriteAndKeepsWhatIsThere) {
 }
 
 TEST_F(DiskFileTest, ClosingWaitsForWritesAndSyncs) {
-    const auto file = store.create(at("a"), std::nullopt);
+    const auto file = store.create(at("a"), std::nullopt, 1_id);
     std::atomic<int> refused = 0;
     std::vector<std::thread> connections;
     for (int number = 0; number < 3; ++number) {
@@ -267,7 +267,7 @@ TEST_F(DiskFileTest, GivesUpWorkWhenItEnds) {
     bool called = false;
     {
         DiskFileStore ending(queue, "test");
-        (void)ending.create(at("huge"), 1LL << 43); // 8 TiB of nothing would take hours
+        (void)ending.create(at("huge"), 1LL << 43, 1_id); // 8 TiB of nothing would take hours
         writeFile(folder / "a.part", "data");
         ending.checksum(at("huge"), {}, Checksum::Algorithm::sha256, [&](const auto&) { called = true; });
         ending.finish(at("a.part"), {*ending.identity(at("a.part")), 4}, "a",
@@ -294,18 +294,22 @@ TEST_F(DiskFileTest, TheListIsWholeBeforeItHasItsName) {
 }
 
 TEST_F(DiskFileTest, AFileIsWholeBeforeItHasItsName) {
-    const auto file = store.create(at("a.part"), 10);
+    const auto file = store.create(at("a.part"), 10, 1_id);
     taken();
-    file->close();
-    EXPECT_THAT(taken(), ElementsAre("sync a.part"));
-    EXPECT_EQ(finish(at("a.part"), "a", inside()), (folder / "in/a").string());
     const auto parent = "sync " + folder.path().filename().string();
+    const auto itself = testing::StartsWith("sync "); // made without a name, it has a number there
+    file->sync();
+    EXPECT_THAT(taken(), ElementsAre(itself, parent)) << "its new name, too";
+    file->sync();
+    file->close();
+    EXPECT_THAT(taken(), ElementsAre(itself, itself));
+    EXPECT_EQ(finish(at("a.part"), "a", inside()), (folder / "in/a").string());
     EXPECT_THAT(taken(), ElementsAre("sync a.part", parent, "name a", "sync in", parent));
 }
 
 TEST_F(DiskFileTest, AFileWhoseSyncFailedIsTrustedOnceItIsOpenedAgain) {
     for (const bool closed : {false, true}) {
-        const auto file = store.create(at("a.part"), 10);
+        const auto file = store.create(at("a.part"), 10, 1_id);
         ASSERT_TRUE(file);
         syncsFail = true;
         if (closed) {

@@ -137,7 +137,8 @@ std::optional<std::int64_t> MemoryFileStore::size(const URL& location) {
     return file == files_.end() ? std::nullopt : std::optional(file->second->size());
 }
 
-std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::optional<std::int64_t> size) {
+std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::optional<std::int64_t> size,
+                                                   DownloadID owner) {
     failIf(failCreate);
     if (faults_->full) {
         throw FileError(*faults_->full, true);
@@ -147,7 +148,13 @@ std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::opt
         return nullptr;
     }
     file(location)->resize(sparse ? std::max<std::int64_t>(size.value_or(0), 0) : 0);
+    file(location)->owner = keepsMarks ? std::optional(owner) : std::nullopt;
     return std::make_shared<File>(file(location), faults_, sparse);
+}
+
+std::optional<bool> MemoryFileStore::isMarked(const URL& location, DownloadID owner) {
+    const auto file = files_.find(location.path());
+    return keepsMarks ? std::optional(file != files_.end() && file->second->owner == owner) : std::nullopt;
 }
 
 std::shared_ptr<PieceFile> MemoryFileStore::open(const URL& location) {
@@ -164,8 +171,12 @@ std::shared_ptr<SparseBytes>& MemoryFileStore::file(const URL& location) {
     return bytes;
 }
 
-void MemoryFileStore::remove(const URL& location) {
-    files_.erase(location.path());
+void MemoryFileStore::remove(const URL& location, DownloadID owner, bool wasCreated) {
+    const auto file = files_.find(location.path());
+    if (file != files_.end() && file->second->owner.value_or(owner) == owner &&
+        (file->second->owner || wasCreated || file->second->size() == 0)) {
+        files_.erase(file);
+    }
 }
 
 std::optional<Space> MemoryFileStore::space(const URL& folder) {
@@ -205,9 +216,10 @@ std::string MemoryFileStore::refusal(const std::string& path,
     return file->second->size() == written->size ? "" : "Another program changed it";
 }
 
-void MemoryFileStore::put(const std::string& path, std::string_view bytes) {
+void MemoryFileStore::put(const std::string& path, std::string_view bytes, std::optional<DownloadID> owner) {
     auto file = std::make_shared<SparseBytes>(deviceOf(path));
     file->write(std::as_bytes(std::span(bytes)), 0);
+    file->owner = owner;
     files_[path] = std::move(file);
 }
 

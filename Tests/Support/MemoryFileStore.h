@@ -37,6 +37,8 @@ public:
     [[nodiscard]] std::string read() const;
     [[nodiscard]] FileIdentity identity() const;
 
+    std::optional<DownloadID> owner; ///< Whose mark it bears.
+
 private:
     std::uint64_t device_;
     int descriptor_;
@@ -73,10 +75,11 @@ public:
     [[nodiscard]] bool isFolder(const URL& location) override;
     [[nodiscard]] std::optional<FileIdentity> identity(const URL& location) override;
     [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
-    [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location,
-                                                    std::optional<std::int64_t> size) override;
+    [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location, std::optional<std::int64_t> size,
+                                                    DownloadID owner) override;
+    [[nodiscard]] std::optional<bool> isMarked(const URL& location, DownloadID owner) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
-    void remove(const URL& location) override;
+    void remove(const URL& location, DownloadID owner, bool wasCreated) override;
     [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
@@ -99,13 +102,15 @@ public:
 
     std::optional<std::int64_t> freeSpace;
     bool sparse = true;
+    bool keepsMarks = true;
     std::set<std::string> missingFolders; ///< All others are there, though no file may be in them.
     double completionDelay = 0;
 
     std::vector<std::pair<std::string, FileOrigin>> origins; ///< Final path and origin of every finish.
 
     /// Replaces the file.
-    void put(const std::string& path, std::string_view bytes);
+    void put(const std::string& path, std::string_view bytes, std::optional<DownloadID> owner = {});
+    void take(const std::string& path) { files_.erase(path); }
     /// The whole file, absent when there is none.
     [[nodiscard]] std::optional<std::string> contents(const std::string& path) const;
     [[nodiscard]] std::vector<std::string> paths() const; ///< Sorted.

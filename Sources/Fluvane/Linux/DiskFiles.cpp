@@ -78,6 +78,9 @@ const Solid* solidOne(const Descriptor& file) {
 }
 
 void setLength(const Descriptor& file, std::int64_t size) {
+    if (size < 1) {
+        return;
+    }
     if (const auto* const solid = solidOne(file)) { // would be filled with zeros first
         if (size > solid->longest) {
             throw FileError(errorText(EFBIG));
@@ -89,6 +92,42 @@ void setLength(const Descriptor& file, std::int64_t size) {
             throw FileError(errorText(errno), isFull(errno));
         }
     }
+}
+
+/// The file gets its name only when all else of it is as it should be. Not open when the name is taken;
+/// absent where this can't be done.
+std::optional<Descriptor> createdWhole(const std::string& path, const std::string& folder,
+                                       std::optional<std::int64_t> size, DownloadID owner) {
+    auto file = tessivar::openNameless(folder, fileMode);
+    if (!file.isOpen()) {
+        return std::nullopt;
+    }
+    setLength(file, size.value_or(0));
+    setMark(file.get(), owner);
+    const int code = tessivar::giveName(file.get(), path);
+    if (code != 0 && code != EEXIST) {
+        return std::nullopt;
+    }
+    return code == 0 ? std::move(file) : Descriptor();
+}
+
+/// Likewise where only a file with a name can be made.
+Descriptor createdByName(const std::string& path, std::optional<std::int64_t> size, DownloadID owner) {
+    auto file = openedUnless(EEXIST, path, O_CREAT | O_EXCL);
+    if (file.isOpen()) {
+        try {
+            setMark(file.get(), owner);
+            setLength(file, size.value_or(0));
+        } catch (const FileError&) {
+            (void)tessivar::unlinkIfSame(path, file.get());
+            throw;
+        }
+    }
+    return file;
+}
+
+bool isWithoutBytes(const Descriptor& file) {
+    return statusOf(file.get()).st_size == 0 || (::lseek(file.get(), 0, SEEK_DATA) < 0 && errno == ENXIO);
 }
 
 /// The uppermost folder on the same device.
@@ -125,9 +164,10 @@ bool FailedSyncs::contains(const FileIdentity& file) const {
     return files_.contains(file);
 }
 
-DiskFile::DiskFile(Descriptor descriptor, std::shared_ptr<FailedSyncs> failed)
+DiskFile::DiskFile(Descriptor descriptor, std::shared_ptr<FailedSyncs> failed, std::string folder)
     : descriptor_(std::move(descriptor)), identity_(identityOf(statusOf(descriptor_.get()))),
-      sparse_(solidOne(descriptor_) == nullptr), failed_(std::move(failed)) {}
+      sparse_(solidOne(descriptor_) == nullptr), failed_(std::move(failed)), folder_(std::move(folder)),
+      nameIsNew_(!folder_.empty()) {}
 
 DiskFile::~DiskFile() {
     DiskFile::close();
@@ -197,9 +237,18 @@ void DiskFile::sync() {
     }
     try {
         tessivar::syncData(descriptor_.get());
+        syncName();
     } catch (const SystemError& error) {
         noteFailedSync(error.code());
         throw FileError(error.what());
+    }
+}
+
+/// Bytes under a name that a power cut takes away are lost, too.
+void DiskFile::syncName() {
+    if (nameIsNew_) {
+        tessivar::syncFolder(folder_);
+        nameIsNew_ = false;
     }
 }
 
@@ -268,28 +317,35 @@ std::optional<std::int64_t> DiskFileStore::size(const URL& location) {
     return isAlone ? std::optional<std::int64_t>(status.st_size) : std::nullopt;
 }
 
-std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optional<std::int64_t> size) {
+std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optional<std::int64_t> size,
+                                                 DownloadID owner) {
     const std::filesystem::path path = pathOf(location);
+    const auto folder = path.parent_path().string();
     try {
-        tessivar::createFolders(path.parent_path(), folderMode);
+        tessivar::createFolders(folder, folderMode);
     } catch (const SystemError& error) {
         throw failure(error);
     }
-    auto file = openedUnless(EEXIST, path.string(), O_CREAT | O_EXCL);
-    if (!file.isOpen()) {
+    auto file = createdWhole(path.string(), folder, size, owner);
+    if (!file) {
+        file = createdByName(path.string(), size, owner);
+    }
+    if (!file->isOpen()) {
         return nullptr;
     }
-    try {
-        if (size.value_or(0) >= 1) {
-            setLength(file, *size);
-        }
-    } catch (const FileError&) {
-        (void)tessivar::unlinkIfSame(path.string(), file.get());
-        throw;
-    }
-    auto created = std::make_shared<DiskFile>(std::move(file), failedSyncs_);
+    auto created = std::make_shared<DiskFile>(*std::move(file), failedSyncs_, folder);
     failedSyncs_->forget(created->identity());
     return created;
+}
+
+std::optional<bool> DiskFileStore::isMarked(const URL& location, DownloadID owner) {
+    try {
+        const auto file = tessivar::openRegular(pathOf(location), O_RDONLY | O_NOFOLLOW);
+        const auto mark = markOf(file.get(), owner);
+        return mark == Mark::unsupported ? std::nullopt : std::optional(mark == Mark::own);
+    } catch (const SystemError&) {
+        return false;
+    }
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
@@ -305,11 +361,16 @@ std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
     return opened;
 }
 
-void DiskFileStore::remove(const URL& location) {
+void DiskFileStore::remove(const URL& location, DownloadID owner, bool wasCreated) {
     const auto path = pathOf(location);
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-        ::unlink(path.c_str());
+    try {
+        const auto file = tessivar::openRegular(path, O_RDONLY | O_NOFOLLOW);
+        const auto mark = markOf(file.get(), owner);
+        const bool isUnmarked = mark == Mark::none || mark == Mark::unsupported;
+        if (mark == Mark::own || (isUnmarked && (wasCreated || isWithoutBytes(file)))) {
+            (void)tessivar::unlinkIfSame(path, file.get());
+        }
+    } catch (const SystemError&) { // nothing that could be ours
     }
 }
 

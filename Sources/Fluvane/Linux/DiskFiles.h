@@ -40,8 +40,10 @@ private:
 /// dropping the last reference syncs and closes it.
 class DiskFile : public PieceFile {
 public:
-    /// Asks the system about the file, which may wait for its disk.
-    explicit DiskFile(tessivar::Descriptor descriptor, std::shared_ptr<FailedSyncs> failed = {});
+    /// Asks the system about the file, which may wait for its disk. Its name is new in `folder`, unless that
+    /// is empty, and made durable with the first sync.
+    explicit DiskFile(tessivar::Descriptor descriptor, std::shared_ptr<FailedSyncs> failed = {},
+                      std::string folder = {});
     ~DiskFile() override;
     DiskFile(const DiskFile&) = delete;
     DiskFile& operator=(const DiskFile&) = delete;
@@ -57,6 +59,7 @@ public:
 private:
     void beginWritingBack(std::int64_t written);
     void noteFailedSync(int code);
+    void syncName();
 
     // Writes and syncs share it, so that a sync on a slow disk doesn't halt the connections; only closing is
     // alone, so that no write runs against a descriptor that is gone.
@@ -68,6 +71,8 @@ private:
     std::shared_ptr<FailedSyncs> failed_;
     std::atomic<int> syncFailure_ = 0; ///< The first sync's error number; from then on every write fails.
     std::atomic<std::int64_t> sinceWriteback_ = 0;
+    const std::string folder_;
+    std::atomic<bool> nameIsNew_;
 };
 
 /// The engine's files on the local file system. Made and ended on the main queue. What is asked for runs on
@@ -85,10 +90,11 @@ public:
     [[nodiscard]] bool isFolder(const URL& location) override;
     [[nodiscard]] std::optional<FileIdentity> identity(const URL& location) override;
     [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
-    [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location,
-                                                    std::optional<std::int64_t> size) override;
+    [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location, std::optional<std::int64_t> size,
+                                                    DownloadID owner) override;
+    [[nodiscard]] std::optional<bool> isMarked(const URL& location, DownloadID owner) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
-    void remove(const URL& location) override;
+    void remove(const URL& location, DownloadID owner, bool wasCreated) override;
     [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;

@@ -31,6 +31,7 @@ using tessivar::SystemError;
 
 constexpr std::size_t chunkSize = 1024UL * 1024UL;
 constexpr mode_t folderMode = 0777;
+constexpr const char* markName = "user.fluvane.download";
 
 const EVP_MD* methodOf(Checksum::Algorithm algorithm) {
     switch (algorithm) {
@@ -138,6 +139,21 @@ std::string digestOf(const std::string& file, const std::optional<WrittenFile>& 
     return hexadecimal(std::span(digest).first(length));
 }
 
+void setMark(int descriptor, DownloadID owner) {
+    const auto text = std::to_string(number(owner));
+    (void)::fsetxattr(descriptor, markName, text.data(), text.size(), 0);
+}
+
+Mark markOf(int descriptor, DownloadID owner) {
+    std::array<char, 32> text{};
+    const auto length = ::fgetxattr(descriptor, markName, text.data(), text.size());
+    if (length >= 0) {
+        const std::string_view mark(text.data(), static_cast<std::size_t>(length));
+        return mark == std::to_string(number(owner)) ? Mark::own : Mark::anothers;
+    }
+    return errno == EOPNOTSUPP ? Mark::unsupported : errno == ERANGE ? Mark::anothers : Mark::none;
+}
+
 FinalMove::FinalMove(std::filesystem::path partial, WrittenFile written, std::string name, URL folder,
                      DuplicateNaming naming, FileOrigin origin, const std::atomic<bool>& ending)
     : partial_(std::move(partial)), written_(written), name_(std::move(name)), folder_(std::move(folder)),
@@ -149,12 +165,13 @@ URL FinalMove::run() {
     }
     // The data before the name: a power cut must not leave the final name on half a file.
     const auto file = openedWritten(partial_.string(), written_);
+    setMark(file.get(), written_.owner); // it may come from a disk that keeps none
     tessivar::syncData(file.get());
     tessivar::createFolders(folderPath_, folderMode);
     std::string chosen;
     try {
         chosen = toFreeName([&](const std::string& path) { return moveTo(path, file.get()); });
-        mark(file.get());
+        noteOrigin(file.get());
     } catch (const SystemError& error) {
         if (error.code() != EXDEV) {
             throw;
@@ -202,15 +219,16 @@ std::string FinalMove::copyAcross(int descriptor) {
                  [&](std::span<const std::byte> chunk) { tessivar::writeFully(copy.descriptor(), chunk); });
     requireWritten(descriptor, written_); // else it was cut off while it was read
     ::fchmod(copy.descriptor(), statusOf(descriptor).st_mode & 0777);
+    setMark(copy.descriptor(), written_.owner);
     tessivar::syncData(copy.descriptor());
     auto chosen = toFreeName([&](const std::string& path) { return copy.moveTo(path); });
-    mark(copy.descriptor());
+    noteOrigin(copy.descriptor());
     syncQuietly(folderPath_); // a power cut must not leave neither of them
     (void)tessivar::unlinkIfSame(partial_.string(), descriptor);
     return chosen;
 }
 
-void FinalMove::mark(int descriptor) const {
+void FinalMove::noteOrigin(int descriptor) const {
     int code = 0;
     const auto set = [&](const char* name, const URL& url) {
         const auto bare = url.withoutCredentials();

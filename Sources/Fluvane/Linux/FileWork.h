@@ -31,6 +31,11 @@ class WorkAbandoned {};
 [[nodiscard]] std::string digestOf(const std::string& file, const std::optional<WrittenFile>& written,
                                    Checksum::Algorithm algorithm, const std::atomic<bool>& ending);
 
+/// Marks the open file as the download's own; a disk that keeps no marks is no failure.
+void setMark(int descriptor, DownloadID owner);
+enum class Mark { own, anothers, none, unsupported };
+[[nodiscard]] Mark markOf(int descriptor, DownloadID owner);
+
 /// Moves a finished file into place under the first free name, durably, and marks it with its origin.
 class FinalMove {
 public:
@@ -47,7 +52,7 @@ private:
     [[nodiscard]] std::string toFreeName(const std::function<int(const std::string&)>& move) const;
     [[nodiscard]] int moveTo(const std::string& path, int descriptor) const;
     [[nodiscard]] std::string copyAcross(int descriptor);
-    void mark(int descriptor) const;
+    void noteOrigin(int descriptor) const;
 
     std::filesystem::path partial_;
     WrittenFile written_;

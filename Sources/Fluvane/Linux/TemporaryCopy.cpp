@@ -27,16 +27,6 @@ using tessivar::SystemError;
 constexpr std::string_view prefix = ".fluvane-unfinished-copy-";
 constexpr std::string_view places = "XXXXXX"; // for mkostemp, which puts letters and digits there
 
-std::string openPath(int descriptor) {
-    return "/proc/self/fd/" + std::to_string(descriptor);
-}
-
-Descriptor nameless(const std::filesystem::path& folder) {
-    Descriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-    const bool canBeNamed = file.isOpen() && ::access(openPath(file.get()).c_str(), F_OK) == 0;
-    return canBeNamed ? std::move(file) : Descriptor();
-}
-
 bool isHiddenName(std::string_view name) {
     return name.size() == prefix.size() + places.size() && name.starts_with(prefix) &&
            std::ranges::all_of(name.substr(prefix.size()), tessivar::ascii::isLetterOrDigit);
@@ -66,7 +56,7 @@ TemporaryCopy::TemporaryCopy(const std::filesystem::path& folder) : TemporaryCop
 
 TemporaryCopy::TemporaryCopy(const std::filesystem::path& folder, Naming naming) {
     if (naming == Naming::none) {
-        file_ = nameless(folder);
+        file_ = tessivar::openNameless(folder.string(), 0600);
     }
     if (!file_.isOpen()) {
         makeHidden(folder);
@@ -100,8 +90,7 @@ int TemporaryCopy::moveTo(const std::string& path) {
         }
         return code;
     }
-    const auto from = openPath(file_.get());
-    return ::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
+    return tessivar::giveName(file_.get(), path);
 }
 
 void TemporaryCopy::clearLeftovers(const std::filesystem::path& folder) noexcept {

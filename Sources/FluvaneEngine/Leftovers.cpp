@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Leftovers.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace fluvane {
+
+using State = DownloadState;
+
+void Leftovers::begin() {
+    for (const auto& leftover : std::vector(list_.leftovers())) {
+        const bool isTaken = std::ranges::any_of(
+            list_.all(), [&](const auto& download) { return download->record.partial == leftover->partial; });
+        if (isTaken) { // deleted, and its name used again, before the list could say so
+            list_.forget(*leftover);
+        } else {
+            clear(leftover);
+        }
+    }
+}
+
+void Leftovers::remove(Download& download) {
+    auto record = std::move(download.record);
+    list_.remove(download);
+    if (!record.partial || record.state.is<State::Finished>()) {
+        turns_.changed();
+        return;
+    }
+    record.removed = true;
+    record.state = State::Paused{};
+    for (auto& piece : record.pieces) {
+        piece.done = 0; // nothing of it is claimed anymore
+    }
+    const auto leftover = std::make_shared<const DownloadRecord>(std::move(record));
+    list_.keep(leftover);
+    turns_.changed();
+    saver_.whenSaved(turns_.later([this, leftover](const auto& /*error*/) { clear(leftover); }));
+}
+
+void Leftovers::clear(const RecordSnapshot& leftover) {
+    disk_.files().aside(
+        leftover->id,
+        [files = &disk_.files(), leftover] {
+            files->remove(*leftover->partial, leftover->id, !leftover->pieces.empty());
+        },
+        turns_.later([this, leftover] {
+            list_.forget(*leftover);
+            turns_.changed();
+        }));
+}
+
+} // namespace fluvane
