@@ -46,6 +46,21 @@ class Pace:
         await asyncio.sleep(self.due - now)
 
 
+class Standstill:
+    """A pace of nothing for so many seconds from the first byte on, for all who share it."""
+
+    def __init__(self, seconds):
+        self.seconds, self.until = seconds, None
+
+    async def passes(self, _):
+        self.until = self.until or time.monotonic() + self.seconds
+        await asyncio.sleep(self.until - time.monotonic())
+
+    @staticmethod
+    def rate():
+        return NEVER
+
+
 class Request:
     def __init__(self, server, connection, lines):
         self.server, self.connection = server, connection  # connections count from 1, in the order of first requests
@@ -125,6 +140,88 @@ def sends(make, then=CLOSE):
     return lambda request, reply: reply.__dict__.update(raw=make(request, reply), then=then)
 
 
+def body(make, chunked=False, then=STAY):
+    """The right head, and then what `make(body)` yields."""
+    def make_all(request, reply):
+        reply.chunked = chunked
+        return itertools.chain([reply.head(request)], make(bytes(reply.content[reply.first:reply.end])))
+    return sends(make_all, then)
+
+
+def length(make):
+    """Content-Length as `make(length of the body)` has it, a list for several."""
+    return lambda _, reply: reply.headers.update({"Content-Length": make(reply.end - reply.first)})
+
+
+def part(make):
+    """Content-Range as `make(first, last, size)` has it, in answers with a part."""
+    def behave(_, reply):
+        if reply.status == 206:
+            reply.headers["Content-Range"] = make(reply.first, reply.end - 1, len(reply.content))
+    return behave
+
+
+def moved(by):
+    """A part from elsewhere, which says so."""
+    def behave(_, reply):
+        if reply.status == 206:
+            reply.first = min(max(0, reply.first + by), reply.end - 1)
+    return behave
+
+
+def another(prefix, honest=True):
+    """The file whose name begins with this besides: with its tag and length, or its bytes alone."""
+    def behave(request, reply):
+        reply.content = request.server.content[prefix + request.name]
+        if honest:
+            reply.tag = request.server.tags[prefix + request.name]
+            reply.give(request)
+    return behave
+
+
+def drops_if_range():
+    """And gives the part, whatever the client knows."""
+    def behave(request, reply):
+        request.headers.pop("if-range", None)
+        reply.give(request)
+    return behave
+
+
+def page(status=200, content=b"<html>Sign in, please.</html>"):
+    return sets(status=status, content=content, first=0, end=len(content), tag='"page"',
+                headers={"Content-Type": "text/html; charset=utf-8"})
+
+
+def portal(place="login.html"):
+    """All is led to a page."""
+    def behave(request, reply):
+        if request.name == place:
+            page()(request, reply)
+        else:
+            reply.refuse(302, {"Location": f"/{place}"})
+    return behave
+
+
+def repeats(delay):
+    """The whole answer once more, after so many seconds."""
+    return lambda request, reply: sets(late=(
+        delay, reply.head(request) + bytes(reply.content[reply.first:reply.end])))(request, reply)
+
+
+def closes():
+    return lambda request, _: request.__dict__.update(last=True)
+
+
+def alternates(*behaviours):
+    """One with each request."""
+    turns = itertools.cycle(behaviours)
+    return lambda request, reply: next(turns)(request, reply)
+
+
+def every(*behaviours):
+    return when(lambda _: True, *behaviours)
+
+
 def rate(bytes_per_second):
     """Each connection's own."""
     return lambda _, reply: reply.paces.update(own=Pace(bytes_per_second))
@@ -134,6 +231,11 @@ def line(bytes_per_second):
     """Of all connections together."""
     shared = Pace(bytes_per_second)
     return lambda _, reply: reply.paces.update(line=shared)
+
+
+def stands_still(seconds):
+    shared = Standstill(seconds)
+    return lambda _, reply: reply.paces.update(still=shared)
 
 
 def limited(seconds, low, high):
@@ -273,6 +375,7 @@ class Server(Ended):
             self.tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             self.tls.load_cert_chain(*tls)
         self.answering = self.held = self.connections = 0
+        self.sent = 0  # bytes of bodies
         self.doors, self.writers = [], set()
         self.port = free_port()
         self.loop = asyncio.new_event_loop()
@@ -409,6 +512,7 @@ class Server(Ended):
             writer.write(b"%x\r\n%b\r\n" % (count, left[:count]) if framed else left[:count])
             await writer.drain()
             state["sent"] += count
+            self.sent += count
             left = left[count:]
         writer.write(b"0\r\n\r\n" if framed else b"")
         await writer.drain()
