@@ -27,8 +27,11 @@ def leave_network():
 
 
 def is_possible():
-    return subprocess.run(["unshare", "--map-root-user", "--net", "ip", "link", "add", "a", "type", "veth"],
-                          capture_output=True).returncode == 0
+    try:
+        return subprocess.run(["unshare", *(["--map-root-user"] if os.geteuid() else []), "--net", "ip", "link", "add",
+                               "near", "type", "veth", "peer", "name", "far"], capture_output=True).returncode == 0
+    except FileNotFoundError:
+        return False
 
 
 class Line(Ended):
