@@ -25,7 +25,8 @@ import zlib
 from harness import Ended, free_port
 
 HOSTS = ("127.0.0.1", "127.0.0.2", "127.0.0.3")  # the server is at all of them, so that mirrors are other hosts
-CLOSE, RESET, STALL = "close", "reset", "stall"
+CLOSE, CUT, RESET, STALL = "close", "cut", "reset", "stall"  # cut: without the goodbye that TLS says
+STAY = "stay"
 NEVER = 1 << 60
 WORDS = {200: "OK", 206: "Partial Content", 302: "Found", 403: "Forbidden", 404: "Not Found",
          416: "Range Not Satisfiable", 429: "Too Many Requests", 503: "Service Unavailable"}
@@ -45,6 +46,21 @@ class Pace:
         await asyncio.sleep(self.due - now)
 
 
+class Standstill:
+    """A pace of nothing for so many seconds from the first byte on, for all who share it."""
+
+    def __init__(self, seconds):
+        self.seconds, self.until = seconds, None
+
+    async def passes(self, _):
+        self.until = self.until or time.monotonic() + self.seconds
+        await asyncio.sleep(self.until - time.monotonic())
+
+    @staticmethod
+    def rate():
+        return NEVER
+
+
 class Request:
     def __init__(self, server, connection, lines):
         self.server, self.connection = server, connection  # connections count from 1, in the order of first requests
@@ -57,10 +73,15 @@ class Request:
 
 
 class Reply:
+    protocol = "HTTP/1.1"
     chunked = False
     silent = False  # never a byte
     delay = 0
-    event = None  # (bytes of bodies on this connection, what happens then: a rate, CLOSE, RESET or STALL)
+    event = None  # (bytes of bodies on this connection, what happens then: a rate, CLOSE, CUT, RESET or STALL)
+    crumb = NEVER  # bytes of the head at a time
+    late = None  # (seconds, bytes that nobody asked for) after the body
+    raw = None  # all that is sent, in the place of head and body
+    then = CLOSE  # what comes after that, or STAY: the next request
 
     def __init__(self, request):
         self.content, self.tag = request.server.content.get(request.name), request.server.tags.get(request.name)
@@ -85,7 +106,7 @@ class Reply:
         self.status, self.headers, self.first, self.end = status, dict(headers or {}), 0, 0
 
     def head(self, request):
-        headers = {"Connection": "close" if request.last else "keep-alive", **self.headers}
+        headers = {"Connection": "close" if request.last else "keep-alive"}
         if self.status in (200, 206):
             headers = {"Accept-Ranges": "bytes", "ETag": self.tag, "Last-Modified": LAST_CHANGE,
                        "Content-Type": "application/octet-stream", **headers}
@@ -95,8 +116,11 @@ class Reply:
             headers["Content-Length"] = str(self.end - self.first)
         elif request.version == "HTTP/1.1":
             headers["Transfer-Encoding"] = "chunked"
-        lines = [f"HTTP/1.1 {self.status} {WORDS[self.status]}", f"Date: {email.utils.formatdate(usegmt=True)}",
-                 *(f"{name}: {value}" for name, value in headers.items() if value is not None)]
+        headers.update(self.headers)  # which may say anything, a list of values in as many lines
+        lines = [f"{self.protocol} {self.status} {WORDS.get(self.status, 'Other')}",
+                 f"Date: {email.utils.formatdate(usegmt=True)}",
+                 *(f"{name}: {value}" for name, values in headers.items()
+                   for value in (values if isinstance(values, list) else [values]) if value is not None)]
         return "\r\n".join([*lines, "", ""]).encode()
 
 
@@ -104,6 +128,98 @@ class Reply:
 
 def sets(**fields):
     return lambda _, reply: reply.__dict__.update(fields)
+
+
+def says(headers):
+    """These besides or instead of the right ones; None leaves one out."""
+    return lambda _, reply: reply.headers.update(headers)
+
+
+def sends(make, then=CLOSE):
+    """What `make(request, reply)` yields, instead of a reply."""
+    return lambda request, reply: reply.__dict__.update(raw=make(request, reply), then=then)
+
+
+def body(make, chunked=False, then=STAY):
+    """The right head, and then what `make(body)` yields."""
+    def make_all(request, reply):
+        reply.chunked = chunked
+        return itertools.chain([reply.head(request)], make(bytes(reply.content[reply.first:reply.end])))
+    return sends(make_all, then)
+
+
+def length(make):
+    """Content-Length as `make(length of the body)` has it, a list for several."""
+    return lambda _, reply: reply.headers.update({"Content-Length": make(reply.end - reply.first)})
+
+
+def part(make):
+    """Content-Range as `make(first, last, size)` has it, in answers with a part."""
+    def behave(_, reply):
+        if reply.status == 206:
+            reply.headers["Content-Range"] = make(reply.first, reply.end - 1, len(reply.content))
+    return behave
+
+
+def moved(by):
+    """A part from elsewhere, which says so."""
+    def behave(_, reply):
+        if reply.status == 206:
+            reply.first = min(max(0, reply.first + by), reply.end - 1)
+    return behave
+
+
+def another(prefix, honest=True):
+    """The file whose name begins with this besides: with its tag and length, or its bytes alone."""
+    def behave(request, reply):
+        reply.content = request.server.content[prefix + request.name]
+        if honest:
+            reply.tag = request.server.tags[prefix + request.name]
+            reply.give(request)
+    return behave
+
+
+def drops_if_range():
+    """And gives the part, whatever the client knows."""
+    def behave(request, reply):
+        request.headers.pop("if-range", None)
+        reply.give(request)
+    return behave
+
+
+def page(status=200, content=b"<html>Sign in, please.</html>"):
+    return sets(status=status, content=content, first=0, end=len(content), tag='"page"',
+                headers={"Content-Type": "text/html; charset=utf-8"})
+
+
+def portal(place="login.html"):
+    """All is led to a page."""
+    def behave(request, reply):
+        if request.name == place:
+            page()(request, reply)
+        else:
+            reply.refuse(302, {"Location": f"/{place}"})
+    return behave
+
+
+def repeats(delay):
+    """The whole answer once more, after so many seconds."""
+    return lambda request, reply: sets(late=(
+        delay, reply.head(request) + bytes(reply.content[reply.first:reply.end])))(request, reply)
+
+
+def closes():
+    return lambda request, _: request.__dict__.update(last=True)
+
+
+def alternates(*behaviours):
+    """One with each request."""
+    turns = itertools.cycle(behaviours)
+    return lambda request, reply: next(turns)(request, reply)
+
+
+def every(*behaviours):
+    return when(lambda _: True, *behaviours)
 
 
 def rate(bytes_per_second):
@@ -115,6 +231,11 @@ def line(bytes_per_second):
     """Of all connections together."""
     shared = Pace(bytes_per_second)
     return lambda _, reply: reply.paces.update(line=shared)
+
+
+def stands_still(seconds):
+    shared = Standstill(seconds)
+    return lambda _, reply: reply.paces.update(still=shared)
 
 
 def limited(seconds, low, high):
@@ -157,7 +278,7 @@ def sometimes(one_in, *behaviours, seed=1, after=0):
 
 
 def happens(after, action):
-    """After so many bytes of bodies on a connection: another rate, CLOSE, RESET or STALL."""
+    """After so many bytes of bodies on a connection: another rate, CLOSE, CUT, RESET or STALL."""
     return sets(event=(after, action))
 
 
@@ -245,7 +366,8 @@ def gone(after, seconds):
 class Server(Ended):
     """In a thread of its own. `content` maps names to bytes; a name is found in whatever folder it is asked for."""
 
-    def __init__(self, content, behaviours=(), tls=None, latency=0, host=HOSTS[0]):
+    def __init__(self, content, behaviours=(), tls=None, latency=0, host=HOSTS[0], hosts=HOSTS):
+        self.hosts = hosts
         self.content, self.behaviours, self.host = content, list(behaviours), host
         self.tags = {name: f'"{zlib.crc32(each):08x}"' for name, each in content.items()}
         self.tls = None
@@ -253,6 +375,7 @@ class Server(Ended):
             self.tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
             self.tls.load_cert_chain(*tls)
         self.answering = self.held = self.connections = 0
+        self.sent = 0  # bytes of bodies
         self.doors, self.writers = [], set()
         self.port = free_port()
         self.loop = asyncio.new_event_loop()
@@ -272,7 +395,7 @@ class Server(Ended):
         return f"{'https' if self.tls else 'http'}://{self.host}:{self.front}/{name}"
 
     def at(self, path, mirror):
-        return f"{'https' if self.tls else 'http'}://{HOSTS[mirror]}:{self.port}{path}"
+        return f"{'https' if self.tls else 'http'}://{self.hosts[mirror]}:{self.port}{path}"
 
     def stop(self):
         self._wait(self._close())
@@ -284,7 +407,7 @@ class Server(Ended):
         return asyncio.run_coroutine_threadsafe(work, self.loop).result(20)
 
     async def _open(self):
-        self.doors.append(await asyncio.start_server(self._serve, HOSTS, self.port, ssl=self.tls))
+        self.doors.append(await asyncio.start_server(self._serve, self.hosts, self.port, ssl=self.tls))
 
     async def _open_proxy(self, latency):
         self.doors.append(await asyncio.start_server(delaying_proxy(self.port, latency), HOSTS[0], self.front))
@@ -297,12 +420,19 @@ class Server(Ended):
             task.cancel()
         await asyncio.gather(*others, return_exceptions=True)
 
+    def hang_up(self):
+        """Resets all connections."""
+        self._wait(self._hang_up())
+
+    async def _hang_up(self):
+        for writer in list(self.writers):
+            reset(writer)
+
     async def leave(self, after, seconds):
         await asyncio.sleep(after)
         for door in self.doors:
             door.close()
-        for writer in list(self.writers):
-            reset(writer)
+        await self._hang_up()
         await asyncio.sleep(seconds)
         await self._open()
 
@@ -332,10 +462,11 @@ class Server(Ended):
         if reply.silent:
             with self._counted("held"):
                 return await silence(reader)
+        if reply.raw:
+            return await self._raw(reader, writer, reply)
         with self._counted("answering") if reply.status in (200, 206) else contextlib.nullcontext():
             await asyncio.sleep(reply.delay)
-            writer.write(reply.head(request))
-            await writer.drain()
+            await self._head(writer, reply.head(request), reply.crumb)
             whole = request.method == "HEAD" or await self._body(reader, writer, reply, request, state)
         return whole and not request.last
 
@@ -346,6 +477,21 @@ class Server(Ended):
             yield
         finally:
             setattr(self, name, getattr(self, name) - 1)
+
+    @staticmethod
+    async def _head(writer, head, crumb):
+        for at in range(0, len(head), crumb):
+            writer.write(head[at:at + crumb])
+            await writer.drain()
+            await asyncio.sleep(0)
+
+    async def _raw(self, reader, writer, reply):
+        for part in reply.raw:
+            writer.write(part)
+            await writer.drain()
+            await asyncio.sleep(0)  # what has no end must let others in
+        await self._break(reply.then, reader, writer)
+        return reply.then == STAY
 
     async def _body(self, reader, writer, reply, request, state):
         """False when the reply was broken off."""
@@ -366,9 +512,14 @@ class Server(Ended):
             writer.write(b"%x\r\n%b\r\n" % (count, left[:count]) if framed else left[:count])
             await writer.drain()
             state["sent"] += count
+            self.sent += count
             left = left[count:]
         writer.write(b"0\r\n\r\n" if framed else b"")
         await writer.drain()
+        if reply.late:
+            await asyncio.sleep(reply.late[0])
+            writer.write(reply.late[1])
+            await writer.drain()
         return True
 
     @staticmethod
@@ -377,6 +528,9 @@ class Server(Ended):
             await silence(reader)
         elif action == RESET:
             reset(writer)
+        elif action == CUT:
+            await asyncio.sleep(0.05)  # the last bytes are on their way
+            writer.transport.abort()
 
 
 async def silence(reader):

@@ -38,7 +38,8 @@ std::optional<ContentRange> TransferResponse::contentRange() const {
 }
 
 std::optional<std::int64_t> TransferResponse::contentLength() const {
-    const auto header = (*this)["content-length"];
+    // Beside chunks it isn't the body's length, whatever it says.
+    const auto header = headers_.contains("transfer-encoding") ? std::nullopt : (*this)["content-length"];
     return header ? text::wholeNumber(text::trimmed(*header)) : std::nullopt;
 }
 

@@ -59,7 +59,7 @@ public:
     /// The body's length is not the file's.
     [[nodiscard]] bool isEncoded() const;
     [[nodiscard]] std::optional<ContentRange> contentRange() const;
-    /// As sent: may be negative.
+    /// As sent: may be negative. Absent where the body comes in chunks.
     [[nodiscard]] std::optional<std::int64_t> contentLength() const;
 
     friend bool operator==(const TransferResponse&, const TransferResponse&) = default;

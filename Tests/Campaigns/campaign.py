@@ -9,6 +9,7 @@ of its own, so that nothing of one reaches another; it ends well, or with the se
 import argparse
 import collections
 import concurrent.futures
+import itertools
 import json
 import os
 import pathlib
@@ -28,7 +29,7 @@ class Case:
     measured the most is told."""
 
     def __init__(self, seed, number, folder):
-        self.number, self.folder = number, folder
+        self.seed, self.number, self.folder = seed, number, folder
         self.random = random.Random(f"{seed}-{number}")
         self.counted, self.measured = collections.Counter(), {}
 
@@ -108,7 +109,7 @@ def _play_all(arguments, cases):
 
 
 def _some(numbers, most):
-    return [number for number, _ in zip(numbers, range(most))]
+    return list(itertools.islice(numbers, most))
 
 
 class Results:
@@ -144,14 +145,15 @@ class Judge:
     def on_disk(self, application):
         """What holds at any moment when the application isn't running: what the list claims is on the disk, and what
         is in the folder is on the list. Returns the bytes claimed."""
-        return sum(self._claim(record) for record in self.records(application))
+        return sum(self.claim(record) for record in self.records(application))
 
     def records(self, application):
         if not application.list_file.exists():
             return []
         return json.loads(application.list_file.read_text())["downloads"]
 
-    def _claim(self, record):
+    def claim(self, record):
+        """The bytes of one entry that are claimed, and right."""
         source = self.source(record)
         if "finished" in record["state"]:
             self._same(path_of(record["file"]).read_bytes(), source, record["file"])

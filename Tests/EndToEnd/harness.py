@@ -214,6 +214,7 @@ class Application(Ended):
     and on no bus but that of a desk's environment."""
 
     arguments = ("--headless",)
+    within = ()  # a command that runs the program, as in another namespace
 
     def __init__(self, folder, environment=None):
         self.folder = pathlib.Path(folder)
@@ -242,8 +243,8 @@ class Application(Ended):
 
     def spawn(self, *arguments):
         with open(self.output, "ab") as output:
-            return start([programs / "fluvane", *(arguments or self.arguments)], self.environment, stdout=output,
-                         stderr=output, stdin=subprocess.DEVNULL)
+            return start([*self.within, programs / "fluvane", *(arguments or self.arguments)], self.environment,
+                         stdout=output, stderr=output, stdin=subprocess.DEVNULL)
 
     def _answers(self):
         if self.process.poll() is not None:

@@ -78,6 +78,7 @@ TEST(Answers, WhatAProbeLearns) {
         {"whole with parts", 200, "Content-Length: 50\nAccept-Ranges: bytes", 50, true},
         {"parts refused", 200, "Content-Length: 9\nAccept-Ranges: none", 9, false},
         {"no length", 200, "", {}, false},
+        {"a length beside chunks", 200, "Content-Length: 5\nTransfer-Encoding: chunked", {}, false},
         {"senseless length", 200, "Content-Length: -5", {}, false},
         {"encoded", 206, "Content-Range: bytes 0-9/10\nContent-Encoding: gzip", {}, false},
     };

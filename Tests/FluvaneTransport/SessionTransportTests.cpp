@@ -145,6 +145,8 @@ TEST_F(TransportTest, TellsHowAnAnswerWentWrong) {
              client.waitForClose();
          },
          "failed 0: The server's answer wasn't HTTP."},
+        {"two lengths", once("HTTP/1.1 200 OK\r\nContent-Length: 2\r\nContent-Length: 5\r\n\r\n12345"),
+         "failed 0: The server's answer wasn't HTTP."},
         {"a short body", once("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n12345"),
          "failed 5: The server closed the connection early."},
         {"chunks without their end",

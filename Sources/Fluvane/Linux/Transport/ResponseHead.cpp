@@ -5,6 +5,7 @@
 
 #include "FluvaneCore/Text.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace fluvane {
@@ -38,7 +39,7 @@ int statusOf(std::string_view statusLine) {
 ResponseHead::Step ResponseHead::add(std::string_view line) {
     total_ += line.size();
     if (total_ > mostBytes) {
-        return Step::tooLong;
+        return Step::unusable;
     }
     if (final_) {
         return Step::more; // a trailer
@@ -50,8 +51,7 @@ ResponseHead::Step ResponseHead::add(std::string_view line) {
     if (line == "\r\n" || line == "\n") {
         return endHead();
     }
-    addField(line);
-    return Step::more;
+    return addField(line);
 }
 
 void ResponseHead::startHead(std::string_view statusLine) {
@@ -64,19 +64,32 @@ void ResponseHead::startHead(std::string_view statusLine) {
     headers_.clear();
 }
 
-void ResponseHead::addField(std::string_view line) {
+ResponseHead::Step ResponseHead::addField(std::string_view line) {
     if ((line.front() == ' ' || line.front() == '\t') && !headers_.empty()) {
         headers_.back().second.append(" ").append(withoutBlanks(line)); // a folded line
-        return;
+        return Step::more;
     }
     const auto colon = line.find(':');
     if (colon == std::string_view::npos) {
-        return;
+        return Step::more;
     }
     const auto name = withoutBlanks(line.substr(0, colon));
     const auto value = withoutBlanks(line.substr(colon + 1));
     leadsElsewhere_ = leadsElsewhere_ || (text::equalIgnoringASCIICase(name, "location") && !value.empty());
+    if (contradicts(name, value)) {
+        return Step::unusable;
+    }
     headers_.emplace_back(name, value);
+    return Step::more;
+}
+
+/// Of two lengths the engine would go by one and the library by the other.
+bool ResponseHead::contradicts(std::string_view name, std::string_view value) const {
+    constexpr std::string_view length = "content-length";
+    return text::equalIgnoringASCIICase(name, length) &&
+           std::ranges::any_of(headers_, [&](const auto& header) {
+               return text::equalIgnoringASCIICase(header.first, length) && header.second != value;
+           });
 }
 
 ResponseHead::Step ResponseHead::endHead() {

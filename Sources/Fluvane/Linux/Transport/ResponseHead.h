@@ -18,7 +18,7 @@ public:
         more,     ///< Go on reading.
         redirect, ///< A head that sends us elsewhere is complete.
         final,    ///< The final head is complete: said once.
-        tooLong,  ///< More lines than any honest server sends.
+        unusable, ///< More lines than any honest server sends, or two lengths of one body.
     };
 
     /// One line as it was sent, its line break included.
@@ -31,7 +31,8 @@ public:
 
 private:
     void startHead(std::string_view statusLine);
-    void addField(std::string_view line);
+    [[nodiscard]] Step addField(std::string_view line);
+    [[nodiscard]] bool contradicts(std::string_view name, std::string_view value) const;
     [[nodiscard]] Step endHead();
 
     std::size_t total_ = 0;

@@ -120,7 +120,7 @@ bool TransferConnection::headLine(std::string_view line) {
     case ResponseHead::Step::final:
         respond();
         break;
-    case ResponseHead::Step::tooLong:
+    case ResponseHead::Step::unusable:
         return false;
     }
     return !transfer_->isOver();
