@@ -3,6 +3,8 @@
 
 #include "FluvaneEngine/Model/World.h"
 
+#include "FluvaneEngine/Starter.h"
+
 #include <algorithm>
 #include <map>
 
@@ -34,9 +36,15 @@ bool holds(const Extents& extents, const std::vector<Piece>& pieces) {
     });
 }
 
+/// A start would take it for the one that the record is of.
+bool isCarriedOn(const ContentFile* file, const DownloadRecord& record) {
+    return file && Starter::mayCarryOn(record) && file->size() == record.size;
+}
+
 bool claimsOnlyWhatIsWritten(const World& world, const Download& download) {
     const auto file = world.file(download.record.partial);
-    return !file || download.claim.isDistrusted() || holds(file->written, download.livePieces());
+    const bool counts = file && (download.file || isCarriedOn(file.get(), download.record));
+    return !counts || download.claim.isDistrusted() || holds(file->written, download.livePieces());
 }
 
 bool isSourceWhenFinished(const World& world, const Download& download) {
@@ -75,8 +83,8 @@ int connectionsTo(const World& world, const std::optional<std::string>& site) {
     return count;
 }
 
-bool isFull(const World& world, const Download& download) {
-    return connectionsTo(world, download.record.url.site()) >= world.manager().config().connectionsPerServer;
+int roomFor(const World& world, const Download& download) {
+    return world.manager().config().connectionsPerServer - connectionsTo(world, download.record.url.site());
 }
 
 bool hasSomethingThatWakesIt(const World& world, const Download& download) {
@@ -87,7 +95,7 @@ bool hasSomethingThatWakesIt(const World& world, const Download& download) {
     case StateKind::starting:
         return !isIdle || hangs;
     case StateKind::downloading:
-        return !isIdle || (!download.file && hangs) || (download.file && isFull(world, download));
+        return !isIdle || (!download.file && hangs) || (download.file && roomFor(world, download) <= 0);
     case StateKind::retrying:
         return download.retry.isPending();
     case StateKind::offline:
@@ -113,7 +121,7 @@ bool isQueuedForAReason(const World& world, const Download& download) {
                other->transfers.size() > 1;
     });
     const bool noSlot = active(world) >= world.manager().config().simultaneous;
-    return !download.isPrioritized() && (noSlot || (isFull(world, download) && !canGiveOne));
+    return !download.isPrioritized() && (noSlot || (roomFor(world, download) <= 0 && !canGiveOne));
 }
 
 /// Whether it was started in its turn.
@@ -138,11 +146,11 @@ bool hasItsSlot(const World& world, const Download& download) {
            active(world) <= world.manager().config().simultaneous + (priority ? 1 : 0);
 }
 
-bool sharesNoServerTooOften(const World& world, const Download& download) {
-    const bool isFirst = download.isPrioritized() && download.transfers.size() == 1;
-    return download.transfers.empty() ||
-           connectionsTo(world, download.record.url.site()) <=
-               world.manager().config().connectionsPerServer + (isFirst ? 1 : 0);
+/// A lower setting, another link and what is prioritized may leave more there, of which each has just one.
+bool leavesRoomAtItsServer(const World& world, const Download& download) {
+    const bool isNew = !world.activeBefore.contains(download.id()) && !download.isPrioritized();
+    return download.transfers.empty() || roomFor(world, download) >= 0 ||
+           (download.transfers.size() <= 1 && !isNew);
 }
 
 bool hasItsOwnName(const World& world, const Download& download) {
@@ -166,7 +174,7 @@ constexpr OfEach ofEach[] = {
     {"A finished file is the server's, byte for byte, and on stable storage.", isSourceWhenFinished},
     {"A download has at most the connections that the settings and the rule allow.",
      hasNoMoreConnectionsThanAllowed},
-    {"A server has at most the connections that the settings allow.", sharesNoServerTooOften},
+    {"A server has at most the connections that the settings allow.", leavesRoomAtItsServer},
     {"What doesn't run has no connection, and nothing else has one.", hasConnectionsOnlyWhileItRuns},
     {"Nothing uses a limited network unasked, or any while offline.", usesOnlyNetworkItMay},
     {"What waits has something that wakes it.", hasSomethingThatWakesIt},
@@ -179,10 +187,11 @@ constexpr OfEach ofEach[] = {
 // Of all together
 
 bool savesOnlyWhatIsSynced(const World& world) {
-    return std::ranges::all_of(world.engine.store->saved, [&](const DownloadRecord& record) {
-        const auto file = world.file(record.partial);
-        return !file || holds(file->synced, record.pieces);
-    });
+    return (!listComesFirst && world.engine.scheduler.now() <= world.lateUntil) ||
+           std::ranges::all_of(world.engine.store->saved, [&](const DownloadRecord& record) {
+               const auto file = world.file(record.partial);
+               return !isCarriedOn(file.get(), record) || holds(file->synced, record.pieces);
+           });
 }
 
 bool keepsItsWord(const World& world) {

@@ -58,6 +58,12 @@ std::optional<std::string> played(const Schedule& steps, std::string* told = nul
     return found;
 }
 
+Schedule without(Schedule steps, std::size_t at, std::size_t count) {
+    const auto begin = steps.begin() + static_cast<std::ptrdiff_t>(at);
+    steps.erase(begin, begin + static_cast<std::ptrdiff_t>(count));
+    return steps;
+}
+
 /// The same failure with fewer steps, and smaller ones.
 Schedule shrunk(Schedule steps) {
     const auto isTaken = [&](Schedule fewer) {
@@ -69,10 +75,12 @@ Schedule shrunk(Schedule steps) {
     };
     for (auto count = steps.size(); count > 0; count /= 2) {
         for (std::size_t at = 0; at + count <= steps.size();) {
-            auto fewer = steps;
-            fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(at),
-                        fewer.begin() + static_cast<std::ptrdiff_t>(at + count));
-            at += isTaken(std::move(fewer)) ? 0 : count;
+            at += isTaken(without(steps, at, count)) ? 0 : count;
+        }
+    }
+    for (std::size_t at = 0; at < steps.size(); ++at) { // a fault and its end go together
+        for (std::size_t other = at + 1; other < steps.size();) {
+            other += isTaken(without(without(steps, other, 1), at, 1)) ? 0 : 1;
         }
     }
     for (std::size_t at = 0; at < steps.size(); ++at) {

@@ -67,6 +67,9 @@ std::string World::happen(Step step) {
     if (isAtRest) {
         engine.turns();
     }
+    if (engine.store->error || engine.store->hung.contains(engine.store->list)) {
+        lateUntil = engine.scheduler.now() + 3.1;
+    }
     forgetEnded();
     return words + (isAtRest ? "" : ", and at once");
 }
@@ -240,7 +243,7 @@ std::string World::breakDisk(Choice choice) {
         files.freeSpace =
             one<std::optional<std::int64_t>>({std::nullopt, 0, 4 * mega, 1000 * mega}, choice.more);
         files.completionDelay = choice.more % 3;
-        files.sparse = choice.more % 4 != 3;
+        files.sparse = files.paths().empty() ? choice.more % 4 != 3 : files.sparse;
         return fmt::format("free: {}, checks and moves take {} s", files.freeSpace.value_or(-1),
                            files.completionDelay);
     }
@@ -250,6 +253,11 @@ std::string World::restart(Choice choice) {
     const auto how = choice.how % 3;
     const bool isOnline = manager().online();
     const auto limit = manager().limitedNetwork();
+    if (!listComesFirst && engine.scheduler.now() < lateUntil) {
+        engine.store->error.reset();
+        engine.store->hung.erase(engine.store->list);
+        engine.scheduler.runFor(3.1);
+    }
     const bool isSaved = how == 0 && stop();
     engine.manager.reset();
     if (isSaved) {
@@ -527,7 +535,8 @@ void World::whenSaved(std::set<DownloadID>& kept, DownloadID id) {
     ++unanswered;
     manager().whenSaved([this, &kept, id](const auto& error) {
         --unanswered;
-        if (!error) {
+        const bool isThere = manager().download(id);
+        if (!error && isThere == (&kept == &keptAdds)) { // and not removed meanwhile
             kept.insert(id);
         }
     });

@@ -30,6 +30,10 @@ struct Source {
     [[nodiscard]] Content content() const { return number * versions + version; }
 };
 
+/// Whether a new unfinished file waits for the list that says so. While it doesn't, a list that can't be
+/// saved still claims pieces of the file that had the name before.
+inline constexpr bool listComesFirst = false;
+
 /// A request, and what the server sends to it.
 struct Exchange {
     std::shared_ptr<support::FakeTransfer> transfer;
@@ -67,6 +71,7 @@ public:
     std::set<DownloadID> keptAdds, keptRemovals;     ///< Of which it said that they are saved.
     int unanswered = 0;                              ///< Commands that wait for their word.
     std::set<DownloadID> queuedBefore, activeBefore; ///< Before the last step.
+    double lateUntil = 0;                            ///< The list may not have been saved up to then.
     bool lostAtStop = false;                         ///< Something that a good end has to keep.
 
 private:
