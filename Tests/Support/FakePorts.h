@@ -26,7 +26,7 @@ public:
 
     void save(std::vector<RecordSnapshot> records, Saved completion) override {
         ++saves;
-        add(0, {}, [this, records = std::move(records), completion = std::move(completion)] {
+        add(0, list, [this, records = std::move(records), completion = std::move(completion)] {
             if (!error) {
                 write(records);
             }
@@ -54,6 +54,10 @@ public:
     }
 
     std::vector<DownloadRecord> saved; ///< What a start would find.
+    /// Drops what is pending, as when the process is killed.
+    void forget() { pending_.clear(); }
+
+    static constexpr std::uint64_t list = 0; ///< The device that it is on.
     int saves = 0;
     int writes = 0;
     double syncDelay = 0;             ///< Seconds.
@@ -63,11 +67,11 @@ public:
 
 private:
     struct Job {
-        std::optional<std::uint64_t> device;
+        std::uint64_t device;
         std::function<void()> work;
     };
 
-    void add(double delay, std::optional<std::uint64_t> device, std::function<void()> work) {
+    void add(double delay, std::uint64_t device, std::function<void()> work) {
         pending_.push_back(std::make_shared<Job>(Job{device, std::move(work)}));
         runAfter(delay, pending_.back());
     }
@@ -76,7 +80,7 @@ private:
         scheduler_.after(delay, [this, job] { hangs(*job) ? runAfter(1, job) : run(job); });
     }
 
-    [[nodiscard]] bool hangs(const Job& job) const { return job.device && hung.contains(*job.device); }
+    [[nodiscard]] bool hangs(const Job& job) const { return hung.contains(job.device); }
 
     void run(const std::shared_ptr<Job>& job) {
         if (std::erase(pending_, job) > 0) { // not done when flushed

@@ -88,8 +88,8 @@ void FakeTransfer::sendQuietly(std::int64_t count) {
     }
     const auto wanted = end_ ? std::min(count, *end_ - next_) : count;
     if (wanted > 0) {
-        const auto bytes = content(next_, next_ + wanted);
-        file_->write(std::as_bytes(std::span(bytes)), next_);
+        const auto bytes = body ? std::string() : content(next_, next_ + wanted);
+        file_->write(body ? body(wanted) : std::as_bytes(std::span(bytes)), next_);
         next_ += wanted;
     }
 }

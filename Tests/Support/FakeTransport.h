@@ -6,10 +6,12 @@
 #include "FluvaneEngine/Platform.h"
 #include "Support/ManualScheduler.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -50,6 +52,8 @@ public:
     [[nodiscard]] bool isProbe() const { return request.label.ends_with("probe"); }
 
     std::optional<URL> redirectedTo; ///< Where its answer comes from.
+    /// The next so many bytes that the server sends; without it those of `content`.
+    std::function<std::span<const std::byte>(std::int64_t count)> body;
     /// Bytes under way when it is cancelled: they are still written, and `position` doesn't tell.
     std::int64_t writesOnCancel = 0;
 

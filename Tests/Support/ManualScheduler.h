@@ -30,6 +30,8 @@ public:
             runUntil(now_);
         }
     }
+    /// As when the process is killed.
+    void forget() { pending_.clear(); }
     void runFor(double seconds) { runUntil(now_ + seconds); }
     /// Runs until the condition holds; false when it doesn't within the time.
     [[nodiscard]] bool runUntilTrue(const std::function<bool()>& condition, double atMost = 3600) {

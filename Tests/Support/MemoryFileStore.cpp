@@ -42,9 +42,10 @@ void SparseBytes::write(std::span<const std::byte> bytes, std::int64_t at) {
     }
 }
 
-std::string SparseBytes::read() const {
-    std::string text(static_cast<std::size_t>(size()), '\0');
-    return ::pread(descriptor_, text.data(), text.size(), 0) == std::ssize(text) ? text : "unreadable";
+void SparseBytes::read(std::span<std::byte> bytes, std::int64_t at) const {
+    if (::pread(descriptor_, bytes.data(), bytes.size(), at) != std::ssize(bytes)) {
+        throw FileError("unreadable");
+    }
 }
 
 FileIdentity SparseBytes::identity() const {
@@ -55,7 +56,7 @@ FileIdentity SparseBytes::identity() const {
 
 class MemoryFileStore::File : public PieceFile {
 public:
-    File(std::shared_ptr<SparseBytes> bytes, std::shared_ptr<Faults> faults, bool sparse)
+    File(std::shared_ptr<FileBytes> bytes, std::shared_ptr<Faults> faults, bool sparse)
         : bytes_(std::move(bytes)), faults_(std::move(faults)), sparse_(sparse) {}
 
     void write(std::span<const std::byte> bytes, std::int64_t at) override {
@@ -70,16 +71,17 @@ public:
         bytes_->write(bytes, at);
     }
 
-    void read(std::span<std::byte> bytes, std::int64_t at) override {
-        const auto all = bytes_->read();
-        std::ranges::copy(std::as_bytes(std::span(all)).subspan(static_cast<std::size_t>(at), bytes.size()),
-                          bytes.begin());
-    }
+    void read(std::span<std::byte> bytes, std::int64_t at) override { bytes_->read(bytes, at); }
 
     void sync() override {
         const std::lock_guard lock(mutex_);
-        syncFailure_ = syncFailure_ ? syncFailure_ : faults_->sync;
+        if (!syncFailure_ && faults_->sync) {
+            bytes_->lose();
+            syncFailure_ = faults_->sync;
+            faults_->unsynced.insert(bytes_->identity());
+        }
         failIf(syncFailure_);
+        bytes_->sync();
     }
 
     void close() noexcept override {
@@ -91,7 +93,7 @@ public:
     [[nodiscard]] bool isSparse() const override { return sparse_; }
 
 private:
-    std::shared_ptr<SparseBytes> bytes_;
+    std::shared_ptr<FileBytes> bytes_;
     std::shared_ptr<Faults> faults_;
     bool sparse_;
     std::mutex mutex_;
@@ -159,14 +161,17 @@ std::optional<bool> MemoryFileStore::isMarked(const URL& location, DownloadID ow
 
 std::shared_ptr<PieceFile> MemoryFileStore::open(const URL& location) {
     failIf(failOpen);
-    return files_.contains(location.path()) ? std::make_shared<File>(file(location), faults_, sparse)
-                                            : nullptr;
+    if (!files_.contains(location.path())) {
+        return nullptr;
+    }
+    faults_->unsynced.erase(file(location)->identity());
+    return std::make_shared<File>(file(location), faults_, sparse);
 }
 
-std::shared_ptr<SparseBytes>& MemoryFileStore::file(const URL& location) {
+std::shared_ptr<FileBytes>& MemoryFileStore::file(const URL& location) {
     auto& bytes = files_[location.path()];
     if (!bytes) {
-        bytes = std::make_shared<SparseBytes>(deviceOf(location.path()));
+        bytes = make(deviceOf(location.path()));
     }
     return bytes;
 }
@@ -224,8 +229,18 @@ void MemoryFileStore::put(const std::string& path, std::string_view bytes, std::
 }
 
 std::optional<std::string> MemoryFileStore::contents(const std::string& path) const {
+    const auto file = bytes(path);
+    if (!file) {
+        return std::nullopt;
+    }
+    std::string text(static_cast<std::size_t>(file->size()), '\0');
+    file->read(std::as_writable_bytes(std::span(text)), 0);
+    return text;
+}
+
+std::shared_ptr<FileBytes> MemoryFileStore::bytes(const std::string& path) const {
     const auto file = files_.find(path);
-    return file == files_.end() ? std::nullopt : std::optional(file->second->read());
+    return file == files_.end() ? nullptr : file->second;
 }
 
 std::vector<std::string> MemoryFileStore::paths() const {
@@ -245,7 +260,10 @@ Outcome<std::string> MemoryFileStore::digest(const std::string& path, Checksum::
     if (failChecksum || file == files_.end()) {
         return Outcome<std::string>::failure(failChecksum.value_or("No such file or directory"));
     }
-    const auto bytes = file->second->read();
+    if (const auto known = file->second->digest()) {
+        return Outcome<std::string>::success(*known);
+    }
+    const auto bytes = contents(path).value();
     unsigned char digest[EVP_MAX_MD_SIZE];
     std::size_t length = 0;
     EVP_Q_digest(nullptr, Checksum::name(algorithm).data(), nullptr, bytes.data(), bytes.size(), digest,
@@ -259,9 +277,13 @@ Outcome<URL> MemoryFileStore::move(const URL& partial, const std::string& name, 
     if (failFinish || file == files_.end()) {
         return Outcome<URL>::failure(failFinish.value_or("No such file or directory"));
     }
+    if (faults_->sync || faults_->unsynced.contains(file->second->identity())) {
+        return Outcome<URL>::failure("Some of its bytes didn't reach the disk.");
+    }
     const auto chosen = fileName::unique(
         name, naming, [&](const std::string& candidate) { return exists(folder.appending(candidate)); });
     const auto place = folder.appending(chosen);
+    file->second->sync();
     auto moved = files_.extract(file);
     moved.key() = place.path();
     files_.insert(std::move(moved));

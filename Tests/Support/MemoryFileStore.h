@@ -14,6 +14,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,21 +22,36 @@
 
 namespace fluvane::support {
 
-/// The bytes of one file: an unnamed file of the system's in memory, whose holes cost nothing, so that files
-/// of gigabytes may be created. From any thread.
-class SparseBytes {
+/// The bytes of one file. From any thread.
+class FileBytes {
+public:
+    virtual ~FileBytes() = default;
+    [[nodiscard]] virtual std::int64_t size() const = 0;
+    virtual void resize(std::int64_t size) = 0;
+    virtual void write(std::span<const std::byte> bytes, std::int64_t at) = 0;
+    virtual void read(std::span<std::byte> bytes, std::int64_t at) const = 0;
+    [[nodiscard]] virtual FileIdentity identity() const = 0;
+    virtual void sync() {}
+    virtual void lose() {} ///< What wasn't synced, when that fails.
+    /// Where it needs no reading.
+    [[nodiscard]] virtual std::optional<std::string> digest() const { return std::nullopt; }
+};
+
+/// An unnamed file of the system's in memory, whose holes cost nothing, so that files of gigabytes may be
+/// created.
+class SparseBytes : public FileBytes {
 public:
     explicit SparseBytes(std::uint64_t device)
         : device_(device), descriptor_(::memfd_create("file", MFD_CLOEXEC)) {}
-    ~SparseBytes() { ::close(descriptor_); }
+    ~SparseBytes() override { ::close(descriptor_); }
     SparseBytes(const SparseBytes&) = delete;
     SparseBytes& operator=(const SparseBytes&) = delete;
 
-    [[nodiscard]] std::int64_t size() const { return ::lseek(descriptor_, 0, SEEK_END); }
-    void resize(std::int64_t size);
-    void write(std::span<const std::byte> bytes, std::int64_t at);
-    [[nodiscard]] std::string read() const;
-    [[nodiscard]] FileIdentity identity() const;
+    [[nodiscard]] std::int64_t size() const override { return ::lseek(descriptor_, 0, SEEK_END); }
+    void resize(std::int64_t size) override;
+    void write(std::span<const std::byte> bytes, std::int64_t at) override;
+    void read(std::span<std::byte> bytes, std::int64_t at) const override;
+    [[nodiscard]] FileIdentity identity() const override;
 
     std::optional<DownloadID> owner; ///< Whose mark it bears.
 
@@ -61,6 +77,7 @@ class MemoryFileStore : public FileStore {
     /// What open files share with the store.
     struct Faults {
         std::optional<std::string> sync;
+        std::set<FileIdentity> unsynced; ///< Those that a sync failed of, since they were opened.
         std::optional<std::string> full;
     };
     const std::shared_ptr<Faults> faults_ = std::make_shared<Faults>();
@@ -99,6 +116,8 @@ public:
     /// Downloads whose disk doesn't answer, until `answer`.
     std::set<DownloadID> hung;
     void answer(DownloadID download);
+    /// Drops what doesn't answer, as when the process is killed.
+    void forget() { waiting_.clear(); }
 
     std::optional<std::int64_t> freeSpace;
     bool sparse = true;
@@ -108,6 +127,12 @@ public:
 
     std::vector<std::pair<std::string, FileOrigin>> origins; ///< Final path and origin of every finish.
 
+    /// What new files are made of.
+    std::function<std::shared_ptr<FileBytes>(std::uint64_t device)> make = [](auto device) {
+        return std::make_shared<SparseBytes>(device);
+    };
+    /// Null when there is none.
+    [[nodiscard]] std::shared_ptr<FileBytes> bytes(const std::string& path) const;
     /// Replaces the file.
     void put(const std::string& path, std::string_view bytes, std::optional<DownloadID> owner = {});
     void take(const std::string& path) { files_.erase(path); }
@@ -121,7 +146,7 @@ private:
     template <class T>
     void complete(std::function<void(Outcome<T>)> completion, Outcome<T> outcome);
     /// The file at the location, made where there is none.
-    [[nodiscard]] std::shared_ptr<SparseBytes>& file(const URL& location);
+    [[nodiscard]] std::shared_ptr<FileBytes>& file(const URL& location);
     [[nodiscard]] std::string refusal(const std::string& path,
                                       const std::optional<WrittenFile>& written) const;
     [[nodiscard]] Outcome<std::string> digest(const std::string& path, Checksum::Algorithm algorithm) const;
@@ -129,7 +154,7 @@ private:
                                     DuplicateNaming naming, const FileOrigin& origin);
 
     Scheduler& scheduler_;
-    std::map<std::string, std::shared_ptr<SparseBytes>> files_;
+    std::map<std::string, std::shared_ptr<FileBytes>> files_;
     std::multimap<DownloadID, std::pair<std::function<void()>, std::function<void()>>> waiting_;
 };
 

@@ -1,0 +1,282 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Model/World.h"
+
+#include "FluvaneEngine/Starter.h"
+
+#include <algorithm>
+#include <map>
+
+#include <fmt/format.h>
+
+namespace fluvane::model {
+
+using State = DownloadState;
+
+namespace {
+
+using Downloads = std::vector<const Download*>;
+
+bool isSpared(const World& world) {
+    return world.manager().limitedNetwork() && world.manager().config().waitOnHotspots;
+}
+
+bool mayRun(const World& world, const Download& download) {
+    return world.manager().online() && (!isSpared(world) || download.allowedOnLimitedNetwork);
+}
+
+/// Whether all that the pieces claim lies in the file, of one content.
+bool holds(const Extents& extents, const std::vector<Piece>& pieces) {
+    std::optional<Content> first;
+    return std::ranges::all_of(pieces, [&](const Piece& piece) {
+        const auto there = piece.done > 0 ? extents.only(piece.start, piece.next()) : first.value_or(0);
+        first = first || piece.done == 0 ? first : there;
+        return there >= 0 && there == first.value_or(there);
+    });
+}
+
+/// A start would take it for the one that the record is of.
+bool isCarriedOn(const ContentFile* file, const DownloadRecord& record) {
+    return file && Starter::mayCarryOn(record) && file->size() == record.size;
+}
+
+bool claimsOnlyWhatIsWritten(const World& world, const Download& download) {
+    const auto file = world.file(download.record.partial);
+    const bool counts = file && (download.file || isCarriedOn(file.get(), download.record));
+    return !counts || download.claim.isDistrusted() || holds(file->written, download.livePieces());
+}
+
+bool isSourceWhenFinished(const World& world, const Download& download) {
+    if (!download.record.state.is<State::Finished>()) {
+        return true;
+    }
+    const auto file = world.file(download.record.file);
+    const auto content = file ? file->synced.only(0, file->size()) : nothing;
+    return content >= 0 && file->size() == world.sizeOf(content) && !download.record.partial;
+}
+
+bool hasNoMoreConnectionsThanAllowed(const World& world, const Download& download) {
+    const auto& config = world.manager().config();
+    const auto rule =
+        rules::connections(config.rules, download.record.url.site()).value_or(config.connections);
+    return std::ssize(download.transfers) <= std::max(std::min(config.connections, rule), 1);
+}
+
+bool usesOnlyNetworkItMay(const World& world, const Download& download) {
+    const bool isAsked = !isSpared(world) || world.askedOnLimited.contains(download.id());
+    return download.transfers.empty() || (world.manager().online() && isAsked);
+}
+
+bool hasConnectionsOnlyWhileItRuns(const World& world, const Download& download) {
+    const auto open = std::ranges::count_if(world.exchanges, [&](const auto& exchange) {
+        return exchange->transfer->request.group == number(download.id());
+    });
+    return open == std::ssize(download.transfers) && (open == 0 || download.record.state.usesNetwork());
+}
+
+int connectionsTo(const World& world, const std::optional<std::string>& site) {
+    int count = 0;
+    for (const auto* const download : world.manager().downloads()) {
+        count += download->record.url.site() == site ? download->connectionsTaken() : 0;
+    }
+    return count;
+}
+
+int roomFor(const World& world, const Download& download) {
+    return world.manager().config().connectionsPerServer - connectionsTo(world, download.record.url.site());
+}
+
+bool hasSomethingThatWakesIt(const World& world, const Download& download) {
+    const auto& state = download.record.state;
+    const bool hangs = !world.engine.files->hung.empty();
+    const bool isIdle = download.transfers.empty() && !download.retry.isPending();
+    switch (state.kind()) {
+    case StateKind::starting:
+        return !isIdle || hangs;
+    case StateKind::downloading:
+        return !isIdle || (!download.file && hangs) || (download.file && roomFor(world, download) <= 0);
+    case StateKind::retrying:
+        return download.retry.isPending();
+    case StateKind::offline:
+        return !world.manager().online();
+    case StateKind::limitedNetwork:
+        return isSpared(world);
+    default:
+        return true;
+    }
+}
+
+int active(const World& world) {
+    return static_cast<int>(std::ranges::count_if(
+        world.manager().downloads(), [](const auto* download) { return download->record.state.isActive(); }));
+}
+
+bool isQueuedForAReason(const World& world, const Download& download) {
+    if (!download.record.state.is<State::Queued>() || !mayRun(world, download)) {
+        return true;
+    }
+    const bool canGiveOne = std::ranges::any_of(world.manager().downloads(), [&](const auto* other) {
+        return other->record.url.site() == download.record.url.site() && !other->isPrioritized() &&
+               other->transfers.size() > 1;
+    });
+    const bool noSlot = active(world) >= world.manager().config().simultaneous;
+    return !download.isPrioritized() && (noSlot || (roomFor(world, download) <= 0 && !canGiveOne));
+}
+
+/// Whether it was started in its turn.
+bool startedInLine(const World& world, const Download& download) {
+    const bool isNew = download.record.state.isActive() && world.queuedBefore.contains(download.id());
+    const auto place = [](const Download* other) { return std::pair(other->record.queueKey(), other->id()); };
+    return !isNew || download.isPrioritized() ||
+           std::ranges::none_of(world.manager().downloads(), [&](const auto* other) {
+               return other->record.state.template is<State::Queued>() &&
+                      world.queuedBefore.contains(other->id()) &&
+                      other->record.url.site() == download.record.url.site() && mayRun(world, *other) &&
+                      place(other) < place(&download);
+           });
+}
+
+bool hasItsSlot(const World& world, const Download& download) {
+    const bool isNew = download.record.state.isActive() && !world.activeBefore.contains(download.id());
+    const bool priority = std::ranges::any_of(world.manager().downloads(), [](const auto* other) {
+        return other->isPrioritized() && other->record.state.isActive();
+    });
+    return !isNew || download.isPrioritized() ||
+           active(world) <= world.manager().config().simultaneous + (priority ? 1 : 0);
+}
+
+/// A lower setting, another link and what is prioritized may leave more there, of which each has just one.
+bool leavesRoomAtItsServer(const World& world, const Download& download) {
+    const bool isNew = !world.activeBefore.contains(download.id()) && !download.isPrioritized();
+    return download.transfers.empty() || roomFor(world, download) >= 0 ||
+           (download.transfers.size() <= 1 && !isNew);
+}
+
+bool hasItsOwnName(const World& world, const Download& download) {
+    return std::ranges::none_of(world.manager().downloads(), [&](const auto* other) {
+        const auto& mine = download.record;
+        const auto& its = other->record;
+        return other != &download &&
+               ((mine.partial && mine.partial == its.partial) || (mine.file && mine.file == its.file) ||
+                (mine.partial && its.partial && mine.name == its.name && mine.folder == its.folder));
+    });
+}
+
+// Of each download
+
+struct OfEach {
+    const char* sentence;
+    bool (*holds)(const World& world, const Download& download);
+};
+constexpr OfEach ofEach[] = {
+    {"No byte is claimed that wasn't written, at its place, all of one file.", claimsOnlyWhatIsWritten},
+    {"A finished file is the server's, byte for byte, and on stable storage.", isSourceWhenFinished},
+    {"A download has at most the connections that the settings and the rule allow.",
+     hasNoMoreConnectionsThanAllowed},
+    {"A server has at most the connections that the settings allow.", leavesRoomAtItsServer},
+    {"What doesn't run has no connection, and nothing else has one.", hasConnectionsOnlyWhileItRuns},
+    {"Nothing uses a limited network unasked, or any while offline.", usesOnlyNetworkItMay},
+    {"What waits has something that wakes it.", hasSomethingThatWakesIt},
+    {"What could start isn't queued, and what is prioritized least of all.", isQueuedForAReason},
+    {"Downloads start in the order of the line.", startedInLine},
+    {"At most so many run at once, but for the prioritized one.", hasItsSlot},
+    {"No two downloads have the same name.", hasItsOwnName},
+};
+
+// Of all together
+
+bool savesOnlyWhatIsSynced(const World& world) {
+    return (!listComesFirst && world.engine.scheduler.now() <= world.lateUntil) ||
+           std::ranges::all_of(world.engine.store->saved, [&](const DownloadRecord& record) {
+               const auto file = world.file(record.partial);
+               return !isCarriedOn(file.get(), record) || holds(file->synced, record.pieces);
+           });
+}
+
+bool keepsItsWord(const World& world) {
+    const auto isSaved = [&](DownloadID id) {
+        return std::ranges::count(world.engine.store->saved, id, &DownloadRecord::id) > 0;
+    };
+    return std::ranges::all_of(world.keptAdds, isSaved) && std::ranges::none_of(world.keptRemovals, isSaved);
+}
+
+bool hasOnePrioritizedAtMost(const World& world) {
+    return std::ranges::count_if(world.manager().downloads(),
+                                 [](const auto* download) { return download->isPrioritized(); }) <= 1;
+}
+
+bool losesNothingAtStop(const World& world) {
+    return !world.lostAtStop;
+}
+
+bool ofRemovedNothingGoesOn(const World& world) {
+    return std::ranges::all_of(world.exchanges, [&](const auto& exchange) {
+        return world.manager().download(DownloadID{exchange->transfer->request.group});
+    });
+}
+
+struct OfAll {
+    const char* sentence;
+    bool (*holds)(const World& world);
+};
+constexpr OfAll ofAll[] = {
+    {"The saved list claims nothing that isn't on stable storage.", savesOnlyWhatIsSynced},
+    {"What was said to be saved is saved.", keepsItsWord},
+    {"At most one download is prioritized.", hasOnePrioritizedAtMost},
+    {"A good end keeps all bytes, and answers every command.", losesNothingAtStop},
+    {"What was removed has no connection.", ofRemovedNothingGoesOn},
+};
+
+// After all faults
+
+bool isSettled(const Download& download, bool isLast) {
+    const auto kind = download.record.state.kind();
+    const bool waitsForPerson =
+        kind == StateKind::paused || kind == StateKind::failed || kind == StateKind::linkExpired;
+    const auto* const failure = download.record.state.failure();
+    // After a stop nobody knows anymore that the server's promise of parts was never kept.
+    const bool isUnkept = failure && *failure == "The server stopped sending parts of the file.";
+    return kind == StateKind::finished || (!isLast && waitsForPerson) || isUnkept;
+}
+
+bool isAllSaved(const World& world) {
+    const auto all = world.manager().downloads();
+    return std::ranges::equal(all, world.engine.store->saved, [](const auto* download, const auto& record) {
+        return download->id() == record.id && download->record.state == record.state;
+    });
+}
+
+} // namespace
+
+std::optional<std::string> broken(const World& world) {
+    for (const auto& [sentence, holds] : ofAll) {
+        if (!holds(world)) {
+            return sentence;
+        }
+    }
+    const auto downloads = world.manager().downloads();
+    for (const auto& [sentence, holds] : ofEach) {
+        for (const auto* const download : downloads) {
+            if (!holds(world, *download)) {
+                return fmt::format("{} (download {})", sentence, download->id());
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> brokenAtEnd(const World& world, bool isLast) {
+    for (const auto* const download : world.manager().downloads()) {
+        if (!isSettled(*download, isLast)) {
+            return fmt::format("Everything comes to its end once nothing is wrong. (download {})",
+                               download->id());
+        }
+    }
+    if (world.unanswered > 0) {
+        return "Every command is answered.";
+    }
+    return isAllSaved(world) ? broken(world) : "In the end the saved list is the list.";
+}
+
+} // namespace fluvane::model
