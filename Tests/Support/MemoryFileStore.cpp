@@ -12,7 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ranges>
+#include <iterator>
 
 namespace fluvane::support {
 
@@ -217,8 +217,9 @@ std::optional<std::string> MemoryFileStore::contents(const std::string& path) co
 }
 
 std::vector<std::string> MemoryFileStore::paths() const {
-    const auto all = std::views::keys(files_);
-    return {all.begin(), all.end()};
+    std::vector<std::string> all;
+    std::ranges::transform(files_, std::back_inserter(all), [](const auto& file) { return file.first; });
+    return all;
 }
 
 template <class T>
