@@ -53,6 +53,9 @@ static bool isTaken(const std::string& text) {
 
 void fuzz::check(std::string_view input) {
     require(!isTaken(std::string(input)), "what isn't signed isn't taken");
+    if (!nlohmann::json::accept(input)) {
+        return; // a signature costs as much as a hundred such
+    }
     auto file = published(input);
     if (isTaken(file)) {
         file[file.find(R"("feed":")") + 8] ^= 1;
