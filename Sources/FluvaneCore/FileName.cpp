@@ -16,12 +16,16 @@ namespace {
 /// A longer extension, in bytes, is no extension worth keeping when a name is cut.
 constexpr std::size_t longestExtension = 20;
 
+/// Without marks that make "a\u202Egpj.exe" look like a picture, too.
 std::string withoutUnsafeCharacters(std::string_view name) {
     std::string result;
     while (!name.empty()) {
         const text::Scalar scalar = text::firstScalar(name);
         const bool separator = scalar.value == U'/' || scalar.value == U':' || scalar.value == U'\\';
-        text::append(result, separator ? U'-' : text::isControl(scalar.value) ? U' ' : scalar.value);
+        const bool blank = text::isControl(scalar.value) || text::isNewline(scalar.value);
+        if (!text::turnsDirection(scalar.value)) {
+            text::append(result, separator ? U'-' : blank ? U' ' : scalar.value);
+        }
         name.remove_prefix(scalar.length);
     }
     return result;

@@ -10,13 +10,8 @@ namespace fluvane::words {
 
 namespace {
 
-/// Embeddings, overrides and isolates.
-bool turnsDirection(char32_t scalar) {
-    return (scalar >= 0x202A && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
-}
-
 bool mayMislead(char32_t scalar) {
-    return text::isControl(scalar) || text::isNewline(scalar) || turnsDirection(scalar);
+    return text::isControl(scalar) || text::isNewline(scalar) || text::turnsDirection(scalar);
 }
 
 } // namespace

@@ -100,6 +100,10 @@ bool isControl(char32_t scalar) {
     return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0);
 }
 
+bool turnsDirection(char32_t scalar) {
+    return (scalar >= 0x202A && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
+}
+
 bool isLetterOrDigit(char32_t scalar) {
     switch (utf8proc_category(codepoint(scalar))) {
     case UTF8PROC_CATEGORY_LU:

@@ -37,6 +37,8 @@ void append(std::string& utf8, char32_t scalar);
 [[nodiscard]] bool isWhitespace(char32_t scalar); ///< White space, line breaks included.
 [[nodiscard]] bool isNewline(char32_t scalar);
 [[nodiscard]] bool isControl(char32_t scalar); ///< NUL, C0, DEL, C1 and format controls of category Cc.
+/// Marks that turn the direction of the text after them: embeddings, overrides and isolates.
+[[nodiscard]] bool turnsDirection(char32_t scalar);
 [[nodiscard]] bool isLetterOrDigit(char32_t scalar);
 /// Letters, marks, digits and symbols (there are hosts of emoji) beyond ASCII: no white space, controls,
 /// invisible format characters, punctuation or unassigned scalars.

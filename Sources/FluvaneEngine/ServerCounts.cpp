@@ -42,8 +42,9 @@ void ServerCounts::load(const std::string& text) {
             std::ranges::all_of(entry, [](const auto& one) { return one.is_number_integer(); });
         const auto served = isSound ? entry[0].template get<std::int64_t>() : 0;
         const auto refused = isSound ? entry[1].template get<std::int64_t>() : 0;
-        if (served >= 1 && refused > served && refused <= 1000) {
-            const Date seen{std::chrono::seconds(entry[2].template get<std::int64_t>())};
+        const auto since = isSound ? entry[2].template get<std::int64_t>() : -1;
+        if (served >= 1 && refused > served && refused <= 1000 && since >= 0 && since <= seconds(today_())) {
+            const Date seen{std::chrono::seconds(since)};
             sites_.insert_or_assign(site, Entry{static_cast<int>(served), static_cast<int>(refused), seen});
         }
     }

@@ -16,7 +16,8 @@ namespace tessivar {
 namespace {
 
 constexpr std::size_t bufferSize = 256 * 1024;
-constexpr int mostLinks = 40; // as the kernel's own limit
+constexpr std::size_t firstRead = 8 * 1024; // most files are small
+constexpr int mostLinks = 40;               // as the kernel's own limit
 
 void writeParts(int descriptor, std::span<const std::string_view> parts) {
     std::string buffer;
@@ -78,12 +79,14 @@ std::optional<std::string> AtomicFile::read(std::size_t limit) const {
         throw;
     }
     std::string contents;
-    std::size_t count = bufferSize;
-    while (count == bufferSize) {
+    bool isMore = true;
+    for (std::size_t chunk = firstRead; isMore; chunk = bufferSize) {
         const auto length = contents.size();
-        contents.resize(length + bufferSize);
-        count = readFully(file.get(), reinterpret_cast<std::byte*>(contents.data() + length), bufferSize);
+        contents.resize(length + chunk);
+        const auto count =
+            readFully(file.get(), reinterpret_cast<std::byte*>(contents.data() + length), chunk);
         contents.resize(length + count);
+        isMore = count == chunk;
         if (contents.size() > limit) {
             throw SystemError(EFBIG);
         }

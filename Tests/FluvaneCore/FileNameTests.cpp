@@ -24,6 +24,8 @@ TEST(FileName, CleansWhatComesFromOutside) {
         {"way up", "../../etc/passwd", "-..-etc-passwd"},
         {"drive and backslashes", "C:\\a\\b.txt", "C--a-b.txt"},
         {"controls", std::string("a\0b\nc\x7F\u0085", 8) + "d", "a b c  d"},
+        {"line breaks", "a\u2028b", "a b"},
+        {"turned around", "a\u202Egpj.\u2066exe", "agpj.exe"},
         {"hidden behind a dot and a blank", ". .hidden", "hidden"},
         {"invalid bytes", "caf\xE9.txt", "caf\uFFFD.txt"},
         {"too long", repeated("a", 300) + ".zip", repeated("a", 251) + ".zip"},

@@ -281,6 +281,8 @@ TEST(WildServers, WhatWasRefusedIsNotAskedForAgainOnTheSameDay) {
     } rows[] = {
         {"soon", "", 60, true},
         {"the day after", "", 90'000, false},
+        {"of no time", R"({"a.example": [4, 5, 9223372036854775807], "b": [4, 5, -9223372036854775808]})", 60,
+         false},
         {"spoilt", R"({"a.example": [0, -1, "x"], "b": 5, "a.example": [4]})", 60, false},
     };
     for (const auto& row : rows) {

@@ -3,8 +3,10 @@
 
 // What servers answer: header values, and the lines of a head.
 
-#include "FluvaneCore/Headers.h"
 #include "Fluvane/Linux/Transport/ResponseHead.h"
+#include "FluvaneCore/FileName.h"
+#include "FluvaneCore/Text.h"
+#include "FluvaneEngine/Answers.h"
 #include "Fuzz/Fuzz.h"
 
 using namespace fluvane;
@@ -17,7 +19,29 @@ const fuzz::Inputs fuzz::seeds = {
     "Sun, 06 Nov 1994 08:49:38 GMT",
     "-1e999",
     "HTTP/1.1 302 Found\r\nLocation: /b\r\n\r\nHTTP/1.1 206 Partial\r\nContent-Length: 42\r\nETag: \"x\"\r\n"
-    "Content-Range: bytes 0-9/10\r\nContent-Encoding: Identity\r\n\r\nTrailer: x\r\n"};
+    "Content-Range: bytes 0-9/10\r\nContent-Encoding: Identity\r\n\r\nTrailer: x\r\n",
+    "HTTP/2 200 \r\nContent-Type: Text/HTML ; charset=x\r\nContent-Disposition: attachment;\r\n "
+    "filename=\"a\"\r\n"
+    "Last-Modified: Sun, 06 Nov 1994 08:49:37 GMT\r\nContent-Length:\t-5\r\nAccept-Ranges: bytes\r\n\r\n"};
+
+/// What a whole head says of a file.
+static void checkAnswer(const ResponseHead& head) {
+    const TransferResponse answer(head.status(), *URL::parse("http://h.org/a"), head.headers());
+    for (const auto& [name, value] : head.headers()) {
+        fuzz::require((name + value).find('\n') == std::string::npos, "a field is a line");
+        fuzz::require(answer[name].has_value(), "a field is found");
+    }
+    const auto facts = answers::fileFacts(answer);
+    fuzz::require(!facts || facts->size.value_or(0) >= 0, "a file isn't smaller than nothing");
+    const auto type = [](const std::string& mime) -> std::optional<std::string> {
+        fuzz::require(!mime.empty() && mime.find(';') == std::string::npos && text::trimmed(mime) == mime,
+                      "a type is asked for plainly");
+        return "t";
+    };
+    const auto name =
+        fileName::suggested(answer["content-disposition"], answer.url(), answer["content-type"], type);
+    fuzz::require(fileName::clean(name) == name, "a suggested name is clean");
+}
 
 void fuzz::check(std::string_view input) {
     if (const auto range = ContentRange::parse(input)) {
@@ -35,4 +59,5 @@ void fuzz::check(std::string_view input) {
         finals += head.add(line) == ResponseHead::Step::final ? 1 : 0;
         input.remove_prefix(line.size());
     }
+    checkAnswer(head);
 }

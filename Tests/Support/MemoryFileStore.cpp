@@ -12,7 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ranges>
+#include <iterator>
 
 namespace fluvane::support {
 
@@ -244,8 +244,9 @@ std::shared_ptr<FileBytes> MemoryFileStore::bytes(const std::string& path) const
 }
 
 std::vector<std::string> MemoryFileStore::paths() const {
-    const auto all = std::views::keys(files_);
-    return {all.begin(), all.end()};
+    std::vector<std::string> all;
+    std::ranges::transform(files_, std::back_inserter(all), [](const auto& file) { return file.first; });
+    return all;
 }
 
 template <class T>

@@ -47,8 +47,8 @@ struct Memory {
     void save(const AtomicFile& file) const;
     /// Seconds until the next check of our own; a clock that was set back doesn't put it off.
     [[nodiscard]] std::int64_t untilDue() const {
-        const auto passed = secondsSince1970() - checked;
-        return passed < 0 ? 0 : std::max<std::int64_t>(day - passed, 0);
+        const auto now = secondsSince1970();
+        return checked < 0 || checked > now ? 0 : std::max<std::int64_t>(day - (now - checked), 0);
     }
 };
 
