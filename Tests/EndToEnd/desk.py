@@ -93,7 +93,12 @@ class Desk(Ended):
         self.environment["DISPLAY"] = ":" + number
 
     def owner(self, name):
-        return str(self.bus.get_name_owner(name)) if self.bus.name_has_owner(name) else ""
+        try:
+            return str(self.bus.get_name_owner(name))
+        except dbus.exceptions.DBusException as error:
+            if not error.get_dbus_name().endswith(".NameHasNoOwner"):
+                raise
+            return ""
 
     def object(self, name, path=None):
         return self.bus.get_object(name, path or "/" + name.replace(".", "/"), introspect=False)
