@@ -8,10 +8,10 @@ import pathlib
 import shlex
 import typing
 
+from behaviours import (beyond, by_turns, delays, gone, happens, happens_within, ignores_ranges, limited, line,
+                        never_answers, on, rate, refuses, shortens, signs, sometimes, tagged, under, without_length)
 from harness import MB, MiB
-from server import (CLOSE, RESET, STALL, beyond, by_turns, delays, gone, happens, happens_within, ignores_ranges,
-                    limited, line, never_answers, on, rate, refuses, shortens, signs, sometimes, tagged, under,
-                    without_length)
+from server import CLOSE, RESET, STALL
 
 JAMMED = 15_000  # bytes a second
 NAMES = pathlib.Path(__file__).with_name("hosts")
