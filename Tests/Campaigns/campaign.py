@@ -9,6 +9,7 @@ of its own, so that nothing of one reaches another; it ends well, or with the se
 import argparse
 import collections
 import concurrent.futures
+import itertools
 import json
 import os
 import pathlib
@@ -95,20 +96,16 @@ def _play_all(arguments, cases):
 
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         numbers = iter(range(arguments.first, arguments.first + count))
-        pending = {pool.submit(run, number) for number in _some(numbers, arguments.jobs)}
+        pending = {pool.submit(run, number) for number in itertools.islice(numbers, arguments.jobs)}
         while pending:
             done, pending = concurrent.futures.wait(pending, return_when=concurrent.futures.FIRST_COMPLETED)
             for each in done:
                 each.result()
             if time.monotonic() <= deadline:
-                pending |= {pool.submit(run, number) for number in _some(numbers, len(done))}
+                pending |= {pool.submit(run, number) for number in itertools.islice(numbers, len(done))}
     print(f"{_name()}: {results.cases + len(lost):,} cases with seed {arguments.seed} in "
           f"{time.monotonic() - began:,.0f} s: {len(lost)} failed; {results}")
     return not lost and results.cases > 0
-
-
-def _some(numbers, most):
-    return [number for number, _ in zip(numbers, range(most))]
 
 
 class Results:
