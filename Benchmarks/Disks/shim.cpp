@@ -40,6 +40,7 @@ struct Failing {
     std::atomic<int> times;  ///< Then so many fail or wait.
     std::atomic<int> code;   ///< With this errno; with 0 they wait while `call` is the same, and go on.
     std::atomic<int> met;    ///< How many there were.
+    std::atomic<int> waiting;
     char path[1024];         ///< Of the last of them, where it has one.
 };
 
@@ -118,10 +119,12 @@ bool fails(Call call, Files... files) {
     }
     (tellPath(*failing, files), ...);
     const int code = failing->code;
+    ++failing->waiting;
     ++failing->met;
     while (code == 0 && failing->call == call) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+    --failing->waiting;
     errno = code;
     return code != 0;
 }
