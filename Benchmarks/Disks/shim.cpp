@@ -41,7 +41,7 @@ struct Failing {
     std::atomic<int> code;   ///< With this errno; with 0 they wait while `call` is the same, and go on.
     std::atomic<int> met;    ///< How many there were.
     std::atomic<int> waiting;
-    char path[1024];         ///< Of the last of them, where it has one.
+    char path[1024]; ///< Of the last of them, where it has one.
 };
 
 Failing* mappedFailing() {
