@@ -28,8 +28,8 @@ class Case:
     """`random` is the case's own chance, `folder` its folder. What is counted is added up over the cases, of what is
     measured the most is told."""
 
-    def __init__(self, seed, number, folder):
-        self.seed, self.number, self.folder = seed, number, folder
+    def __init__(self, seed, number, folder, minutes=None):
+        self.seed, self.number, self.folder, self.minutes = seed, number, folder, minutes
         self.random = random.Random(f"{seed}-{number}")
         self.counted, self.measured = collections.Counter(), {}
 
@@ -40,15 +40,15 @@ class Case:
         self.measured[what] = max(value, self.measured.get(what, value))
 
 
-def main(play, cases=None, missing=None):
+def main(play, cases=None, missing=None, lasting=False):
     """Runs `play(case)` for each case: `cases` of them when they are a fixed table, else as many as are asked for.
-    `missing` is a sentence if this machine can't run it."""
+    With `lasting` it is each case that takes the minutes asked for (`case.minutes`, else None). `missing` is a sentence if this machine can't run it."""
     arguments = _arguments(cases)
     if missing:
         print(f"{_name()}: left out: {missing}")
     elif arguments.case is not None:
         _play_one(play, arguments)
-    elif not _play_all(arguments, cases):
+    elif not _play_all(arguments, cases, lasting):
         sys.exit(1)
 
 
@@ -71,22 +71,22 @@ def _arguments(cases):
 
 def _play_one(play, arguments):
     with harness.scene() as folder:
-        case = Case(arguments.seed, arguments.case, folder)
+        case = Case(arguments.seed, arguments.case, folder, arguments.minutes)
         play(case)
     print(json.dumps({"counted": case.counted, "measured": case.measured}))
 
 
-def _play_all(arguments, cases):
+def _play_all(arguments, cases, lasting):
     began = time.monotonic()
     count = arguments.count or (1 << 40 if arguments.minutes and not cases else cases or 10)
-    deadline = began + arguments.minutes * 60 if arguments.minutes else float("inf")
+    deadline = began + arguments.minutes * 60 if arguments.minutes and not lasting else float("inf")
     results, lost = Results(), []
 
     def run(number):
         if time.monotonic() > deadline:
             return
         command = [sys.executable, "-B", sys.argv[0], str(harness.programs), "--seed", arguments.seed,
-                   "--case", str(number)]
+                   "--case", str(number), *(("--minutes", str(arguments.minutes)) if lasting and arguments.minutes else ())]
         result = subprocess.run(command, capture_output=True, text=True)
         if result.returncode == 0:
             results.take(json.loads(result.stdout.splitlines()[-1]))
@@ -96,20 +96,16 @@ def _play_all(arguments, cases):
 
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         numbers = iter(range(arguments.first, arguments.first + count))
-        pending = {pool.submit(run, number) for number in _some(numbers, arguments.jobs)}
+        pending = {pool.submit(run, number) for number in itertools.islice(numbers, arguments.jobs)}
         while pending:
             done, pending = concurrent.futures.wait(pending, return_when=concurrent.futures.FIRST_COMPLETED)
             for each in done:
                 each.result()
             if time.monotonic() <= deadline:
-                pending |= {pool.submit(run, number) for number in _some(numbers, len(done))}
+                pending |= {pool.submit(run, number) for number in itertools.islice(numbers, len(done))}
     print(f"{_name()}: {results.cases + len(lost):,} cases with seed {arguments.seed} in "
           f"{time.monotonic() - began:,.0f} s: {len(lost)} failed; {results}")
     return not lost and results.cases > 0
-
-
-def _some(numbers, most):
-    return list(itertools.islice(numbers, most))
 
 
 class Results:

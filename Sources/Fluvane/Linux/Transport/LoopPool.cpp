@@ -48,12 +48,12 @@ void LoopPool::takeBack() {
     taken_.erase(free, taken_.end());
 }
 
-/// The oldest, and only those whose thread doesn't have to be waited for.
+/// The oldest and those that can't be woken, and only those whose thread doesn't have to be waited for.
 void LoopPool::endSpare() {
     auto surplus = spare_.size() - std::min(spare_.size(), mostSpare);
     std::erase_if(spare_, [&](const auto& loop) {
-        const bool ends = surplus > 0 && loop->isAsleep();
-        surplus -= ends ? 1 : 0;
+        const bool ends = (surplus > 0 || !loop->canBeWoken()) && loop->isAsleep();
+        surplus -= ends && surplus > 0 ? 1 : 0;
         return ends;
     });
 }

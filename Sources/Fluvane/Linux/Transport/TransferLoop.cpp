@@ -18,6 +18,7 @@ namespace fluvane {
 namespace {
 
 constexpr double longestSleep = 24 * 60 * 60;
+constexpr double longestUnwoken = 0.1; ///< Of one that nobody can wake.
 /// Seconds between connections that are to be opened at once: many servers take a burst for an attack.
 constexpr double spreading = 0.025;
 
@@ -61,6 +62,7 @@ void leaveSignalsToTheMainThread() {
 
 TransferLoop::TransferLoop(TransportOptions options, SpeedLimiter& limiter)
     : options_(std::move(options)), limiter_(limiter), share_(openShare()), multi_(openMulti()),
+      canBeWoken_(curl_multi_wakeup(multi_.get()) == CURLM_OK),
       inbox_(std::make_shared<TransferInbox>([multi = multi_.get()] { curl_multi_wakeup(multi); })),
       context_{options_, limiter_, gathered_, share_.get()} {}
 
@@ -177,7 +179,8 @@ void TransferLoop::removeConcluded(double now) {
 }
 
 void TransferLoop::sleep() {
-    double until = due_.empty() ? uptime() + longestSleep : due_.front().time;
+    double until = uptime() + (canBeWoken_ ? longestSleep : longestUnwoken);
+    until = due_.empty() ? until : std::min(until, due_.front().time);
     for (const auto& connection : connections_) {
         until = std::min(until, connection->nextTime().value_or(until));
     }

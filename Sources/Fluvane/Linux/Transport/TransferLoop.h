@@ -40,6 +40,8 @@ public:
     [[nodiscard]] bool serves(std::int64_t group) const;
     /// Whether the thread sleeps with nothing to do, so that ending it takes no time.
     [[nodiscard]] bool isAsleep() const { return asleep_.load(std::memory_order_acquire); }
+    /// Whether it was made while there were descriptors for that; else it looks around now and then.
+    [[nodiscard]] bool canBeWoken() const { return canBeWoken_; }
 
 private:
     struct CloseMulti {
@@ -70,6 +72,7 @@ private:
     SpeedLimiter& limiter_;
     std::unique_ptr<CURLSH, CloseShare> share_;
     std::unique_ptr<CURLM, CloseMulti> multi_;
+    const bool canBeWoken_;
     std::shared_ptr<TransferInbox> inbox_;
     GatherBuffer gathered_;
     ConnectionContext context_;
