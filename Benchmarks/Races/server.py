@@ -45,6 +45,23 @@ class Pace:
         await asyncio.sleep(self.due - now)
 
 
+class Meter:
+    """Stands among the paces, of which it is none: notes what passes, and when."""
+
+    def __init__(self):
+        self.passed = []
+
+    def rate(self):
+        return NEVER
+
+    async def passes(self, count):
+        self.passed.append((time.monotonic(), count))
+
+    def since(self, moment=0):
+        """Bytes."""
+        return sum(count for when, count in self.passed if when >= moment)
+
+
 class Request:
     def __init__(self, server, connection, lines):
         self.server, self.connection = server, connection  # connections count from 1, in the order of first requests
@@ -115,6 +132,10 @@ def line(bytes_per_second):
     """Of all connections together."""
     shared = Pace(bytes_per_second)
     return lambda _, reply: reply.paces.update(line=shared)
+
+
+def metered(meter):
+    return lambda _, reply: reply.paces.update(meter=meter)
 
 
 def limited(seconds, low, high):
