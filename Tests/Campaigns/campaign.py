@@ -9,6 +9,7 @@ of its own, so that nothing of one reaches another; it ends well, or with the se
 import argparse
 import collections
 import concurrent.futures
+import itertools
 import json
 import os
 import pathlib
@@ -122,7 +123,7 @@ def _play_all(arguments, cases):
 
 
 def _some(numbers, most):
-    return [number for number, _ in zip(numbers, range(most))]
+    return list(itertools.islice(numbers, most))
 
 
 class Results:

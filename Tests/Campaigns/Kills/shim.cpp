@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-// Preloaded into a program, kills it at one of the calls that change files: the $SHIM_NUMBERth one named $SHIM_CALL
-// on a path like $SHIM_PATH, $SHIM_WHEN "before" or "after". Those named in $SHIM_LACKS aren't there.
+// Preloaded into a program, kills it at one of the calls that change files: the $SHIM_NUMBERth one named
+// $SHIM_CALL on a path like $SHIM_PATH, $SHIM_WHEN "before" or "after". Those named in $SHIM_LACKS aren't
+// there.
 
 #include <fcntl.h>
 #include <sys/types.h>
@@ -86,10 +87,12 @@ Result played(const char* name, Where where, Values... values) {
         return played<result>(#name, where, VALUES values);                                                  \
     }
 
-PLAY(int, open, changes(flags) ? path : nullptr, (path, flags, mode), const char* path, int flags, mode_t mode)
+PLAY(int, open, changes(flags) ? path : nullptr, (path, flags, mode), const char* path, int flags,
+     mode_t mode)
 PLAY(ssize_t, read, file, (file, bytes, count), int file, void* bytes, std::size_t count)
 PLAY(ssize_t, write, file, (file, bytes, count), int file, const void* bytes, std::size_t count)
-PLAY(ssize_t, pwrite, file, (file, bytes, count, at), int file, const void* bytes, std::size_t count, off_t at)
+PLAY(ssize_t, pwrite, file, (file, bytes, count, at), int file, const void* bytes, std::size_t count,
+     off_t at)
 PLAY(int, fsync, file, (file), int file)
 PLAY(int, ftruncate, file, (file, size), int file, off_t size)
 PLAY(int, fsetxattr, file, (file, name, value, size, flags), int file, const char* name, const void* value,
