@@ -55,8 +55,15 @@ bool mayBeMoved(const DownloadRecord& record) {
 
 /// The move begins only once `finishing` is on disk, under a name that was free.
 bool wasMoved(const DownloadRecord& record, FileStore& files) {
-    return mayBeMoved(record) && !files.exists(*record.partial) &&
-           files.size(record.folder.appending(*record.name)) == record.size;
+    if (!mayBeMoved(record)) {
+        return false;
+    }
+    const auto file = record.folder.appending(*record.name);
+    const auto moved = files.identity(file);
+    if (moved && moved == files.identity(*record.partial)) {
+        files.remove(*record.partial); // a move by link had the old name left to take away
+    }
+    return !files.exists(*record.partial) && files.size(file) == record.size;
 }
 
 DownloadRecord restored(DownloadRecord record, bool wasMoved, bool online, Date today) {
