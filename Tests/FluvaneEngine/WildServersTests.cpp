@@ -134,6 +134,8 @@ TEST(WildServers, TheFileComesInGoodTime) {
         {"promises parts, and the download was paused",
          [](Wild& wild) {
              wild.onlyPromises();
+             wild.config.connections = 1; // no other one finds out before the pause
+             wild.manager->apply(wild.config);
              wild.scheduler.after(0.1, [&] { wild.manager->pause(1_id); });
              wild.scheduler.after(0.2, [&] { wild.manager->resume(1_id); });
          },
