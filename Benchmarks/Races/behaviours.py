@@ -124,6 +124,10 @@ def stands_still(seconds):
     return lambda _, reply: reply.paces.update(still=shared)
 
 
+def metered(meter):
+    return lambda _, reply: reply.paces.update(meter=meter)
+
+
 def limited(seconds, low, high):
     """A line whose limit is lifted so long after the first request."""
     requests = []

@@ -60,6 +60,23 @@ class Standstill:
         return NEVER
 
 
+class Meter:
+    """Stands among the paces, of which it is none: notes what passes, and when."""
+
+    def __init__(self):
+        self.passed = []
+
+    def rate(self):
+        return NEVER
+
+    async def passes(self, count):
+        self.passed.append((time.monotonic(), count))
+
+    def since(self, moment=0):
+        """Bytes."""
+        return sum(count for when, count in self.passed if when >= moment)
+
+
 class Request:
     def __init__(self, server, connection, lines):
         self.server, self.connection = server, connection  # connections count from 1, in the order of first requests

@@ -59,10 +59,13 @@ std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& file
     if (!mayBeMoved(record)) {
         return std::nullopt;
     }
-    const bool isLeft = files.exists(*record.partial);
+    const auto left = files.identity(*record.partial);
     const auto isMoved = [&](const std::string& name) {
         const auto location = record.folder.appending(name);
-        const bool isLikely = !isLeft && name == *record.name; // that name was free when the move began
+        if (left && left == files.identity(location)) {
+            return true; // moved by a link, which left the old name to be taken away
+        }
+        const bool isLikely = !left && name == *record.name; // that name was free when the move began
         return files.size(location) == record.size && files.isMarked(location, record.id).value_or(isLikely);
     };
     const auto name = fileName::unique(*record.name, naming, [&](const std::string& candidate) {
@@ -71,7 +74,7 @@ std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& file
     if (!isMoved(name)) {
         return std::nullopt;
     }
-    if (isLeft) { // it was copied to another file system
+    if (left) { // also of a copy on another file system
         files.remove(*record.partial, record.id, true);
     }
     return name;

@@ -109,8 +109,9 @@ void Runner::wholeFileAnswered(Download& download, Token token, const TransferRe
             record.id, std::max(running, 1));
     });
     if (running == 0) {
-        // Nobody has seen a part of it: the promise was none, and it has to come in one go.
-        download.record.resumable = download.record.resumable && download.parts == Download::Parts::proven;
+        // Nobody has seen a part of it, twice: the promise was none, and it has to come in one go.
+        download.record.resumable = download.record.resumable && (download.parts == Download::Parts::proven ||
+                                                                  download.retry.failures() == 0);
         failed(download, {.message = stoppedSendingParts});
     }
 }

@@ -52,7 +52,10 @@ std::set<std::string> namesBeside(const DownloadList& list, const DownloadRecord
 
 void picksUp(Download& download) {
     const auto& record = download.record;
-    download.parts = Download::Parts::proven;
+    // A file is cut into pieces once a part of it has come. One that wasn't may still have to be fetched
+    // whole.
+    download.parts = record.pieces.size() > 1 ? Download::Parts::proven : Download::Parts::promised;
+    download.scouts = 0;
     download.retry.countFrom(record.doneBytes());
     download.claim.carryOn(record.pieces);
     log::downloads([&] {

@@ -16,6 +16,7 @@ import pathlib
 import random
 import subprocess
 import sys
+import tempfile
 import time
 import urllib.parse
 
@@ -40,16 +41,30 @@ class Case:
         self.measured[what] = max(value, self.measured.get(what, value))
 
 
-def main(play, cases=None, missing=None, lasting=False):
+def main(play, cases=None, missing=None, lasting=False, shim=None):
     """Runs `play(case)` for each case: `cases` of them when they are a fixed table, else as many as are asked for.
-    With `lasting` it is each case that takes the minutes asked for (`case.minutes`, else None). `missing` is a sentence if this machine can't run it."""
+    With `lasting` it is each case that takes the minutes asked for (`case.minutes`, else None). `missing` is a sentence
+    if this machine can't run it. `shim` is the source of a library, for `preload`."""
     arguments = _arguments(cases)
+    if shim and not missing and "FLUVANE_SHIM" not in os.environ:
+        with tempfile.TemporaryDirectory() as folder:
+            os.environ["FLUVANE_SHIM"] = f"{folder}/shim.so"
+            subprocess.run([os.environ.get("CXX", "c++"), "-std=c++20", "-shared", "-fPIC", "-O2", "-U_FORTIFY_SOURCE",
+                            "-o", os.environ["FLUVANE_SHIM"], shim, "-ldl"], check=True)
+            return main(play, cases, missing, lasting)
     if missing:
         print(f"{_name()}: left out: {missing}")
     elif arguments.case is not None:
         _play_one(play, arguments)
     elif not _play_all(arguments, cases, lasting):
         sys.exit(1)
+
+
+def preload():
+    """The environment of a program that is to have the campaign's shim in it."""
+    ours = "verify_asan_link_order=0"  # the sanitizer wants to be first, but need not be
+    return {"LD_PRELOAD": os.environ["FLUVANE_SHIM"],
+            "ASAN_OPTIONS": ":".join(filter(None, (os.environ.get("ASAN_OPTIONS"), ours)))}
 
 
 def _name():
@@ -138,15 +153,23 @@ class Judge:
     def source(self, record):
         return self.content[path_of(record["url"]).name]
 
-    def on_disk(self, application):
-        """What holds at any moment when the application isn't running: what the list claims is on the disk, and what
-        is in the folder is on the list. Returns the bytes claimed."""
-        return sum(self.claim(record) for record in self.records(application))
+    def on_disk(self, application, gone=()):
+        """What holds at any moment when the application isn't running: what the list claims is on the disk, but for the
+        files of the numbers `gone`, and each unfinished file is on the list. Returns the bytes claimed."""
+        known = {path_of(record["partial"]) for record in self.saved(application) if "partial" in record}
+        strays = set(application.downloads.rglob("*.fluvane")) - known
+        assert not strays, f"unfinished files that nobody knows: {strays}"
+        return sum(self.claim(record) for record in self.records(application) if record["id"] not in gone)
 
-    def records(self, application):
+    @staticmethod
+    def saved(application):
+        """The list with the removed ones whose files are to be deleted."""
         if not application.list_file.exists():
             return []
         return json.loads(application.list_file.read_text())["downloads"]
+
+    def records(self, application):
+        return [record for record in self.saved(application) if not record.get("removed")]
 
     def claim(self, record):
         """The bytes of one entry that are claimed, and right."""
@@ -155,18 +178,19 @@ class Judge:
             self._same(path_of(record["file"]).read_bytes(), source, record["file"])
             return len(source)
         claimed = [piece for piece in record["pieces"] if piece["done"] > 0]
-        if not claimed:
-            return 0
-        for path in {record["partial"], record.get("file", record["partial"])}:
-            if path_of(path).exists():  # under the one name or, once moved, under the other
-                with open(path_of(path), "rb") as file:
+        complete = all(piece["done"] == piece.get("end", -1) - piece["start"] for piece in claimed)
+        if not claimed or not (record["resumable"] or complete):
+            return 0  # it begins anew, whatever there is
+        for path in (path_of(record["partial"]), path_of(record["folder"]) / record["name"]):
+            if path.exists():  # under the one name or, once moved, under the other
+                with open(path, "rb") as file:
                     return sum(self._piece(record, piece, file, source) for piece in claimed)
         raise AssertionError(f"what is claimed isn't there: {record}")
 
     def _piece(self, record, piece, file, source):
         file.seek(piece["start"])
         self._same(file.read(piece["done"]), source[piece["start"]:piece["start"] + piece["done"]],
-                   f"{record['partial']} from {piece['start']}")
+                   f"{file.name} from {piece['start']}, claimed by {record}")
         return piece["done"]
 
     @staticmethod
@@ -175,13 +199,14 @@ class Judge:
             first = next((i for i, (a, b) in enumerate(zip(ours, source)) if a != b), min(len(ours), len(source)))
             raise AssertionError(f"{where}: wrong at byte {first}; {len(ours)} bytes where {len(source)} are right")
 
-    def at_end(self, application, names, folder=None):
-        """All is finished: the folder holds exactly the files `names` (of file: last component of its link), identical
-        to their sources, and the list exactly their entries."""
-        folder = pathlib.Path(folder or application.downloads)
-        found = {entry.relative_to(folder).as_posix() for entry in folder.rglob("*") if not entry.is_dir()}
-        assert found == set(names), f"the folder holds {sorted(found)} instead of {sorted(names)}"
+    def at_end(self, application, names, *others):
+        """All is finished: the application's folder and the `others` hold exactly the files `names` (path or, in its
+        own folder, name: last component of its link), identical to their sources, and the list their entries."""
+        names = {str(application.downloads / name): source for name, source in names.items()}
+        found = {str(entry) for folder in (application.downloads, *others) for entry in folder.rglob("*")
+                 if not entry.is_dir()}
+        assert found == set(names), f"there is {sorted(found)} instead of {sorted(names)}"
         for name, source in names.items():
-            self._same((folder / name).read_bytes(), self.content[source], name)
+            self._same(pathlib.Path(name).read_bytes(), self.content[source], name)
         listed = sorted(entry["file"] for entry in application.list() if entry["state"] == "finished")
-        assert listed == sorted(str(folder / name) for name in names), f"the list has {listed}"
+        assert listed == sorted(names), f"the list has {listed}"

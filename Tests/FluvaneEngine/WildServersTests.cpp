@@ -49,6 +49,16 @@ struct Wild : Engine {
         }
     }
 
+    /// Parts, and sends the whole file, fast.
+    void onlyPromises() {
+        server.bytesPerSecond = 8'000'000;
+        server.answers = [this](FakeTransfer& transfer) {
+            transfer.respond(200,
+                             {{"Content-Length", std::to_string(server.size)}, {"Accept-Ranges", "bytes"}});
+            return true;
+        };
+    }
+
     FakeServer server{*transport, scheduler};
     double began = scheduler.now();
 };
@@ -120,16 +130,16 @@ TEST(WildServers, TheFileComesInGoodTime) {
         {"serves four, leaves the others unanswered",
          [](Wild& wild) { wild.server.answers = [&](const FakeTransfer&) { return wild.served() >= 4; }; },
          23.5, 25},
-        {"promises parts",
+        {"promises parts", [](Wild& wild) { wild.onlyPromises(); }, 9, 2},
+        {"promises parts, and the download was paused",
          [](Wild& wild) {
-             wild.server.bytesPerSecond = 8'000'000;
-             wild.server.answers = [&](FakeTransfer& transfer) {
-                 transfer.respond(
-                     200, {{"Content-Length", std::to_string(wild.server.size)}, {"Accept-Ranges", "bytes"}});
-                 return true;
-             };
+             wild.onlyPromises();
+             wild.config.connections = 1; // no other one finds out before the pause
+             wild.manager->apply(wild.config);
+             wild.scheduler.after(0.1, [&] { wild.manager->pause(1_id); });
+             wild.scheduler.after(0.2, [&] { wild.manager->resume(1_id); });
          },
-         9, 2},
+         14, 5},
         {"promises parts, and breaks off before they are asked for",
          [](Wild& wild) {
              wild.server.answers = [&](FakeTransfer& transfer) {
