@@ -56,13 +56,12 @@ void ListSaver::changed() {
 }
 
 void ListSaver::whenSaved(Completion completion) {
+    waiters_.push_back({generations_.changed, std::move(completion)}); // the end tells those, too
     if (generations_.areEqual()) {
-        scheduler_->after(0,
-                          turns_.later([completion = std::move(completion)] { completion(std::nullopt); }));
-        return;
+        scheduler_->after(0, turns_.later([this] { answerWaiters(std::nullopt); }));
+    } else {
+        writeIn(0);
     }
-    waiters_.push_back({generations_.changed, std::move(completion)});
-    writeIn(0);
 }
 
 void ListSaver::saveEverything(Completion completion) {

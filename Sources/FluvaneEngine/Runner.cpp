@@ -422,6 +422,10 @@ void Runner::linkChanged(Download& download, const std::optional<std::string>& s
         parts_.connections.closeIf(download,
                                    [](const Active& active) { return !active.offset || active.comparison; });
     }
+    if (site != siteBefore) { // which may have a rule, or be full
+        parts_.connections.trim(download);
+        parts_.connections.relieveServers();
+    }
     if (download.retry.isPending() && !download.retry.isWordOf(site)) {
         retried(download.id());
     }

@@ -101,8 +101,13 @@ TEST_F(ConnectionsTest, ChangedCapsApplyToWhatRuns) {
     const auto live = engine.manager->download(1_id)->liveBytes();
     engine.scheduler.runFor(1);
     EXPECT_GT(engine.manager->download(1_id)->liveBytes(), live) << "trimming loses nothing";
-    allow(3, 16, {one});
+    engine.add("http://b.example/f");
+    engine.scheduler.runFor(10);
+    allow(3, 4, {one});
     EXPECT_EQ(connections(), 1);
+    ASSERT_EQ(connections(2_id), 3);
+    engine.manager->updateLink(2_id, link("http://a.example/g"));
+    EXPECT_EQ(connections(2_id), 1) << "it is of another site now";
 }
 
 TEST_F(ConnectionsTest, OnlyTheOneThatMeasuresGrowsAndNobodyHoldsTheOthersUp) {

@@ -74,7 +74,10 @@ TEST_F(ListSaverTest, StopKeepsTheRunningStateAndEveryByte) {
     engine.store->syncDelay = 4; // a checkpoint is under way
     fetch(50'000'000, 5.1);
     const auto received = live();
+    bool isTold = false;
+    engine.manager->whenSaved([&](auto) { isTold = true; });
     EXPECT_TRUE(engine.manager->stop());
+    EXPECT_TRUE(isTold) << "though nothing was to be saved";
     EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Downloading{}));
     EXPECT_EQ(saved(), received);
     EXPECT_THAT(engine.transport->live(), IsEmpty());

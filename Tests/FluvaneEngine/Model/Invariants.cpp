@@ -75,16 +75,17 @@ bool hasConnectionsOnlyWhileItRuns(const World& world, const Download& download)
     return open == std::ssize(download.transfers) && (open == 0 || download.record.state.usesNetwork());
 }
 
-int connectionsTo(const World& world, const std::optional<std::string>& site) {
-    int count = 0;
-    for (const auto* const download : world.manager().downloads()) {
-        count += download->record.url.site() == site ? download->connectionsTaken() : 0;
-    }
-    return count;
+bool isBeside(const Download& one, const Download& other) {
+    return one.record.url.site() == other.record.url.site();
 }
 
+/// At its server.
 int roomFor(const World& world, const Download& download) {
-    return world.manager().config().connectionsPerServer - connectionsTo(world, download.record.url.site());
+    int room = world.manager().config().connectionsPerServer;
+    for (const auto* const other : world.manager().downloads()) {
+        room -= isBeside(*other, download) ? other->connectionsTaken() : 0;
+    }
+    return room;
 }
 
 bool hasSomethingThatWakesIt(const World& world, const Download& download) {
@@ -117,7 +118,7 @@ bool isQueuedForAReason(const World& world, const Download& download) {
         return true;
     }
     const bool canGiveOne = std::ranges::any_of(world.manager().downloads(), [&](const auto* other) {
-        return other->record.url.site() == download.record.url.site() && !other->isPrioritized() &&
+        return isBeside(*other, download) && !other->isPrioritized() &&
                other->transfers.size() > 1;
     });
     const bool noSlot = active(world) >= world.manager().config().simultaneous;
@@ -132,7 +133,7 @@ bool startedInLine(const World& world, const Download& download) {
            std::ranges::none_of(world.manager().downloads(), [&](const auto* other) {
                return other->record.state.template is<State::Queued>() &&
                       world.queuedBefore.contains(other->id()) &&
-                      other->record.url.site() == download.record.url.site() && mayRun(world, *other) &&
+                      isBeside(*other, download) && mayRun(world, *other) &&
                       place(other) < place(&download);
            });
 }
@@ -146,11 +147,15 @@ bool hasItsSlot(const World& world, const Download& download) {
            active(world) <= world.manager().config().simultaneous + (priority ? 1 : 0);
 }
 
-/// A lower setting, another link and what is prioritized may leave more there, of which each has just one.
+/// Of what is prioritized the first connection gets past a full server, and a lower setting leaves each
+/// download one.
 bool leavesRoomAtItsServer(const World& world, const Download& download) {
-    const bool isNew = !world.activeBefore.contains(download.id()) && !download.isPrioritized();
-    return download.transfers.empty() || roomFor(world, download) >= 0 ||
-           (download.transfers.size() <= 1 && !isNew);
+    const bool isExtra = std::ranges::any_of(world.manager().downloads(), [&](const auto* other) {
+        return other->isPrioritized() && other->transfers.size() == 1 && isBeside(*other, download);
+    });
+    const bool isNew = !world.activeBefore.contains(download.id());
+    return download.transfers.empty() || roomFor(world, download) + (isExtra ? 1 : 0) >= 0 ||
+           (download.transfers.size() == 1 && !isNew);
 }
 
 bool hasItsOwnName(const World& world, const Download& download) {
