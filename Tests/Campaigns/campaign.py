@@ -159,9 +159,12 @@ class Judge:
         claimed = [piece for piece in record["pieces"] if piece["done"] > 0]
         if not claimed:
             return 0
-        for path in {record["partial"], record.get("file", record["partial"])}:
-            if path_of(path).exists():  # under the one name or, once moved, under the other
-                with open(path_of(path), "rb") as file:
+        places = [path_of(record["partial"])]
+        if "finishing" in record["state"]:  # it may be moved already
+            places.append(path_of(record["folder"]) / record["name"])
+        for path in places:
+            if path.exists():
+                with open(path, "rb") as file:
                     return sum(self._piece(record, piece, file, source) for piece in claimed)
         raise AssertionError(f"what is claimed isn't there: {record}")
 
