@@ -9,6 +9,7 @@ of its own, so that nothing of one reaches another; it ends well, or with the se
 import argparse
 import collections
 import concurrent.futures
+import itertools
 import json
 import os
 import pathlib
@@ -108,7 +109,7 @@ def _play_all(arguments, cases):
 
 
 def _some(numbers, most):
-    return [number for number, _ in zip(numbers, range(most))]
+    return list(itertools.islice(numbers, most))
 
 
 class Results:
@@ -141,10 +142,11 @@ class Judge:
     def source(self, record):
         return self.content[path_of(record["url"]).name]
 
-    def on_disk(self, application):
+    def on_disk(self, application, leaving=()):
         """What holds at any moment when the application isn't running: what the list claims is on the disk, and what
-        is in the folder is on the list. Returns the bytes claimed."""
-        return sum(self._claim(record) for record in self.records(application))
+        is in the folder is on the list. Returns the bytes claimed. Of downloads that are being removed the file goes
+        before the entry: `leaving` are their numbers."""
+        return sum(self._claim(record) for record in self.records(application) if record["id"] not in leaving)
 
     def records(self, application):
         if not application.list_file.exists():
@@ -166,6 +168,8 @@ class Judge:
             if path.exists():
                 with open(path, "rb") as file:
                     return sum(self._piece(record, piece, file, source) for piece in claimed)
+        if not record["resumable"]:  # it begins anew, and the old file goes first
+            return 0
         raise AssertionError(f"what is claimed isn't there: {record}")
 
     def _piece(self, record, piece, file, source):
