@@ -35,6 +35,8 @@ public:
     virtual void lose() {} ///< What wasn't synced, when that fails.
     /// Where it needs no reading.
     [[nodiscard]] virtual std::optional<std::string> digest() const { return std::nullopt; }
+
+    std::optional<DownloadID> owner; ///< Whose mark it bears.
 };
 
 /// An unnamed file of the system's in memory, whose holes cost nothing, so that files of gigabytes may be
@@ -52,8 +54,6 @@ public:
     void write(std::span<const std::byte> bytes, std::int64_t at) override;
     void read(std::span<std::byte> bytes, std::int64_t at) const override;
     [[nodiscard]] FileIdentity identity() const override;
-
-    std::optional<DownloadID> owner; ///< Whose mark it bears.
 
 private:
     std::uint64_t device_;

@@ -3,6 +3,8 @@
 
 #include "Fluvane/Application/InstanceLock.h"
 
+#include "TessivarCore/FileSystem.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -19,11 +21,13 @@ namespace {
 
 constexpr std::chrono::milliseconds betweenTries{50};
 
-/// The user's alone: the list tells what was downloaded, the socket takes commands.
+/// The user's alone: the list tells what was downloaded, the socket takes commands. Durable before anything
+/// is saved in it.
 void createFolder(const std::filesystem::path& folder) {
-    std::error_code ignored; // what is wrong shows when the file is opened
-    std::filesystem::create_directories(folder.parent_path(), ignored);
-    mkdir(folder.c_str(), S_IRWXU);
+    try {
+        tessivar::createFolders(folder, S_IRWXU);
+    } catch (const tessivar::SystemError&) { // what is wrong shows when the file is opened
+    }
 }
 
 } // namespace
