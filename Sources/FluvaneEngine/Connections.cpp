@@ -70,7 +70,7 @@ bool Connections::isOutdone(const Download& download) const {
 /// How many it may have open at the moment.
 int Connections::want(const Download& download) const {
     if (download.relocating) {
-        return download.writing() + (download.retry.isPending() ? 0 : 1);
+        return std::min(aim(download), download.writing() + (download.retry.isPending() ? 0 : 1));
     }
     return download.retry.isPending() ? std::min(aim(download), download.caps.proven()) : aim(download);
 }

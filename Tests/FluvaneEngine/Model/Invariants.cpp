@@ -118,11 +118,14 @@ bool isQueuedForAReason(const World& world, const Download& download) {
         return true;
     }
     const bool canGiveOne = std::ranges::any_of(world.manager().downloads(), [&](const auto* other) {
-        return isBeside(*other, download) && !other->isPrioritized() &&
-               other->transfers.size() > 1;
+        return isBeside(*other, download) && !other->isPrioritized() && other->transfers.size() > 1;
+    });
+    const bool isAlone = std::ranges::none_of(world.manager().downloads(), [&](const auto* other) {
+        return isBeside(*other, download) && other->record.state.isActive();
     });
     const bool noSlot = active(world) >= world.manager().config().simultaneous;
-    return !download.isPrioritized() && (noSlot || (roomFor(world, download) <= 0 && !canGiveOne));
+    return !download.isPrioritized() &&
+           (noSlot || (!beatAdmits && !isAlone) || (roomFor(world, download) <= 0 && !canGiveOne));
 }
 
 /// Whether it was started in its turn.
@@ -132,9 +135,8 @@ bool startedInLine(const World& world, const Download& download) {
     return !isNew || download.isPrioritized() ||
            std::ranges::none_of(world.manager().downloads(), [&](const auto* other) {
                return other->record.state.template is<State::Queued>() &&
-                      world.queuedBefore.contains(other->id()) &&
-                      isBeside(*other, download) && mayRun(world, *other) &&
-                      place(other) < place(&download);
+                      world.queuedBefore.contains(other->id()) && isBeside(*other, download) &&
+                      mayRun(world, *other) && place(other) < place(&download);
            });
 }
 
@@ -153,7 +155,7 @@ bool leavesRoomAtItsServer(const World& world, const Download& download) {
     const bool isExtra = std::ranges::any_of(world.manager().downloads(), [&](const auto* other) {
         return other->isPrioritized() && other->transfers.size() == 1 && isBeside(*other, download);
     });
-    const bool isNew = !world.activeBefore.contains(download.id());
+    const bool isNew = !world.activeBefore.contains(download.id()) && !download.isPrioritized();
     return download.transfers.empty() || roomFor(world, download) + (isExtra ? 1 : 0) >= 0 ||
            (download.transfers.size() == 1 && !isNew);
 }
@@ -253,6 +255,12 @@ bool isAllSaved(const World& world) {
 }
 
 } // namespace
+
+bool waitsForBeat(const World& world) {
+    return !std::ranges::all_of(world.manager().downloads(), [&](const auto* download) {
+        return hasSomethingThatWakesIt(world, *download) && isQueuedForAReason(world, *download);
+    });
+}
 
 std::optional<std::string> broken(const World& world) {
     for (const auto& [sentence, holds] : ofAll) {

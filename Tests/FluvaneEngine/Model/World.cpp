@@ -66,12 +66,7 @@ std::string World::happen(Step step) {
     isAtRest = step >> 31 == 0;
     if (isAtRest) {
         engine.turns();
-        const auto isIdle = [](const auto* download) {
-            return download->record.state.template is<DownloadState::Downloading>() &&
-                   download->transfers.empty();
-        };
-        const bool waits = std::ranges::any_of(manager().downloads(), isIdle);
-        engine.scheduler.runFor(waits ? 0.5 : 0); // room at its server is seen by the next beat
+        engine.scheduler.runFor(waitsForBeat(*this) ? 0.5 : 0);
     }
     if (engine.store->error || engine.store->hung.contains(engine.store->list)) {
         lateUntil = engine.scheduler.now() + 3.1;

@@ -34,6 +34,9 @@ struct Source {
 /// saved still claims pieces of the file that had the name before.
 inline constexpr bool listComesFirst = false;
 
+/// Whether a beat starts what waits for room at a server. While it doesn't, only a change of the list does.
+inline constexpr bool beatAdmits = false;
+
 /// A request, and what the server sends to it.
 struct Exchange {
     std::shared_ptr<support::FakeTransfer> transfer;
@@ -116,6 +119,8 @@ private:
     bool syncFailed_ = false; ///< In this run.
 };
 
+/// Whether something stands still that a beat sets going again.
+[[nodiscard]] bool waitsForBeat(const World& world);
 /// What the engine does wrong, in words; absent: nothing.
 [[nodiscard]] std::optional<std::string> broken(const World& world);
 /// The same of one that has recovered; with `isLast` after all were told to carry on, more than once.
