@@ -240,7 +240,7 @@ public:
     [[nodiscard]] virtual bool isFolder(const URL& location) = 0;
     /// What has the name itself, absent when nothing has.
     [[nodiscard]] virtual std::optional<FileIdentity> identity(const URL& location) = 0;
-    /// Length of the file that has this name and no other, absent when there is none.
+    /// Length of the user's file that has this name and no other, absent when there is none.
     [[nodiscard]] virtual std::optional<std::int64_t> size(const URL& location) = 0;
     /// Creates the file, missing folders included, at `size` bytes when known and it is sparse. Null when
     /// anything has the name already, which is left as it is. Fails with FileError.
@@ -248,7 +248,7 @@ public:
                                                             std::optional<std::int64_t> size) = 0;
     /// Opens for writing, keeping the contents; after a failed sync whoever opens it writes anew what isn't
     /// known to be on stable storage. Null when nothing has the name. Fails with FileError, also
-    /// for what isn't a file, is reached through a link, or has other names.
+    /// for what isn't a file or the user's, is reached through a link, or has other names.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
     /// Deletes the file, and nothing but a file; a failure is ignored.
     virtual void remove(const URL& location) = 0;

@@ -19,10 +19,13 @@ std::string partialName(const std::string& name) {
     return name + "." + extension;
 }
 
-/// One that was cut off would be extended with a hole where the saved bytes were.
+/// One that was cut off would be extended with a hole where the saved bytes were. Since it was opened,
+/// another may have got its name.
 bool isWhole(FileStore& files, const PieceFile& file, const Left& left) {
     const auto size = files.size(left.location);
-    return size && (file.isSparse() ? size == left.size : size >= left.reaches && size <= left.size);
+    const bool isSame = files.identity(left.location) == file.identity();
+    return isSame && size &&
+           (file.isSparse() ? size == left.size : size >= left.reaches && size <= left.size);
 }
 
 std::string freeName(FileStore& files, const Wanted& wanted) {

@@ -47,6 +47,10 @@ std::string errorText(int code) {
     return strerror_r(code, buffer.data(), buffer.size());
 }
 
+std::string pathOfOpen(int descriptor) {
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
 Descriptor openRegular(const std::string& path, int flags, mode_t mode) {
     if (path.find('\0') != std::string::npos) {
         throw SystemError(EINVAL);
@@ -135,6 +139,14 @@ bool isSame(const std::string& path, int descriptor) {
            named.st_dev == open.st_dev && named.st_ino == open.st_ino;
 }
 
+HeldFolder::HeldFolder(const std::filesystem::path& folder)
+    : folder_(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    if (!folder_.isOpen()) {
+        throw SystemError(errno);
+    }
+    path_ = pathOfOpen(folder_.get());
+}
+
 int unlinkIfSame(const std::string& path, int descriptor) {
     return isSame(path, descriptor) && ::unlink(path.c_str()) != 0 ? errno : 0;
 }
@@ -150,13 +162,27 @@ int moveWithoutReplacing(const std::string& from, const std::string& to) {
     return mayReserve ? moveByReservation(from, to) : linked;
 }
 
+/// A move goes by the name, so that only afterwards it is certain whose file it was.
+int moveOpenWithoutReplacing(int descriptor, const std::string& from, const std::string& to) {
+    if (!isSame(from, descriptor)) {
+        return ESTALE;
+    }
+    const int code = moveWithoutReplacing(from, to);
+    if (code != 0 || isSame(to, descriptor)) {
+        return code;
+    }
+    (void)moveWithoutReplacing(to, from);
+    return ESTALE;
+}
+
 int moveByExclusiveRename(const std::string& from, const std::string& to) {
     return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 ? 0 : errno;
 }
 
 int moveByLink(const std::string& from, const std::string& to) {
     const Descriptor moved(::open(from.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    if (!moved.isOpen() || ::link(from.c_str(), to.c_str()) != 0) {
+    if (!moved.isOpen() ||
+        ::linkat(AT_FDCWD, pathOfOpen(moved.get()).c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) != 0) {
         return errno;
     }
     const int code = unlinkIfSame(from, moved.get());

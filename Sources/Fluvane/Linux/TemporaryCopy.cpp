@@ -27,13 +27,9 @@ using tessivar::SystemError;
 constexpr std::string_view prefix = ".fluvane-unfinished-copy-";
 constexpr std::string_view places = "XXXXXX"; // for mkostemp, which puts letters and digits there
 
-std::string openPath(int descriptor) {
-    return "/proc/self/fd/" + std::to_string(descriptor);
-}
-
 Descriptor nameless(const std::filesystem::path& folder) {
     Descriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-    const bool canBeNamed = file.isOpen() && ::access(openPath(file.get()).c_str(), F_OK) == 0;
+    const bool canBeNamed = file.isOpen() && ::access(tessivar::pathOfOpen(file.get()).c_str(), F_OK) == 0;
     return canBeNamed ? std::move(file) : Descriptor();
 }
 
@@ -94,13 +90,13 @@ void TemporaryCopy::makeHidden(const std::filesystem::path& folder) {
 
 int TemporaryCopy::moveTo(const std::string& path) {
     if (!hidden_.empty()) {
-        const int code = tessivar::moveWithoutReplacing(hidden_, path);
+        const int code = tessivar::moveOpenWithoutReplacing(file_.get(), hidden_, path);
         if (code == 0) {
             hidden_.clear();
         }
         return code;
     }
-    const auto from = openPath(file_.get());
+    const auto from = tessivar::pathOfOpen(file_.get());
     return ::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
 }
 
