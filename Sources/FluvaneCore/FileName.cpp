@@ -16,14 +16,12 @@ namespace {
 /// A longer extension, in bytes, is no extension worth keeping when a name is cut.
 constexpr std::size_t longestExtension = 20;
 
+/// A blank for a control or a line break, which has parted something, and nothing for what isn't seen anyway.
 std::string withoutUnsafeCharacters(std::string_view name) {
-    std::string result;
-    while (!name.empty()) {
-        const text::Scalar scalar = text::firstScalar(name);
-        const bool separator = scalar.value == U'/' || scalar.value == U':' || scalar.value == U'\\';
-        text::append(result, separator ? U'-' : text::isControl(scalar.value) ? U' ' : scalar.value);
-        name.remove_prefix(scalar.length);
-    }
+    auto result = text::replacingMisleading(
+        name, [](char32_t scalar) { return text::isControl(scalar) || text::isNewline(scalar) ? " " : ""; });
+    std::ranges::replace_if(
+        result, [](char c) { return c == '/' || c == ':' || c == '\\'; }, '-');
     return result;
 }
 

@@ -3,6 +3,7 @@
 
 #include "FluvaneEngine/Restoring.h"
 
+#include "FluvaneCore/FileName.h"
 #include "FluvaneEngine/Log.h"
 
 #include <utility>
@@ -69,6 +70,9 @@ DownloadRecord restored(DownloadRecord record, bool wasMoved, bool online, Date 
         makeFinished(record, today);
     } else if (wasRunning(record.state)) {
         record.state = State::Queued{};
+    }
+    if (record.name && !record.file) { // of an earlier version, or edited: the file is yet to get it
+        record.name = fileName::clean(*record.name).value_or("download");
     }
     if (!online && record.state.is<State::Queued>()) {
         record.state = State::Wait::offline;
