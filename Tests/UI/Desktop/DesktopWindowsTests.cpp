@@ -150,9 +150,7 @@ TEST(ActivationVariable, IsThereWhileItIsSet) {
         activationVariable::set(token);
         EXPECT_STREQ(::getenv(name), token);
         ::unsetenv(name); // as Qt does
-        activationVariable::clear();
-        EXPECT_EQ(::getenv(name), nullptr);
-        EXPECT_NE(::getenv("PATH"), nullptr);
+        EXPECT_TRUE(::getenv("PATH"));
     }
 }
 
