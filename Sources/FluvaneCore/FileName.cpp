@@ -16,18 +16,12 @@ namespace {
 /// A longer extension, in bytes, is no extension worth keeping when a name is cut.
 constexpr std::size_t longestExtension = 20;
 
-/// Without marks that make "a\u202Egpj.exe" look like a picture, too.
+/// A blank for a control or a line break, which has parted something, and nothing for what isn't seen anyway.
 std::string withoutUnsafeCharacters(std::string_view name) {
-    std::string result;
-    while (!name.empty()) {
-        const text::Scalar scalar = text::firstScalar(name);
-        const bool separator = scalar.value == U'/' || scalar.value == U':' || scalar.value == U'\\';
-        const bool blank = text::isControl(scalar.value) || text::isNewline(scalar.value);
-        if (!text::turnsDirection(scalar.value)) {
-            text::append(result, separator ? U'-' : blank ? U' ' : scalar.value);
-        }
-        name.remove_prefix(scalar.length);
-    }
+    auto result = text::replacingMisleading(
+        name, [](char32_t scalar) { return text::isControl(scalar) || text::isNewline(scalar) ? " " : ""; });
+    std::ranges::replace_if(
+        result, [](char c) { return c == '/' || c == ':' || c == '\\'; }, '-');
     return result;
 }
 

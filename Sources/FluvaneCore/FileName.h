@@ -31,8 +31,8 @@ struct StemAndExtension {
 [[nodiscard]] std::string suggested(const std::optional<std::string>& disposition, const URL& url,
                                     const std::optional<std::string>& mimeType,
                                     const TypeRegistry& registry = {});
-/// Absent when nothing usable is left. Valid UTF-8 of at most `longest` bytes without separators, controls,
-/// line breaks, marks that turn the direction of text, or a leading dot.
+/// Absent when nothing usable is left. Valid UTF-8 of at most `longest` bytes without separators, a leading
+/// dot, or characters by which it would look like another (text::replacingMisleading).
 [[nodiscard]] std::optional<std::string> clean(std::string_view name);
 /// Knows the double extensions of archives: ".tar.gz".
 [[nodiscard]] StemAndExtension split(std::string_view name);

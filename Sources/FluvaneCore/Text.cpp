@@ -3,6 +3,8 @@
 
 #include "FluvaneCore/Text.h"
 
+#include "TessivarBase/Misleading.h"
+
 #include <utf8proc.h>
 
 #include <algorithm>
@@ -44,6 +46,19 @@ std::string_view trimmedWhere(std::string_view utf8, Predicate drop) {
         end = start;
     }
     return utf8.substr(0, end);
+}
+
+/// Behind letters, marks and emoji; not those of Latin, Greek and Cyrillic, where it would only hide.
+bool mayBeJoined(char32_t scalar) {
+    constexpr char32_t lastOfCyrillic = 0x52F;
+    const auto category = utf8proc_category(codepoint(scalar));
+    const bool isMark = category == UTF8PROC_CATEGORY_MN || category == UTF8PROC_CATEGORY_MC;
+    const bool isSymbol = category == UTF8PROC_CATEGORY_SO || category == UTF8PROC_CATEGORY_SK;
+    return scalar > lastOfCyrillic && (isMark || isSymbol || isLetterOrDigit(scalar));
+}
+
+bool isJoiner(char32_t scalar) {
+    return scalar == 0x200C || scalar == 0x200D;
 }
 
 int hexDigit(char c) {
@@ -100,8 +115,22 @@ bool isControl(char32_t scalar) {
     return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0);
 }
 
-bool turnsDirection(char32_t scalar) {
-    return (scalar >= 0x202A && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
+std::string replacingMisleading(std::string_view utf8, const std::function<std::string(char32_t)>& instead) {
+    std::string result;
+    result.reserve(utf8.size());
+    char32_t before = 0;
+    while (!utf8.empty()) {
+        const Scalar scalar = firstScalar(utf8);
+        const bool joinsNothing = isJoiner(scalar.value) && !mayBeJoined(before);
+        if (tessivar::misleading::isOne(scalar.value) || joinsNothing) {
+            result += instead(scalar.value);
+        } else {
+            append(result, scalar.value);
+            before = scalar.value;
+        }
+        utf8.remove_prefix(scalar.length);
+    }
+    return result;
 }
 
 bool isLetterOrDigit(char32_t scalar) {

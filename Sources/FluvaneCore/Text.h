@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,9 +38,11 @@ void append(std::string& utf8, char32_t scalar);
 [[nodiscard]] bool isWhitespace(char32_t scalar); ///< White space, line breaks included.
 [[nodiscard]] bool isNewline(char32_t scalar);
 [[nodiscard]] bool isControl(char32_t scalar); ///< NUL, C0, DEL, C1 and format controls of category Cc.
-/// Marks that turn the direction of the text after them: embeddings, overrides and isolates.
-[[nodiscard]] bool turnsDirection(char32_t scalar);
 [[nodiscard]] bool isLetterOrDigit(char32_t scalar);
+/// The text with something else for each scalar that may mislead whoever reads it: `instead(scalar)`. That
+/// are tessivar::misleading's and joiners which join nothing.
+[[nodiscard]] std::string replacingMisleading(std::string_view utf8,
+                                              const std::function<std::string(char32_t)>& instead);
 /// Letters, marks, digits and symbols (there are hosts of emoji) beyond ASCII: no white space, controls,
 /// invisible format characters, punctuation or unassigned scalars.
 [[nodiscard]] bool mayStandInHostName(char32_t scalar);

@@ -82,8 +82,11 @@ struct AsOf {
 /// "today at 14:05", "yesterday at 9:30", "3 May", "3 May 2025", by the local time.
 [[nodiscard]] std::string when(Date date, AsOf asOf);
 
-/// Text from outside in a line of its own, for showing: control characters, line breaks and the marks that
-/// turn the direction of the text after them become U+FFFD.
+/// Text from outside in a line of its own, for showing: what may mislead whoever reads it becomes U+FFFD
+/// (text::replacingMisleading).
 [[nodiscard]] std::string oneLine(std::string_view text);
+/// Lines with text from outside, or JSON, for a terminal: what may mislead becomes an escape as JSON has
+/// them; line feeds and tabs stay.
+[[nodiscard]] std::string escaped(std::string_view text);
 
 } // namespace fluvane::words

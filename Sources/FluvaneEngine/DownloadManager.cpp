@@ -53,8 +53,8 @@ void DownloadManager::start() {
     list.load(engine_->ports.store->load());
     engine_->saver.begin();
     for (const auto& download : list) {
-        auto& record = download->record;
-        if (restoring::mayBeMoved(record)) {
+        download->goesOnByItself = true;
+        if (restoring::mayBeMoved(download->record)) {
             lookWhetherMoved(*download);
         } else {
             restore(*download, std::nullopt);
@@ -253,6 +253,7 @@ void DownloadManager::resume(Download& download) {
 }
 
 void DownloadManager::requeue(Download& download) {
+    download.goesOnByItself = false;
     download.allowedOnLimitedNetwork = limitedNetwork().has_value();
     engine_->turns.set(download, State::Queued{});
 }

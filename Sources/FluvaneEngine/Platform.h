@@ -175,6 +175,14 @@ public:
     [[nodiscard]] virtual FileIdentity identity() const { return {}; }
 };
 
+/// Whose mark a file bears: the download's number, put on it when it is created.
+enum class Mark {
+    own,
+    anothers,
+    none,   ///< Nor is anything there, maybe.
+    unkept, ///< The disk keeps no marks.
+};
+
 /// What has to be under an unfinished file's name for it to be the one that was written: other programs reach
 /// its folder, too.
 struct WrittenFile {
@@ -241,21 +249,20 @@ public:
     [[nodiscard]] virtual bool isFolder(const URL& location) = 0;
     /// What has the name itself, absent when nothing has.
     [[nodiscard]] virtual std::optional<FileIdentity> identity(const URL& location) = 0;
-    /// Length of the file that has this name and no other, absent when there is none.
+    /// Length of the user's file that has this name and no other, absent when there is none.
     [[nodiscard]] virtual std::optional<std::int64_t> size(const URL& location) = 0;
     /// Creates the file, missing folders included, at `size` bytes when known and it is sparse. As soon as it
     /// has its name it bears its owner's mark, if the disk keeps marks. Null when anything has the name
     /// already, which is left as it is. Fails with FileError.
     [[nodiscard]] virtual std::shared_ptr<PieceFile>
     create(const URL& location, std::optional<std::int64_t> size, DownloadID owner) = 0;
-    /// Whether it is a file with the download's mark. Absent when the disk keeps no marks.
-    [[nodiscard]] virtual std::optional<bool> isMarked(const URL& location, DownloadID owner) = 0;
+    [[nodiscard]] virtual Mark mark(const URL& location, DownloadID owner) = 0;
     /// Opens for writing, keeping the contents; after a failed sync whoever opens it writes anew what isn't
     /// known to be on stable storage. Null when nothing has the name. Fails with FileError, also
-    /// for what isn't a file, is reached through a link, or has other names.
+    /// for what isn't a file or the user's, is reached through a link, or has other names.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
-    /// Deletes the owner's file; a failure is ignored. Whatever else may have the name stays: what is no
-    /// file, bears another's mark, or, unless `wasCreated` for certain, has bytes and no mark.
+    /// Deletes the owner's file, durably; a failure is ignored. Whatever else may have the name stays: what
+    /// is no file, bears another's mark, or, unless `wasCreated` for certain, has bytes and no mark.
     virtual void remove(const URL& location, DownloadID owner, bool wasCreated) = 0;
     /// Of the folder's volume; the folder need not exist yet. Absent when the volume doesn't tell.
     [[nodiscard]] virtual std::optional<Space> space(const URL& folder) = 0;

@@ -66,7 +66,9 @@ std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& file
             return true; // moved by a link, which left the old name to be taken away
         }
         const bool isLikely = !left && name == *record.name; // that name was free when the move began
-        return files.size(location) == record.size && files.isMarked(location, record.id).value_or(isLikely);
+        const auto mark = files.mark(location, record.id);
+        return files.size(location) == record.size &&
+               (mark == Mark::own || (mark == Mark::unkept && isLikely));
     };
     const auto name = fileName::unique(*record.name, naming, [&](const std::string& candidate) {
         return files.exists(record.folder.appending(candidate)) && !isMoved(candidate);
@@ -91,6 +93,9 @@ DownloadRecord restored(DownloadRecord record, const std::optional<std::string>&
         makeFinished(record, *movedTo, today);
     } else if (wasRunning(record.state)) {
         record.state = State::Queued{};
+    }
+    if (record.name && !record.file) { // of an earlier version, or edited: the file is yet to get it
+        record.name = fileName::clean(*record.name).value_or("download");
     }
     if (!online && record.state.is<State::Queued>()) {
         record.state = State::Wait::offline;

@@ -353,7 +353,8 @@ void Runner::fail(Download& download, const std::string& sentence, bool discard)
     halt(download);
     auto& record = download.record;
     if (discard) {
-        parts_.starter.discard(download, [this](Download& /*discarded*/) { turns_.changed(); });
+        parts_.starter.discard(download,
+                               [this](Download& /*failed*/, const auto& /*error*/) { turns_.changed(); });
     }
     log::downloads([&] { return fmt::format("download {} failed: {}", record.id, log::hidden(sentence)); });
     turns_.set(download, State::Failed{sentence});

@@ -4,7 +4,10 @@
 #include "FluvaneCore/Objections.h"
 #include "FluvaneEngine/Runner.h"
 
+#include <optional>
 #include <string>
+
+#include <fmt/format.h>
 
 namespace fluvane {
 
@@ -37,7 +40,13 @@ void Runner::startAfresh(Download& download) {
         return;
     }
     turns_.set(download, State::Starting{});
-    parts_.starter.discard(download, [this](Download& discarded) { parts_.connections.probe(discarded); });
+    parts_.starter.discard(download, [this](Download& discarded, const std::optional<std::string>& error) {
+        if (error) {
+            fail(discarded, fmt::format("The list of downloads can't be saved: {}", *error));
+        } else {
+            parts_.connections.probe(discarded);
+        }
+    });
 }
 
 /// The probe's connection becomes the one of the first piece.

@@ -27,7 +27,8 @@ constexpr int mostNamesTried = 20;
 /// No file system holds more, and the planner's products stay within 64 bits.
 constexpr std::int64_t largestFile = std::int64_t{1} << 56;
 
-unfinishedFile::Left leftBy(const DownloadRecord& record) {
+unfinishedFile::Left leftBy(const Download& download) {
+    const auto& record = download.record;
     std::int64_t reaches = 0;
     for (const auto& piece : record.pieces) {
         reaches = piece.done > 0 ? std::max(reaches, piece.next()) : reaches;
@@ -36,7 +37,9 @@ unfinishedFile::Left leftBy(const DownloadRecord& record) {
             .folder = record.folder,
             .done = record.doneBytes(),
             .reaches = reaches,
-            .size = Starter::mayCarryOn(record) ? record.size : std::nullopt};
+            .size = Starter::mayCarryOn(record) ? record.size : std::nullopt,
+            .owner = record.id,
+            .mayComeBack = download.goesOnByItself};
 }
 
 /// The names that other downloads have there, of which nothing need be on disk yet.
@@ -108,9 +111,7 @@ void Starter::carryOn(Download& download, Opened then) const {
     }
     disk_.run(
         download,
-        [files = &disk_.files(), left = leftBy(download.record)] {
-            return unfinishedFile::open(*files, left);
-        },
+        [files = &disk_.files(), left = leftBy(download)] { return unfinishedFile::open(*files, left); },
         [then = std::move(then)](Download& opening, unfinishedFile::Opened& opened) {
             if (opened.failure) {
                 then(opening, Outcome<bool>::failure(opened.failure->sentence));
@@ -119,6 +120,7 @@ void Starter::carryOn(Download& download, Opened then) const {
             opening.file = std::move(opened.file);
             if (opening.file) {
                 opening.device = opening.file->identity().device;
+                opening.goesOnByItself = false;
                 picksUp(opening);
             }
             then(opening, Outcome<bool>::success(opening.file != nullptr));
@@ -134,12 +136,16 @@ void Starter::discard(Download& download, Discarded then) const {
     download.layOut({});
     download.retry.countFrom(0);
     if (!record.partial) {
-        then(download);
+        then(download, std::nullopt);
         return;
     }
     saver_.changed();
     saver_.whenSaved(disk_.following(
-        download, [this, wasCreated, then = std::move(then)](Download& discarding, const auto& /*error*/) {
+        download, [this, wasCreated, then = std::move(then)](Download& discarding, const auto& error) {
+            if (error) {
+                then(discarding, error);
+                return;
+            }
             const auto remove = [files = &disk_.files(), partial = *discarding.record.partial,
                                  owner = discarding.id(), wasCreated] {
                 files->remove(partial, owner, wasCreated);
@@ -147,7 +153,7 @@ void Starter::discard(Download& download, Discarded then) const {
             };
             disk_.run(discarding, remove, [then](Download& discarded, bool /*isDone*/) {
                 discarded.record.partial.reset();
-                then(discarded);
+                then(discarded, std::nullopt);
             });
         }));
 }

@@ -35,8 +35,9 @@ public:
     /// from; fails with the sentence for the user when it may be there, but can't be had now.
     using Opened = std::function<void(Download&, const Outcome<bool>& carriesOn)>;
     void carryOn(Download& download, Opened then) const;
-    /// Gives up what an earlier run left. The list says so before the unfinished file is deleted.
-    using Discarded = std::function<void(Download&)>;
+    /// Gives up what an earlier run left. The list says so before the unfinished file is deleted: while it
+    /// can't be saved, that stays, as a new file under the same name would be taken for it at the next start.
+    using Discarded = std::function<void(Download&, const std::optional<std::string>& error)>;
     void discard(Download& download, Discarded then) const;
     /// Takes the probe's answer, a 200 or 206. Returns the sentence for the user when it can't be downloaded.
     [[nodiscard]] std::optional<std::string> take(Download& download, const TransferResponse& response) const;

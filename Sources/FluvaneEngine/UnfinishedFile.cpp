@@ -17,10 +17,27 @@ std::string partialName(const std::string& name) {
     return name + "." + extension;
 }
 
-/// One that was cut off would be extended with a hole where the saved bytes were.
+/// One that was cut off would be extended with a hole where the saved bytes were. Since it was opened,
+/// another may have got its name.
 bool isWhole(FileStore& files, const PieceFile& file, const Left& left) {
     const auto size = files.size(left.location);
-    return size && (file.isSparse() ? size == left.size : size >= left.reaches && size <= left.size);
+    const bool isSame = files.identity(left.location) == file.identity();
+    return isSame && size && files.mark(left.location, left.owner) != Mark::anothers &&
+           (file.isSparse() ? size == left.size : size >= left.reaches && size <= left.size);
+}
+
+/// Where a drive isn't mounted, beginning anew would give up what is on it.
+std::optional<Failure> awayWith(FileStore& files, const Left& left) {
+    if (left.done == 0) {
+        return std::nullopt;
+    }
+    constexpr auto mayBeAway = "It may be on a drive that isn't connected.";
+    if (!files.isFolder(left.folder)) {
+        return Failure{fmt::format("The folder “{}” isn't there. {}", left.folder.path(), mayBeAway)};
+    }
+    return left.mayComeBack && !files.identity(left.location)
+               ? std::optional(Failure{fmt::format("The unfinished file isn't there. {}", mayBeAway)})
+               : std::nullopt;
 }
 
 } // namespace
@@ -37,11 +54,8 @@ Opened open(FileStore& files, const Left& left) {
         // An intact file isn't thrown away because it can't be opened now.
         return {.failure = Failure{fmt::format("Couldn't open the unfinished file: {}", error.what())}};
     }
-    // Where a drive isn't mounted, a new folder in its place would begin the download at 0.
-    if (left.done > 0 && !files.isFolder(left.folder)) {
-        return {.failure = Failure{
-                    fmt::format("The folder “{}” isn't there. It may be on a drive that isn't connected.",
-                                left.folder.path())}};
+    if (auto failure = left.size ? awayWith(files, left) : std::nullopt) {
+        return {.failure = std::move(failure)};
     }
     const bool cameMeanwhile = left.size && !wasThere && files.identity(left.location);
     return cameMeanwhile ? open(files, left) : Opened{};

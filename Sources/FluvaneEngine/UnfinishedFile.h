@@ -25,6 +25,8 @@ struct Left {
     std::int64_t done;
     std::int64_t reaches;             ///< The end of the last byte that is claimed of it.
     std::optional<std::int64_t> size; ///< Of the whole; absent when nothing can be carried on from.
+    DownloadID owner;
+    bool mayComeBack; ///< Nobody has asked for the download since the start: a missing file is waited for.
 };
 /// Why it can't be had.
 struct Failure {

@@ -36,10 +36,6 @@ void refuseUnlessRegular(const struct stat& status) {
     }
 }
 
-std::string openPath(int descriptor) {
-    return "/proc/self/fd/" + std::to_string(descriptor);
-}
-
 bool isUnsupported(int code) {
     return code == EINVAL || code == ENOSYS || code == EOPNOTSUPP;
 }
@@ -49,6 +45,10 @@ bool isUnsupported(int code) {
 std::string errorText(int code) {
     std::array<char, 256> buffer{};
     return strerror_r(code, buffer.data(), buffer.size());
+}
+
+std::string pathOfOpen(int descriptor) {
+    return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
 Descriptor openRegular(const std::string& path, int flags, mode_t mode) {
@@ -71,12 +71,12 @@ Descriptor openRegular(const std::string& path, int flags, mode_t mode) {
 
 Descriptor openNameless(const std::string& folder, mode_t mode) {
     Descriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
-    const bool canBeNamed = file.isOpen() && ::access(openPath(file.get()).c_str(), F_OK) == 0;
+    const bool canBeNamed = file.isOpen() && ::access(pathOfOpen(file.get()).c_str(), F_OK) == 0;
     return canBeNamed ? std::move(file) : Descriptor();
 }
 
 int giveName(int nameless, const std::string& path) {
-    const auto from = openPath(nameless);
+    const auto from = pathOfOpen(nameless);
     return ::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
 }
 
@@ -150,6 +150,14 @@ bool isSame(const std::string& path, int descriptor) {
            named.st_dev == open.st_dev && named.st_ino == open.st_ino;
 }
 
+HeldFolder::HeldFolder(const std::filesystem::path& folder)
+    : folder_(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    if (!folder_.isOpen()) {
+        throw SystemError(errno);
+    }
+    path_ = pathOfOpen(folder_.get());
+}
+
 int unlinkIfSame(const std::string& path, int descriptor) {
     return isSame(path, descriptor) && ::unlink(path.c_str()) != 0 ? errno : 0;
 }
@@ -165,13 +173,27 @@ int moveWithoutReplacing(const std::string& from, const std::string& to) {
     return mayReserve ? moveByReservation(from, to) : linked;
 }
 
+/// A move goes by the name, so that only afterwards it is certain whose file it was.
+int moveOpenWithoutReplacing(int descriptor, const std::string& from, const std::string& to) {
+    if (!isSame(from, descriptor)) {
+        return ESTALE;
+    }
+    const int code = moveWithoutReplacing(from, to);
+    if (code != 0 || isSame(to, descriptor)) {
+        return code;
+    }
+    (void)moveWithoutReplacing(to, from);
+    return ESTALE;
+}
+
 int moveByExclusiveRename(const std::string& from, const std::string& to) {
     return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0 ? 0 : errno;
 }
 
 int moveByLink(const std::string& from, const std::string& to) {
     const Descriptor moved(::open(from.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    if (!moved.isOpen() || ::link(from.c_str(), to.c_str()) != 0) {
+    if (!moved.isOpen() ||
+        ::linkat(AT_FDCWD, pathOfOpen(moved.get()).c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) != 0) {
         return errno;
     }
     const int code = unlinkIfSame(from, moved.get());

@@ -35,6 +35,9 @@ private:
     int code_;
 };
 
+/// A path that leads to the open file or folder itself, whatever its name.
+[[nodiscard]] std::string pathOfOpen(int descriptor);
+
 /// Opens a regular file, close-on-exec. Anything else (folder, pipe, device) is refused, without blocking on
 /// it. `flags` and `mode` as for open(2); a file that must be new (O_EXCL) is refused with EEXIST only.
 [[nodiscard]] Descriptor openRegular(const std::string& path, int flags, mode_t mode = 0);
@@ -64,12 +67,28 @@ void createFolders(const std::filesystem::path& folder, mode_t mode);
 /// Whether the name itself is one of the open file's.
 [[nodiscard]] bool isSame(const std::string& path, int descriptor);
 
+/// A folder held open. A path below `path()` is in this very folder, whatever has its name by then, and
+/// whichever of those above it have been exchanged.
+class HeldFolder {
+public:
+    explicit HeldFolder(const std::filesystem::path& folder);
+    /// Good for as long as this object lives.
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+private:
+    Descriptor folder_;
+    std::filesystem::path path_;
+};
+
 /// Removes the name unless it is another file's than the open one by now: 0, or the error number.
 int unlinkIfSame(const std::string& path, int descriptor);
 
 /// Moves within a file system and never replaces: 0, or the error number (EEXIST when the name is taken,
 /// EXDEV for another file system).
 [[nodiscard]] int moveWithoutReplacing(const std::string& from, const std::string& to);
+
+/// The same for the open file alone: ESTALE when another has the name `from`, which keeps it.
+[[nodiscard]] int moveOpenWithoutReplacing(int descriptor, const std::string& from, const std::string& to);
 
 /// The three ways it tries, for file systems that lack the better ones.
 [[nodiscard]] int moveByExclusiveRename(const std::string& from, const std::string& to);

@@ -3,6 +3,7 @@
 
 #include "TessivarCore/LogFiles.h"
 
+#include "TessivarBase/Misleading.h"
 #include "TessivarCore/FileSystem.h"
 
 #include <fcntl.h>
@@ -57,20 +58,20 @@ int priorityOf(Log::Level level) {
     return LOG_INFO;
 }
 
+/// Of what may mislead whoever reads it every byte.
 std::string escaped(std::string_view message) {
     std::string text;
     text.reserve(message.size());
-    for (const char character : message) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (character == log::hiddenBegins || character == log::hiddenEnds) {
-            text += character;
-        } else if (character == '\n') {
-            text += "\\n";
-        } else if (byte < 0x20 || byte == 0x7f) {
-            text += fmt::format("\\x{:02x}", byte);
-        } else {
-            text += character;
+    while (!message.empty()) {
+        const char first = message.front();
+        const bool isMark = first == log::hiddenBegins || first == log::hiddenEnds;
+        const auto length = isMark ? 0 : misleading::lengthAtStart(message);
+        for (const char character : message.substr(0, length)) {
+            text +=
+                character == '\n' ? "\\n" : fmt::format("\\x{:02x}", static_cast<unsigned char>(character));
         }
+        text += message.substr(0, length == 0 ? 1 : 0);
+        message.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return text;
 }
@@ -167,10 +168,10 @@ LogFiles::~LogFiles() = default;
 
 void LogFiles::write(Log::Level level, std::string_view category, std::string_view message) noexcept {
     try {
-        if (journal_) {
-            tellJournal(options_.journalIdentifier, level, category, message);
-        }
         const auto text = escaped(message);
+        if (journal_) {
+            tellJournal(options_.journalIdentifier, level, category, text);
+        }
         const std::lock_guard lock(files_->mutex);
         if (files_->sink) {
             files_->sink->log({{category.data(), category.size()}, levelOf(level), text});

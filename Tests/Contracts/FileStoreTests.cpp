@@ -134,35 +134,34 @@ TYPED_TEST(FileStoreContract, KnowsWhatIsThere) {
 }
 
 TYPED_TEST(FileStoreContract, RemovesNobodyElsesFile) {
-    enum class Made { here, byAnother, elsewhere };
     struct {
         const char* what;
-        Made made;
+        Mark mark;
         const char* contents;
         bool wasCreated; ///< As far as the list says.
         bool stays;
     } const rows[] = {
-        {"made a moment ago", Made::here, "some", false, false},
-        {"another download's", Made::byAnother, "some", true, true},
-        {"without a mark, but known", Made::elsewhere, "some", true, false},
-        {"without a mark", Made::elsewhere, "theirs", false, true},
-        {"without a mark or bytes", Made::elsewhere, "", false, false},
+        {"made a moment ago", Mark::own, "some", false, false},
+        {"another download's", Mark::anothers, "some", true, true},
+        {"without a mark, but known", Mark::none, "some", true, false},
+        {"without a mark", Mark::none, "theirs", false, true},
+        {"without a mark or bytes", Mark::none, "", false, false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        if (row.made == Made::elsewhere) {
+        if (row.mark == Mark::none) {
             this->system.put(this->path("a"), row.contents);
         } else {
             this->store()
-                .create(this->at("a"), 10, row.made == Made::here ? 1_id : 2_id)
+                .create(this->at("a"), 10, row.mark == Mark::own ? 1_id : 2_id)
                 ->write(bytes(row.contents), 0);
         }
-        EXPECT_EQ(this->store().isMarked(this->at("a"), 1_id), row.made == Made::here);
+        EXPECT_EQ(this->store().mark(this->at("a"), 1_id), row.mark);
         this->store().remove(this->at("a"), 1_id, row.wasCreated);
         EXPECT_EQ(this->store().exists(this->at("a")), row.stays);
         this->store().remove(this->at("a"), 2_id, true);
     }
-    EXPECT_EQ(this->store().isMarked(this->at("a"), 1_id), false) << "nothing is there";
+    EXPECT_EQ(this->store().mark(this->at("a"), 1_id), Mark::none) << "nothing is there";
 }
 
 TYPED_TEST(FileStoreContract, AnOpenFileOutlivesItsName) {
@@ -170,7 +169,7 @@ TYPED_TEST(FileStoreContract, AnOpenFileOutlivesItsName) {
     EXPECT_EQ(this->finish("a.part", "a", DuplicateNaming::hyphen), "a");
     file->write(bytes("ok"), 0);
     EXPECT_EQ(this->system.contents(this->path("a")), "ok");
-    EXPECT_EQ(this->store().isMarked(this->at("a"), 1_id), true);
+    EXPECT_EQ(this->store().mark(this->at("a"), 1_id), Mark::own);
     this->store().remove(this->at("a"), 1_id, true);
     EXPECT_NO_THROW(file->write(bytes("ok"), 0));
     EXPECT_FALSE(this->store().exists(this->at("a")));

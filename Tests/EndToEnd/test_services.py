@@ -172,14 +172,14 @@ class Notices(ServicesTest):
         self.driver.do("wanted", on=True)
         self.finish("a b.mkv", file=FILE)
         self.finish("x", folder="/tmp/Ä & <b>", file=FILE, differs=True)
-        self.driver.do("failed", name="x", reason="No <space> left.")
+        self.driver.do("failed", name="x\u202e", reason="No <space>\nleft.")
         mismatch = ("Its SHA-256 doesn't match the one given, so it may not be the file you meant to get. "
                     "It's in Ä & <b>; don't open it unless you know why.")
         shown = [(*call[3:5], list(call[5]), call[6]["category"], call[6]["urgency"])
                  for call in self.notices(server, 3)]
         self.assertEqual(shown, [("a b.mkv", "Downloaded to Films.", CLICK, "transfer.complete", 1),
                                  ("x", mismatch, CLICK, "transfer.error", 2),
-                                 ("x", "No <space> left.", [], "transfer.error", 1)])
+                                 ("x\ufffd", "No <space>\ufffdleft.", [], "transfer.error", 1)])
 
     def test_suit_a_server_that_was_restarted_and_lead_to_their_file(self):
         server = self.desk.play_notifications("body body-markup")

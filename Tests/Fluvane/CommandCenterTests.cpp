@@ -240,6 +240,7 @@ TEST_F(CommandCenterTest, WhatIsHandedOverDownloadsNothingUnasked) {
         {{"http://h/c"}, noWindow},
         {{"/nowhere/at all"}, "No links found."},
         {{"", "file:", "\xff"}, "No links found."},
+        {{"http://h/d", std::string(1'100'000, 'x')}, "That's too much at once."},
     };
     for (const auto& [things, text] : rows) {
         EXPECT_EQ(center.open(things), (Reply{.ok = text.empty(), .text = text}))

@@ -111,6 +111,7 @@ TEST_F(ControlServerTest, Answers) {
     server.start();
     server.start();
     EXPECT_EQ(ask(R"(["a","b"])"), "ok\na|b|");
+    EXPECT_EQ(ask(R"(["é\n\u202e\u009b\udb40\udc41"])"), "ok\né\n\\u202e\\u009b\\udb40\\udc41|");
     EXPECT_EQ(ask(R"(["fail"])"), "error\nfail|");
     EXPECT_EQ(ask("[]"), "ok\n");
     EXPECT_EQ(ask(""), refusal);

@@ -52,6 +52,13 @@ TEST_F(RestoringTest, WhatWasRunningIsQueuedAgain) {
     }
 }
 
+TEST_F(RestoringTest, ANameThatDeceivesIsCleanedWhileTheFileIsYetToGetIt) {
+    saved.name = "a\u202Egpj.exe";
+    EXPECT_EQ(restored().name, "agpj.exe");
+    saved.file = URL::file("/downloads/f");
+    EXPECT_EQ(restored().name, saved.name);
+}
+
 TEST_F(RestoringTest, PiecesThatMakeNoSenseAreDropped) {
     const auto most = std::numeric_limits<std::int64_t>::max();
     const std::pair<const char*, std::vector<Piece>> rows[] = {

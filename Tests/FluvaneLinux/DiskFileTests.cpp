@@ -16,6 +16,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <deque>
 #include <fcntl.h>
 #include <future>
 #include <mutex>
@@ -31,7 +32,8 @@ std::mutex mutex;
 std::vector<std::string> calls;
 bool syncsFail = false;
 std::function<void()> atNextSync = [] {};
-int namesTaken = 0; ///< How many more names somebody else takes just before they are given.
+/// What happens just before each of the next names is given.
+std::deque<std::function<void(const std::string& path)>> atNextNames;
 
 void note(const std::string& call, const std::filesystem::path& path) {
     const std::lock_guard lock(mutex);
@@ -58,9 +60,9 @@ extern "C" int rename(const char* from, const char* to) noexcept {
 extern "C" int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
                          unsigned flags) noexcept {
     note("name", to);
-    if (namesTaken > 0) {
-        --namesTaken;
-        fluvane::support::writeFile(to, "theirs");
+    if (!atNextNames.empty()) {
+        atNextNames.front()(to);
+        atNextNames.pop_front();
     }
     return static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
 }
@@ -159,6 +161,12 @@ TEST_F(DiskFileTest, RefusesWhatIsNoFile) {
         EXPECT_EQ(messageOf([&] { (void)store.open(row.location); }), row.opened);
         EXPECT_EQ(store.size(row.location), std::nullopt);
         EXPECT_TRUE(finish(row.location, "done", inside()).starts_with("("));
+    }
+    if (::geteuid() == 0) { // nobody else can give files away
+        writeFile(folder / "given", "theirs");
+        ASSERT_EQ(::chown((folder / "given").c_str(), 12345, 12345), 0);
+        EXPECT_EQ(messageOf([&] { (void)store.open(at("given")); }), "It belongs to somebody else");
+        EXPECT_EQ(store.size(at("given")), std::nullopt);
     }
     store.remove(at("link"), 1_id, true);
     EXPECT_EQ(store.identity(at("twin")), store.identity(at("file")));
@@ -331,24 +339,48 @@ TEST_F(DiskFileTest, AFileWhoseSyncFailedIsTrustedOnceItIsOpenedAgain) {
     }
 }
 
-TEST_F(DiskFileTest, WhatComesInItsPlaceDuringTheSyncIsLeftAlone) {
-    const std::pair<const char*, std::function<void()>> rows[] = {
-        {"(Another file has its name)", [&] { std::filesystem::rename(folder / "b", folder / "a.part"); }},
-        {"(Another program changed it)",
-         [&] { std::filesystem::create_hard_link(folder / "a.part", folder / "twin"); }},
+TEST_F(DiskFileTest, WhatComesInItsPlaceIsLeftAlone) {
+    const auto exchange = [&] { std::filesystem::rename(folder / "b", folder / "a.part"); };
+    const auto twin = [&] { std::filesystem::create_hard_link(folder / "a.part", folder / "twin"); };
+    const struct {
+        const char* why;
+        std::function<void()> duringSync, beforeName;
+    } rows[] = {
+        {"(Another file has its name)", exchange, [] {}},
+        {"(Another file has its name)", [] {}, exchange},
+        {"(Another program changed it)", twin, [] {}},
     };
-    for (const auto& [why, spoil] : rows) {
+    for (const auto& row : rows) {
         writeFile(folder / "a.part", "ours");
         writeFile(folder / "b", "same");
-        atNextSync = spoil;
-        EXPECT_EQ(finish(at("a.part"), "a", inside()), why);
+        atNextSync = row.duringSync;
+        atNextNames = {[&](const auto&) { row.beforeName(); }};
+        EXPECT_EQ(finish(at("a.part"), "a", inside()), row.why);
         EXPECT_TRUE(store.exists(at("a.part")) && !store.exists(at("in/a")));
+        atNextNames.clear();
     }
+}
+
+TEST_F(DiskFileTest, FoldersThatComeInTheirPlacesAreLeftAlone) {
+    for (const auto* name : {"from", "in", "other"}) {
+        std::filesystem::create_directory(folder / name);
+        writeFile(folder / name / "a.part", name);
+    }
+    atNextNames = {[&](const auto&) {
+        for (const std::string name : {"from", "in"}) {
+            std::filesystem::rename(folder / name, folder / (name + " before"));
+            std::filesystem::create_symlink("other", folder / name);
+        }
+    }};
+    EXPECT_TRUE(finish(at("from/a.part"), "a", inside()).starts_with("/"));
+    EXPECT_EQ(readFile(folder / "in before/a"), "from");
+    EXPECT_EQ(readFile(folder / "other/a.part"), "other");
+    EXPECT_FALSE(store.exists(at("other/a")) || store.exists(at("from before/a.part")));
 }
 
 TEST_F(DiskFileTest, ANameTakenInBetweenIsLeftToItsOwner) {
     writeFile(folder / "a.part", "ours");
-    namesTaken = 2;
+    atNextNames.assign(2, [](const auto& path) { writeFile(path, "theirs"); });
     EXPECT_EQ(finish(at("a.part"), "a", inside()), (folder / "in/a (2)").string());
     EXPECT_EQ(readFile(folder / "in/a"), "theirs");
     EXPECT_EQ(readFile(folder / "in/a (1)"), "theirs");

@@ -95,7 +95,7 @@ TEST(Phrases, LeaveNothingForATerminalToActUpon) {
         {"C1", "a\u009B31mb", "a\uFFFD31mb"},
         {"line ends", "a\r\nb\u2028c", "a\uFFFD\uFFFDb\uFFFDc"},
         {"override", "a\u202Egpj.exe", "a\uFFFDgpj.exe"},
-        {"isolate", "a\u2067b", "a\uFFFDb"},
+        {"invisible", "a\u2067b\u200B\u200Dc\U000E0041", "a\uFFFDb\uFFFD\uFFFDc\uFFFD"},
         {"broken UTF-8", "a\xFF.b", "a\uFFFD.b"},
         {"joiner of emoji", "👩\u200D💻", "👩\u200D💻"},
     };

@@ -154,9 +154,13 @@ std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::opt
     return std::make_shared<File>(file(location), faults_, sparse);
 }
 
-std::optional<bool> MemoryFileStore::isMarked(const URL& location, DownloadID owner) {
+Mark MemoryFileStore::mark(const URL& location, DownloadID owner) {
     const auto file = files_.find(location.path());
-    return keepsMarks ? std::optional(file != files_.end() && file->second->owner == owner) : std::nullopt;
+    if (!keepsMarks) {
+        return Mark::unkept;
+    }
+    const auto mark = file == files_.end() ? std::nullopt : file->second->owner;
+    return !mark ? Mark::none : *mark == owner ? Mark::own : Mark::anothers;
 }
 
 std::shared_ptr<PieceFile> MemoryFileStore::open(const URL& location) {

@@ -94,7 +94,7 @@ public:
     [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
     [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location, std::optional<std::int64_t> size,
                                                     DownloadID owner) override;
-    [[nodiscard]] std::optional<bool> isMarked(const URL& location, DownloadID owner) override;
+    [[nodiscard]] Mark mark(const URL& location, DownloadID owner) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
     void remove(const URL& location, DownloadID owner, bool wasCreated) override;
     [[nodiscard]] std::optional<Space> space(const URL& folder) override;

@@ -45,19 +45,6 @@ TEST(FileSystem, EveryWayOfMovingRefusesToReplace) {
     }
 }
 
-TEST(FileSystem, RemovesANameOnlyWhileItIsItsOwn) {
-    const TemporaryFolder folder;
-    writeFile(folder / "ours", "ours");
-    const auto ours = openRegular(folder / "ours", O_RDONLY);
-    std::filesystem::create_symlink("ours", folder / "link");
-    std::filesystem::rename(folder / "ours", folder / "moved");
-    writeFile(folder / "ours", "theirs");
-    for (const auto* const name : {"link", "ours", "moved"}) {
-        EXPECT_EQ(unlinkIfSame(folder / name, ours.get()), 0);
-    }
-    EXPECT_THAT(folder.names(), ElementsAre("link", "ours"));
-}
-
 TEST(FileSystem, OpensOnlyRegularFilesAndPutsFoldersInNobodysPlace) {
     const TemporaryFolder folder;
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);

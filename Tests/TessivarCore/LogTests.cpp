@@ -54,11 +54,12 @@ TEST(LogFiles, WritesOneEscapedLineAMessagePrivatelyAndShowsWhatIsHiddenToTheUse
     LogFiles files({.file = folder / "state/fluvane.log"});
     files.write(Log::Level::standard, "downloads", "download 1: a\nb\x1b[31m {} %s");
     files.write(Log::Level::error, "files", "");
-    files.write(Log::Level::error, "files", "couldn't open " + log::hidden("my\n \x02 file") + ": why");
+    files.write(Log::Level::error, "files", "couldn't open " + log::hidden("my\n \x02 fil\u202E") + ": why");
     const auto recent = files.recent(1min);
-    EXPECT_THAT(recent, MatchesRegex("20..-..-..T..:..:..\\....Z info downloads download 1: a\\\\nb"
-                                     "\\\\x1b\\[31m \\{\\} %s\n[^ ]+ error files \n"
-                                     "[^ ]+ error files couldn't open my\\\\n  file: why\n"));
+    EXPECT_THAT(recent,
+                MatchesRegex("20..-..-..T..:..:..\\....Z info downloads download 1: a\\\\nb"
+                             "\\\\x1b\\[31m \\{\\} %s\n[^ ]+ error files \n"
+                             "[^ ]+ error files couldn't open my\\\\n  fil\\\\xe2\\\\x80\\\\xae: why\n"));
     EXPECT_THAT(log::withoutHidden(files.recentMarked(1min)), EndsWith(" couldn't open …: why\n"));
     EXPECT_EQ(files.problem(), "");
 }

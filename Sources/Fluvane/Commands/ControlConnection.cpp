@@ -3,6 +3,8 @@
 
 #include "Fluvane/Commands/ControlConnection.h"
 
+#include "FluvaneCore/Words.h"
+
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -65,7 +67,7 @@ void ControlConnection::run() {
 }
 
 void ControlConnection::reply(const Reply& reply) {
-    bytes_ = (reply.ok ? "ok\n" : "error\n") + reply.text;
+    bytes_ = (reply.ok ? "ok\n" : "error\n") + words::escaped(reply.text);
     enter(Stage::writing);
     write();
 }

@@ -3,10 +3,12 @@
 
 #include "Fluvane/Commands/CommandCenter.h"
 
+#include "Fluvane/Client/ControlSocket.h"
 #include "Fluvane/Links/Links.h"
 #include "FluvaneCore/Text.h"
 #include "TessivarCore/Log.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace fluvane {
@@ -52,6 +54,15 @@ std::optional<URL> referrerOf(const URL& link) {
     return referrer && referrer->isWeb() ? referrer : std::nullopt;
 }
 
+/// Longer than the socket takes; the bus would.
+bool isTooMuch(const std::vector<std::string>& things) {
+    std::size_t bytes = 0;
+    return std::ranges::any_of(things, [&](const std::string& thing) {
+        bytes += thing.size();
+        return bytes > controlSocket::requestLimit;
+    });
+}
+
 } // namespace
 
 /// Whoever opens such a link is any other program: it may ask for a window, never for a download.
@@ -75,6 +86,9 @@ Reply CommandCenter::open(const URL& link) {
 }
 
 Reply CommandCenter::open(const std::vector<std::string>& things) {
+    if (isTooMuch(things)) {
+        return {.ok = false, .text = "That's too much at once."};
+    }
     Reply reply;
     links::Pasteboard handedOver;
     for (const auto& thing : things) {

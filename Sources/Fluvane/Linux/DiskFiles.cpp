@@ -4,6 +4,7 @@
 #include "Fluvane/Linux/DiskFiles.h"
 
 #include "Fluvane/Linux/FileWork.h"
+#include "Fluvane/Linux/TemporaryCopy.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -138,6 +139,19 @@ std::string mountPoint(std::filesystem::path path, dev_t device) {
         path = path.parent_path();
     }
     return path.string();
+}
+
+/// Whether a file of ours there would have that owner. Somebody else could still change what is in theirs.
+bool isOurs(const struct stat& status, const std::string& path) {
+    if (status.st_uid == ::geteuid()) {
+        return true;
+    }
+    try { // network and foreign file systems may give all files one owner
+        const TemporaryCopy ours(std::filesystem::path(path).parent_path());
+        return statusOf(ours.descriptor()).st_uid == status.st_uid;
+    } catch (const SystemError&) {
+        return false;
+    }
 }
 
 /// Bytes that are under way must not come after the digest or the move.
@@ -312,9 +326,10 @@ std::optional<FileIdentity> DiskFileStore::identity(const URL& location) {
 
 std::optional<std::int64_t> DiskFileStore::size(const URL& location) {
     struct stat status {};
-    const bool isThere = ::lstat(pathOf(location).c_str(), &status) == 0;
+    const auto path = pathOf(location);
+    const bool isThere = ::lstat(path.c_str(), &status) == 0;
     const bool isAlone = isThere && S_ISREG(status.st_mode) && status.st_nlink <= 1;
-    return isAlone ? std::optional<std::int64_t>(status.st_size) : std::nullopt;
+    return isAlone && isOurs(status, path) ? std::optional<std::int64_t>(status.st_size) : std::nullopt;
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optional<std::int64_t> size,
@@ -338,23 +353,26 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
     return created;
 }
 
-std::optional<bool> DiskFileStore::isMarked(const URL& location, DownloadID owner) {
+Mark DiskFileStore::mark(const URL& location, DownloadID owner) {
     try {
-        const auto file = tessivar::openRegular(pathOf(location), O_RDONLY | O_NOFOLLOW);
-        const auto mark = markOf(file.get(), owner);
-        return mark == Mark::unsupported ? std::nullopt : std::optional(mark == Mark::own);
+        return markOf(tessivar::openRegular(pathOf(location), O_RDONLY | O_NOFOLLOW).get(), owner);
     } catch (const SystemError&) {
-        return false;
+        return Mark::none;
     }
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
-    auto file = openedUnless(ENOENT, pathOf(location), 0);
+    const auto path = pathOf(location);
+    auto file = openedUnless(ENOENT, path, 0);
     if (!file.isOpen()) {
         return nullptr;
     }
-    if (statusOf(file.get()).st_nlink > 1) { // what is written here would be in somebody else's file, too
+    const auto status = statusOf(file.get());
+    if (status.st_nlink > 1) { // what is written here would be in somebody else's file, too
         throw FileError("More than one name leads to it");
+    }
+    if (!isOurs(status, path)) {
+        throw FileError("It belongs to somebody else");
     }
     auto opened = std::make_shared<DiskFile>(std::move(file), failedSyncs_);
     failedSyncs_->forget(opened->identity());
@@ -366,9 +384,10 @@ void DiskFileStore::remove(const URL& location, DownloadID owner, bool wasCreate
     try {
         const auto file = tessivar::openRegular(path, O_RDONLY | O_NOFOLLOW);
         const auto mark = markOf(file.get(), owner);
-        const bool isUnmarked = mark == Mark::none || mark == Mark::unsupported;
+        const bool isUnmarked = mark == Mark::none || mark == Mark::unkept;
         if (mark == Mark::own || (isUnmarked && (wasCreated || isWithoutBytes(file)))) {
             (void)tessivar::unlinkIfSame(path, file.get());
+            tessivar::syncFolder(std::filesystem::path(path).parent_path().string());
         }
     } catch (const SystemError&) { // nothing that could be ours
     }

@@ -151,47 +151,54 @@ Mark markOf(int descriptor, DownloadID owner) {
         const std::string_view mark(text.data(), static_cast<std::size_t>(length));
         return mark == std::to_string(number(owner)) ? Mark::own : Mark::anothers;
     }
-    return errno == EOPNOTSUPP ? Mark::unsupported : errno == ERANGE ? Mark::anothers : Mark::none;
+    return errno == EOPNOTSUPP ? Mark::unkept : errno == ERANGE ? Mark::anothers : Mark::none;
 }
 
 FinalMove::FinalMove(std::filesystem::path partial, WrittenFile written, std::string name, URL folder,
                      DuplicateNaming naming, FileOrigin origin, const std::atomic<bool>& ending)
-    : partial_(std::move(partial)), written_(written), name_(std::move(name)), folder_(std::move(folder)),
-      folderPath_(pathOf(folder_)), naming_(naming), origin_(std::move(origin)), ending_(ending) {}
+    : partial_(std::move(partial)), written_(std::move(written)), name_(std::move(name)),
+      folder_(std::move(folder)), naming_(naming), origin_(std::move(origin)), ending_(ending) {}
 
+/// From here on both folders are the ones that were found, whatever is put in their places.
 URL FinalMove::run() {
     if (!isPlainName(name_)) {
         throw SystemError(EINVAL);
     }
+    const bool staysInFolder = partial_.parent_path() == pathOf(folder_);
+    const tessivar::HeldFolder from(partial_.parent_path());
+    partial_ = from.path() / partial_.filename();
     // The data before the name: a power cut must not leave the final name on half a file.
     const auto file = openedWritten(partial_.string(), written_);
     setMark(file.get(), written_.owner); // it may come from a disk that keeps none
     tessivar::syncData(file.get());
-    tessivar::createFolders(folderPath_, folderMode);
-    std::string chosen;
+    tessivar::createFolders(pathOf(folder_), folderMode);
+    const tessivar::HeldFolder into(pathOf(folder_));
+    folderPath_ = into.path();
+    const auto chosen = moveOrCopy(file.get());
+    syncQuietly(folderPath_);
+    if (!staysInFolder) {
+        syncQuietly(from.path());
+    }
+    return folder_.appending(chosen);
+}
+
+std::string FinalMove::moveOrCopy(int descriptor) {
     try {
-        chosen = toFreeName([&](const std::string& path) { return moveTo(path, file.get()); });
-        noteOrigin(file.get());
+        auto chosen = toFreeName([&](const std::string& path) { return moveTo(path, descriptor); });
+        noteOrigin(descriptor);
+        return chosen;
     } catch (const SystemError& error) {
         if (error.code() != EXDEV) {
             throw;
         }
-        chosen = copyAcross(file.get());
+        return copyAcross(descriptor);
     }
-    syncQuietly(folderPath_);
-    if (partial_.parent_path() != folderPath_) {
-        syncQuietly(partial_.parent_path());
-    }
-    return folder_.appending(chosen);
 }
 
 /// The sync took its time: what has the name now may be somebody else's.
 int FinalMove::moveTo(const std::string& path, int descriptor) const {
     requireWritten(descriptor, written_);
-    if (!tessivar::isSame(partial_.string(), descriptor)) {
-        throw FileError(anotherFile);
-    }
-    return tessivar::moveWithoutReplacing(partial_.string(), path);
+    return tessivar::moveOpenWithoutReplacing(descriptor, partial_.string(), path);
 }
 
 std::string FinalMove::toFreeName(const std::function<int(const std::string&)>& move) const {
@@ -203,6 +210,9 @@ std::string FinalMove::toFreeName(const std::function<int(const std::string&)>& 
         const int code = move((folderPath_ / chosen).string());
         if (code == 0) {
             return chosen;
+        }
+        if (code == ESTALE) {
+            throw FileError(anotherFile);
         }
         if (code != EEXIST) {
             throw SystemError(code);

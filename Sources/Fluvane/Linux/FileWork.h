@@ -33,7 +33,6 @@ class WorkAbandoned {};
 
 /// Marks the open file as the download's own; a disk that keeps no marks is no failure.
 void setMark(int descriptor, DownloadID owner);
-enum class Mark { own, anothers, none, unsupported };
 [[nodiscard]] Mark markOf(int descriptor, DownloadID owner);
 
 /// Moves a finished file into place under the first free name, durably, and marks it with its origin.
@@ -50,15 +49,16 @@ private:
     /// Has `move` (0 or an error number) take the first free name that can be had: someone else may take one
     /// at any moment.
     [[nodiscard]] std::string toFreeName(const std::function<int(const std::string&)>& move) const;
+    [[nodiscard]] std::string moveOrCopy(int descriptor);
     [[nodiscard]] int moveTo(const std::string& path, int descriptor) const;
     [[nodiscard]] std::string copyAcross(int descriptor);
     void noteOrigin(int descriptor) const;
 
-    std::filesystem::path partial_;
+    std::filesystem::path partial_; ///< Both by way of folders that are held open.
+    std::filesystem::path folderPath_;
     WrittenFile written_;
     std::string name_;
     URL folder_;
-    std::filesystem::path folderPath_;
     DuplicateNaming naming_;
     FileOrigin origin_;
     const std::atomic<bool>& ending_;

@@ -84,7 +84,7 @@ void TemporaryCopy::makeHidden(const std::filesystem::path& folder) {
 
 int TemporaryCopy::moveTo(const std::string& path) {
     if (!hidden_.empty()) {
-        const int code = tessivar::moveWithoutReplacing(hidden_, path);
+        const int code = tessivar::moveOpenWithoutReplacing(file_.get(), hidden_, path);
         if (code == 0) {
             hidden_.clear();
         }

@@ -25,7 +25,8 @@ public:
     ~TemporaryCopy();
 
     [[nodiscard]] int descriptor() const { return file_.get(); }
-    /// Gives it its final name: 0, or the error number (EEXIST when the name is taken).
+    /// Gives it its final name: 0, or the error number (EEXIST when the name is taken,
+    /// ESTALE when somebody put another file in its place).
     [[nodiscard]] int moveTo(const std::string& path);
 
     /// Removes what copies of a process that is gone have left in the folder under hidden names. What isn't

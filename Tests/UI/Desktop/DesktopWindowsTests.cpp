@@ -3,6 +3,7 @@
 
 #include "Fluvane/Linux/LinuxScheduler.h"
 #include "Fluvane/Linux/Services/Bus.h"
+#include "Fluvane/UI/Desktop/ActivationVariable.h"
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 #include "Support/Numbers.h"
 #include "Support/TemporaryFolder.h"
@@ -140,6 +141,17 @@ TEST_F(DesktopWindowsTest, TheFirstStartLeadsToTheList) {
     close("welcome");
     EXPECT_THAT(names(), ElementsAre("downloads"));
     EXPECT_TRUE(bench.settings.config().hasCompletedOnboarding);
+}
+
+TEST(ActivationVariable, IsThereWhileItIsSet) {
+    constexpr const char* name = "XDG_ACTIVATION_TOKEN";
+    activationVariable::makeRoom();
+    for (const char* token : {"one", "another that is longer"}) {
+        activationVariable::set(token);
+        EXPECT_STREQ(::getenv(name), token);
+        ::unsetenv(name); // as Qt does
+        EXPECT_TRUE(::getenv("PATH"));
+    }
 }
 
 } // namespace

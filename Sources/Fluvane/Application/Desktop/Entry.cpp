@@ -4,6 +4,7 @@
 #include "Fluvane/Application/Frontend.h"
 #include "Fluvane/Linux/Autostart/LinuxAutostart.h"
 #include "Fluvane/Linux/Shell/LinuxFileActions.h"
+#include "Fluvane/UI/Desktop/ActivationVariable.h"
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 #include "Tessivar/Qt/WatchedApplication.h"
 #include "Tessivar/Windows/OutlinedStyle.h"
@@ -13,8 +14,10 @@
 #include <QApplication>
 #include <QByteArray>
 
+#include <algorithm>
 #include <functional>
 #include <utility>
+#include <vector>
 
 namespace fluvane {
 
@@ -69,20 +72,30 @@ public:
     }
 
 private:
+    // As Qt's to change, for as long as there is an application.
+    QByteArray platforms_;
+    std::vector<char*> arguments_;
+    int count_ = 0;
     bool hasDisplay_ = false;
 };
 
-/// A display that only looks like one never ends the program.
+/// A display that only looks like one never ends the program. Qt is told the ways by arguments: by a
+/// variable, programs that we start would be, too, and its threads read the environment as soon as it is
+/// there.
 std::unique_ptr<QCoreApplication> Desktop::makeApplication(int& count, char** arguments,
                                                            tessivar::HangWatch& watch) {
     const bool chosen = !qEnvironmentVariableIsEmpty(platformVariable);
+    arguments_.assign(arguments, arguments + count);
     if (!chosen) {
-        qputenv(platformVariable, platforms());
+        static char option[] = "-platform";
+        platforms_ = platforms();
+        arguments_.insert(arguments_.begin() + std::min(count, 1), {option, platforms_.data()});
     }
-    auto application = std::make_unique<tessivar::WatchedApplication<QApplication>>(count, arguments, watch);
-    if (!chosen) {
-        qunsetenv(platformVariable); // it is no business of programs that we start
-    }
+    count_ = static_cast<int>(arguments_.size());
+    arguments_.push_back(nullptr);
+    activationVariable::makeRoom();
+    auto application =
+        std::make_unique<tessivar::WatchedApplication<QApplication>>(count_, arguments_.data(), watch);
     hasDisplay_ = chosen || QGuiApplication::platformName() != "offscreen";
     if (hasDisplay_) {
         prepareWindows();

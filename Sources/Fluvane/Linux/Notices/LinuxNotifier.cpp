@@ -54,30 +54,32 @@ void LinuxNotifier::post(Matter matter, const Notice& notice, const std::optiona
     if (!wanted_()) {
         return;
     }
-    remember(notice);
     // Only what the user should not miss stays until it is dismissed.
     using Urgency = NotificationServer::Urgency;
-    server_->show({.title = notice.title,
-                   .body = notice.body,
+    const auto& shown = remember(notice);
+    server_->show({.title = shown.title,
+                   .body = shown.body,
                    .file = file,
                    .category = matter == Matter::done ? "transfer.complete" : "transfer.error",
                    .urgency = matter == Matter::suspicious ? Urgency::critical : Urgency::normal});
 }
 
 void LinuxNotifier::tell(const Notice& notice) {
-    remember(notice);
-    server_->show({.title = notice.title,
-                   .body = notice.body,
+    const auto& shown = remember(notice);
+    server_->show({.title = shown.title,
+                   .body = shown.body,
                    .file = {},
                    .category = "x-fluvane.update",
                    .urgency = NotificationServer::Urgency::normal});
 }
 
-void LinuxNotifier::remember(const Notice& notice) {
-    sent_.push_back(notice);
+/// As it is shown: names and reasons come from outside.
+const LinuxNotifier::Notice& LinuxNotifier::remember(const Notice& notice) {
+    sent_.push_back({words::oneLine(notice.title), words::oneLine(notice.body)});
     if (sent_.size() > remembered) {
         sent_.pop_front();
     }
+    return sent_.back();
 }
 
 } // namespace fluvane

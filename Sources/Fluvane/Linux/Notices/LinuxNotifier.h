@@ -55,7 +55,7 @@ public:
 private:
     enum class Matter { done, suspicious, stuck };
     void post(Matter matter, const Notice& notice, const std::optional<URL>& file);
-    void remember(const Notice& notice);
+    const Notice& remember(const Notice& notice);
 
     std::function<bool()> wanted_;
     std::deque<Notice> sent_;

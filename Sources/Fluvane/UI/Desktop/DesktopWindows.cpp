@@ -3,6 +3,8 @@
 
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 
+#include "Fluvane/UI/Desktop/ActivationVariable.h"
+
 #include "Fluvane/Linux/Services/Bus.h"
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 #include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
@@ -133,11 +135,10 @@ void DesktopWindows::useActivationToken(const std::string& token) {
 
 void DesktopWindows::present(QWidget& window) {
     // Where windows may not raise themselves, the token of what the user did elsewhere allows it once.
-    // Nowhere else is the environment touched: transfers read it on their own threads.
     const std::string token = std::exchange(activationToken_, {});
     const bool handsOver = !token.empty() && QGuiApplication::platformName().startsWith("wayland");
     if (handsOver) {
-        qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(token));
+        activationVariable::set(token);
     }
     window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
     fitToScreen(window);
@@ -145,7 +146,7 @@ void DesktopWindows::present(QWidget& window) {
     window.raise();
     window.activateWindow();
     if (handsOver) {
-        qunsetenv("XDG_ACTIVATION_TOKEN");
+        activationVariable::clear();
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/UI/Models/FolderText.h"
+#include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 
@@ -55,7 +56,7 @@ void FolderButton::setFolder(const std::optional<std::string>& folder) {
     const QString text = folder ? QString::fromStdString(folderText(folderOf_(folder))) : none_;
     QString shown = button_->fontMetrics().elidedText(text, Qt::ElideMiddle, widestText);
     button_->setText(shown.replace('&', "&&") + QStringLiteral("…"));
-    button_->setToolTip(text);
+    button_->setToolTip(plainToolTip(text));
     button_->setAccessibleDescription(text);
     clear_->setVisible(folder.has_value());
 }
