@@ -82,11 +82,12 @@ void Connections::fill(Download& download) {
     if (!runs || download.transfers.contains(Download::noPiece)) {
         return;
     }
-    if (download.parts == Download::Parts::promised && !download.transfers.empty()) {
+    const bool isPromised = download.parts == Download::Parts::promised;
+    if (isPromised && !download.transfers.empty()) {
         openScout(download);
         return;
     }
-    while (transfersOf(download) < want(download) && openOne(download)) {
+    while (transfersOf(download) < want(download) && openOne(download) && !isPromised) {
     }
 }
 
