@@ -24,6 +24,7 @@ void Leftovers::begin() {
 }
 
 void Leftovers::remove(Download& download) {
+    const bool hadFile = download.hadFile || !download.record.pieces.empty();
     auto record = std::move(download.record);
     list_.remove(download);
     if (!record.partial || record.state.is<State::Finished>()) {
@@ -32,9 +33,9 @@ void Leftovers::remove(Download& download) {
     }
     record.removed = true;
     record.state = State::Paused{};
-    for (auto& piece : record.pieces) {
-        piece.done = 0; // nothing of it is claimed anymore
-    }
+    // Nothing of it is claimed anymore; a piece says that the file was there.
+    record.pieces =
+        hadFile ? std::vector{Piece{.start = 0, .end = record.size, .done = 0}} : std::vector<Piece>();
     const auto leftover = std::make_shared<const DownloadRecord>(std::move(record));
     list_.keep(leftover);
     turns_.changed();

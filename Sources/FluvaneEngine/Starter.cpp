@@ -121,6 +121,7 @@ void Starter::carryOn(Download& download, Opened then) const {
             if (opening.file) {
                 opening.device = opening.file->identity().device;
                 opening.goesOnByItself = false;
+                opening.hadFile = true;
                 picksUp(opening);
             }
             then(opening, Outcome<bool>::success(opening.file != nullptr));
@@ -132,7 +133,7 @@ void Starter::discard(Download& download, Discarded then) const {
     download.relocating = false;
     download.asksLink = false;
     record.opensWebPage.reset();
-    const bool wasCreated = !record.pieces.empty();
+    const bool wasCreated = download.hadFile || !record.pieces.empty();
     download.layOut({});
     download.retry.countFrom(0);
     if (!record.partial) {
@@ -153,6 +154,7 @@ void Starter::discard(Download& download, Discarded then) const {
             };
             disk_.run(discarding, remove, [then](Download& discarded, bool /*isDone*/) {
                 discarded.record.partial.reset();
+                discarded.hadFile = false;
                 then(discarded, std::nullopt);
             });
         }));
@@ -266,6 +268,7 @@ void Starter::made(Download& download, unfinishedFile::Created& created,
     auto& record = download.record;
     if (created.file) {
         download.file = std::move(created.file);
+        download.hadFile = true;
         download.device = download.file->identity().device;
         layOut(download, creation->status == 206);
         log::downloads([&] { return told(record, creation->status); });
