@@ -54,7 +54,7 @@ void Finisher::failWith(Download& download, const std::string& sentence) {
 WrittenFile Finisher::writtenFile(const Download& download) {
     return {.identity = download.written->identity(),
             .size = download.record.size,
-            .owner = download.id(),
+            .owner = Owner(download.record),
             .file = download.written};
 }
 

@@ -46,7 +46,7 @@ void Leftovers::clear(const RecordSnapshot& leftover) {
     disk_.files().aside(
         leftover->id,
         [files = &disk_.files(), leftover] {
-            files->remove(*leftover->partial, leftover->id, !leftover->pieces.empty());
+            files->remove(*leftover->partial, Owner(*leftover), !leftover->pieces.empty());
         },
         turns_.later([this, leftover] {
             list_.forget(*leftover);

@@ -10,6 +10,7 @@
 #include "FluvaneCore/Headers.h"
 #include "FluvaneCore/URL.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -175,7 +176,17 @@ public:
     [[nodiscard]] virtual FileIdentity identity() const { return {}; }
 };
 
-/// Whose mark a file bears: the download's number, put on it when it is created.
+/// Whose a file is. Numbers of downloads that were removed are given again.
+struct Owner {
+    Owner(DownloadID id_ = {}, Date added_ = {})
+        : id(id_), added(std::chrono::floor<std::chrono::seconds>(added_)) {}
+    explicit Owner(const DownloadRecord& record) : Owner(record.id, record.added) {}
+    DownloadID id;
+    std::chrono::sys_seconds added; ///< As exact as it is saved.
+    friend bool operator==(const Owner&, const Owner&) = default;
+};
+
+/// Whose mark, put on it when it is created, a file bears.
 enum class Mark {
     own,
     anothers,
@@ -188,7 +199,7 @@ enum class Mark {
 struct WrittenFile {
     FileIdentity identity;
     std::optional<std::int64_t> size;
-    DownloadID owner{};
+    Owner owner{};
     std::shared_ptr<PieceFile> file{}; ///< Held open, so that no other file gets its identity.
 };
 
@@ -255,15 +266,15 @@ public:
     /// has its name it bears its owner's mark, if the disk keeps marks. Null when anything has the name
     /// already, which is left as it is. Fails with FileError.
     [[nodiscard]] virtual std::shared_ptr<PieceFile>
-    create(const URL& location, std::optional<std::int64_t> size, DownloadID owner) = 0;
-    [[nodiscard]] virtual Mark mark(const URL& location, DownloadID owner) = 0;
+    create(const URL& location, std::optional<std::int64_t> size, const Owner& owner) = 0;
+    [[nodiscard]] virtual Mark mark(const URL& location, const Owner& owner) = 0;
     /// Opens for writing, keeping the contents; after a failed sync whoever opens it writes anew what isn't
     /// known to be on stable storage. Null when nothing has the name. Fails with FileError, also
     /// for what isn't a file or the user's, is reached through a link, or has other names.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
     /// Deletes the owner's file, durably; a failure is ignored. Whatever else may have the name stays: what
     /// is no file, bears another's mark, or, unless `wasCreated` for certain, has bytes and no mark.
-    virtual void remove(const URL& location, DownloadID owner, bool wasCreated) = 0;
+    virtual void remove(const URL& location, const Owner& owner, bool wasCreated) = 0;
     /// Of the folder's volume; the folder need not exist yet. Absent when the volume doesn't tell.
     [[nodiscard]] virtual std::optional<Space> space(const URL& folder) = 0;
 

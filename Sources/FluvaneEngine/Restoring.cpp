@@ -66,7 +66,7 @@ std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& file
             return true; // moved by a link, which left the old name to be taken away
         }
         const bool isLikely = !left && name == *record.name; // that name was free when the move began
-        const auto mark = files.mark(location, record.id);
+        const auto mark = files.mark(location, Owner(record));
         return files.size(location) == record.size &&
                (mark == Mark::own || (mark == Mark::unkept && isLikely));
     };
@@ -77,7 +77,7 @@ std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& file
         return std::nullopt;
     }
     if (left) { // also of a copy on another file system
-        files.remove(*record.partial, record.id, true);
+        files.remove(*record.partial, Owner(record), true);
     }
     return name;
 }

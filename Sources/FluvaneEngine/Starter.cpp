@@ -38,7 +38,7 @@ unfinishedFile::Left leftBy(const Download& download) {
             .done = record.doneBytes(),
             .reaches = reaches,
             .size = Starter::mayCarryOn(record) ? record.size : std::nullopt,
-            .owner = record.id,
+            .owner = Owner(record),
             .mayComeBack = download.goesOnByItself};
 }
 
@@ -148,7 +148,7 @@ void Starter::discard(Download& download, Discarded then) const {
                 return;
             }
             const auto remove = [files = &disk_.files(), partial = *discarding.record.partial,
-                                 owner = discarding.id(), wasCreated] {
+                                 owner = Owner(discarding.record), wasCreated] {
                 files->remove(partial, owner, wasCreated);
                 return true;
             };
@@ -250,13 +250,13 @@ void Starter::make(Download& download, const std::shared_ptr<Creation>& creation
     const auto location = *record.partial;
     disk_.run(
         download,
-        [files, location, size = record.size, owner = record.id] {
+        [files, location, size = record.size, owner = Owner(record)] {
             return unfinishedFile::create(*files, location, size, owner);
         },
         [this, creation](Download& creating, unfinishedFile::Created& created) {
             made(creating, created, creation);
         },
-        [files, location, owner = record.id](unfinishedFile::Created& created) {
+        [files, location, owner = Owner(record)](unfinishedFile::Created& created) {
             if (created.file) {
                 files->remove(location, owner, true);
             }

@@ -73,7 +73,7 @@ URL location(const URL& folder, const std::string& name) {
     return folder.appending(partialName(name));
 }
 
-Created create(FileStore& files, const URL& location, std::optional<std::int64_t> size, DownloadID owner) {
+Created create(FileStore& files, const URL& location, std::optional<std::int64_t> size, const Owner& owner) {
     try {
         return {.file = files.create(location, size, owner)};
     } catch (const FileError& error) {

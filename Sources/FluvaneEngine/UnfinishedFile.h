@@ -25,7 +25,7 @@ struct Left {
     std::int64_t done;
     std::int64_t reaches;             ///< The end of the last byte that is claimed of it.
     std::optional<std::int64_t> size; ///< Of the whole; absent when nothing can be carried on from.
-    DownloadID owner;
+    Owner owner;
     bool mayComeBack; ///< Nobody has asked for the download since the start: a missing file is waited for.
 };
 /// Why it can't be had.
@@ -57,6 +57,6 @@ struct Created {
     std::optional<Failure> failure{};
 };
 [[nodiscard]] Created create(FileStore& files, const URL& location, std::optional<std::int64_t> size,
-                             DownloadID owner);
+                             const Owner& owner);
 
 } // namespace fluvane::unfinishedFile

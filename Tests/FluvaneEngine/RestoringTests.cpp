@@ -85,7 +85,7 @@ TEST_F(RestoringTest, AFileMovedRightBeforeTheEndIsFinished) {
     struct {
         const char* what;
         bool keepsMarks;
-        std::vector<std::tuple<const char*, std::string, std::optional<DownloadID>>> files;
+        std::vector<std::tuple<const char*, std::string, std::optional<Owner>>> files;
         const char* name; ///< That it was moved to, or none.
     } const rows[] = {
         {"nothing is there", true, {}, ""},

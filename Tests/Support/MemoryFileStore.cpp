@@ -140,7 +140,7 @@ std::optional<std::int64_t> MemoryFileStore::size(const URL& location) {
 }
 
 std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::optional<std::int64_t> size,
-                                                   DownloadID owner) {
+                                                   const Owner& owner) {
     failIf(failCreate);
     if (faults_->full) {
         throw FileError(*faults_->full, true);
@@ -154,7 +154,7 @@ std::shared_ptr<PieceFile> MemoryFileStore::create(const URL& location, std::opt
     return std::make_shared<File>(file(location), faults_, sparse);
 }
 
-Mark MemoryFileStore::mark(const URL& location, DownloadID owner) {
+Mark MemoryFileStore::mark(const URL& location, const Owner& owner) {
     const auto file = files_.find(location.path());
     if (!keepsMarks) {
         return Mark::unkept;
@@ -180,7 +180,7 @@ std::shared_ptr<FileBytes>& MemoryFileStore::file(const URL& location) {
     return bytes;
 }
 
-void MemoryFileStore::remove(const URL& location, DownloadID owner, bool wasCreated) {
+void MemoryFileStore::remove(const URL& location, const Owner& owner, bool wasCreated) {
     const auto file = files_.find(location.path());
     if (file != files_.end() && file->second->owner.value_or(owner) == owner &&
         (file->second->owner || wasCreated || file->second->size() == 0)) {
@@ -225,7 +225,7 @@ std::string MemoryFileStore::refusal(const std::string& path,
     return file->second->size() == written->size ? "" : "Another program changed it";
 }
 
-void MemoryFileStore::put(const std::string& path, std::string_view bytes, std::optional<DownloadID> owner) {
+void MemoryFileStore::put(const std::string& path, std::string_view bytes, std::optional<Owner> owner) {
     auto file = std::make_shared<SparseBytes>(deviceOf(path));
     file->write(std::as_bytes(std::span(bytes)), 0);
     file->owner = owner;

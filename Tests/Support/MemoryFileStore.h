@@ -36,7 +36,7 @@ public:
     /// Where it needs no reading.
     [[nodiscard]] virtual std::optional<std::string> digest() const { return std::nullopt; }
 
-    std::optional<DownloadID> owner; ///< Whose mark it bears.
+    std::optional<Owner> owner; ///< Whose mark it bears.
 };
 
 /// An unnamed file of the system's in memory, whose holes cost nothing, so that files of gigabytes may be
@@ -93,10 +93,10 @@ public:
     [[nodiscard]] std::optional<FileIdentity> identity(const URL& location) override;
     [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
     [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location, std::optional<std::int64_t> size,
-                                                    DownloadID owner) override;
-    [[nodiscard]] Mark mark(const URL& location, DownloadID owner) override;
+                                                    const Owner& owner) override;
+    [[nodiscard]] Mark mark(const URL& location, const Owner& owner) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
-    void remove(const URL& location, DownloadID owner, bool wasCreated) override;
+    void remove(const URL& location, const Owner& owner, bool wasCreated) override;
     [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
@@ -134,7 +134,7 @@ public:
     /// Null when there is none.
     [[nodiscard]] std::shared_ptr<FileBytes> bytes(const std::string& path) const;
     /// Replaces the file.
-    void put(const std::string& path, std::string_view bytes, std::optional<DownloadID> owner = {});
+    void put(const std::string& path, std::string_view bytes, std::optional<Owner> owner = {});
     void take(const std::string& path) { files_.erase(path); }
     /// The whole file, absent when there is none.
     [[nodiscard]] std::optional<std::string> contents(const std::string& path) const;

@@ -98,7 +98,7 @@ void setLength(const Descriptor& file, std::int64_t size) {
 /// The file gets its name only when all else of it is as it should be. Not open when the name is taken;
 /// absent where this can't be done.
 std::optional<Descriptor> createdWhole(const std::string& path, const std::string& folder,
-                                       std::optional<std::int64_t> size, DownloadID owner) {
+                                       std::optional<std::int64_t> size, const Owner& owner) {
     auto file = tessivar::openNameless(folder, fileMode);
     if (!file.isOpen()) {
         return std::nullopt;
@@ -113,7 +113,7 @@ std::optional<Descriptor> createdWhole(const std::string& path, const std::strin
 }
 
 /// Likewise where only a file with a name can be made.
-Descriptor createdByName(const std::string& path, std::optional<std::int64_t> size, DownloadID owner) {
+Descriptor createdByName(const std::string& path, std::optional<std::int64_t> size, const Owner& owner) {
     auto file = openedUnless(EEXIST, path, O_CREAT | O_EXCL);
     if (file.isOpen()) {
         try {
@@ -333,7 +333,7 @@ std::optional<std::int64_t> DiskFileStore::size(const URL& location) {
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optional<std::int64_t> size,
-                                                 DownloadID owner) {
+                                                 const Owner& owner) {
     const std::filesystem::path path = pathOf(location);
     const auto folder = path.parent_path().string();
     try {
@@ -353,7 +353,7 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
     return created;
 }
 
-Mark DiskFileStore::mark(const URL& location, DownloadID owner) {
+Mark DiskFileStore::mark(const URL& location, const Owner& owner) {
     try {
         return markOf(tessivar::openRegular(pathOf(location), O_RDONLY | O_NOFOLLOW).get(), owner);
     } catch (const SystemError&) {
@@ -379,7 +379,7 @@ std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
     return opened;
 }
 
-void DiskFileStore::remove(const URL& location, DownloadID owner, bool wasCreated) {
+void DiskFileStore::remove(const URL& location, const Owner& owner, bool wasCreated) {
     const auto path = pathOf(location);
     try {
         const auto file = tessivar::openRegular(path, O_RDONLY | O_NOFOLLOW);

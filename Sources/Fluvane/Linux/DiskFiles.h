@@ -91,10 +91,10 @@ public:
     [[nodiscard]] std::optional<FileIdentity> identity(const URL& location) override;
     [[nodiscard]] std::optional<std::int64_t> size(const URL& location) override;
     [[nodiscard]] std::shared_ptr<PieceFile> create(const URL& location, std::optional<std::int64_t> size,
-                                                    DownloadID owner) override;
-    [[nodiscard]] Mark mark(const URL& location, DownloadID owner) override;
+                                                    const Owner& owner) override;
+    [[nodiscard]] Mark mark(const URL& location, const Owner& owner) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
-    void remove(const URL& location, DownloadID owner, bool wasCreated) override;
+    void remove(const URL& location, const Owner& owner, bool wasCreated) override;
     [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;

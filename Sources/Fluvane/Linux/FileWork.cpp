@@ -106,6 +106,10 @@ bool isPlainName(const std::string& name) {
            name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
 }
 
+std::string markText(const Owner& owner) {
+    return std::to_string(number(owner.id)) + "-" + std::to_string(owner.added.time_since_epoch().count());
+}
+
 } // namespace
 
 std::string pathOf(const URL& location) {
@@ -139,17 +143,17 @@ std::string digestOf(const std::string& file, const std::optional<WrittenFile>& 
     return hexadecimal(std::span(digest).first(length));
 }
 
-void setMark(int descriptor, DownloadID owner) {
-    const auto text = std::to_string(number(owner));
+void setMark(int descriptor, const Owner& owner) {
+    const auto text = markText(owner);
     (void)::fsetxattr(descriptor, markName, text.data(), text.size(), 0);
 }
 
-Mark markOf(int descriptor, DownloadID owner) {
+Mark markOf(int descriptor, const Owner& owner) {
     std::array<char, 32> text{};
     const auto length = ::fgetxattr(descriptor, markName, text.data(), text.size());
     if (length >= 0) {
         const std::string_view mark(text.data(), static_cast<std::size_t>(length));
-        return mark == std::to_string(number(owner)) ? Mark::own : Mark::anothers;
+        return mark == markText(owner) ? Mark::own : Mark::anothers;
     }
     return errno == EOPNOTSUPP ? Mark::unkept : errno == ERANGE ? Mark::anothers : Mark::none;
 }

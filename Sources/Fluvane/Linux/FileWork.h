@@ -32,8 +32,8 @@ class WorkAbandoned {};
                                    Checksum::Algorithm algorithm, const std::atomic<bool>& ending);
 
 /// Marks the open file as the download's own; a disk that keeps no marks is no failure.
-void setMark(int descriptor, DownloadID owner);
-[[nodiscard]] Mark markOf(int descriptor, DownloadID owner);
+void setMark(int descriptor, const Owner& owner);
+[[nodiscard]] Mark markOf(int descriptor, const Owner& owner);
 
 /// Moves a finished file into place under the first free name, durably, and marks it with its origin.
 class FinalMove {
