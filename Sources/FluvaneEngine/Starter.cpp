@@ -4,6 +4,8 @@
 #include "FluvaneEngine/Starter.h"
 
 #include "FluvaneCore/Planner.h"
+#include "FluvaneCore/Rules.h"
+#include "FluvaneCore/Text.h"
 #include "FluvaneCore/WebPage.h"
 #include "FluvaneEngine/Answers.h"
 #include "FluvaneEngine/Log.h"
@@ -65,6 +67,12 @@ void picksUp(Download& download) {
         return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(),
                            *record.size);
     });
+}
+
+bool namesAFile(const std::string& name) {
+    const auto extension = text::lowercased(text::pathExtension(name));
+    return std::ranges::any_of(fileKind::all,
+                               [&](FileKind kind) { return fileKind::hasExtension(kind, extension); });
 }
 
 std::string told(const DownloadRecord& record, int status) {
@@ -173,8 +181,12 @@ std::optional<std::string> Starter::take(Download& download, const TransferRespo
     }
 
     const auto contentType = response["content-type"];
-    // Whether a page was asked for is seen by the name without the ending that its type gives it.
-    if (webPage::isLikely(contentType, suggestedName(response, false), record.size)) {
+    // Whether a page was asked for is seen by the name without the ending that its type gives it; when the
+    // server leads elsewhere, as to where one signs in, by the link's own if that is a file's.
+    const auto linkName = record.url.lastPathComponent();
+    const bool isLed = response.url() != record.url && !response["content-disposition"];
+    const auto asked = isLed && namesAFile(linkName) ? linkName : suggestedName(response, false);
+    if (webPage::isLikely(contentType, asked, record.size)) {
         record.opensWebPage = true;
         return webPageReason;
     }

@@ -199,12 +199,13 @@ class Judge:
             first = next((i for i, (a, b) in enumerate(zip(ours, source)) if a != b), min(len(ours), len(source)))
             raise AssertionError(f"{where}: wrong at byte {first}; {len(ours)} bytes where {len(source)} are right")
 
-    def at_end(self, application, names, *others):
-        """All is finished: the application's folder and the `others` hold exactly the files `names` (path or, in its
-        own folder, name: last component of its link), identical to their sources, and the list their entries."""
-        names = {str(application.downloads / name): source for name, source in names.items()}
-        found = {str(entry) for folder in (application.downloads, *others) for entry in folder.rglob("*")
-                 if not entry.is_dir()}
+    def at_end(self, application, names, folder=None, others=()):
+        """All is finished: the folder (the application's, if no other is given) and the `others` hold exactly the files
+        `names` (path or, in the folder, name: last component of its link), identical to their sources, and the list
+        exactly their entries."""
+        folder = pathlib.Path(folder or application.downloads)
+        names = {str(folder / name): source for name, source in names.items()}
+        found = {str(entry) for each in (folder, *others) for entry in each.rglob("*") if not entry.is_dir()}
         assert found == set(names), f"there is {sorted(found)} instead of {sorted(names)}"
         for name, source in names.items():
             self._same(pathlib.Path(name).read_bytes(), self.content[source], name)
