@@ -53,7 +53,7 @@ bool isSourceWhenFinished(const World& world, const Download& download) {
     }
     const auto file = world.file(download.record.file);
     const auto content = file ? file->synced.only(0, file->size()) : nothing;
-    return content >= 0 && file->size() == world.sizeOf(content) && !download.record.partial;
+    return content >= 0 && file->size() == Servers::sizeOf(content) && !download.record.partial;
 }
 
 bool hasNoMoreConnectionsThanAllowed(const World& world, const Download& download) {
@@ -69,7 +69,7 @@ bool usesOnlyNetworkItMay(const World& world, const Download& download) {
 }
 
 bool hasConnectionsOnlyWhileItRuns(const World& world, const Download& download) {
-    const auto open = std::ranges::count_if(world.exchanges, [&](const auto& exchange) {
+    const auto open = std::ranges::count_if(world.servers.exchanges, [&](const auto& exchange) {
         return exchange->transfer->request.group == number(download.id());
     });
     return open == std::ssize(download.transfers) && (open == 0 || download.record.state.usesNetwork());
@@ -170,6 +170,18 @@ bool hasItsOwnName(const World& world, const Download& download) {
     });
 }
 
+bool fetchesNothingTwice(const World& world, const Download& download) {
+    return std::ranges::all_of(world.servers.exchanges, [&](const auto& exchange) {
+        const auto active = std::ranges::find(download.transfers, exchange->transfer.get(),
+                                              [](const auto& entry) { return entry.second.transfer.get(); });
+        const auto index = active == download.transfers.end()
+                               ? std::nullopt
+                               : indexStarting(download.record.pieces, active->first);
+        return !index || !exchange->transfer->isAccepted() ||
+               exchange->transfer->end() == download.record.pieces[*index].end;
+    });
+}
+
 // Of each download
 
 struct OfEach {
@@ -189,6 +201,7 @@ constexpr OfEach ofEach[] = {
     {"Downloads start in the order of the line.", startedInLine},
     {"At most so many run at once, but for the prioritized one.", hasItsSlot},
     {"No two downloads have the same name.", hasItsOwnName},
+    {"A connection ends where its piece does.", fetchesNothingTwice},
 };
 
 // Of all together
@@ -205,7 +218,8 @@ bool keepsItsWord(const World& world) {
     const auto isSaved = [&](DownloadID id) {
         return std::ranges::count(world.engine.store->saved, id, &DownloadRecord::id) > 0;
     };
-    return std::ranges::all_of(world.keptAdds, isSaved) && std::ranges::none_of(world.keptRemovals, isSaved);
+    return !world.hasLied && std::ranges::all_of(world.keptAdds, isSaved) &&
+           std::ranges::none_of(world.keptRemovals, isSaved);
 }
 
 bool hasOnePrioritizedAtMost(const World& world) {
@@ -213,12 +227,8 @@ bool hasOnePrioritizedAtMost(const World& world) {
                                  [](const auto* download) { return download->isPrioritized(); }) <= 1;
 }
 
-bool losesNothingAtStop(const World& world) {
-    return !world.lostAtStop;
-}
-
 bool ofRemovedNothingGoesOn(const World& world) {
-    return std::ranges::all_of(world.exchanges, [&](const auto& exchange) {
+    return std::ranges::all_of(world.servers.exchanges, [&](const auto& exchange) {
         return world.manager().download(DownloadID{exchange->transfer->request.group});
     });
 }
@@ -231,28 +241,10 @@ constexpr OfAll ofAll[] = {
     {"The saved list claims nothing that isn't on stable storage.", savesOnlyWhatIsSynced},
     {"What was said to be saved is saved.", keepsItsWord},
     {"At most one download is prioritized.", hasOnePrioritizedAtMost},
-    {"A good end keeps all bytes, and answers every command.", losesNothingAtStop},
+    {"A good end keeps all bytes, and answers every command.",
+     [](const World& world) { return !world.lostAtStop; }},
     {"What was removed has no connection.", ofRemovedNothingGoesOn},
 };
-
-// After all faults
-
-bool isSettled(const Download& download, bool isLast) {
-    const auto kind = download.record.state.kind();
-    const bool waitsForPerson =
-        kind == StateKind::paused || kind == StateKind::failed || kind == StateKind::linkExpired;
-    const auto* const failure = download.record.state.failure();
-    // After a stop nobody knows anymore that the server's promise of parts was never kept.
-    const bool isUnkept = failure && *failure == "The server stopped sending parts of the file.";
-    return kind == StateKind::finished || (!isLast && waitsForPerson) || isUnkept;
-}
-
-bool isAllSaved(const World& world) {
-    const auto all = world.manager().downloads();
-    return std::ranges::equal(all, world.engine.store->saved, [](const auto* download, const auto& record) {
-        return download->id() == record.id && download->record.state == record.state;
-    });
-}
 
 } // namespace
 
@@ -277,19 +269,6 @@ std::optional<std::string> broken(const World& world) {
         }
     }
     return std::nullopt;
-}
-
-std::optional<std::string> brokenAtEnd(const World& world, bool isLast) {
-    for (const auto* const download : world.manager().downloads()) {
-        if (!isSettled(*download, isLast)) {
-            return fmt::format("Everything comes to its end once nothing is wrong. (download {})",
-                               download->id());
-        }
-    }
-    if (world.unanswered > 0) {
-        return "Every command is answered.";
-    }
-    return isAllSaved(world) ? broken(world) : "In the end the saved list is the list.";
 }
 
 } // namespace fluvane::model
