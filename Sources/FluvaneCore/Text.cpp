@@ -123,7 +123,9 @@ std::string replacingMisleading(std::string_view utf8, const std::function<std::
         const Scalar scalar = firstScalar(utf8);
         const bool joinsNothing = isJoiner(scalar.value) && !mayBeJoined(before);
         if (tessivar::misleading::isOne(scalar.value) || joinsNothing) {
-            result += instead(scalar.value);
+            const auto replacement = instead(scalar.value);
+            before = replacement.empty() ? before : 0;
+            result += replacement;
         } else {
             append(result, scalar.value);
             before = scalar.value;

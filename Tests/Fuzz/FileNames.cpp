@@ -15,6 +15,7 @@ const fuzz::Inputs fuzz::seeds = {"../../etc/C:\\a\\b.txt",
                                   "Backup.TAR.GZ",
                                   "caf\xE9.👩‍👩‍👧‍👦🇩🇪",
                                   "e\u0301\u0323\u0301.tar.xz\u0085b\u3000.x\u202Egpj\u2028",
+                                  "👩\n\u200D",
                                   "attachment; filename=\"x/y.zip\""};
 
 static bool isSafe(std::string_view name) {

@@ -216,7 +216,9 @@ bool savesOnlyWhatIsSynced(const World& world) {
 
 bool keepsItsWord(const World& world) {
     const auto isSaved = [&](DownloadID id) {
-        return std::ranges::count(world.engine.store->saved, id, &DownloadRecord::id) > 0;
+        return std::ranges::any_of(world.engine.store->saved, [&](const DownloadRecord& record) {
+            return record.id == id && !record.removed.value_or(false);
+        });
     };
     return !world.hasLied && std::ranges::all_of(world.keptAdds, isSaved) &&
            std::ranges::none_of(world.keptRemovals, isSaved);
