@@ -110,6 +110,21 @@ TEST_F(ConnectionsTest, ChangedCapsApplyToWhatRuns) {
     EXPECT_EQ(connections(2_id), 1) << "it is of another site now";
 }
 
+TEST(Connections, WhileTheLinkIsAskedWhereElseItLeadsTheCapHolds) {
+    ProbingEngine engine;
+    auto& probe = *engine.transport->transfers[0];
+    probe.redirectedTo = link("http://mirror.example/f");
+    probe.respondPart(100'000'000);
+    engine.transport->last().respond(403);
+    ASSERT_EQ(engine.transport->last().request.url.site(), "a.example");
+    engine.config.connections = 1;
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(engine.transport->live().size(), 1U);
+    probe.fail("Broken.");
+    engine.scheduler.runFor(2);
+    EXPECT_EQ(engine.transport->last().request.url.site(), "a.example") << "now it is its turn";
+}
+
 TEST_F(ConnectionsTest, OnlyTheOneThatMeasuresGrowsAndNobodyHoldsTheOthersUp) {
     engine.add("http://a.example/f");
     engine.add("http://b.example/g");
