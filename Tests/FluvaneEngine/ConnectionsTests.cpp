@@ -108,6 +108,12 @@ TEST_F(ConnectionsTest, ChangedCapsApplyToWhatRuns) {
     ASSERT_EQ(connections(2_id), 3);
     engine.manager->updateLink(2_id, link("http://a.example/g"));
     EXPECT_EQ(connections(2_id), 1) << "it is of another site now";
+    engine.manager->updateLink(2_id, link("http://b.example/h"));
+    allow(4, 4);
+    engine.scheduler.runFor(20);
+    ASSERT_EQ(connections(1_id) + connections(2_id), 8);
+    engine.manager->updateLink(2_id, link("http://a.example/h"));
+    EXPECT_EQ(connections(1_id) + connections(2_id), 4) << "that is full";
 }
 
 TEST(Connections, WhileTheLinkIsAskedWhereElseItLeadsTheCapHolds) {
