@@ -108,6 +108,27 @@ TEST_F(ConnectionsTest, ChangedCapsApplyToWhatRuns) {
     ASSERT_EQ(connections(2_id), 3);
     engine.manager->updateLink(2_id, link("http://a.example/g"));
     EXPECT_EQ(connections(2_id), 1) << "it is of another site now";
+    engine.manager->updateLink(2_id, link("http://b.example/h"));
+    allow(4, 4);
+    engine.scheduler.runFor(20);
+    ASSERT_EQ(connections(1_id) + connections(2_id), 8);
+    engine.manager->updateLink(2_id, link("http://a.example/h"));
+    EXPECT_EQ(connections(1_id) + connections(2_id), 4) << "that is full";
+}
+
+TEST(Connections, WhileTheLinkIsAskedWhereElseItLeadsTheCapHolds) {
+    ProbingEngine engine;
+    auto& probe = *engine.transport->transfers[0];
+    probe.redirectedTo = link("http://mirror.example/f");
+    probe.respondPart(100'000'000);
+    engine.transport->last().respond(403);
+    ASSERT_EQ(engine.transport->last().request.url.site(), "a.example");
+    engine.config.connections = 1;
+    engine.manager->apply(engine.config);
+    EXPECT_EQ(engine.transport->live().size(), 1U);
+    probe.fail("Broken.");
+    engine.scheduler.runFor(2);
+    EXPECT_EQ(engine.transport->last().request.url.site(), "a.example") << "now it is its turn";
 }
 
 TEST_F(ConnectionsTest, OnlyTheOneThatMeasuresGrowsAndNobodyHoldsTheOthersUp) {

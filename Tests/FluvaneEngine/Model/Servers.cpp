@@ -89,13 +89,13 @@ std::string Servers::answer(unsigned number, unsigned how, bool tellsWhen) {
         respond(*exchange, refusals[how], support::headers(tellsWhen ? "Retry-After: 5" : ""));
         return fmt::format("{} with {}", request.label, refusals[how]);
     }
-    if (how == std::size(refusals)) {
-        const auto from = request.from.value_or(0) + planner::alignment;
-        respond(*exchange, 206, {{"Content-Range", range(from, 2 * from, 2 * from)}}, 0, 1);
+    const auto tag = fmt::format("\"{}\"", sourceOf(*exchange).content());
+    const auto wrong = request.from.value_or(0) + planner::alignment;
+    if (how == std::size(refusals) && wrong < size) {
+        respond(*exchange, 206, {{"Content-Range", range(wrong, size, size)}, {"ETag", tag}}, wrong, size);
         return request.label + " with the wrong part";
     }
     if (how == std::size(refusals) + 1) {
-        const auto tag = fmt::format("\"{}\"", sourceOf(*exchange).content());
         respond(*exchange, 200, {{"Content-Length", std::to_string(size)}, {"ETag", tag}}, 0, size);
         return request.label + " with the whole file";
     }

@@ -54,11 +54,12 @@ constexpr Kind kinds[] = {
          }
          return world.manager().resumeAll(), std::string();
      }},
-    {2, "save everything",
-     [](World& world, Choice) {
+    {2, "ask for a save",
+     [](World& world, Choice choice) {
          ++world.unanswered;
-         world.manager().saveEverything([&world](const auto&) { --world.unanswered; });
-         return std::string();
+         const auto told = [&world](const auto&) { --world.unanswered; };
+         choice.how % 2 == 0 ? world.manager().whenSaved(told) : world.manager().saveEverything(told);
+         return std::string(choice.how % 2 == 0 ? "of the list" : "of everything");
      }},
     {12, "settings:", [](World& world, Choice choice) { return world.setting(choice); }},
     {16, "network:", [](World& world, Choice choice) { return world.network(choice); }},
