@@ -124,6 +124,7 @@ void DownloadManager::admit() {
 void DownloadManager::beaten(std::int64_t beats) {
     engine_->growth.noticeNeighbours();
     engine_->runner.rescue();
+    admit(); // a connection that closes leaves room at its server without a change of the list
     engine_->runner.fillAll();
     if (beats % beatsPerCheckpoint == 0) {
         engine_->saver.checkpointIfNew(engine_->connections.received());

@@ -39,7 +39,8 @@ void Leftovers::remove(Download& download) {
     const auto leftover = std::make_shared<const DownloadRecord>(std::move(record));
     list_.keep(leftover);
     turns_.changed();
-    saver_.whenSaved(turns_.later([this, leftover](const auto& /*error*/) { clear(leftover); }));
+    // Before that the saved list still has claims to it: nobody else may get its name.
+    saver_.onceSaved([this, leftover] { clear(leftover); });
 }
 
 void Leftovers::clear(const RecordSnapshot& leftover) {

@@ -64,6 +64,12 @@ void ListSaver::whenSaved(Completion completion) {
     }
 }
 
+void ListSaver::onceSaved(std::function<void()> then) {
+    waiters_.push_back(
+        {generations_.changed, [then = std::move(then)](const auto& /*none*/) { then(); }, true});
+    writeIn(0);
+}
+
 void ListSaver::saveEverything(Completion completion) {
     wantCheckpoints();
     const auto patient = std::make_shared<Patient>();
@@ -109,7 +115,9 @@ bool ListSaver::finish() {
     }
     const auto waiters = std::exchange(waiters_, {});
     for (const auto& waiter : waiters) {
-        waiter.completion(error_);
+        if (!error_ || !waiter.isPatient) {
+            waiter.completion(error_);
+        }
     }
     for (const auto& patient : patients) {
         patient->completion(error_);
@@ -160,7 +168,7 @@ void ListSaver::written(std::int64_t generation, const std::optional<std::string
 void ListSaver::answerWaiters(const std::optional<std::string>& error) {
     std::vector<Completion> ready;
     std::erase_if(waiters_, [&](Waiter& waiter) {
-        if (!error && waiter.generation > generations_.written) {
+        if (error ? waiter.isPatient : waiter.generation > generations_.written) {
             return false;
         }
         ready.push_back(std::move(waiter.completion));

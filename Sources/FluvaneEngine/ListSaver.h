@@ -41,8 +41,10 @@ public:
     void checkpointIfNew(std::int64_t received);
     /// Calls back, on a later turn, once everything changed so far is on disk.
     void whenSaved(Completion completion);
-    /// The same once all that was written is on stable storage too, and the list up to it; without what is on
-    /// a disk that doesn't answer within seconds.
+    /// The same however long it takes, and only then: errors aren't told.
+    void onceSaved(std::function<void()> then);
+    /// The same as `whenSaved` once all that was written is on stable storage too, and the list up to it;
+    /// without what is on a disk that doesn't answer within seconds.
     void saveEverything(Completion completion);
     /// Returns once the list is on disk with all that was written, and whoever waits for that was told; false
     /// when a disk didn't answer. Nothing may change after that.
@@ -81,6 +83,7 @@ private:
     struct Waiter {
         std::int64_t generation;
         Completion completion;
+        bool isPatient = false; ///< Isn't told of errors.
     };
     /// One that waits for checkpoints first.
     struct Patient {

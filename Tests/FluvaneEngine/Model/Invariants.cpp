@@ -90,7 +90,7 @@ int roomFor(const World& world, const Download& download) {
 
 bool hasSomethingThatWakesIt(const World& world, const Download& download) {
     const auto& state = download.record.state;
-    const bool hangs = !world.engine.files->hung.empty();
+    const bool hangs = !world.engine.files->hung.empty() || world.engine.scheduler.now() <= world.lateUntil;
     const bool isIdle = download.transfers.empty() && !download.retry.isPending();
     switch (state.kind()) {
     case StateKind::starting:
@@ -120,12 +120,8 @@ bool isQueuedForAReason(const World& world, const Download& download) {
     const bool canGiveOne = std::ranges::any_of(world.manager().downloads(), [&](const auto* other) {
         return isBeside(*other, download) && !other->isPrioritized() && other->transfers.size() > 1;
     });
-    const bool isAlone = std::ranges::none_of(world.manager().downloads(), [&](const auto* other) {
-        return isBeside(*other, download) && other->record.state.isActive();
-    });
     const bool noSlot = active(world) >= world.manager().config().simultaneous;
-    return !download.isPrioritized() &&
-           (noSlot || (!beatAdmits && !isAlone) || (roomFor(world, download) <= 0 && !canGiveOne));
+    return !download.isPrioritized() && (noSlot || (roomFor(world, download) <= 0 && !canGiveOne));
 }
 
 /// Whether it was started in its turn.
@@ -207,19 +203,14 @@ constexpr OfEach ofEach[] = {
 // Of all together
 
 bool savesOnlyWhatIsSynced(const World& world) {
-    return (!listComesFirst && world.engine.scheduler.now() <= world.lateUntil) ||
-           std::ranges::all_of(world.engine.store->saved, [&](const DownloadRecord& record) {
-               const auto file = world.file(record.partial);
-               return !isCarriedOn(file.get(), record) || holds(file->synced, record.pieces);
-           });
+    return std::ranges::all_of(world.engine.store->saved, [&](const DownloadRecord& record) {
+        const auto file = world.file(record.partial);
+        return !isCarriedOn(file.get(), record) || holds(file->synced, record.pieces);
+    });
 }
 
 bool keepsItsWord(const World& world) {
-    const auto isSaved = [&](DownloadID id) {
-        return std::ranges::any_of(world.engine.store->saved, [&](const DownloadRecord& record) {
-            return record.id == id && !record.removed.value_or(false);
-        });
-    };
+    const auto isSaved = [&](DownloadID id) { return world.isSaved(id); };
     return !world.hasLied && std::ranges::all_of(world.keptAdds, isSaved) &&
            std::ranges::none_of(world.keptRemovals, isSaved);
 }

@@ -15,10 +15,7 @@ bool isSettled(const Download& download, bool isLast) {
     const auto kind = download.record.state.kind();
     const bool waitsForPerson =
         kind == StateKind::paused || kind == StateKind::failed || kind == StateKind::linkExpired;
-    const auto* const failure = download.record.state.failure();
-    // After a stop nobody knows anymore that the server's promise of parts was never kept.
-    const bool isUnkept = failure && *failure == "The server stopped sending parts of the file.";
-    return kind == StateKind::finished || (!isLast && waitsForPerson) || isUnkept;
+    return kind == StateKind::finished || (!isLast && waitsForPerson);
 }
 
 bool isAllSaved(const World& world) {

@@ -61,6 +61,12 @@ std::string World::remove(Choice choice) {
     return fmt::format("{}", id);
 }
 
+bool World::isSaved(DownloadID id) const {
+    return std::ranges::any_of(engine.store->saved, [id](const DownloadRecord& record) {
+        return record.id == id && !record.removed.value_or(false);
+    });
+}
+
 void World::whenSaved(std::set<DownloadID>& kept, DownloadID id) {
     ++unanswered;
     manager().whenSaved([this, &kept, id](const auto& error) {
@@ -68,7 +74,7 @@ void World::whenSaved(std::set<DownloadID>& kept, DownloadID id) {
         const bool isThere = manager().download(id);
         if (!error && isThere == (&kept == &keptAdds)) { // and not removed meanwhile
             kept.insert(id);
-            hasLied = hasLied || std::ranges::count(engine.store->saved, id, &DownloadRecord::id) != isThere;
+            hasLied = hasLied || isSaved(id) != isThere;
         }
     });
 }
@@ -162,11 +168,6 @@ std::string World::restart(Choice choice) {
     const auto how = choice.how % 3;
     const bool isOnline = manager().online();
     const auto limit = manager().limitedNetwork();
-    if (!listComesFirst && engine.scheduler.now() < lateUntil) {
-        engine.store->error.reset();
-        engine.store->hung.erase(engine.store->list);
-        engine.scheduler.runFor(slowestSave);
-    }
     const bool isSaved = how == 0 && stop();
     engine.manager.reset();
     if (isSaved) {

@@ -16,12 +16,6 @@ namespace fluvane::model {
 /// Something that happens, as a number: any number is a step.
 using Step = std::uint32_t;
 
-/// Whether a new unfinished file waits for the list that says so. While it doesn't, a list that can't be
-/// saved still claims pieces of the file that had the name before.
-inline constexpr bool listComesFirst = false;
-/// Whether a beat starts what waits for room at a server. While it doesn't, only a change of the list does.
-inline constexpr bool beatAdmits = false;
-
 /// Seconds in which the list is saved once nothing is wrong anymore.
 inline constexpr double slowestSave = 3.1;
 
@@ -50,6 +44,7 @@ struct World {
     std::set<DownloadID> queuedBefore, activeBefore; ///< Before the last step.
     double lateUntil = 0;                            ///< The list may not have been saved up to then.
     bool syncFailed = false;                         ///< In this run.
+    [[nodiscard]] bool isSaved(DownloadID id) const; ///< On the list, and not as one to be deleted.
     bool hasLied = false;                            ///< Told of a save that wasn't.
     bool lostAtStop = false;                         ///< Something that a good end has to keep.
 
