@@ -78,8 +78,21 @@ Call* next(const char* name) {
     return reinterpret_cast<Call*>(dlsym(RTLD_NEXT, name));
 }
 
+/// What is reached through a folder that is held open has a path like any other.
+std::string resolved(const char* path) {
+    const std::string given(path ? path : "");
+    constexpr std::string_view held = "/proc/self/fd/";
+    const auto end = std::min(given.find('/', held.size()), given.size());
+    if (!given.starts_with(held)) {
+        return given;
+    }
+    std::array<char, 4096> folder{};
+    const bool isHeld = ::readlink(given.substr(0, end).c_str(), folder.data(), folder.size() - 1) > 0;
+    return (isHeld ? folder.data() : "") + given.substr(end);
+}
+
 bool isThere(const char* path) {
-    return path && !disk().folder.empty() && std::string_view(path).starts_with(disk().folder);
+    return path && !disk().folder.empty() && resolved(path).starts_with(disk().folder);
 }
 
 bool isThere(int file) {
@@ -104,7 +117,7 @@ void mapFailing() {
 }
 
 void tellPath(Failing& failing, const char* path) {
-    std::strncpy(failing.path, path, sizeof failing.path - 1);
+    std::strncpy(failing.path, resolved(path).c_str(), sizeof failing.path - 1);
 }
 
 void tellPath(Failing&, int) {}
@@ -218,7 +231,8 @@ PLAY(move, int, rename, (from, to), (from, to), const char* from, const char* to
 PLAY(move, int, renameat2, (from, to), (a, from, b, to, flags), int a, const char* from, int b,
      const char* to, unsigned flags)
 PLAY(move, int, link, (from, to), (from, to), const char* from, const char* to)
-PLAY(move, int, linkat, (from, to), (a, from, b, to, flags), int a, const char* from, int b, const char* to,
+/// By it a file that has no name is given its name.
+PLAY(create, int, linkat, (to), (a, from, b, to, flags), int a, const char* from, int b, const char* to,
      int flags)
 
 extern "C" int played_close(int) PLAYED(close);

@@ -16,6 +16,7 @@
 #include <dlfcn.h>
 #include <fnmatch.h>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace {
@@ -39,14 +40,21 @@ Plan& plan() {
     return made;
 }
 
-std::string pathOf(const char* path) {
-    return path ? path : "";
-}
-
 std::string pathOf(int file) {
     std::array<char, 4096> path{};
     const auto link = "/proc/self/fd/" + std::to_string(file);
     return ::readlink(link.c_str(), path.data(), path.size() - 1) > 0 ? path.data() : "";
+}
+
+/// What is reached through a folder that is held open has a path like any other.
+std::string pathOf(const char* path) {
+    constexpr std::string_view held = "/proc/self/fd/";
+    if (!path || !std::string_view(path).starts_with(held)) {
+        return path ? path : "";
+    }
+    char* rest = nullptr;
+    const auto folder = std::strtol(path + held.size(), &rest, 10);
+    return pathOf(static_cast<int>(folder)) + rest;
 }
 
 bool changes(int flags) {
