@@ -113,7 +113,7 @@ Reply CommandCenter::open(const std::vector<std::string>& things) {
 }
 
 Reply CommandCenter::confirm(const std::vector<URL>& links, const std::optional<URL>& referrer) {
-    const Reply reply = window([&](Windows& windows) { windows.newDownload(links, referrer); });
+    Reply reply = window([&](Windows& windows) { windows.newDownload(links, referrer); });
     if (!reply.ok) {
         tessivar::log::lifecycle.error("no window to confirm " + std::to_string(links.size()) +
                                        " links that another program handed over");

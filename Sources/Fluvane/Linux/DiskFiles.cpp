@@ -97,15 +97,15 @@ void setLength(const Descriptor& file, std::int64_t size) {
 
 /// The file gets its name only when all else of it is as it should be. Not open when the name is taken;
 /// absent where this can't be done.
-std::optional<Descriptor> createdWhole(const std::string& path, const std::string& folder,
-                                       std::optional<std::int64_t> size, const Owner& owner) {
-    auto file = tessivar::openNameless(folder, fileMode);
+std::optional<Descriptor> createdWhole(const std::filesystem::path& path, std::optional<std::int64_t> size,
+                                       const Owner& owner) {
+    auto file = tessivar::openNameless(path.parent_path().string(), fileMode);
     if (!file.isOpen()) {
         return std::nullopt;
     }
     setLength(file, size.value_or(0));
     setMark(file.get(), owner);
-    const int code = tessivar::giveName(file.get(), path);
+    const int code = tessivar::giveName(file.get(), path.string());
     if (code != 0 && code != EEXIST) {
         return std::nullopt;
     }
@@ -341,7 +341,7 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
     } catch (const SystemError& error) {
         throw failure(error);
     }
-    auto file = createdWhole(path.string(), folder, size, owner);
+    auto file = createdWhole(path, size, owner);
     if (!file) {
         file = createdByName(path.string(), size, owner);
     }

@@ -208,7 +208,7 @@ int FinalMove::moveTo(const std::string& path, int descriptor) const {
 std::string FinalMove::toFreeName(const std::function<int(const std::string&)>& move) const {
     std::set<std::string> refused;
     while (true) {
-        const auto chosen = fileName::unique(name_, naming_, [&](const std::string& candidate) {
+        auto chosen = fileName::unique(name_, naming_, [&](const std::string& candidate) {
             return refused.contains(candidate) || tessivar::nameTaken((folderPath_ / candidate).string());
         });
         const int code = move((folderPath_ / chosen).string());
