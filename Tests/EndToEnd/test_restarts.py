@@ -36,14 +36,6 @@ class Restarts(EndToEnd):
         # What a connection whose end was cut off had on its way comes on top.
         self.assertLessEqual(again, allowed + 4 * MB, "bytes fetched twice")
 
-    def test_a_kill_right_after_adding_keeps_the_download(self):
-        original = self.server.make_file("small.bin", 3 * MB)
-        self.application.start()
-        number = self.application.add(self.server.link("/small.bin"))
-        self.application.kill()
-        self.application.start()
-        self.assert_identical(self.application.finished(number)["file"], original)
-
     def test_ends_cleanly_and_carries_on(self):
         original = self.server.make_file("big.bin", 30 * MB)
         self.application.start()

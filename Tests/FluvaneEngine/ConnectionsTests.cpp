@@ -75,18 +75,6 @@ TEST_F(ConnectionsTest, AFreeConnectionTakesHalfOfTheBiggestPieceLeft) {
     EXPECT_EQ(engine.transport->last().request.from, pieces[2].start);
 }
 
-TEST_F(ConnectionsTest, CapsOfRuleAndServerHold) {
-    allow(4, 4, {one});
-    engine.add("http://a.example/f");
-    engine.add("http://bücher.example/g");
-    engine.add("http://xn--bcher-kva.example/h");
-    for (int second = 0; second < 25; ++second) {
-        engine.scheduler.runFor(1);
-        EXPECT_EQ(connections(1_id), 1);
-        EXPECT_LE(connections(2_id) + connections(3_id), 4);
-    }
-}
-
 TEST_F(ConnectionsTest, ChangedCapsApplyToWhatRuns) {
     server.size = 1'000'000'000;
     allow(4);
@@ -194,16 +182,6 @@ TEST_F(ConnectionsTest, TheConnectionsOfAServerAreSharedAndAnOnlyOneIsTakenForTh
     EXPECT_EQ(connections(1_id), 1);
     EXPECT_EQ(engine.state(2_id), "queued");
     EXPECT_EQ(connections(3_id), 1);
-}
-
-TEST_F(ConnectionsTest, UnreportedBytesAreKeptWhenAConnectionIsClosedAndThoseUnderWayAreNot) {
-    engine.add("http://a.example/f");
-    engine.turns();
-    engine.transport->transfers[0]->sendQuietly(123'000);
-    EXPECT_EQ(engine.manager->download(1_id)->liveBytes(), 123'000);
-    engine.transport->transfers[0]->writesOnCancel = 456;
-    engine.manager->pause(1_id);
-    EXPECT_EQ(engine.record(1_id).doneBytes(), 123'000);
 }
 
 TEST_F(ConnectionsTest, AStaleEventIsDroppedEvenIfItsPieceHasANewConnection) {

@@ -40,16 +40,6 @@ protected:
     Engine engine;
 };
 
-TEST_F(DownloadManagerTest, AdmitsUpToTheLimitInTheOrderOfTheLine) {
-    addSome(5);
-    EXPECT_EQ(states(), "sssqq");
-    EXPECT_EQ(line(), "45");
-    engine.manager->pause(1_id);
-    EXPECT_EQ(states(), "psssq");
-    engine.manager->resume(1_id);
-    EXPECT_EQ(line(), "15") << "its number is its place";
-}
-
 TEST_F(DownloadManagerTest, NextInLineGoesBeforeTheFirstEvenBelowZero) {
     addSome(6);
     engine.manager->downloadNext(6_id);
@@ -76,22 +66,6 @@ TEST_F(DownloadManagerTest, AnExtremePlaceFromAnEditedListIsNoCrash) {
     engine.manager->downloadNext(1_id);
     engine.manager->downloadNext(2_id);
     EXPECT_EQ(engine.manager->downloads().size(), 5U);
-}
-
-TEST_F(DownloadManagerTest, PrioritizedStartsPastTheLimitAndIsAlone) {
-    engine.config.simultaneous = 1;
-    engine.manager->apply(engine.config);
-    addSome(3);
-    EXPECT_EQ(states(), "sqq");
-    engine.manager->prioritize(2_id, true);
-    EXPECT_EQ(states(), "ssq");
-    engine.manager->prioritize(3_id, true);
-    EXPECT_EQ(states(), "sss");
-    EXPECT_EQ(engine.record(2_id).prioritized, std::nullopt);
-    engine.manager->prioritize(3_id, false);
-    engine.manager->pause(3_id);
-    engine.manager->prioritize(3_id, true);
-    EXPECT_EQ(states(), "sss") << "a paused one starts";
 }
 
 TEST_F(DownloadManagerTest, PauseAllTouchesNoServerAndResumeAllLeavesFailuresAlone) {
@@ -136,36 +110,6 @@ TEST_F(DownloadManagerTest, RemoveDeletesTheUnfinishedFileAndLateEventsFindNobod
     engine.scheduler.runFor(10);
     EXPECT_THAT(engine.files->paths(), IsEmpty());
     EXPECT_THAT(engine.store->saved, IsEmpty());
-}
-
-TEST_F(DownloadManagerTest, ALimitedNetworkHoldsWhatWasNotAddedOnIt) {
-    addSome(2);
-    engine.manager->setLimitedNetwork(LimitedNetwork::hotspot);
-    engine.turns();
-    EXPECT_EQ(states(), "ll");
-    EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Queued{}))
-        << "never outlives a restart";
-    engine.add("http://new.example/a");
-    EXPECT_EQ(states(), "lls");
-    engine.manager->resume(2_id);
-    EXPECT_EQ(states(), "lss");
-    engine.manager->setLimitedNetwork(std::nullopt);
-    EXPECT_EQ(states(), "sss");
-    engine.manager->setLimitedNetwork(LimitedNetwork::lowDataMode);
-    EXPECT_EQ(states(), "lll") << "leave was for the last limited network only";
-    engine.config.waitOnHotspots = false;
-    engine.manager->apply(engine.config);
-    EXPECT_EQ(states(), "sss");
-}
-
-TEST_F(DownloadManagerTest, OfflineWaitsAndOnlineCarriesOn) {
-    addSome(5);
-    engine.manager->pause(5_id);
-    engine.manager->setOnline(false);
-    EXPECT_EQ(states(), "oooop");
-    EXPECT_THAT(engine.transport->live(), IsEmpty());
-    engine.manager->setOnline(true);
-    EXPECT_EQ(states(), "sssqp");
 }
 
 TEST_F(DownloadManagerTest, SettingsApplyAtOnce) {

@@ -41,23 +41,6 @@ TEST(ListSaver, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
     EXPECT_LE(engine.store->writes - before, 3);
 }
 
-TEST_F(ListSaverTest, NeverClaimsBytesThatAreNotSyncedNorWaitsForASyncToTellOfACommand) {
-    fetch(100'000'000, 1.9);
-    engine.store->syncDelay = 5;
-    engine.scheduler.runFor(0.2); // a checkpoint is under way now
-    const auto received = live();
-    bool told = false;
-    engine.add("http://b.example/g");
-    engine.manager->whenSaved([&](auto) { told = true; });
-    engine.turns();
-    EXPECT_TRUE(told);
-    ASSERT_EQ(engine.store->saved.size(), 2U);
-    EXPECT_EQ(saved(), 0) << "nothing has been synced yet";
-    engine.scheduler.runFor(5.5);
-    EXPECT_GT(saved(), 3'000'000) << "the checkpoint's claim isn't lost";
-    EXPECT_LE(saved(), received) << "what came during the sync isn't claimed";
-}
-
 TEST_F(ListSaverTest, WhatIsSavedIsAtMostTwoSecondsOldAndARestartCarriesOnFromIt) {
     fetch(60'000'000, 9.3);
     const auto claimed = saved();
@@ -157,33 +140,6 @@ TEST_F(ListSaverTest, ADiskThatHangsHoldsUpNeitherAnotherNorTheEnd) {
     EXPECT_EQ(claimed(1), manager.download(2_id)->liveBytes());
     EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr("a disk didn't answer")));
     engine.store->hung = {};
-    engine.restart();
-    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
-    EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
-}
-
-TEST_F(ListSaverTest, WhatCouldNotBeSyncedIsNeverClaimedNorTrustedLater) {
-    fetch(200'000'000, 5);
-    const auto good = saved();
-    engine.files->failSync = "Input/output error";
-    engine.scheduler.runFor(4);
-    EXPECT_EQ(saved(), good);
-    engine.manager->pause(1_id);
-    engine.scheduler.runFor(4);
-    engine.files->failSync.reset(); // a disk tells of lost bytes only once
-    EXPECT_EQ(engine.store->saved[0].state, DownloadState(DownloadState::Paused{}));
-    EXPECT_EQ(saved(), good);
-    engine.restart();
-    engine.manager->resume(1_id);
-    engine.scheduler.runFor(5);
-    const auto later = saved();
-    EXPECT_GT(later, good);
-    engine.files->failSync = "Input/output error";
-    engine.add("http://b.example/g");
-    engine.manager->stop();
-    ASSERT_THAT(engine.store->saved, testing::SizeIs(2)) << "the end saves the states all the same";
-    EXPECT_EQ(saved(), later);
-    engine.files->failSync.reset();
     engine.restart();
     ASSERT_TRUE(engine.runUntil(1_id, "finished"));
     EXPECT_EQ(engine.files->contents("/downloads/f"), content(0, server.size));
