@@ -76,19 +76,17 @@ ResponseHead::Step ResponseHead::addField(std::string_view line) {
     const auto name = withoutBlanks(line.substr(0, colon));
     const auto value = withoutBlanks(line.substr(colon + 1));
     leadsElsewhere_ = leadsElsewhere_ || (text::equalIgnoringASCIICase(name, "location") && !value.empty());
-    if (contradicts(name, value)) {
-        return Step::unusable;
-    }
     headers_.emplace_back(name, value);
-    return Step::more;
+    return contradictsItself() ? Step::unusable : Step::more;
 }
 
 /// Of two lengths the engine would go by one and the library by the other.
-bool ResponseHead::contradicts(std::string_view name, std::string_view value) const {
+bool ResponseHead::contradictsItself() const {
     constexpr std::string_view length = "content-length";
-    return text::equalIgnoringASCIICase(name, length) &&
+    const auto& last = headers_.back();
+    return text::equalIgnoringASCIICase(last.first, length) &&
            std::ranges::any_of(headers_, [&](const auto& header) {
-               return text::equalIgnoringASCIICase(header.first, length) && header.second != value;
+               return text::equalIgnoringASCIICase(header.first, length) && header.second != last.second;
            });
 }
 

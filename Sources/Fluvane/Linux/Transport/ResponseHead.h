@@ -32,7 +32,7 @@ public:
 private:
     void startHead(std::string_view statusLine);
     [[nodiscard]] Step addField(std::string_view line);
-    [[nodiscard]] bool contradicts(std::string_view name, std::string_view value) const;
+    [[nodiscard]] bool contradictsItself() const;
     [[nodiscard]] Step endHead();
 
     std::size_t total_ = 0;
