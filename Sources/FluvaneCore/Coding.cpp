@@ -435,22 +435,22 @@ DownloadRecord decode<DownloadRecord>(const Json& json) {
 }
 
 template <>
-Rule::Match decode<Rule::Match>(const Json& match) {
-    if (const auto kind = optional<std::string>(match, "kind")) {
+Rule::Match decode<Rule::Match>(const Json& json) {
+    if (const auto kind = optional<std::string>(json, "kind")) {
         const auto known = fileKind::from(*kind);
         if (!known) {
             throw DecodingError(Kind::dataCorrupted, "Expected a kind of file under 'kind'.");
         }
         return Rule::Kind{*known};
     }
-    if (const Json* list = detail::find(match, "extensions"); list && !list->is_null()) {
-        auto extensions = decodeList<std::string>(match, "extensions");
+    if (const Json* list = detail::find(json, "extensions"); list && !list->is_null()) {
+        auto extensions = decodeList<std::string>(json, "extensions");
         for (std::string& extension : extensions) {
             extension = text::lowercased(extension);
         }
         return Rule::Extensions{std::move(extensions)};
     }
-    if (const auto site = optional<std::string>(match, "site")) {
+    if (const auto site = optional<std::string>(json, "site")) {
         return Rule::Site{text::lowercased(*site)};
     }
     throw DecodingError(Kind::dataCorrupted, "No kind, extensions or site");

@@ -73,7 +73,7 @@ private:
     void noticeWhatIsSeen();
     void presentDownloads();
     void downloadsClosed();
-    void askBeforeQuitting(int running);
+    void askBeforeQuitting(int count);
     [[nodiscard]] std::vector<std::string> draw(const Pictures& into);
 
     ListFeed feed_;
