@@ -166,6 +166,7 @@ LogFiles::LogFiles(Options options) : files_(std::make_unique<Files>()), options
 
 LogFiles::~LogFiles() = default;
 
+// NOLINTNEXTLINE(bugprone-easily-swappable-parameters): as the port has it
 void LogFiles::write(Log::Level level, std::string_view category, std::string_view message) noexcept {
     try {
         const auto text = escaped(message);
@@ -204,8 +205,9 @@ std::string LogFiles::recentMarked(std::chrono::minutes last) const {
         room -= texts.back().size();
     }
     std::string lines;
-    for (auto text = texts.rbegin(); text != texts.rend(); ++text) {
-        appendSince(lines, *text, sinceText);
+    std::ranges::reverse(texts);
+    for (const auto& text : texts) {
+        appendSince(lines, text, sinceText);
     }
     return lines;
 }
