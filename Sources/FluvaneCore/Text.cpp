@@ -120,6 +120,14 @@ std::string replacingMisleading(std::string_view utf8, const std::function<std::
     result.reserve(utf8.size());
     char32_t before = 0;
     while (!utf8.empty()) {
+        const auto plain = static_cast<std::size_t>(
+            std::ranges::find_if(utf8, [](char c) { return c < ' ' || c >= 0x7F; }) - utf8.begin());
+        if (plain > 0) { // most of it, and long replies are cleaned, too
+            result += utf8.substr(0, plain);
+            before = static_cast<unsigned char>(utf8[plain - 1]);
+            utf8.remove_prefix(plain);
+            continue;
+        }
         const Scalar scalar = firstScalar(utf8);
         const bool joinsNothing = isJoiner(scalar.value) && !mayBeJoined(before);
         if (tessivar::misleading::isOne(scalar.value) || joinsNothing) {
