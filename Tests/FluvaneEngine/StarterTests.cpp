@@ -295,6 +295,31 @@ TEST_F(CarryOnTest, KeepsWhatItHasWhileThatCannotBeReached) {
     }
 }
 
+TEST_F(CarryOnTest, WhatIsGoneAtAStartMayComeBackUntilSomebodyAsks) {
+    const auto partial = *record().partial;
+    const auto size = record().size;
+    engine.manager->resume(1_id);
+    engine.turns();
+    engine.files->take(partial.path());
+    engine.restart();
+    engine.turns();
+    EXPECT_EQ(engine.failure(1_id),
+              "The unfinished file isn't there. It may be on a drive that isn't connected.");
+    EXPECT_EQ(record().doneBytes(), 100'000);
+    engine.files->put(partial.path(), std::string(static_cast<std::size_t>(*size), 'x'), 2_id);
+    engine.store->error = "No space left on device";
+    engine.manager->resume(1_id);
+    engine.turns();
+    EXPECT_EQ(engine.failure(1_id), "The list of downloads can't be saved: No space left on device")
+        << "another download's file is nothing to carry on with, but what is saved may be claimed of it";
+    engine.store->error.reset();
+    engine.manager->resume(1_id);
+    engine.scheduler.runFor(3); // it is tried again every 2 s
+    engine.transport->last().respondPart(4'000'000);
+    EXPECT_EQ(record().name, "file (1).bin");
+    EXPECT_TRUE(engine.files->exists(partial)) << "it isn't ours";
+}
+
 TEST_F(CarryOnTest, AFreshLinkCarriesOnFromTheSavedBytes) {
     engine.manager->updateLink(1_id, link("http://mirror.example/file.bin"));
     engine.turns();
