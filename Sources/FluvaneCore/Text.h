@@ -39,8 +39,8 @@ void append(std::string& utf8, char32_t scalar);
 [[nodiscard]] bool isNewline(char32_t scalar);
 [[nodiscard]] bool isControl(char32_t scalar); ///< NUL, C0, DEL, C1 and format controls of category Cc.
 [[nodiscard]] bool isLetterOrDigit(char32_t scalar);
-/// The text with something else for each scalar that may mislead whoever reads it, `instead(scalar)`: those of
-/// tessivar::misleading, and joiners that join nothing.
+/// The text with something else for each scalar that may mislead whoever reads it, `instead(scalar)`: those
+/// of tessivar::misleading, and joiners that join nothing.
 [[nodiscard]] std::string replacingMisleading(std::string_view utf8,
                                               const std::function<std::string(char32_t)>& instead);
 /// Letters, marks, digits and symbols (there are hosts of emoji) beyond ASCII: no white space, controls,
