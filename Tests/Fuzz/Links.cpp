@@ -4,6 +4,8 @@
 // Pasted text and single links.
 
 #include "Fluvane/Links/Links.h"
+#include "FluvaneCore/NumberedRange.h"
+#include "FluvaneCore/Text.h"
 #include "Fuzz/Fuzz.h"
 #include <set>
 
@@ -18,6 +20,9 @@ const fuzz::Inputs fuzz::seeds = {
     "file:///a/b c"};
 
 void fuzz::check(std::string_view input) {
+    if (numberedRange::expand(text::repaired(input)).size() > 2'000) {
+        return; // a series of three tells as much as one of a thousand, in less time
+    }
     std::set<std::string> seen;
     for (const URL& link : links::find(input)) {
         require(URL::parse(link.absoluteString()).has_value(), "a link can be read again");
