@@ -144,8 +144,9 @@ def preload():
 
 
 def processor(process):
-    """Seconds of its time that a process has had."""
-    fields = pathlib.Path(f"/proc/{process.pid}/stat").read_text().rsplit(")")[-1].split()
+    """Seconds of its time that a process has had, if there is one."""
+    file = pathlib.Path(f"/proc/{process.pid}/stat")
+    fields = file.read_text().rsplit(")")[-1].split() if process.poll() is None else [0] * 13
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
 
