@@ -68,7 +68,7 @@ int active(const World& world) {
 }
 
 bool hasSomethingThatWakesIt(const World& world, const Download& download) {
-    const bool hangs = !world.engine.files->hung.empty() || world.engine.scheduler.now() <= world.lateUntil;
+    const bool hangs = !world.files.hung.empty() || world.engine.scheduler.now() <= world.lateUntil;
     const bool isIdle = download.transfers.empty() && !download.retry.isPending();
     switch (download.record.state.kind()) {
     case StateKind::starting:

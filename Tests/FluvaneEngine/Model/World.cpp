@@ -53,7 +53,7 @@ constexpr Kind kinds[] = {
 World::World() {
     tessivar::Log::setSink({});
     tessivar::Log::detailed = false;
-    engine.files->make = [](auto device) { return std::make_shared<ContentFile>(device); };
+    files.make = [](auto device) { return std::make_shared<ContentFile>(device); };
     manager().start();
     engine.turns();
 }
@@ -167,23 +167,11 @@ void World::network() {
     }
 }
 
-std::array<World::Fault, 7> World::faults() {
-    auto& files = *engine.files;
-    return {{{"syncing", files.failSync},
-             {"writing to what is full", files.failFull},
-             {"creating", files.failCreate},
-             {"opening", files.failOpen},
-             {"moving", files.failFinish},
-             {"reading", files.failChecksum},
-             {"saving the list", engine.store->error}}};
-}
-
 void World::disk() {
-    auto& files = *engine.files;
     auto& hung = engine.store->hung;
     const auto which = how % 12;
     if (which < 7) {
-        auto& fault = faults()[which].is;
+        auto& fault = *faults[which];
         fault = fault ? std::nullopt : std::optional<std::string>("It fails.");
         syncFailed = syncFailed || files.failSync;
     } else if (which < 9) {
@@ -210,14 +198,14 @@ void World::restart() {
     }
     engine.scheduler.forget();
     engine.store->forget();
-    engine.files->forget();
-    for (const auto& path : isPowerCut ? engine.files->paths() : std::vector<std::string>()) {
-        engine.files->bytes(path)->lose();
+    files.forget();
+    for (const auto& path : isPowerCut ? files.paths() : std::vector<std::string>()) {
+        files.bytes(path)->lose();
     }
     askedOnLimited.clear();
     keptRemovals.clear();
     unanswered = 0;
-    syncFailed = engine.files->failSync.has_value();
+    syncFailed = files.failSync.has_value();
     engine.restart();
     manager().setLimitedNetwork(limit);
     manager().setOnline(isOnline);
@@ -259,12 +247,12 @@ void World::pass(double seconds) {
 }
 
 void World::recover() {
-    for (const auto& fault : faults()) {
-        fault.is.reset();
+    for (auto* const fault : faults) {
+        fault->reset();
     }
-    engine.files->freeSpace.reset();
-    for (const auto id : std::set(engine.files->hung)) {
-        engine.files->answer(id);
+    files.freeSpace.reset();
+    for (const auto id : std::set(files.hung)) {
+        files.answer(id);
     }
     engine.store->hung.clear();
     askedOnLimited.clear();
@@ -312,26 +300,24 @@ std::optional<Checksum> World::checksum() const {
 }
 
 std::shared_ptr<const ContentFile> World::file(const std::optional<URL>& location) const {
-    const auto bytes = location ? engine.files->bytes(location->path()) : nullptr;
+    const auto bytes = location ? files.bytes(location->path()) : nullptr;
     return std::static_pointer_cast<const ContentFile>(bytes);
 }
 
-std::string World::picture() {
+std::string World::picture() const {
     const auto& config = manager().config();
-    auto text =
-        fmt::format("  {} connections, {} at a server, {} downloads, {}{}", config.connections,
-                    config.connectionsPerServer, config.simultaneous,
-                    manager().online() ? "online" : "offline", manager().limitedNetwork() ? ", limited" : "");
-    for (const auto& fault : faults()) {
-        text += fault.is ? fmt::format(", {} fails", fault.words) : "";
+    auto text = fmt::format(
+        "  {} connections, {} at a server, {} downloads, {}, {} network, faults: ", config.connections,
+        config.connectionsPerServer, config.simultaneous, manager().online() ? "online" : "offline",
+        manager().limitedNetwork() ? "limited" : "any");
+    for (const auto* const fault : faults) {
+        text += *fault ? "x" : "-";
     }
     for (const auto* const download : manager().downloads()) {
         const auto& record = download->record;
-        text += fmt::format("\n  {} {}{}: {}, {} of {} bytes in {} pieces, {} connections, {}; {}", record.id,
-                            record.url.absoluteString(), download->isPrioritized() ? ", prioritized" : "",
-                            engine.failure(record.id), download->liveBytes(), record.size.value_or(-1),
-                            record.pieces.size(), download->transfers.size(),
-                            record.partial ? record.partial->path() : "no file",
+        text += fmt::format("\n  {} {}: {}, {} of {} bytes in {} pieces, {} connections; {}", record.id,
+                            record.url.absoluteString(), engine.failure(record.id), download->liveBytes(),
+                            record.size.value_or(-1), record.pieces.size(), download->transfers.size(),
                             download->retry.isPending() ? "retries: " + download->retry.reason : "");
     }
     return text;

@@ -23,7 +23,7 @@ struct World {
     /// Ends every fault, and serves until nothing goes on anymore.
     void recover();
     /// The world and all downloads as they are, for people.
-    [[nodiscard]] std::string picture();
+    [[nodiscard]] std::string picture() const;
 
     [[nodiscard]] DownloadManager& manager() const { return *engine.manager; }
     /// Null when there is none.
@@ -31,6 +31,10 @@ struct World {
 
     support::Engine engine;
     Servers servers{*engine.transport};
+    support::MemoryFileStore& files = *engine.files;
+    const std::array<std::optional<std::string>*, 7> faults{
+        &files.failSync,   &files.failFull,     &files.failCreate,   &files.failOpen,
+        &files.failFinish, &files.failChecksum, &engine.store->error};
     bool isAtRest = true; ///< All that is due has been done.
 
     // What was asked of it, and what it said.
@@ -45,10 +49,6 @@ struct World {
     bool lostAtStop = false;                         ///< Something that a good end has to keep.
 
     // Steps, and what they need.
-    struct Fault {
-        const char* words;
-        std::optional<std::string>& is;
-    };
     unsigned who = 0, how = 0, more = 0; ///< Small numbers, of the step.
     void add();
     void remove();
@@ -62,7 +62,6 @@ struct World {
     void pass(double seconds);
     [[nodiscard]] DownloadID pick();
     [[nodiscard]] std::optional<Checksum> checksum() const;
-    [[nodiscard]] std::array<Fault, 7> faults();
     void whenSaved(std::set<DownloadID>& kept, DownloadID id);
     void noteBefore();
     [[nodiscard]] bool stop();
