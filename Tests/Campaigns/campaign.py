@@ -41,7 +41,7 @@ class Tally:
         self.measured |= {what: value}
 
     def __str__(self):
-        return ", ".join([f"{value:,} {what}" for what, value in self.counted.items()] +
+        return ", ".join([f"{value:,} {what}" for what, value in self.counted.items() if value] +
                          [f"at most {value:,.1f} {what}" for what, value in self.measured.items()])
 
 
