@@ -24,47 +24,51 @@ sys.path += [str(pathlib.Path(__file__).parents[1] / "EndToEnd"),
              str(pathlib.Path(__file__).parents[2] / "Benchmarks/Races")]
 import harness
 
+os.environ["PATH"] += ":/usr/sbin:/sbin"
+SHIM = ("-shared", "-fPIC", "-U_FORTIFY_SOURCE")  # with the source, of what `preload` loads
 
-class Case:
-    """`random` is the case's own chance, `folder` its folder. What is counted is added up over the cases, of what is
-    measured the most is told."""
 
-    def __init__(self, seed, number, folder, minutes=None):
-        self.seed, self.number, self.folder, self.minutes = seed, number, folder, minutes
-        self.random = random.Random(f"{seed}-{number}")
-        self.counted, self.measured = collections.Counter(), {}
+class Tally:
+    """What is counted is added up over the cases, of what is measured the most is told."""
+
+    def __init__(self):
+        self.counted, self.measured = collections.Counter(), collections.Counter()
 
     def count(self, what, times=1):
         self.counted[what] += times
 
     def measure(self, what, value):
-        self.measured[what] = max(value, self.measured.get(what, value))
+        self.measured |= {what: value}
+
+    def __str__(self):
+        return ", ".join([f"{value:,} {what}" for what, value in self.counted.items() if value] +
+                         [f"at most {value:,.1f} {what}" for what, value in self.measured.items()])
 
 
-def main(play, cases=None, missing=None, lasting=False, shim=None):
+class Case(Tally):
+    """`random` is the case's own chance, `folder` its folder."""
+
+    def __init__(self, seed, number, folder, minutes):
+        super().__init__()
+        self.seed, self.number, self.folder, self.minutes = seed, number, folder, minutes
+        self.random = random.Random(f"{seed}-{number}")
+
+
+def main(play, cases=None, missing=None, lasting=False, built=()):
     """Runs `play(case)` for each case: `cases` of them when they are a fixed table, else as many as are asked for.
     With `lasting` it is each case that takes the minutes asked for (`case.minutes`, else None). `missing` is a sentence
-    if this machine can't run it. `shim` is the source of a library, for `preload`."""
+    if this machine can't run it. What a compiler makes of `built` is at $FLUVANE_BUILT."""
     arguments = _arguments(cases)
-    if shim and not missing and "FLUVANE_SHIM" not in os.environ:
-        with tempfile.TemporaryDirectory() as folder:
-            os.environ["FLUVANE_SHIM"] = f"{folder}/shim.so"
-            subprocess.run([os.environ.get("CXX", "c++"), "-std=c++20", "-shared", "-fPIC", "-O2", "-U_FORTIFY_SOURCE",
-                            "-o", os.environ["FLUVANE_SHIM"], shim, "-ldl"], check=True)
-            return main(play, cases, missing, lasting)
-    if missing:
-        print(f"{_name()}: left out: {missing}")
-    elif arguments.case is not None:
-        _play_one(play, arguments)
-    elif not _play_all(arguments, cases, lasting):
-        sys.exit(1)
-
-
-def preload():
-    """The environment of a program that is to have the campaign's shim in it."""
-    ours = "verify_asan_link_order=0"  # the sanitizer wants to be first, but need not be
-    return {"LD_PRELOAD": os.environ["FLUVANE_SHIM"],
-            "ASAN_OPTIONS": ":".join(filter(None, (os.environ.get("ASAN_OPTIONS"), ours)))}
+    with tempfile.TemporaryDirectory() as folder:
+        if built and not missing and "FLUVANE_BUILT" not in os.environ:  # else it is the whole campaign's
+            os.environ["FLUVANE_BUILT"] = f"{folder}/built"
+            run(os.environ.get("CXX", "c++"), "-std=c++20", "-O2", "-o", f"{folder}/built", *built)
+        if missing:
+            print(f"{_name()}: left out: {missing}")
+        elif arguments.case is not None:
+            _play_one(play, arguments)
+        elif not _play_all(arguments, cases, lasting):
+            sys.exit(1)
 
 
 def _name():
@@ -88,61 +92,69 @@ def _play_one(play, arguments):
     with harness.scene() as folder:
         case = Case(arguments.seed, arguments.case, folder, arguments.minutes)
         play(case)
-    print(json.dumps({"counted": case.counted, "measured": case.measured}))
+    print(json.dumps([case.counted, case.measured]))
 
 
 def _play_all(arguments, cases, lasting):
-    began = time.monotonic()
-    count = arguments.count or (1 << 40 if arguments.minutes and not cases else cases or 10)
+    began, all_, ended = time.monotonic(), Tally(), []
+    numbers = itertools.count(arguments.first)
+    if arguments.count or cases or not arguments.minutes:
+        numbers = iter(range(arguments.first, arguments.first + (arguments.count or cases or 10)))
     deadline = began + arguments.minutes * 60 if arguments.minutes and not lasting else float("inf")
-    results, lost = Results(), []
+    minutes = ("--minutes", str(arguments.minutes)) if lasting and arguments.minutes else ()
 
-    def run(number):
-        if time.monotonic() > deadline:
-            return
-        command = [sys.executable, "-B", sys.argv[0], str(harness.programs), "--seed", arguments.seed,
-                   "--case", str(number), *(("--minutes", str(arguments.minutes)) if lasting and arguments.minutes else ())]
-        result = subprocess.run(command, capture_output=True, text=True)
-        if result.returncode == 0:
-            results.take(json.loads(result.stdout.splitlines()[-1]))
-        else:
-            lost.append(number)
-            print(f"FAILED: {' '.join(command[2:])}\n{result.stdout[-4000:]}{result.stderr[-8000:]}", flush=True)
+    def work(_):
+        while time.monotonic() <= deadline and (number := next(numbers, None)) is not None:
+            command = [sys.argv[0], str(harness.programs), "--seed", arguments.seed, "--case", str(number), *minutes]
+            result = subprocess.run([sys.executable, "-B", *command], capture_output=True, text=True)
+            ended.append(result.returncode == 0)
+            if result.returncode == 0:
+                counted, measured = json.loads(result.stdout.splitlines()[-1])
+                all_.counted.update(counted)
+                all_.measured |= measured
+            else:
+                print(f"FAILED: {' '.join(command)}\n{result.stdout[-4000:]}{result.stderr[-8000:]}", flush=True)
 
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        numbers = iter(range(arguments.first, arguments.first + count))
-        pending = {pool.submit(run, number) for number in itertools.islice(numbers, arguments.jobs)}
-        while pending:
-            done, pending = concurrent.futures.wait(pending, return_when=concurrent.futures.FIRST_COMPLETED)
-            for each in done:
-                each.result()
-            if time.monotonic() <= deadline:
-                pending |= {pool.submit(run, number) for number in itertools.islice(numbers, len(done))}
-    print(f"{_name()}: {results.cases + len(lost):,} cases with seed {arguments.seed} in "
-          f"{time.monotonic() - began:,.0f} s: {len(lost)} failed; {results}")
-    return not lost and results.cases > 0
+        list(pool.map(work, range(arguments.jobs)))
+    print(f"{_name()}: {len(ended):,} cases with seed {arguments.seed} in {time.monotonic() - began:,.0f} s: "
+          f"{ended.count(False)} failed; {all_}")
+    return ended and all(ended)
 
 
-class Results:
-    def __init__(self):
-        self.cases, self.counted, self.measured = 0, collections.Counter(), {}
+# -- What they do alike
 
-    def take(self, result):
-        self.cases += 1
-        self.counted.update(result["counted"])
-        for what, value in result["measured"].items():
-            self.measured[what] = max(value, self.measured.get(what, value))
-
-    def __str__(self):
-        return ", ".join([f"{value:,} {what}" for what, value in self.counted.items()] +
-                         [f"at most {value:,.1f} {what}" for what, value in self.measured.items()])
+class Refused(Exception):
+    """What a program, the first word, couldn't do on this machine."""
 
 
-# -- The judgement
+def run(*words):
+    """What the program told."""
+    try:
+        return subprocess.run([*map(str, words)], check=True, capture_output=True, text=True).stdout.strip()
+    except (FileNotFoundError, subprocess.CalledProcessError) as problem:
+        raise Refused(words[0], getattr(problem, "stderr", str(problem)).strip()) from None
+
+
+def preload():
+    """The environment of a program that is to have in it what was built."""
+    ours = "verify_asan_link_order=0"  # the sanitizer wants to be first, but need not be
+    return {"LD_PRELOAD": os.environ["FLUVANE_BUILT"],
+            "ASAN_OPTIONS": ":".join(filter(None, (os.environ.get("ASAN_OPTIONS"), ours)))}
+
+
+def processor(process):
+    """Seconds of its time that a process has had, if there is one."""
+    file = pathlib.Path(f"/proc/{process.pid}/stat")
+    fields = file.read_text().rsplit(")")[-1].split() if process.poll() is None else [0] * 13
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
 
 def path_of(url):
     return pathlib.Path(urllib.parse.unquote(urllib.parse.urlsplit(url).path))
 
+
+# -- The judgement
 
 class Judge:
     """Knows what was served: `content` maps the last component of a link to the bytes behind it."""
@@ -164,9 +176,8 @@ class Judge:
     @staticmethod
     def saved(application):
         """The list with the removed ones whose files are to be deleted."""
-        if not application.list_file.exists():
-            return []
-        return json.loads(application.list_file.read_text())["downloads"]
+        file = application.list_file
+        return json.loads(file.read_text())["downloads"] if file.exists() else []
 
     def records(self, application):
         return [record for record in self.saved(application) if not record.get("removed")]
@@ -183,27 +194,22 @@ class Judge:
             return 0  # it begins anew, whatever there is
         for path in (path_of(record["partial"]), path_of(record["folder"]) / record["name"]):
             if path.exists():  # under the one name or, once moved, under the other
-                with open(path, "rb") as file:
-                    return sum(self._piece(record, piece, file, source) for piece in claimed)
+                ours = path.read_bytes()
+                for first, past in ((piece["start"], piece["start"] + piece["done"]) for piece in claimed):
+                    self._same(ours[first:past], source[first:past], f"{path} from {first}, claimed by {record}")
+                return sum(piece["done"] for piece in claimed)
         raise AssertionError(f"what is claimed isn't there: {record}")
-
-    def _piece(self, record, piece, file, source):
-        file.seek(piece["start"])
-        self._same(file.read(piece["done"]), source[piece["start"]:piece["start"] + piece["done"]],
-                   f"{file.name} from {piece['start']}, claimed by {record}")
-        return piece["done"]
 
     @staticmethod
     def _same(ours, source, where):
         if ours != source:
-            first = next((i for i, (a, b) in enumerate(zip(ours, source)) if a != b), min(len(ours), len(source)))
+            first = len(os.path.commonprefix([ours, source]))
             raise AssertionError(f"{where}: wrong at byte {first}; {len(ours)} bytes where {len(source)} are right")
 
-    def at_end(self, application, names, folder=None, others=()):
-        """All is finished: the folder (the application's, if no other is given) and the `others` hold exactly the files
-        `names` (path or, in the folder, name: last component of its link), identical to their sources, and the list
-        exactly their entries."""
-        folder = pathlib.Path(folder or application.downloads)
+    def at_end(self, application, names, *others):
+        """All is finished: the application's folder and the others hold exactly the files `names` (path or, in the
+        folder, name: last component of its link), identical to their sources, and the list exactly their entries."""
+        folder = application.downloads
         names = {str(folder / name): source for name, source in names.items()}
         found = {str(entry) for each in (folder, *others) for entry in each.rglob("*") if not entry.is_dir()}
         assert found == set(names), f"there is {sorted(found)} instead of {sorted(names)}"

@@ -14,13 +14,14 @@ import time
 from harness import Ended, end, start, wait_for
 
 HERE = ("192.0.2.1", "192.0.2.2", "192.0.2.3")  # this end's addresses
-_NEW_USER, _NEW_NETWORK = 0x10000000, 0x40000000  # of unshare
+NEW_MOUNTS, _NEW_USER, NEW_NETWORK = 0x20000, 0x10000000, 0x40000000  # of unshare
 
 
-def leave_network():
+def leave(what):
+    """From here on the process has a network, or what else it names, of its own; also who isn't root may do that."""
     system, user, group = ctypes.CDLL(None, use_errno=True), os.geteuid(), os.getegid()
-    if system.unshare(_NEW_NETWORK | (_NEW_USER if user else 0)):
-        raise OSError(ctypes.get_errno(), "no network of its own")
+    if system.unshare(what | (_NEW_USER if user else 0)):
+        raise OSError(ctypes.get_errno(), "nothing of its own")
     for name, line in (("setgroups", "deny"), ("uid_map", f"0 {user} 1"), ("gid_map", f"0 {group} 1")) if user else ():
         with open(f"/proc/self/{name}", "w") as file:
             file.write(line)
@@ -38,7 +39,7 @@ class Line(Ended):
     """`within` is the command that runs another one at the far end."""
 
     def __init__(self):
-        leave_network()
+        leave(NEW_NETWORK)
         self.far = start(["unshare", "--net", "sleep", "infinity"])
         self.within = ("nsenter", "--target", str(self.far.pid), "--net")
         wait_for(lambda: os.readlink(f"/proc/{self.far.pid}/ns/net") != os.readlink("/proc/self/ns/net"), "an end")

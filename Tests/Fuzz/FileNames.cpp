@@ -31,11 +31,17 @@ static void checkName(const std::string& given) {
     const auto [stem, extension] = fileName::split(cleaned);
     fuzz::require(text::equalIgnoringASCIICase(stem + extension, cleaned), "parts make the whole");
     fuzz::require(fileName::shortened(cleaned, 7).size() <= 7, "a short name is short");
-    const auto name = fileName::suggested(given, *URL::parse("http://h/a"), "text/html");
+    const auto type = [](const std::string& mime) -> std::optional<std::string> {
+        fuzz::require(!mime.empty() && mime.find(';') == std::string::npos && text::trimmed(mime) == mime,
+                      "a type is asked for plainly");
+        return "t";
+    };
+    const auto name = fileName::suggested(given, *URL::parse("http://h/a"), given, type);
     int asked = 0;
     const auto taken = [&](const std::string&) { return asked++ < 30; };
     const auto free = fileName::unique(name, DuplicateNaming::spaceParentheses, taken, 8);
-    fuzz::require(isSafe(name) && isSafe(free + ".fluvane"), "room is left for the unfinished file");
+    fuzz::require(name.size() <= fileName::longest && isSafe(name) && isSafe(free + ".fluvane"),
+                  "room is left for the unfinished file");
 }
 
 void fuzz::check(std::string_view input) {

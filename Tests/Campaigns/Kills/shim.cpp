@@ -21,23 +21,10 @@
 
 namespace {
 
-std::string setting(const char* name) {
-    const char* const value = std::getenv(name);
-    return value ? value : "";
-}
-
 /// Never destroyed, as threads may still be at work at the very end.
-struct Plan {
-    std::string call = setting("SHIM_CALL");
-    std::string path = setting("SHIM_PATH");
-    std::string lacks = " " + setting("SHIM_LACKS") + " ";
-    bool before = setting("SHIM_WHEN") == "before";
-    std::atomic<int> left = std::atoi(setting("SHIM_NUMBER").c_str());
-};
-
-Plan& plan() {
-    static auto& made = *new Plan;
-    return made;
+const std::string& setting(const char* name) {
+    const char* const value = std::getenv(name);
+    return *new std::string(value ? value : "");
 }
 
 std::string pathOf(int file) {
@@ -61,21 +48,24 @@ bool changes(int flags) {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
 
-template <class Where>
-bool isTheOne(const char* call, Where where) {
-    auto& all = plan();
-    return (all.call == call || all.call == "*") && all.left > 0 &&
-           ::fnmatch(all.path.c_str(), pathOf(where).c_str(), 0) == 0 && --all.left == 0;
+bool isTheOne(const char* name, const std::string& path) {
+    static const auto& call = setting("SHIM_CALL");
+    static const auto& paths = setting("SHIM_PATH");
+    static std::atomic<int> left = std::atoi(setting("SHIM_NUMBER").c_str());
+    return (call == name || call == "*") && left > 0 && ::fnmatch(paths.c_str(), path.c_str(), 0) == 0 &&
+           --left == 0;
 }
 
-template <class Result, class Where, class... Values>
-Result played(const char* name, Where where, Values... values) {
-    if (plan().lacks.find(" " + std::string(name) + " ") != std::string::npos) {
+template <class Result, class... Values>
+Result played(const char* name, const std::string& path, Values... values) {
+    static const auto& when = setting("SHIM_WHEN");
+    static const auto& lacks = setting("SHIM_LACKS");
+    if ((" " + lacks + " ").find(std::string(" ") + name + " ") != std::string::npos) {
         errno = EINVAL;
         return -1;
     }
-    const bool kills = isTheOne(name, where);
-    if (kills && plan().before) {
+    const bool kills = isTheOne(name, path);
+    if (kills && when == "before") {
         ::kill(::getpid(), SIGKILL);
     }
     const auto result = reinterpret_cast<Result (*)(Values...)>(dlsym(RTLD_NEXT, name))(values...);
@@ -92,7 +82,7 @@ Result played(const char* name, Where where, Values... values) {
 #define PLAY(result, name, where, values, ...)                                                               \
     extern "C" result played_##name(__VA_ARGS__) asm(#name) __attribute__((visibility("default"), used));    \
     result played_##name(__VA_ARGS__) {                                                                      \
-        return played<result>(#name, where, VALUES values);                                                  \
+        return played<result>(#name, pathOf(where), VALUES values);                                          \
     }
 
 PLAY(int, open, changes(flags) ? path : nullptr, (path, flags, mode), const char* path, int flags,

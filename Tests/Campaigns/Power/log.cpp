@@ -13,7 +13,7 @@
 #define FUSE_USE_VERSION 35
 
 #include <fcntl.h>
-#include <fuse_lowlevel.h>
+#include <fuse.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,15 +26,12 @@
 #include <mutex>
 #include <random>
 #include <span>
-#include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
 enum class Kind : std::uint64_t { write, zeros, flush };
-constexpr fuse_ino_t firstDisk = 2; ///< The folder is 1.
-constexpr double forever = 86400;
 constexpr unsigned longestQueued = 1000; ///< Microseconds.
 
 std::vector<std::span<char>> disks;
@@ -55,77 +52,60 @@ std::uint64_t loggedSoFar() {
 }
 
 /// Takes place, and is logged, at one moment.
-void carryOut(Kind kind, fuse_ino_t number, off_t offset, std::size_t length,
-              std::span<const char> bytes = {}) {
+int carryOut(Kind kind, const fuse_file_info* file, off_t offset, off_t length,
+             std::span<const char> bytes = {}) {
     const auto asked = loggedSoFar();
     thread_local std::minstd_rand chance(std::random_device{}());
     std::this_thread::sleep_for(std::chrono::microseconds(chance() % longestQueued));
 
     const std::lock_guard guard(lock);
     const auto at = static_cast<std::uint64_t>(offset);
-    const std::array<std::uint64_t, 6> head{
-        static_cast<std::uint64_t>(kind), number - firstDisk, at, length, asked, sizeof(head) + bytes.size()};
+    const auto count = static_cast<std::uint64_t>(length);
+    const std::array<std::uint64_t, 6> head{static_cast<std::uint64_t>(kind), file->fh, at, count, asked,
+                                            sizeof(head) + bytes.size()};
     append({reinterpret_cast<const char*>(head.data()), sizeof(head)});
     append(bytes);
-    const auto place = disks[number - firstDisk].subspan(at, length);
+    const auto place = disks[file->fh].subspan(at, count);
     if (kind == Kind::write) {
         std::ranges::copy(bytes, place.begin());
     } else {
         std::ranges::fill(place, '\0');
     }
+    return static_cast<int>(bytes.size());
 }
 
-void write(fuse_req_t request, fuse_ino_t number, const char* bytes, std::size_t length, off_t at,
-           fuse_file_info*) {
-    carryOut(Kind::write, number, at, length, {bytes, length});
-    fuse_reply_write(request, length);
+int write(const char*, const char* bytes, std::size_t length, off_t at, fuse_file_info* file) {
+    return carryOut(Kind::write, file, at, static_cast<off_t>(length), {bytes, length});
 }
 
-void zero(fuse_req_t request, fuse_ino_t number, int, off_t at, off_t length, fuse_file_info*) {
-    carryOut(Kind::zeros, number, at, static_cast<std::size_t>(length));
-    fuse_reply_err(request, 0);
+int zero(const char*, int, off_t at, off_t length, fuse_file_info* file) {
+    return carryOut(Kind::zeros, file, at, length);
 }
 
-void flush(fuse_req_t request, fuse_ino_t number, int, fuse_file_info*) {
-    carryOut(Kind::flush, number, 0, 0);
-    fuse_reply_err(request, 0);
+int flush(const char*, int, fuse_file_info* file) {
+    return carryOut(Kind::flush, file, 0, 0);
 }
 
-void read(fuse_req_t request, fuse_ino_t number, std::size_t length, off_t offset, fuse_file_info*) {
+int read(const char*, char* bytes, std::size_t length, off_t offset, fuse_file_info* file) {
     const std::lock_guard guard(lock);
-    const auto disk = disks[number - firstDisk];
-    const auto at = std::min(static_cast<std::size_t>(offset), disk.size());
-    fuse_reply_buf(request, disk.data() + at, std::min(length, disk.size() - at));
+    const auto disk = disks[file->fh];
+    const auto part = disk.subspan(std::min(static_cast<std::size_t>(offset), disk.size()));
+    return static_cast<int>(std::ranges::copy(part.first(std::min(length, part.size())), bytes).out - bytes);
 }
 
-void open(fuse_req_t request, fuse_ino_t, fuse_file_info* file) {
+/// A path is "/" or that of a disk.
+int getStatus(const char* path, struct stat* status, fuse_file_info*) {
+    const auto number = static_cast<std::size_t>(std::atoi(path + 1));
+    const bool isFolder = path[1] == '\0';
+    status->st_mode = isFolder ? S_IFDIR | 0700 : S_IFREG | 0600;
+    status->st_size = isFolder || number >= disks.size() ? 0 : static_cast<off_t>(disks[number].size());
+    return isFolder || number < disks.size() ? 0 : -ENOENT;
+}
+
+int open(const char* path, fuse_file_info* file) {
+    file->fh = static_cast<std::uint64_t>(std::atoi(path + 1));
     file->direct_io = 1; // what waits in a page cache would be logged too late
-    fuse_reply_open(request, file);
-}
-
-struct stat statusOf(fuse_ino_t number) {
-    struct stat status {};
-    status.st_ino = number;
-    status.st_mode = number < firstDisk ? S_IFDIR | 0700 : S_IFREG | 0600;
-    status.st_size = number < firstDisk ? 0 : static_cast<off_t>(disks[number - firstDisk].size());
-    return status;
-}
-
-void getStatus(fuse_req_t request, fuse_ino_t number, fuse_file_info*) {
-    const auto status = statusOf(number);
-    fuse_reply_attr(request, &status, forever);
-}
-
-void lookUp(fuse_req_t request, fuse_ino_t, const char* name) {
-    for (std::size_t i = 0; i < disks.size(); ++i) {
-        if (name == std::to_string(i)) {
-            const auto status = statusOf(firstDisk + i);
-            const fuse_entry_param entry{firstDisk + i, 0, status, forever, forever};
-            fuse_reply_entry(request, &entry);
-            return;
-        }
-    }
-    fuse_reply_err(request, ENOENT);
+    return 0;
 }
 
 /// What is changed stays in memory.
@@ -146,19 +126,14 @@ int main(int count, char** words) {
     for (const char* const image : std::span(words, static_cast<std::size_t>(count)).subspan(3)) {
         disks.push_back(contents(image));
     }
-    fuse_lowlevel_ops operations{};
-    operations.lookup = lookUp;
+    fuse_operations operations{};
     operations.getattr = getStatus;
     operations.open = open;
     operations.read = read;
     operations.write = write;
     operations.fallocate = zero;
     operations.fsync = flush;
-    fuse_args arguments = FUSE_ARGS_INIT(1, words);
-    fuse_session* const session = fuse_session_new(&arguments, &operations, sizeof(operations), nullptr);
-    if (!session || fuse_session_mount(session, words[2]) != 0) {
-        return 1;
-    }
-    fuse_loop_config several{.clone_fd = 0, .max_idle_threads = 10};
-    return fuse_session_loop_mt(session, &several);
+    char stay[] = "-f";
+    char* options[] = {words[0], stay, words[2], nullptr};
+    return fuse_main(3, options, &operations, nullptr);
 }

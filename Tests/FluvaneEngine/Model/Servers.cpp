@@ -5,11 +5,6 @@
 
 #include "FluvaneCore/Planner.h"
 
-#include <algorithm>
-#include <iterator>
-
-#include <fmt/format.h>
-
 namespace fluvane::model {
 
 namespace {
@@ -23,26 +18,24 @@ std::string range(std::int64_t from, std::int64_t end, std::int64_t size) {
     return fmt::format("bytes {}-{}/{}", from, end - 1, size);
 }
 
-void sendTo(Exchange& exchange, std::int64_t bytes) {
-    auto& transfer = *exchange.transfer;
-    if (!exchange.isAnswered || !transfer.isAccepted() || transfer.isOver()) {
+} // namespace
+
+void Exchange::send(std::int64_t bytes) {
+    if (!isAnswered || !transfer->isAccepted() || transfer->isOver()) {
         return;
     }
-    const auto count = std::min(bytes, exchange.end - exchange.next);
-    const bool isOnItsWay = transfer.position() + count < transfer.end().value_or(exchange.end);
+    const auto count = std::min(bytes, end - next);
+    const bool isOnItsWay = transfer->position() + count < transfer->end().value_or(end);
     try {
-        bytes == 777 && isOnItsWay ? transfer.sendQuietly(count) : transfer.send(count);
+        bytes == 777 && isOnItsWay ? transfer->sendQuietly(count) : transfer->send(count);
     } catch (const FileError& error) {
-        transfer.fail(error.what());
+        transfer->fail(error.what());
     }
-    if (exchange.next == exchange.end) {
-        transfer.finish();
+    if (next == end) {
+        transfer->finish();
     }
-    const auto left = exchange.end - exchange.next;
-    transfer.writesOnCancel = bytes % 2 == 0 ? 0 : std::min(planner::alignment, left);
+    transfer->writesOnCancel = bytes % 2 == 0 ? 0 : std::min(planner::alignment, end - next);
 }
-
-} // namespace
 
 Servers::Servers(support::FakeTransport& transport) : sources_(std::begin(all), std::end(all)) {
     transport.onStart = [this](const auto& transfer) {
@@ -73,34 +66,33 @@ void Servers::serve(std::int64_t bytes) {
         if (!exchange->isAnswered && !exchange->transfer->isOver()) {
             answerRightly(*exchange);
         }
-        sendTo(*exchange, bytes);
+        exchange->send(bytes);
     }
 }
 
-std::string Servers::answer(unsigned number, unsigned how, bool tellsWhen) {
+std::shared_ptr<Exchange> Servers::pick(unsigned number) const {
+    return exchanges.empty() ? nullptr : exchanges[number % exchanges.size()];
+}
+
+void Servers::answer(unsigned number, unsigned how, bool tellsWhen) {
     static constexpr int refusals[] = {503, 503, 429, 500, 403, 404, 410, 416, 401, 408};
-    const auto exchange = exchanges.empty() ? nullptr : exchanges[number % exchanges.size()];
+    const auto exchange = pick(number);
     if (!exchange || exchange->isAnswered) {
-        return "nobody";
+        return;
     }
-    const auto& request = exchange->transfer->request;
-    const auto size = sizeOf(sourceOf(*exchange).content());
+    const auto content = sourceOf(*exchange).content();
+    const auto size = sizeOf(content);
+    const auto tag = fmt::format("\"{}\"", content);
+    const auto wrong = exchange->transfer->request.from.value_or(0) + planner::alignment;
     if (how < std::size(refusals)) {
         respond(*exchange, refusals[how], support::headers(tellsWhen ? "Retry-After: 5" : ""));
-        return fmt::format("{} with {}", request.label, refusals[how]);
-    }
-    const auto tag = fmt::format("\"{}\"", sourceOf(*exchange).content());
-    const auto wrong = request.from.value_or(0) + planner::alignment;
-    if (how == std::size(refusals) && wrong < size) {
+    } else if (how == std::size(refusals) && wrong < size) {
         respond(*exchange, 206, {{"Content-Range", range(wrong, size, size)}, {"ETag", tag}}, wrong, size);
-        return request.label + " with the wrong part";
-    }
-    if (how == std::size(refusals) + 1) {
+    } else if (how == std::size(refusals) + 1) {
         respond(*exchange, 200, {{"Content-Length", std::to_string(size)}, {"ETag", tag}}, 0, size);
-        return request.label + " with the whole file";
+    } else {
+        answerRightly(*exchange);
     }
-    answerRightly(*exchange);
-    return request.label;
 }
 
 void Servers::answerRightly(Exchange& exchange) {
@@ -139,8 +131,6 @@ void Servers::respond(Exchange& exchange, int status, const TransferResponse::He
                       std::int64_t from, std::int64_t end) {
     auto& transfer = *exchange.transfer;
     exchange.isAnswered = true;
-    exchange.tellsLength =
-        std::ranges::any_of(headers, [](const auto& header) { return header.first.starts_with("Content-"); });
     exchange.content = sourceOf(exchange).content();
     exchange.next = from;
     exchange.end = end;
@@ -153,36 +143,25 @@ void Servers::respond(Exchange& exchange, int status, const TransferResponse::He
     transfer.respond(status, headers);
 }
 
-std::string Servers::send(unsigned number, std::int64_t bytes) {
-    if (exchanges.empty()) {
-        return "nobody";
+void Servers::send(unsigned number, std::int64_t bytes) {
+    if (const auto exchange = pick(number)) {
+        exchange->send(bytes);
     }
-    const auto exchange = exchanges[number % exchanges.size()];
-    sendTo(*exchange, bytes);
-    return fmt::format("{} {} bytes", exchange->transfer->request.label, bytes);
 }
 
-std::string Servers::cut(unsigned number, unsigned how) {
-    if (exchanges.empty()) {
-        return "nobody";
-    }
-    const auto exchange = exchanges[number % exchanges.size()];
-    if (how % 4 == 0 && exchange->tellsLength) {
+void Servers::cut(unsigned number, unsigned how) {
+    const auto exchange = pick(number);
+    if (exchange && exchange->isAnswered && how % 4 == 0 && sourceOf(*exchange).kind != Source::endless) {
         exchange->transfer->finish();
-    } else {
+    } else if (exchange) {
         exchange->transfer->fail("The connection was cut.", how % 4 == 1);
     }
-    return exchange->transfer->request.label;
 }
 
-std::string Servers::change(unsigned number, bool mirrors) {
-    if (mirrors) {
-        mirror_ = 3 - mirror_;
-        return fmt::format("to mirror {}", mirror_);
-    }
-    auto& source = sources_[number % sources_.size()];
-    source.version = std::min(source.version + 1, Source::versions - 1);
-    return fmt::format("file {}", source.number);
+void Servers::change(unsigned number, bool mirrors) {
+    auto& version = sources_[number % sources_.size()].version;
+    mirror_ = mirrors ? 3 - mirror_ : mirror_;
+    version = mirrors ? version : std::min(version + 1, Source::versions - 1);
 }
 
 } // namespace fluvane::model

@@ -6,11 +6,6 @@
 #include "FluvaneEngine/Model/Contents.h"
 #include "Support/Engine.h"
 
-#include <cstdint>
-#include <memory>
-#include <string>
-#include <vector>
-
 namespace fluvane::model {
 
 /// A file on a server. The last kind leads to mirrors, whose tags differ.
@@ -28,10 +23,10 @@ struct Source {
 struct Exchange {
     std::shared_ptr<support::FakeTransfer> transfer;
     bool isAnswered = false;
-    bool tellsLength = false;
     Content content = nothing;
     std::int64_t next = 0; ///< Of the content.
     std::int64_t end = 0;
+    void send(std::int64_t bytes);
 };
 
 /// All servers: what they have, and what they are asked.
@@ -46,18 +41,19 @@ public:
     /// Answers all rightly, and sends on every connection.
     void serve(std::int64_t bytes);
 
-    // To one request; these return it in words.
-    std::string answer(unsigned number, unsigned how, bool tellsWhen);
-    std::string send(unsigned number, std::int64_t bytes);
-    std::string cut(unsigned number, unsigned how);
+    // To one request, if there is any.
+    void answer(unsigned number, unsigned how, bool tellsWhen);
+    void send(unsigned number, std::int64_t bytes);
+    void cut(unsigned number, unsigned how);
     /// The file changes, or mirrors do.
-    std::string change(unsigned number, bool mirrors);
+    void change(unsigned number, bool mirrors);
 
     std::vector<std::shared_ptr<Exchange>> exchanges; ///< Not over yet.
 
 private:
     [[nodiscard]] const Source& source(unsigned number) const { return sources_[number % sources_.size()]; }
     [[nodiscard]] const Source& sourceOf(const Exchange& exchange) const;
+    [[nodiscard]] std::shared_ptr<Exchange> pick(unsigned number) const;
     void answerRightly(Exchange& exchange);
     void respond(Exchange& exchange, int status, const TransferResponse::Headers& headers,
                  std::int64_t from = 0, std::int64_t end = 0);

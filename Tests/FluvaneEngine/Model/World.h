@@ -5,11 +5,7 @@
 
 #include "FluvaneEngine/Model/Servers.h"
 
-#include <cstdint>
-#include <memory>
-#include <optional>
-#include <set>
-#include <string>
+#include <array>
 
 namespace fluvane::model {
 
@@ -22,11 +18,11 @@ inline constexpr double slowestSave = 3.1;
 /// The engine with all that it meets, and what was asked of it.
 struct World {
     World();
-    /// Does the step; returns it in words.
+    /// Does the step; returns what it is called, and its numbers.
     std::string happen(Step step);
     /// Ends every fault, and serves until nothing goes on anymore.
     void recover();
-    /// All downloads as they are, for people.
+    /// The world and all downloads as they are, for people.
     [[nodiscard]] std::string picture() const;
 
     [[nodiscard]] DownloadManager& manager() const { return *engine.manager; }
@@ -35,6 +31,10 @@ struct World {
 
     support::Engine engine;
     Servers servers{*engine.transport};
+    support::MemoryFileStore& files = *engine.files;
+    const std::array<std::optional<std::string>*, 7> faults{
+        &files.failSync,   &files.failFull,     &files.failCreate,   &files.failOpen,
+        &files.failFinish, &files.failChecksum, &engine.store->error};
     bool isAtRest = true; ///< All that is due has been done.
 
     // What was asked of it, and what it said.
@@ -48,21 +48,20 @@ struct World {
     bool hasLied = false;                            ///< Told of a save that wasn't.
     bool lostAtStop = false;                         ///< Something that a good end has to keep.
 
-    // Steps, and what they need; `who`, `how` and `more` are small numbers.
-    struct Choice {
-        unsigned who, how, more;
-    };
-    std::string add(Choice choice);
-    std::string tell(Choice choice, void (DownloadManager::*command)(DownloadID));
-    std::string remove(Choice choice);
-    std::string setting(Choice choice);
-    std::string network(Choice choice);
-    std::string disk(Choice choice);
-    std::string restart(Choice choice);
-    std::string serve(Choice choice);
-    std::string pass(double seconds);
-    [[nodiscard]] DownloadID pick(unsigned who);
-    [[nodiscard]] std::optional<Checksum> checksum(Choice choice) const;
+    // Steps, and what they need.
+    unsigned who = 0, how = 0, more = 0; ///< Small numbers, of the step.
+    void add();
+    void remove();
+    void resumeAll();
+    void save();
+    void setting();
+    void network();
+    void disk();
+    void restart();
+    void serve();
+    void pass(double seconds);
+    [[nodiscard]] DownloadID pick();
+    [[nodiscard]] std::optional<Checksum> checksum() const;
     void whenSaved(std::set<DownloadID>& kept, DownloadID id);
     void noteBefore();
     [[nodiscard]] bool stop();
