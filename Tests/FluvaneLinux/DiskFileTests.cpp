@@ -15,12 +15,9 @@
 
 #include <atomic>
 #include <cerrno>
-#include <csignal>
-#include <deque>
 #include <fcntl.h>
 #include <future>
 #include <mutex>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <thread>
@@ -32,8 +29,7 @@ std::mutex mutex;
 std::vector<std::string> calls;
 bool syncsFail = false;
 std::function<void()> atNextSync = [] {};
-/// What happens just before each of the next names is given.
-std::deque<std::function<void(const std::string& path)>> atNextNames;
+std::function<void()> atNextName = [] {};
 
 void note(const std::string& call, const std::filesystem::path& path) {
     const std::lock_guard lock(mutex);
@@ -60,10 +56,7 @@ extern "C" int rename(const char* from, const char* to) noexcept {
 extern "C" int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
                          unsigned flags) noexcept {
     note("name", to);
-    if (!atNextNames.empty()) {
-        atNextNames.front()(to);
-        atNextNames.pop_front();
-    }
+    std::exchange(atNextName, [] {})();
     return static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
 }
 
@@ -175,22 +168,6 @@ TEST_F(DiskFileTest, RefusesWhatIsNoFile) {
     EXPECT_TRUE(store.isFolder(at("folder")) && !store.isFolder(at("dangling")));
 }
 
-TEST_F(DiskFileTest, AFullDiskFailsTheWriteAndKeepsWhatIsThere) {
-    rlimit before{};
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    const auto file = store.create(at("a"), std::nullopt, 1_id);
-    const rlimit limit{100'000, before.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    const std::string block(150'000, 'x');
-    const auto text = messageOf([&] { file->write(bytes(block), 0); });
-    ::setrlimit(RLIMIT_FSIZE, &before);
-    std::signal(SIGXFSZ, handler);
-    EXPECT_EQ(text, "File too large");
-    EXPECT_EQ(readFile(folder / "a"), block.substr(0, 100'000)); // the short write was continued, then failed
-    EXPECT_EQ(messageOf([&] { file->write(bytes(block), 0); }), "(done)");
-}
-
 TEST_F(DiskFileTest, ClosingWaitsForWritesAndSyncs) {
     const auto file = store.create(at("a"), std::nullopt, 1_id);
     std::atomic<int> refused = 0;
@@ -238,26 +215,6 @@ TEST_F(DiskFileTest, TellsTheFreeSpaceOfTheNearestFolder) {
     EXPECT_TRUE(folder.path().string().starts_with(space->place));
     EXPECT_EQ(store.space(URL::folder((folder / "not/there/yet").string()))->place, space->place);
     EXPECT_EQ(store.space(URL::folder("/proc")), std::nullopt); // counts no blocks
-}
-
-TEST_F(DiskFileTest, FinishesAcrossFileSystems) {
-    struct stat here {};
-    struct stat there {};
-    if (::stat("/dev/shm", &there) != 0 || ::stat(folder.path().c_str(), &here) != 0 ||
-        here.st_dev == there.st_dev) {
-        GTEST_SKIP() << "there is only one file system";
-    }
-    std::string pattern = "/dev/shm/fluvane-test-XXXXXX";
-    const std::filesystem::path other = ::mkdtemp(pattern.data());
-    const std::string contents(2'500'000, 'x');
-    writeFile(folder / "a.part", contents);
-    writeFile(other / "a", "taken");
-    EXPECT_EQ(finish(at("a.part"), "a", URL::folder(other.string())), (other / "a (1)").string());
-    EXPECT_EQ(readFile(other / "a (1)"), contents);
-    EXPECT_EQ(readFile(other / "a"), "taken");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(other), {}), 2);
-    EXPECT_THAT(folder.names(), IsEmpty());
-    std::filesystem::remove_all(other);
 }
 
 TEST_F(DiskFileTest, AFailedFinishLeavesTheUnfinishedFile) {
@@ -354,10 +311,10 @@ TEST_F(DiskFileTest, WhatComesInItsPlaceIsLeftAlone) {
         writeFile(folder / "a.part", "ours");
         writeFile(folder / "b", "same");
         atNextSync = row.duringSync;
-        atNextNames = {[&](const auto&) { row.beforeName(); }};
+        atNextName = row.beforeName;
         EXPECT_EQ(finish(at("a.part"), "a", inside()), row.why);
         EXPECT_TRUE(store.exists(at("a.part")) && !store.exists(at("in/a")));
-        atNextNames.clear();
+        atNextName = [] {};
     }
 }
 
@@ -366,25 +323,16 @@ TEST_F(DiskFileTest, FoldersThatComeInTheirPlacesAreLeftAlone) {
         std::filesystem::create_directory(folder / name);
         writeFile(folder / name / "a.part", name);
     }
-    atNextNames = {[&](const auto&) {
+    atNextName = [&] {
         for (const std::string name : {"from", "in"}) {
             std::filesystem::rename(folder / name, folder / (name + " before"));
             std::filesystem::create_symlink("other", folder / name);
         }
-    }};
+    };
     EXPECT_TRUE(finish(at("from/a.part"), "a", inside()).starts_with("/"));
     EXPECT_EQ(readFile(folder / "in before/a"), "from");
     EXPECT_EQ(readFile(folder / "other/a.part"), "other");
     EXPECT_FALSE(store.exists(at("other/a")) || store.exists(at("from before/a.part")));
-}
-
-TEST_F(DiskFileTest, ANameTakenInBetweenIsLeftToItsOwner) {
-    writeFile(folder / "a.part", "ours");
-    atNextNames.assign(2, [](const auto& path) { writeFile(path, "theirs"); });
-    EXPECT_EQ(finish(at("a.part"), "a", inside()), (folder / "in/a (2)").string());
-    EXPECT_EQ(readFile(folder / "in/a"), "theirs");
-    EXPECT_EQ(readFile(folder / "in/a (1)"), "theirs");
-    EXPECT_EQ(readFile(folder / "in/a (2)"), "ours");
 }
 
 } // namespace fluvane
