@@ -132,31 +132,25 @@ TYPED_TEST(FileStoreContract, RemovesNobodyElsesFile) {
     if (this->store().mark(this->at("tried"), 1_id) == Mark::unkept) {
         GTEST_SKIP() << "the disk of temporary files keeps no marks";
     }
-    struct {
-        const char* what;
-        Mark mark;
-        const char* contents;
-        bool wasCreated; ///< As far as the list says.
-        bool stays;
-    } const rows[] = {
+    // What the mark says, what is in it, whether the list says it was created; whether it stays.
+    const std::tuple<const char*, Mark, const char*, bool, bool> rows[] = {
         {"made a moment ago", Mark::own, "some", false, false},
         {"another download's", Mark::anothers, "some", true, true},
         {"without a mark, but known", Mark::none, "some", true, false},
         {"without a mark", Mark::none, "theirs", false, true},
         {"without a mark or bytes", Mark::none, "", false, false},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        if (row.mark == Mark::none) {
-            this->system.put(this->path("a"), row.contents);
+    for (const auto& [what, mark, contents, wasCreated, stays] : rows) {
+        SCOPED_TRACE(what);
+        if (mark == Mark::none) {
+            this->system.put(this->path("a"), contents);
         } else {
-            this->store()
-                .create(this->at("a"), 10, row.mark == Mark::own ? 1_id : 2_id)
-                ->write(bytes(row.contents), 0);
+            const auto owner = mark == Mark::own ? 1_id : 2_id;
+            this->store().create(this->at("a"), 10, owner)->write(bytes(contents), 0);
         }
-        EXPECT_EQ(this->store().mark(this->at("a"), 1_id), row.mark);
-        this->store().remove(this->at("a"), 1_id, row.wasCreated);
-        EXPECT_EQ(this->store().exists(this->at("a")), row.stays);
+        EXPECT_EQ(this->store().mark(this->at("a"), 1_id), mark);
+        this->store().remove(this->at("a"), 1_id, wasCreated);
+        EXPECT_EQ(this->store().exists(this->at("a")), stays);
         this->store().remove(this->at("a"), 2_id, true);
     }
     EXPECT_EQ(this->store().mark(this->at("a"), 1_id), Mark::none) << "nothing is there";

@@ -30,13 +30,6 @@ protected:
         store.save(std::move(records), [](const auto&) {});
         EXPECT_TRUE(store.flush(20));
     }
-    [[nodiscard]] std::vector<std::int64_t> onDisk() {
-        std::vector<std::int64_t> ids;
-        for (const auto& one : JSONDownloadStore(file, queue, "test").load()) {
-            ids.push_back(number(one.id));
-        }
-        return ids;
-    }
 
     TemporaryFolder folder;
     std::filesystem::path file = folder / "Fluvane/downloads.json";
@@ -47,14 +40,7 @@ protected:
 
 } // namespace
 
-TEST_F(StoreTest, OnlyItsOwnerReadsIt) {
-    saveNow({record(1)});
-    using enum std::filesystem::perms;
-    EXPECT_EQ(status(file).permissions(), owner_read | owner_write);
-    EXPECT_EQ(status(file.parent_path()).permissions(), owner_all);
-}
-
-TEST_F(StoreTest, TheFileIsSortedAndIndented) {
+TEST_F(StoreTest, TheFileIsSortedIndentedAndItsOwnersOnly) {
     // Whatever is kept from one save to the next, the text is that of the whole list.
     const auto one = record(1);
     const auto two = record(2);
@@ -70,6 +56,9 @@ TEST_F(StoreTest, TheFileIsSortedAndIndented) {
             EXPECT_EQ(json["downloads"][index]["name"], *list[index]->name);
         }
     }
+    using enum std::filesystem::perms;
+    EXPECT_EQ(status(file).permissions(), owner_read | owner_write);
+    EXPECT_EQ(status(file.parent_path()).permissions(), owner_all);
 }
 
 TEST_F(StoreTest, MovesAsideWhatMakesNoSense) {
@@ -78,17 +67,9 @@ TEST_F(StoreTest, MovesAsideWhatMakesNoSense) {
     json["version"] = 2; // isn't checked
     json["unknown"] = nullptr;
     writeFile(file, json.dump());
-    EXPECT_THAT(onDisk(), ElementsAre(1));
+    EXPECT_THAT(store.load(), ElementsAre(*record(1)));
     json["downloads"][0].erase("folder");
-    const std::string senseless[] = {"",
-                                     "[]",
-                                     R"({"version": 1})",
-                                     R"({"version": 1, "downloads": {}})",
-                                     json.dump(),
-                                     std::string(200'000, '['),
-                                     "\xff\xfe"};
-    for (const auto& text : senseless) {
-        SCOPED_TRACE(text.substr(0, 40));
+    for (const auto& text : {std::string(), std::string(R"({"version": 1})"), json.dump()}) {
         log.lines.clear();
         writeFile(file, text);
         EXPECT_THAT(store.load(), IsEmpty());
@@ -103,8 +84,6 @@ TEST_F(StoreTest, MovesAsideWhatMakesNoSense) {
     EXPECT_THAT(store.load(), IsEmpty());
     EXPECT_EQ(readFile(file.string() + ".unreadable"), "older");
     EXPECT_EQ(readFile(file), "newer"); // stays
-    saveNow({record(3)});
-    EXPECT_THAT(onDisk(), ElementsAre(3));
 }
 
 TEST_F(StoreTest, WhatCannotEvenBeReadIsNeverReplaced) {
@@ -113,19 +92,9 @@ TEST_F(StoreTest, WhatCannotEvenBeReadIsNeverReplaced) {
     EXPECT_THAT(store.load(), IsEmpty());
     EXPECT_THAT(log.lines, ElementsAre("files: couldn't read the saved downloads: Is a directory"));
     saveNow({record(1)});
-    EXPECT_THAT(onDisk(), ElementsAre(1));
+    EXPECT_THAT(store.load(), ElementsAre(*record(1)));
     EXPECT_EQ(readFile(file.string() + ".unreadable"), "older");
     EXPECT_TRUE(std::filesystem::exists(file.string() + ".unreadable.2/inside"));
-}
-
-TEST_F(StoreTest, PendingSavesAreDoneBeforeItEnds) {
-    {
-        JSONDownloadStore ending(file, queue, "test");
-        for (int number = 1; number <= 20; ++number) {
-            ending.save({record(number)}, [](const auto&) {});
-        }
-    }
-    EXPECT_THAT(onDisk(), ElementsAre(20));
 }
 
 } // namespace fluvane
