@@ -95,4 +95,13 @@ TEST(LinksInFiles, AreFoundUpToTheLongestFile) {
     }
 }
 
+TEST(LinksOnThePasteboard, AreURLsThenFilesThenText) {
+    const support::TemporaryFolder folder;
+    support::writeFile(folder / "a b%20ü.txt", "https://h.org/3[1-2]");
+    const std::string file = URL::file((folder / "a b%20ü.txt").string()).absoluteString();
+    const auto found = links::findOn(
+        {.urls = {file, "ftp://h.org/x", "www.h.org", "HTTP://h.org/[1-2]"}, .text = "see www.h.org/4"});
+    EXPECT_EQ(joined(found), "https://h.org/31 https://h.org/32 HTTP://h.org/[1-2] http://www.h.org/4");
+}
+
 } // namespace

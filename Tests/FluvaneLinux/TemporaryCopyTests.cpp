@@ -16,6 +16,21 @@ using namespace support;
 using testing::UnorderedElementsAre;
 using Naming = TemporaryCopy::Naming;
 
+TEST(TemporaryCopy, ReplacesNothingOrGoesAway) {
+    for (const auto naming : {Naming::none, Naming::hidden}) {
+        const TemporaryFolder folder;
+        writeFile(folder / "taken", "theirs");
+        {
+            TemporaryCopy copy(folder.path(), naming);
+            const TemporaryCopy other(folder.path(), naming);
+            EXPECT_EQ(copy.moveTo(folder / "taken"), EEXIST);
+            EXPECT_EQ(copy.moveTo(folder / "free"), 0);
+        }
+        EXPECT_EQ(readFile(folder / "taken"), "theirs");
+        EXPECT_THAT(folder.names(), UnorderedElementsAre("free", "taken"));
+    }
+}
+
 TEST(TemporaryCopy, LeavesWhatComesInItsPlace) {
     const TemporaryFolder folder;
     std::optional<TemporaryCopy> copy(std::in_place, folder.path(), Naming::hidden);
