@@ -67,4 +67,15 @@ TEST(RetryAfter, TakesSecondsAndDates) {
     }
 }
 
+TEST(Validators, ChooseIfRangeAndCompare) {
+    const Validators strong{"\"a\"", "Mon"};
+    EXPECT_EQ(strong.ifRange(), "\"a\"");
+    EXPECT_EQ((Validators{"W/\"a\"", "Mon"}.ifRange()), "Mon");
+    EXPECT_EQ((Validators{"W/\"a\"", {}}.ifRange()), std::nullopt);
+    EXPECT_FALSE(strong.differ({"\"a\"", "Tue"})) << "the tag decides";
+    EXPECT_TRUE(strong.differ({"\"A\"", "Mon"}));
+    EXPECT_TRUE(strong.differ({{}, "Tue"}));
+    EXPECT_FALSE((Validators{"\"a\"", {}}.differ({{}, "Mon"})));
+}
+
 } // namespace
