@@ -97,34 +97,24 @@ TYPED_TEST(SchedulerContract, DelaysAreNeverCutShort) {
     EXPECT_EQ(this->order.back(), 50);
 }
 
-TYPED_TEST(SchedulerContract, CancelledWorkNeverRunsAndIsLetGo) {
+TYPED_TEST(SchedulerContract, CancelledWorkIsLetGoAndNeverRuns) {
     for (const double delay : {0.0, 0.001, 60.0}) {
-        auto held = std::make_shared<int>(1);
-        const std::weak_ptr<int> watched = held;
-        const auto task = this->system.scheduler.after(
-            delay, [this, held = std::move(held)] { this->order.push_back(*held); });
+        const auto held = std::make_shared<int>(1);
+        const auto task = this->system.scheduler.after(delay, [this, held] { this->order.push_back(*held); });
         task->cancel();
-        EXPECT_TRUE(watched.expired());
+        EXPECT_EQ(held.use_count(), 1);
         task->cancel();
     }
-    this->after(0.01, 2);
-    EXPECT_TRUE(this->runUntilSize(1));
-    EXPECT_THAT(this->order, ElementsAre(2));
-}
-
-TYPED_TEST(SchedulerContract, CancellingWhatRunsOrRanIsHarmless) {
-    for (const double delay : {0.0, 0.001}) {
-        this->order.clear();
+    for (const double delay : {0.0, 0.01}) {
         std::shared_ptr<Cancellable> task;
-        auto value = std::make_shared<int>(5);
-        task = this->system.scheduler.after(delay, [&, value] {
+        task = this->system.scheduler.after(delay, [&, held = std::make_shared<int>(5)] {
             task->cancel();
-            this->order.push_back(*value); // still there
+            this->order.push_back(*held); // still there
         });
-        EXPECT_TRUE(this->runUntilSize(1));
+        EXPECT_TRUE(this->runUntilSize(delay > 0 ? 2 : 1));
         task->cancel();
-        EXPECT_THAT(this->order, ElementsAre(5));
     }
+    EXPECT_THAT(this->order, ElementsAre(5, 5));
 }
 
 TEST(EventLoop, ALoopWithinTheLoopGoesOn) {

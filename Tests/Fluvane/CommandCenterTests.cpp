@@ -30,17 +30,13 @@ DownloadRecord record(std::int64_t id, DownloadState state) {
     return result;
 }
 
-Config oneAtATime() {
-    Config config;
-    config.simultaneous = 1;
-    return config;
-}
-
 /// An engine with room for one download, with 1 starting, 2 and 3 in line, 4 paused, 5 finished, 6 failed and
 /// 7 waiting for a fresh link.
 class CommandCenterTest : public testing::Test {
 protected:
-    CommandCenterTest() : engine(oneAtATime()) {
+    CommandCenterTest() {
+        engine.config.simultaneous = 1;
+        engine.manager->apply(engine.config);
         auto& saved = engine.store->saved;
         for (std::int64_t id = 1; id <= 3; ++id) {
             saved.push_back(record(id, DownloadState()));
@@ -86,22 +82,9 @@ protected:
             EXPECT_EQ(say(line), reply) << line;
         } while (!lines.eof());
     }
-    std::string states() {
-        std::string text;
-        for (const Download* download : engine.manager->downloads()) {
-            text += std::to_string(number(download->id())) + " " +
-                    std::string(stateName(download->record.state)) + ", ";
-        }
-        return text;
-    }
-
     support::Engine engine;
     FakeSettings settings{*engine.manager};
-    CommandCenter center{*engine.manager,
-                         settings,
-                         {.log = [](const auto& completion) { completion("a log\n"); },
-                          .diagnostics = [](const auto& completion) { completion("a report\n"); },
-                          .crashNote = [] { return "a note"; }}};
+    CommandCenter center{*engine.manager, settings, {.crashNote = [] { return "a note"; }}};
 };
 
 TEST_F(CommandCenterTest, Replies) {
@@ -113,6 +96,11 @@ TEST_F(CommandCenterTest, Replies) {
         {"pause 8", "error: No download 8." + numbers},
         {"remove all", "error: No download all." + numbers},
         {"pause +001; resume 1; checksum 1", "ok: "},
+        {"add; add ftp://h/a --to", "error: Give at least one http or https link: fluvane add <link>"},
+        {"add http://h/a --checksum xyz http://h/b",
+         "error: That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5."},
+        {"add http://h/a http://h/b --md5 d41d8cd98f00b204e9800998ecf8427e",
+         "error: A checksum goes with one link at a time."},
         {"prioritize 5", "error: Download 5 can't go first now: it's finished."},
         {"link 1; link 1 ftp://h/a; link 9 http://h/a; link 1 http://h/a b",
          "error: Usage: fluvane link <number> <fresh link>"},
@@ -136,94 +124,45 @@ TEST_F(CommandCenterTest, Replies) {
     EXPECT_EQ(settings.paths, (std::vector<std::string>{"to /tmp/s", "from /tmp/s"}));
     settings.failure = "No room.";
     expectEach("limit 5; limit off; export; export /x; import /x", "error: No room.");
+    engine.store->error = "No space left on device";
+    expectEach("pause 1",
+               "error: It is done, but the list of downloads can't be saved: No space left on device");
 }
 
 TEST_F(CommandCenterTest, CommandsReachTheDownloadsTheyName) {
-    EXPECT_EQ(states(), "1 starting, 2 queued, 3 queued, 4 paused, 5 finished, 6 failed, 7 link-expired, ");
     say("next 4");
     EXPECT_EQ(engine.manager->queue().front()->id(), 4_id);
-    say("pause 1");
-    EXPECT_EQ(states(), "1 paused, 2 queued, 3 queued, 4 starting, 5 finished, 6 failed, 7 link-expired, ");
     say("link 7 see:http://new/a,http://new/b");
     EXPECT_EQ(engine.record(7_id).url, link("http://new/a"));
     say("prioritize 6");
-    EXPECT_EQ(states(), "1 paused, 2 queued, 3 queued, 4 starting, 5 finished, 6 starting, 7 queued, ");
     EXPECT_TRUE(engine.manager->download(6_id)->isPrioritized());
     say("prioritize 6 no");
-    say("pause all");
-    EXPECT_EQ(states(), "1 paused, 2 paused, 3 paused, 4 paused, 5 finished, 6 paused, 7 paused, ");
-    say("remove 2");
-    say("resume all");
-    EXPECT_EQ(states(), "1 starting, 3 queued, 4 queued, 5 finished, 6 queued, 7 queued, ");
-    say("checksum 1 " + std::string(sha256));
-    EXPECT_EQ(engine.record(1_id).checksum, Checksum::recognise(sha256));
-    say("checksum 1 none");
-    EXPECT_EQ(engine.record(1_id).checksum, std::nullopt);
-}
-
-TEST_F(CommandCenterTest, RepliesToChangesOnlyOnceTheyAreSaved) {
-    std::optional<std::size_t> savedAtReply;
-    center.run({"add", "http://h/new"}, [&](const Reply&) { savedAtReply = engine.store->saved.size(); });
-    EXPECT_FALSE(savedAtReply);
-    engine.turns();
-    EXPECT_EQ(savedAtReply, 8u);
-    engine.store->error = "No space left on device";
-    EXPECT_EQ(say("pause 1"),
-              "error: It is done, but the list of downloads can't be saved: No space left on device");
+    EXPECT_FALSE(engine.manager->download(6_id)->isPrioritized());
 }
 
 TEST_F(CommandCenterTest, Add) {
     const support::TemporaryFolder folder;
     const std::string file = folder / "links.txt";
     support::writeFile(file, "http://f/1\nhttp://f/2 http://f/1\n");
-    const std::string none = "Give at least one http or https link: fluvane add <link>";
-    const std::string unknown = "That isn't a checksum Fluvane knows: give a SHA-256, SHA-1 or MD5.";
-    // Why not; or each one's link, folder (fixed: "!") and checksum, a line each.
-    const std::pair<Arguments, std::string> rows[] = {
-        {{"add"}, none},
-        {{"add", "ftp://h/a", "--to"}, none},
-        {{"add", "http://h/a", "--checksum", "xyz", "http://h/b"}, unknown},
-        {{"add", "http://h/a", "http://h/b", "--md5", sha256}, "A checksum goes with one link at a time."},
-        {{"add", "http://h/a"}, "http://h/a /downloads\n"},
-        {{"add", "http://h/a", "--to", "/x y/"}, "http://h/a /x y!\n"},
-        {{"add", file}, "http://f/1 /downloads\nhttp://f/2 /downloads\n"},
-        {{"add", "--sha1", sha256, "http://h/c"}, std::string("http://h/c /downloads ") + sha256 + "\n"},
-    };
-    std::size_t known = engine.manager->downloads().size();
-    for (const auto& [arguments, outcome] : rows) {
-        const Reply reply = ask(arguments);
-        std::string added;
-        std::string numbers;
-        for (const auto downloads = engine.manager->downloads(); known < downloads.size(); ++known) {
-            const auto& record = downloads[known]->record;
-            added += record.url.absoluteString() + " " + record.folder.path();
-            added += record.autoFolder.value_or(false) ? "" : "!";
-            added += (record.checksum ? " " + record.checksum->hex : "") + "\n";
-            numbers += numbers.empty() ? "" : "\n";
-            numbers += "Added download " + std::to_string(number(record.id));
-        }
-        EXPECT_EQ(reply.ok ? added : reply.text, outcome);
-        EXPECT_EQ(reply.ok ? reply.text : added, numbers) << outcome;
-    }
+    EXPECT_EQ(ask({"add", file, "--to", "/x y/"}).text, "Added download 8\nAdded download 9");
+    EXPECT_EQ(engine.record(8_id).url, link("http://f/1"));
+    EXPECT_EQ(engine.record(9_id).url, link("http://f/2"));
+    EXPECT_EQ(engine.record(9_id).folder.path(), "/x y");
+    EXPECT_FALSE(engine.record(9_id).autoFolder.value_or(false));
+    EXPECT_EQ(ask({"add", "--sha1", sha256, "http://h/c"}).text, "Added download 10");
+    EXPECT_EQ(engine.record(10_id).checksum, Checksum::recognise(sha256));
+    EXPECT_EQ(engine.record(10_id).folder.path(), "/downloads");
+    EXPECT_EQ(engine.record(10_id).autoFolder, true);
 }
 
 TEST_F(CommandCenterTest, ListDescribesEveryDownload) {
     say("prioritize 3");
-    engine.transport->last().respondPart(10'000'000);
-    engine.turns();
-    engine.transport->last().respondPart(10'000'000);
-    engine.transport->transfers[1]->send(1000);
-    engine.turns();
     const Reply reply = ask({"list"});
     const auto list = nlohmann::json::parse(reply.text);
     EXPECT_EQ(reply.text, list.dump(2)); // which sorts the keys
     ASSERT_EQ(list.size(), 7u);
-    EXPECT_EQ(list[1], nlohmann::json::parse(R"({"id": 2, "name": "file2.zip", "state": "queued",
-        "url": "http://h/file2.zip", "folder": "/downloads", "downloaded": 0, "connections": 0,
-        "bytesPerSecond": 0, "placeInLine": 1})"));
-    EXPECT_EQ(list[2], nlohmann::json::parse(R"({"id": 3, "name": "file3.zip", "state": "downloading",
-        "url": "http://h/file3.zip", "folder": "/downloads", "downloaded": 1000, "connections": 2,
-        "bytesPerSecond": 0, "size": 10000000, "prioritized": true})"));
+    EXPECT_EQ(list[1].at("placeInLine"), 1);
+    EXPECT_EQ(list[2].at("prioritized"), true);
     EXPECT_EQ(list[4], nlohmann::json::parse(R"({"id": 5, "name": "five �.zip", "state": "finished",
         "url": "http://h/file5.zip", "folder": "/downloads", "downloaded": 100, "connections": 0,
         "bytesPerSecond": 0, "size": 100, "file": "/downloads/five.zip", "checksumMatches": true,
@@ -232,29 +171,11 @@ TEST_F(CommandCenterTest, ListDescribesEveryDownload) {
     EXPECT_EQ(list[5].at("opensWebPage"), true);
 }
 
-TEST_F(CommandCenterTest, WhatIsHandedOverDownloadsNothingUnasked) {
-    const std::string noWindow = "There's no window to show: Fluvane runs without a display.";
-    const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
-        {{"fluvane://add?url=http://h/a&url=http%3A%2F%2Fh%2Fb"}, noWindow},
-        {{"fluvane://elsewhere"}, ""},
-        {{"http://h/c"}, noWindow},
-        {{"/nowhere/at all"}, "No links found."},
-        {{"", "file:", "\xff"}, "No links found."},
-        {{"http://h/d", std::string(1'100'000, 'x')}, "That's too much at once."},
-    };
-    for (const auto& [things, text] : rows) {
-        EXPECT_EQ(center.open(things), (Reply{.ok = text.empty(), .text = text}))
-            << testing::PrintToString(things);
-    }
-    EXPECT_EQ(engine.manager->downloads().size(), 7u);
-}
-
 TEST_F(CommandCenterTest, WindowsAreAskedFor) {
     support::FakeWindows windows;
     CommandCenter withWindows(*engine.manager, settings,
                               {.crashNote = [] { return "a note"; }, .windows = &windows});
     const std::pair<Arguments, std::string> commands[] = {
-        {{"show"}, "downloads"},
         {{"show", "3"}, "downloads 3"},
         {{"settings", "RULES"}, "settings rules"},
         {{"whats-new"}, "whats-new"},
@@ -280,6 +201,8 @@ TEST_F(CommandCenterTest, WindowsAreAskedFor) {
     EXPECT_EQ(engine.state(1_id), "paused");
     EXPECT_TRUE(withWindows.open(std::vector<std::string>{"http://h/x", "fluvane://show"}).ok);
     EXPECT_EQ(windows.asked, (std::vector<std::string>{"downloads", "new http://h/x"}));
+    EXPECT_EQ(withWindows.open({"", "/nowhere/at all", "file:", "\xff"}).text, "No links found.");
+    EXPECT_EQ(withWindows.open({"http://h/d", std::string(1'100'000, 'x')}).text, "That's too much at once.");
     EXPECT_EQ(engine.manager->downloads().size(), before) << "nothing downloads unasked";
 }
 

@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -27,6 +26,8 @@ public:
     explicit RawClient(const std::string& path) : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         const auto address = controlSocket::address(path).value();
         EXPECT_EQ(connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        const timeval patience{.tv_sec = 10, .tv_usec = 0};
+        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     }
     RawClient& write(std::string_view bytes) {
         controlSocket::writeAll(socket_.get(), bytes);
@@ -36,25 +37,17 @@ public:
         shutdown(socket_.get(), SHUT_WR);
         return *this;
     }
-    void close() { socket_.reset(); }
 
     /// Everything up to the end of the input; a reset or ten silent seconds fail the test.
     std::string readAll() {
         std::string result;
         char chunk[4096];
-        while (true) {
-            pollfd descriptor{.fd = socket_.get(), .events = POLLIN, .revents = 0};
-            if (poll(&descriptor, 1, 10'000) != 1) {
-                ADD_FAILURE() << "no reply; so far: " << result;
-                return result;
-            }
-            const auto count = ::read(socket_.get(), chunk, sizeof chunk);
-            EXPECT_GE(count, 0) << "the connection was reset";
-            if (count <= 0) {
-                return result;
-            }
+        ssize_t count = 0;
+        while ((count = ::read(socket_.get(), chunk, sizeof chunk)) > 0) {
             result.append(chunk, static_cast<std::size_t>(count));
         }
+        EXPECT_EQ(count, 0) << "reset or silent; so far: " << result;
+        return result;
     }
 
 private:
@@ -114,7 +107,6 @@ TEST_F(ControlServerTest, Answers) {
     EXPECT_EQ(ask(R"(["é\n\u202e\u009b\udb40\udc41"])"), "ok\né\n\\u202e\\u009b\\udb40\\udc41|");
     EXPECT_EQ(ask(R"(["fail"])"), "error\nfail|");
     EXPECT_EQ(ask("[]"), "ok\n");
-    EXPECT_EQ(ask(""), refusal);
     EXPECT_EQ(ask("[1]"), refusal);
     for (const std::size_t beyond : {1'000U, 3'000'000U}) { // which waits unread, or isn't even sent yet
         RawClient endless(path);
@@ -142,18 +134,15 @@ TEST_F(ControlServerTest, SlowClientsHoldNobodyUp) {
 
 TEST_F(ControlServerTest, LateRepliesReachTheirClientOrNobody) {
     server.start();
-    RawClient gone(path);
-    gone.write(R"(["later"])").end();
-    const auto forNobody = waiting.get_future().get();
-    gone.close();
-    forNobody({.ok = true, .text = std::string(1'000'000, 'x')});
-
+    const std::string text(1'000'000, 'x');
+    RawClient(path).write(R"(["later"])").end();
+    waiting.get_future().get()({.ok = true, .text = text});
     waiting = {};
+
     RawClient patient(path);
     patient.write(R"(["later"])").end();
     const auto completion = waiting.get_future().get();
     EXPECT_EQ(ask(R"(["meanwhile"])"), "ok\nmeanwhile|");
-    const std::string text(1'000'000, 'x');
     completion({.ok = true, .text = text});
     completion({.ok = true, .text = "twice"}); // while the first is still being written
     EXPECT_TRUE(patient.readAll() == "ok\n" + text);
@@ -171,16 +160,9 @@ TEST_F(ControlServerTest, StopRemovesTheSocketAndLateRepliesComeToNothing) {
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_EQ(client.readAll(), "");
     completion({});
-    server.start();
-    EXPECT_EQ(ask(R"(["again"])"), "ok\nagain|");
-}
-
-TEST_F(ControlServerTest, TakesOverAStaleSocketAndGetsByWithoutOne) {
-    std::filesystem::create_directories(folder / "Fluvane");
     support::writeFile(path, "stale");
     server.start();
-    EXPECT_EQ(ask(R"(["a"])"), "ok\na|");
-
+    EXPECT_EQ(ask(R"(["again"])"), "ok\nagain|");
     ControlServer tooLong(folder / std::string(104, 'x'), queue, {});
     tooLong.start();
     EXPECT_FALSE(tooLong.listening());

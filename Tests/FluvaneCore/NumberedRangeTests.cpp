@@ -18,7 +18,6 @@ namespace {
 
 TEST(NumberedRange, ExpandsAWord) {
     const Rows<const char*, std::vector<std::string>> rows = {
-        {"part[1-3].zip", {"part1.zip", "part2.zip", "part3.zip"}},
         {"part[001-3].zip", {"part001.zip", "part002.zip", "part003.zip"}},
         {"[08-11]", {"08", "09", "10", "11"}},
         {"[11-09]", {"11", "10", "9"}},
@@ -31,12 +30,10 @@ TEST(NumberedRange, ExpandsAWord) {
 
 TEST(NumberedRange, StopsAtTheLimitWithoutCountingOn) {
     const std::string twos = std::string(990, '1') + "2222211222"; // 999 is 1111100111 in twos
-    for (const auto& [word, last] :
-         Rows<std::string, std::string>{{"[1-40]x[1-40]", "25x40"}, {repeated("[1-2]", 1000), twos}}) {
-        const auto words = numberedRange::expandWord(word);
-        EXPECT_EQ(words.size(), numberedRange::limit);
-        EXPECT_EQ(words.back(), last);
-    }
+    const auto words = numberedRange::expandWord(repeated("[1-2]", 1000));
+    EXPECT_EQ(words.size(), numberedRange::limit);
+    EXPECT_EQ(words.back(), twos);
+    EXPECT_EQ(numberedRange::expandWord("[1-40]x[1-40]").back(), "25x40");
     const std::string tooLong = repeated("[1-2]", 20'000);
     EXPECT_THAT(numberedRange::expandWord(tooLong), ElementsAre(tooLong));
 }

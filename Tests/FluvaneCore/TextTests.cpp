@@ -39,14 +39,6 @@ TEST(Text, TrimsUnicodeWhiteSpace) {
     EXPECT_EQ(text::trimmedKeepingNewlines("\u3000 \t\na\n \t"), "\na\n");
 }
 
-TEST(Text, DecodesEscapesOnce) {
-    EXPECT_EQ(text::percentDecoded("a%2520b+%C3%a9"), "a%20b+é");
-    for (const char* broken : {"%", "a%4", "%zz", "%+1", "%FF", "%C3"}) {
-        EXPECT_FALSE(text::percentDecoded(broken)) << broken;
-    }
-    EXPECT_EQ(text::percentDecodedBytes("%FF"), "\xFF");
-}
-
 TEST(Text, ReadsNumbersWholeOrNotAtAll) {
     const Rows<const char*, std::optional<std::int64_t>> whole = {
         {"+7", 7},   {"9223372036854775807", INT64_MAX}, {"9223372036854775808", {}}, {"", {}}, {" 7", {}},

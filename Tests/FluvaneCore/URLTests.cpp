@@ -29,8 +29,6 @@ TEST(URL, KeepsTheTextAndEscapesOnlyWhatMayNotStand) {
         {"percent without digits", "http://h/100%/5%zz%4?%4#%4", "http://h/100%25/5%25zz%254?%254#%254"},
         {"brackets and bars", "http://h/[1]|?a[]=1|2#[3]", "http://h/[1]|?a[]=1|2#[3]"},
         {"credentials", "http://us er:pä[%40@h/@", "http://us%20er:p%C3%A4%5B%40@h/@"},
-        {"host in another script", "http://bücher.example/x", "http://bücher.example/x"},
-        {"IPv6", "http://[::1]:8080/x", "http://[::1]:8080/x"},
         {"colon without a port", "http://u@h:/x", "http://u@h/x"},
         {"no host needed", "fluvane:add?url=http://h/x y", "fluvane:add?url=http://h/x%20y"},
     };
@@ -56,7 +54,6 @@ TEST(URL, ReadsItsParts) {
     EXPECT_THAT(link.queryItems(),
                 ElementsAre(Pair("x", "1"), Pair("y", "a+b&"), Pair("flag", ""), Pair("", "v")));
     EXPECT_EQ(url("http://h/%FF").path(), "") << "no UTF-8";
-    EXPECT_EQ(url("fluvane://Add?url=http%3A%2F%2Fh%2F").host(), "add");
     for (const char* text : {"fluvane:add?url=http%3A%2F%2Fh%2F", "fluvane:///add?url=http%3A%2F%2Fh%2F"}) {
         EXPECT_FALSE(url(text).host()) << text;
         EXPECT_EQ(url(text).path(), "/add");
@@ -68,7 +65,6 @@ TEST(URL, LosesItsCredentialsAndNothingElse) {
     const Rows<const char*, const char*> rows = {
         {"HTTPS://U:p@WWW.H.org:0443/a%20b?x#f?", "HTTPS://WWW.H.org:0443/a%20b?x#f?"},
         {"http://me%40h.org:p%40w@h", "http://h"},
-        {"http://@h/", "http://h/"},
         {"http://h/a@b?c@d#e@f", "http://h/a@b?c@d#e@f"},
     };
     expectRows(rows, [](const auto& text) { return url(text).withoutCredentials().absoluteString(); });
@@ -80,7 +76,6 @@ TEST(URL, TellsSitesApart) {
         {"https://[::1]:81/", "[::1]"},
         {"http://Bücher.example/", "xn--bcher-kva.example"},
         {"http://bu\u0308cher.example/", "xn--bcher-kva.example"},
-        {"http://XN--bcher-kva.example/", "xn--bcher-kva.example"},
         {"http://xn--999999999.\u0301ü/", "xn--999999999.\u0301ü"},
     };
     expectRows(rows, [](const auto& text) { return url(text).site(); });
@@ -91,7 +86,6 @@ TEST(URL, FileLocationsCarryAnyPath) {
          {"/a%20b/50% off?#1;v=2[x] \"q\"\\", "/Téléchargements/old\xE9/\xFF", "/"}) {
         const URL file = URL::file(path);
         EXPECT_EQ(file.path(), path);
-        EXPECT_EQ(URL::parse(file.absoluteString()), file);
         EXPECT_EQ(URL::folder(path).path(), path);
     }
     EXPECT_EQ(URL::folder("/a/b"), URL::folder("/a/b/"));

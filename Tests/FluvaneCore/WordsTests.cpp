@@ -30,18 +30,10 @@ TEST(Words, SizesAndSpeeds) {
 TEST(Words, LinesForEveryState) {
     using P = words::Progress;
     using enum StateKind;
-    const P running{.state = downloading,
-                    .done = 1'234'000'000,
-                    .size = 3'000'000'000,
-                    .bytesPerSecond = 5e6,
-                    .secondsLeft = 170,
-                    .connections = 8};
     const P again{.state = retrying, .reason = "It\nbroke.", .retryIn = 40, .done = 1, .size = 2};
     const P done{.state = finished, .size = 3'000'000'000, .folder = "/d", .when = "today at 9:05"};
     const Rows<const char*, P> rows = {
-        {"1.2 GB of 3 GB, 5 MB/s, about 3 minutes left, 8 connections", running},
-        {"Number 2 in line", {.state = queued, .placeInLine = 2}},
-        {"Paused at 45 %, 1.4 GB of 3 GB", {.state = paused, .done = 1'350'000'000, .size = running.size}},
+        {"Paused at 45 %, 1.4 GB of 3 GB", {.state = paused, .done = 1'350'000'000, .size = 3'000'000'000}},
         {"Paused: you're offline. It picks up when you're back.", {.state = offline, .done = 1}},
         {"It\uFFFDbroke. Trying again in about 40 seconds.", again},
         {"No\uFFFDspace.", {.state = failed, .reason = "No\nspace.", .done = 1}},

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "FluvaneWatch/Listing.h"
+#include "FluvaneWatch/Phrases.h"
 
 #include "Support/Numbers.h"
 
@@ -14,23 +15,22 @@ using namespace support;
 
 TEST(Listing, ReadsWhatIsShown) {
     const auto rows = parseListing(R"([
-        {"id": 7, "name": "a.iso", "state": "failed", "reason": "No.", "url": "https://host/a.iso", "folder": "/f",
-         "downloaded": 10, "size": 40, "connections": 3, "checksum": "sha1:ab", "checksumMatches": false,
-         "file": "/f/a.iso", "later": {}},
-        {"id": 9, "name": "c", "state": "thawing"}])");
+        {"id": 3, "name": "a.iso", "state": "downloading", "downloaded": 500000, "size": 2000000, "connections": 2,
+         "bytesPerSecond": 50000, "later": {}},
+        {"id": 7, "name": "b", "state": "finished", "downloaded": 4, "size": 4, "file": "/f/\ttab",
+         "checksum": "sha1:ab", "checksumMatches": true},
+        {"id": 8, "name": "c", "state": "failed", "reason": "No."},
+        {"id": 9, "name": "d", "state": "thawing", "placeInLine": 2}])");
     ASSERT_TRUE(rows);
-    const Row whole{.id = 7_id,
-                    .name = "a.iso",
-                    .state = StateKind::failed,
-                    .reason = "No.",
-                    .file = "/f/a.iso",
-                    .downloaded = 10,
-                    .size = 40,
-                    .connections = 3,
-                    .checksum = "sha1:ab",
-                    .checksumMatches = false};
-    const Row bare{.id = 9_id, .name = "c", .state = UnknownState{"thawing"}};
-    EXPECT_EQ(*rows, (std::vector<Row>{whole, bare}));
+    std::string lines;
+    for (const auto& row : *rows) {
+        lines += plainLine(row) + "\n";
+    }
+    EXPECT_EQ(lines,
+              "3 a.iso: Downloading, 25 %, 500 KB of 2 MB, 50 KB/s, about 30 seconds left, 2 connections\n"
+              "7 b: Finished, 4 bytes, SHA-1 matches, /f/\uFFFDtab\n"
+              "8 c: No.\n"
+              "9 d: thawing, number 2 in line\n");
 }
 
 TEST(Listing, RefusesWhatIsNoList) {
