@@ -7,6 +7,7 @@
 #include "Support/FakeTransport.h"
 #include "Support/ManualScheduler.h"
 
+#include <atomic>
 #include <latch>
 
 namespace fluvane::support {
@@ -45,7 +46,7 @@ struct Session {
     TestQueue queue;
     SessionTransport transport{queue};
     TestQueue steps;
-    ScriptedServer::Client* client = nullptr; ///< The server's own.
+    std::atomic<ScriptedServer::Client*> client = nullptr; ///< The server's own, of the newest connection.
     ScriptedServer server{[this](ScriptedServer::Client& connected) {
         connected.readRequest();
         client = &connected;
@@ -64,7 +65,7 @@ struct Session {
     }
     void answer(std::int64_t size) {
         steps.post([this, size] {
-            client->send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n");
+            client.load()->send("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n");
         });
     }
     void answerUnseen(std::int64_t size) {
@@ -72,14 +73,14 @@ struct Session {
         EXPECT_TRUE(queue.waitForWork());
     }
     void send(std::int64_t from, std::int64_t to) {
-        steps.post([=, this] { client->send(content(from, to)); });
+        steps.post([=, this] { client.load()->send(content(from, to)); });
     }
     /// Sends more, and returns once the client has closed.
     void sendInVain() {
         std::latch closed(1);
         send(0, 1000);
         steps.post([&] {
-            client->waitForClose();
+            client.load()->waitForClose();
             client = nullptr;
             closed.count_down();
         });
