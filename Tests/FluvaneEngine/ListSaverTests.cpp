@@ -9,6 +9,7 @@
 namespace fluvane::support {
 namespace {
 
+using namespace std::string_view_literals;
 using testing::IsEmpty;
 
 class ListSaverTest : public testing::Test {
@@ -94,6 +95,66 @@ TEST_F(ListSaverTest, ADiskThatHangsHoldsUpNeitherAnotherNorTheEnd) {
     EXPECT_EQ(told, "end");
     EXPECT_EQ(claimed(1), manager.download(2_id)->liveBytes());
     EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr("a disk didn't answer")));
+}
+
+TEST_F(ListSaverTest, AfterAFailedSyncItCarriesOnFromTheLastGoodOne) {
+    engine.store->syncDelay = 2; // results for the file as it was open before come after it was opened again
+    for (const auto& [state, id] :
+         {std::pair("retrying", 1_id), std::pair("failed", 2_id), std::pair("paused", 3_id)}) {
+        SCOPED_TRACE(state);
+        fetch(100'000'000, 5);
+        const auto good = engine.store->saved.back().doneBytes();
+        engine.files->failSync = "No space left on device";
+        if (state == "paused"sv) {
+            engine.manager->pause(id);
+        }
+        ASSERT_TRUE(engine.runUntil(id, state));
+        engine.scheduler.runFor(state == "retrying"sv ? 0.5 : 5);
+        EXPECT_EQ(engine.store->saved.back().doneBytes(), good);
+        engine.files->failSync.reset();
+        engine.log.lines.clear();
+        if (state != "retrying"sv) {
+            engine.manager->resume(id);
+        }
+        ASSERT_TRUE(engine.runUntil(id, "finished"));
+        const auto from = " picks up at " + std::to_string(good) + " of 100000000 bytes";
+        EXPECT_THAT(engine.log.lines, testing::Contains(testing::EndsWith(from)));
+        EXPECT_THAT(engine.log.lines, testing::Not(testing::Contains(testing::HasSubstr("tries again"))));
+        EXPECT_EQ(engine.files->contents(engine.record(id).file->path()), content(0, server.size));
+    }
+}
+
+TEST_F(ListSaverTest, WhatAFailedSyncLostIsFetchedAgainThoughTheFileWasOpenedAnewMeanwhile) {
+    fetch(100'000'000, 3.5);
+    engine.store->syncDelay = 1;
+    engine.manager->pause(1_id);
+    engine.turns(); // a checkpoint is under way
+    engine.manager->resume(1_id);
+    engine.files->failSync = "Input/output error";
+    engine.scheduler.runFor(1.1);
+    engine.files->failSync.reset();
+    engine.log.lines.clear();
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr("Some of its bytes didn't reach")));
+    EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr(" picks up at ")));
+}
+
+TEST(ListSaver, AnEndLearnedDuringACheckpointIsNotForgotten) {
+    ProbingEngine engine;
+    auto& transfer = engine.transport->last();
+    transfer.respond(200);
+    transfer.send(12'345);
+    engine.store->syncDelay = 5;
+    engine.files->completionDelay = 60;
+    engine.scheduler.runFor(2.1); // a checkpoint is under way
+    transfer.finish();
+    for (int second = 0; second < 20; ++second) {
+        engine.scheduler.runFor(1);
+        const auto& saved = engine.store->saved[0];
+        EXPECT_EQ(saved.pieces.at(0).end, saved.size) << "a start would drop such pieces";
+    }
+    ASSERT_EQ(engine.state(1_id), "finishing");
+    EXPECT_EQ(engine.store->saved[0].pieces, engine.record(1_id).pieces);
 }
 
 TEST_F(ListSaverTest, AListThatCannotBeWrittenIsToldAndTriedAgain) {

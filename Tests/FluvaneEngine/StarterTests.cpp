@@ -239,6 +239,18 @@ TEST_F(StarterTest, AFullDiskEndsWhatHasNoLength) {
         << "fetched anew, it would meet the same";
 }
 
+TEST_F(StarterTest, AFullDiskMidwayIsWaitedForAndThenCarriedOnWith) {
+    auto& probe = addAndProbe();
+    probe.respondPart(8'000'000);
+    probe.send(500'000);
+    engine.files->failFull = "No space left on device";
+    probe.send(100'000);
+    EXPECT_EQ(engine.state(1_id), "no-space");
+    engine.files->failFull.reset();
+    engine.scheduler.runFor(6);
+    EXPECT_EQ(engine.transport->live().front()->request.from, 500'000);
+}
+
 TEST_F(StarterTest, WaitsForSpaceThatOthersNeed) {
     engine.files->freeSpace = 10'000'000;
     auto& probe = addAndProbe();
