@@ -29,18 +29,16 @@ Download inState(State state, bool prioritized = false, std::int64_t done = 0) {
 
 std::string told(const Download& download) {
     const Abilities can = abilities(download);
-    const std::pair<bool, std::string_view> words[] = {
-        {can.pause, "pause"},
-        {can.resume, can.resumeLabel()},
-        {can.next, "next"},
-        {can.prioritize, "prioritize"},
-        {can.stopPrioritizing, "stop prioritizing"},
-        {can.changeLink, "link"},
-        {can.open, "open"},
-        {can.show, "show"},
-        {can.removeFile, "remove file"},
-        {can.losesBytes, "loses bytes"},
-    };
+    const std::pair<bool, std::string_view> words[] = {{can.pause, "pause"},
+                                                       {can.resume, can.resumeLabel()},
+                                                       {can.next, "next"},
+                                                       {can.prioritize, "prioritize"},
+                                                       {can.stopPrioritizing, "stop prioritizing"},
+                                                       {can.changeLink, "link"},
+                                                       {can.open, "open"},
+                                                       {can.show, "show"},
+                                                       {can.removeFile, "remove file"},
+                                                       {can.losesBytes, "loses bytes"}};
     std::string text;
     for (const auto& [possible, word] : words) {
         text += possible ? ", " + std::string(word) : "";
@@ -59,7 +57,6 @@ TEST(Abilities, ByState) {
         {"downloading", inState(State::Downloading{}, false, 7),
          ", pause, prioritize, link, show, loses bytes"},
         {"paused", inState(State::Paused{}), ", Resume, next, prioritize, link"},
-        {"offline", inState(State::Wait::offline), ", pause, prioritize, link"},
         {"link expired", inState(State::Wait::linkExpired), ", pause, Try Again, link"},
         {"limited network", inState(State::Wait::limitedNetwork),
          ", pause, Download Anyway, prioritize, link"},

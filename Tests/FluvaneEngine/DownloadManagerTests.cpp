@@ -3,13 +3,10 @@
 
 #include "Support/Engine.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace fluvane::support {
 namespace {
-
-using testing::IsEmpty;
 
 /// An engine in which `count` downloads were added and nothing answers.
 class DownloadManagerTest : public testing::Test {
@@ -44,10 +41,7 @@ TEST_F(DownloadManagerTest, NextInLineGoesBeforeTheFirstEvenBelowZero) {
     addSome(6);
     engine.manager->downloadNext(6_id);
     EXPECT_EQ(line(), "645");
-    for (int i = 0; i < 4; ++i) {
-        engine.manager->downloadNext(5_id);
-        engine.manager->downloadNext(4_id);
-    }
+    engine.manager->downloadNext(4_id);
     engine.manager->pause(5_id);
     engine.manager->downloadNext(5_id);
     EXPECT_EQ(line(), "546");
@@ -55,17 +49,26 @@ TEST_F(DownloadManagerTest, NextInLineGoesBeforeTheFirstEvenBelowZero) {
     EXPECT_EQ(engine.record(1_id).queueOrder, std::nullopt) << "it is running";
 }
 
-TEST_F(DownloadManagerTest, AnExtremePlaceFromAnEditedListIsNoCrash) {
-    addSome(4);
-    engine.store->saved[3].queueOrder = std::numeric_limits<std::int64_t>::min();
-    engine.store->saved[2].id = DownloadID{std::numeric_limits<std::int64_t>::max() - 1};
-    engine.store->saved[1].id = 1_id;
+TEST_F(DownloadManagerTest, AnEditedListMayHoldAnyNumbersAndPlaces) {
+    addSome(6);
+    const std::int64_t ids[] = {5, 0, 5, std::numeric_limits<std::int64_t>::max(), 2, -3};
+    for (std::size_t i = 0; i < std::size(ids); ++i) {
+        engine.store->saved[i].id = DownloadID{ids[i]};
+    }
+    engine.store->saved[0].prioritized = true; // which keeps the others in the line
+    engine.store->saved[5].queueOrder = std::numeric_limits<std::int64_t>::min();
+    engine.config.simultaneous = 1;
     engine.restart();
-    EXPECT_GT(engine.add("http://more.example/f"), 4_id);
-    engine.manager->remove(2_id);
-    engine.manager->downloadNext(1_id);
+    std::string numbers;
+    for (const auto* download : engine.manager->downloads()) {
+        numbers += std::to_string(number(download->id()));
+        EXPECT_EQ(engine.manager->download(download->id()), download) << "in whatever order";
+    }
+    EXPECT_EQ(numbers, "567829");
+    EXPECT_EQ(engine.add("http://more.example/f"), 10_id);
     engine.manager->downloadNext(2_id);
-    EXPECT_EQ(engine.manager->downloads().size(), 5U);
+    EXPECT_EQ(line(), "9267810");
+    EXPECT_EQ(engine.manager->download(1_id), nullptr);
 }
 
 TEST_F(DownloadManagerTest, PauseAllTouchesNoServerAndResumeAllLeavesFailuresAlone) {
@@ -78,38 +81,6 @@ TEST_F(DownloadManagerTest, PauseAllTouchesNoServerAndResumeAllLeavesFailuresAlo
     EXPECT_EQ(engine.transport->transfers.size(), 4U) << "no queued download was started only to be stopped";
     engine.manager->resumeAll();
     EXPECT_EQ(states(), "ssfsqq");
-}
-
-TEST_F(DownloadManagerTest, CommandsForNobodyOrTheWrongStateChangeNothing) {
-    addSome(4);
-    const auto before = states();
-    for (const DownloadID id : {0_id, DownloadID{-1}, 99_id}) {
-        engine.manager->pause(id);
-        engine.manager->resume(id);
-        engine.manager->remove(id);
-        engine.manager->downloadNext(id);
-        engine.manager->prioritize(id, true);
-        engine.manager->updateLink(id, link("http://other.example/"));
-        engine.manager->setChecksum(id, std::nullopt);
-    }
-    engine.manager->resume(1_id);
-    engine.manager->resume(4_id);
-    engine.manager->prioritize(1_id, false);
-    EXPECT_EQ(states(), before);
-}
-
-TEST_F(DownloadManagerTest, RemoveDeletesTheUnfinishedFileAndLateEventsFindNobody) {
-    addSome(1);
-    auto& probe = engine.transport->last();
-    probe.respondPart(5'000'000);
-    probe.send(1000);
-    ASSERT_TRUE(engine.files->contents("/downloads/file.bin.fluvane"));
-    engine.manager->remove(1_id);
-    EXPECT_TRUE(probe.isOver());
-    probe.deliverLate({TransferEvent::Progress{2000}});
-    engine.scheduler.runFor(10);
-    EXPECT_THAT(engine.files->paths(), IsEmpty());
-    EXPECT_THAT(engine.store->saved, IsEmpty());
 }
 
 TEST_F(DownloadManagerTest, SettingsApplyAtOnce) {

@@ -33,22 +33,15 @@ protected:
 };
 
 TEST_F(RestoringTest, WhatWasRunningIsQueuedAgain) {
-    const std::pair<State, const char*> rows[] = {
-        {State::Queued{}, "queued"},
-        {State::Downloading{}, "queued"},
-        {State::Verifying{}, "queued"},
-        {State::Wait::retrying, "queued"},
-        {State::Wait::linkExpired, "link-expired"},
-        {State::Paused{}, "paused"},
-        {State::Finished{}, "finished"},
-        {State::Failed{"Why."}, "failed"},
-    };
-    for (const std::string_view queued : {"queued", "offline"}) {
-        for (const auto& [before, after] : rows) {
-            saved.state = before;
-            EXPECT_EQ(stateName(restored(queued == "queued").state), after == "queued"sv ? queued : after);
-            EXPECT_EQ(restored().pieces, saved.pieces);
-        }
+    const std::pair<State, const char*> rows[] = {{State::Downloading{}, "queued"},
+                                                  {State::Verifying{}, "queued"},
+                                                  {State::Wait::retrying, "queued"},
+                                                  {State::Wait::linkExpired, "link-expired"},
+                                                  {State::Paused{}, "paused"}};
+    for (const auto& [before, after] : rows) {
+        saved.state = before;
+        EXPECT_EQ(stateName(restored().state), after);
+        EXPECT_EQ(stateName(restored(false).state), after == "queued"sv ? "offline" : after);
     }
 }
 
@@ -61,19 +54,18 @@ TEST_F(RestoringTest, ANameThatDeceivesIsCleanedWhileTheFileIsYetToGetIt) {
 
 TEST_F(RestoringTest, PiecesThatMakeNoSenseAreDropped) {
     const auto most = std::numeric_limits<std::int64_t>::max();
-    const std::pair<const char*, std::vector<Piece>> rows[] = {
-        {"more done than there is", {{0, 1000, 1001}}},
-        {"a hole at the end", {{0, 999, 0}}},
-        {"a hole between", {{0, 500, 0}, {501, 1000, 0}}},
-        {"negative", {{-5, 1000, 0}}},
-        {"negative done", {{0, 1000, -1}}},
-        {"backwards", {{0, 500, 0}, {500, 400, 0}, {400, 1000, 0}}},
-        {"without an end", {{0, std::nullopt, 5}}},
-        {"endless sums", {{0, std::nullopt, most}, {0, std::nullopt, most}}},
+    const std::vector<Piece> rows[] = {
+        {{0, 1000, 1001}},
+        {{0, 999, 0}},
+        {{0, 500, 0}, {501, 1000, 0}},
+        {{-5, 1000, 0}},
+        {{0, 1000, -1}},
+        {{0, 500, 0}, {500, 400, 0}, {400, 1000, 0}},
+        {{0, std::nullopt, most}, {0, std::nullopt, most}},
     };
-    for (const auto& [name, pieces] : rows) {
+    for (const auto& pieces : rows) {
         saved.pieces = pieces;
-        EXPECT_TRUE(restored().pieces.empty()) << name;
+        EXPECT_TRUE(restored().pieces.empty()) << testing::PrintToString(&pieces - rows);
     }
     saved.size.reset();
     saved.pieces = {{0, std::nullopt, 5}};
