@@ -14,7 +14,6 @@ import signal
 import socket
 import subprocess
 import sys
-import time
 
 import dbus
 import dbus.bus
@@ -175,12 +174,6 @@ class Service:
         """What the login manager granted, but for who holds it."""
         return {tuple(lock[:4]) for lock in self.object.ListInhibitors(dbus_interface=LOGIN + ".Manager")}
 
-    def hang(self):
-        self.process.send_signal(signal.SIGSTOP)
-
-    def go_on(self):
-        self.process.send_signal(signal.SIGCONT)
-
     def end(self):
         end(self.process, signal.SIGKILL)
         wait_for(lambda: not self.desk.owner(self.name), f"{self.name} gone")
@@ -193,7 +186,6 @@ class Driver(Ended):
         self.process = desk.start(programs / "Tests/EndToEnd/DesktopDriver", stderr=None, stdin=subprocess.PIPE,
                                   environment={"XDG_DATA_HOME": str(desk.folder / "share")}, stdout=subprocess.PIPE,
                                   bufsize=0)
-        self._unread = b""
         self._told = collections.defaultdict(collections.deque)
 
     def stop(self):
@@ -206,18 +198,13 @@ class Driver(Ended):
     def do(self, what, /, **more):
         self.process.stdin.write(json.dumps({"do": what, **more}).encode() + b"\n")
 
-    def next(self, kind, seconds=20):
+    def next(self, kind):
         """The next of the kind that is told."""
-        deadline = time.monotonic() + seconds
         while not self._told[kind]:
-            if not select.select([self.process.stdout], [], [], max(0, deadline - time.monotonic()))[0]:
-                raise AssertionError(f"waited {seconds} s in vain: {kind}")
-            if not (chunk := os.read(self.process.stdout.fileno(), 65536)):
-                raise AssertionError("the driver ended")
-            *lines, self._unread = (self._unread + chunk).split(b"\n")
-            for line in lines:
-                for told, what in json.loads(line).items():
-                    self._told[told].append(what)
+            if not select.select([self.process.stdout], [], [], 20)[0]:
+                raise AssertionError(f"waited in vain: {kind}")
+            for told, what in json.loads(self.process.stdout.readline()).items():
+                self._told[told].append(what)
         return self._told[kind].popleft()
 
     def ask(self, what="here", /, **more):

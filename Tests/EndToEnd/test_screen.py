@@ -67,8 +67,7 @@ class Screen(EndToEnd):
         original = self.server.make_file(FILM, 24 * MB)
         app = self.application.start()
 
-        def locks():
-            return {lock[0] for lock in login.locks()}
+        locks = lambda: {lock[0] for lock in login.locks()}
         self.assertTrue(app.window_shown("welcome")["texts"])
         self.key("Welcome", "Escape")
         wait_for(lambda: not app.window("welcome"), "the welcome closes")
@@ -82,9 +81,7 @@ class Screen(EndToEnd):
         self.key("New Download", "ctrl+Return")
         wait_for(lambda: app.list(), "the download on the list")
         wait_for(lambda: locks() == {"sleep", "idle"}, "the machine is kept awake")
-
-        def row():
-            return next((text for text in app.rows("downloads") if FILM in text), "")
+        row = lambda: next((text for text in app.rows("downloads") if FILM in text), "")
         wait_for(lambda: "MB/s" in row() and "connection" in row(), "its speed in the list")
         self.assert_identical(app.finished(1)["file"], original)
         wait_for(lambda: "24 MB, finished " in row(), "the row is finished")

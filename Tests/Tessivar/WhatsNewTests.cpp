@@ -34,7 +34,6 @@ namespace {
 class WhatsNewTest : public testing::Test {
 protected:
     WhatsNewTest() { AppIdentity::current.displayName = "Fluvane"; }
-    ~WhatsNewTest() override { AppIdentity::current = {}; }
 
     /// What a start of the version shows.
     std::string start(const std::string& version, bool welcomed = true) {
@@ -72,15 +71,15 @@ TEST_F(WhatsNewTest, IsShownOnceAfterEachUpdate) {
     for (const auto& [version, shown] : starts) {
         EXPECT_EQ(start(version), shown) << version;
     }
+    writeFile(stateFile, "no version");
+    EXPECT_EQ(start("0.9"), "") << "as at a first start";
+    EXPECT_EQ(start("0.10", false), "") << "not welcomed yet";
+    EXPECT_EQ(start("0.10"), "");
 }
 
 TEST_F(WhatsNewTest, TellsOfAllReleasesSkippedOnceItCanRemember) {
-    start("0.8", false);
-    EXPECT_EQ(start("0.8.1", false), "") << "not welcomed yet";
-    EXPECT_EQ(start("0.8.1"), "");
+    start("0.8.1");
     EXPECT_EQ(start("0.10"), ten + "\n" + nearlyTen + "\n" + nine);
-    writeFile(stateFile, "no version");
-    EXPECT_EQ(start("0.9"), "") << "as at a first start";
     std::filesystem::remove_all(folder / "state");
     writeFile(folder / "state", "in the way");
     EXPECT_EQ(start("0.10"), "");

@@ -9,10 +9,10 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <openssl/evp.h>
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -25,37 +25,21 @@ using Json = nlohmann::json;
 
 namespace {
 
-std::string base64(std::string_view bytes) {
-    std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-    text.resize(static_cast<std::size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                                                         reinterpret_cast<const unsigned char*>(bytes.data()),
-                                                         static_cast<int>(bytes.size()))));
-    return text;
+/// Signed with the secret key that consists of this byte.
+std::string published(const std::string& feed, unsigned char secret = 0) {
+    const std::vector<unsigned char> bytes(32, secret);
+    const std::shared_ptr<EVP_PKEY> key(
+        EVP_PKEY_new_raw_private_key(EVP_PKEY_ED25519, nullptr, bytes.data(), bytes.size()), EVP_PKEY_free);
+    const std::shared_ptr<EVP_MD_CTX> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    std::array<unsigned char, 64> signature{};
+    std::array<unsigned char, 89> text{};
+    std::size_t size = signature.size();
+    EVP_DigestSignInit(context.get(), nullptr, nullptr, nullptr, key.get());
+    EVP_DigestSign(context.get(), signature.data(), &size,
+                   reinterpret_cast<const unsigned char*>(feed.data()), feed.size());
+    EVP_EncodeBlock(text.data(), signature.data(), 64);
+    return Json{{"feed", feed}, {"signature", std::string(text.begin(), text.end() - 1)}}.dump();
 }
-
-class Publisher {
-public:
-    [[nodiscard]] std::string key() const {
-        std::string bytes(32, '\0');
-        std::size_t size = bytes.size();
-        EVP_PKEY_get_raw_public_key(key_.get(), reinterpret_cast<unsigned char*>(bytes.data()), &size);
-        return bytes;
-    }
-    [[nodiscard]] std::string signedFeed(const std::string& feed) const {
-        const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
-                                                                              EVP_MD_CTX_free);
-        std::string signature(64, '\0');
-        std::size_t size = signature.size();
-        EVP_DigestSignInit(context.get(), nullptr, nullptr, nullptr, key_.get());
-        EVP_DigestSign(context.get(), reinterpret_cast<unsigned char*>(signature.data()), &size,
-                       reinterpret_cast<const unsigned char*>(feed.data()), feed.size());
-        return Json{{"feed", feed}, {"signature", base64(signature)}}.dump();
-    }
-
-private:
-    std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key_{EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"),
-                                                             EVP_PKEY_free};
-};
 
 Json feed(int serial, const std::string& version) {
     return {{"application", "example.Fluvane"}, {"serial", serial}, {"version", version}};
@@ -73,10 +57,11 @@ std::string redirect(const std::string& to) {
 class UpdatesTest : public Test {
 protected:
     UpdatesTest() { AppIdentity::current = {"Fluvane", "example.Fluvane", "", "0.9.0"}; }
-    ~UpdatesTest() override { AppIdentity::current = {}; }
 
     [[nodiscard]] Updates::Options options() const {
-        return {.feed = server.url("/feed"), .key = base64(publisher.key()), .stateFile = stateFile};
+        return {.feed = server.url("/feed"),
+                .key = "O2onvM62pC1io6jQKm8Nc2UyFXcd4kOmOsBIoYtZ2ik=",
+                .stateFile = stateFile};
     }
     std::string check(const Updates::Options& with) {
         Updates updates(with, kit.context());
@@ -91,7 +76,7 @@ protected:
         const std::lock_guard lock(mutex);
         answerText = text;
     }
-    void publish(const Json& what) { answer(ok(publisher.signedFeed(what.dump()))); }
+    void publish(const Json& what) { answer(ok(published(what.dump()))); }
     [[nodiscard]] Json memory() const { return Json::parse(readFile(stateFile)); }
     /// For the servers' threads.
     void serve(ScriptedServer::Client& client) {
@@ -109,7 +94,6 @@ protected:
     KitQueue kit;
     TemporaryFolder folder;
     std::filesystem::path stateFile = folder / "state/updates.json";
-    Publisher publisher;
     std::mutex mutex;
     std::string answerText;
     ScriptedServer server{[this](ScriptedServer::Client& client) { serve(client); }};
@@ -117,39 +101,33 @@ protected:
 
 const std::string upToDate = "Fluvane 0.9.0 is up to date.";
 const std::string couldNot = "Couldn't check for updates: ";
-const std::string unreadable = couldNot + "The release feed isn't one that this version can read.";
-const std::string notSigned = couldNot + "The release feed isn't signed by this build's publisher.";
 
 } // namespace
 
-TEST_F(UpdatesTest, TellsWhatASignedFeedSays) {
+TEST_F(UpdatesTest, TellsWhatASignedFeedSaysUnlessItIsOlderThanSeen) {
     auto full = feed(3, "0.10.0");
     full["summary"] = "Faster on slow disks.";
     full["page"] = "https://example.com/get";
     publish(full);
     EXPECT_EQ(check(), "Fluvane 0.10.0 is there: Faster on slow disks. See https://example.com/get");
-    publish(feed(3, "0.9"));
+    publish(feed(2, "0.11.0"));
+    EXPECT_EQ(check(), couldNot + "The release feed is older than one seen before.");
+    publish(feed(8, "0.9")); // withdrawn
     EXPECT_EQ(check(), upToDate);
+    EXPECT_EQ(memory()["serial"], 8);
 }
 
 TEST_F(UpdatesTest, BelievesNothingElse) {
     const auto good = feed(3, "0.10.0").dump();
-    auto tampered = Json::parse(publisher.signedFeed(good));
-    tampered["feed"] = feed(3, "0.11.0").dump();
-    const auto changed = [&](const char* key, const Json& value) {
-        auto other = feed(3, "0.10.0");
-        other[key] = value;
-        return ok(publisher.signedFeed(other.dump()));
-    };
+    auto others = feed(3, "0.10.0");
+    others["application"] = "example.Other";
     const std::tuple<const char*, std::string, std::string> rows[] = {
-        {"unsigned", ok(Json{{"feed", good}, {"signature", ""}}.dump()), notSigned},
-        {"wrong key", ok(Publisher().signedFeed(good)), notSigned},
-        {"tampered", ok(tampered.dump()), notSigned},
-        {"signed rubbish", ok(publisher.signedFeed("[3]")), unreadable},
-        {"another application's", changed("application", "example.Other"),
+        {"wrong key", ok(published(good, 1)),
+         couldNot + "The release feed isn't signed by this build's publisher."},
+        {"signed rubbish", ok(published("[3]")),
+         couldNot + "The release feed isn't one that this version can read."},
+        {"another application's", ok(published(others.dump())),
          couldNot + "The release feed is another application's."},
-        {"escapes", changed("summary", "\x1b[31mred"), unreadable},
-        {"a page that runs", changed("page", "javascript:alert(1)"), unreadable},
         {"too long", ok(std::string(1'000'001, ' ')), couldNot + "The release feed is too long."},
         {"redirect to a file", redirect("file:///etc/passwd"),
          couldNot + "The release feed is neither on http nor on https."},
@@ -159,16 +137,6 @@ TEST_F(UpdatesTest, BelievesNothingElse) {
         EXPECT_EQ(check(), text) << name;
         EXPECT_EQ(memory()["serial"], 0) << name; // nothing of it is remembered
     }
-}
-
-TEST_F(UpdatesTest, RefusesWhatIsOlderThanSeen) {
-    publish(feed(7, "0.10.0"));
-    EXPECT_EQ(check(), "Fluvane 0.10.0 is there.");
-    publish(feed(6, "0.11.0"));
-    EXPECT_EQ(check(), couldNot + "The release feed is older than one seen before.");
-    publish(feed(8, "0.9.0")); // withdrawn
-    EXPECT_EQ(check(), upToDate);
-    EXPECT_EQ(memory()["serial"], 8);
 }
 
 TEST_F(UpdatesTest, VerifiesTheServersCertificate) {

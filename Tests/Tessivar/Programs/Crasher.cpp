@@ -24,6 +24,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 // The sanitizers would see the faults coming.
 #define ON_PURPOSE __attribute__((noinline, no_sanitize("address", "undefined")))
@@ -58,10 +59,6 @@ ON_PURPOSE void jumpTo(const void* bytes) {
     never = 1; // so that it is a call
 }
 
-void throwWithNoOneToCatch() {
-    throw OpeningError("can't open " + secret);
-}
-
 void crashTwiceAtOnce() {
     std::barrier together(2);
     const auto crash = [&] {
@@ -72,42 +69,40 @@ void crashTwiceAtOnce() {
     crash();
 }
 
-std::string crashForASection() {
-    touchNothing();
-    return "";
-}
-
-void hang() {
-    tessivar::HangWatch watch({.folder = folder, .limit = std::chrono::milliseconds(40), .hung = [] {
-                                   [[maybe_unused]] const auto told = write(STDOUT_FILENO, "h", 1);
-                               }});
-    watch.start();
-    for (;;) {
-        pause();
-    }
-}
-
 const std::map<std::string, std::function<void()>> ways = {
     {"touch", touchNothing},
     {"overflow", [] { overflowTheStack(0); }},
     {"twice", crashTwiceAtOnce},
     {"jump into text", [] { jumpTo(secret.data()); }},
-    {"throw", [] { std::thread(throwWithNoOneToCatch).join(); }},
+    {"throw", [] { std::thread([] { throw OpeningError("can't open " + secret); }).join(); }},
     {"no folder",
      [] {
          std::filesystem::remove_all(folder);
          touchNothing();
      }},
-    {"section", [] { tessivar::CrashNote(folder, {}, crashForASection).showIfNeeded([](const auto&) {}); }},
-    {"hang", hang}, // for ever; says so on standard output
+    {"section",
+     [] {
+         const auto section = [] { return touchNothing(), std::string(); };
+         tessivar::CrashNote(folder, {}, section).showIfNeeded([](const auto&) {});
+     }},
+    {"hang",
+     [] {
+         tessivar::HangWatch watch({folder, std::chrono::milliseconds(40), [] { std::raise(SIGKILL); }});
+         watch.start();
+         for (;;) {
+             pause();
+         }
+     }},
 };
 
 } // namespace
 
 int main(int argc, char** argv) {
-    const std::string way = argc > 2 ? argv[2] : "";
-    secret = argc > 3 ? argv[3] : "";
-    folder = argc > 1 ? argv[1] : "";
+    std::vector<std::string> arguments(argv, argv + argc);
+    arguments.resize(4);
+    const auto& way = arguments[2];
+    folder = arguments[1];
+    secret = arguments[3];
     tessivar::AppIdentity::current = {
         .displayName = "Crasher", .identifier = "", .projectPage = "", .version = "1.2.3"};
     if (way == "note") {

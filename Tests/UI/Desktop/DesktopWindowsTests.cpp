@@ -18,57 +18,47 @@ namespace fluvane {
 namespace {
 
 using nlohmann::json;
-using support::savedRecord;
-using support::operator""_id;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace support;
+using namespace testing;
 
 /// All windows over an engine with one download that runs, one paused and one failed.
-class DesktopWindowsTest : public testing::Test {
+class DesktopWindowsTest : public Test {
 protected:
-    DesktopWindowsTest() : bench(welcomed()) {
-        auto& saved = bench.engine.store->saved;
-        saved.push_back(savedRecord(1, "http://a.example/running.iso"));
-        saved.push_back(savedRecord(2, "http://a.example/paused.zip", DownloadState::Paused()));
-        saved.push_back(savedRecord(3, "http://a.example/broken.mkv", DownloadState::Failed{"It broke."}));
+    DesktopWindowsTest() {
+        welcome(true);
+        bench.engine.store->saved = {
+            savedRecord(1, "http://a.example/running.iso"),
+            savedRecord(2, "http://a.example/paused.zip", DownloadState::Paused()),
+            savedRecord(3, "http://a.example/broken.mkv", DownloadState::Failed{"It broke."})};
         bench.engine.manager->start();
         bench.engine.turns();
         windows.start();
     }
 
-    static Config welcomed() {
+    void welcome(bool over) {
         Config config;
-        config.hasCompletedOnboarding = true;
-        return config;
+        config.hasCompletedOnboarding = over;
+        bench.settings.update(config);
     }
-    json state() { return json::parse(windows.state()); }
+    json shown() { return json::parse(windows.state())["windows"]; }
     std::vector<std::string> names() {
         std::vector<std::string> all;
-        for (const json now = state(); const auto& window : now["windows"]) {
+        for (const json now = shown(); const auto& window : now) {
             all.push_back(window["name"]);
         }
         return all;
     }
-    json window(const std::string& name) {
-        for (const json now = state(); const auto& each : now["windows"]) {
-            if (each["name"] == name) {
-                return each;
-            }
-        }
-        return {};
-    }
     static void close(const QString& name) {
-        ASSERT_TRUE(support::onScreen(name)) << name.toStdString();
-        support::onScreen(name)->close();
-        support::deleteClosed();
+        ASSERT_TRUE(onScreen(name)) << name.toStdString();
+        onScreen(name)->close();
+        deleteClosed();
     }
 
-    support::TemporaryFolder folder;
-    support::WindowBench bench;
+    TemporaryFolder folder;
+    WindowBench bench;
     LinuxScheduler scheduler;
     Bus bus{Bus::Kind::session, scheduler, ""};
-    support::FakeAutostart autostart;
+    FakeAutostart autostart;
     DesktopWindows windows{*bench.engine.manager,
                            bench.settings,
                            bench.files,
@@ -87,8 +77,7 @@ protected:
 TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
     const std::tuple<const char*, std::function<void()>, const char*> rows[] = {
         {"downloads", [&] { windows.showDownloads(std::nullopt); }, "broken.mkv"},
-        {"new-download", [&] { windows.newDownload({support::link("http://h/part.zip")}, std::nullopt); },
-         "part.zip"},
+        {"new-download", [&] { windows.newDownload({link("http://h/part.zip")}, std::nullopt); }, "part.zip"},
         {"settings", [&] { windows.showSettings("connections"); }, "Most connections for each download"},
         {"welcome", [&] { windows.showWelcome(); }, "Wait on hotspots and in Low Data Mode"},
         {"whats-new", [&] { windows.showWhatsNew(); }, "Everything."},
@@ -103,29 +92,26 @@ TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
         show();
         EXPECT_THAT(names(), ElementsAre(name));
         EXPECT_TRUE(QTest::qWaitFor([&, wanted = text] {
-            return window(name).dump().find(wanted) != std::string::npos;
+            return shown()[0].dump().find(wanted) != std::string::npos;
         })) << text
-            << " isn't in " << window(name).dump(2);
-        for (const json now = window(name); const auto& control : now["controls"]) {
+            << " isn't in " << shown().dump(2);
+        for (const json now = shown()[0]; const auto& control : now["controls"]) {
             EXPECT_NE(control.value("name", ""), "") << name << ": " << control;
         }
         close(name);
         EXPECT_THAT(names(), IsEmpty());
     }
-}
-
-TEST_F(DesktopWindowsTest, QuestionsAreAboutTheDownloadTheyAreAskedFor) {
     windows.changeLink(99_id);
     EXPECT_THAT(names(), IsEmpty());
     windows.changeLink(2_id);
     windows.changeLink(3_id);
-    EXPECT_THAT(window("change-link").dump(), HasSubstr("broken.mkv"));
+    EXPECT_THAT(shown()[0].dump(), HasSubstr("broken.mkv"));
 }
 
 TEST_F(DesktopWindowsTest, QuitsAtOnceOnlyWhenNothingRuns) {
     windows.quit();
     EXPECT_THAT(names(), ElementsAre("quit"));
-    QTest::keyClick(support::onScreen("quit"), Qt::Key_Escape);
+    QTest::keyClick(onScreen("quit"), Qt::Key_Escape);
     EXPECT_THAT(names(), IsEmpty());
     bench.engine.manager->pauseAll();
     QMetaObject::invokeMethod(
@@ -136,7 +122,7 @@ TEST_F(DesktopWindowsTest, QuitsAtOnceOnlyWhenNothingRuns) {
 }
 
 TEST_F(DesktopWindowsTest, TheFirstStartLeadsToTheList) {
-    bench.settings.update(Config());
+    welcome(false);
     windows.showWelcome();
     close("welcome");
     EXPECT_THAT(names(), ElementsAre("downloads"));

@@ -2,21 +2,63 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
-#include "Fluvane/UI/Models/DownloadsModel.h"
-#include "SampleList.h"
+#include "Fluvane/UI/Models/DownloadsFilter.h"
 #include "Support/Windows/Widgets.h"
+#include "Support/Windows/WindowBench.h"
 
+#include <QAbstractItemModelTester>
 #include <QContextMenuEvent>
+#include <QSignalSpy>
 #include <QTabBar>
+
+#include <random>
 
 using namespace fluvane;
 using namespace fluvane::support;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using namespace testing;
+using Order = DownloadsFilter::Order;
 
 namespace {
 
-class DownloadsWindowTest : public testing::Test {
+/// One download in each state, by its number: 1 paused at 45 %, 2 finished, 3 failed, 4 link expired, 5 and 6
+/// in line behind 7, 8 finished with a wrong checksum.
+class SampleList : public WindowBench {
+public:
+    SampleList() {
+        Config oneSlot;
+        oneSlot.simultaneous = 1;
+        settings.update(oneSlot);
+        add(1, "http://a.example/Système-début.iso", DownloadState::Paused{}, 3'000'000'000);
+        add(2, "http://b.example/holiday video.mp4", DownloadState::Finished{}, 5'000'000);
+        add(3, "http://a.example/report.pdf", DownloadState::Failed{"It broke."}, 9'000'000);
+        add(4, "http://a.example/big.zip", DownloadState::Wait::linkExpired, 700'000'000);
+        add(5, "http://c.example/track10.flac");
+        add(6, "http://c.example/track9.flac");
+        add(7, "http://d.example/run.bin").prioritized = true;
+        auto& doubtful = add(8, "http://d.example/doubtful.exe", DownloadState::Finished{}, 5'000'000);
+        doubtful.checksum = Checksum(Checksum::Algorithm::md5, std::string(32, 'a'));
+        doubtful.checksumResult = ChecksumResult{ChecksumResult::Differs{"b"}};
+        engine.manager->start();
+        refresh();
+    }
+
+private:
+    /// With a name where a size is given, and with a part of its bytes or all.
+    DownloadRecord& add(std::int64_t id, const char* url, DownloadState state = {},
+                        std::optional<std::int64_t> size = {}) {
+        auto& record = engine.store->saved.emplace_back(savedRecord(id, url, std::move(state)));
+        if (size) {
+            const bool isFinished = record.state.is<DownloadState::Finished>();
+            record.name = record.displayName();
+            record.size = size;
+            (isFinished ? record.file : record.partial) = record.folder.appending(*record.name);
+            record.pieces = {Piece{0, *size, isFinished ? *size : *size / 3}};
+        }
+        return record;
+    }
+};
+
+class DownloadsWindowTest : public Test {
 protected:
     DownloadsWindowTest() {
         activate(window);
@@ -65,9 +107,9 @@ protected:
 
 TEST_F(DownloadsWindowTest, OffersOnlyWhatApplies) {
     const std::pair<int, const char*> rows[] = {
-        {1, "resume next prioritize show change-link checksum copy-link remove"},
-        {2, "open show checksum copy-link remove remove-file"},
-        {7, "pause stop-prioritizing change-link checksum copy-link remove"},
+        {1, "resume next prioritize show change-link checksum copy-link remove "},
+        {2, "open show checksum copy-link remove remove-file "},
+        {7, "pause stop-prioritizing change-link checksum copy-link remove "},
     };
     for (const auto& [id, expected] : rows) {
         choose(id);
@@ -75,13 +117,11 @@ TEST_F(DownloadsWindowTest, OffersOnlyWhatApplies) {
                                 view.mapToGlobal(QPoint(50, 50)));
         QApplication::sendEvent(view.viewport(), &event);
         auto& menu = part<QMenu>(window, "context-menu");
-        QStringList names;
+        std::string names;
         for (const QAction* each : menu.actions()) {
-            if (each->isVisible() && !each->isSeparator()) {
-                names.append(each->objectName());
-            }
+            names += each->isVisible() && !each->isSeparator() ? each->objectName().toStdString() + " " : "";
         }
-        EXPECT_EQ(names.join(" "), expected) << id;
+        EXPECT_EQ(names, expected) << id;
         menu.close();
         deleteClosed();
     }
@@ -113,6 +153,10 @@ TEST_F(DownloadsWindowTest, CommandsReachTheirDownloads) {
     press(Qt::Key_Comma, Qt::ControlModifier);
     press(Qt::Key_Q, Qt::ControlModifier);
     EXPECT_THAT(windows, ElementsAre("link 6", "checksum 6", "new", "settings", "quit"));
+    QApplication::clipboard()->setText("see http://x.example/1 and http://x.example/2");
+    press(Qt::Key_V, Qt::ControlModifier);
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return windows.back() == "new http://x.example/1 http://x.example/2"; }));
     press(Qt::Key_A, Qt::ControlModifier);
     trigger("pause");
     EXPECT_EQ(list.engine.state(7_id), "paused");
@@ -133,7 +177,7 @@ TEST_F(DownloadsWindowTest, RemovingAsksBeforeBytesAreLost) {
     window.select({1_id, 3_id, 6_id}, false);
     press(Qt::Key_Delete, Qt::ShiftModifier);
     EXPECT_THAT(part<QMessageBox>(window, "question").informativeText().toStdString(),
-                testing::HasSubstr("2 of them")); // the third has nothing to lose
+                HasSubstr("2 of them")); // the third has nothing to lose
     answer("Remove");
     EXPECT_FALSE(isThere(1) || isThere(3) || isThere(6));
     EXPECT_THAT(files, IsEmpty());
@@ -156,7 +200,7 @@ TEST_F(DownloadsWindowTest, FilesGoToTheWastebasketOrStay) {
     trigger("remove-file");
     answer("Remove and Delete");
     EXPECT_THAT(list.engine.manager->downloads(), IsEmpty());
-    EXPECT_THAT(files, testing::Contains("trash file:///downloads/doubtful.exe"));
+    EXPECT_THAT(files, Contains("trash file:///downloads/doubtful.exe"));
 }
 
 TEST_F(DownloadsWindowTest, SearchAndFilterKeepTheSelection) {
@@ -176,11 +220,92 @@ TEST_F(DownloadsWindowTest, SearchAndFilterKeepTheSelection) {
     EXPECT_EQ(current(), 3);
 }
 
-TEST_F(DownloadsWindowTest, LinksComeInByPaste) {
-    QApplication::clipboard()->setText("see http://x.example/1 and http://x.example/2");
-    press(Qt::Key_V, Qt::ControlModifier);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !windows.empty(); }));
-    EXPECT_THAT(windows, ElementsAre("new http://x.example/1 http://x.example/2"));
+/// Shown numbers in order.
+std::vector<std::int64_t> shown(const DownloadsFilter& filter) {
+    std::vector<std::int64_t> ids;
+    for (int row = 0; row < filter.rowCount(); ++row) {
+        ids.push_back(filter.index(row, 0).data(DownloadsModel::IdRole).toLongLong());
+    }
+    return ids;
+}
+
+struct Models {
+    explicit Models(DownloadManager& manager) : model(manager) { model.refresh(); }
+    DownloadsModel model;
+    DownloadsFilter filter{model};
+    QAbstractItemModelTester tester{&filter, QAbstractItemModelTester::FailureReportingMode::Fatal};
+};
+
+TEST(DownloadsFilter, FindsByStateAndWords) {
+    SampleList list;
+    Models models(*list.engine.manager);
+    const std::tuple<StateGroup, const char*, std::vector<std::int64_t>> rows[] = {
+        {StateGroup::all, "", {1, 2, 3, 4, 5, 6, 7, 8}},
+        {StateGroup::waiting, "", {5, 6}},
+        {StateGroup::attention, "", {3, 4, 8}},
+        {StateGroup::finished, "", {2, 8}},
+        {StateGroup::all, "systeme DÉBUT", {1}},
+        {StateGroup::all, "c.example 10", {5}},
+        {StateGroup::finished, "zip", {}},
+    };
+    for (const auto& [group, search, expected] : rows) {
+        models.filter.setGroup(group);
+        models.filter.setSearch(search);
+        EXPECT_EQ(shown(models.filter), expected) << static_cast<int>(group) << " " << search;
+        if (*search == '\0') {
+            EXPECT_EQ(models.model.summary().in(group), std::ssize(expected)) << static_cast<int>(group);
+        }
+    }
+}
+
+TEST(DownloadsModel, TellsOnlyWhatChanged) {
+    SampleList list;
+    Models models(*list.engine.manager);
+    QSignalSpy changes(&models.model, &QAbstractItemModel::dataChanged);
+    models.model.refresh();
+    EXPECT_EQ(changes.count(), 0);
+    list.engine.manager->downloadNext(6_id);
+    models.model.refresh();
+    EXPECT_EQ(models.filter.indexOf(6_id).data(DownloadsModel::LineRole), "Number 1 in line");
+    EXPECT_EQ(changes.count(), 1);
+}
+
+/// However the list changes, what is shown is what starting over would show.
+TEST(DownloadsFilter, FollowsTheListAsIfItStartedOver) {
+    SampleList list;
+    Models models(*list.engine.manager);
+    DownloadManager& manager = *list.engine.manager;
+    std::mt19937 random(7);
+    const auto pick = [&](std::size_t count) { return static_cast<int>(random() % count); };
+    const std::function<void(DownloadID)> changes[] = {
+        [&](auto) {
+            for (int i = pick(50) == 0 ? 90 : 3; i > 0; --i) {
+                list.engine.add("http://a.example/new.zip");
+            }
+        },
+        [&](auto id) { manager.remove(id); },
+        [&](auto id) { manager.pause(id); },
+        [&](auto id) { manager.resume(id); },
+        [&](auto) { models.filter.setGroup(static_cast<StateGroup>(pick(6))); },
+        [&](auto) {
+            models.filter.setOrder(static_cast<Order>(pick(DownloadsFilter::orders)), pick(2) == 0);
+        },
+    };
+    for (int step = 0; step < 300; ++step) {
+        const auto all = manager.downloads();
+        const DownloadID id =
+            all.empty() ? DownloadID{} : all[static_cast<std::size_t>(pick(all.size()))]->id();
+        changes[pick(std::size(changes))](id);
+        if (pick(3) > 0) {
+            continue; // several changes in one refresh
+        }
+        list.engine.turns();
+        models.model.refresh();
+        Models afresh(manager);
+        afresh.filter.setGroup(models.filter.group());
+        afresh.filter.setOrder(models.filter.order(), models.filter.descending());
+        ASSERT_EQ(shown(models.filter), shown(afresh.filter)) << step;
+    }
 }
 
 } // namespace

@@ -1,20 +1,25 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
+#include "Fluvane/UI/Inspector/ChecksumDialog.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
 #include "Fluvane/UI/Inspector/PiecesMap.h"
+#include "Fluvane/UI/Models/PiecesPicture.h"
+#include "Support/PiecePicture.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
 #include <QAbstractItemView>
+#include <QPointer>
+
+#include <limits>
 
 namespace fluvane::support {
 
 namespace {
 
-using testing::Contains;
-using testing::EndsWith;
-using testing::StartsWith;
+using namespace testing;
 
 /// An inspector on screen, with a server and simulated time for everything but its graph.
 struct Shown {
@@ -58,6 +63,52 @@ std::vector<DownloadRecord> atRest() {
     return {wrong, failed, paused};
 }
 
+/// A dialog about a paused download.
+template <class Dialog>
+struct Asked {
+    Asked() {
+        bench.engine.store->saved = {savedRecord(1, "http://a.example/1", DownloadState::Paused{})};
+        bench.engine.manager->start();
+        show();
+    }
+
+    void show() {
+        dialog = new Dialog(bench.context, 1_id);
+        dialog->show();
+    }
+    /// Whether it closes when that is entered.
+    [[nodiscard]] bool takes(const QString& text) {
+        const auto fields = dialog->template findChildren<QLineEdit*>();
+        typeAndEnter(**std::ranges::find_if_not(fields, &QLineEdit::isReadOnly), text);
+        return closed();
+    }
+    [[nodiscard]] bool closed() {
+        bench.refresh();
+        deleteClosed();
+        return dialog.isNull();
+    }
+
+    WindowBench bench;
+    QPointer<Dialog> dialog;
+};
+
+/// "#" there, "-" nothing; a column of connection 1 is "1" when it came over it, "a" when nothing has, "*"
+/// when what is there was there before. "|" stands before a border.
+std::string drawn(const PiecesPicture& picture) {
+    std::string text = picture.openEnded ? "~" : "";
+    for (std::size_t i = 0; i < picture.columns.size(); ++i) {
+        const auto& column = picture.columns[i];
+        const bool border = std::ranges::find(picture.borders, static_cast<int>(i)) != picture.borders.end();
+        const char letter = static_cast<char>('a' + column.connection - 1);
+        text += border ? "|" : "";
+        text += column.connection == 0 ? (column.filled == 1 ? '#' : '-')
+                : column.filled == 0   ? letter
+                : column.arrived       ? static_cast<char>('0' + column.connection)
+                                       : '*';
+    }
+    return text;
+}
+
 } // namespace
 
 TEST(Inspector, saysWhatIsKnownOfDownloadsAtRest) {
@@ -67,12 +118,7 @@ TEST(Inspector, saysWhatIsKnownOfDownloadsAtRest) {
     auto& manager = *shown.bench.engine.manager;
     shown.bench.engine.store->saved = atRest();
     manager.start();
-    struct Row {
-        std::int64_t id;
-        const char* name;
-        const char* expected;
-    };
-    const std::vector<Row> rows = {
+    const std::tuple<std::int64_t, const char*, const char*> rows[] = {
         {1, "link", "http://a.example/film.mkv"}, // without the password
         {1, "rule", "Video"},
         {1, "computed-checksum", "MD5 00000000000000000000000000000000"},
@@ -86,10 +132,10 @@ TEST(Inspector, saysWhatIsKnownOfDownloadsAtRest) {
         {3, "size", "60 bytes of 100 bytes"},
         {3, "piece-words", "2 pieces, 1 of them done"},
     };
-    for (const auto& row : rows) {
-        shown.inspector->showDownloads({DownloadID{row.id}});
+    for (const auto& [id, name, expected] : rows) {
+        shown.inspector->showDownloads({DownloadID{id}});
         QApplication::processEvents();
-        EXPECT_EQ(shown.text(row.name), row.expected) << row.id << " " << row.name;
+        EXPECT_EQ(shown.text(name), expected) << id << " " << name;
     }
     EXPECT_EQ(part<QLabel>(*shown.inspector, "problem").textFormat(), Qt::PlainText);
     shown.inspector->showDownloads({1_id, 2_id, 3_id});
@@ -128,6 +174,56 @@ TEST(Inspector, followsARunningDownloadPieceByPiece) {
     ASSERT_TRUE(shown.bench.engine.runUntil(id, "finished"));
     shown.run(1);
     EXPECT_EQ(shown.text("pieces-map") + shown.text("connections"), "");
+}
+
+TEST(ChangeLinkDialog, takesExactlyOneLink) {
+    QGuiApplication::clipboard()->clear();
+    Asked<ChangeLinkDialog> asked;
+    for (const char* const refused : {"nonsense", "ftp://a.example/1", "http://a.example/part[1-3].zip"}) {
+        EXPECT_FALSE(asked.takes(refused)) << refused;
+        EXPECT_NE(said(*asked.dialog, "note"), "") << refused;
+    }
+    EXPECT_TRUE(asked.takes("see <http://b.example/fresh>"));
+    EXPECT_EQ(asked.bench.engine.record(1_id).url.absoluteString(), "http://b.example/fresh");
+    asked.show();
+    asked.bench.engine.manager->remove(1_id);
+    EXPECT_TRUE(asked.closed()) << "there is nothing to change";
+}
+
+TEST(ChecksumDialog, recognisesWhatIsPasted) {
+    constexpr const char* sha1 = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
+    Asked<ChecksumDialog> asked;
+    EXPECT_FALSE(asked.takes("abc"));
+    EXPECT_TRUE(asked.takes(QString("SHA1 (file) = ") + sha1));
+    EXPECT_EQ(asked.bench.engine.record(1_id).checksum->hex, sha1);
+    asked.show();
+    click(*asked.dialog, "take-away");
+    EXPECT_TRUE(asked.closed());
+    EXPECT_FALSE(asked.bench.engine.record(1_id).checksum);
+}
+
+TEST(PiecesPicture, drawsFilesOfEverySize) {
+    constexpr auto most = std::numeric_limits<std::int64_t>::max();
+    using Size = std::optional<std::int64_t>;
+    const std::tuple<std::vector<Piece>, Size, std::vector<RunningConnection>, std::string> bars[] = {
+        {piecesFrom("####----|####----"),
+         16,
+         {{.number = 1, .start = 0, .end = 8, .from = 2, .reached = 4, .flows = true},
+          {.number = 2, .start = 8, .end = 16, .from = 8, .reached = 13, .flows = true}},
+         "**11aaaa|22222bbb"},
+        {{Piece{0, 0, 0}}, 0, {}, "###"},
+        {{Piece{0, most, most}}, most, {}, "####"},
+        {piecesFrom("##~"),
+         {},
+         {{.number = 3, .start = 0, .end = {}, .from = 0, .reached = 2, .flows = true}},
+         "~333"},
+        {piecesFrom("##~"), -5, {}, "~##"}, // a size that can't be
+    };
+    for (const auto& [pieces, size, connections, expected] : bars) {
+        const auto columns = std::ranges::count_if(expected, [](char c) { return c != '|' && c != '~'; });
+        const auto picture = PiecesPicture::make(pieces, size, connections, static_cast<int>(columns));
+        EXPECT_EQ(drawn(picture), expected);
+    }
 }
 
 } // namespace fluvane::support

@@ -1,11 +1,17 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "Fluvane/UI/Models/DroppedData.h"
+#include "Fluvane/UI/Models/NewDownloadDraft.h"
+#include "Fluvane/UI/Models/RecentFolders.h"
 #include "Fluvane/UI/NewDownload/FolderChoice.h"
+#include "Fluvane/UI/NewDownload/LinksEdit.h"
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
+
+#include <QMimeData>
 
 namespace fluvane::support {
 
@@ -29,17 +35,35 @@ protected:
         }
         return names;
     }
-    [[nodiscard]] AssertionResult shows(const std::string& wanted) {
-        const bool is = QTest::qWaitFor([&] { return rows() == wanted && download.isEnabled(); });
-        return is ? AssertionSuccess() : AssertionFailure() << rows();
+    [[nodiscard]] bool shows(const std::string& wanted) {
+        return QTest::qWaitFor([&] { return rows() == wanted && download.isEnabled(); });
     }
     void type(const QString& typed) { QTest::keyClicks(&edit, typed); }
     void press(Qt::Key key, Qt::KeyboardModifiers with = {}) { QTest::keyClick(&edit, key, with); }
     static void copy(const QString& copied) { QGuiApplication::clipboard()->setText(copied); }
     [[nodiscard]] std::size_t downloads() const { return bench.engine.manager->downloads().size(); }
 
+    /// Has the draft read a text, on a list of one paused download.
+    void read(const QString& given) {
+        if (downloads() == 0) {
+            bench.engine.manager->pause(bench.engine.add("http://a.example/paused.zip"));
+        }
+        draft.follow([given] { return given; });
+        draft.edited();
+        draft.read();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !draft.isReading(); }));
+    }
+    [[nodiscard]] std::vector<std::string> marks() const {
+        std::vector<std::string> all;
+        for (std::size_t i = 0; i < draft.rows().size(); ++i) {
+            all.push_back((draft.isWanted(i) ? "+ " : "- ") + draft.rows()[i].name + ": " + draft.mark(i));
+        }
+        return all;
+    }
+
     TemporaryFolder folder;
     WindowBench bench;
+    NewDownloadDraft draft{*bench.engine.manager, bench.settings};
     RecentFolders recent{folder / "recent.json"};
     NewDownloadWindow window{bench.context, recent};
     QPlainTextEdit& edit = part<QPlainTextEdit>(window, "links");
@@ -47,6 +71,13 @@ protected:
     QPushButton& download = part<QPushButton>(window, "download");
     QPushButton& offer = part<QPushButton>(window, "add-clipboard");
 };
+
+constexpr auto sha1 = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
+
+QByteArray utf16(const char16_t* text) {
+    const QString string = QString::fromUtf16(text);
+    return {reinterpret_cast<const char*>(string.utf16()), string.size() * 2};
+}
 
 } // namespace
 
@@ -101,30 +132,163 @@ TEST_F(NewDownloadTest, takesTheClipboardIntoAnEmptyTextOnly) {
     EXPECT_FALSE(offer.isVisible());
 }
 
-TEST_F(NewDownloadTest, remembersAChosenFolder) {
-    type("http://a.example/a");
+TEST_F(NewDownloadTest, takesFolderReferrerAndChecksum) {
+    window.fill({link("http://a.example/a")}, link("https://page.example/"));
     ASSERT_TRUE(shows("a"));
     const auto actions = window.actions();
     (*std::ranges::find(actions, "Choose Folder…", &QAction::text))->trigger();
     chooseFile(window.findChild<QFileDialog*>(), folder.path().c_str());
-    press(Qt::Key_Return, Qt::ControlModifier);
-    ASSERT_EQ(downloads(), 1U);
-    EXPECT_EQ(bench.engine.record(1_id).folder, URL::folder(folder.path().string()));
-    EXPECT_THAT(recent.folders(), ElementsAre(URL::folder(folder.path().string())));
-    EXPECT_FALSE(part<FolderChoice>(window, "folder").folder()) << "The next one goes by the settings.";
-}
-
-TEST_F(NewDownloadTest, takesTheReferrerOfAPageAndObjectsToWhatIsNone) {
-    window.fill({link("http://a.example/a")}, link("https://page.example/"));
-    ASSERT_TRUE(shows("a"));
     auto& referrer = part<QLineEdit>(window, "referrer");
+    EXPECT_EQ(referrer.text(), "https://page.example/");
     referrer.setText("page");
     EXPECT_FALSE(download.isEnabled());
     referrer.setText("https://page.example/b");
-    typeAndEnter(part<QLineEdit>(window, "checksum"), "d41d8cd98f00b204e9800998ecf8427e");
+    typeAndEnter(part<QLineEdit>(window, "checksum"), sha1);
     ASSERT_EQ(downloads(), 1U);
-    EXPECT_EQ(bench.engine.record(1_id).referrer, link("https://page.example/b"));
-    EXPECT_TRUE(bench.engine.record(1_id).checksum);
+    const auto& record = bench.engine.record(1_id);
+    EXPECT_EQ(record.referrer, link("https://page.example/b"));
+    EXPECT_EQ(record.checksum, Checksum(Checksum::Algorithm::sha1, sha1));
+    EXPECT_EQ(record.folder, URL::folder(folder.path().string()));
+    EXPECT_FALSE(record.autoFolder.value_or(false)) << "Rules must not overrule a chosen folder.";
+    EXPECT_THAT(recent.folders(), ElementsAre(record.folder));
+    EXPECT_FALSE(part<FolderChoice>(window, "folder").folder()) << "The next one goes by the settings.";
+}
+
+TEST_F(NewDownloadTest, namesLinksAndMarksRepeatsAndWhatIsOnTheList) {
+    read("http://a.example/new.zip http://a.example/paused.zip http://a.example/new.zip "
+         "http://a.example/%D8%AA.pdf");
+    EXPECT_THAT(marks(), ElementsAre("+ new.zip: In the text 2 times",
+                                     "- paused.zip: Already on the list: paused", "+ \u062A.pdf: "));
+    draft.setWanted(1, true);
+    draft.setWanted(2, false);
+    read("http://a.example/%D8%AA.pdf http://a.example/paused.zip");
+    EXPECT_THAT(marks(), ElementsAre("- \u062A.pdf: ", "+ paused.zip: Already on the list: paused"))
+        << "A choice stays with its link.";
+}
+
+TEST_F(NewDownloadTest, addsNothingWhileItObjects) {
+    const std::tuple<const char*, const char*, const char*, const char*, bool, std::size_t> cases[] = {
+        {"nothing typed", " \n", "?", "?", false, 0},
+        {"one link", "http://a.example/one", "", "", false, 1},
+        {"no link", "a.zip", "", "", true, 0},
+        {"all on the list", "http://a.example/paused.zip", "", "", true, 0},
+        {"no checksum", "http://a.example/a", "da39", "", true, 0},
+        {"a checksum for several", "http://a.example/[1-2]", sha1, "", true, 0},
+        {"a checksum for the one that isn't on the list", "http://a.example/new http://a.example/paused.zip",
+         sha1, "", false, 1},
+        {"a file as referrer", "http://a.example/a", "", "file:///etc/passwd", true, 0},
+    };
+    for (const auto& [name, text, checksum, referrer, objects, adds] : cases) {
+        read(text);
+        draft.setChecksum(checksum);
+        draft.setReferrer(referrer);
+        EXPECT_EQ(!draft.objection().empty(), objects) << name << ": " << draft.objection();
+        EXPECT_EQ(draft.isReady(), adds > 0) << name;
+        EXPECT_EQ(draft.add().size(), adds) << name;
+    }
+}
+
+TEST_F(NewDownloadTest, givesEachLinkItsOwnReferrerOrThatOfAll) {
+    read("http://a.example/a http://a.example/c");
+    const auto& engine = bench.engine;
+    draft.setReferrer("https://page.example/");
+    draft.setReferrer({link("http://a.example/c"), link("http://a.example/d")},
+                      link("https://other.example/"));
+    ASSERT_THAT(draft.add(), ElementsAre(2_id, 3_id));
+    EXPECT_EQ(engine.record(2_id).referrer, link("https://page.example/"));
+    EXPECT_EQ(engine.record(3_id).referrer, link("https://other.example/"));
+    read("http://a.example/d");
+    ASSERT_THAT(draft.add(), ElementsAre(4_id));
+    EXPECT_EQ(engine.record(4_id).referrer, std::nullopt) << "The earlier one must be forgotten.";
+}
+
+TEST(DroppedData, holdsLinksInTheFormatsOfBrowsersAndFileManagers) {
+    const TemporaryFolder folder;
+    writeFile(folder / "www.trap.example", "http://file.example/[1-2]");
+    const QByteArray file = ("file://" + (folder / "www.trap.example").string()).c_str();
+    using Formats = std::vector<std::pair<const char*, QByteArray>>;
+    const char *const plain = "text/plain", *const list = "text/uri-list", *const html = "text/html";
+    const std::tuple<const char*, Formats, std::vector<URL>> cases[] = {
+        {"a dragged link keeps its escapes",
+         {{list, "# one\r\nhttp://a.example/a%2Fb\r\n"}},
+         {link("http://a.example/a%2Fb")}},
+        {"a link and its title",
+         {{list, "http://a.example/a"},
+          {plain, "http://a.example/a"},
+          {html, "<a href='http://a.example/a'>www.title.example/b</a>"}},
+         {link("http://a.example/a")}},
+        {"only a browser's own format",
+         {{"text/x-moz-url", utf16(u"http://a.example/a\nTitle")}},
+         {link("http://a.example/a")}},
+        {"a file whose path is repeated as text",
+         {{list, file + "\r\n"}, {plain, file}},
+         {link("http://file.example/1"), link("http://file.example/2")}},
+        {"a piece of a page",
+         {{plain, "Get it here"},
+          {html, "<html xmlns='http://www.w3.org/x'><a class=b HREF=\"http://a.example/a?b&amp;c\">"
+                 "<img src='http://a.example/thumbnail.png'>Get it</a> here</html>"}},
+         {link("http://a.example/a?b&c")}},
+        {"a folder", {{list, "file:///"}}, {}},
+    };
+    for (const auto& [name, formats, links] : cases) {
+        QMimeData data;
+        for (const auto& [format, content] : formats) {
+            data.setData(format, content);
+        }
+        EXPECT_TRUE(mayHoldLinks(data)) << name;
+        EXPECT_EQ(linksIn(data), links) << name;
+    }
+    QMimeData picture;
+    picture.setData("image/png", "…");
+    EXPECT_FALSE(mayHoldLinks(picture));
+}
+
+TEST(DroppedData, isReadElsewhereAndToldOnlyToWhoIsStillThere) {
+    const TemporaryFolder folder;
+    writeFile(folder / "list.txt", "http://a.example/a");
+    std::optional<std::vector<URL>> found;
+    QObject here;
+    {
+        QMimeData data;
+        data.setUrls({QUrl::fromLocalFile((folder / "list.txt").c_str())});
+        QObject gone;
+        findLinks(data, &gone, [](const auto&) { ADD_FAILURE() << "Nobody is there any more."; });
+        findLinks(data, &here, [&](const auto& links) { found = links; });
+    }
+    EXPECT_FALSE(found) << "The call must not wait.";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return found.has_value(); }));
+    EXPECT_THAT(*found, ElementsAre(link("http://a.example/a")));
+}
+
+TEST(LinksEdit, breaksLongLinesBetweenLinks) {
+    const QString link = "\"http://a.example/" + QString(1500, 'a') + "\",";
+    const QString text = withShortLines(link.repeated(100));
+    EXPECT_GT(text.count('\n'), 10) << "It would take the editor minutes.";
+    EXPECT_EQ(text.count(link.mid(1, 1500)), 100) << "No link may be cut.";
+}
+
+TEST(RecentFolders, remembersTheLatestFirst) {
+    const TemporaryFolder folder;
+    const auto path = folder / "state/recent.json";
+    {
+        RecentFolders recent(path);
+        for (const char name : std::string("abcdefgd")) {
+            recent.add(URL::folder("/" + std::string(1, name)));
+        }
+    }
+    std::string names;
+    const RecentFolders again(path);
+    for (const URL& url : again.folders()) {
+        names += url.path().back();
+    }
+    EXPECT_EQ(names, "dgfecb");
+    for (const char* const text : {"", "{\"a\":1}", "[1]", "[\"relative\", \"http://a.example/\"]"}) {
+        writeFile(path, text);
+        EXPECT_TRUE(RecentFolders(path).folders().empty()) << text;
+    }
+    RecentFolders unwritable("/proc/none/recent.json");
+    unwritable.add(URL::folder("/a"));
+    EXPECT_THAT(unwritable.folders(), ElementsAre(URL::folder("/a")));
 }
 
 } // namespace fluvane::support

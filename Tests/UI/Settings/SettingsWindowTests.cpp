@@ -3,9 +3,14 @@
 
 #include "Fluvane/UI/Settings/SettingsWindow.h"
 
+#include "Fluvane/Linux/Autostart/LinuxAutostart.h"
+#include "Fluvane/UI/Models/RuleDraft.h"
+#include "Fluvane/UI/Models/RulesModel.h"
 #include "FluvaneCore/Coding.h"
+#include "Support/TemporaryFolder.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
+#include "TessivarCore/AppIdentity.h"
 
 #include <QDialog>
 #include <QDir>
@@ -18,9 +23,9 @@ namespace fluvane {
 namespace {
 
 using namespace support;
-using testing::ElementsAre;
+using namespace testing;
 
-class SettingsWindowTest : public testing::Test {
+class SettingsWindowTest : public Test {
 protected:
     SettingsWindowTest() { activate(window); }
 
@@ -32,8 +37,7 @@ protected:
     void choose(const char* dialog, const QString& path) { chooseFile(onScreen<QFileDialog>(dialog), path); }
     std::string message() { return said(window, "messageText"); }
     Config config() { return bench.settings.config(); }
-    template <class Change>
-    void changeElsewhere(const Change& change) {
+    void changeElsewhere(const std::function<void(Config&)>& change) {
         Config changed = config();
         change(changed);
         bench.settings.update(changed);
@@ -48,6 +52,21 @@ protected:
         {.log = [this](auto answer) { logAnswer = std::move(answer); }, .diagnostics = [](const auto&) {}}};
 };
 
+std::string order(const std::vector<Rule>& rules) {
+    std::string ids;
+    for (const auto& each : rules) {
+        ids += each.id;
+    }
+    return ids;
+}
+
+std::vector<Rule> someRules() {
+    return {{"a", Rule::Kind{FileKind::video}, "/videos", {}},
+            {"b", Rule::Extensions{{"zip", "rar"}}, "/zips", {}},
+            {"c", Rule::Site{"example.com"}, "/c", 2},
+            {"d", Rule::Kind{FileKind::images}, "/x", {}}};
+}
+
 QString shownBy(const QWidget& control) {
     for (const char* const property : {"checked", "currentText", "text"}) {
         if (const QVariant value = control.property(property); value.isValid()) {
@@ -59,14 +78,9 @@ QString shownBy(const QWidget& control) {
 
 /// A control is changed as a person does, and the settings by somebody else; each must follow the other.
 TEST_F(SettingsWindowTest, everyControlStandsForItsSetting) {
-    const struct {
-        const char* pane;
-        const char* name;
-        const char* entered;
-        const char* setting;
-        coding::Json value;
-        const char* otherwise; ///< What is shown where nothing is set.
-    } rows[] = {
+    // Pane, control, what is entered, setting and its value, and what is shown where nothing is set.
+    using Text = const char*;
+    const std::tuple<Text, Text, Text, Text, coding::Json, Text> rows[] = {
         {"general", "notifyWhenDone", " ", "notifyWhenDone", false, "true"},
         {"general", "waitOnHotspots", " ", "waitOnHotspots", false, "true"},
         {"about", "detailedLogging", " ", "detailedLogging", true, "false"},
@@ -74,18 +88,18 @@ TEST_F(SettingsWindowTest, everyControlStandsForItsSetting) {
         {"connections", "speedLimit", "5", "speedLimit", 500'000, "No limit"},
         {"files", "hyphen", " ", "duplicateNames", "hyphen", "false"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        window.showPane(row.pane);
-        auto& control = part<QWidget>(*get<QWidget>(row.pane), row.name);
+    for (const auto& [pane, name, entered, setting, value, otherwise] : rows) {
+        SCOPED_TRACE(name);
+        window.showPane(pane);
+        auto& control = part<QWidget>(*get<QWidget>(pane), name);
         const bool isNumber = qobject_cast<QSpinBox*>(&control) != nullptr;
-        isNumber ? typeAndEnter(control, row.entered) : QTest::keyClicks(&control, row.entered);
+        isNumber ? typeAndEnter(control, entered) : QTest::keyClicks(&control, entered);
         const auto changes = coding::Json::diff(Config().encoded(), config().encoded());
         ASSERT_EQ(changes.size(), 1U) << changes;
-        EXPECT_EQ(changes[0]["path"], std::string("/") + row.setting);
-        EXPECT_EQ(changes[0]["value"], row.value);
+        EXPECT_EQ(changes[0]["path"], std::string("/") + setting);
+        EXPECT_EQ(changes[0]["value"], value);
         bench.settings.update(Config());
-        EXPECT_EQ(shownBy(control), row.otherwise);
+        EXPECT_EQ(shownBy(control), otherwise);
     }
 }
 
@@ -178,39 +192,106 @@ TEST_F(SettingsWindowTest, writesRulesInTheEditor) {
 }
 
 TEST_F(SettingsWindowTest, reordersDuplicatesAndDeletesRulesByKeyboard) {
-    const auto rule = [](const char* id, FileKind kind) { return Rule{id, Rule::Kind{kind}, "/x", {}}; };
-    changeElsewhere([&](Config& c) {
-        c.rules = {rule("a", FileKind::video), rule("b", FileKind::audio), rule("c", FileKind::images)};
-    });
-    const auto order = [&] {
-        std::string ids;
-        for (const auto& each : config().rules) {
-            ids += each.id;
-        }
-        return ids;
-    };
+    const auto order = [&] { return fluvane::order(config().rules); };
+    changeElsewhere([&](Config& c) { c.rules = someRules(); });
     window.showPane("rules");
     auto* const list = get<QListView>("rules");
     list->setFocus();
     list->setCurrentIndex(list->model()->index(1, 0));
     QTest::keyClick(list, Qt::Key_Up, Qt::AltModifier);
-    EXPECT_EQ(order(), "bac");
+    EXPECT_EQ(order(), "bacd");
     QTest::keyClick(list, Qt::Key_Down, Qt::AltModifier);
     QTest::keyClick(list, Qt::Key_Down, Qt::AltModifier);
-    EXPECT_EQ(order(), "acb");
+    EXPECT_EQ(order(), "acbd");
     QTest::keyClick(list, Qt::Key_D, Qt::ControlModifier);
-    ASSERT_EQ(config().rules.size(), 4);
+    ASSERT_EQ(config().rules.size(), 5);
     EXPECT_EQ(config().rules[3].match, config().rules[2].match);
     QTest::keyClick(list, Qt::Key_Delete);
-    EXPECT_EQ(order(), "acb");
+    EXPECT_EQ(order(), "acbd");
     QTest::keyClick(list, Qt::Key_Return);
     auto* const editor = onScreen<QDialog>("ruleEditor");
     ASSERT_TRUE(editor);
     activate(*editor);
     QTest::keyClick(editor, Qt::Key_Return);
-    EXPECT_EQ(order(), "acb") << "the edited one keeps its place";
+    EXPECT_EQ(order(), "acbd") << "the edited one keeps its place";
     typeInto(*get<QLineEdit>("tryRules"), "x.png");
     EXPECT_EQ(said(window, "trialResult"), "x.png goes to /x, by the rule \"Images\".");
+}
+
+TEST(RulesModel, movesRowsAsViewsAskFor) {
+    const std::tuple<int, int, int, bool, const char*> rows[] = {{0, 1, 2, true, "bacd"},
+                                                                 {3, 1, 0, true, "dabc"},
+                                                                 {1, 1, 2, false, "abcd"},
+                                                                 {-1, 1, 2, false, "abcd"},
+                                                                 {0, 1, 5, false, "abcd"}};
+    for (const auto& [from, count, before, moved, expected] : rows) {
+        RulesModel model([](const auto& path) { return URL::folder(path.value_or("/downloads")); });
+        model.setRules(someRules());
+        EXPECT_EQ(model.moveRows({}, from, count, {}, before), moved);
+        EXPECT_EQ(order(model.rules()), expected) << from << " before " << before;
+    }
+}
+
+TEST(RuleDraft, refusesWhatWouldDoNothing) {
+    using Matches = RuleDraft::Matches;
+    using Field = RuleDraft::Field;
+    const std::tuple<const char*, RuleDraft, std::optional<Field>> rows[] = {
+        {"no endings",
+         {.matches = Matches::extensions, .extensions = " , .", .folder = "/x"},
+         Field::extensions},
+        {"no host", {.matches = Matches::site, .site = "two words", .folder = "/x"}, Field::site},
+        {"a site and nothing else", {.matches = Matches::site, .site = "example.com"}, Field::folder},
+        {"a limit", {.matches = Matches::site, .site = "example.com", .connections = 1}, {}},
+        {"another script", {.matches = Matches::site, .site = "bücher.example", .folder = "/x"}, {}},
+    };
+    for (const auto& [name, draft, incomplete] : rows) {
+        const auto problem = draft.problem();
+        EXPECT_EQ(problem ? std::optional(problem->field) : std::nullopt, incomplete) << name;
+    }
+}
+
+TEST(RuleDraft, holdsWhatWasTypedAsRulesHaveIt) {
+    for (const auto& each : someRules()) {
+        EXPECT_EQ(RuleDraft::of(each).rule(each.id), each);
+    }
+    const RuleDraft draft{.matches = RuleDraft::Matches::extensions, .extensions = "zip, .RAR; 7z"};
+    EXPECT_EQ(draft.rule("x").match, Rule::Match(Rule::Extensions{{"zip", "rar", "7z"}}));
+}
+
+class LinuxAutostartTest : public Test {
+protected:
+    static void SetUpTestSuite() {
+        tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"};
+    }
+    TemporaryFolder folder;
+    std::filesystem::path file = folder / "autostart/org.fluvane.Fluvane.desktop";
+    LinuxAutostart autostart{folder / "autostart", "/opt/my $apps\\100%/\"fluvane\""};
+};
+
+TEST_F(LinuxAutostartTest, isOnWhereTheDesktopWouldOpenIt) {
+    std::filesystem::create_directory(folder / "autostart");
+    EXPECT_FALSE(autostart.isOn());
+    const std::pair<const char*, bool> rows[] = {
+        {"# none\n[Desktop Entry]\r\nExec = x\r\nHidden = false\r\n", true},
+        {"[Desktop Entry]\nExec=x\nHidden=true\n", false},
+        {"[Desktop Entry]\nExec=x\nX-GNOME-Autostart-enabled=false\n", false},
+        {"", false},
+    };
+    for (const auto& [text, on] : rows) {
+        writeFile(file, text);
+        EXPECT_EQ(autostart.isOn(), on) << text;
+    }
+}
+
+TEST_F(LinuxAutostartTest, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
+    autostart.set(true);
+    EXPECT_TRUE(autostart.isOn());
+    EXPECT_THAT(readFile(file),
+                HasSubstr("\nExec=\"/opt/my \\\\$apps\\\\\\\\100%%/\\\\\"fluvane\\\\\"\" --background\n"));
+    EXPECT_THAT(readFile(file), HasSubstr("\nTryExec=/opt/my $apps\\\\100%/\"fluvane\"\n"));
+    autostart.set(false);
+    autostart.set(false);
+    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 } // namespace

@@ -42,7 +42,7 @@ protected:
 } // namespace
 
 TEST_F(StatusMenuTest, OpensWindows) {
-    const std::vector<std::pair<const char*, std::string>> rows = {
+    const std::pair<const char*, const char*> rows[] = {
         {"New Download…", "new"},  {"Downloads", "downloads"},
         {"Settings…", "settings"}, {"About Fluvane", "settings about"},
         {"Quit Fluvane", "quit"},  {"No downloads are running", "downloads"},
