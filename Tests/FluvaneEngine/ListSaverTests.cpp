@@ -166,8 +166,12 @@ TEST_F(ListSaverTest, AListThatCannotBeWrittenIsToldAndTriedAgain) {
     EXPECT_EQ(told, "No space left on device");
     EXPECT_THAT(engine.store->saved, IsEmpty());
     const auto tries = engine.store->saves;
+    engine.manager->whenSaved([&](const auto& error) { told = error; });
+    engine.turns();
+    EXPECT_NE(told, std::nullopt) << "nothing has changed since, but it isn't on the disk";
     engine.store->error.reset();
     engine.scheduler.runFor(2.1);
+    EXPECT_EQ(told, std::nullopt);
     EXPECT_THAT(engine.store->saved, testing::SizeIs(1));
     EXPECT_LE(engine.store->saves - tries, 4) << "not again and again";
     engine.store->error = "Read-only file system";

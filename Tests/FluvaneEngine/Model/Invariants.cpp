@@ -190,6 +190,7 @@ const char* brokenOfAll(const World& world) {
         {!world.hasLied && std::ranges::all_of(world.keptAdds, isSaved) &&
              std::ranges::none_of(world.keptRemovals, isSaved),
          "What was said to be saved is saved."},
+        {!world.hasOrphan, "A file is on the saved list before it is created."},
         {std::ranges::count_if(world.manager().downloads(), &Download::isPrioritized) <= 1,
          "At most one download is prioritized."},
         {!world.lostAtStop, "A good end keeps all bytes, and answers every command."},

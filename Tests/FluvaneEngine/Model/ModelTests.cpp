@@ -110,7 +110,7 @@ void tellSeed(int signal) {
 TEST(ModelTest, NothingThatHappensBreaksWhatAlwaysHolds) {
     std::signal(SIGABRT, tellSeed);
     std::signal(SIGSEGV, tellSeed);
-    const auto wanted = number("FLUVANE_MODEL_STEPS", 100'000);
+    const auto wanted = number("FLUVANE_MODEL_STEPS", 300'000);
     playing = number("FLUVANE_MODEL_SEED", 1);
     std::uint64_t done = 0;
     for (; done < wanted; ++playing) {

@@ -54,6 +54,12 @@ World::World() {
     tessivar::Log::setSink({});
     tessivar::Log::detailed = false;
     files.make = [](auto device) { return std::make_shared<ContentFile>(device); };
+    files.onCreate = [this](const std::string& path) {
+        hasOrphan |=
+            !engine.store->error && std::ranges::none_of(engine.store->saved, [&](const auto& record) {
+                return record.partial && record.partial->path() == path;
+            });
+    };
     manager().start();
     engine.turns();
 }

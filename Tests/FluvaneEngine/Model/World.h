@@ -46,6 +46,7 @@ struct World {
     bool syncFailed = false;                         ///< In this run.
     [[nodiscard]] bool isSaved(DownloadID id) const; ///< On the list, and not as one to be deleted.
     bool hasLied = false;                            ///< Told of a save that wasn't.
+    bool hasOrphan = false;                          ///< Made a file before it was on the saved list.
     bool lostAtStop = false;                         ///< Something that a good end has to keep.
 
     // Steps, and what they need.
