@@ -312,6 +312,7 @@ Json encode(const DownloadRecord& record) {
     object.putIfPresent("rule", record.rule);
     object.putIfPresent("prioritized", record.prioritized);
     object.putIfPresent("queueOrder", record.queueOrder);
+    object.putIfPresent("marked", record.marked);
     object.putIfPresent("removed", record.removed);
     return object.finish();
 }
@@ -430,6 +431,7 @@ DownloadRecord decode<DownloadRecord>(const Json& json) {
     record.rule = optional<std::string>(json, "rule");
     record.prioritized = optional<bool>(json, "prioritized");
     record.queueOrder = optional<std::int64_t>(json, "queueOrder");
+    record.marked = optional<bool>(json, "marked");
     record.removed = optional<bool>(json, "removed");
     return record;
 }

@@ -105,6 +105,7 @@ struct DownloadRecord {
     std::optional<std::string> rule; ///< The id of the rule that chose the folder.
     std::optional<bool> prioritized;
     std::optional<std::int64_t> queueOrder;
+    std::optional<bool> marked;  ///< Its unfinished file bore its mark when it was made; no other is its own.
     std::optional<bool> removed; ///< Taken from the list; only its unfinished file is left to be deleted.
 
     DownloadRecord(DownloadID id, URL url, URL folder, std::optional<URL> referrer, Date added);

@@ -44,14 +44,18 @@ void Leftovers::remove(Download& download) {
 }
 
 void Leftovers::clear(const RecordSnapshot& leftover) {
+    const auto isGone = std::make_shared<bool>();
     disk_.files().aside(
         leftover->id,
-        [files = &disk_.files(), leftover] {
-            files->remove(*leftover->partial, Owner(*leftover), !leftover->pieces.empty());
+        [files = &disk_.files(), leftover, isGone] {
+            const bool wasCreated = !leftover->pieces.empty() && !leftover->marked.value_or(false);
+            *isGone = files->remove(*leftover->partial, Owner(*leftover), wasCreated);
         },
-        turns_.later([this, leftover] {
-            list_.forget(*leftover);
-            turns_.changed();
+        turns_.later([this, leftover, isGone] {
+            if (*isGone) { // else it is tried again at the next start
+                list_.forget(*leftover);
+                turns_.changed();
+            }
         }));
 }
 

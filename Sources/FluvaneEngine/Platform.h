@@ -272,9 +272,10 @@ public:
     /// known to be on stable storage. Null when nothing has the name. Fails with FileError, also
     /// for what isn't a file or the user's, is reached through a link, or has other names.
     [[nodiscard]] virtual std::shared_ptr<PieceFile> open(const URL& location) = 0;
-    /// Deletes the owner's file, durably; a failure is ignored. Whatever else may have the name stays: what
-    /// is no file, bears another's mark, or, unless `wasCreated` for certain, has bytes and no mark.
-    virtual void remove(const URL& location, const Owner& owner, bool wasCreated) = 0;
+    /// Deletes the owner's file, durably. Whatever else may have the name stays: what is no file, bears
+    /// another's mark or, unless `wasCreated` without one for certain, none; where none is kept, what has
+    /// bytes. False when it may be there still: it can't be deleted now, or its folder isn't there.
+    virtual bool remove(const URL& location, const Owner& owner, bool wasCreated) = 0;
     /// Of the folder's volume; the folder need not exist yet. Absent when the volume doesn't tell.
     [[nodiscard]] virtual std::optional<Space> space(const URL& folder) = 0;
 

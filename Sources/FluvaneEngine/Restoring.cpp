@@ -77,7 +77,7 @@ std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& file
         return std::nullopt;
     }
     if (left) { // also of a copy on another file system
-        files.remove(*record.partial, Owner(record), true);
+        files.remove(*record.partial, Owner(record), !record.marked.value_or(false));
     }
     return name;
 }

@@ -41,6 +41,7 @@ unfinishedFile::Left leftBy(const Download& download) {
             .reaches = reaches,
             .size = Starter::mayCarryOn(record) ? record.size : std::nullopt,
             .owner = Owner(record),
+            .isMarked = record.marked.value_or(false),
             .mayComeBack = download.goesOnByItself};
 }
 
@@ -141,7 +142,7 @@ void Starter::discard(Download& download, Discarded then) const {
     download.relocating = false;
     download.asksLink = false;
     record.opensWebPage.reset();
-    const bool wasCreated = download.hadFile || !record.pieces.empty();
+    const bool wasCreated = (download.hadFile || !record.pieces.empty()) && !record.marked.value_or(false);
     download.layOut({});
     download.retry.countFrom(0);
     if (!record.partial) {
@@ -162,6 +163,7 @@ void Starter::discard(Download& download, Discarded then) const {
             };
             disk_.run(discarding, remove, [then](Download& discarded, bool /*isDone*/) {
                 discarded.record.partial.reset();
+                discarded.record.marked.reset();
                 discarded.hadFile = false;
                 then(discarded, std::nullopt);
             });
@@ -282,9 +284,10 @@ void Starter::made(Download& download, unfinishedFile::Created& created,
         download.file = std::move(created.file);
         download.hadFile = true;
         download.device = download.file->identity().device;
+        record.marked = created.mark == Mark::own ? std::optional(true) : std::nullopt;
         layOut(download, creation->status == 206);
         log::downloads([&] { return told(record, creation->status); });
-        creation->then(download, std::nullopt);
+        begin(download, created.mark, creation);
         return;
     }
     record.name = creation->nameBefore;
@@ -295,6 +298,18 @@ void Starter::made(Download& download, unfinishedFile::Created& created,
     }
     creation->then(
         download, created.failure.value_or(unfinishedFile::Failure{"Couldn't create the file: File exists"}));
+}
+
+/// A file without a mark is known by its pieces on the saved list alone, once it has bytes.
+void Starter::begin(Download& download, Mark mark, const std::shared_ptr<Creation>& creation) const {
+    if (mark == Mark::own) {
+        creation->then(download, std::nullopt);
+        return;
+    }
+    saver_.changed();
+    saver_.whenSaved(disk_.following(download, [creation](Download& saved, const auto& /*error*/) {
+        creation->then(saved, std::nullopt);
+    }));
 }
 
 /// A promise of parts isn't believed yet: the whole file is under way, and one piece until a part has come.

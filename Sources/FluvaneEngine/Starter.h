@@ -61,6 +61,7 @@ private:
     void announce(Download& download, const std::string& name,
                   const std::shared_ptr<Creation>& creation) const;
     void make(Download& download, const std::shared_ptr<Creation>& creation) const;
+    void begin(Download& download, Mark mark, const std::shared_ptr<Creation>& creation) const;
     void made(Download& download, unfinishedFile::Created& created,
               const std::shared_ptr<Creation>& creation) const;
     [[nodiscard]] std::string suggestedName(const TransferResponse& response, bool withTypesEnding) const;

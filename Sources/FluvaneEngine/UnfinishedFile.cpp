@@ -22,7 +22,9 @@ std::string partialName(const std::string& name) {
 bool isWhole(FileStore& files, const PieceFile& file, const Left& left) {
     const auto size = files.size(left.location);
     const bool isSame = files.identity(left.location) == file.identity();
-    return isSame && size && files.mark(left.location, left.owner) != Mark::anothers &&
+    const auto mark = files.mark(left.location, left.owner);
+    const bool isAnothers = mark == Mark::anothers || (mark == Mark::none && left.isMarked);
+    return isSame && size && !isAnothers &&
            (file.isSparse() ? size == left.size : size >= left.reaches && size <= left.size);
 }
 
@@ -75,7 +77,9 @@ URL location(const URL& folder, const std::string& name) {
 
 Created create(FileStore& files, const URL& location, std::optional<std::int64_t> size, const Owner& owner) {
     try {
-        return {.file = files.create(location, size, owner)};
+        auto file = files.create(location, size, owner);
+        const auto mark = file ? files.mark(location, owner) : Mark::none;
+        return {.file = std::move(file), .mark = mark};
     } catch (const FileError& error) {
         return {.failure =
                     Failure{fmt::format("Couldn't create the file: {}", error.what()), error.isFull()}};

@@ -26,6 +26,7 @@ struct Left {
     std::int64_t reaches;             ///< The end of the last byte that is claimed of it.
     std::optional<std::int64_t> size; ///< Of the whole; absent when nothing can be carried on from.
     Owner owner;
+    bool isMarked;    ///< It was made with its owner's mark.
     bool mayComeBack; ///< Nobody has asked for the download since the start: a missing file is waited for.
 };
 /// Why it can't be had.
@@ -54,6 +55,7 @@ struct Wanted {
 /// Neither a file nor a failure: somebody else was faster.
 struct Created {
     std::shared_ptr<PieceFile> file{};
+    Mark mark = Mark::none;
     std::optional<Failure> failure{};
 };
 [[nodiscard]] Created create(FileStore& files, const URL& location, std::optional<std::int64_t> size,

@@ -114,7 +114,11 @@ void syncData(int descriptor) {
 void syncFolder(const std::string& folder) {
     const Descriptor opened(restarting(
         [&] { return ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-    if (opened.isOpen() && restarting([&] { return ::fsync(opened.get()); }) != 0 && !isUnsupported(errno)) {
+    if (!opened.isOpen() && errno == EACCES) { // one that can't be listed
+        return;
+    }
+    if (!opened.isOpen() ||
+        (restarting([&] { return ::fsync(opened.get()); }) != 0 && !isUnsupported(errno))) {
         throw SystemError(errno);
     }
 }

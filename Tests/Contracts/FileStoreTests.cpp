@@ -138,7 +138,7 @@ TYPED_TEST(FileStoreContract, RemovesNobodyElsesFile) {
         {"another download's", Mark::anothers, "some", true, true},
         {"without a mark, but known", Mark::none, "some", true, false},
         {"without a mark", Mark::none, "theirs", false, true},
-        {"without a mark or bytes", Mark::none, "", false, false},
+        {"without a mark or bytes", Mark::none, "", false, true},
     };
     for (const auto& [what, mark, contents, wasCreated, stays] : rows) {
         SCOPED_TRACE(what);

@@ -44,6 +44,8 @@ DownloadRecord fullRecord() {
     record.rule = "r1";
     record.prioritized = true;
     record.queueOrder = -3;
+    record.marked = true;
+    record.removed = false;
     return record;
 }
 
@@ -67,7 +69,8 @@ TEST(Coding, WritesEveryKeyInOrderAndReadsItBack) {
     EXPECT_EQ(
         keys,
         "id url finalURL referrer folder name partial file size validators resumable pieces state added "
-        "completed opensWebPage checksum checksumResult autoFolder rule prioritized queueOrder ");
+        "completed opensWebPage checksum checksumResult autoFolder rule prioritized queueOrder marked "
+        "removed ");
     EXPECT_EQ(json["pieces"].dump(), R"([{"start":0,"end":10,"done":4},{"start":10,"done":0}])");
     EXPECT_EQ(coding::decode<DownloadRecord>(parse(json.dump())), fullRecord());
     EXPECT_EQ(coding::encode(plainRecord()).size(), 7u) << "just what is required";

@@ -69,8 +69,31 @@ TEST_F(StarterTest, WhatAKillLeavesBehindIsItsOwnAgain) {
     fresh.restart();
     fresh.turns();
     EXPECT_EQ(fresh.record(1_id).partial, std::nullopt);
+    fresh.files->onCreate = [&](const auto& /*path*/) { fresh.store->hung = {fresh.store->list}; };
     fresh.transport->last().respondPart(3'000'000);
     EXPECT_THAT(fresh.files->paths(), testing::ElementsAre(partial->path()));
+    EXPECT_EQ(fresh.state(1_id), "starting") << "with its first bytes it wouldn't be known by its name";
+    fresh.store->hung.clear();
+    fresh.scheduler.runFor(2);
+    EXPECT_EQ(fresh.state(1_id), "downloading");
+    EXPECT_FALSE(fresh.store->saved.at(0).pieces.empty());
+}
+
+TEST_F(StarterTest, AFileWithoutTheMarkThatItWasMadeWithIsSomebodyElses) {
+    addAndProbe().respondPart(3'000'000);
+    const auto path = record().partial->path();
+    const std::string theirs(3'000'000, 'x');
+    engine.transport->last().send(500'000);
+    engine.scheduler.runFor(6);
+    engine.manager->pause(1_id);
+    engine.files->remove(*record().partial, Owner(record()), false);
+    engine.files->put(path, theirs);
+    engine.restart();
+    engine.manager->resume(1_id);
+    engine.turns();
+    engine.transport->last().respondPart(3'000'000);
+    EXPECT_EQ(record().name, "file (1).bin");
+    EXPECT_EQ(engine.files->contents(path), theirs);
 }
 
 TEST_F(StarterTest, WhatIsRemovedIsDeletedOnceTheListSaysSo) {
@@ -83,6 +106,11 @@ TEST_F(StarterTest, WhatIsRemovedIsDeletedOnceTheListSaysSo) {
     const auto removed = engine.store->saved.at(0);
     EXPECT_TRUE(removed.removed.value_or(false));
     engine.files->hung.clear();
+    engine.files->failRemove = true;
+    engine.restart();
+    engine.turns();
+    EXPECT_THAT(engine.store->saved, testing::SizeIs(1)) << "it is tried again at each start";
+    engine.files->failRemove = false;
     engine.restart();
     EXPECT_TRUE(engine.manager->downloads().empty());
     engine.turns();

@@ -180,12 +180,20 @@ std::shared_ptr<FileBytes>& MemoryFileStore::file(const URL& location) {
     return bytes;
 }
 
-void MemoryFileStore::remove(const URL& location, const Owner& owner, bool wasCreated) {
+bool MemoryFileStore::remove(const URL& location, const Owner& owner, bool wasCreated) {
     const auto file = files_.find(location.path());
-    if (file != files_.end() && file->second->owner.value_or(owner) == owner &&
-        (file->second->owner || wasCreated || file->second->size() == 0)) {
+    if (file == files_.end()) {
+        return true;
+    }
+    const auto& bytes = *file->second;
+    const bool isEmpty = !keepsMarks && bytes.size() == 0;
+    if (bytes.owner.value_or(owner) == owner && (bytes.owner || wasCreated || isEmpty)) {
+        if (failRemove) {
+            return false;
+        }
         files_.erase(file);
     }
+    return true;
 }
 
 std::optional<Space> MemoryFileStore::space(const URL& folder) {

@@ -379,17 +379,26 @@ std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
     return opened;
 }
 
-void DiskFileStore::remove(const URL& location, const Owner& owner, bool wasCreated) {
-    const auto path = pathOf(location);
+bool DiskFileStore::remove(const URL& location, const Owner& owner, bool wasCreated) {
+    const std::filesystem::path path = pathOf(location);
+    const auto folder = path.parent_path();
     try {
-        const auto file = tessivar::openRegular(path, O_RDONLY | O_NOFOLLOW);
+        const auto file = tessivar::openRegular(path.string(), O_RDONLY | O_NOFOLLOW);
         const auto mark = markOf(file.get(), owner);
-        const bool isUnmarked = mark == Mark::none || mark == Mark::unkept;
-        if (mark == Mark::own || (isUnmarked && (wasCreated || isWithoutBytes(file)))) {
-            (void)tessivar::unlinkIfSame(path, file.get());
-            tessivar::syncFolder(std::filesystem::path(path).parent_path().string());
+        const bool isKnown = wasCreated && (mark == Mark::none || mark == Mark::unkept);
+        if (mark == Mark::own || isKnown || (mark == Mark::unkept && isWithoutBytes(file))) {
+            const int code = tessivar::unlinkIfSame(path.string(), file.get());
+            if (code != 0) {
+                throw SystemError(code);
+            }
+            tessivar::syncFolder(folder.string());
         }
-    } catch (const SystemError&) { // nothing that could be ours
+        return true;
+    } catch (const SystemError&) {
+        struct stat status {};
+        std::error_code ignored;
+        const bool isThere = ::lstat(path.c_str(), &status) == 0;
+        return isThere ? !S_ISREG(status.st_mode) : std::filesystem::is_directory(folder, ignored);
     }
 }
 

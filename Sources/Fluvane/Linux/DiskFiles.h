@@ -94,7 +94,7 @@ public:
                                                     const Owner& owner) override;
     [[nodiscard]] Mark mark(const URL& location, const Owner& owner) override;
     [[nodiscard]] std::shared_ptr<PieceFile> open(const URL& location) override;
-    void remove(const URL& location, const Owner& owner, bool wasCreated) override;
+    bool remove(const URL& location, const Owner& owner, bool wasCreated) override;
     [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
