@@ -113,7 +113,9 @@ def _play_all(arguments, cases, lasting):
                 all_.counted.update(counted)
                 all_.measured |= measured
             else:
-                print(f"FAILED: {' '.join(command)}\n{result.stdout[-4000:]}{result.stderr[-8000:]}", flush=True)
+                sentence = result.stderr.strip().rpartition("\n")[2][:2000]
+                print(f"FAILED: {' '.join(command)}\n{sentence}\n{result.stdout[-4000:]}{result.stderr[-8000:]}",
+                      flush=True)
 
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         list(pool.map(work, range(arguments.jobs)))

@@ -7,6 +7,7 @@
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Client/StandardStreams.h"
 #include "Fluvane/Client/Usage.h"
+#include "FluvaneCore/Words.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -95,7 +96,7 @@ int run(const std::vector<std::string>& arguments, const Effects& effects) {
     }
     const auto* const command = commandNamed(name);
     if (!command) {
-        effects.error("Unknown command '" + arguments[0] + "'. Try: fluvane help\n");
+        effects.error("Unknown command '" + words::escaped(arguments[0]) + "'. Try: fluvane help\n");
         return 2;
     }
     const auto answer = sendOrLaunch(rewritten(arguments), command->launches, effects);

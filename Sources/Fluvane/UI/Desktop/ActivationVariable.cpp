@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -40,10 +41,8 @@ void makeRoom() {
 }
 
 void set(std::string_view token) {
-    static auto& text = *new std::string;
-    setLast(nullptr);
-    text = "XDG_ACTIVATION_TOKEN=" + std::string(token);
-    setLast(text.data());
+    static auto& all = *new std::deque<std::string>; // another thread may still be reading one from before
+    setLast(all.emplace_back("XDG_ACTIVATION_TOKEN=" + std::string(token)).data());
 }
 
 void clear() {
