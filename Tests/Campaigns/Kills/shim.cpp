@@ -21,7 +21,7 @@
 
 namespace {
 
-/// Never destroyed, as threads may still be at work at the very end.
+/// Never destroyed, as threads may still be at work at the very end: keep it where leaks are looked for.
 const std::string& setting(const char* name) {
     const char* const value = std::getenv(name);
     return *new std::string(value ? value : "");
@@ -51,7 +51,8 @@ bool changes(int flags) {
 bool isTheOne(const char* name, const std::string& path) {
     static const auto& call = setting("SHIM_CALL");
     static const auto& paths = setting("SHIM_PATH");
-    static std::atomic<int> left = std::atoi(setting("SHIM_NUMBER").c_str());
+    static const auto& number = setting("SHIM_NUMBER");
+    static std::atomic<int> left = std::atoi(number.c_str());
     return (call == name || call == "*") && left > 0 && ::fnmatch(paths.c_str(), path.c_str(), 0) == 0 &&
            --left == 0;
 }
