@@ -18,6 +18,7 @@
 #include <fcntl.h>
 #include <future>
 #include <mutex>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -253,6 +254,18 @@ TEST_F(DiskFileTest, AFileIsWholeBeforeItHasItsName) {
     EXPECT_THAT(taken(), ElementsAre(itself, itself));
     EXPECT_EQ(finish(at("a.part"), "a", inside()), (folder / "in/a").string());
     EXPECT_THAT(taken(), ElementsAre("sync a.part", parent(), "name a", "sync in", parent()));
+}
+
+TEST_F(DiskFileTest, AMarkIsReadWithoutAFreeDescriptor) {
+    (void)store.create(at("a.part"), 10, 1_id);
+    const auto mark = store.mark(at("a.part"), 1_id);
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{0, before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_EQ(store.mark(at("a.part"), 1_id), mark) << "else it would be taken for another's, and lost";
+    EXPECT_THROW((void)store.open(at("a.part")), FileError);
+    ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 TEST_F(DiskFileTest, AFileWhoseSyncFailedIsTrustedOnceItIsOpenedAgain) {

@@ -354,11 +354,7 @@ std::shared_ptr<PieceFile> DiskFileStore::create(const URL& location, std::optio
 }
 
 Mark DiskFileStore::mark(const URL& location, const Owner& owner) {
-    try {
-        return markOf(tessivar::openRegular(pathOf(location), O_RDONLY | O_NOFOLLOW).get(), owner);
-    } catch (const SystemError&) {
-        return Mark::none;
-    }
+    return markAt(pathOf(location), owner);
 }
 
 std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {

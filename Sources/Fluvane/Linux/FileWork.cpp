@@ -148,14 +148,30 @@ void setMark(int descriptor, const Owner& owner) {
     (void)::fsetxattr(descriptor, markName, text.data(), text.size(), 0);
 }
 
-Mark markOf(int descriptor, const Owner& owner) {
+namespace {
+
+/// `read` is a call that reads the mark into what it is given.
+template <class Read>
+Mark markRead(const Owner& owner, Read read) {
     std::array<char, 32> text{};
-    const auto length = ::fgetxattr(descriptor, markName, text.data(), text.size());
+    const auto length = read(text.data(), text.size());
     if (length >= 0) {
         const std::string_view mark(text.data(), static_cast<std::size_t>(length));
         return mark == markText(owner) ? Mark::own : Mark::anothers;
     }
     return errno == EOPNOTSUPP ? Mark::unkept : errno == ERANGE ? Mark::anothers : Mark::none;
+}
+
+} // namespace
+
+Mark markOf(int descriptor, const Owner& owner) {
+    return markRead(owner,
+                    [=](auto* text, auto size) { return ::fgetxattr(descriptor, markName, text, size); });
+}
+
+Mark markAt(const std::string& path, const Owner& owner) {
+    return markRead(owner,
+                    [&](auto* text, auto size) { return ::lgetxattr(path.c_str(), markName, text, size); });
 }
 
 FinalMove::FinalMove(std::filesystem::path partial, WrittenFile written, std::string name, URL folder,

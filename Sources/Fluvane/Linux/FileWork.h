@@ -34,6 +34,8 @@ class WorkAbandoned {};
 /// Marks the open file as the download's own; a disk that keeps no marks is no failure.
 void setMark(int descriptor, const Owner& owner);
 [[nodiscard]] Mark markOf(int descriptor, const Owner& owner);
+/// The same without a descriptor: where there is no free one, a file that can't be looked at isn't nobody's.
+[[nodiscard]] Mark markAt(const std::string& path, const Owner& owner);
 
 /// Moves a finished file into place under the first free name, durably, and marks it with its origin.
 class FinalMove {
