@@ -30,6 +30,7 @@ public:
             if (!error) {
                 write(records);
             }
+            hasFailed = error.has_value();
             completion(error);
         });
     }
@@ -64,6 +65,7 @@ public:
     std::set<std::uint64_t> hung;     ///< Devices. One no longer among them goes on within a second.
     double patience = 0;              ///< Of the last flush.
     std::optional<std::string> error; ///< Why nothing can be written.
+    bool hasFailed = false;           ///< The last list wasn't written.
 
 private:
     struct Job {

@@ -56,7 +56,7 @@ World::World() {
     files.make = [](auto device) { return std::make_shared<ContentFile>(device); };
     files.onCreate = [this](const std::string& path) {
         hasOrphan |=
-            !engine.store->error && std::ranges::none_of(engine.store->saved, [&](const auto& record) {
+            !engine.store->hasFailed && std::ranges::none_of(engine.store->saved, [&](const auto& record) {
                 return record.partial && record.partial->path() == path;
             });
     };
