@@ -25,6 +25,7 @@ std::string joined(const std::vector<URL>& links) {
 
 TEST(Links, AreFoundInAnyText) {
     const support::Rows<std::string, std::string> rows = {
+        {"(see https://h.org/a.zip).", "https://h.org/a.zip"},
         {"https://h.org/Film_(2001) and (https://h.org/Film_(2002))",
          "https://h.org/Film_(2001) https://h.org/Film_(2002)"},
         {"<https://h.org/a.zip|the file>", "https://h.org/a.zip"},

@@ -70,10 +70,10 @@ TEST_F(WhatsNewTest, IsShownOnceAfterEachUpdate) {
     }
     writeFile(stateFile, "no version");
     EXPECT_EQ(start("0.9"), "") << "as at a first start";
-    EXPECT_EQ(start("0.10", false), "") << "not welcomed yet";
-    std::filesystem::remove_all(folder / "state");
-    writeFile(folder / "state", "in the way");
+    std::filesystem::create_directory(folder / "state/.whats-new.saving");
     EXPECT_EQ(start("0.10"), "") << "it couldn't remember";
+    std::filesystem::remove(folder / "state/.whats-new.saving");
+    EXPECT_EQ(start("0.10", false), "") << "not welcomed yet";
 }
 
 } // namespace tessivar

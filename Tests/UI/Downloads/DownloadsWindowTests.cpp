@@ -250,6 +250,7 @@ TEST(DownloadsFilter, FindsByStateAndWords) {
         models.filter.setSearch(search);
         EXPECT_EQ(shown(models.filter), expected) << static_cast<int>(group) << " " << search;
     }
+    EXPECT_EQ(models.model.summary().attention, 3);
 }
 
 /// However the list changes, what is shown is what starting over would show.

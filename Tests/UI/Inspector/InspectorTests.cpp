@@ -107,7 +107,6 @@ TEST(Inspector, saysWhatIsKnownOfDownloadsAtRest) {
     const std::tuple<std::int64_t, const char*, const char*> rows[] = {
         {1, "link", "http://a.example/film.mkv"}, // without the password
         {1, "details-notice", "there"},
-        {1, "pieces-map", ""},
         {2, "problem", "It <i>broke</i>."},
         {2, "size", "Not known yet"},
         {3, "details-notice", ""},

@@ -135,7 +135,7 @@ TEST_F(NewDownloadTest, takesFolderReferrerAndChecksum) {
     chooseFile(window.findChild<QFileDialog*>(), folder.path().c_str());
     auto& referrer = part<QLineEdit>(window, "referrer");
     EXPECT_EQ(referrer.text(), "https://page.example/");
-    referrer.setText("page");
+    referrer.setText("file:///page");
     EXPECT_FALSE(download.isEnabled());
     referrer.setText("https://page.example/b");
     typeAndEnter(part<QLineEdit>(window, "checksum"), sha1);
