@@ -65,7 +65,6 @@ class Desktop(EndToEnd):
             (["--open", "fluvane://elsewhere"], 0, ""),
             (["--open", notes.name], 1, NO_WINDOW),
             (["--open", notes.as_uri()], 1, NO_WINDOW),
-            (["--dbus-service"], 0, RUNNING),
             (["--action", "nonsense"], 1, "Fluvane has no such action.\n"),
         ):
             ended = self.application.client(*arguments, cwd=self.folder)

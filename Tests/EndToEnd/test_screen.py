@@ -98,8 +98,6 @@ class Screen(EndToEnd):
 
     def test_without_a_tray_it_stays_within_reach(self):
         app = self.application.start()
-        app.client("settings")
-        app.window_shown("settings")
         self.assertEqual(app.spawn().wait(20), 0)
         app.window_shown("downloads")
         self.key("^Downloads", "ctrl+w")

@@ -53,18 +53,14 @@ class Buses(ServicesTest):
         self.driver = self.enterContext(Driver(self.desk))
         self.driver.next("missing")  # its socket's folder isn't there yet, either
         self.assertEqual(self.driver.next("network"), "online")
-        for number in range(3):
+        self.keep_awake(True)
+        for _ in range(2):
             self.desk.start_bus()
             self.connected()
-            if number == 1:
-                self.keep_awake(True)
-                self.locks(self.desk.play_login(), TO_LOGIN, OUR_LOCK)
+            self.locks(self.desk.play_login(), TO_LOGIN, OUR_LOCK)
             end(self.desk.daemon)
             self.assertEqual({self.driver.next("lost") for _ in range(2)}, {"session", "system"})
-            if number == 0:
-                shutil.rmtree(self.desk.folder / "run")
-        self.desk.start_bus()
-        self.locks(self.desk.play_login(), TO_LOGIN, OUR_LOCK)
+            shutil.rmtree(self.desk.folder / "run")
 
     def test_no_call_waits_for_a_service_or_bus_that_stops_answering(self):
         server = self.desk.play_notifications()
@@ -117,18 +113,6 @@ class Power(ServicesTest):
         self.driver.ask("catch-up")
         self.locks(login, OUR_LOCK)
 
-    def test_waits_for_none_that_hangs_and_releases_what_is_granted_too_late(self):
-        gnome, login = self.play_gnome(), self.desk.play_login()
-        gnome.process.send_signal(signal.SIGSTOP)
-        self.start_driver()
-        self.driver.ask("catch-up")
-        for on in (True, False, True, False):
-            self.keep_awake(on)
-            self.locks(login, OUR_LOCK, *[TO_LOGIN] * on)
-        gnome.process.send_signal(signal.SIGCONT)
-        wait_for(lambda: gnome.calls("Inhibit"), "it was asked")
-        self.holds(gnome, False)
-
 
 class Network(ServicesTest):
     def test_is_what_the_manager_says(self):
@@ -136,13 +120,10 @@ class Network(ServicesTest):
         self.start_driver()
         self.assertEqual(self.driver.next("network"), "offline")
         for name, state, metered, kind, expected in (
-            ("unknown", 0, 0, "", "online"),
-            ("disconnecting", 30, 0, "", "offline"),
             ("connecting", 40, 0, "", "online"),
             ("not metered, says the user", 70, 2, "802-11-wireless", "online"),
             ("metered, says the user", 70, 1, "802-3-ethernet", "online, lowDataMode"),
             ("metered by a guess", 70, 3, "802-11-wireless", "online, hotspot"),
-            ("by phone", 70, 1, "gsm", "online, hotspot"),
             ("disconnected", 20, 0, "", "offline"),
         ):
             with self.subTest(name):
@@ -226,8 +207,6 @@ class Files(ServicesTest):
         for what, given, status, problem in (
             (file.as_uri(), str(file), 0, None),
             (file.as_uri(), str(file), 2, "a b;c.txt couldn't be opened: there's no program for it."),
-            (f"file://{self.folder}/gone.iso", f"{self.folder}/gone.iso", 4,
-             "gone.iso couldn't be opened: it isn't there anymore."),
             ("mailto:a@b.example", None, 0, "mailto:a@b.example can't be opened."),
         ):
             with self.subTest(what, status=status):

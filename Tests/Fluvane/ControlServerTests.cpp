@@ -106,7 +106,6 @@ TEST_F(ControlServerTest, Answers) {
     EXPECT_EQ(ask(R"(["a","b"])"), "ok\na|b|");
     EXPECT_EQ(ask(R"(["é\n\u202e\u009b\udb40\udc41"])"), "ok\né\n\\u202e\\u009b\\udb40\\udc41|");
     EXPECT_EQ(ask(R"(["fail"])"), "error\nfail|");
-    EXPECT_EQ(ask("[]"), "ok\n");
     EXPECT_EQ(ask("[1]"), refusal);
     for (const std::size_t beyond : {1'000U, 3'000'000U}) { // which waits unread, or isn't even sent yet
         RawClient endless(path);
@@ -163,9 +162,6 @@ TEST_F(ControlServerTest, StopRemovesTheSocketAndLateRepliesComeToNothing) {
     support::writeFile(path, "stale");
     server.start();
     EXPECT_EQ(ask(R"(["again"])"), "ok\nagain|");
-    ControlServer tooLong(folder / std::string(104, 'x'), queue, {});
-    tooLong.start();
-    EXPECT_FALSE(tooLong.listening());
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include "Fluvane/Application/DiagnosticsSection.h"
 #include "Fluvane/Application/Releases.h"
 #include "Support/Engine.h"
-#include "Tessivar/Version.h"
 
 #include <gmock/gmock.h>
 
@@ -42,18 +41,16 @@ TEST(DiagnosticsSection, TellsOfDownloadsByNumber) {
     for (std::int64_t start = 0; start < 8; ++start) {
         running.transfers[start].acceptedAt = start;
     }
-    auto paused = inState(DownloadState::Paused{}, 999'000, 10'000'000);
-    paused.record.id = 2_id;
-    const auto finished = inState(DownloadState::Finished{}, 10'000'000, 10'000'000);
+    auto finished = inState(DownloadState::Finished{}, 10'000'000, 10'000'000);
+    finished.record.id = 2_id;
     const auto failed =
         inState(DownloadState::Failed{"Couldn't connect to secret: Connection refused."}, 0, std::nullopt);
     auto mirrored = inState(DownloadState::Failed{"Couldn't connect to mirror."}, 0, std::nullopt);
     mirrored.record.finalURL = link("https://mirror/");
-    EXPECT_THAT(textOf({&running, &paused, &finished, &failed, &mirrored}),
+    EXPECT_THAT(textOf({&running, &finished, &failed, &mirrored}),
                 AllOf(EndsWith("Downloads\n"
                                "1: downloading, 4.2 of 10 GB, 8 connections\n"
-                               "2: paused, 999 KB of 10 MB\n"
-                               "1: finished, 10 MB\n"
+                               "2: finished, 10 MB\n"
                                "1: failed (Couldn't connect to …: Connection refused.)\n"
                                "1: failed (Couldn't connect to ….)\n"),
                       Not(HasSubstr("secret"))));
@@ -74,14 +71,8 @@ TEST(DiagnosticsSection, TellsSettingsWithoutFoldersAndSites) {
         {"match": "extensions", "choosesFolder": true}, {"match": "video", "choosesFolder": true}])"));
 }
 
-TEST(Releases, AreInOrderAndEndWithThisVersion) {
-    const auto all = releases();
-    EXPECT_EQ(all.at(0).version, FLUVANE_VERSION);
-    for (std::size_t index = 1; index < all.size(); ++index) {
-        const auto earlier = tessivar::Version::parse(all[index].version);
-        ASSERT_TRUE(earlier) << all[index].version;
-        EXPECT_GT(tessivar::Version::parse(all[index - 1].version), earlier);
-    }
+TEST(Releases, BeginWithThisVersion) {
+    EXPECT_EQ(releases().at(0).version, FLUVANE_VERSION);
 }
 
 } // namespace fluvane

@@ -19,23 +19,9 @@ TEST(Layout, CutsBetweenCharacters) {
         {"middle", "abcdefgh.iso", "ab….iso"},
         {"wide doesn't fit half", "名前名前.iso", "名….iso"},
         {"mark stays with its letter", "e\u0301e\u0301e\u0301e\u0301.iso", "e\u0301e\u0301….iso"},
-        {"joined emoji stay whole", "👩\u200D💻👩\u200D💻", "…👩\u200D💻"},
     };
     expectRows(rows, [](std::string_view text) { return cut(text, {.width = 7, .tail = 4}); });
     EXPECT_EQ(cut("abcdef", {.width = 2, .tail = 9}), "…f");
-}
-
-TEST(Layout, StaysWithinANarrowTerminal) {
-    const std::string endless(400, 'x');
-    const std::vector<Row> rows = {
-        {.id = 12345_id, .name = endless, .state = StateKind::downloading, .downloaded = 3, .size = 8},
-        {.id = 6_id, .name = "名前", .state = UnknownState{endless}}};
-    for (const std::size_t width : {1u, 7u, 9u, 20u}) {
-        for (const auto& line : layout(rows, {.width = width, .height = 9, .unicode = false})) {
-            EXPECT_EQ(line.text.find("…"), std::string::npos);
-            EXPECT_LT(columns(line.text), std::max<std::size_t>(width, 9)) << "beside the widest number";
-        }
-    }
 }
 
 TEST(Layout, ShowsARunningDownload) {
@@ -51,15 +37,6 @@ TEST(Layout, ShowsARunningDownload) {
     EXPECT_TRUE(lines[0].text.starts_with("3  big.iso  "));
     EXPECT_EQ(lines[1].text, "   " + std::string(34, '#') + std::string(35, '-') + "   50 %");
     EXPECT_EQ(lines[2].text, "   50 MB of 100 MB, 1 MB/s, about 50 seconds left, 8 connections");
-}
-
-TEST(Layout, CountsWhatDoesNotFit) {
-    std::vector<Row> rows(10, {.id = 1_id, .name = "waits", .state = StateKind::queued});
-    rows.push_back({.id = 2_id, .name = "runs", .state = StateKind::downloading, .downloaded = 1, .size = 2});
-    const auto lines = layout(rows, {.width = 80, .height = 8});
-    ASSERT_EQ(lines.size(), 7u);
-    EXPECT_NE(lines[0].text.find("runs"), std::string::npos);
-    EXPECT_EQ(lines.back().text, "and 7 more");
 }
 
 } // namespace

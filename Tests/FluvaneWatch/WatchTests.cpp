@@ -66,13 +66,10 @@ TEST(Watch, FollowsWhatRunsWithoutNumbers) {
     watch.update(
         {row(1_id, StateKind::finished), row(2_id, StateKind::retrying), row(3_id, StateKind::failed)}, 0);
     EXPECT_EQ(watch.rows().size(), 1u);
-    watch.update(
-        {row(1_id, StateKind::finished), row(2_id, StateKind::finished), row(4_id, UnknownState{"thawing"})},
-        1);
+    watch.update({row(2_id, StateKind::finished), row(4_id, UnknownState{"thawing"})}, 1);
     EXPECT_EQ(watch.rows().size(), 2u);
     EXPECT_FALSE(watch.ended());
     watch.update({row(2_id, StateKind::finished), row(4_id, StateKind::finished)}, 2);
-    EXPECT_TRUE(watch.ended());
     EXPECT_TRUE(watch.allFinished());
 }
 

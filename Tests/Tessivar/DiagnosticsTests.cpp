@@ -18,12 +18,9 @@ using namespace testing;
 TEST(Scrubber, LeavesWhatIsPlainAndDropsTheRest) {
     const Scrubber scrubber({"Seaside", ""});
     const std::pair<std::string, const char*> rows[] = {
-        {"download 12: couldn't open the file: Input/output error",
-         "download 12: couldn't open the file: Input/output error"},
         // What was marked.
         {"couldn't open " + log::hidden("My Secret") + ": Permission denied",
          "couldn't open …: Permission denied"},
-        {log::hidden("a") + log::hidden("b \x03 c") + " d", "…… d"},
         {"cut off: \x02secret", "cut off: …"},
         // Should a mark have been forgotten.
         {"couldn't open /home/anna/the file: Is a directory", "couldn't open …"},
@@ -106,9 +103,6 @@ TEST_F(DiagnosticsTest, ComesInTimeWhateverHangs) {
                                       HasSubstr("This couldn't be gathered.\n")));
     answers.at(0)(true); // too late
     logMayBeRead.count_down();
-    kit.queue.waitForWork();
-    kit.queue.runPending();
-    EXPECT_EQ(reports.size(), 1U);
     diagnostics->report(keep);
     diagnostics.reset();
     answers.at(1)(true);

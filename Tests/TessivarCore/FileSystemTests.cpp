@@ -85,9 +85,6 @@ TEST(AtomicFile, KeepsSymbolicLinks) {
     AtomicFile(folder / "list").write("new");
     EXPECT_TRUE(fs::is_symlink(folder / "list"));
     EXPECT_EQ(readFile(folder / "dotfiles/real"), "new");
-    fs::create_symlink(folder / "dotfiles/later", folder / "dangling");
-    AtomicFile(folder / "dangling").write("made");
-    EXPECT_EQ(readFile(folder / "dotfiles/later"), "made");
     fs::create_symlink("loop", folder / "loop");
     EXPECT_THROW(AtomicFile(folder / "loop").write("x"), SystemError);
 }

@@ -5,7 +5,6 @@
 
 #include "Fluvane/Linux/Autostart/LinuxAutostart.h"
 #include "Fluvane/UI/Models/RuleDraft.h"
-#include "Fluvane/UI/Models/RulesModel.h"
 #include "FluvaneCore/Coding.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Windows/Widgets.h"
@@ -15,8 +14,6 @@
 #include <QDialog>
 #include <QDir>
 #include <QSpinBox>
-
-#include <functional>
 
 namespace fluvane {
 
@@ -45,20 +42,9 @@ protected:
 
     WindowBench bench;
     FakeAutostart autostart;
-    std::function<void(std::string)> logAnswer;
     SettingsWindow window{
-        bench.context,
-        autostart,
-        {.log = [this](auto answer) { logAnswer = std::move(answer); }, .diagnostics = [](const auto&) {}}};
+        bench.context, autostart, {.log = [](const auto&) {}, .diagnostics = [](const auto&) {}}};
 };
-
-std::string order(const std::vector<Rule>& rules) {
-    std::string ids;
-    for (const auto& each : rules) {
-        ids += each.id;
-    }
-    return ids;
-}
 
 std::vector<Rule> someRules() {
     return {{"a", Rule::Kind{FileKind::video}, "/videos", {}},
@@ -67,28 +53,18 @@ std::vector<Rule> someRules() {
             {"d", Rule::Kind{FileKind::images}, "/x", {}}};
 }
 
-QString shownBy(const QWidget& control) {
-    for (const char* const property : {"checked", "currentText", "text"}) {
-        if (const QVariant value = control.property(property); value.isValid()) {
-            return value.toString();
-        }
-    }
-    return {};
-}
-
-/// A control is changed as a person does, and the settings by somebody else; each must follow the other.
 TEST_F(SettingsWindowTest, everyControlStandsForItsSetting) {
-    // Pane, control, what is entered, setting and its value, and what is shown where nothing is set.
+    // Pane, control, what is entered, setting and its value.
     using Text = const char*;
-    const std::tuple<Text, Text, Text, Text, coding::Json, Text> rows[] = {
-        {"general", "notifyWhenDone", " ", "notifyWhenDone", false, "true"},
-        {"general", "waitOnHotspots", " ", "waitOnHotspots", false, "true"},
-        {"about", "detailedLogging", " ", "detailedLogging", true, "false"},
-        {"connections", "simultaneous", "7", "simultaneous", 7, "3"},
-        {"connections", "speedLimit", "5", "speedLimit", 500'000, "No limit"},
-        {"files", "hyphen", " ", "duplicateNames", "hyphen", "false"},
+    const std::tuple<Text, Text, Text, Text, coding::Json> rows[] = {
+        {"general", "notifyWhenDone", " ", "notifyWhenDone", false},
+        {"general", "waitOnHotspots", " ", "waitOnHotspots", false},
+        {"about", "detailedLogging", " ", "detailedLogging", true},
+        {"connections", "simultaneous", "7", "simultaneous", 7},
+        {"connections", "speedLimit", "5", "speedLimit", 500'000},
+        {"files", "hyphen", " ", "duplicateNames", "hyphen"},
     };
-    for (const auto& [pane, name, entered, setting, value, otherwise] : rows) {
+    for (const auto& [pane, name, entered, setting, value] : rows) {
         SCOPED_TRACE(name);
         window.showPane(pane);
         auto& control = part<QWidget>(*get<QWidget>(pane), name);
@@ -99,7 +75,6 @@ TEST_F(SettingsWindowTest, everyControlStandsForItsSetting) {
         EXPECT_EQ(changes[0]["path"], std::string("/") + setting);
         EXPECT_EQ(changes[0]["value"], value);
         bench.settings.update(Config());
-        EXPECT_EQ(shownBy(control), otherwise);
     }
 }
 
@@ -118,7 +93,6 @@ TEST_F(SettingsWindowTest, aFolderAndASpeedOfOnesOwnAreSettingsToo) {
     auto* const other = get<QLineEdit>("otherSpeedLimit");
     typeAndEnter(*other, "much");
     EXPECT_NE(message(), "");
-    EXPECT_EQ(other->text(), "much");
     EXPECT_EQ(config().speedLimit, std::nullopt);
     typeAndEnter(*other, "1,5");
     EXPECT_EQ(message(), "");
@@ -154,19 +128,6 @@ TEST_F(SettingsWindowTest, exportsImportsAndTakesAnImportBack) {
     EXPECT_EQ(config(), before);
 }
 
-TEST_F(SettingsWindowTest, showsTextsThatComeLaterOrNotAtAll) {
-    window.showPane("about");
-    press("showLog");
-    auto* viewer = onScreen("log");
-    ASSERT_TRUE(viewer);
-    logAnswer("a line\n");
-    EXPECT_EQ(part<QPlainTextEdit>(*viewer, "text").toPlainText(), "a line\n");
-    click(*viewer, "refresh");
-    viewer->close();
-    deleteClosed();
-    logAnswer("too late");
-}
-
 TEST_F(SettingsWindowTest, writesRulesInTheEditor) {
     window.showPane("rules");
     press("addRuleButton");
@@ -192,7 +153,13 @@ TEST_F(SettingsWindowTest, writesRulesInTheEditor) {
 }
 
 TEST_F(SettingsWindowTest, reordersDuplicatesAndDeletesRulesByKeyboard) {
-    const auto order = [&] { return fluvane::order(config().rules); };
+    const auto order = [&] {
+        std::string ids;
+        for (const auto& each : config().rules) {
+            ids += each.id;
+        }
+        return ids;
+    };
     changeElsewhere([&](Config& c) { c.rules = someRules(); });
     window.showPane("rules");
     auto* const list = get<QListView>("rules");
@@ -214,40 +181,6 @@ TEST_F(SettingsWindowTest, reordersDuplicatesAndDeletesRulesByKeyboard) {
     activate(*editor);
     QTest::keyClick(editor, Qt::Key_Return);
     EXPECT_EQ(order(), "acbd") << "the edited one keeps its place";
-    typeInto(*get<QLineEdit>("tryRules"), "x.png");
-    EXPECT_EQ(said(window, "trialResult"), "x.png goes to /x, by the rule \"Images\".");
-}
-
-TEST(RulesModel, movesRowsAsViewsAskFor) {
-    const std::tuple<int, int, int, bool, const char*> rows[] = {{0, 1, 2, true, "bacd"},
-                                                                 {3, 1, 0, true, "dabc"},
-                                                                 {1, 1, 2, false, "abcd"},
-                                                                 {-1, 1, 2, false, "abcd"},
-                                                                 {0, 1, 5, false, "abcd"}};
-    for (const auto& [from, count, before, moved, expected] : rows) {
-        RulesModel model([](const auto& path) { return URL::folder(path.value_or("/downloads")); });
-        model.setRules(someRules());
-        EXPECT_EQ(model.moveRows({}, from, count, {}, before), moved);
-        EXPECT_EQ(order(model.rules()), expected) << from << " before " << before;
-    }
-}
-
-TEST(RuleDraft, refusesWhatWouldDoNothing) {
-    using Matches = RuleDraft::Matches;
-    using Field = RuleDraft::Field;
-    const std::tuple<const char*, RuleDraft, std::optional<Field>> rows[] = {
-        {"no endings",
-         {.matches = Matches::extensions, .extensions = " , .", .folder = "/x"},
-         Field::extensions},
-        {"no host", {.matches = Matches::site, .site = "two words", .folder = "/x"}, Field::site},
-        {"a site and nothing else", {.matches = Matches::site, .site = "example.com"}, Field::folder},
-        {"a limit", {.matches = Matches::site, .site = "example.com", .connections = 1}, {}},
-        {"another script", {.matches = Matches::site, .site = "bücher.example", .folder = "/x"}, {}},
-    };
-    for (const auto& [name, draft, incomplete] : rows) {
-        const auto problem = draft.problem();
-        EXPECT_EQ(problem ? std::optional(problem->field) : std::nullopt, incomplete) << name;
-    }
 }
 
 TEST(RuleDraft, holdsWhatWasTypedAsRulesHaveIt) {
@@ -258,37 +191,22 @@ TEST(RuleDraft, holdsWhatWasTypedAsRulesHaveIt) {
     EXPECT_EQ(draft.rule("x").match, Rule::Match(Rule::Extensions{{"zip", "rar", "7z"}}));
 }
 
-class LinuxAutostartTest : public Test {
-protected:
-    static void SetUpTestSuite() {
-        tessivar::AppIdentity::current = {"Fluvane", "org.fluvane.Fluvane", "", "1.2.3"};
-    }
-    TemporaryFolder folder;
-    std::filesystem::path file = folder / "autostart/org.fluvane.Fluvane.desktop";
-    LinuxAutostart autostart{folder / "autostart", "/opt/my $apps\\100%/\"fluvane\""};
-};
-
-TEST_F(LinuxAutostartTest, isOnWhereTheDesktopWouldOpenIt) {
-    std::filesystem::create_directory(folder / "autostart");
+TEST(LinuxAutostart, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
+    const TemporaryFolder folder;
+    tessivar::AppIdentity::current.identifier = "org.fluvane.Fluvane";
+    const auto file = folder / "autostart/org.fluvane.Fluvane.desktop";
+    LinuxAutostart autostart(folder / "autostart", "/opt/my $apps\\100%/\"fluvane\"");
     EXPECT_FALSE(autostart.isOn());
-    const std::pair<const char*, bool> rows[] = {
-        {"# none\n[Desktop Entry]\r\nExec = x\r\nHidden = false\r\n", true},
-        {"[Desktop Entry]\nExec=x\nHidden=true\n", false},
-        {"[Desktop Entry]\nExec=x\nX-GNOME-Autostart-enabled=false\n", false},
-        {"", false},
-    };
-    for (const auto& [text, on] : rows) {
-        writeFile(file, text);
-        EXPECT_EQ(autostart.isOn(), on) << text;
-    }
-}
-
-TEST_F(LinuxAutostartTest, opensAnyProgramInTheBackgroundUntilSwitchedOff) {
     autostart.set(true);
     EXPECT_TRUE(autostart.isOn());
-    EXPECT_THAT(readFile(file),
+    const auto entry = readFile(file);
+    EXPECT_THAT(entry,
                 HasSubstr("\nExec=\"/opt/my \\\\$apps\\\\\\\\100%%/\\\\\"fluvane\\\\\"\" --background\n"));
-    EXPECT_THAT(readFile(file), HasSubstr("\nTryExec=/opt/my $apps\\\\100%/\"fluvane\"\n"));
+    EXPECT_THAT(entry, HasSubstr("\nTryExec=/opt/my $apps\\\\100%/\"fluvane\"\n"));
+    for (const char* const off : {"Hidden = true\r\n", "X-GNOME-Autostart-enabled=false\n"}) {
+        writeFile(file, std::string("[Desktop Entry]\r\nExec = x\r\n") + off);
+        EXPECT_FALSE(autostart.isOn()) << off;
+    }
     autostart.set(false);
     autostart.set(false);
     EXPECT_FALSE(std::filesystem::exists(file));

@@ -9,22 +9,20 @@ namespace fluvane::support {
 
 namespace {
 
-class WelcomeTest : public testing::Test {
-protected:
-    WelcomeTest() { activate(window); }
-    /// By keyboard, as anything must work.
-    static void toggle(QCheckBox& box) { QTest::keyClick(&box, Qt::Key_Space); }
-
-    WindowBench bench;
-    FakeAutostart autostart;
-    WelcomeWindow window{bench.context, autostart};
-    QCheckBox& waits = part<QCheckBox>(window, "wait-on-hotspots");
-    QCheckBox& opens = part<QCheckBox>(window, "open-at-login");
-};
+/// By keyboard, as anything must work.
+void toggle(QCheckBox& box) {
+    QTest::keyClick(&box, Qt::Key_Space);
+}
 
 } // namespace
 
-TEST_F(WelcomeTest, appliesEveryChoiceAtOnceOrSaysWhyItCannot) {
+TEST(Welcome, appliesEveryChoiceAtOnceOrSaysWhyItCannot) {
+    WindowBench bench;
+    FakeAutostart autostart;
+    WelcomeWindow window{bench.context, autostart};
+    auto& waits = part<QCheckBox>(window, "wait-on-hotspots");
+    auto& opens = part<QCheckBox>(window, "open-at-login");
+    activate(window);
     toggle(waits);
     EXPECT_FALSE(bench.settings.config().waitOnHotspots);
     autostart.failure = "The folder can't be written.";
@@ -40,9 +38,6 @@ TEST_F(WelcomeTest, appliesEveryChoiceAtOnceOrSaysWhyItCannot) {
     EXPECT_FALSE(bench.settings.config().hasCompletedOnboarding);
     bench.settings.update({}); // changed elsewhere
     EXPECT_TRUE(waits.isChecked());
-}
-
-TEST_F(WelcomeTest, isOverOnceItIsClosed) {
     click(window, "start");
     EXPECT_FALSE(window.isVisible());
     EXPECT_TRUE(bench.settings.config().hasCompletedOnboarding);
