@@ -149,10 +149,6 @@ void ScriptedServer::Client::send(std::string_view bytes, std::size_t size) {
     }
 }
 
-void ScriptedServer::Client::sayGoodbye() {
-    SSL_shutdown(tls_.get());
-}
-
 void ScriptedServer::Client::waitForClose() {
     char bytes[4096];
     while (receive(bytes, sizeof bytes) > 0) {

@@ -41,8 +41,6 @@ public:
         void send(std::string_view bytes);
         /// The same in packets of `size` bytes.
         void send(std::string_view bytes, std::size_t size);
-        /// Ends TLS as it should be; without it the connection just breaks.
-        void sayGoodbye();
         /// Blocks until the client closes, or the server ends.
         void waitForClose();
 
