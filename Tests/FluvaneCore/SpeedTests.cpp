@@ -27,13 +27,4 @@ TEST(SpeedMeter, StartsAtTheFirstMeasurementAndSmooths) {
     }
 }
 
-TEST(TokenBucket, MakesWhoeverTookTooMuchWaitForTheDebt) {
-    TokenBucket bucket(1000, 500);
-    EXPECT_EQ(bucket.take(500, 100), 0);
-    EXPECT_EQ(bucket.take(250, 100), 0.25);
-    EXPECT_EQ(bucket.take(250, 100), 0.5) << "the debt grows";
-    EXPECT_EQ(bucket.take(0, 100.5), 0) << "paid";
-    EXPECT_EQ(bucket.take(600, 1000), 0.1) << "never fuller than its capacity";
-}
-
 } // namespace

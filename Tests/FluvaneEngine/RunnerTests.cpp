@@ -51,8 +51,6 @@ TEST_F(RunnerTest, TellsWhyAndWhenItIsTriedAgain) {
     ASSERT_EQ(engine.state(1_id), "retrying");
     EXPECT_EQ(engine.manager->retryIn(download()), 30);
     EXPECT_EQ(download().retry.reason, "The server is busy (408).") << "whose delay it is";
-    engine.manager->pause(1_id);
-    EXPECT_FALSE(engine.manager->retryIn(download()));
 }
 
 TEST_F(RunnerTest, TheServersDelayKeepsBackOnlyWhatItDidNotServe) {

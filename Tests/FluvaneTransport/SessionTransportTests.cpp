@@ -44,7 +44,9 @@ TEST_F(TransportTest, SendsTheRequestAsTheEngineWantsItAndReadsTheAnswer) {
         "3;extension=1\r\nabc\r\n7\r\ndefghij\r\n0\r\nETag: \"trailer\"\r\n\r\n";
     ScriptedServer server([&](ScriptedServer::Client& client) {
         while (!client.readRequest().empty()) {
-            client.send(answer, 1);
+            for (const char byte : answer) {
+                client.send({&byte, 1});
+            }
         }
     });
     auto fetch = start({.url = *URL::parse(server.url("/a/../b%2f%c3?q=%41+b#part")),
