@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <optional>
 
 namespace fluvane {
 
@@ -28,6 +29,17 @@ TEST(TemporaryCopy, ReplacesNothingOrGoesAway) {
         EXPECT_EQ(readFile(folder / "taken"), "theirs");
         EXPECT_THAT(folder.names(), UnorderedElementsAre("free", "taken"));
     }
+}
+
+TEST(TemporaryCopy, LeavesWhatComesInItsPlace) {
+    const TemporaryFolder folder;
+    std::optional<TemporaryCopy> copy(std::in_place, folder.path(), Naming::hidden);
+    const auto name = *folder.names().begin();
+    writeFile(folder / "theirs", "theirs");
+    std::filesystem::rename(folder / "theirs", folder / name);
+    EXPECT_EQ(copy->moveTo(folder / "free"), ESTALE);
+    copy.reset();
+    EXPECT_THAT(folder.names(), testing::ElementsAre(name));
 }
 
 TEST(TemporaryCopy, ClearsOnlyWhatACopyLeft) {
