@@ -189,11 +189,10 @@ TYPED_TEST(FileStoreContract, ChecksAndMovesOnlyWhatWasWritten) {
 TYPED_TEST(FileStoreContract, DigestsWholeFiles) {
     using enum Checksum::Algorithm;
     this->system.put(this->path("abc"), "abc");
-    this->system.put(this->path("million"), std::string(1'000'000, 'a'));
     EXPECT_EQ(this->digest("abc", md5), "900150983cd24fb0d6963f7d28e17f72");
     EXPECT_EQ(this->digest("abc", sha1), "a9993e364706816aba3e25717850c26c9cd0d89d");
-    EXPECT_EQ(this->digest("million", sha256),
-              "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+    EXPECT_EQ(this->digest("abc", sha256),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
     EXPECT_EQ(this->digest("missing", sha256), "(No such file or directory)");
 }
 

@@ -113,16 +113,11 @@ TEST(Coding, RejectsARecordWithASentenceThatHelps) {
 }
 
 TEST(Coding, StatesAndRulesAsTheyAreStored) {
-    const auto state = [](const char* text) { return coding::encode(coding::decode<S>(parse(text))).dump(); };
     const auto rule = [](const char* text) {
         return coding::encode(coding::decode<Rule>(parse(text))).dump();
     };
-    const Rows<const char*, const char*> states = {
-        {R"({"waiting":{"_0":"offline"}})", R"({"waiting":{"_0":"offline"}})"},
-        {R"({"failed":{"_0":"No."}})", R"({"failed":{"_0":"No."}})"},
-        {R"({"paused":{"x":1},"asleep":7})", R"({"paused":{}})"},
-    };
-    expectRows(states, state);
+    EXPECT_EQ(coding::encode(coding::decode<S>(parse(R"({"paused":{"x":1},"asleep":7})"))).dump(),
+              R"({"paused":{}})");
     const Rows<const char*, const char*> rules = {
         {R"({"connections":2,"match":{"site":"Files.TEST"},"id":"a"})",
          R"({"id":"a","match":{"site":"files.test"},"connections":2})"},
@@ -137,8 +132,6 @@ TEST(Coding, StatesAndRulesAsTheyAreStored) {
 TEST(Coding, Dates) {
     EXPECT_EQ(coding::encode(noon + 999ms), "2026-03-01T09:15:42Z") << "the fraction is dropped";
     EXPECT_EQ(coding::decode<Date>("2026-03-01T09:15:42Z"), noon);
-    EXPECT_EQ(coding::encode(coding::decode<Date>("9999-12-31T23:59:59Z")).substr(0, 4), "2262")
-        << "the clock's end";
     for (const char* text : {"2026-02-29T00:00:00Z", "2026-01-01T24:00:00Z", ""}) {
         EXPECT_EQ(failureOf([&] { return coding::decode<Date>(text); }),
                   "corrupted: Expected a date like 2026-03-01T09:15:42Z.");

@@ -36,9 +36,7 @@ TEST(ContentRange, ReadsSatisfiedRangesAndTheTotalOfRefusedOnes) {
 TEST(ContentDisposition, FindsTheSuggestedName) {
     const NamedRows<const char*, std::optional<std::string>> rows = {
         {"token with blanks", "attachment;\tFileName = my file.zip ; x=y", "my file.zip"},
-        {"quoted", R"(attachment; filename="a; b.zip" junk; size=5)", "a; b.zip"},
         {"escaped quote", R"(attachment; filename="a \"b\" \\c.zip")", R"(a "b" \c.zip)"},
-        {"extended first", "attachment; filename*=UTF-8''%e2%82%ac.txt; filename=\"euro.txt\"", "€.txt"},
         {"extended last", "attachment; filename=euro.txt; FILENAME*=utf-8'en'%E2%82%AC%20x.txt", "€ x.txt"},
         {"Latin-1", "a; filename*=ISO-8859-1''caf%E9%2.txt", "café%2.txt"},
         {"broken extended, plain stays", "a; filename*=UTF-8''%zz; filename=b", "b"},

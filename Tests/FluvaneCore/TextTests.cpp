@@ -39,18 +39,6 @@ TEST(Text, TrimsUnicodeWhiteSpace) {
     EXPECT_EQ(text::trimmedKeepingNewlines("\u3000 \t\na\n \t"), "\na\n");
 }
 
-TEST(Text, ReadsNumbersWholeOrNotAtAll) {
-    const Rows<const char*, std::optional<std::int64_t>> whole = {
-        {"+7", 7},   {"9223372036854775807", INT64_MAX}, {"9223372036854775808", {}}, {"", {}}, {" 7", {}},
-        {"7.0", {}},
-    };
-    expectRows(whole, text::wholeNumber);
-    const Rows<const char*, std::optional<double>> decimal = {
-        {"0.5", 0.5}, {"-1e3", -1000.0}, {"", {}}, {"0,5", {}}, {"5MB", {}}, {"inf", {}}, {"1e999", {}},
-    };
-    expectRows(decimal, text::decimalNumber);
-}
-
 TEST(Text, FindsTheExtensionOfAName) {
     const Rows<const char*, const char*> rows = {
         {"a.tar.GZ", "GZ"}, {"README", ""}, {".bashrc", ""},       {"ends.", ""},

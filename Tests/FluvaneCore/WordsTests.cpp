@@ -34,7 +34,6 @@ TEST(Words, LinesForEveryState) {
     const P done{.state = finished, .size = 3'000'000'000, .folder = "/d", .when = "today at 9:05"};
     const Rows<const char*, P> rows = {
         {"Paused at 45 %, 1.4 GB of 3 GB", {.state = paused, .done = 1'350'000'000, .size = 3'000'000'000}},
-        {"Paused: you're offline. It picks up when you're back.", {.state = offline, .done = 1}},
         {"It\uFFFDbroke. Trying again in about 40 seconds.", again},
         {"No\uFFFDspace.", {.state = failed, .reason = "No\nspace.", .done = 1}},
         {"3 GB, finished today at 9:05 in /d", done},

@@ -27,21 +27,17 @@ Download inState(State state, bool prioritized = false, std::int64_t done = 0) {
     return Download(std::move(record));
 }
 
+/// p(ause), n(ext), f(irst), s(top being first), l(ink), o(pen), w(here it is), r(emove the file), b(ytes are
+/// lost); before them how to resume.
 std::string told(const Download& download) {
     const Abilities can = abilities(download);
-    const std::pair<bool, std::string_view> words[] = {{can.pause, "pause"},
-                                                       {can.resume, can.resumeLabel()},
-                                                       {can.next, "next"},
-                                                       {can.prioritize, "prioritize"},
-                                                       {can.stopPrioritizing, "stop prioritizing"},
-                                                       {can.changeLink, "link"},
-                                                       {can.open, "open"},
-                                                       {can.show, "show"},
-                                                       {can.removeFile, "remove file"},
-                                                       {can.losesBytes, "loses bytes"}};
-    std::string text;
-    for (const auto& [possible, word] : words) {
-        text += possible ? ", " + std::string(word) : "";
+    std::string text(can.resume ? can.resumeLabel() : "");
+    const std::pair<bool, char> letters[] = {
+        {can.pause, 'p'},      {can.next, 'n'}, {can.prioritize, 'f'}, {can.stopPrioritizing, 's'},
+        {can.changeLink, 'l'}, {can.open, 'o'}, {can.show, 'w'},       {can.removeFile, 'r'},
+        {can.losesBytes, 'b'}};
+    for (const auto& [possible, letter] : letters) {
+        text += possible ? std::string{' ', letter} : "";
     }
     return text;
 }
@@ -52,17 +48,15 @@ TEST(Abilities, ByState) {
         Download download;
         const char* expected;
     } rows[] = {
-        {"queued", inState(State::Queued{}), ", pause, next, prioritize, link"},
-        {"starting first", inState(State::Starting{}, true), ", pause, stop prioritizing, link"},
-        {"downloading", inState(State::Downloading{}, false, 7),
-         ", pause, prioritize, link, show, loses bytes"},
-        {"paused", inState(State::Paused{}), ", Resume, next, prioritize, link"},
-        {"link expired", inState(State::Wait::linkExpired), ", pause, Try Again, link"},
-        {"limited network", inState(State::Wait::limitedNetwork),
-         ", pause, Download Anyway, prioritize, link"},
-        {"verifying", inState(State::Verifying{}, true), ", stop prioritizing"},
-        {"finished", inState(State::Finished{}, true, 100), ", open, show, remove file"},
-        {"failed", inState(State::Failed{"It broke."}), ", Try Again, prioritize, link"},
+        {"queued", inState(State::Queued{}), " p n f l"},
+        {"starting first", inState(State::Starting{}, true), " p s l"},
+        {"downloading", inState(State::Downloading{}, false, 7), " p f l w b"},
+        {"paused", inState(State::Paused{}), "Resume n f l"},
+        {"link expired", inState(State::Wait::linkExpired), "Try Again p l"},
+        {"limited network", inState(State::Wait::limitedNetwork), "Download Anyway p f l"},
+        {"verifying", inState(State::Verifying{}, true), " s"},
+        {"finished", inState(State::Finished{}, true, 100), " o w r"},
+        {"failed", inState(State::Failed{"It broke."}), "Try Again f l"},
     };
     for (const auto& [name, download, expected] : rows) {
         EXPECT_EQ(told(download), expected) << name;

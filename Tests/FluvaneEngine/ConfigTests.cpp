@@ -3,12 +3,7 @@
 
 #include "FluvaneEngine/Config.h"
 
-#include "Support/Rows.h"
-
 #include <gtest/gtest.h>
-
-#include <limits>
-#include <tuple>
 
 using namespace fluvane;
 
@@ -18,25 +13,8 @@ Config decoded(const char* text) {
     return Config::decoded(coding::parse(text));
 }
 
-TEST(Config, ForcesNumbersIntoTheirBounds) {
-    EXPECT_EQ(decoded("{}"), Config());
-    using Numbers = std::tuple<int, int, int, std::optional<std::int64_t>>;
-    const support::Rows<const char*, Numbers> rows = {
-        {R"({"connections":0,"simultaneous":0})", {1, 16, 1, {}}},
-        {R"({"connections":40,"simultaneous":50,"connectionsPerServer":100})", {16, 32, 10, {}}},
-        {R"({"connections":12,"connectionsPerServer":4})", {12, 12, 3, {}}},
-        {R"({"speedLimit":1000})", {8, 16, 3, 16'000}},
-        {R"({"speedLimit":1e30,"connections":5000000000,"simultaneous":-5000000000})",
-         {16, 16, 1, std::numeric_limits<std::int64_t>::max()}},
-    };
-    support::expectRows(rows, [](const char* text) {
-        const Config config = decoded(text);
-        return Numbers(config.connections, config.connectionsPerServer, config.simultaneous,
-                       config.speedLimit);
-    });
-}
-
 TEST(Config, IsStrictAboutTypesButNotAboutNamingAndRules) {
+    EXPECT_EQ(decoded("{}"), Config());
     for (const auto* text :
          {R"({"connections":"8"})", R"({"connections":8.5})", R"({"folder":3})", R"({"keepAwake":1})"}) {
         EXPECT_THROW((void)decoded(text), coding::DecodingError) << text;

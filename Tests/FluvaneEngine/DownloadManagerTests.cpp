@@ -49,28 +49,6 @@ TEST_F(DownloadManagerTest, NextInLineGoesBeforeTheFirstEvenBelowZero) {
     EXPECT_EQ(engine.record(1_id).queueOrder, std::nullopt) << "it is running";
 }
 
-TEST_F(DownloadManagerTest, AnEditedListMayHoldAnyNumbersAndPlaces) {
-    addSome(6);
-    const std::int64_t ids[] = {5, 0, 5, std::numeric_limits<std::int64_t>::max(), 2, -3};
-    for (std::size_t i = 0; i < std::size(ids); ++i) {
-        engine.store->saved[i].id = DownloadID{ids[i]};
-    }
-    engine.store->saved[0].prioritized = true; // which keeps the others in the line
-    engine.store->saved[5].queueOrder = std::numeric_limits<std::int64_t>::min();
-    engine.config.simultaneous = 1;
-    engine.restart();
-    std::string numbers;
-    for (const auto* download : engine.manager->downloads()) {
-        numbers += std::to_string(number(download->id()));
-        EXPECT_EQ(engine.manager->download(download->id()), download) << "in whatever order";
-    }
-    EXPECT_EQ(numbers, "567829");
-    EXPECT_EQ(engine.add("http://more.example/f"), 10_id);
-    engine.manager->downloadNext(2_id);
-    EXPECT_EQ(line(), "9267810");
-    EXPECT_EQ(engine.manager->download(1_id), nullptr);
-}
-
 TEST_F(DownloadManagerTest, PauseAllTouchesNoServerAndResumeAllLeavesFailuresAlone) {
     addSome(6);
     engine.transport->last().respond(404);

@@ -27,20 +27,6 @@ protected:
     FakeServer server{*engine.transport, engine.scheduler};
 };
 
-TEST(ListSaver, ManyChangesOfOneTurnAreOneWriteAndTheToldIsOnDisk) {
-    Engine engine;
-    engine.manager->start();
-    const auto before = engine.store->writes;
-    for (int i = 0; i < 1000; ++i) {
-        engine.add("http://a.example/" + std::to_string(i));
-    }
-    std::size_t savedWhenTold = 0;
-    engine.manager->whenSaved([&](auto) { savedWhenTold = engine.store->saved.size(); });
-    engine.turns();
-    EXPECT_EQ(savedWhenTold, 1000U);
-    EXPECT_LE(engine.store->writes - before, 3);
-}
-
 TEST_F(ListSaverTest, BeforeASleepEverythingWrittenIsSavedAndAfterItConnectionsAreNew) {
     engine.store->syncDelay = 1.5; // a checkpoint is under way, which isn't enough
     fetch(100'000'000, 9.3);
@@ -124,21 +110,6 @@ TEST_F(ListSaverTest, AfterAFailedSyncItCarriesOnFromTheLastGoodOne) {
     }
 }
 
-TEST_F(ListSaverTest, WhatAFailedSyncLostIsFetchedAgainThoughTheFileWasOpenedAnewMeanwhile) {
-    fetch(100'000'000, 3.5);
-    engine.store->syncDelay = 1;
-    engine.manager->pause(1_id);
-    engine.turns(); // a checkpoint is under way
-    engine.manager->resume(1_id);
-    engine.files->failSync = "Input/output error";
-    engine.scheduler.runFor(1.1);
-    engine.files->failSync.reset();
-    engine.log.lines.clear();
-    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
-    EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr("Some of its bytes didn't reach")));
-    EXPECT_THAT(engine.log.lines, testing::Contains(testing::HasSubstr(" picks up at ")));
-}
-
 TEST(ListSaver, AnEndLearnedDuringACheckpointIsNotForgotten) {
     ProbingEngine engine;
     auto& transfer = engine.transport->last();
@@ -148,13 +119,9 @@ TEST(ListSaver, AnEndLearnedDuringACheckpointIsNotForgotten) {
     engine.files->completionDelay = 60;
     engine.scheduler.runFor(2.1); // a checkpoint is under way
     transfer.finish();
-    for (int second = 0; second < 20; ++second) {
-        engine.scheduler.runFor(1);
-        const auto& saved = engine.store->saved[0];
-        EXPECT_EQ(saved.pieces.at(0).end, saved.size) << "a start would drop such pieces";
-    }
-    ASSERT_EQ(engine.state(1_id), "finishing");
-    EXPECT_EQ(engine.store->saved[0].pieces, engine.record(1_id).pieces);
+    engine.scheduler.runFor(5.5); // and over
+    EXPECT_EQ(engine.store->saved[0].size, 12'345);
+    EXPECT_EQ(engine.store->saved[0].pieces.at(0).end, 12'345) << "a start would drop such pieces";
 }
 
 TEST_F(ListSaverTest, AListThatCannotBeWrittenIsToldAndTriedAgain) {

@@ -28,8 +28,10 @@ protected:
 
 TEST_F(StarterTest, ARefusedRangeOfNothingIsAnEmptyFile) {
     auto& probe = addAndProbe();
-    probe.respond(416, headers("Content-Range: bytes */0\nContent-Length: 120\nContent-Type: text/html\n"
-                               "Content-Encoding: gzip"));
+    probe.respond(416, {{"Content-Range", "bytes */0"},
+                        {"Content-Length", "120"},
+                        {"Content-Type", "text/html"},
+                        {"Content-Encoding", "gzip"}});
     EXPECT_EQ(probe.end(), 0);
     probe.finish();
     engine.turns();
@@ -262,9 +264,8 @@ TEST(Starter, AFileCreatedTooLateIsRemoved) {
 TEST_F(StarterTest, AFullDiskEndsWhatHasNoLength) {
     addAndProbe().respond(200);
     engine.files->failFull = "No space left on device";
-    engine.transport->last().send(1000);
-    EXPECT_EQ(engine.failure(1_id), "Couldn't write to the file: No space left on device")
-        << "fetched anew, it would meet the same";
+    engine.transport->last().send(1000); // fetched anew, it would meet the same
+    EXPECT_EQ(engine.failure(1_id), "Couldn't write to the file: No space left on device");
 }
 
 TEST_F(StarterTest, AFullDiskMidwayIsWaitedForAndThenCarriedOnWith) {
@@ -306,21 +307,15 @@ TEST_F(StarterTest, WaitsForSpaceThatOthersNeed) {
 TEST_F(StarterTest, WithoutHolesTheFileIsFilledFromTheFront) {
     engine.files->sparse = false;
     FakeServer server(*engine.transport, engine.scheduler);
-    server.size = 200'000'000;
-    std::int64_t furthest = 0;
+    server.size = 400'000'000;
     engine.manager->start();
     engine.add("http://a.example/file.bin");
-    while (engine.state(1_id) != "finished" && engine.scheduler.now() < 5000) {
-        engine.scheduler.runFor(0.5);
-        const auto unfinished =
-            std::ranges::find_if(record().pieces, [](const auto& piece) { return !piece.isComplete(); });
-        for (const auto& transfer : engine.transport->live()) {
-            furthest = std::max(furthest, transfer->position() - unfinished->next());
-        }
+    engine.scheduler.runFor(30);
+    EXPECT_EQ(engine.transport->live().size(), 8U);
+    const auto unfinished = std::ranges::find(record().pieces, false, &Piece::isComplete);
+    for (const auto& transfer : engine.transport->live()) {
+        EXPECT_LT(transfer->position() - unfinished->next(), 100'000'000) << "far ahead of what is there";
     }
-    EXPECT_EQ(engine.state(1_id), "finished");
-    EXPECT_LT(furthest, 100'000'000) << "no connection writes far ahead of what is there";
-    EXPECT_GT(engine.transport->transfers.size(), 8U);
 }
 
 } // namespace

@@ -188,21 +188,6 @@ TEST_F(DiskFileTest, ClosingWaitsForWritesAndSyncs) {
     }
 }
 
-TEST_F(DiskFileTest, WhatHangsHoldsUpItsOwnDownloadOnly) {
-    std::promise<void> answer;
-    const auto disk = answer.get_future().share();
-    std::string done;
-    store.aside(
-        1_id, [disk] { disk.wait(); }, [&] { done += "first "; });
-    store.aside(
-        1_id, [] {}, [&] { done += "second "; });
-    store.aside(
-        2_id, [] {}, [&] { done += "other "; });
-    ASSERT_TRUE(queue.runUntil([&] { return done == "other "; })) << done;
-    answer.set_value();
-    EXPECT_TRUE(queue.runUntil([&] { return done == "other first second "; })) << done;
-}
-
 TEST_F(DiskFileTest, TellsTheFreeSpaceOfTheNearestFolder) {
     const auto location = URL::folder(folder.path().string());
     const auto space = store.space(location);

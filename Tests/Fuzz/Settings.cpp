@@ -15,7 +15,9 @@ const fuzz::Inputs fuzz::seeds = {
 "simultaneous":3,"speedLimit":9000000000000,"folder":"~/D","duplicateNames":"hyphen","keepAwake":false,"later":[{}],
 "rules":[{"id":"a","match":{"site":"x"},"connections":5000000000},7,{"id":"c","match":{"kind":"video"},"folder":"~"},
 {"id":"e","match":{"extensions":["Zip"]}}]}})",
-    R"({"settings":{"connections":-1e99,"speedLimit":null,"simultaneous":0,"rules":{},"notifyWhenDone":true}})"};
+    R"({"settings":{"connections":-1e99,"speedLimit":null,"simultaneous":0,"rules":{},"notifyWhenDone":true}})",
+    R"({"settings":{"connections":40,"simultaneous":50,"connectionsPerServer":100,"speedLimit":1e30}})",
+    R"({"settings":{"connections":5000000000,"simultaneous":-5000000000,"speedLimit":1000}})"};
 
 /// All settings, those of other versions too.
 static std::string told(const tessivar::SettingsStore<Config>& store) {
@@ -33,8 +35,10 @@ void fuzz::check(std::string_view input) {
     const bool refused = !edited.problem().empty();
     const auto& config = edited.value();
     require(!refused || config == before, "an edit that can't be used changes nothing");
-    require(config.connections >= 1 && config.connectionsPerServer >= config.connections &&
-                config.simultaneous >= 1 && config.speedLimit.value_or(16'000) >= 16'000,
+    require(config.connections >= 1 && config.connections <= 16 &&
+                config.connectionsPerServer >= config.connections && config.connectionsPerServer <= 32 &&
+                config.simultaneous >= 1 && config.simultaneous <= 10 &&
+                config.speedLimit.value_or(16'000) >= 16'000,
             "settings are within their bounds");
     require(Config::decoded(config.encoded()) == config, "settings read back");
     try {

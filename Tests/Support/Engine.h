@@ -13,24 +13,12 @@
 
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 
 namespace fluvane::support {
 
 [[nodiscard]] inline URL link(const std::string& text) {
     return URL::parse(text).value();
-}
-
-/// Headers as they come: "Name: value", one a line.
-[[nodiscard]] inline TransferResponse::Headers headers(const std::string& lines) {
-    TransferResponse::Headers all;
-    std::istringstream stream(lines);
-    for (std::string line; std::getline(stream, line);) {
-        const auto colon = line.find(": ");
-        all.emplace_back(line.substr(0, colon), line.substr(colon + 2));
-    }
-    return all;
 }
 
 /// A whole engine on fakes, in simulated time. `restart` plays a kill and a new start on the same disk.
@@ -97,9 +85,9 @@ private:
 
 /// One that has started and sent the probe of its only download.
 struct ProbingEngine : Engine {
-    explicit ProbingEngine(std::optional<Checksum> checksum = {}) {
+    ProbingEngine() {
         manager->start();
-        add("http://a.example/file.bin", std::move(checksum));
+        add("http://a.example/file.bin");
         turns();
     }
 };

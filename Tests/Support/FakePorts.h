@@ -60,7 +60,6 @@ public:
 
     static constexpr std::uint64_t list = 0; ///< The device that it is on.
     int saves = 0;
-    int writes = 0;
     double syncDelay = 0;             ///< Seconds.
     std::set<std::uint64_t> hung;     ///< Devices. One no longer among them goes on within a second.
     double patience = 0;              ///< Of the last flush.
@@ -103,7 +102,6 @@ private:
     }
 
     void write(const std::vector<RecordSnapshot>& records) {
-        ++writes;
         saved.clear();
         for (const auto& record : records) {
             saved.push_back(*record);

@@ -143,16 +143,6 @@ void ScriptedServer::Client::send(std::string_view bytes) {
     }
 }
 
-void ScriptedServer::Client::send(std::string_view bytes, std::size_t size) {
-    for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size()))) {
-        send(bytes.substr(0, size));
-    }
-}
-
-void ScriptedServer::Client::sayGoodbye() {
-    SSL_shutdown(tls_.get());
-}
-
 void ScriptedServer::Client::waitForClose() {
     char bytes[4096];
     while (receive(bytes, sizeof bytes) > 0) {

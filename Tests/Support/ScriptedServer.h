@@ -39,10 +39,6 @@ public:
         /// The head of the next request, its blank line included; empty once the client has closed.
         std::string readRequest();
         void send(std::string_view bytes);
-        /// The same in packets of `size` bytes.
-        void send(std::string_view bytes, std::size_t size);
-        /// Ends TLS as it should be; without it the connection just breaks.
-        void sayGoodbye();
         /// Blocks until the client closes, or the server ends.
         void waitForClose();
 

@@ -75,6 +75,7 @@ std::shared_ptr<Exchange> Servers::pick(unsigned number) const {
 }
 
 void Servers::answer(unsigned number, unsigned how, bool tellsWhen) {
+    using Headers = TransferResponse::Headers;
     static constexpr int refusals[] = {503, 503, 429, 500, 403, 404, 410, 416, 401, 408};
     const auto exchange = pick(number);
     if (!exchange || exchange->isAnswered) {
@@ -85,7 +86,7 @@ void Servers::answer(unsigned number, unsigned how, bool tellsWhen) {
     const auto tag = fmt::format("\"{}\"", content);
     const auto wrong = exchange->transfer->request.from.value_or(0) + planner::alignment;
     if (how < std::size(refusals)) {
-        respond(*exchange, refusals[how], support::headers(tellsWhen ? "Retry-After: 5" : ""));
+        respond(*exchange, refusals[how], tellsWhen ? Headers{{"Retry-After", "5"}} : Headers{});
     } else if (how == std::size(refusals) && wrong < size) {
         respond(*exchange, 206, {{"Content-Range", range(wrong, size, size)}, {"ETag", tag}}, wrong, size);
     } else if (how == std::size(refusals) + 1) {
