@@ -16,16 +16,14 @@ struct Style {
     std::string_view rawValue;
     std::string_view before, after; ///< What stands around the number.
     std::int64_t first;
-    std::string_view usedBy;
 };
 
 constexpr std::array styles = {
-    Style{DuplicateNaming::spaceParentheses, "spaceParentheses", " (", ")", 1, "Chrome, Edge, Brave, Arc"},
-    Style{DuplicateNaming::parentheses, "parentheses", "(", ")", 1, "Firefox"},
-    Style{DuplicateNaming::hyphen, "hyphen", "-", "", 1, "Safari"},
-    Style{DuplicateNaming::underscore, "underscore", "_", "", 1, ""},
-    Style{DuplicateNaming::spaceNumber, "spaceNumber", " ", "", 2,
-          "Finder"}, // the first copy is the second file
+    Style{DuplicateNaming::spaceParentheses, "spaceParentheses", " (", ")", 1},
+    Style{DuplicateNaming::parentheses, "parentheses", "(", ")", 1},
+    Style{DuplicateNaming::hyphen, "hyphen", "-", "", 1},
+    Style{DuplicateNaming::underscore, "underscore", "_", "", 1},
+    Style{DuplicateNaming::spaceNumber, "spaceNumber", " ", "", 2}, // the first copy is the second file
 };
 
 const Style& find(DuplicateNaming style) {
@@ -48,11 +46,6 @@ std::string name(DuplicateNaming style, std::string_view stem, std::int64_t numb
 std::string example(DuplicateNaming style, std::string_view fileName) {
     const fileName::StemAndExtension parts = fileName::split(fileName);
     return name(style, parts.stem, first(style), parts.extension);
-}
-
-std::optional<std::string_view> usedBy(DuplicateNaming style) {
-    const std::string_view programs = find(style).usedBy;
-    return programs.empty() ? std::nullopt : std::optional(programs);
 }
 
 std::string_view rawValue(DuplicateNaming style) {

@@ -25,8 +25,6 @@ inline constexpr DuplicateNaming standard = DuplicateNaming::spaceParentheses;
 [[nodiscard]] std::string name(DuplicateNaming style, std::string_view stem, std::int64_t number,
                                std::string_view extension);
 [[nodiscard]] std::string example(DuplicateNaming style, std::string_view fileName);
-/// The familiar programs that number the same way.
-[[nodiscard]] std::optional<std::string_view> usedBy(DuplicateNaming style);
 [[nodiscard]] std::string_view rawValue(DuplicateNaming style);
 [[nodiscard]] std::optional<DuplicateNaming> from(std::string_view rawValue);
 } // namespace duplicateNaming

@@ -21,7 +21,7 @@ struct KindEntry {
 
 constexpr std::array kinds = {
     KindEntry{FileKind::diskImages, "diskImages", "Disk images and installers",
-              "dmg iso img pkg mpkg xip sparseimage"},
+              "iso img deb rpm appimage flatpak flatpakref run snap dmg pkg mpkg xip sparseimage"},
     KindEntry{FileKind::archives, "archives", "Archives", "zip tar gz tgz bz2 tbz xz txz zst 7z rar lz lzma"},
     KindEntry{FileKind::video, "video", "Video", "mp4 m4v mov mkv avi webm wmv flv mpg mpeg"},
     KindEntry{FileKind::audio, "audio", "Audio", "mp3 m4a aac flac wav aiff aif ogg opus alac"},

@@ -130,8 +130,7 @@ std::string state(StateKind state, std::string_view reason) {
     case StateKind::linkExpired:
         return "The link expired. Paste a fresh one to carry on; nothing downloaded is lost.";
     case StateKind::limitedNetwork:
-        return "Waiting for another network: you're on a hotspot or a low-data network. Resume it to "
-               "download anyway.";
+        return "Waiting for another network: this connection is metered. Resume it to download anyway.";
     case StateKind::space:
         return reason.empty() ? "Waiting for free space" : std::string(reason);
     case StateKind::verifying:
@@ -277,10 +276,11 @@ std::string line(const Progress& progress) {
 std::string totals(const Totals& totals) {
     const std::string running =
         totals.running > 0 ? std::to_string(totals.running) + " running" : "Nothing running";
-    return joined(
-        {running, totals.waiting > 0 ? std::to_string(totals.waiting) + " waiting" : std::string(),
-         totals.running > 0 ? speed(totals.bytesPerSecond) : std::string(),
-         totals.speedLimit ? "up to " + speed(static_cast<double>(*totals.speedLimit)) : std::string()});
+    return joined({running, totals.running > 0 ? speed(totals.bytesPerSecond) : std::string(),
+                   totals.waiting > 0 ? std::to_string(totals.waiting) + " waiting" : std::string(),
+                   totals.attention > 0 ? std::to_string(totals.attention) +
+                                              (totals.attention == 1 ? " needs attention" : " need attention")
+                                        : std::string()});
 }
 
 std::string when(Date date, AsOf asOf) {

@@ -70,8 +70,8 @@ struct Progress {
 struct Totals {
     std::int64_t running = 0;
     std::int64_t waiting = 0;
+    std::int64_t attention = 0;
     double bytesPerSecond = 0;
-    std::optional<std::int64_t> speedLimit{};
 };
 [[nodiscard]] std::string totals(const Totals& totals);
 

@@ -37,7 +37,7 @@ struct Abilities {
     bool pause = false;
     bool resume = false;
     bool tryAgain = false;       ///< The resume of one that failed or whose link was refused.
-    bool downloadAnyway = false; ///< The resume of one that a hotspot or a low-data network holds back.
+    bool downloadAnyway = false; ///< The resume of one that a metered connection holds back.
     bool next = false;
     bool prioritize = false;
     bool stopPrioritizing = false;

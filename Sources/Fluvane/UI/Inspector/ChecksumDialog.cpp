@@ -55,7 +55,7 @@ ChecksumDialog::ChecksumDialog(WindowContext& context, DownloadID id)
     note_ = addWords("note");
     auto* buttons = new QDialogButtonBox(this);
     check_ = buttons->addButton("&Check", QDialogButtonBox::AcceptRole);
-    takeAway_ = buttons->addButton("&Take Away", QDialogButtonBox::DestructiveRole);
+    takeAway_ = buttons->addButton("&Remove Checksum", QDialogButtonBox::DestructiveRole);
     close_ = buttons->addButton("Cancel", QDialogButtonBox::RejectRole);
     takeAway_->setObjectName("take-away");
     content().addStretch();

@@ -10,9 +10,9 @@
 #include "Tessivar/Windows/Spacing.h"
 
 #include <QButtonGroup>
-#include <QGridLayout>
 #include <QRadioButton>
 #include <QSignalBlocker>
+#include <QVBoxLayout>
 
 namespace fluvane {
 
@@ -31,11 +31,6 @@ QRadioButton* choice(DuplicateNaming style, QWidget* parent) {
     auto* const button = new QRadioButton(QString::fromStdString(example), parent);
     button->setObjectName(fromView(duplicateNaming::rawValue(style)));
     return button;
-}
-
-QString usedBy(DuplicateNaming style) {
-    const auto programs = duplicateNaming::usedBy(style);
-    return programs ? FilesPane::tr("used by %1").arg(fromView(*programs)) : QString();
 }
 
 } // namespace
@@ -66,19 +61,14 @@ void FilesPane::addNaming() {
     addText(tr("When a file in the folder already has the name, the new one gets a number; nothing "
                "is replaced."));
     auto* const choices = new QWidget(this);
-    auto* const grid = new QGridLayout(choices);
-    grid->setContentsMargins(0, spacing::small, 0, 0);
-    grid->setHorizontalSpacing(spacing::large);
-    grid->setVerticalSpacing(spacing::medium);
-    grid->setColumnStretch(1, 1);
+    auto* const column = new QVBoxLayout(choices);
+    column->setContentsMargins(0, spacing::small, 0, 0);
+    column->setSpacing(spacing::medium);
     auto* const group = new QButtonGroup(choices);
     for (const DuplicateNaming style : duplicateNaming::all) {
         auto* const button = choice(style, choices);
-        auto* const programs = new tessivar::QuietLabel(usedBy(style), choices);
-        button->setAccessibleDescription(programs->text());
         group->addButton(button, static_cast<int>(style));
-        grid->addWidget(button, grid->rowCount(), 0);
-        grid->addWidget(programs, grid->rowCount() - 1, 1);
+        column->addWidget(button);
     }
     addWide(choices);
     live_.show(choices, [group](const Config& config) {

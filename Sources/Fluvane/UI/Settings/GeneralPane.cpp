@@ -62,9 +62,9 @@ void GeneralPane::addSwitches() {
     addButton(awake, tr("The screen may still turn off. If the computer does sleep, downloads carry on "
                         "afterwards."));
     bind(awake, live_, &Config::keepAwake);
-    auto* const hotspots = named("waitOnHotspots", tr("&Wait on hotspots and in Low Data Mode"), this);
-    addButton(hotspots, tr("Downloads wait while you're on a phone's hotspot or a connection marked as "
-                           "metered. You can resume single ones anyway."));
+    auto* const hotspots = named("waitOnHotspots", tr("&Wait on metered connections"), this);
+    addButton(hotspots, tr("Downloads wait while you're on a phone's hotspot or another connection that is "
+                           "paid for by its use. You can resume single ones anyway."));
     bind(hotspots, live_, &Config::waitOnHotspots);
 }
 

@@ -106,7 +106,10 @@ void RuleEditor::addFields() {
     form_->addRow(tr("&Endings"), extensions_, tr("One or more, without dots."));
     form_->addRow(tr("&Site"), site_,
                   tr("A site's name or a link to it. It covers the site's subdomains, too."));
-    form_->addRow(tr("&Folder"), folder_, tr("Where these files go. Without one, a rule below decides."));
+    form_->addRow(
+        tr("&Folder"), folder_,
+        tr("Where these files go. Only a rule that limits the connections to a site may do without: a "
+           "rule below decides then."));
     form_->addRow(tr("&Connections"), rowOf({limits_, connections_}),
                   tr("To this site, for each download. The strictest rule counts."));
 }

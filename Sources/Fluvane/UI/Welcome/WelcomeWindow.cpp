@@ -124,7 +124,7 @@ QWidget* WelcomeWindow::makeChoices() {
     choose->setAccessibleName("Choose the folder for downloads");
     openAtLogin_ = new QCheckBox("Open at &login");
     openAtLogin_->setObjectName("open-at-login");
-    waitOnHotspots_ = new QCheckBox("&Wait on hotspots and in Low Data Mode");
+    waitOnHotspots_ = new QCheckBox("&Wait on metered connections");
     waitOnHotspots_->setObjectName("wait-on-hotspots");
     connect(choose, &QPushButton::clicked, this, &WelcomeWindow::chooseFolder);
     connect(openAtLogin_, &QCheckBox::clicked, this, &WelcomeWindow::setAutostart);
