@@ -79,6 +79,8 @@ public:
     /// Names a piece for the log.
     [[nodiscard]] std::string pieceLabel(std::int64_t offset) const;
     [[nodiscard]] bool isPrioritized() const { return record.prioritized.value_or(false); }
+    /// Taken off the list, but it can still be brought back: it is paused, if not done, and nobody sees it.
+    [[nodiscard]] bool isRemoved() const { return record.removed.value_or(false); }
     /// Connections that bring bytes.
     [[nodiscard]] int writing() const;
     /// The same with those that take the place of one that did.

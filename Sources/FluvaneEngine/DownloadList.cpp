@@ -47,7 +47,9 @@ void DownloadList::load(std::vector<DownloadRecord> records) {
     for (auto& record : records) {
         if (record.removed.value_or(false)) {
             nextID_ = std::max(nextID_, after(record.id));
-            keep(std::make_shared<const DownloadRecord>(std::move(record)));
+            if (record.partial && !record.state.is<DownloadState::Finished>()) {
+                keep(std::make_shared<const DownloadRecord>(std::move(record)));
+            }
         } else {
             append(std::move(record));
         }

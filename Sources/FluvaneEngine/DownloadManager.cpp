@@ -151,7 +151,8 @@ URL DownloadManager::folder(const std::optional<std::string>& path) const {
 
 Download* DownloadManager::find(DownloadID id) const {
     engine_->turns.assertContext();
-    return engine_->list.find(id);
+    Download* const download = engine_->list.find(id);
+    return download && !download->isRemoved() ? download : nullptr;
 }
 
 const Download* DownloadManager::download(DownloadID id) const {
@@ -163,7 +164,9 @@ std::vector<const Download*> DownloadManager::downloads() const {
     std::vector<const Download*> list;
     list.reserve(engine_->list.all().size());
     for (const auto& download : engine_->list) {
-        list.push_back(download.get());
+        if (!download->isRemoved()) {
+            list.push_back(download.get());
+        }
     }
     return list;
 }
@@ -269,7 +272,7 @@ void DownloadManager::pauseAll() {
 void DownloadManager::resumeAll() {
     const auto turn = engine_->turns.open();
     for (const auto& download : engine_->list) {
-        if (resumesWithAll(download->record.state)) {
+        if (resumesWithAll(download->record.state) && !download->isRemoved()) {
             resume(*download);
         }
     }
@@ -277,13 +280,29 @@ void DownloadManager::resumeAll() {
 
 void DownloadManager::remove(DownloadID id) {
     const auto turn = engine_->turns.open();
-    Download* const download = find(id);
-    if (!download) {
-        return;
+    if (Download* const download = find(id)) {
+        engine_->removals.remove(*download);
     }
-    engine_->runner.halt(*download);
-    engine_->leftovers.remove(*download);
-    log::downloads([&] { return fmt::format("download {} removed", id); });
+}
+
+void DownloadManager::removeForNow(const std::vector<DownloadID>& ids) {
+    const auto turn = engine_->turns.open();
+    std::vector<Download*> downloads;
+    for (const auto id : ids) {
+        if (Download* const download = find(id)) {
+            downloads.push_back(download);
+        }
+    }
+    engine_->removals.removeForNow(downloads, undoTime);
+}
+
+std::vector<DownloadID> DownloadManager::undoRemoval() {
+    const auto turn = engine_->turns.open();
+    return engine_->removals.undo();
+}
+
+std::size_t DownloadManager::undoable() const {
+    return engine_->removals.undoable();
 }
 
 void DownloadManager::downloadNext(DownloadID id) {

@@ -78,6 +78,14 @@ public:
     void pauseAll();
     void resumeAll();
     void remove(DownloadID id);
+    /// Removes them so that it can be undone for some seconds. Until then they keep their files.
+    static constexpr double undoTime = 10;
+    void removeForNow(const std::vector<DownloadID>& ids);
+    /// Brings back what the last removal took that can be undone, as it was; what ran is queued. Returns
+    /// which; none when it is too late.
+    std::vector<DownloadID> undoRemoval();
+    /// How many that would bring back.
+    [[nodiscard]] std::size_t undoable() const;
     void downloadNext(DownloadID id);
     void prioritize(DownloadID id, bool on);
     void updateLink(DownloadID id, const URL& url);

@@ -10,15 +10,16 @@ namespace fluvane {
 DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports ports_,
                                 Environment environment_)
     : conditions{.config = std::move(config), .tuning = {}, .limitedNetwork = {}}, ports(std::move(ports_)),
-      notices(std::make_shared<Notices>(ports.notifier, conditions)), environment(std::move(environment_)),
-      servers(environment.servers, environment.today), turns({.listChanged = [this] { saver.changed(); },
-                                                              .settle = [&manager] { manager.settle(); },
-                                                              .shown =
-                                                                  [&manager] {
-                                                                      if (manager.onChange) {
-                                                                          manager.onChange();
-                                                                      }
-                                                                  }}),
+      notices(std::make_shared<Notices>(ports.notifier, ports.scheduler, conditions, list)),
+      environment(std::move(environment_)), servers(environment.servers, environment.today),
+      turns({.listChanged = [this] { saver.changed(); },
+             .settle = [&manager] { manager.settle(); },
+             .shown =
+                 [&manager] {
+                     if (manager.onChange) {
+                         manager.onChange();
+                     }
+                 }}),
       disk(ports.files, list, turns), space(disk, ports.scheduler, list, turns),
       saver(ports.store, ports.scheduler, list, turns),
       connections(ports.transport, ports.scheduler, list, conditions, servers, turns,
@@ -41,6 +42,7 @@ DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports p
               .space = space,
               .disk = disk},
              notices, ports.scheduler, environment.today),
+      removals(runner, finisher, leftovers, list, turns, ports.scheduler),
       beat(ports.scheduler, ports.power, list, conditions, turns,
            [&manager](std::int64_t beats) { manager.beaten(beats); }) {}
 

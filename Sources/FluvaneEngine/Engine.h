@@ -9,6 +9,7 @@
 #include "FluvaneEngine/DownloadManager.h"
 #include "FluvaneEngine/Leftovers.h"
 #include "FluvaneEngine/Notices.h"
+#include "FluvaneEngine/Removals.h"
 #include "FluvaneEngine/Runner.h"
 
 #include <functional>
@@ -47,6 +48,7 @@ struct DownloadManager::Engine {
     Retries retries;
     Finisher finisher;
     Runner runner;
+    Removals removals;
     Beat beat;
 };
 

@@ -352,6 +352,9 @@ public:
     virtual void finished(const DownloadRecord& record) = 0;
     virtual void failed(const DownloadRecord& record, const std::string& reason) = 0;
     virtual void linkExpired(const DownloadRecord& record) = 0;
+    enum class Matter { finished, needAttention };
+    /// More than one download, by name, to which that happened within seconds.
+    virtual void several(Matter matter, const std::vector<std::string>& names) = 0;
 };
 
 } // namespace fluvane

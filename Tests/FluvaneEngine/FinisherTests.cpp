@@ -47,6 +47,20 @@ TEST_F(FinisherTest, MovesIntoPlaceWithItsOriginAndTells) {
     EXPECT_FALSE(engine.power->awake);
 }
 
+TEST_F(FinisherTest, WhatEndsWithinSecondsIsToldTogether) {
+    engine.add("http://a.example/1");
+    engine.add("http://b.example/2");
+    engine.add("http://a.example/hangs");
+    server.answers = [](FakeTransfer& transfer) {
+        return transfer.request.url == link("http://a.example/hangs");
+    };
+    ASSERT_TRUE(engine.runUntil(1_id, "finished"));
+    ASSERT_TRUE(engine.runUntil(2_id, "finished"));
+    EXPECT_THAT(engine.notifier->notices, IsEmpty());
+    engine.scheduler.runFor(3);
+    EXPECT_THAT(engine.notifier->notices, ElementsAre("2 finished"));
+}
+
 TEST_F(FinisherTest, FailuresAtTheEndCostNothing) {
     engine.files->failChecksum = "Input/output error";
     engine.files->failFinish = "Permission denied";

@@ -98,6 +98,43 @@ TEST_F(StarterTest, AFileWithoutTheMarkThatItWasMadeWithIsSomebodyElses) {
     EXPECT_EQ(engine.files->contents(path), theirs);
 }
 
+TEST_F(StarterTest, WhatIsRemovedForNowComesBackAsItWas) {
+    auto& probe = addAndProbe();
+    probe.respondPart(3'000'000);
+    engine.turns();
+    probe.send(500'000);
+    engine.turns();
+    for (const auto* end : {"undone", "over", "killed"}) {
+        SCOPED_TRACE(end);
+        engine.manager->removeForNow({1_id});
+        engine.manager->resumeAll();
+        engine.turns();
+        EXPECT_THAT(engine.manager->downloads(), IsEmpty());
+        EXPECT_EQ(engine.store->saved.at(0).removed, true);
+        if (end == std::string("undone")) {
+            EXPECT_THAT(engine.manager->undoRemoval(), testing::ElementsAre(1_id));
+            engine.turns();
+            EXPECT_TRUE(record().state.isActive());
+            EXPECT_EQ(record().doneBytes(), 500'000);
+        } else if (end == std::string("over")) {
+            const auto saved = engine.store->saved;
+            engine.scheduler.runFor(DownloadManager::undoTime + 1);
+            EXPECT_THAT(engine.manager->undoRemoval(), IsEmpty());
+            EXPECT_THAT(engine.files->paths(), IsEmpty());
+            EXPECT_THAT(engine.store->saved, IsEmpty());
+            engine.store->saved = saved;
+            engine.store->saved[0].removed.reset();
+            engine.store->saved[0].partial.reset();
+            engine.store->saved[0].state = DownloadState::Finished{};
+            engine.restart();
+        } else {
+            engine.restart();
+            engine.turns();
+            EXPECT_THAT(engine.store->saved, IsEmpty()) << "finished, it has no file to delete";
+        }
+    }
+}
+
 TEST_F(StarterTest, WhatIsRemovedIsDeletedOnceTheListSaysSo) {
     addAndProbe().respondPart(3'000'000);
     engine.turns();

@@ -126,6 +126,10 @@ public:
         note("failed", record, ": " + reason);
     }
     void linkExpired(const DownloadRecord& record) override { note("expired", record); }
+    void several(Matter matter, const std::vector<std::string>& names) override {
+        notices.push_back(std::to_string(names.size()) +
+                          (matter == Matter::finished ? " finished" : " need attention"));
+    }
     void note(const std::string& what, const DownloadRecord& record, const std::string& why = "") {
         notices.push_back(what + " " + std::to_string(number(record.id)) + why);
     }

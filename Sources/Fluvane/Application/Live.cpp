@@ -36,7 +36,8 @@ Live::Live(const tessivar::LogFiles& log, Frontend& frontend)
     : log_(log), settings_(dataFolders::settingsFile(), FLUVANE_BUILT),
       settingsWatch_(dataFolders::settingsFile(), [this] { settings_.takeUpEdits(); }),
       notifier_(std::make_shared<LinuxNotifier>(
-          session_, [this] { return settings_.value().notifyWhenDone; },
+          session_,
+          [this] { return settings_.value().notifyWhenDone && !(windows_ && windows_->isListWatched()); },
           [this](const URL& file, const std::string& token) { reveal_.show(file, token); })),
       manager_(makeManager()),
       sleep_(

@@ -14,6 +14,10 @@ namespace fluvane {
 /// The windows as the application has them: made at the start, fed with changes. The main queue's.
 class ApplicationWindows : public Windows {
 public:
+    /// Whether the user has the list of downloads before them, so that nobody needs to tell what happens in
+    /// it.
+    [[nodiscard]] virtual bool isListWatched() const = 0;
+
     struct Notice {
         std::string title;
         std::string body;

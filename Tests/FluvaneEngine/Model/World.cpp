@@ -27,6 +27,7 @@ constexpr Kind kinds[] = {
     {6, "pause", [](World& world) { world.manager().pause(world.pick()); }},
     {8, "resume", [](World& world) { world.manager().resume(world.pick()); }},
     {3, "remove", [](World& world) { world.remove(); }},
+    {2, "undo", [](World& world) { world.undo(); }},
     {5, "next", [](World& world) { world.manager().downloadNext(world.pick()); }},
     {7, "prioritize", [](World& world) { world.manager().prioritize(world.pick(), world.how % 3 > 0); }},
     {3, "link",
@@ -43,7 +44,7 @@ constexpr Kind kinds[] = {
      [](World& world) { world.servers.answer(world.who, world.how % 32, world.more % 2 == 1); }},
     {30, "send", [](World& world) { world.servers.send(world.who, counts[world.how % 8]); }},
     {14, "cut", [](World& world) { world.servers.cut(world.who, world.how); }},
-    {36, "serve", [](World& world) { world.serve(); }},
+    {34, "serve", [](World& world) { world.serve(); }},
     {17, "let pass", [](World& world) { world.pass(times[world.how % 8]); }},
     {8, "change", [](World& world) { world.servers.change(world.who, world.how % 2 == 0); }},
 };
@@ -102,9 +103,15 @@ void World::add() {
 
 void World::remove() {
     const auto id = pick();
-    manager().remove(id);
-    keptAdds.erase(id);
+    how % 2 == 0 ? manager().remove(id) : manager().removeForNow({id, DownloadID{number(id) + 1}});
+    std::erase_if(keptAdds, [this](auto kept) { return !manager().download(kept); });
     whenSaved(keptRemovals, id);
+}
+
+void World::undo() {
+    for (const auto id : manager().undoRemoval()) {
+        keptRemovals.erase(id);
+    }
 }
 
 void World::resumeAll() {

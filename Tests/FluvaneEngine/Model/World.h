@@ -53,6 +53,7 @@ struct World {
     unsigned who = 0, how = 0, more = 0; ///< Small numbers, of the step.
     void add();
     void remove();
+    void undo();
     void resumeAll();
     void save();
     void setting();

@@ -6,6 +6,7 @@
 #include "Fluvane/Linux/Notices/NotificationServer.h"
 #include "FluvaneCore/Words.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace fluvane {
@@ -30,27 +31,43 @@ LinuxNotifier::~LinuxNotifier() = default;
 void LinuxNotifier::finished(const DownloadRecord& record) {
     const std::string folder = lastComponent(record.folder);
     if (record.isMismatched()) {
-        post(Matter::suspicious,
+        post(Kind::suspicious,
              {record.displayName(),
               words::checksumMismatch(Checksum::name(record.checksum->algorithm), folder)},
              record.file);
     } else {
-        post(Matter::done, {record.displayName(), "Downloaded to " + folder + "."}, record.file);
+        post(Kind::done, {record.displayName(), "Downloaded to " + folder + "."}, record.file);
     }
 }
 
 void LinuxNotifier::failed(const DownloadRecord& record, const std::string& reason) {
-    post(Matter::stuck, {record.displayName(), reason}, {});
+    post(Kind::stuck, {record.displayName(), reason}, {});
 }
 
 void LinuxNotifier::linkExpired(const DownloadRecord& record) {
-    post(Matter::stuck,
+    post(Kind::stuck,
          {record.displayName(),
           "The link expired. Paste a fresh one to carry on; nothing downloaded is lost."},
          {});
 }
 
-void LinuxNotifier::post(Matter matter, const Notice& notice, const std::optional<URL>& file) {
+void LinuxNotifier::several(Matter matter, const std::vector<std::string>& names) {
+    constexpr std::size_t shown = 3;
+    std::string list;
+    for (std::size_t i = 0; i < std::min(names.size(), shown); ++i) {
+        list += (i == 0 ? "" : ", ") + names[i];
+    }
+    if (names.size() > shown) {
+        list += " and " + std::to_string(names.size() - shown) + " more";
+    }
+    const bool isDone = matter == Matter::finished;
+    post(
+        isDone ? Kind::done : Kind::stuck,
+        {std::to_string(names.size()) + (isDone ? " downloads finished" : " downloads need attention"), list},
+        {});
+}
+
+void LinuxNotifier::post(Kind kind, const Notice& notice, const std::optional<URL>& file) {
     if (!wanted_()) {
         return;
     }
@@ -60,8 +77,8 @@ void LinuxNotifier::post(Matter matter, const Notice& notice, const std::optiona
     server_->show({.title = shown.title,
                    .body = shown.body,
                    .file = file,
-                   .category = matter == Matter::done ? "transfer.complete" : "transfer.error",
-                   .urgency = matter == Matter::suspicious ? Urgency::critical : Urgency::normal});
+                   .category = kind == Kind::done ? "transfer.complete" : "transfer.error",
+                   .urgency = kind == Kind::suspicious ? Urgency::critical : Urgency::normal});
 }
 
 void LinuxNotifier::tell(const Notice& notice) {

@@ -45,6 +45,7 @@ public:
     void finished(const DownloadRecord& record) override;
     void failed(const DownloadRecord& record, const std::string& reason) override;
     void linkExpired(const DownloadRecord& record) override;
+    void several(Matter matter, const std::vector<std::string>& names) override;
 
     /// Something that isn't about a download, such as a newer release; not for `wanted` to decide.
     void tell(const Notice& notice);
@@ -53,8 +54,8 @@ public:
     [[nodiscard]] std::vector<Notice> sent() const { return {sent_.begin(), sent_.end()}; }
 
 private:
-    enum class Matter { done, suspicious, stuck };
-    void post(Matter matter, const Notice& notice, const std::optional<URL>& file);
+    enum class Kind { done, suspicious, stuck };
+    void post(Kind kind, const Notice& notice, const std::optional<URL>& file);
     const Notice& remember(const Notice& notice);
 
     std::function<bool()> wanted_;

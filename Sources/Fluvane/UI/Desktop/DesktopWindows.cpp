@@ -179,13 +179,13 @@ void DesktopWindows::presentDownloads() {
 
 /// What went wrong needs no attention from the tray while the user looks at the list.
 void DesktopWindows::noticeWhatIsSeen() {
-    if (tray_ && downloads_ && downloads_->isActiveWindow()) {
+    if (tray_ && isListWatched()) {
         tray_->problemsSeen();
     }
 }
 
 void DesktopWindows::tellProblem(const std::string& sentence) {
-    if (downloads_ && downloads_->isActiveWindow()) {
+    if (isListWatched()) {
         downloads_->tell(QString::fromStdString(sentence));
     } else {
         self_.tell({.title = "Fluvane", .body = sentence});
@@ -231,12 +231,21 @@ SettingsWindow& DesktopWindows::settingsWindow() {
                                    .diagnostics = self_.diagnostics,
                                    .problem = self_.settingsProblem,
                                    .checkForUpdates = self_.checkForUpdates});
+        const auto file = QString::fromStdString(stateFolder_ + "/windows.ini");
+        settings_->showPane(
+            QSettings(file, QSettings::IniFormat).value("settingsPane").toString().toStdString());
+        QObject::connect(settings_.get(), &SettingsWindow::paneShown, settings_.get(),
+                         [file](const QString& pane) {
+                             QSettings(file, QSettings::IniFormat).setValue("settingsPane", pane);
+                         });
     }
     return *settings_;
 }
 
 void DesktopWindows::showSettings(std::string_view pane) {
-    settingsWindow().showPane(pane);
+    if (!pane.empty()) {
+        settingsWindow().showPane(pane);
+    }
     present(settingsWindow());
 }
 
@@ -307,14 +316,18 @@ void DesktopWindows::askBeforeQuitting(int count) {
         quitQuestion_ = new QMessageBox(QMessageBox::Question, "Quit", "", QMessageBox::Cancel);
         quitQuestion_->setObjectName("quit");
         quitQuestion_->setAttribute(Qt::WA_DeleteOnClose);
-        tessivar::setPlainTexts(*quitQuestion_,
-                                "They carry on from the last bytes saved when you open Fluvane again.");
         auto* yes = quitQuestion_->addButton("&Quit", QMessageBox::AcceptRole);
         quitQuestion_->setDefaultButton(yes);
         QObject::connect(yes, &QPushButton::clicked, yes, [] { end(); });
     }
     quitQuestion_->setText(QString::fromStdString(running(count)));
+    tessivar::setPlainTexts(*quitQuestion_, QString(count == 1 ? "It carries" : "They carry") +
+                                                " on from the last bytes saved when you open Fluvane again.");
     present(*quitQuestion_);
+}
+
+bool DesktopWindows::isListWatched() const {
+    return downloads_ && downloads_->isActiveWindow();
 }
 
 std::string DesktopWindows::state() {

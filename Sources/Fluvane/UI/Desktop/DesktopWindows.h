@@ -61,6 +61,7 @@ public:
     void tellProblem(const std::string& sentence);
     void useActivationToken(const std::string& token) override;
     [[nodiscard]] std::string state() override;
+    [[nodiscard]] bool isListWatched() const override;
     void snapshot(const Pictures& into, Drawn completion) override;
 
 private:

@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Removals.h"
+
+#include "FluvaneEngine/Abilities.h"
+#include "FluvaneEngine/Log.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+using State = DownloadState;
+
+namespace {
+
+/// Whether it would go on by itself if nobody removed it.
+bool goesOn(const State& state) {
+    return state.is<State::Verifying>() || (canPause(state) && !state.isWaiting(State::Wait::linkExpired));
+}
+
+} // namespace
+
+void Removals::remove(Download& download) {
+    runner_.halt(download);
+    log::downloads([&] { return fmt::format("download {} removed", download.id()); });
+    leftovers_.remove(download);
+}
+
+void Removals::removeForNow(const std::vector<Download*>& downloads, double seconds) {
+    const auto removal = std::make_shared<Removal>();
+    for (Download* const download : downloads) {
+        if (download->record.state.is<State::Finishing>()) { // a move under way has a name that nobody knows
+            remove(*download);
+        } else {
+            removal->push_back(hide(*download));
+        }
+    }
+    if (removal->empty()) {
+        return;
+    }
+    removals_.push_back(removal);
+    scheduler_->after(seconds, turns_.later([this, removal] { end(removal); }));
+    turns_.changed();
+}
+
+Removals::Taken Removals::hide(Download& download) {
+    runner_.halt(download);
+    Taken taken{download.id(), download.record.state};
+    if (goesOn(taken.before)) {
+        download.record.state = State::Paused{};
+    }
+    download.record.removed = true;
+    log::downloads([&] { return fmt::format("download {} removed", taken.id); });
+    return taken;
+}
+
+std::vector<DownloadID> Removals::undo() {
+    if (removals_.empty()) {
+        return {};
+    }
+    const auto removal = removals_.back();
+    removals_.pop_back();
+    std::vector<DownloadID> ids;
+    for (const auto& [id, before] : *removal) {
+        show(*list_.find(id), before);
+        ids.push_back(id);
+    }
+    turns_.changed();
+    return ids;
+}
+
+void Removals::show(Download& download, const DownloadState& before) {
+    download.record.removed.reset();
+    if (goesOn(before)) {
+        download.record.state = State::Queued{};
+    }
+    log::downloads([&] { return fmt::format("download {} is back", download.id()); });
+    if (before.is<State::Finished>()) {
+        finisher_.verifyFinishedFile(download); // a digest may have been under way
+    }
+}
+
+void Removals::end(const std::shared_ptr<Removal>& removal) {
+    if (std::erase(removals_, removal) == 0) {
+        return; // undone
+    }
+    for (const auto& taken : *removal) {
+        leftovers_.remove(*list_.find(taken.id));
+    }
+    turns_.changed();
+}
+
+} // namespace fluvane

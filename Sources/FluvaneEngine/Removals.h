@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include "FluvaneEngine/DownloadList.h"
+#include "FluvaneEngine/Finisher.h"
+#include "FluvaneEngine/Leftovers.h"
+#include "FluvaneEngine/Runner.h"
+#include "FluvaneEngine/Turns.h"
+
+#include <memory>
+#include <vector>
+
+namespace fluvane {
+
+/// Downloads taken off the list on the user's word, at once or so that they can be brought back for a while.
+/// Until then those keep their places, names and files, and nobody sees them; the saved list says that they
+/// are removed, so that an end in the meantime, however it comes, is the end of them, too.
+class Removals {
+public:
+    Removals(Runner& runner, Finisher& finisher, Leftovers& leftovers, DownloadList& list, Turns& turns,
+             std::shared_ptr<Scheduler> scheduler)
+        : runner_(runner), finisher_(finisher), leftovers_(leftovers), list_(list), turns_(turns),
+          scheduler_(std::move(scheduler)) {}
+
+    void remove(Download& download);
+    /// Together they are one removal.
+    void removeForNow(const std::vector<Download*>& downloads, double seconds);
+    /// Brings back what the last removal took that isn't over, as it was; what ran is queued.
+    std::vector<DownloadID> undo();
+    [[nodiscard]] std::size_t undoable() const { return removals_.empty() ? 0 : removals_.back()->size(); }
+
+private:
+    struct Taken {
+        DownloadID id;
+        DownloadState before;
+    };
+    using Removal = std::vector<Taken>;
+
+    [[nodiscard]] Taken hide(Download& download);
+    void show(Download& download, const DownloadState& before);
+    void end(const std::shared_ptr<Removal>& removal);
+
+    Runner& runner_;
+    Finisher& finisher_;
+    Leftovers& leftovers_;
+    DownloadList& list_;
+    Turns& turns_;
+    std::shared_ptr<Scheduler> scheduler_;
+    std::vector<std::shared_ptr<Removal>> removals_; ///< Those that can be undone, the last one last.
+};
+
+} // namespace fluvane
