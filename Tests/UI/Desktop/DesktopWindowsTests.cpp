@@ -79,7 +79,7 @@ TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
         {"downloads", [&] { windows.showDownloads(std::nullopt); }, "broken.mkv"},
         {"new-download", [&] { windows.newDownload({link("http://h/part.zip")}, std::nullopt); }, "part.zip"},
         {"settings", [&] { windows.showSettings("connections"); }, "Most connections for each download"},
-        {"welcome", [&] { windows.showWelcome(); }, "Wait on hotspots and in Low Data Mode"},
+        {"welcome", [&] { windows.showWelcome(); }, "Wait on metered connections"},
         {"whats-new", [&] { windows.showWhatsNew(); }, "Everything."},
         {"crash-note", [&] { windows.showCrashNote(); }, "It crashed."},
         {"change-link", [&] { windows.changeLink(2_id); }, "Paste a fresh link to the same file."},

@@ -162,23 +162,27 @@ TEST_F(DownloadsWindowTest, CommandsReachTheirDownloads) {
     EXPECT_EQ(list.engine.state(5_id), "paused");
 }
 
-TEST_F(DownloadsWindowTest, RemovingAsksBeforeBytesAreLost) {
-    choose(5);
-    press(Qt::Key_Delete);
-    EXPECT_FALSE(isThere(5)) << "nothing is lost";
-    choose(2);
-    press(Qt::Key_Delete);
-    EXPECT_FALSE(isThere(2)) << "its file stays";
+TEST_F(DownloadsWindowTest, RemovingCanBeUndone) {
+    auto& undo = part<QAbstractButton>(window, "undo");
     choose(1);
     press(Qt::Key_Delete);
-    answer("Cancel");
-    EXPECT_TRUE(isThere(1));
-    window.select({1_id, 3_id, 6_id}, false);
+    EXPECT_FALSE(isThere(1));
+    window.select({3_id, 6_id}, false);
     press(Qt::Key_Delete, Qt::ShiftModifier);
-    EXPECT_THAT(part<QMessageBox>(window, "question").informativeText().toStdString(),
-                HasSubstr("2 of them")); // the third has nothing to lose
-    answer("Remove");
-    EXPECT_FALSE(isThere(1) || isThere(3) || isThere(6));
+    EXPECT_FALSE(isThere(3) || isThere(6));
+    EXPECT_EQ(part<QLabel>(window, "removal").text(), "Removed 2 downloads.");
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_TRUE(isThere(3) && isThere(6) && !isThere(1)) << "the last one first";
+    EXPECT_EQ(view.selectionModel()->selectedRows().size(), 2);
+    undo.click();
+    list.refresh();
+    EXPECT_EQ(current(), 1);
+    EXPECT_FALSE(undo.isVisible());
+    trigger("clear-finished");
+    EXPECT_FALSE(isThere(2) || isThere(8));
+    list.engine.scheduler.runFor(DownloadManager::undoTime + 1);
+    list.refresh();
+    EXPECT_FALSE(undo.isVisible()) << "too late";
     EXPECT_THAT(files, IsEmpty());
 }
 

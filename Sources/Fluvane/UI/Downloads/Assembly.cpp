@@ -8,6 +8,7 @@
 #include "Fluvane/UI/Downloads/EmptyPage.h"
 #include "Fluvane/UI/Downloads/Header.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
+#include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
@@ -21,6 +22,7 @@
 #include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <array>
@@ -40,12 +42,12 @@ bool bigFirst(Order order) {
 }
 
 constexpr std::array<std::pair<Order, const char*>, DownloadsFilter::orders> orders = {{
+    {Order::state, "S&tate"},
     {Order::added, "Date &Added"},
     {Order::name, "&Name"},
     {Order::size, "&Size"},
     {Order::progress, "&Progress"},
     {Order::speed, "Spee&d"},
-    {Order::state, "S&tate"},
     {Order::finished, "Date &Finished"},
 }};
 
@@ -65,6 +67,12 @@ void DownloadsWindow::Content::makeKeys() {
     newDownload_ = action("new-download", "&New Download…", "plus", QKeySequence::New, [this] { offer({}); });
     pauseAll_ = action("pause-all", "Pa&use All", "pause", {}, [this] { context_.manager.pauseAll(); });
     resumeAll_ = action("resume-all", "R&esume All", "play", {}, [this] { context_.manager.resumeAll(); });
+    clearFinished_ =
+        action("clear-finished", "Cl&ear Finished", "check", {}, [this] { actions_.removeFinished(); });
+    undo_ = action("undo-removal", "&Undo", "undo", QKeySequence::Undo, [this] { undoRemoval(); });
+    undo_->setVisible(false);
+    limits_ = new SpeedLimitMenu(context_, [this](const QString& sentence) { tell(sentence); });
+    limits_->setParent(&window_, limits_->windowFlags());
     details_ = action("details", "Deta&ils", "info", Qt::CTRL | Qt::Key_I,
                       [this] { showDetails(details_->isChecked()); });
     details_->setCheckable(true);
@@ -107,6 +115,7 @@ void DownloadsWindow::Content::makeList() {
         }
     }
     listKey(Qt::Key_Space, [this] { actions_.toggle(); });
+    listKey(Qt::SHIFT | Qt::Key_F10, [this] { showMenuAtCurrent(); });
 }
 
 void DownloadsWindow::Content::makeSortMenu() {
@@ -132,7 +141,10 @@ void DownloadsWindow::Content::makeMenu() {
     menu_->addAction(action("paste-links", "&Paste Links", "paste", QKeySequence::Paste,
                             [this] { window_.pasteLinks(); }));
     menu_->addSeparator();
-    menu_->addActions({pauseAll_, resumeAll_});
+    menu_->addActions({pauseAll_, resumeAll_, clearFinished_});
+    menu_->addMenu(limits_)->setIcon(tessivar::icon("speed"));
+    menu_->addSeparator();
+    menu_->addAction(undo_);
     menu_->addSeparator();
     makeSortMenu();
     menu_->addAction(details_);
@@ -183,7 +195,7 @@ void DownloadsWindow::Content::makePages() {
 }
 
 void DownloadsWindow::Content::assemble() {
-    header_ = new Header(newDownload_, actions_.all(), menu_, filter_);
+    header_ = new Header(newDownload_, clearFinished_, actions_, menu_, filter_);
     QObject::connect(header_, &Header::groupChosen, &here_,
                      [this](StateGroup group) { filter_.setGroup(group); });
     auto* const leave = new QShortcut(Qt::Key_Escape, &header_->search());
@@ -202,27 +214,56 @@ void DownloadsWindow::Content::assemble() {
     splitter_->addWidget(inspector_);
     QObject::connect(splitter_, &QSplitter::splitterMoved, &here_, [this] { keepShare(); });
 
-    summary_ = new tessivar::QuietLabel;
-    summary_->setObjectName("summary");
-    summary_->setWordWrap(false);
-    summary_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // what it tells may be long
-    selection_ = new tessivar::QuietLabel;
-    selection_->setObjectName("selection");
-    selection_->setWordWrap(false);
-    auto* const bottom = new QHBoxLayout;
-    bottom->setContentsMargins(spacing::margin, spacing::small, spacing::margin, spacing::medium);
-    bottom->addWidget(summary_, 1);
-    bottom->addWidget(selection_);
-
     auto* const middle = new QWidget;
     auto* const column = new QVBoxLayout(middle);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(spacing::small);
     column->addWidget(header_);
     column->addWidget(splitter_, 1);
-    column->addLayout(bottom);
+    column->addLayout(bottom());
     window_.setCentralWidget(middle);
     reversed_->setChecked(memory_.descending != bigFirst(memory_.order));
+}
+
+/// The line at the bottom: what runs, what can be undone, what is selected, and the limit.
+QLayout* DownloadsWindow::Content::bottom() {
+    const auto label = [](const char* name) {
+        auto* const made = new tessivar::QuietLabel;
+        made->setObjectName(name);
+        made->setWordWrap(false);
+        return made;
+    };
+    summary_ = label("summary");
+    summary_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // what it tells may be long
+    removal_ = label("removal");
+    selection_ = label("selection");
+    QToolButton* const undo = bottomButton("undo");
+    undo->setDefaultAction(undo_);
+    undo->setVisible(false);
+    QObject::connect(undo_, &QAction::changed, undo, [this, undo] { undo->setVisible(undo_->isVisible()); });
+    limit_ = bottomButton("limit");
+    limit_->setIcon(tessivar::icon("speed"));
+    limit_->setToolTip("Speed limit for all downloads together");
+    limit_->setMenu(limits_);
+    limit_->setPopupMode(QToolButton::InstantPopup);
+    limit_->setStyleSheet("QToolButton::menu-indicator { image: none; }");
+    auto* const line = new QHBoxLayout;
+    line->setContentsMargins(spacing::margin, spacing::small, spacing::medium, spacing::medium);
+    line->addWidget(summary_, 1);
+    for (QWidget* const each : std::initializer_list<QWidget*>{removal_, undo, selection_, limit_}) {
+        line->addWidget(each);
+    }
+    return line;
+}
+
+QToolButton* DownloadsWindow::Content::bottomButton(const char* name) {
+    auto* const made = new QToolButton(&window_);
+    made->setObjectName(name);
+    made->setAutoRaise(true);
+    made->setFocusPolicy(Qt::TabFocus);
+    made->setIconSize(QSize(16, 16));
+    made->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    return made;
 }
 
 void DownloadsWindow::Content::applyOrder() {

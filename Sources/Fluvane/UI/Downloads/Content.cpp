@@ -4,10 +4,12 @@
 #include "Fluvane/UI/Downloads/Content.h"
 
 #include "Fluvane/UI/Downloads/DownloadDelegate.h"
+#include "Fluvane/UI/Downloads/DropTarget.h"
 #include "Fluvane/UI/Downloads/EmptyPage.h"
 #include "Fluvane/UI/Downloads/Header.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
 #include "Fluvane/UI/Models/ToolTip.h"
+#include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Spacing.h"
 
@@ -21,6 +23,7 @@
 #include <QScrollBar>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QToolButton>
 
 #include <algorithm>
 
@@ -59,6 +62,8 @@ DownloadsWindow::Content::Content(DownloadsWindow& window, WindowContext& contex
         }
     });
     QObject::connect(&actions_, &DownloadActions::removed, &here_, [this] { selectWhatFollows(); });
+    QObject::connect(&actions_, &DownloadActions::done, &here_,
+                     [this](const QString& sentence) { tell(sentence); });
     messageEnd_.setSingleShot(true);
     QObject::connect(&messageEnd_, &QTimer::timeout, &here_, [this] {
         summary_->setToolTip({});
@@ -71,9 +76,12 @@ DownloadsWindow::Content::Content(DownloadsWindow& window, WindowContext& contex
 
 void DownloadsWindow::Content::refresh() {
     model_.refresh();
-    header_->showCounts(model_.summary());
+    header_->showCounts(filter_.summary());
     pauseAll_->setEnabled(model_.summary().running + model_.summary().waiting > 0);
     resumeAll_->setEnabled(model_.summary().paused + model_.summary().waiting > 0);
+    clearFinished_->setEnabled(model_.summary().finished > 0);
+    updateRemoval();
+    updateLimit();
     actions_.update(selected());
     updatePage();
     updateSummary();
@@ -96,8 +104,8 @@ void DownloadsWindow::Content::updateSummary() {
     if (!messageEnd_.isActive()) {
         const words::Totals totals{.running = all.running,
                                    .waiting = all.waiting,
-                                   .bytesPerSecond = all.speed,
-                                   .speedLimit = context_.manager.config().speedLimit};
+                                   .attention = all.attention,
+                                   .bytesPerSecond = all.speed};
         summary_->setText(QString::fromStdString(words::totals(totals)));
     }
     int count = 0;
@@ -105,6 +113,42 @@ void DownloadsWindow::Content::updateSummary() {
         count += range.height();
     }
     selection_->setText(count > 1 ? QString("%1 selected").arg(count) : QString());
+}
+
+/// What was removed a moment ago, as long as it can be brought back.
+void DownloadsWindow::Content::updateRemoval() {
+    const auto count = context_.manager.undoable();
+    const QString sentence = count == 1  ? QString("Removed 1 download.")
+                             : count > 1 ? QString("Removed %1 downloads.").arg(count)
+                                         : QString();
+    undo_->setEnabled(count > 0);
+    undo_->setVisible(count > 0);
+    removal_->setVisible(count > 0);
+    if (removal_->text() != sentence) {
+        removal_->setText(sentence);
+        if (count > 0) {
+            QAccessibleEvent event(removal_, QAccessible::Alert);
+            QAccessible::updateAccessibility(&event);
+        }
+    }
+}
+
+void DownloadsWindow::Content::undoRemoval() {
+    const IDs ids = context_.manager.undoRemoval();
+    if (!ids.empty()) {
+        select(ids, false);
+    }
+}
+
+void DownloadsWindow::Content::updateLimit() {
+    const auto limit = context_.manager.config().speedLimit;
+    const QString text = limit ? "Up to " + QString::fromStdString(words::speed(static_cast<double>(*limit)))
+                               : QString("No limit");
+    if (limit_->text() != text) {
+        limit_->setText(text);
+        limit_->setAccessibleName("Speed limit: " + text);
+    }
+    limits_->update();
 }
 
 void DownloadsWindow::Content::tell(const QString& message) {
@@ -225,6 +269,19 @@ void DownloadsWindow::Content::offer(const std::vector<URL>& links) {
     context_.windows.newDownload(links);
 }
 
+void DownloadsWindow::Content::showDropTarget(std::optional<std::size_t> links) {
+    if (!links && !dropTarget_) {
+        dropTarget_ = new DropTarget(*window_.centralWidget());
+    }
+    if (dropTarget_ && links) { // else it was dropped, or taken away, before anybody knew
+        dropTarget_->setLinks(*links);
+    }
+}
+
+void DownloadsWindow::Content::hideDropTarget() {
+    delete dropTarget_.data();
+}
+
 void DownloadsWindow::Content::leaveSearch() {
     header_->search().clear();
     list_->setFocus();
@@ -243,13 +300,20 @@ void DownloadsWindow::Content::showMenu(const QPoint& at) {
     menu->setObjectName("context-menu");
     menu->setAttribute(Qt::WA_DeleteOnClose);
     if (selected().empty()) {
-        menu->addActions({newDownload_, pauseAll_, resumeAll_});
+        menu->addActions({newDownload_, pauseAll_, resumeAll_, clearFinished_});
     } else {
         for (QAction* const each : actions_.all()) {
             each ? menu->addAction(each) : static_cast<void>(menu->addSeparator());
         }
     }
     menu->popup(list_->viewport()->mapToGlobal(at));
+}
+
+/// Asked for by a key.
+void DownloadsWindow::Content::showMenuAtCurrent() {
+    const QRect row = list_->visualRect(list_->currentIndex());
+    const QRect view = list_->viewport()->rect();
+    showMenu(view.intersects(row) ? row.intersected(view).center() : view.center());
 }
 
 void DownloadsWindow::Content::showDetails(bool shown) {

@@ -8,24 +8,30 @@
 #include "Fluvane/UI/Downloads/WindowMemory.h"
 #include "Fluvane/UI/Models/DownloadsFilter.h"
 
+#include <QPointer>
 #include <QTimer>
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <vector>
 
 class QActionGroup;
 class QItemSelection;
 class QLabel;
+class QLayout;
 class QListView;
 class QMenu;
 class QSplitter;
 class QStackedWidget;
+class QToolButton;
 
 namespace fluvane {
 
+class DropTarget;
 class Header;
 class Inspector;
+class SpeedLimitMenu;
 
 /// What the Downloads window is made of, and how it hangs together.
 class DownloadsWindow::Content {
@@ -41,6 +47,10 @@ public:
     /// In the line at the bottom, for some seconds.
     void tell(const QString& message);
 
+    /// Over all the window, while something is held above it. Of how many links, once that is known.
+    void showDropTarget(std::optional<std::size_t> links);
+    void hideDropTarget();
+
     /// The details go beside the list or below it.
     void arrange();
     void restore();
@@ -55,6 +65,8 @@ private:
     void makeSortMenu();
     void makePages();
     void assemble();
+    [[nodiscard]] QLayout* bottom();
+    QToolButton* bottomButton(const char* name);
     void listKey(const QKeySequence& keys, std::function<void()> run);
 
     [[nodiscard]] IDs selected() const;
@@ -69,6 +81,10 @@ private:
     void showAll();
     void applyOrder();
     void showMenu(const QPoint& at);
+    void showMenuAtCurrent();
+    void undoRemoval();
+    void updateRemoval();
+    void updateLimit();
     void updatePage();
     void updateSummary();
     void leaveSearch();
@@ -87,6 +103,8 @@ private:
     QAction* details_ = nullptr;
     QAction* pauseAll_ = nullptr;
     QAction* resumeAll_ = nullptr;
+    QAction* undo_ = nullptr;
+    QAction* clearFinished_ = nullptr;
     QAction* reversed_ = nullptr;
     QActionGroup* orders_ = nullptr;
     QMenu* menu_ = nullptr;
@@ -96,7 +114,12 @@ private:
     QSplitter* splitter_ = nullptr;
     Inspector* inspector_ = nullptr;
     QLabel* summary_ = nullptr;
+    QLabel* removal_ = nullptr; ///< Beside the button that undoes it.
     QLabel* selection_ = nullptr;
+    SpeedLimitMenu* limits_ = nullptr;
+    QToolButton* limit_ = nullptr;
+
+    QPointer<DropTarget> dropTarget_; ///< While something is held above the window.
 
     QTimer messageEnd_;
     IDs kept_; ///< The selection while the rows are made anew.

@@ -64,6 +64,7 @@ DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
     : QObject(&window), context_(context), window_(window) {
     const auto separate = [this] { order_.push_back(nullptr); };
     resume_ = make("resume", "&Resume", "play", &DownloadActions::resume);
+    resume_->setIconText("Resume"); // what a button says, as it would change its width with another label
     pause_ = make("pause", "&Pause", "pause", &DownloadActions::pause);
     next_ = make("next", "&Next in Line", "next", &DownloadActions::next);
     prioritize_ = make("prioritize", "Priori&tize", "prioritize", &DownloadActions::prioritize);
@@ -222,6 +223,8 @@ void DownloadActions::copyLinks() {
         links.append(text(download->record.url.absoluteString()));
     }
     QGuiApplication::clipboard()->setText(links.join('\n'));
+    Q_EMIT done(links.size() == 1 ? QString("Copied the link.")
+                                  : QString("Copied %1 links.").arg(links.size()));
 }
 
 void DownloadActions::open() {
@@ -268,30 +271,28 @@ void DownloadActions::ask(const Question& question, std::function<void()> agreed
 }
 
 void DownloadActions::remove() {
-    const IDs ids = numbers(any);
-    const auto losing = those(having(&Abilities::losesBytes));
-    if (losing.empty()) {
-        return removeNow(ids);
-    }
-    std::int64_t bytes = 0;
-    for (const Download* download : losing) {
-        bytes += std::min(download->liveBytes(), (std::int64_t{1} << 62) - bytes);
-    }
-    const QString lost = text(words::bytes(bytes));
-    ask({.text = QString("Remove %1?").arg(fluvane::those(those(any))),
-         .explanation = ids.size() == 1
-                            ? "It isn't finished. The " + lost + " downloaded so far are deleted."
-                            : QString("What %1 of them downloaded so far is deleted: %2.")
-                                  .arg(losing.size() == 1 ? "one" : QString::number(losing.size()), lost),
-         .yes = "Remove"},
-        [this, ids] { removeNow(ids); });
+    context_.manager.removeForNow(numbers(any));
+    Q_EMIT removed();
 }
 
-void DownloadActions::removeNow(const IDs& ids) {
-    for (const auto id : ids) {
-        context_.manager.remove(id);
+void DownloadActions::removeFinished() {
+    IDs ids;
+    for (const Download* download : context_.manager.downloads()) {
+        if (download->record.state.is<DownloadState::Finished>()) {
+            ids.push_back(download->id());
+        }
     }
+    context_.manager.removeForNow(ids);
     Q_EMIT removed();
+}
+
+std::vector<QAction*> DownloadActions::tools() const {
+    return {resume_, pause_,      next_,     prioritize_, nullptr, open_,  show_,
+            nullptr, changeLink_, checksum_, copy_,       nullptr, remove_};
+}
+
+QAction* DownloadActions::insteadOf(const QAction* action) const {
+    return action == prioritize_ ? stopPrioritizing_ : nullptr;
 }
 
 void DownloadActions::removeWithFiles() {
@@ -350,7 +351,8 @@ void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, Downloa
                                 const std::optional<std::string>& error) {
     const Download* const download = context_.manager.download(id);
     if (!error) {
-        removeNow({id});
+        context_.manager.remove(id);
+        Q_EMIT removed();
     } else if (download) {
         work->problems.append(nameOf(*download) + ": " + text(words::oneLine(*error)));
     }

@@ -40,10 +40,20 @@ public:
     void toggle();
     /// With the finished files going to the wastebasket. What can't be moved there stays on the list.
     void removeWithFiles();
+    /// Can be undone for some seconds.
     void remove();
+    /// The same for all that are finished, whatever is selected; their files stay.
+    void removeFinished();
+    /// For a row of buttons that keep their places: in their order, without those that share a place with
+    /// one; a null separates.
+    [[nodiscard]] std::vector<QAction*> tools() const;
+    /// The one that takes an action's place while only that one applies; null where there is none.
+    [[nodiscard]] QAction* insteadOf(const QAction* action) const;
 
     /// Some are off the list now, on the user's word.
     Q_SIGNAL void removed();
+    /// Something that can't be seen was done: a sentence that says what.
+    Q_SIGNAL void done(const QString& sentence);
 
 private:
     using Check = std::function<bool(const Download&)>;
@@ -68,7 +78,6 @@ private:
         QString yes; ///< What its button says.
     };
     void ask(const Question& question, std::function<void()> agreed);
-    void removeNow(const IDs& ids);
     void discard(const IDs& ids);
     struct Discarding;
     void discarded(const std::shared_ptr<Discarding>& work, DownloadID id,

@@ -51,6 +51,7 @@ void DownloadsWindow::showEvent(QShowEvent* event) {
 
 void DownloadsWindow::closeEvent(QCloseEvent* event) {
     content_->remember();
+    content_->hideDropTarget();
     QMainWindow::closeEvent(event);
     if (event->isAccepted()) {
         Q_EMIT closedByUser();
@@ -67,10 +68,19 @@ void DownloadsWindow::dragEnterEvent(QDragEnterEvent* event) {
     if (!ownFile && event->mimeData() && mayHoldLinks(*event->mimeData())) {
         event->setDropAction(Qt::CopyAction);
         event->accept();
+        content_->showDropTarget({});
+        findLinks(*event->mimeData(), this,
+                  [this](const std::vector<URL>& links) { content_->showDropTarget(links.size()); });
     }
 }
 
+void DownloadsWindow::dragLeaveEvent(QDragLeaveEvent* event) {
+    content_->hideDropTarget();
+    QMainWindow::dragLeaveEvent(event);
+}
+
 void DownloadsWindow::dropEvent(QDropEvent* event) {
+    content_->hideDropTarget();
     event->setDropAction(Qt::CopyAction);
     event->accept();
     findLinks(*event->mimeData(), this, [this](const std::vector<URL>& links) {

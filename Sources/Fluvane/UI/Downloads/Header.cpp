@@ -15,6 +15,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -24,7 +25,16 @@ namespace spacing = tessivar::spacing;
 
 namespace {
 
-constexpr int roomy = 860; ///< From this width on the most important buttons say what they do.
+/// From this width on buttons of these actions say what they do.
+constexpr std::array<std::pair<int, const char*>, 5> labelled = {{
+    {900, "button-resume"},
+    {900, "button-pause"},
+    {1060, "button-open"},
+    {1060, "button-remove"},
+    {1200, "button-show"},
+}};
+constexpr int narrow = 640; ///< Below this width there are no buttons for what is done seldom.
+constexpr std::array rare = {"button-next", "button-change-link", "button-checksum", "button-copy-link"};
 
 constexpr std::array<std::pair<StateGroup, const char*>, 6> groups = {{
     {StateGroup::all, "All"},
@@ -49,7 +59,7 @@ QToolButton* Header::button(QAction* action) {
     made->setIconSize(QSize(16, 16));
     made->setObjectName("button-" + action->objectName());
     const auto follow = [made, action] {
-        made->setVisible(action->isVisible());
+        made->setEnabled(action->isVisible() && action->isEnabled());
         made->setAccessibleName(withoutMnemonic(action->text()));
         const QString keys = action->shortcut().toString(QKeySequence::NativeText);
         made->setToolTip(withoutMnemonic(action->text()) + (keys.isEmpty() ? "" : " (" + keys + ")"));
@@ -59,7 +69,29 @@ QToolButton* Header::button(QAction* action) {
     return made;
 }
 
-Header::Header(QAction* newDownload, const std::vector<QAction*>& actions, QMenu* menu,
+/// The two that share a place are there in turn.
+void Header::addTools(QHBoxLayout& row, const DownloadActions& actions) {
+    for (QAction* const action : actions.tools()) {
+        if (!action) {
+            row.addSpacing(spacing::medium);
+            continue;
+        }
+        QToolButton* const made = buttons_.emplace_back(button(action));
+        row.addWidget(made);
+        if (QAction* const other = actions.insteadOf(action)) {
+            QToolButton* const instead = button(other);
+            row.addWidget(instead);
+            const auto follow = [made, instead, other] {
+                made->setHidden(other->isVisible());
+                instead->setVisible(other->isVisible());
+            };
+            connect(other, &QAction::changed, instead, follow);
+            follow();
+        }
+    }
+}
+
+Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActions& actions, QMenu* menu,
                DownloadsFilter& filter)
     : newDownload_(button(newDownload)), search_(new QLineEdit), groups_(new QTabBar) {
     newDownload_->setAutoRaise(false);
@@ -68,12 +100,7 @@ Header::Header(QAction* newDownload, const std::vector<QAction*>& actions, QMenu
     tools->setSpacing(spacing::small);
     tools->addWidget(newDownload_);
     tools->addSpacing(spacing::small);
-    for (QAction* const action : actions) {
-        if (action) {
-            buttons_.push_back(button(action));
-            tools->addWidget(buttons_.back());
-        }
-    }
+    addTools(*tools, actions);
     tools->addStretch(1);
 
     search_->setObjectName("search");
@@ -116,7 +143,12 @@ Header::Header(QAction* newDownload, const std::vector<QAction*>& actions, QMenu
     column->setContentsMargins(spacing::medium, spacing::medium, spacing::medium, 0);
     column->setSpacing(spacing::medium);
     column->addLayout(tools);
-    column->addWidget(groups_);
+    auto* const filters = new QHBoxLayout;
+    filters->addWidget(groups_, 1);
+    QToolButton* const clear = button(clearFinished);
+    clear->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    filters->addWidget(clear);
+    column->addLayout(filters);
 }
 
 void Header::showCounts(const DownloadsModel::Summary& summary) {
@@ -145,11 +177,14 @@ void Header::resizeEvent(QResizeEvent* event) {
 }
 
 void Header::fit() {
-    const bool words = width() >= roomy;
     for (QToolButton* const each : buttons_) {
-        const QString name = each->objectName();
-        const bool important = name == "button-resume" || name == "button-pause" || name == "button-open";
-        each->setToolButtonStyle(words && important ? Qt::ToolButtonTextBesideIcon : Qt::ToolButtonIconOnly);
+        const auto isIts = [name = each->objectName()](const auto& entry) { return name == entry; };
+        const auto* const label = std::ranges::find_if(labelled, isIts, &std::pair<int, const char*>::second);
+        const bool hasWords = label != labelled.end() && width() >= label->first;
+        each->setToolButtonStyle(hasWords ? Qt::ToolButtonTextBesideIcon : Qt::ToolButtonIconOnly);
+        if (std::ranges::any_of(rare, isIts)) {
+            each->setVisible(width() >= narrow);
+        }
     }
 }
 

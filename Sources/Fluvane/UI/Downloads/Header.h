@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "Fluvane/UI/Downloads/DownloadActions.h"
 #include "Fluvane/UI/Models/DownloadsFilter.h"
 
 #include <QWidget>
@@ -19,13 +20,14 @@ class QToolButton;
 namespace fluvane {
 
 /// The top of the Downloads window: what can be done, the search, and the filter by state with its numbers.
-/// With little room the buttons keep only their icons.
+/// Buttons keep their places, disabled while their actions don't apply; with little room only their icons are
+/// left, and the rarer ones go.
 class Header : public QWidget {
     Q_OBJECT
 
 public:
-    /// `actions` are shown as buttons while they are visible, except those without room; null separates.
-    Header(QAction* newDownload, const std::vector<QAction*>& actions, QMenu* menu, DownloadsFilter& filter);
+    Header(QAction* newDownload, QAction* clearFinished, const DownloadActions& actions, QMenu* menu,
+           DownloadsFilter& filter);
 
     void showCounts(const DownloadsModel::Summary& summary);
     void showGroup(StateGroup group);
@@ -38,6 +40,7 @@ protected:
 
 private:
     QToolButton* button(QAction* action);
+    void addTools(QHBoxLayout& row, const DownloadActions& actions);
     void fit();
 
     std::vector<QToolButton*> buttons_;

@@ -18,8 +18,8 @@ struct WindowMemory {
     double besideShare = 0.36; ///< Of the window that the details take beside the list.
     double belowShare = 0.45;  ///< The same below it.
     StateGroup group = StateGroup::all;
-    DownloadsFilter::Order order = DownloadsFilter::Order::added;
-    bool descending = true;
+    DownloadsFilter::Order order = DownloadsFilter::Order::state;
+    bool descending = false;
 
     /// Nothing is kept without a file's path.
     [[nodiscard]] static WindowMemory load(const QString& file);

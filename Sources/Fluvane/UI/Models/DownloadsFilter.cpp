@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Models/DownloadsFilter.h"
 
 #include <algorithm>
+#include <array>
 #include <numeric>
 
 namespace fluvane {
@@ -52,6 +53,24 @@ int compareNames(const QString& a, const QString& b) {
 template <class Value>
 int compare(const Value& a, const Value& b) {
     return a < b ? -1 : b < a ? 1 : 0;
+}
+
+/// What a person looks for first: what runs, what needs a person, and what is over at the end.
+int urgency(StateGroup group) {
+    constexpr std::array inOrder = {StateGroup::running, StateGroup::attention, StateGroup::waiting,
+                                    StateGroup::paused, StateGroup::finished};
+    return static_cast<int>(std::ranges::find(inOrder, group) - inOrder.begin());
+}
+
+/// Those that wait by their place in line, and of the finished ones the newest first.
+int compareStates(const DownloadsModel::Snapshot& a, const DownloadsModel::Snapshot& b) {
+    if (a.group != b.group) {
+        return compare(urgency(a.group), urgency(b.group));
+    }
+    const auto place = [](const auto& one) { return one.place > 0 ? one.place : 0; };
+    return a.group == StateGroup::finished  ? compare(b.completed, a.completed)
+           : a.group == StateGroup::waiting ? compare(place(a), place(b))
+                                            : 0;
 }
 
 } // namespace
@@ -103,11 +122,25 @@ void DownloadsFilter::setSearch(const QString& search) {
 }
 
 bool DownloadsFilter::wanted(int source) const {
-    if (!model_.snapshot(source).isIn(group_)) {
-        return false;
-    }
+    return model_.snapshot(source).isIn(group_) && fitsSearch(source);
+}
+
+bool DownloadsFilter::fitsSearch(int source) const {
     const QString& text = model_.folded(source);
     return std::ranges::all_of(words_, [&text](const QString& word) { return text.contains(word); });
+}
+
+DownloadsModel::Summary DownloadsFilter::summary() const {
+    if (words_.isEmpty()) {
+        return model_.summary();
+    }
+    DownloadsModel::Summary summary;
+    for (int source = 0; source < model_.rowCount(); ++source) {
+        if (fitsSearch(source)) {
+            summary.add(model_.snapshot(source));
+        }
+    }
+    return summary;
 }
 
 bool DownloadsFilter::before(int a, int b) const {
@@ -124,7 +157,7 @@ bool DownloadsFilter::before(int a, int b) const {
         case Order::speed:
             return compare(left.speed, right.speed);
         case Order::state:
-            return compare(left.group, right.group);
+            return compareStates(left, right);
         case Order::finished:
             return compare(left.completed, right.completed);
         case Order::added:

@@ -33,6 +33,9 @@ public:
     /// Every word of it must be in the name or in the link's host; accents and case don't matter.
     void setSearch(const QString& search);
 
+    /// Of what fits the search, whatever the group.
+    [[nodiscard]] DownloadsModel::Summary summary() const;
+
     [[nodiscard]] DownloadID idAt(int row) const;
     /// Invalid when it isn't shown.
     [[nodiscard]] QModelIndex indexOf(DownloadID id) const;
@@ -46,6 +49,7 @@ public:
 
 private:
     [[nodiscard]] bool wanted(int source) const;
+    [[nodiscard]] bool fitsSearch(int source) const;
     [[nodiscard]] bool before(int a, int b) const;
     [[nodiscard]] int shownAt(int source) const { return shown_[static_cast<std::size_t>(source)]; }
     void arrange();

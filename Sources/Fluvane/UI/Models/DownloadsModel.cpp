@@ -225,6 +225,17 @@ int DownloadsModel::Summary::in(StateGroup group) const {
     return 0;
 }
 
+void DownloadsModel::Summary::add(const Snapshot& one) {
+    const auto count = [&one](int& number, StateGroup group) { number += one.isIn(group) ? 1 : 0; };
+    count(total, StateGroup::all);
+    count(running, StateGroup::running);
+    count(waiting, StateGroup::waiting);
+    count(paused, StateGroup::paused);
+    count(attention, StateGroup::attention);
+    count(finished, StateGroup::finished);
+    speed += static_cast<double>(one.speed);
+}
+
 DownloadsModel::DownloadsModel(const DownloadManager& manager, QObject* parent)
     : QAbstractListModel(parent), manager_(manager) {}
 
@@ -359,14 +370,7 @@ void DownloadsModel::tell(const std::vector<bool>& changed) {
 void DownloadsModel::count() {
     summary_ = {};
     for (const Row& row : rows_) {
-        const auto add = [&row](int& number, StateGroup group) { number += row.now.isIn(group) ? 1 : 0; };
-        add(summary_.total, StateGroup::all);
-        add(summary_.running, StateGroup::running);
-        add(summary_.waiting, StateGroup::waiting);
-        add(summary_.paused, StateGroup::paused);
-        add(summary_.attention, StateGroup::attention);
-        add(summary_.finished, StateGroup::finished);
-        summary_.speed += static_cast<double>(row.now.speed);
+        summary_.add(row.now);
     }
 }
 

@@ -84,6 +84,7 @@ public:
         int total = 0, running = 0, waiting = 0, paused = 0, attention = 0, finished = 0;
         double speed = 0; ///< Of all together, bytes per second.
         [[nodiscard]] int in(StateGroup group) const;
+        void add(const Snapshot& one);
     };
 
     explicit DownloadsModel(const DownloadManager& manager, QObject* parent = nullptr);

@@ -59,6 +59,11 @@ SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Ext
     connect(config_, &LiveConfig::saved, this, &SettingsWindow::moveOn);
     connect(sidebar_, &QListWidget::currentRowChanged, this, &SettingsWindow::moveOn);
     showPane("general");
+    connect(sidebar_, &QListWidget::currentRowChanged, this, [this](int row) {
+        if (row >= 0) {
+            Q_EMIT paneShown(QString::fromStdString(names_[static_cast<std::size_t>(row)]));
+        }
+    });
 }
 
 /// What works with the settings goes before them.

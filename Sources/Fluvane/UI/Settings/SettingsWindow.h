@@ -46,6 +46,8 @@ public:
 
     /// "general", "files", "rules", "connections" or "about"; any other name means the first.
     void showPane(std::string_view name);
+    /// The user, or a caller, went to another pane.
+    Q_SIGNAL void paneShown(const QString& name);
 
 protected:
     void showEvent(QShowEvent* event) override;

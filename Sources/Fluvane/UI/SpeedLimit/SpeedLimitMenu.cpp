@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/UI/Tray/SpeedLimitMenu.h"
+#include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 
-#include "Fluvane/UI/Tray/SpeedLimitWindow.h"
+#include "Fluvane/UI/SpeedLimit/SpeedLimitWindow.h"
 #include "FluvaneCore/Words.h"
 
 #include <QVariant>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Fluvane/UI/Tray/SpeedLimitWindow.h"
+#include "Fluvane/UI/SpeedLimit/SpeedLimitWindow.h"
 
 #include "FluvaneCore/SpeedLimit.h"
 #include "Tessivar/Windows/Spacing.h"

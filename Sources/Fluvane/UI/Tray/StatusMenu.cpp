@@ -4,8 +4,8 @@
 #include "Fluvane/UI/Tray/StatusMenu.h"
 
 #include "Fluvane/UI/Models/DroppedData.h"
+#include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 #include "Fluvane/UI/Tray/RunningActions.h"
-#include "Fluvane/UI/Tray/SpeedLimitMenu.h"
 #include "Fluvane/UI/Tray/TrayHost.h"
 #include "TessivarCore/Subscription.h"
 

@@ -1,0 +1,49 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "Fluvane/UI/Downloads/DropTarget.h"
+
+#include "Tessivar/Windows/Spacing.h"
+
+#include <QPainter>
+
+namespace fluvane {
+
+namespace spacing = tessivar::spacing;
+
+DropTarget::DropTarget(QWidget& over) : QWidget(&over), words_("Drop to add links") {
+    setObjectName("drop-target");
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    setGeometry(over.rect());
+    setAccessibleName(words_);
+    show();
+}
+
+void DropTarget::setLinks(std::size_t count) {
+    words_ = count == 0   ? QString("There is no link in this")
+             : count == 1 ? QString("Drop to add 1 link")
+                          : QString("Drop to add %1 links").arg(count);
+    setAccessibleName(words_);
+    update();
+}
+
+void DropTarget::paintEvent(QPaintEvent* /*event*/) {
+    constexpr qreal radius = 8;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor ground = palette().color(QPalette::Window);
+    ground.setAlphaF(0.88F);
+    painter.fillRect(rect(), ground);
+    const QRectF frame =
+        QRectF(rect()).adjusted(spacing::margin, spacing::margin, -spacing::margin, -spacing::margin);
+    painter.setPen(QPen(palette().color(QPalette::Highlight), 2, Qt::DashLine));
+    painter.drawRoundedRect(frame, radius, radius);
+    QFont large = font();
+    large.setPointSizeF(large.pointSizeF() * 1.3);
+    large.setWeight(QFont::DemiBold);
+    painter.setFont(large);
+    painter.setPen(palette().color(QPalette::WindowText));
+    painter.drawText(frame, Qt::AlignCenter | Qt::TextWordWrap, words_);
+}
+
+} // namespace fluvane
