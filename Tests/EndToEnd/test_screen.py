@@ -83,6 +83,8 @@ class Screen(EndToEnd):
         wait_for(lambda: locks() == {"sleep", "idle"}, "the machine is kept awake")
         row = lambda: next((text for text in app.rows("downloads") if FILM in text), "")
         wait_for(lambda: "MB/s" in row() and "connection" in row(), "its speed in the list")
+        self.assertEqual(app.client("settings").returncode, 0)
+        self.key("Settings", "Tab")  # whoever looks at the list is told nothing
         self.assert_identical(app.finished(1)["file"], original)
         wait_for(lambda: "24 MB, finished " in row(), "the row is finished")
         wait_for(lambda: locks() == {"sleep"}, "the machine may sleep")

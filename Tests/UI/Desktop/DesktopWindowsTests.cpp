@@ -85,7 +85,7 @@ TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
         {"change-link", [&] { windows.changeLink(2_id); }, "Paste a fresh link to the same file."},
         {"checksum", [&] { windows.editChecksum(2_id); }, "SHA-256"},
         {"quit", [&] { windows.quit(); },
-         "They carry on from the last bytes saved when you open Fluvane again."},
+         "It carries on from the last bytes saved when you open Fluvane again."},
     };
     for (const auto& [name, show, text] : rows) {
         show();
