@@ -6,6 +6,7 @@
 #include "FluvaneCore/Words.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace fluvane::words {
 
@@ -15,6 +16,37 @@ namespace {
 
 bool isEnding(const State& state) {
     return state.is<State::Verifying>() || state.is<State::Finishing>() || state.is<State::Finished>();
+}
+
+/// What a person can do about a failure before trying again, told by a part of its sentence; empty for most,
+/// where trying again or a fresh link is all that there is.
+std::string_view remedy(std::string_view failure) {
+    static constexpr std::pair<std::string_view, std::string_view> remedies[] = {
+        {"Not enough space", "Free some space on that disk first."},
+        {"No space left", "Free some space on that disk first."},
+        {"quota exceeded", "You have used up what you may store there: delete something first."},
+        {"may be on a drive that isn't connected", "Connect the drive, or bring the file back, first."},
+        {"Permission denied", "You may not write to the folder: change what it allows first."},
+        {"Read-only file system", "The disk can't be written to: put that right first."},
+        {"File too large", "The disk can't hold so large a file: download it to another folder."},
+        {"Too many open files", "Too much is open at once: let some downloads end first."},
+        {"certificate isn't valid yet", "Your computer's clock may be wrong: look at the date first."},
+        {"certificate",
+         "Nothing is taken from a server that can't prove who it is. Ask whoever runs it, or use a "
+         "network that you trust."},
+        {"You may have to sign in", "Open any page in your browser to sign in first."},
+        {"file isn't there (",
+         "The file may have moved: look for it on the page that led to it, and use Change "
+         "Link…"},
+        {"refused to send the file",
+         "It may want you to sign in: copy a fresh link in your browser, and use Change "
+         "Link…"},
+    };
+    const auto isOf = [failure](const auto& row) {
+        return failure.find(row.first) != std::string_view::npos;
+    };
+    const auto* const found = std::ranges::find_if(remedies, isOf);
+    return found == std::end(remedies) ? std::string_view() : found->second;
 }
 
 } // namespace
@@ -28,10 +60,13 @@ std::string advice(const DownloadRecord& record) {
                "it "
                "with Change Link…";
     }
-    const std::string again = record.resumable && record.doneBytes() > 0
-                                  ? "Try Again carries on with what's downloaded"
-                                  : "Try Again downloads it from the start";
-    return again + "; if the link no longer works, paste a fresh one with Change Link…";
+    const bool keeps = record.resumable && record.doneBytes() > 0;
+    const std::string again =
+        keeps ? "Try Again carries on after the " + words::bytes(record.doneBytes()) + " that are kept"
+              : "Try Again downloads it from the start";
+    const auto first = remedy(*record.state.failure());
+    return first.empty() ? again + "; if the link no longer works, paste a fresh one with Change Link…"
+                         : std::string(first) + " " + again + ".";
 }
 
 std::string resumability(const DownloadRecord& record) {

@@ -6,6 +6,7 @@
 #include "Fluvane/Links/LinkDetector.h"
 #include "FluvaneCore/NumberedRange.h"
 #include "FluvaneCore/Text.h"
+#include "TessivarBase/ASCII.h"
 #include "TessivarBase/Descriptor.h"
 
 #include <fcntl.h>
@@ -16,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 namespace fluvane::links {
 
@@ -102,6 +104,26 @@ std::vector<URL> find(std::string_view text) {
 
 std::vector<Counted> findCounted(std::string_view text) {
     return unique(text).takeCounted();
+}
+
+std::vector<OtherKind> findOthers(std::string_view text) {
+    static constexpr std::pair<std::string_view, std::string_view> beginnings[] = {{"ftp", "ftp://"},
+                                                                                   {"ftps", "ftps://"},
+                                                                                   {"sftp", "sftp://"},
+                                                                                   {"magnet", "magnet:?"},
+                                                                                   {"ed2k", "ed2k://"}};
+    const std::string all = text::lowercased(text::repaired(text));
+    std::vector<OtherKind> found;
+    for (const auto& [name, beginning] : beginnings) {
+        std::size_t count = 0;
+        for (auto at = all.find(beginning); at != std::string::npos; at = all.find(beginning, at + 1)) {
+            count += at == 0 || !tessivar::ascii::isLetterOrDigit(all[at - 1]) ? 1 : 0;
+        }
+        if (count > 0) {
+            found.push_back({name, count});
+        }
+    }
+    return found;
 }
 
 std::vector<URL> findInFile(const std::filesystem::path& file) {

@@ -20,6 +20,14 @@ inline constexpr std::size_t longestFile = 4'000'000;
 /// Numbered ranges expanded, http and https only, in order of appearance, no link twice. Takes any bytes.
 [[nodiscard]] std::vector<URL> find(std::string_view text);
 
+/// What is linked to in the text that isn't on the web: "ftp", "magnet" and the like, in a fixed order, with
+/// how many of each.
+struct OtherKind {
+    std::string_view name;
+    std::size_t count;
+};
+[[nodiscard]] std::vector<OtherKind> findOthers(std::string_view text);
+
 struct Counted {
     URL link;
     std::size_t times; ///< It is in the text.

@@ -76,6 +76,21 @@ void end() {
     QCoreApplication::exit();
 }
 
+/// Before it is shown for the first time: in front of the window that it belongs to, and in its middle.
+void belongTo(QWidget& window, QWidget& owner) {
+    if (window.isVisible() || &window == &owner || !owner.isVisible() || owner.isMinimized()) {
+        return;
+    }
+    window.winId();
+    window.windowHandle()->setTransientParent(owner.windowHandle());
+    if (!window.testAttribute(Qt::WA_Moved)) {
+        if (!window.testAttribute(Qt::WA_Resized)) {
+            window.adjustSize();
+        }
+        window.move(owner.frameGeometry().center() - window.rect().center());
+    }
+}
+
 /// Before it is shown: no button lies beyond the edge of a small screen.
 void fitToScreen(QWidget& window) {
     if (window.isVisible()) {
@@ -89,8 +104,11 @@ void fitToScreen(QWidget& window) {
     window.resize(window.size().boundedTo(room.marginsRemoved(frame).size()));
     if (window.testAttribute(Qt::WA_Moved)) {
         const QPoint most = room.bottomRight() - QPoint(window.width(), window.height());
-        window.move(std::max(room.left(), std::min(window.x(), most.x())),
-                    std::max(room.top(), std::min(window.y(), most.y())));
+        const QPoint place(std::max(room.left(), std::min(window.x(), most.x())),
+                           std::max(room.top(), std::min(window.y(), most.y())));
+        if (place != window.pos()) { // which would put its frame there, and the window further down each time
+            window.move(place);
+        }
     }
 }
 
@@ -141,6 +159,9 @@ void DesktopWindows::present(QWidget& window) {
         activationVariable::set(token);
     }
     window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    if (downloads_) {
+        belongTo(window, *downloads_);
+    }
     fitToScreen(window);
     window.show();
     window.raise();

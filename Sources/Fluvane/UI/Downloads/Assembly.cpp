@@ -90,7 +90,10 @@ void DownloadsWindow::Content::makeList() {
     list_->setObjectName("list");
     list_->setAccessibleName("Downloads");
     list_->setModel(&filter_);
-    list_->setItemDelegate(new DownloadDelegate(list_));
+    auto* const delegate = new DownloadDelegate(list_);
+    list_->setItemDelegate(delegate);
+    QObject::connect(delegate, &DownloadDelegate::actionWanted, &here_,
+                     [this](const QModelIndex& index) { carryOutAt(index); });
     list_->setUniformItemSizes(true);
     list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -103,8 +106,8 @@ void DownloadsWindow::Content::makeList() {
     QObject::connect(list_, &QWidget::customContextMenuRequested, &here_,
                      [this](const QPoint& at) { showMenu(at); });
     QAction* const open = window_.findChild<QAction*>("open");
-    QObject::connect(list_, &QListView::doubleClicked, &here_, [open] {
-        if (open->isVisible()) {
+    QObject::connect(list_, &QListView::doubleClicked, &here_, [this, open](const QModelIndex& index) {
+        if (open->isVisible() && list_->selectionModel()->isSelected(index)) { // not its button
             open->trigger();
         }
     });

@@ -295,6 +295,23 @@ void DownloadsWindow::Content::enterResults() {
     }
 }
 
+/// What the row's button says.
+void DownloadsWindow::Content::carryOutAt(const QModelIndex& index) {
+    const auto id = filter_.idAt(index.row());
+    const Download* const download = context_.manager.download(id);
+    switch (index.data(DownloadsModel::ActionRole).value<RowAction>()) {
+    case RowAction::pause:
+        return context_.manager.pause(id);
+    case RowAction::resume:
+    case RowAction::tryAgain:
+        return context_.manager.resume(id);
+    case RowAction::show:
+        return context_.files.show(*download->record.file);
+    case RowAction::none:
+        return;
+    }
+}
+
 void DownloadsWindow::Content::showMenu(const QPoint& at) {
     auto* const menu = new QMenu(list_);
     menu->setObjectName("context-menu");
@@ -374,7 +391,9 @@ void DownloadsWindow::Content::restore() {
 }
 
 void DownloadsWindow::Content::remember() {
-    memory_.geometry = window_.saveGeometry();
+    if (window_.isVisible()) { // a hidden one has lost its frame: it would be put where that was
+        memory_.geometry = window_.saveGeometry();
+    }
     memory_.group = filter_.group();
     memory_.order = filter_.order();
     memory_.descending = filter_.descending();

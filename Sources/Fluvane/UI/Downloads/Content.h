@@ -80,6 +80,7 @@ private:
     void showInspector();
     void showAll();
     void applyOrder();
+    void carryOutAt(const QModelIndex& index);
     void showMenu(const QPoint& at);
     void showMenuAtCurrent();
     void undoRemoval();

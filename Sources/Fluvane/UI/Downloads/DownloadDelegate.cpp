@@ -9,9 +9,12 @@
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 
+#include <QHelpEvent>
 #include <QListView>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QStyle>
+#include <QToolTip>
 
 #include <algorithm>
 #include <optional>
@@ -33,6 +36,27 @@ QString percent(const QModelIndex& index) {
     const QVariant done = index.data(DownloadsModel::FractionRole);
     const bool wanted = index.data(DownloadsModel::HasBarRole).toBool() && done.isValid();
     return wanted ? QString::fromStdString(words::percent(done.toDouble())) : QString();
+}
+
+/// The icon of what a row offers to do, and what it is called; null for nothing.
+struct Offer {
+    const char* icon;
+    const char* name;
+};
+Offer offered(const QModelIndex& index) {
+    switch (index.data(DownloadsModel::ActionRole).value<RowAction>()) {
+    case RowAction::pause:
+        return {"pause", "Pause"};
+    case RowAction::resume:
+        return {"play", "Resume"};
+    case RowAction::tryAgain:
+        return {"retry", "Try Again"};
+    case RowAction::show:
+        return {"folder", "Show in Folder"};
+    case RowAction::none:
+        break;
+    }
+    return {nullptr, nullptr};
 }
 
 /// What is laid over a row. Selection is a tint, so that icons, bars and words keep their colours.
@@ -126,7 +150,11 @@ void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& give
     painter->setFont(how.font);
     paintGround(*painter, option);
     icon(index.data(DownloadsModel::KindIconRole).toString(), how.quiet).paint(painter, where.kind);
-    paintTop(*painter, how, where, index);
+    const bool hasButton = (option.state & QStyle::State_MouseOver) && offered(index).icon;
+    paintTop(*painter, how, where, index, hasButton);
+    if (hasButton) {
+        paintButton(*painter, how, option, index);
+    }
     if (hasBar) {
         const QVariant done = index.data(DownloadsModel::FractionRole);
         paintProgress(*painter, where.bar, option.palette, option.direction,
@@ -144,7 +172,7 @@ void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& give
 
 /// The name with its mark, and how far it got and its state at the other end.
 void DownloadDelegate::paintTop(QPainter& painter, const Look& look, const Places& places,
-                                const QModelIndex& index) const {
+                                const QModelIndex& index, bool hasButton) const {
     const QFontMetrics metrics(look.font);
     const bool leftToRight = look.direction == Qt::LeftToRight;
     const auto shorten = [leftToRight](QRect& place, int by) {
@@ -152,7 +180,9 @@ void DownloadDelegate::paintTop(QPainter& painter, const Look& look, const Place
     };
     const QString state = index.data(DownloadsModel::StateIconRole).toString();
     const bool warns = index.data(DownloadsModel::AttentionRole).toBool();
-    icon(state, warns ? look.warning : look.quiet).paint(&painter, places.state);
+    if (!hasButton) {
+        icon(state, warns ? look.warning : look.quiet).paint(&painter, places.state);
+    }
     QRect rest = places.name;
     shorten(rest, stateSide + spacing::medium);
     if (const QString done = percent(index); !done.isEmpty()) {
@@ -173,6 +203,52 @@ void DownloadDelegate::paintTop(QPainter& painter, const Look& look, const Place
         const int left = leftToRight ? rest.left() + after : rest.right() - after - stateSide;
         icon("prioritize", look.text).paint(&painter, QRect(left, places.state.top(), stateSide, stateSide));
     }
+}
+
+/// In the place of the state's icon, as big as a pointer needs.
+QRect DownloadDelegate::button(const QStyleOptionViewItem& option, const QModelIndex& index) {
+    const QRect state = places(option, index.data(DownloadsModel::HasBarRole).toBool()).state;
+    return state.adjusted(-spacing::small, -3, spacing::small, 3);
+}
+
+void DownloadDelegate::paintButton(QPainter& painter, const Look& look, const QStyleOptionViewItem& option,
+                                   const QModelIndex& index) const {
+    const QRect place = button(option, index);
+    QColor ground = look.text;
+    ground.setAlphaF(0.10F);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(ground);
+    painter.drawRoundedRect(place, 5, 5);
+    const QRect picture(place.center() - QPoint(stateSide / 2 - 1, stateSide / 2 - 1),
+                        QSize(stateSide, stateSide));
+    icon(offered(index).icon, look.text).paint(&painter, picture);
+}
+
+/// A press on the button neither selects the row nor begins to drag it.
+bool DownloadDelegate::editorEvent(QEvent* event, QAbstractItemModel* model,
+                                   const QStyleOptionViewItem& option, const QModelIndex& index) {
+    const auto kind = event->type();
+    const bool isMouse = kind == QEvent::MouseButtonPress || kind == QEvent::MouseButtonRelease ||
+                         kind == QEvent::MouseButtonDblClick;
+    const auto* const mouse = isMouse ? static_cast<QMouseEvent*>(event) : nullptr;
+    if (!mouse || mouse->button() != Qt::LeftButton || !offered(index).icon ||
+        !button(option, index).contains(mouse->position().toPoint())) {
+        return QStyledItemDelegate::editorEvent(event, model, option, index);
+    }
+    if (kind == QEvent::MouseButtonRelease) {
+        Q_EMIT actionWanted(index);
+    }
+    return true;
+}
+
+bool DownloadDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
+                                 const QStyleOptionViewItem& option, const QModelIndex& index) {
+    if (event->type() == QEvent::ToolTip && offered(index).icon &&
+        button(option, index).contains(event->pos())) {
+        QToolTip::showText(event->globalPos(), offered(index).name, view);
+        return true;
+    }
+    return QStyledItemDelegate::helpEvent(event, view, option, index);
 }
 
 void DownloadDelegate::paintGround(QPainter& painter, const QStyleOptionViewItem& option) {

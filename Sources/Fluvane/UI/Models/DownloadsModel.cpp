@@ -121,6 +121,15 @@ const char* stateIcon(const DownloadsModel::Snapshot& now) {
     return "";
 }
 
+RowAction actionOf(const Download& download) {
+    const Abilities can = abilities(download);
+    return can.tryAgain ? RowAction::tryAgain
+           : can.resume ? RowAction::resume
+           : can.pause  ? RowAction::pause
+           : can.open   ? RowAction::show
+                        : RowAction::none;
+}
+
 QUrl fileURL(const DownloadRecord& record) {
     const bool finished = record.state.is<State::Finished>() && record.file;
     return finished ? QUrl::fromEncoded(QByteArray::fromStdString(record.file->absoluteString())) : QUrl();
@@ -442,6 +451,8 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
         return kindIcon(download.record.displayName());
     case FileRole:
         return fileURL(download.record);
+    case ActionRole:
+        return QVariant::fromValue(actionOf(download));
     default:
         return {};
     }

@@ -36,6 +36,9 @@ private:
 /// The name of the icon for a file's kind, by the name: "kind-archive", …, "kind-file".
 [[nodiscard]] QString kindIcon(std::string_view fileName);
 
+/// What a row offers to do at once, for a click on it.
+enum class RowAction { none, pause, resume, tryAgain, show };
+
 /// What a list is filtered by.
 enum class StateGroup { all, running, waiting, paused, attention, finished };
 
@@ -56,6 +59,7 @@ public:
         FileRole,                  ///< QUrl of the finished file; invalid for any other.
         PrioritizedRole,
         HasBarRole, ///< Whether there is progress to draw.
+        ActionRole, ///< RowAction
         StepRole,   ///< A small number that moves as bytes arrive.
     };
 

@@ -25,10 +25,21 @@ struct NewDownloadDraft::Result {
     std::vector<Row> rows;
     std::unordered_map<std::string_view, std::size_t> places; ///< By the rows' own links.
     std::string rangeNote;
+    std::string leftOut;
     bool blank = true;
 };
 
 namespace {
+
+/// "Left out, as Fluvane doesn't download them: 2 ftp links, 1 magnet link."
+std::string sentenceOn(const std::vector<links::OtherKind>& kinds) {
+    std::string list;
+    for (const auto& [name, count] : kinds) {
+        list +=
+            fmt::format("{}{} {} {}", list.empty() ? "" : ", ", count, name, count == 1 ? "link" : "links");
+    }
+    return list.empty() ? list : fmt::format("Left out, as Fluvane doesn't download them: {}.", list);
+}
 
 std::string lowerCaseStart(std::string words) {
     if (!words.empty() && words.front() >= 'A' && words.front() <= 'Z') {
@@ -114,6 +125,7 @@ std::unique_ptr<NewDownloadDraft::Result> NewDownloadDraft::result(const QString
     }
     made->blank = text::trimmed(utf8).empty();
     made->rangeNote = numberedRange::note(utf8, made->rows.size());
+    made->leftOut = sentenceOn(links::findOthers(utf8));
     return made;
 }
 
@@ -135,6 +147,10 @@ const std::vector<NewDownloadDraft::Row>& NewDownloadDraft::rows() const {
 
 const std::string& NewDownloadDraft::rangeNote() const {
     return result_->rangeNote;
+}
+
+const std::string& NewDownloadDraft::leftOut() const {
+    return result_->leftOut;
 }
 
 /// Whether anything is another than before. Of several downloads of a link the last one counts.

@@ -74,6 +74,8 @@ public:
 
     /// What a series of links is written like, or what the ranges in the text come to.
     [[nodiscard]] const std::string& rangeNote() const;
+    /// Which links in the text aren't of the web, a sentence; empty where all are.
+    [[nodiscard]] const std::string& leftOut() const;
     /// "SHA-256" once one is recognised; empty otherwise.
     [[nodiscard]] std::string algorithm() const;
     /// Where the wanted links go, in words; empty without any.

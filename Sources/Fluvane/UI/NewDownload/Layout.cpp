@@ -58,7 +58,8 @@ QHBoxLayout* rowOf(std::initializer_list<QWidget*> widgets) {
 
 void NewDownloadWindow::makeWidgets() {
     text_ = named(new LinksEdit, "links", "Links");
-    text_->setPlaceholderText("Paste, drop or type links here. Any text with links in it will do.");
+    text_->setPlaceholderText("Paste, drop or type links here. Any text with links in it will do.\n"
+                              "Enter downloads them, Shift+Enter begins a new line.");
     text_->setMinimumHeight(text_->fontMetrics().lineSpacing() * 3);
     clipboard_ = new ClipboardOffer;
     note_ = new tessivar::QuietLabel;
@@ -143,6 +144,7 @@ QWidget* NewDownloadWindow::makeButtons() {
     download_ = named(new QPushButton("&Download"), "download", "");
     download_->setIcon(tessivar::icon("download"));
     download_->setDefault(true);
+    download_->setToolTip("Download (Enter)");
     connect(download_, &QPushButton::clicked, this, &NewDownloadWindow::download);
 
     auto* const box = new QWidget;

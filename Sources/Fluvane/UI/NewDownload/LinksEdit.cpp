@@ -6,6 +6,7 @@
 #include "Fluvane/Links/Links.h"
 #include "Fluvane/UI/Models/DroppedData.h"
 
+#include <QKeyEvent>
 #include <QMimeData>
 #include <QSet>
 #include <QTextCursor>
@@ -76,6 +77,15 @@ void LinksEdit::addLinks(const std::vector<URL>& links) {
     cursor.insertText(startsLine ? added : '\n' + added);
     cursor.movePosition(QTextCursor::End);
     setTextCursor(cursor);
+}
+
+void LinksEdit::keyPressEvent(QKeyEvent* event) {
+    const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isEnter && event->modifiers() == Qt::NoModifier) {
+        Q_EMIT entered();
+    } else {
+        QPlainTextEdit::keyPressEvent(event);
+    }
 }
 
 bool LinksEdit::canInsertFromMimeData(const QMimeData* content) const {

@@ -24,7 +24,11 @@ public:
     /// Files, marked-up text and more were pasted, and these links are in them.
     Q_SIGNAL void linksGiven(const std::vector<URL>& links);
 
+    /// Enter was pressed; with Shift it begins a new line.
+    Q_SIGNAL void entered();
+
 protected:
+    void keyPressEvent(QKeyEvent* event) override;
     [[nodiscard]] bool canInsertFromMimeData(const QMimeData* data) const override;
     void insertFromMimeData(const QMimeData* data) override;
 };

@@ -77,6 +77,7 @@ void NewDownloadWindow::connectWidgets() {
     connect(text_, &QPlainTextEdit::textChanged, &draft_, &NewDownloadDraft::edited);
     connect(text_, &LinksEdit::linksGiven, this,
             [this](const std::vector<URL>& links) { fill(links, std::nullopt); });
+    connect(text_, &LinksEdit::entered, this, &NewDownloadWindow::download);
     connect(clipboard_, &ClipboardOffer::found, this, &NewDownloadWindow::clipboardFound);
     connect(clipboard_, &ClipboardOffer::accepted, this,
             [this](const std::vector<URL>& links) { fill(links, std::nullopt); });
@@ -186,7 +187,10 @@ void NewDownloadWindow::dropEvent(QDropEvent* event) {
 
 void NewDownloadWindow::showRows() {
     links_->setVisible(!draft_.rows().empty());
-    note_->setText(QString::fromStdString(draft_.rangeNote()));
+    QStringList notes = {QString::fromStdString(draft_.rangeNote()),
+                         QString::fromStdString(draft_.leftOut())};
+    notes.removeAll(QString());
+    note_->setText(notes.join('\n'));
     showCount();
 }
 
