@@ -34,7 +34,7 @@ std::int64_t stillNeeded(const Download& download) {
 
 bool isPromised(const Download& download) {
     const State& state = download.record.state;
-    return !state.is<State::Finished>() && !state.isWaiting(State::Wait::space) &&
+    return !download.isRemoved() && !state.is<State::Finished>() && !state.isWaiting(State::Wait::space) &&
            (download.record.partial || state.isActive());
 }
 

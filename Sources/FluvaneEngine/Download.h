@@ -79,7 +79,7 @@ public:
     /// Names a piece for the log.
     [[nodiscard]] std::string pieceLabel(std::int64_t offset) const;
     [[nodiscard]] bool isPrioritized() const { return record.prioritized.value_or(false); }
-    /// Taken off the list, but it can still be brought back: it is paused, if not done, and nobody sees it.
+    /// Taken off the list, but it can still be brought back: it goes on no further, and nobody sees it.
     [[nodiscard]] bool isRemoved() const { return record.removed.value_or(false); }
     /// Connections that bring bytes.
     [[nodiscard]] int writing() const;

@@ -91,6 +91,7 @@ bool DownloadManager::stop() {
     for (const auto& download : engine_->list) {
         engine_->runner.halt(*download);
     }
+    engine_->removals.endAll();
     const bool isDone = engine_->saver.finish();
     engine_->beat.stop();
     engine_->turns.end(); // whatever is still under way finds nobody
@@ -212,6 +213,7 @@ std::vector<DownloadID> DownloadManager::add(const std::vector<Addition>& additi
 }
 
 DownloadID DownloadManager::append(const Addition& addition, const URL& folder, bool autoFolder) {
+    engine_->removals.forget(addition.url);
     DownloadRecord record(engine_->list.nextID(), addition.url, folder, addition.referrer,
                           engine_->environment.today());
     record.checksum = addition.checksum;
@@ -265,7 +267,9 @@ void DownloadManager::requeue(Download& download) {
 void DownloadManager::pauseAll() {
     const auto turn = engine_->turns.open();
     for (const auto& download : engine_->list) {
-        pause(*download);
+        if (!download->isRemoved()) {
+            pause(*download);
+        }
     }
 }
 

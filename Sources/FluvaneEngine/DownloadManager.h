@@ -78,8 +78,10 @@ public:
     void pauseAll();
     void resumeAll();
     void remove(DownloadID id);
-    /// Removes them so that it can be undone for some seconds. Until then they keep their files.
-    static constexpr double undoTime = 10;
+    static constexpr double undoTime = 10; ///< Seconds.
+    /// Removes them, together, so that it can be undone for that time: nobody finds them anymore, but their
+    /// unfinished files are deleted only after it, or at the end of the program, or when one of their links
+    /// is added again. What is being moved into place stays.
     void removeForNow(const std::vector<DownloadID>& ids);
     /// Brings back what the last removal took that can be undone, as it was; what ran is queued. Returns
     /// which; none when it is too late.

@@ -15,7 +15,7 @@ constexpr double gatherTime = 3; ///< Seconds.
 
 void Notices::finished(const DownloadRecord& record) {
     if (record.isMismatched()) { // not to be missed among others
-        if (conditions_.config.notifyWhenDone) {
+        if (areWanted(record)) {
             notifier_->finished(record);
         }
     } else {
@@ -36,7 +36,7 @@ void Notices::several(Matter matter, const std::vector<std::string>& names) {
 }
 
 void Notices::gather(Matter matter, const DownloadRecord& record, std::function<void()> tellAlone) {
-    if (!conditions_.config.notifyWhenDone) {
+    if (!areWanted(record)) {
         return;
     }
     const bool waits = !gathered_.empty();
@@ -46,7 +46,8 @@ void Notices::gather(Matter matter, const DownloadRecord& record, std::function<
         gathered.tellAlone = std::move(tellAlone);
     }
     const bool isMoreToCome = std::ranges::any_of(list_, [&record](const auto& other) {
-        return other->id() != record.id && other->record.state.isActive();
+        const DownloadState& state = other->record.state;
+        return other->id() != record.id && (state.isActive() || state.is<DownloadState::Queued>());
     });
     if (!waits && isMoreToCome) {
         scheduler_->after(gatherTime, [self = weak_from_this()] {
@@ -57,6 +58,10 @@ void Notices::gather(Matter matter, const DownloadRecord& record, std::function<
     } else if (!waits) {
         tell();
     }
+}
+
+bool Notices::areWanted(const DownloadRecord& record) const {
+    return conditions_.config.notifyWhenDone && !record.removed.value_or(false);
 }
 
 void Notices::tell() {

@@ -16,8 +16,8 @@
 
 namespace fluvane {
 
-/// Passes notices on while the settings want them. While others run, which may end soon, too, a notice waits
-/// for some seconds, and those of one kind become one.
+/// Passes notices on while the settings want them. While others run or are in line, which may end soon, too,
+/// a notice waits for some seconds, and those of one kind become one.
 class Notices : public Notifier, public std::enable_shared_from_this<Notices> {
 public:
     Notices(std::shared_ptr<Notifier> notifier, std::shared_ptr<Scheduler> scheduler,
@@ -36,6 +36,7 @@ private:
         std::function<void()> tellAlone; ///< Of the first one.
     };
     void gather(Matter matter, const DownloadRecord& record, std::function<void()> tellAlone);
+    [[nodiscard]] bool areWanted(const DownloadRecord& record) const;
     void tell();
 
     std::shared_ptr<Notifier> notifier_;

@@ -33,9 +33,7 @@ void Removals::remove(Download& download) {
 void Removals::removeForNow(const std::vector<Download*>& downloads, double seconds) {
     const auto removal = std::make_shared<Removal>();
     for (Download* const download : downloads) {
-        if (download->record.state.is<State::Finishing>()) { // a move under way has a name that nobody knows
-            remove(*download);
-        } else {
+        if (!download->record.state.is<State::Finishing>()) { // which can't be halted and go on
             removal->push_back(hide(*download));
         }
     }
@@ -88,10 +86,34 @@ void Removals::end(const std::shared_ptr<Removal>& removal) {
     if (std::erase(removals_, removal) == 0) {
         return; // undone
     }
-    for (const auto& taken : *removal) {
-        leftovers_.remove(*list_.find(taken.id));
-    }
+    std::ranges::for_each(*removal, [this](const Taken& taken) { end(taken); });
     turns_.changed();
+}
+
+void Removals::end(const Taken& taken) {
+    Download& download = *list_.find(taken.id);
+    runner_.halt(download);
+    leftovers_.remove(download);
+}
+
+void Removals::endAll() {
+    for (const auto& removal : std::vector(removals_)) {
+        end(removal);
+    }
+}
+
+void Removals::forget(const URL& link) {
+    for (const auto& removal : removals_) {
+        std::erase_if(*removal, [&](const Taken& taken) {
+            const auto& record = list_.find(taken.id)->record;
+            const bool isIt = record.url == link && !record.state.is<State::Finished>();
+            if (isIt) {
+                end(taken);
+            }
+            return isIt;
+        });
+    }
+    std::erase_if(removals_, [](const auto& removal) { return removal->empty(); });
 }
 
 } // namespace fluvane

@@ -15,8 +15,9 @@
 namespace fluvane {
 
 /// Downloads taken off the list on the user's word, at once or so that they can be brought back for a while.
-/// Until then those keep their places, names and files, and nobody sees them; the saved list says that they
-/// are removed, so that an end in the meantime, however it comes, is the end of them, too.
+/// Until then those keep their places, names and files, and nobody sees them; what is being moved into place
+/// gets there. The saved list says that they are removed, so that an end in the meantime, however it comes,
+/// is the end of them, too.
 class Removals {
 public:
     Removals(Runner& runner, Finisher& finisher, Leftovers& leftovers, DownloadList& list, Turns& turns,
@@ -25,10 +26,14 @@ public:
           scheduler_(std::move(scheduler)) {}
 
     void remove(Download& download);
-    /// Together they are one removal.
+    /// Together they are one removal. What is being moved into place stays on the list.
     void removeForNow(const std::vector<Download*>& downloads, double seconds);
     /// Brings back what the last removal took that isn't over, as it was; what ran is queued.
     std::vector<DownloadID> undo();
+    /// Whoever fetches a link again wants its name, too: an unfinished one that was removed is gone for good.
+    void forget(const URL& link);
+    /// It is too late for all of them.
+    void endAll();
     [[nodiscard]] std::size_t undoable() const { return removals_.empty() ? 0 : removals_.back()->size(); }
 
 private:
@@ -41,6 +46,7 @@ private:
     [[nodiscard]] Taken hide(Download& download);
     void show(Download& download, const DownloadState& before);
     void end(const std::shared_ptr<Removal>& removal);
+    void end(const Taken& taken);
 
     Runner& runner_;
     Finisher& finisher_;

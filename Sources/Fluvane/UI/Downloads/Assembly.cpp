@@ -67,9 +67,9 @@ void DownloadsWindow::Content::makeKeys() {
     newDownload_ = action("new-download", "&New Download…", "plus", QKeySequence::New, [this] { offer({}); });
     pauseAll_ = action("pause-all", "Pa&use All", "pause", {}, [this] { context_.manager.pauseAll(); });
     resumeAll_ = action("resume-all", "R&esume All", "play", {}, [this] { context_.manager.resumeAll(); });
-    clearFinished_ =
-        action("clear-finished", "Cl&ear Finished", "check", {}, [this] { actions_.removeFinished(); });
-    undo_ = action("undo-removal", "&Undo", "undo", QKeySequence::Undo, [this] { undoRemoval(); });
+    clearFinished_ = action("clear-finished", "Clea&r Finished", "check", {},
+                            [this] { actions_.remove(filter_.finished()); });
+    undo_ = action("undo-removal", "Un&do", "undo", QKeySequence::Undo, [this] { undoRemoval(); });
     undo_->setVisible(false);
     limits_ = new SpeedLimitMenu(context_, [this](const QString& sentence) { tell(sentence); });
     limits_->setParent(&window_, limits_->windowFlags());

@@ -8,6 +8,7 @@
 #include "Fluvane/UI/Downloads/EmptyPage.h"
 #include "Fluvane/UI/Downloads/Header.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
+#include "Fluvane/UI/Models/DroppedData.h"
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 #include "FluvaneCore/Words.h"
@@ -20,10 +21,12 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QMenu>
+#include <QMimeData>
 #include <QScrollBar>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QToolButton>
+#include <QUrl>
 
 #include <algorithm>
 
@@ -34,6 +37,7 @@ namespace spacing = tessivar::spacing;
 namespace {
 
 constexpr int wide = 900;         ///< From this width on the details go beside the list.
+constexpr int narrow = 640;       ///< Below this width the line at the bottom says less.
 constexpr int messageTime = 6000; ///< Milliseconds.
 
 enum Page { listPage, emptyPage, noMatchPage };
@@ -61,7 +65,7 @@ DownloadsWindow::Content::Content(DownloadsWindow& window, WindowContext& contex
             refresh();
         }
     });
-    QObject::connect(&actions_, &DownloadActions::removed, &here_, [this] { selectWhatFollows(); });
+    QObject::connect(&actions_, &DownloadActions::removed, &here_, [this] { wasRemoved(); });
     QObject::connect(&actions_, &DownloadActions::done, &here_,
                      [this](const QString& sentence) { tell(sentence); });
     messageEnd_.setSingleShot(true);
@@ -79,7 +83,7 @@ void DownloadsWindow::Content::refresh() {
     header_->showCounts(filter_.summary());
     pauseAll_->setEnabled(model_.summary().running + model_.summary().waiting > 0);
     resumeAll_->setEnabled(model_.summary().paused + model_.summary().waiting > 0);
-    clearFinished_->setEnabled(model_.summary().finished > 0);
+    clearFinished_->setEnabled(filter_.summary().finished > 0);
     updateRemoval();
     updateLimit();
     actions_.update(selected());
@@ -123,20 +127,25 @@ void DownloadsWindow::Content::updateRemoval() {
                                          : QString();
     undo_->setEnabled(count > 0);
     undo_->setVisible(count > 0);
-    removal_->setVisible(count > 0);
-    if (removal_->text() != sentence) {
-        removal_->setText(sentence);
-        if (count > 0) {
-            QAccessibleEvent event(removal_, QAccessible::Alert);
-            QAccessible::updateAccessibility(&event);
-        }
-    }
+    undo_->setToolTip(sentence);
+    removal_->setText(sentence);
+    removal_->setVisible(count > 0 && window_.width() >= narrow);
+}
+
+void DownloadsWindow::Content::wasRemoved() {
+    selectWhatFollows();
+    refresh();
+    QAccessibleEvent event(removal_, QAccessible::Alert);
+    QAccessible::updateAccessibility(&event);
 }
 
 void DownloadsWindow::Content::undoRemoval() {
     const IDs ids = context_.manager.undoRemoval();
+    refresh();
+    IDs shown = ids;
+    std::erase_if(shown, [this](auto id) { return !filter_.indexOf(id).isValid(); });
     if (!ids.empty()) {
-        select(ids, false);
+        select(shown.empty() ? ids : shown, false);
     }
 }
 
@@ -216,6 +225,7 @@ void DownloadsWindow::Content::restoreSelection() {
     list_->selectionModel()->select(rowsOf(kept_), QItemSelectionModel::ClearAndSelect);
     list_->verticalScrollBar()->setValue(keptScroll_);
     restoring_ = false;
+    header_->showCounts(filter_.summary()); // which may be of another search
     selectionChanged();
     updatePage();
 }
@@ -269,12 +279,14 @@ void DownloadsWindow::Content::offer(const std::vector<URL>& links) {
     context_.windows.newDownload(links);
 }
 
-void DownloadsWindow::Content::showDropTarget(std::optional<std::size_t> links) {
-    if (!links && !dropTarget_) {
-        dropTarget_ = new DropTarget(*window_.centralWidget());
-    }
-    if (dropTarget_ && links) { // else it was dropped, or taken away, before anybody knew
-        dropTarget_->setLinks(*links);
+void DownloadsWindow::Content::showDropTarget(const QMimeData& data) {
+    hideDropTarget();
+    dropTarget_ = new DropTarget(*window_.centralWidget());
+    // Files aren't read before they are dropped.
+    if (const auto urls = data.urls(); std::ranges::none_of(urls, &QUrl::isLocalFile)) {
+        findLinks(data, dropTarget_, [target = dropTarget_.data()](const std::vector<URL>& links) {
+            target->setLinks(links.size());
+        });
     }
 }
 
@@ -359,6 +371,7 @@ void DownloadsWindow::Content::showAll() {
 }
 
 void DownloadsWindow::Content::arrange() {
+    updateRemoval();
     const auto orientation = window_.width() >= wide ? Qt::Horizontal : Qt::Vertical;
     if (splitter_->orientation() != orientation) {
         splitter_->setOrientation(orientation);

@@ -12,7 +12,6 @@
 #include <QTimer>
 
 #include <cstdint>
-#include <optional>
 #include <set>
 #include <vector>
 
@@ -22,6 +21,7 @@ class QLabel;
 class QLayout;
 class QListView;
 class QMenu;
+class QMimeData;
 class QSplitter;
 class QStackedWidget;
 class QToolButton;
@@ -47,8 +47,8 @@ public:
     /// In the line at the bottom, for some seconds.
     void tell(const QString& message);
 
-    /// Over all the window, while something is held above it. Of how many links, once that is known.
-    void showDropTarget(std::optional<std::size_t> links);
+    /// Over all the window, while that is held above it.
+    void showDropTarget(const QMimeData& data);
     void hideDropTarget();
 
     /// The details go beside the list or below it.
@@ -83,6 +83,7 @@ private:
     void carryOutAt(const QModelIndex& index);
     void showMenu(const QPoint& at);
     void showMenuAtCurrent();
+    void wasRemoved();
     void undoRemoval();
     void updateRemoval();
     void updateLimit();

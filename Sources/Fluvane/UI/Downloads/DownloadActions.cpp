@@ -271,18 +271,15 @@ void DownloadActions::ask(const Question& question, std::function<void()> agreed
 }
 
 void DownloadActions::remove() {
-    context_.manager.removeForNow(numbers(any));
-    Q_EMIT removed();
+    remove(numbers(any));
 }
 
-void DownloadActions::removeFinished() {
-    IDs ids;
-    for (const Download* download : context_.manager.downloads()) {
-        if (download->record.state.is<DownloadState::Finished>()) {
-            ids.push_back(download->id());
-        }
-    }
+void DownloadActions::remove(const IDs& ids) {
     context_.manager.removeForNow(ids);
+    const auto isThere = [this](DownloadID id) { return context_.manager.download(id) != nullptr; };
+    if (std::ranges::any_of(ids, isThere)) {
+        Q_EMIT done("What is just being finished stays. It can be removed in a moment.");
+    }
     Q_EMIT removed();
 }
 

@@ -42,8 +42,8 @@ public:
     void removeWithFiles();
     /// Can be undone for some seconds.
     void remove();
-    /// The same for all that are finished, whatever is selected; their files stay.
-    void removeFinished();
+    /// The same for others than those selected.
+    void remove(const IDs& ids);
     /// For a row of buttons that keep their places: in their order, without those that share a place with
     /// one; a null separates.
     [[nodiscard]] std::vector<QAction*> tools() const;

@@ -68,9 +68,7 @@ void DownloadsWindow::dragEnterEvent(QDragEnterEvent* event) {
     if (!ownFile && event->mimeData() && mayHoldLinks(*event->mimeData())) {
         event->setDropAction(Qt::CopyAction);
         event->accept();
-        content_->showDropTarget({});
-        findLinks(*event->mimeData(), this,
-                  [this](const std::vector<URL>& links) { content_->showDropTarget(links.size()); });
+        content_->showDropTarget(*event->mimeData());
     }
 }
 

@@ -64,13 +64,15 @@ int urgency(StateGroup group) {
 
 /// Those that wait by their place in line, and of the finished ones the newest first.
 int compareStates(const DownloadsModel::Snapshot& a, const DownloadsModel::Snapshot& b) {
-    if (a.group != b.group) {
-        return compare(urgency(a.group), urgency(b.group));
+    const auto groupOf = [](const auto& one) {
+        return one.needsAttention ? StateGroup::attention : one.group;
+    };
+    if (groupOf(a) != groupOf(b)) {
+        return compare(urgency(groupOf(a)), urgency(groupOf(b)));
     }
-    const auto place = [](const auto& one) { return one.place > 0 ? one.place : 0; };
-    return a.group == StateGroup::finished  ? compare(b.completed, a.completed)
-           : a.group == StateGroup::waiting ? compare(place(a), place(b))
-                                            : 0;
+    return groupOf(a) == StateGroup::finished  ? compare(b.completed, a.completed)
+           : groupOf(a) == StateGroup::waiting ? compare(a.place, b.place)
+                                               : 0;
 }
 
 } // namespace
@@ -166,6 +168,17 @@ bool DownloadsFilter::before(int a, int b) const {
         return compare(a, b);
     }();
     return result != 0 ? (descending_ ? result > 0 : result < 0) : a < b;
+}
+
+std::vector<DownloadID> DownloadsFilter::finished() const {
+    std::vector<DownloadID> ids;
+    for (int source = 0; source < model_.rowCount(); ++source) {
+        const auto& one = model_.snapshot(source);
+        if (one.group == StateGroup::finished && !one.needsAttention && fitsSearch(source)) {
+            ids.push_back(one.id);
+        }
+    }
+    return ids;
 }
 
 // Rows

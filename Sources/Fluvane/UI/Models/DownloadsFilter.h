@@ -35,6 +35,8 @@ public:
 
     /// Of what fits the search, whatever the group.
     [[nodiscard]] DownloadsModel::Summary summary() const;
+    /// Of the same, the finished ones that need nobody's attention.
+    [[nodiscard]] std::vector<DownloadID> finished() const;
 
     [[nodiscard]] DownloadID idAt(int row) const;
     /// Invalid when it isn't shown.

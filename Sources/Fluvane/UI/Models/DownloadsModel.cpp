@@ -257,7 +257,8 @@ void DownloadsModel::refresh() {
     Q_EMIT refreshed();
 }
 
-/// The manager's list only loses entries and grows at its end, so that rows are compared with it in one walk.
+/// The manager's list loses entries and grows at its end, so that rows are compared with it in one walk. What
+/// comes back in its middle, after an undo, has the rows behind it made anew.
 void DownloadsModel::removeGone(const std::vector<const Download*>& list) {
     std::vector<std::pair<std::size_t, std::size_t>> gaps; // first row and row past the last
     std::size_t next = 0;

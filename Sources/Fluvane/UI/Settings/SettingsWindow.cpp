@@ -60,7 +60,7 @@ SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Ext
     connect(sidebar_, &QListWidget::currentRowChanged, this, &SettingsWindow::moveOn);
     showPane("general");
     connect(sidebar_, &QListWidget::currentRowChanged, this, [this](int row) {
-        if (row >= 0) {
+        if (row >= 0 && !isAsked_) {
             Q_EMIT paneShown(QString::fromStdString(names_[static_cast<std::size_t>(row)]));
         }
     });
@@ -120,7 +120,9 @@ void SettingsWindow::addKeys() {
 
 void SettingsWindow::showPane(std::string_view name) {
     const auto found = std::ranges::find(names_, name);
+    isAsked_ = true;
     sidebar_->setCurrentRow(found == names_.end() ? 0 : static_cast<int>(found - names_.begin()));
+    isAsked_ = false;
 }
 
 void SettingsWindow::showEvent(QShowEvent* event) {

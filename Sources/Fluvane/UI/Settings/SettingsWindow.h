@@ -46,7 +46,7 @@ public:
 
     /// "general", "files", "rules", "connections" or "about"; any other name means the first.
     void showPane(std::string_view name);
-    /// The user, or a caller, went to another pane.
+    /// The user went to another pane.
     Q_SIGNAL void paneShown(const QString& name);
 
 protected:
@@ -65,6 +65,7 @@ private:
     MessageLine* message_;
     QListWidget* sidebar_;
     QStackedWidget* panes_;
+    bool isAsked_ = false;           ///< A pane is shown as a caller wants it.
     std::vector<std::string> names_; ///< Of the panes, in their order.
 };
 
