@@ -56,6 +56,15 @@ TEST(Links, AreFoundInAnyText) {
     support::expectRows(rows, [](const auto& text) { return joined(links::find(text)); });
 }
 
+TEST(Links, OfOtherKindsAreCounted) {
+    std::string told;
+    for (const auto& [name, count] :
+         links::findOthers("Ftp://h/a (ftp://h/b) xftp://h sftp://h/\nmagnet:?xt=1 http://h/")) {
+        told += std::string(name) + " " + std::to_string(count) + ", ";
+    }
+    EXPECT_EQ(told, "ftp 2, sftp 1, magnet 1, ");
+}
+
 TEST(Links, TakeTimeInProportion) {
     // Each would take minutes if any step looked at the whole rest again.
     const std::string pieces[] = {

@@ -187,6 +187,25 @@ TEST_F(DownloadsWindowTest, RemovingCanBeUndone) {
     EXPECT_THAT(files, IsEmpty());
 }
 
+TEST_F(DownloadsWindowTest, ARowsButtonDoesWithoutASelection) {
+    choose(6);
+    const auto click = [&](std::int64_t id) {
+        const auto found =
+            view.model()->match(view.model()->index(0, 0), DownloadsModel::IdRole, qlonglong{id});
+        view.scrollTo(found.at(0));
+        const QRect place = view.visualRect(found.at(0));
+        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, {place.right() - 24, place.top() + 22});
+        list.refresh();
+    };
+    click(7);
+    EXPECT_EQ(list.engine.state(7_id), "paused");
+    click(1);
+    EXPECT_NE(list.engine.state(1_id), "paused");
+    click(2);
+    EXPECT_THAT(files, ElementsAre("show file:///downloads/holiday%20video.mp4"));
+    EXPECT_EQ(current(), 6);
+}
+
 TEST_F(DownloadsWindowTest, FilesGoToTheWastebasketOrStay) {
     list.files.trashProblem = "Permission denied";
     choose(2);
