@@ -43,7 +43,7 @@ public:
     [[nodiscard]] QModelIndex indexOf(DownloadID id) const;
 
     [[nodiscard]] QModelIndex mapToSource(const QModelIndex& index) const override;
-    [[nodiscard]] QModelIndex mapFromSource(const QModelIndex& index) const override;
+    [[nodiscard]] QModelIndex mapFromSource(const QModelIndex& source) const override;
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;

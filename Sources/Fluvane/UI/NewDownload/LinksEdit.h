@@ -29,8 +29,8 @@ public:
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
-    [[nodiscard]] bool canInsertFromMimeData(const QMimeData* data) const override;
-    void insertFromMimeData(const QMimeData* data) override;
+    [[nodiscard]] bool canInsertFromMimeData(const QMimeData* content) const override;
+    void insertFromMimeData(const QMimeData* content) override;
 };
 
 /// The text with long lines broken where no link is cut, unless it is longer than any server takes: editors

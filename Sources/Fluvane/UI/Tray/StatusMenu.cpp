@@ -183,9 +183,11 @@ void StatusMenu::Item::updateIcon() {
 }
 
 void StatusMenu::Item::followHost() {
-    if (host_.kind() == TrayHost::Kind::none) {
+    const bool hasHost = host_.kind() != TrayHost::Kind::none;
+    if (!hasHost) {
         icon_.reset();
-    } else if (!icon_) {
+    }
+    if (hasHost && !icon_) {
         makeIcon();
     }
     Q_EMIT owner_.availabilityChanged();
