@@ -3,6 +3,8 @@
 
 #include "FluvaneEngine/Answers.h"
 
+#include "FluvaneCore/Rules.h"
+#include "FluvaneCore/Text.h"
 #include "FluvaneCore/WebPage.h"
 
 #include <algorithm>
@@ -45,6 +47,12 @@ Refusal refusePiece(int status) {
 bool isKnownSame(const Validators& a, const Validators& b) {
     const bool comparable = (a.etag && b.etag) || (a.lastModified && b.lastModified);
     return comparable && !a.differ(b);
+}
+
+bool namesAFile(const std::string& name) {
+    const auto extension = text::lowercased(text::pathExtension(name));
+    return std::ranges::any_of(fileKind::all,
+                               [&](FileKind kind) { return fileKind::hasExtension(kind, extension); });
 }
 
 } // namespace
@@ -95,6 +103,23 @@ TransferResponse withEmptyFile(const TransferResponse& response) {
     });
     headers.emplace_back("content-length", "0");
     return {200, response.url(), headers};
+}
+
+std::string suggestedName(const TransferResponse& response, const fileName::TypeRegistry& types) {
+    return fileName::suggested(response["content-disposition"], response.url(), response["content-type"],
+                               types);
+}
+
+/// Whether a page was asked for is seen by the name without the ending that its type gives it; when the
+/// server leads elsewhere, as to where one signs in, by the link's own if that is a file's.
+bool opensPage(const TransferResponse& response, const URL& link, std::optional<std::int64_t> size) {
+    const auto disposition = response["content-disposition"];
+    const auto linkName = link.lastPathComponent();
+    const bool isLed = response.url() != link && !disposition;
+    const auto asked = isLed && namesAFile(linkName)
+                           ? linkName
+                           : fileName::suggested(disposition, response.url(), std::nullopt);
+    return webPage::isLikely(response["content-type"], asked, size);
 }
 
 Part part(const TransferResponse& response, const DownloadRecord& record, const Piece& piece) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "FluvaneCore/DownloadRecord.h"
+#include "FluvaneCore/FileName.h"
 #include "FluvaneEngine/Platform.h"
 
 #include <optional>
@@ -38,6 +39,13 @@ struct FileFacts {
 
 /// A refused range of nothing, as if the empty file had been sent; any other answer as it is.
 [[nodiscard]] TransferResponse withEmptyFile(const TransferResponse& response);
+
+/// The name that the answer's file gets where nobody has given it one.
+[[nodiscard]] std::string suggestedName(const TransferResponse& response,
+                                        const fileName::TypeRegistry& types);
+/// Whether what the link led to is a web page that nobody asked for; `size` is the file's, in bytes.
+[[nodiscard]] bool opensPage(const TransferResponse& response, const URL& link,
+                             std::optional<std::int64_t> size);
 
 enum class Part { fits, isWrong, ofAnotherFile };
 /// Of a 206 to a request for what is left of the piece.

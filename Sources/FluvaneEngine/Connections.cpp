@@ -393,6 +393,11 @@ void Connections::relieveServers() {
     }
 }
 
+bool Connections::isFull(const Server& server) const {
+    const int most = conditions_.config.connectionsPerServer;
+    return connectionsTo(server) >= std::min(most, servers_.most(server.value_or("")).value_or(most));
+}
+
 int Connections::connectionsTo(const Server& server) const {
     int connections = 0;
     for (const auto& download : list_) {

@@ -63,6 +63,8 @@ public:
     /// Whether a first connection may go to the download's server. At a full server the download with the
     /// most connections gives one up for it, unless it is prioritized.
     [[nodiscard]] bool makeRoom(const Download& download);
+    /// Whether the server has as many connections as it gets or serves.
+    [[nodiscard]] bool isFull(const std::optional<std::string>& server) const;
     /// Closes what a lowered cap of the servers no longer allows; a download's only connection stays.
     void relieveServers();
 

@@ -3,6 +3,7 @@
 
 #include "FluvaneEngine/DownloadManager.h"
 
+#include "FluvaneCore/Objections.h"
 #include "FluvaneEngine/Abilities.h"
 #include "FluvaneEngine/Admission.h"
 #include "FluvaneEngine/Engine.h"
@@ -217,6 +218,7 @@ DownloadID DownloadManager::append(const Addition& addition, const URL& folder, 
     DownloadRecord record(engine_->list.nextID(), addition.url, folder, addition.referrer,
                           engine_->environment.today());
     record.checksum = addition.checksum;
+    record.name = addition.name ? fileName(*addition.name) : std::nullopt;
     if (autoFolder) {
         record.autoFolder = true;
     }
@@ -225,6 +227,22 @@ DownloadID DownloadManager::append(const Addition& addition, const URL& folder, 
     log::downloads([&] { return fmt::format("download {} added", download.id()); });
     engine_->turns.changed();
     return download.id();
+}
+
+std::optional<std::string> DownloadManager::fileName(std::string_view typed) {
+    return unfinishedFile::cleanName(typed);
+}
+
+std::unique_ptr<Inquiry> DownloadManager::inquire(const URL& link, const std::optional<URL>& referrer,
+                                                  Inquiry::Answered answered) const {
+    engine_->turns.assertContext();
+    const bool isFull = engine_->connections.isFull(link.site());
+    if (!online() || engine_->conditions.sparesNetwork() || isFull ||
+        link.absoluteString().size() > words::longestLink) {
+        return nullptr;
+    }
+    return std::make_unique<Inquiry>(engine_->ports.transport, engine_->environment.types, link, referrer,
+                                     std::move(answered));
 }
 
 void DownloadManager::pause(DownloadID id) {

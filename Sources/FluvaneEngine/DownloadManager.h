@@ -7,12 +7,14 @@
 #include "FluvaneEngine/Config.h"
 #include "FluvaneEngine/Download.h"
 #include "FluvaneEngine/Environment.h"
+#include "FluvaneEngine/Inquiry.h"
 #include "FluvaneEngine/Platform.h"
 
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace fluvane {
@@ -69,10 +71,17 @@ public:
         URL url;
         std::optional<URL> referrer{};
         std::optional<Checksum> checksum{};
+        std::optional<std::string> name{}; ///< Instead of what server and link suggest; made safe.
     };
     /// The same for many at once, admitted together: takes time in proportion to their number.
     std::vector<DownloadID> add(const std::vector<Addition>& additions, const std::optional<URL>& folder,
                                 bool autoFolder);
+    /// The name as a file gets it, if it is free; absent when nothing usable is left.
+    [[nodiscard]] static std::optional<std::string> fileName(std::string_view typed);
+    /// Asks the server about a link that may be added; changes nothing here. Null while nothing may be asked:
+    /// offline, on a network that is spared, or with as many connections to the server as it gets.
+    [[nodiscard]] std::unique_ptr<Inquiry> inquire(const URL& link, const std::optional<URL>& referrer,
+                                                   Inquiry::Answered answered) const;
     void pause(DownloadID id);
     void resume(DownloadID id);
     void pauseAll();

@@ -40,6 +40,7 @@ struct TransferRequest {
     std::string label{}; ///< For the log.
     /// Transfers of one group may hold each other up; one that waits for its disk holds up no other group.
     std::int64_t group = 0;
+    bool headOnly = false; ///< Asks for the head of the answer alone, which is followed by no body.
     friend bool operator==(const TransferRequest&, const TransferRequest&) = default;
 };
 

@@ -5,8 +5,6 @@
 
 #include "FluvaneCore/Planner.h"
 #include "FluvaneCore/Rules.h"
-#include "FluvaneCore/Text.h"
-#include "FluvaneCore/WebPage.h"
 #include "FluvaneEngine/Answers.h"
 #include "FluvaneEngine/Log.h"
 
@@ -45,11 +43,14 @@ unfinishedFile::Left leftBy(const Download& download) {
             .mayComeBack = download.goesOnByItself};
 }
 
-/// The names that other downloads have there, of which nothing need be on disk yet.
+/// The names that other downloads have there, of which nothing need be on disk yet. Of those that were only
+/// asked for, the earlier download gets the name.
 std::set<std::string> namesBeside(const DownloadList& list, const DownloadRecord& record) {
     std::set<std::string> names;
     for (const auto& other : list) {
-        if (other->id() != record.id && other->record.name && other->record.folder == record.folder) {
+        const bool isSettled = other->record.partial || other->record.file || other->id() < record.id;
+        if (other->id() != record.id && isSettled && other->record.name &&
+            other->record.folder == record.folder) {
             names.insert(*other->record.name);
         }
     }
@@ -68,12 +69,6 @@ void picksUp(Download& download) {
         return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(),
                            *record.size);
     });
-}
-
-bool namesAFile(const std::string& name) {
-    const auto extension = text::lowercased(text::pathExtension(name));
-    return std::ranges::any_of(fileKind::all,
-                               [&](FileKind kind) { return fileKind::hasExtension(kind, extension); });
 }
 
 std::string told(const DownloadRecord& record, int status) {
@@ -182,24 +177,13 @@ std::optional<std::string> Starter::take(Download& download, const TransferRespo
         return wrongPart;
     }
 
-    const auto contentType = response["content-type"];
-    // Whether a page was asked for is seen by the name without the ending that its type gives it; when the
-    // server leads elsewhere, as to where one signs in, by the link's own if that is a file's.
-    const auto linkName = record.url.lastPathComponent();
-    const bool isLed = response.url() != record.url && !response["content-disposition"];
-    const auto asked = isLed && namesAFile(linkName) ? linkName : suggestedName(response, false);
-    if (webPage::isLikely(contentType, asked, record.size)) {
+    if (answers::opensPage(response, record.url, record.size)) {
         record.opensWebPage = true;
         return webPageReason;
     }
-    chooseFolder(record, record.name.value_or(suggestedName(response, true)));
+    chooseFolder(record, record.name.value_or(answers::suggestedName(response, environment_.types)));
     return record.size > largestFile ? std::optional<std::string>("Couldn't create the file: File too large")
                                      : std::nullopt;
-}
-
-std::string Starter::suggestedName(const TransferResponse& response, bool withTypesEnding) const {
-    return fileName::suggested(response["content-disposition"], response.url(),
-                               withTypesEnding ? response["content-type"] : std::nullopt, environment_.types);
 }
 
 void Starter::chooseFolder(DownloadRecord& record, const std::string& name) const {
@@ -218,14 +202,16 @@ void Starter::chooseFolder(DownloadRecord& record, const std::string& name) cons
 void Starter::create(Download& download, const TransferResponse& response, Created then) const {
     const auto& record = download.record;
     // A name settled in an earlier run is asked again: its folder may be another by now.
-    chooseName(download, std::make_shared<Creation>(
-                             Creation{.wanted = {.folder = record.folder,
-                                                 .name = record.name.value_or(suggestedName(response, true)),
-                                                 .naming = conditions_.config.duplicateNames},
-                                      .nameBefore = record.name,
-                                      .status = response.status(),
-                                      .then = std::move(then),
-                                      .triesLeft = mostNamesTried}));
+    chooseName(
+        download,
+        std::make_shared<Creation>(Creation{
+            .wanted = {.folder = record.folder,
+                       .name = record.name.value_or(answers::suggestedName(response, environment_.types)),
+                       .naming = conditions_.config.duplicateNames},
+            .nameBefore = record.name,
+            .status = response.status(),
+            .then = std::move(then),
+            .triesLeft = mostNamesTried}));
 }
 
 void Starter::chooseName(Download& download, const std::shared_ptr<Creation>& creation) const {

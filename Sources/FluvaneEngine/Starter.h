@@ -64,7 +64,6 @@ private:
     void begin(Download& download, Mark mark, const std::shared_ptr<Creation>& creation) const;
     void made(Download& download, unfinishedFile::Created& created,
               const std::shared_ptr<Creation>& creation) const;
-    [[nodiscard]] std::string suggestedName(const TransferResponse& response, bool withTypesEnding) const;
     void chooseFolder(DownloadRecord& record, const std::string& name) const;
     void layOut(Download& download, bool isPart) const;
 

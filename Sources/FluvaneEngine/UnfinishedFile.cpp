@@ -63,6 +63,12 @@ Opened open(FileStore& files, const Left& left) {
     return cameMeanwhile ? open(files, left) : Opened{};
 }
 
+std::optional<std::string> cleanName(std::string_view name) {
+    const auto clean = fileName::clean(name);
+    const auto room = fileName::longest - partialName({}).size();
+    return clean ? std::optional(fileName::shortened(*clean, room)) : std::nullopt;
+}
+
 std::string freeName(FileStore& files, const Wanted& wanted) {
     const auto isTaken = [&](const std::string& name) {
         return wanted.taken.contains(name) || files.exists(wanted.folder.appending(name)) ||

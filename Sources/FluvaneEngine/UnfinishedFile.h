@@ -47,6 +47,8 @@ struct Wanted {
     DuplicateNaming naming;
     std::set<std::string> taken{}; ///< Names of other downloads in the folder.
 };
+/// A name that leaves room for the unfinished file's; absent when nothing usable is left.
+[[nodiscard]] std::optional<std::string> cleanName(std::string_view name);
 /// The first name that is free for the finished file and the unfinished one: nothing is ever replaced.
 [[nodiscard]] std::string freeName(FileStore& files, const Wanted& wanted);
 /// Where the unfinished file of that name is.

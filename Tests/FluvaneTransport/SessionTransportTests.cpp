@@ -71,6 +71,8 @@ TEST_F(TransportTest, SendsTheRequestAsTheEngineWantsItAndReadsTheAnswer) {
     EXPECT_THAT(server.requests().at(1), Not(HasSubstr("Evil")));
     run(*start(server.url("/")));
     EXPECT_THAT(server.requests().at(2), Not(HasSubstr("Range")));
+    run(*start({.url = *URL::parse(server.url("/")), .headOnly = true}));
+    EXPECT_THAT(server.requests().at(3), StartsWith("HEAD / HTTP/1.1\r\n"));
 }
 
 TEST_F(TransportTest, FollowsRedirectsWithRangeAndCookiesButWithoutPassword) {

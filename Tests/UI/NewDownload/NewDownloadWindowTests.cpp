@@ -161,6 +161,41 @@ TEST_F(NewDownloadTest, namesLinksAndMarksRepeatsAndWhatIsOnTheList) {
         << "A choice stays with its link.";
 }
 
+TEST_F(NewDownloadTest, asksForTheFileOfASingleLinkAndKeepsTheUsersNameForIt) {
+    const auto& asked = bench.engine.transport->transfers;
+    type("http://a.example/get?id=[1-2]");
+    ASSERT_TRUE(shows("get get"));
+    list.setCurrentIndex(list.model()->index(1, 0));
+    QTest::keyClick(&list, Qt::Key_Space);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return asked.size() == 1; })) << "one is left";
+    EXPECT_TRUE(asked[0]->request.headOnly);
+    EXPECT_EQ(asked[0]->request.url, link("http://a.example/get?id=1"));
+    asked[0]->respond(403);
+    ASSERT_EQ(asked.size(), 2U) << "It may be signed for fetching alone.";
+    asked[1]->respondPart(629'100'000, {{"Content-Disposition", "attachment; filename=server.iso"}});
+    EXPECT_TRUE(asked[1]->isOver());
+    EXPECT_TRUE(said(window, "about").starts_with("629.1 MB")) << said(window, "about");
+    EXPECT_EQ(said(window, "name"), "server.iso");
+    typeInto(part<QLineEdit>(window, "name"), "../my:file.iso");
+    EXPECT_TRUE(said(window, "about").starts_with("Saved as “-my-file.iso”."));
+    QTest::keyClick(&part<QLineEdit>(window, "name"), Qt::Key_Return);
+    ASSERT_EQ(downloads(), 1U);
+    EXPECT_EQ(bench.engine.record(1_id).name, "-my-file.iso");
+}
+
+TEST_F(NewDownloadTest, asksNoServerOnceNobodyLooksOrWhereItMustNot) {
+    auto& asked = bench.engine.transport->transfers;
+    type("http://a.example/a");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return asked.size() == 1; }));
+    window.close();
+    EXPECT_TRUE(asked[0]->isOver());
+    bench.engine.manager->setLimitedNetwork(LimitedNetwork::hotspot);
+    const auto none = [](const auto& /*outcome*/) {};
+    EXPECT_FALSE(bench.engine.manager->inquire(link("http://a.example/a"), std::nullopt, none));
+    bench.engine.manager->setLimitedNetwork(std::nullopt);
+    EXPECT_TRUE(bench.engine.manager->inquire(link("http://a.example/a"), std::nullopt, none));
+}
+
 TEST_F(NewDownloadTest, addsNothingWhileItObjects) {
     const std::tuple<const char*, const char*, const char*, std::size_t> cases[] = {
         {"one link", "http://a.example/one", "", 1},

@@ -58,6 +58,7 @@ void TransferConnection::setUp() {
     curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(easy, CURLOPT_COOKIEFILE, ""); // cookies that redirects set live as long as the transfer
     curl_easy_setopt(easy, CURLOPT_USERAGENT, userAgent);
+    curl_easy_setopt(easy, CURLOPT_NOBODY, transfer_->request().headOnly ? 1L : 0L);
     setUpSecurity();
     addHeaders();
 

@@ -74,10 +74,14 @@ std::string destinations(const std::vector<Place>& places) {
 } // namespace
 
 NewDownloadDraft::NewDownloadDraft(DownloadManager& manager, const SettingsAccess& settings)
-    : manager_(manager), settings_(settings), result_(result({}, {})) {
+    : manager_(manager), settings_(settings), preview_(manager), result_(result({}, {})) {
     pause_.setSingleShot(true);
     pause_.setInterval(pause);
     connect(&pause_, &QTimer::timeout, this, &NewDownloadDraft::read);
+    connect(&preview_, &LinkPreview::changed, this, [this] {
+        takeFacts();
+        Q_EMIT changed();
+    });
 }
 
 NewDownloadDraft::~NewDownloadDraft() = default;
@@ -118,7 +122,8 @@ std::unique_ptr<NewDownloadDraft::Result> NewDownloadDraft::result(const QString
     for (auto& [link, times] : links::findCounted(utf8)) {
         std::string name = fileName::suggested(std::nullopt, link, std::nullopt);
         const Rule* const rule = rules::folderRule(rules, name, link.site());
-        made->rows.push_back({std::move(link), std::move(name), times, rule ? rule->folder : std::nullopt});
+        made->rows.push_back(
+            {std::move(link), name, std::move(name), times, rule ? rule->folder : std::nullopt});
     }
     for (std::size_t i = 0; i < made->rows.size(); ++i) {
         made->places.emplace(made->rows[i].link.absoluteString(), i);
@@ -133,8 +138,12 @@ void NewDownloadDraft::take(std::unique_ptr<Result> result) {
     reading_ = false;
     result_ = std::move(result);
     findListed();
+    if (!names_.empty()) {
+        std::ranges::for_each(result_->rows, [this](Row& row) { settle(row); });
+    }
     count();
     Q_EMIT rowsReplaced();
+    look();
     Q_EMIT changed();
     if (readAgain_) {
         read();
@@ -177,10 +186,71 @@ bool NewDownloadDraft::findListed() {
 }
 
 void NewDownloadDraft::noticeList() {
-    if (findListed()) {
+    const bool isOther = findListed();
+    if (isOther) {
         count();
+    }
+    look();
+    if (isOther) {
         Q_EMIT marksChanged();
         Q_EMIT changed();
+    }
+}
+
+// Names, and what servers say
+
+/// What the row is called and where it goes, by what is known now.
+void NewDownloadDraft::settle(Row& row) const {
+    const auto own = names_.find(row.link.absoluteString());
+    row.name = own == names_.end() ? row.suggestion : own->second;
+    const Rule* const rule = rules::folderRule(settings_.config().rules, row.name, row.link.site());
+    row.ruleFolder = rule ? rule->folder : std::nullopt;
+}
+
+void NewDownloadDraft::setName(std::size_t row, const std::string& typed) {
+    Row& at = result_->rows[row];
+    const auto name = DownloadManager::fileName(typed);
+    if (name && *name != at.suggestion) {
+        names_[at.link.absoluteString()] = *name;
+    } else {
+        names_.erase(at.link.absoluteString());
+    }
+    settle(at);
+    destination_ = destinationOfWanted();
+    Q_EMIT marksChanged();
+    Q_EMIT changed();
+}
+
+std::optional<std::size_t> NewDownloadDraft::single() const {
+    for (std::size_t i = 0; wanted_ == 1 && i < rows().size(); ++i) {
+        if (isWanted(i)) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+void NewDownloadDraft::setWatched(bool watched) {
+    watched_ = watched;
+    look();
+}
+
+void NewDownloadDraft::look() {
+    const auto row = watched_ ? single() : std::nullopt;
+    preview_.follow(row ? std::optional(rows()[*row].link) : std::nullopt,
+                    row ? referrer(*row) : std::nullopt);
+    takeFacts();
+}
+
+/// The server's word on a name counts more than the link's.
+void NewDownloadDraft::takeFacts() {
+    const auto row = single();
+    const LinkFacts* const facts = row ? preview_.facts(rows()[*row].link) : nullptr;
+    if (facts && facts->name != rows()[*row].suggestion) {
+        result_->rows[*row].suggestion = facts->name;
+        settle(result_->rows[*row]);
+        destination_ = destinationOfWanted();
+        Q_EMIT marksChanged();
     }
 }
 
@@ -196,6 +266,7 @@ bool NewDownloadDraft::isWanted(std::size_t row) const {
 void NewDownloadDraft::setWanted(std::size_t row, bool wanted) {
     choices_[rows()[row].link.absoluteString()] = wanted;
     count();
+    look();
     Q_EMIT marksChanged();
     Q_EMIT changed();
 }
@@ -205,6 +276,7 @@ void NewDownloadDraft::setAllWanted(bool wanted) {
         choices_[row.link.absoluteString()] = wanted;
     }
     count();
+    look();
     Q_EMIT marksChanged();
     Q_EMIT changed();
 }
@@ -244,6 +316,7 @@ void NewDownloadDraft::setChecksum(const std::string& text) {
 
 void NewDownloadDraft::setReferrer(const std::string& text) {
     referrer_ = text::trimmed(text);
+    look();
     Q_EMIT changed();
 }
 
@@ -331,7 +404,11 @@ std::vector<DownloadID> NewDownloadDraft::add() {
     additions.reserve(wanted_);
     for (std::size_t i = 0; i < rows().size(); ++i) {
         if (isWanted(i)) {
-            additions.push_back({rows()[i].link, referrer(i), Checksum::recognise(checksum_)});
+            const auto own = names_.find(rows()[i].link.absoluteString());
+            additions.push_back({.url = rows()[i].link,
+                                 .referrer = referrer(i),
+                                 .checksum = Checksum::recognise(checksum_),
+                                 .name = own == names_.end() ? std::nullopt : std::optional(own->second)});
         }
     }
     auto ids = manager_.add(additions, folder_, !folder_);
@@ -341,6 +418,7 @@ std::vector<DownloadID> NewDownloadDraft::add() {
 
 void NewDownloadDraft::clear() {
     choices_.clear();
+    names_.clear();
     referrers_.clear();
     folder_.reset();
     checksum_.clear();

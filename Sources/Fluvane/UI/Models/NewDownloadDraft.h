@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Fluvane/Ports/SettingsAccess.h"
+#include "Fluvane/UI/Models/LinkPreview.h"
 #include "FluvaneCore/Checksum.h"
 #include "FluvaneEngine/DownloadManager.h"
 
@@ -34,8 +35,9 @@ public:
     /// One link of the text.
     struct Row {
         URL link;
-        std::string name;                        ///< As it would be without a word of the server.
-        std::size_t times = 1;                   ///< It is in the text.
+        std::string name;       ///< That the file gets, as far as link and server tell, or the user's own.
+        std::string suggestion; ///< That it gets without the user's word.
+        std::size_t times = 1;  ///< It is in the text.
         std::optional<std::string> ruleFolder{}; ///< As the first fitting rule has it.
         std::optional<DownloadID> listed{};      ///< The download that has this link already.
         std::optional<StateKind> state{};        ///< That download's.
@@ -63,6 +65,15 @@ public:
     /// What is special about the link: a repeat, one that is on the list already. Empty for most.
     [[nodiscard]] std::string mark(std::size_t row) const;
     [[nodiscard]] URL folder(std::size_t row) const;
+    /// The user's own name for it, made safe; what leaves nothing, or what it is called anyway, takes it
+    /// back.
+    void setName(std::size_t row, const std::string& typed);
+    /// The only link that is wanted, absent where there are several.
+    [[nodiscard]] std::optional<std::size_t> single() const;
+    /// Whether somebody looks: only then the server of a single link is asked about its file.
+    void setWatched(bool watched);
+    /// What is known of the single link's file, or why it isn't; empty before.
+    [[nodiscard]] std::string about() const { return preview_.sentence(); }
 
     void setFolder(const std::optional<URL>& folder); ///< Absent: where rules and the settings say.
     [[nodiscard]] const std::optional<URL>& folder() const { return folder_; }
@@ -103,11 +114,16 @@ private:
     void take(std::unique_ptr<Result> result);
     bool findListed();
     void count();
+    void look();
+    void takeFacts();
+    void settle(Row& row) const;
     [[nodiscard]] std::string destinationOfWanted() const;
     [[nodiscard]] std::string textObjection() const;
 
     DownloadManager& manager_;
     const SettingsAccess& settings_;
+    LinkPreview preview_;
+    bool watched_ = false;
     QTimer pause_;
     std::function<QString()> source_;
     bool reading_ = false;
@@ -116,7 +132,8 @@ private:
     std::unique_ptr<Result> result_; ///< Never null.
     std::size_t wanted_ = 0;
     std::string destination_;
-    std::unordered_map<std::string, bool> choices_; ///< The user's own, by link.
+    std::unordered_map<std::string, bool> choices_;      ///< The user's own, by link.
+    std::unordered_map<std::string, std::string> names_; ///< Likewise.
     std::optional<URL> folder_;
     std::string checksum_;
     std::string referrer_;

@@ -84,6 +84,7 @@ QWidget* NewDownloadWindow::makeList() {
     list_->setModel(model_);
     list_->setItemDelegate(new LinkDelegate(list_));
     list_->setUniformItemSizes(true);
+    list_->setEditTriggers(QAbstractItemView::DoubleClicked);
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     list_->setMinimumHeight(list_->fontMetrics().height() * 3);
@@ -96,6 +97,12 @@ QWidget* NewDownloadWindow::makeList() {
 }
 
 QWidget* NewDownloadWindow::makeOptions() {
+    name_ = named(new QLineEdit, "name", "Name");
+    about_ = new tessivar::QuietLabel;
+    about_->setObjectName("about");
+    about_->setTextFormat(Qt::PlainText);
+    about_->setMinimumSize(1, about_->fontMetrics().height());
+    nameParts_ = {labelFor(name_, "&Name:"), name_, about_};
     folder_ = named(new FolderChoice, "folder", "Folder");
     destination_ = new tessivar::QuietLabel;
     destination_->setObjectName("destination");
@@ -119,13 +126,16 @@ QWidget* NewDownloadWindow::makeOptions() {
     grid->setContentsMargins({});
     grid->setHorizontalSpacing(spacing::medium);
     grid->setVerticalSpacing(spacing::small);
-    grid->addWidget(labelFor(folder_, "F&older:"), 0, 0);
-    grid->addLayout(rowOf({folder_, more_}), 0, 1);
-    grid->addWidget(destination_, 1, 1);
-    grid->addWidget(options_[0], 2, 0);
-    grid->addLayout(rowOf({checksum_, algorithm_}), 2, 1);
-    grid->addWidget(options_[3], 3, 0);
-    grid->addWidget(referrer_, 3, 1);
+    grid->addWidget(nameParts_[0], 0, 0);
+    grid->addWidget(name_, 0, 1);
+    grid->addWidget(about_, 1, 1);
+    grid->addWidget(labelFor(folder_, "F&older:"), 2, 0);
+    grid->addLayout(rowOf({folder_, more_}), 2, 1);
+    grid->addWidget(destination_, 3, 1);
+    grid->addWidget(options_[0], 4, 0);
+    grid->addLayout(rowOf({checksum_, algorithm_}), 4, 1);
+    grid->addWidget(options_[3], 5, 0);
+    grid->addWidget(referrer_, 5, 1);
     grid->setColumnStretch(1, 1);
     showOptions(false);
     return box;
@@ -182,6 +192,7 @@ void NewDownloadWindow::addCommands() {
     downloadAction_ = addCommand("Download", {Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter},
                                  &NewDownloadWindow::download);
     addCommand("Choose Folder…", {QKeySequence::Open}, &NewDownloadWindow::chooseFolder);
+    addCommand("Rename", {Qt::Key_F2}, &NewDownloadWindow::rename);
     auto* const close = new QAction("Close", this);
     close->setShortcuts({Qt::Key_Escape, QKeySequence(QKeySequence::Close)});
     connect(close, &QAction::triggered, this, &QWidget::close);

@@ -4,12 +4,15 @@
 #include "Fluvane/UI/NewDownload/LinkDelegate.h"
 
 #include "Fluvane/UI/NewDownload/LinksModel.h"
+#include "FluvaneCore/FileName.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 
 #include <QApplication>
+#include <QLineEdit>
 #include <QPainter>
+#include <QTimer>
 
 namespace fluvane {
 
@@ -42,6 +45,11 @@ QColor quietColor(const QStyleOptionViewItem& option) {
 }
 
 } // namespace
+
+void selectStem(QLineEdit& field) {
+    const auto stem = fileName::split(field.text().toStdString()).stem;
+    field.setSelection(0, static_cast<int>(QString::fromStdString(stem).size()));
+}
 
 /// The style draws the check box and the icon and knows where they are; the text is ours.
 void LinkDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const {
@@ -86,6 +94,24 @@ void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
     draw(*painter, index.data(LinksModel::DetailRole).toString(),
          {second, quietColor(option), Qt::ElideMiddle, start});
     painter->restore();
+}
+
+void LinkDelegate::setEditorData(QWidget* editor, const QModelIndex& index) const {
+    QStyledItemDelegate::setEditorData(editor, index);
+    if (auto* const field = qobject_cast<QLineEdit*>(editor)) {
+        // The view selects all once it has opened the editor.
+        QTimer::singleShot(0, field, [field] { selectStem(*field); });
+    }
+}
+
+void LinkDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& given,
+                                        const QModelIndex& index) const {
+    QStyleOptionViewItem option = given;
+    initStyleOption(&option, index);
+    const QStyle* const style = option.widget ? option.widget->style() : QApplication::style();
+    const QRect place = style->subElementRect(QStyle::SE_ItemViewItemText, &option, option.widget);
+    const int height = std::min(editor->sizeHint().height(), place.height());
+    editor->setGeometry(place.left(), place.top(), place.width(), height);
 }
 
 QSize LinkDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& /*index*/) const {

@@ -7,7 +7,12 @@
 #include <QIcon>
 #include <QStyledItemDelegate>
 
+class QLineEdit;
+
 namespace fluvane {
+
+/// All of a file name but its ending.
+void selectStem(QLineEdit& field);
 
 /// Draws a link in two lines: its file's name with what is special about it, and where it comes from and goes
 /// to.
@@ -16,9 +21,13 @@ class LinkDelegate : public QStyledItemDelegate {
 
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
-    void paint(QPainter* painter, const QStyleOptionViewItem& option,
-               const QModelIndex& index) const override;
+    void paint(QPainter* painter, const QStyleOptionViewItem& given, const QModelIndex& index) const override;
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+
+    /// Over the name, with all but its ending selected.
+    void setEditorData(QWidget* editor, const QModelIndex& index) const override;
+    void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& given,
+                              const QModelIndex& index) const override;
 
 protected:
     void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override;

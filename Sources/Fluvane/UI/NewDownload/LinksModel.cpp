@@ -44,6 +44,7 @@ QVariant LinksModel::data(const QModelIndex& index, int role) const {
     const auto row = static_cast<std::size_t>(index.row());
     switch (role) {
     case Qt::DisplayRole:
+    case Qt::EditRole:
         return shown(draft_.rows()[row].name);
     case Qt::CheckStateRole:
         return draft_.isWanted(row) ? Qt::Checked : Qt::Unchecked;
@@ -63,15 +64,20 @@ QVariant LinksModel::data(const QModelIndex& index, int role) const {
 }
 
 bool LinksModel::setData(const QModelIndex& index, const QVariant& value, int role) {
-    if (!index.isValid() || role != Qt::CheckStateRole) {
+    if (!index.isValid() || (role != Qt::CheckStateRole && role != Qt::EditRole)) {
         return false;
+    }
+    if (role == Qt::EditRole) {
+        draft_.setName(static_cast<std::size_t>(index.row()), value.toString().toStdString());
+        return true;
     }
     draft_.setWanted(static_cast<std::size_t>(index.row()), value.value<Qt::CheckState>() == Qt::Checked);
     return true;
 }
 
 Qt::ItemFlags LinksModel::flags(const QModelIndex& index) const {
-    return QAbstractListModel::flags(index) | Qt::ItemIsUserCheckable | Qt::ItemNeverHasChildren;
+    return QAbstractListModel::flags(index) | Qt::ItemIsUserCheckable | Qt::ItemIsEditable |
+           Qt::ItemNeverHasChildren;
 }
 
 QString LinksModel::detail(std::size_t row) const {
@@ -92,7 +98,7 @@ QString LinksModel::toolTip(std::size_t row) const {
     if (const auto referrer = draft_.referrer(row)) {
         text += "<br>Referrer: " + shown(referrer->absoluteString()).toHtmlEscaped();
     }
-    return "<div>" + text + "</div>";
+    return "<div>" + text + "<br>F2 or a double-click changes the name.</div>";
 }
 
 } // namespace fluvane

@@ -6,8 +6,10 @@
 #include "Fluvane/UI/Models/DroppedData.h"
 #include "Fluvane/UI/NewDownload/ClipboardOffer.h"
 #include "Fluvane/UI/NewDownload/FolderChoice.h"
+#include "Fluvane/UI/NewDownload/LinkDelegate.h"
 #include "Fluvane/UI/NewDownload/LinksEdit.h"
 #include "Fluvane/UI/NewDownload/LinksModel.h"
+#include "FluvaneCore/Words.h"
 
 #include <QCheckBox>
 #include <QClipboard>
@@ -15,6 +17,7 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QMimeData>
 #include <QPushButton>
 #include <QToolButton>
@@ -90,6 +93,9 @@ void NewDownloadWindow::connectWidgets() {
     connect(folder_, &FolderChoice::folderChosen, this, [this] { draft_.setFolder(folder_->folder()); });
     connect(folder_, &FolderChoice::browseWanted, this, &NewDownloadWindow::chooseFolder);
     connect(more_, &QToolButton::clicked, this, [this] { showOptions(!checksum_->isVisible()); });
+    connect(name_, &QLineEdit::textEdited, this, &NewDownloadWindow::nameTyped);
+    connect(name_, &QLineEdit::editingFinished, this, &NewDownloadWindow::showName);
+    connect(name_, &QLineEdit::returnPressed, this, &NewDownloadWindow::download);
     connect(checksum_, &QLineEdit::textChanged, this,
             [this](const QString& text) { draft_.setChecksum(text.toStdString()); });
     connect(referrer_, &QLineEdit::textChanged, this,
@@ -162,6 +168,7 @@ void NewDownloadWindow::dropUntouched() {
 void NewDownloadWindow::showEvent(QShowEvent* event) {
     showRecentFolders();
     draft_.read(); // rules, settings and the list may be others by now
+    draft_.setWatched(true);
     text_->setFocus();
     QWidget::showEvent(event);
 }
@@ -169,6 +176,7 @@ void NewDownloadWindow::showEvent(QShowEvent* event) {
 void NewDownloadWindow::hideEvent(QHideEvent* event) {
     if (!event->spontaneous()) {
         downloadWhenRead_ = false;
+        draft_.setWatched(false);
         dropUntouched();
     }
     QWidget::hideEvent(event);
@@ -207,12 +215,55 @@ void NewDownloadWindow::showSentences() {
     destination_->setVisible(!draft_.destination().empty());
     algorithm_->setText(QString::fromStdString(draft_.algorithm()));
     algorithm_->setVisible(checksum_->isVisible() && !algorithm_->text().isEmpty());
+    showName();
     const QString objection = QString::fromStdString(draft_.objection());
     warning_->setVisible(!objection.isEmpty());
     objection_->setText(objection);
     showButtons();
     if (downloadWhenRead_ && !draft_.isReading()) {
         download();
+    }
+}
+
+/// What is typed stays as it is while it is typed; how it will be saved is said beside it.
+void NewDownloadWindow::showName() {
+    const auto row = draft_.single();
+    for (QWidget* const part : nameParts_) {
+        part->setVisible(row.has_value());
+    }
+    if (!row) {
+        return;
+    }
+    const QString name = QString::fromStdString(words::oneLine(draft_.rows()[*row].name));
+    const bool isTyping = name_->hasFocus() && name_->isModified();
+    if (!isTyping && name_->text() != name) {
+        name_->setText(name);
+        name_->setCursorPosition(0);
+    }
+    QStringList about = {QString::fromStdString(draft_.about())};
+    if (isTyping && name_->text() != name) {
+        about.prepend(QString("Saved as “%1”.").arg(name));
+    }
+    about.removeAll(QString());
+    about_->setText(about.join(' '));
+    about_->setToolTip(about_->text().toHtmlEscaped());
+}
+
+void NewDownloadWindow::nameTyped(const QString& typed) {
+    if (const auto row = draft_.single()) {
+        draft_.setName(*row, typed.toStdString());
+    }
+}
+
+void NewDownloadWindow::rename() {
+    if (draft_.single()) {
+        name_->setFocus();
+        selectStem(*name_);
+    } else if (!draft_.rows().empty()) {
+        const auto current = list_->currentIndex();
+        list_->setFocus();
+        list_->setCurrentIndex(current.isValid() ? current : model_->index(0));
+        list_->edit(list_->currentIndex());
     }
 }
 

@@ -70,6 +70,9 @@ private:
     void showCount();
     void showSentences();
     void showButtons();
+    void showName();
+    void nameTyped(const QString& typed);
+    void rename();
     void showOptions(bool shown);
     void showRecentFolders();
     void toggleAll();
@@ -88,6 +91,9 @@ private:
     QWidget* links_ = nullptr; ///< The list and what is above it.
     QCheckBox* all_ = nullptr;
     QListView* list_ = nullptr;
+    QLineEdit* name_ = nullptr; ///< Of the only link that is wanted.
+    QLabel* about_ = nullptr;
+    std::vector<QWidget*> nameParts_;
     FolderChoice* folder_ = nullptr;
     QLabel* destination_ = nullptr;
     QToolButton* more_ = nullptr;

@@ -1,0 +1,85 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "Fluvane/UI/Models/LinkPreview.h"
+
+#include "FluvaneCore/Words.h"
+
+#include <QMimeDatabase>
+
+#include <utility>
+
+namespace fluvane {
+
+namespace {
+
+/// By the name, as the server's word is often nothing but "bytes"; empty for what nobody knows.
+std::string kind(const LinkFacts& facts) {
+    const QMimeDatabase types;
+    const auto byName = types.mimeTypesForFileName(QString::fromStdString(facts.name));
+    const QString sent = QString::fromStdString(facts.type.value_or("")).section(';', 0, 0).trimmed();
+    const QMimeType type = byName.isEmpty() ? types.mimeTypeForName(sent.toLower()) : byName.first();
+    return type.isValid() && !type.isDefault() ? type.comment().toStdString() : std::string();
+}
+
+std::string sentenceOn(const LinkFacts& facts) {
+    if (facts.isPage) {
+        return "This link opens a web page, not a file.";
+    }
+    const std::string known = kind(facts);
+    const std::string size =
+        facts.size ? words::bytes(*facts.size) : "The server doesn't say how large it is";
+    return words::oneLine(known.empty() ? size : size + ", " + known);
+}
+
+} // namespace
+
+LinkPreview::LinkPreview(DownloadManager& manager) : manager_(manager) {
+    pause_.setSingleShot(true);
+    pause_.setInterval(pause);
+    connect(&pause_, &QTimer::timeout, this, &LinkPreview::ask);
+}
+
+LinkPreview::~LinkPreview() = default;
+
+void LinkPreview::follow(const std::optional<URL>& link, const std::optional<URL>& referrer) {
+    if (link == link_ && referrer == referrer_) {
+        if (link_ && !inquiry_ && !outcome_ && !pause_.isActive()) {
+            pause_.start();
+        }
+        return;
+    }
+    link_ = link;
+    referrer_ = referrer;
+    inquiry_.reset();
+    outcome_.reset();
+    link_ ? pause_.start() : pause_.stop();
+    Q_EMIT changed();
+}
+
+const LinkFacts* LinkPreview::facts(const URL& link) const {
+    const bool isKnown = link == link_ && outcome_ && outcome_->ok() && !outcome_->value().isPage;
+    return isKnown ? &outcome_->value() : nullptr;
+}
+
+std::string LinkPreview::sentence() const {
+    if (outcome_) {
+        return outcome_->ok() ? sentenceOn(outcome_->value()) : words::oneLine(outcome_->error());
+    }
+    return inquiry_ ? "Asking " + words::oneLine(link_->host().value_or("the server")) + "…" : std::string();
+}
+
+void LinkPreview::ask() {
+    inquiry_ = manager_.inquire(*link_, referrer_, [this](const auto& outcome) { take(outcome); });
+    if (inquiry_) {
+        Q_EMIT changed();
+    }
+}
+
+void LinkPreview::take(const Outcome<LinkFacts>& outcome) {
+    inquiry_.reset();
+    outcome_ = outcome;
+    Q_EMIT changed();
+}
+
+} // namespace fluvane
