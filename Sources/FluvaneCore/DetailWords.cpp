@@ -4,6 +4,8 @@
 #include "FluvaneCore/DetailWords.h"
 
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/Language.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <utility>
@@ -11,6 +13,9 @@
 namespace fluvane::words {
 
 using State = DownloadState;
+using tessivar::marked;
+using tessivar::phrase;
+using tessivar::phrases;
 
 namespace {
 
@@ -18,35 +23,53 @@ bool isEnding(const State& state) {
     return state.is<State::Verifying>() || state.is<State::Finishing>() || state.is<State::Finished>();
 }
 
-/// What a person can do about a failure before trying again, told by a part of its sentence; empty for most,
-/// where trying again or a fresh link is all that there is.
-std::string_view remedy(std::string_view failure) {
+/// What a person can do about a failure before trying again, told by a part of its sentence as it is kept;
+/// empty for most, where trying again or a fresh link is all that there is.
+std::string remedy(std::string_view failure) {
     static constexpr std::pair<std::string_view, std::string_view> remedies[] = {
-        {"Not enough space", "Free some space on that disk first."},
-        {"No space left", "Free some space on that disk first."},
-        {"quota exceeded", "You have used up what you may store there: delete something first."},
-        {"may be on a drive that isn't connected", "Connect the drive, or bring the file back, first."},
-        {"Permission denied", "You may not write to the folder: change what it allows first."},
-        {"Read-only file system", "The disk can't be written to: put that right first."},
-        {"File too large", "The disk can't hold so large a file: download it to another folder."},
-        {"Too many open files", "Too much is open at once: let some downloads end first."},
-        {"certificate isn't valid yet", "Your computer's clock may be wrong: look at the date first."},
+        {"Not enough space", marked("Free some space on that disk first.")},
+        {"No space left", marked("Free some space on that disk first.")},
+        {"quota exceeded", marked("You have used up what you may store there: delete something first.")},
+        {"may be on a drive that isn't connected",
+         marked("Connect the drive, or bring the file back, first.")},
+        {"Permission denied", marked("You may not write to the folder: change what it allows first.")},
+        {"Read-only file system", marked("The disk can't be written to: put that right first.")},
+        {"File too large", marked("The disk can't hold so large a file: download it to another folder.")},
+        {"Too many open files", marked("Too much is open at once: let some downloads end first.")},
+        {"certificate isn't valid yet",
+         marked("Your computer's clock may be wrong: look at the date first.")},
         {"certificate",
-         "Nothing is taken from a server that can't prove who it is. Ask whoever runs it, or use a "
-         "network that you trust."},
-        {"You may have to sign in", "Open any page in your browser to sign in first."},
+         marked("Nothing is taken from a server that can't prove who it is. Ask whoever runs it, or "
+                "use a network that you trust.")},
+        {"You may have to sign in", marked("Open any page in your browser to sign in first.")},
         {"file isn't there (",
-         "The file may have moved: look for it on the page that led to it, and use Change "
-         "Link…"},
+         marked("The file may have moved: look for it on the page that led to it, and use "
+                "Change Link…")},
         {"refused to send the file",
-         "It may want you to sign in: copy a fresh link in your browser, and use Change "
-         "Link…"},
+         marked("It may want you to sign in: copy a fresh link in your browser, and use "
+                "Change Link…")},
     };
     const auto isOf = [failure](const auto& row) {
         return failure.find(row.first) != std::string_view::npos;
     };
     const auto* const found = std::ranges::find_if(remedies, isOf);
-    return found == std::end(remedies) ? std::string_view() : found->second;
+    return found == std::end(remedies) ? std::string() : phrase(found->second);
+}
+
+/// Alone, and with a remedy before it, which ends in a stop or an ellipsis.
+std::string tryAgain(const DownloadRecord& record, const std::string& remedy) {
+    if (record.resumable && record.doneBytes() > 0) {
+        const std::string kept = bytes(record.doneBytes());
+        return remedy.empty()
+                   ? phrase("Try Again carries on after the %1 that are kept; if the link no longer works, "
+                            "paste a fresh one with Change Link…",
+                            kept)
+                   : remedy + " " + phrase("Try Again carries on after the %1 that are kept.", kept);
+    }
+    return remedy.empty()
+               ? phrase("Try Again downloads it from the start; if the link no longer works, paste a fresh "
+                        "one with Change Link…")
+               : remedy + " " + phrase("Try Again downloads it from the start.");
 }
 
 } // namespace
@@ -56,17 +79,11 @@ std::string advice(const DownloadRecord& record) {
         return {};
     }
     if (record.opensWebPage.value_or(false)) {
-        return "Start the download on that page in your browser, copy the file's own link there, and paste "
-               "it "
-               "with Change Link…";
+        return phrase(
+            "Start the download on that page in your browser, copy the file's own link there, and paste it "
+            "with Change Link…");
     }
-    const bool keeps = record.resumable && record.doneBytes() > 0;
-    const std::string again =
-        keeps ? "Try Again carries on after the " + words::bytes(record.doneBytes()) + " that are kept"
-              : "Try Again downloads it from the start";
-    const auto first = remedy(*record.state.failure());
-    return first.empty() ? again + "; if the link no longer works, paste a fresh one with Change Link…"
-                         : std::string(first) + " " + again + ".";
+    return tryAgain(record, remedy(*record.state.failure()));
 }
 
 std::string resumability(const DownloadRecord& record) {
@@ -74,10 +91,10 @@ std::string resumability(const DownloadRecord& record) {
         return {};
     }
     if (record.pieces.empty()) {
-        return "Known once it starts";
+        return phrase("Known once it starts");
     }
-    return record.resumable ? "Yes, a pause keeps what's downloaded"
-                            : "No, after a pause it starts over: the server sends it only as a whole";
+    return record.resumable ? phrase("Yes, a pause keeps what's downloaded")
+                            : phrase("No, after a pause it starts over: the server sends it only as a whole");
 }
 
 std::string checksumStanding(const DownloadRecord& record) {
@@ -85,61 +102,68 @@ std::string checksumStanding(const DownloadRecord& record) {
         return {};
     }
     if (record.checksumResult) {
-        return record.checksumResult->matches() ? "Matches" : "Doesn't match";
+        return record.checksumResult->matches() ? phrase("Matches") : phrase("Doesn't match");
     }
     if (record.state.is<State::Finished>()) {
-        return "Checking the finished file";
+        return phrase("Checking the finished file");
     }
-    return record.state.is<State::Verifying>() ? "Being checked" : "Checked once every byte is in";
+    return record.state.is<State::Verifying>() ? phrase("Being checked")
+                                               : phrase("Checked once every byte is in");
 }
 
 std::string exactBytes(std::int64_t count) {
     std::string digits = std::to_string(std::max<std::int64_t>(count, 0));
     for (std::size_t from = digits.size(); from > 3; from -= 3) {
-        digits.insert(from - 3, ",");
+        digits.insert(from - 3, tessivar::digitGroupMark());
     }
-    return digits + (count == 1 ? " byte" : " bytes");
+    // Translators: %2 is the number with marks between its digits, "1,234,567".
+    return phrases("%2 byte", "%2 bytes", count, tessivar::Figure{digits});
 }
 
 std::string piece(const PieceProgress& progress) {
-    const std::string name = "Piece " + std::to_string(progress.number) + ": ";
+    const auto number = progress.number;
     if (progress.length && progress.done >= *progress.length) {
-        return name + bytes(*progress.length) + ", done";
+        return phrase("Piece %1: %2, done", number, bytes(*progress.length));
     }
-    std::string text =
-        name + bytes(progress.done) + (progress.length ? " of " + bytes(*progress.length) : "");
+    const auto amount = progress.length ? phrase("%1 of %2", bytes(progress.done), bytes(*progress.length))
+                                        : bytes(progress.done);
     if (!progress.connection) {
-        return text + ", waiting for a connection";
+        return phrase("Piece %1: %2, waiting for a connection", number, amount);
     }
-    return text + ", connection " + std::to_string(*progress.connection) + ", " +
-           speed(progress.bytesPerSecond);
+    return phrase("Piece %1: %2, connection %3, %4", number, amount, *progress.connection,
+                  speed(progress.bytesPerSecond));
 }
 
 std::string pieces(std::size_t count, std::size_t done) {
     if (count == 1) {
-        return done == 1 ? "1 piece, done" : "1 piece";
+        return done == 1 ? phrase("1 piece, done") : phrase("1 piece");
     }
-    const std::string all = std::to_string(count) + " pieces";
-    return done == 0       ? all
-           : done == count ? all + ", all done"
-                           : all + ", " + std::to_string(done) + " of them done";
+    if (done == 0) {
+        return phrases("%1 piece", "%1 pieces", count);
+    }
+    return done == count ? phrases("%1 piece, all done", "%1 pieces, all done", count)
+                         : phrases("%1 piece, %2 of them done", "%1 pieces, %2 of them done", count, done);
 }
 
 std::string span(std::int64_t start, std::optional<std::int64_t> end) {
-    return end ? bytes(start) + " to " + bytes(*end) : "from " + bytes(start) + " on";
+    // Translators: a stretch of a file, "50 MB to 100 MB".
+    return end ? phrase("%1 to %2", bytes(start), bytes(*end)) : phrase("from %1 on", bytes(start));
 }
 
 std::string speeds(std::optional<double> now, double most) {
-    const std::string atMost = "t most " + speed(most) + " in the last 5 minutes";
-    return now ? "Now " + speed(*now) + ", a" + atMost : "A" + atMost;
+    return now ? phrase("Now %1, at most %2 in the last 5 minutes", speed(*now), speed(most))
+               : phrase("At most %1 in the last 5 minutes", speed(most));
 }
 
 std::string together(const Sizes& sizes) {
     if (sizes.unknownSizes == 0) {
-        return bytes(sizes.done) + " of " + bytes(sizes.size);
+        return phrase("%1 of %2", bytes(sizes.done), bytes(sizes.size));
     }
-    const std::string unknown = std::to_string(sizes.unknownSizes) + " whose size isn't known yet";
-    return sizes.size == 0 ? unknown : bytes(sizes.done) + " of " + bytes(sizes.size) + ", and " + unknown;
+    return sizes.size == 0
+               ? phrases("%1 whose size isn't known yet", "%1 whose size isn't known yet", sizes.unknownSizes)
+               : phrases("%2 of %3, and %1 whose size isn't known yet",
+                         "%2 of %3, and %1 whose size isn't known yet", sizes.unknownSizes, bytes(sizes.done),
+                         bytes(sizes.size));
 }
 
 } // namespace fluvane::words

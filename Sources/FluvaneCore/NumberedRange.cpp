@@ -5,12 +5,16 @@
 
 #include "FluvaneCore/Text.h"
 #include "TessivarBase/ASCII.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <optional>
 
 namespace fluvane::numberedRange {
+
+using tessivar::phrase;
+using tessivar::phrases;
 
 namespace {
 
@@ -181,14 +185,15 @@ std::string note(std::string_view text, std::size_t links) {
         }
     });
     if (words == 0) {
-        return "For files in a series, put the numbers in brackets: part[01-20].zip is part01.zip to "
-               "part20.zip.";
+        return phrase("For files in a series, put the numbers in brackets: %1 is %2 to %3.",
+                      "part[01-20].zip", "part01.zip", "part20.zip");
     }
     if (words == 1) {
-        return "That range makes " + std::to_string(count) + " links" +
-               (count == limit ? ", the most at once" : "") + ".";
+        return count == limit ? phrases("That range makes %1 link, the most at once.",
+                                        "That range makes %1 links, the most at once.", count)
+                              : phrases("That range makes %1 link.", "That range makes %1 links.", count);
     }
-    return "Those ranges make " + std::to_string(links) + " links in all.";
+    return phrases("Those ranges make %1 link in all.", "Those ranges make %1 links in all.", links);
 }
 
 } // namespace fluvane::numberedRange

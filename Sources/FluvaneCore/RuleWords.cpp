@@ -3,32 +3,37 @@
 
 #include "FluvaneCore/RuleWords.h"
 
+#include "TessivarPhrases/Phrases.h"
+
 namespace fluvane::words {
+
+using tessivar::phrase;
+using tessivar::phraseIn;
 
 namespace {
 
 /// ".zip, .rar or .7z"
 std::string endings(const std::vector<std::string>& extensions) {
-    std::string list;
-    for (std::size_t i = 0; i < extensions.size(); ++i) {
-        const bool last = i + 1 == extensions.size();
-        list += i == 0 ? "." : last ? " or ." : ", .";
-        list += extensions[i];
+    std::string list = "." + extensions.front();
+    for (std::size_t i = 1; i + 1 < extensions.size(); ++i) {
+        // Translators: a list of endings of file names, ".zip, .rar or .7z".
+        list = phraseIn("endings", "%1, %2", list, "." + extensions[i]);
     }
-    return list;
+    return extensions.size() > 1 ? phraseIn("endings", "%1 or %2", list, "." + extensions.back()) : list;
 }
 
 std::string files(const Rule::Kind& match) {
-    return std::string(fileKind::name(match.kind));
+    return phrase(fileKind::name(match.kind));
 }
 
 std::string files(const Rule::Extensions& match) {
-    return match.extensions.empty() ? "No files: it names no endings"
-                                    : "Files ending in " + endings(match.extensions);
+    return match.extensions.empty() ? phrase("No files: it names no endings")
+                                    : phrase("Files ending in %1", endings(match.extensions));
 }
 
 std::string files(const Rule::Site& match) {
-    return match.site.empty() ? "No files: it names no site" : "Everything from " + match.site;
+    return match.site.empty() ? phrase("No files: it names no site")
+                              : phrase("Everything from %1", match.site);
 }
 
 } // namespace

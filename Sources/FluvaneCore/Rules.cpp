@@ -5,6 +5,7 @@
 
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/URL.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 
@@ -20,14 +21,18 @@ struct KindEntry {
 };
 
 constexpr std::array kinds = {
-    KindEntry{FileKind::diskImages, "diskImages", "Disk images and installers",
+    KindEntry{FileKind::diskImages, "diskImages", tessivar::marked("Disk images and installers"),
               "iso img deb rpm appimage flatpak flatpakref run snap dmg pkg mpkg xip sparseimage"},
-    KindEntry{FileKind::archives, "archives", "Archives", "zip tar gz tgz bz2 tbz xz txz zst 7z rar lz lzma"},
-    KindEntry{FileKind::video, "video", "Video", "mp4 m4v mov mkv avi webm wmv flv mpg mpeg"},
-    KindEntry{FileKind::audio, "audio", "Audio", "mp3 m4a aac flac wav aiff aif ogg opus alac"},
-    KindEntry{FileKind::documents, "documents", "Documents",
+    KindEntry{FileKind::archives, "archives", tessivar::marked("Archives"),
+              "zip tar gz tgz bz2 tbz xz txz zst 7z rar lz lzma"},
+    KindEntry{FileKind::video, "video", tessivar::marked("Video"),
+              "mp4 m4v mov mkv avi webm wmv flv mpg mpeg"},
+    KindEntry{FileKind::audio, "audio", tessivar::marked("Audio"),
+              "mp3 m4a aac flac wav aiff aif ogg opus alac"},
+    KindEntry{FileKind::documents, "documents", tessivar::marked("Documents"),
               "pdf doc docx xls xlsx ppt pptx pages numbers key txt rtf md csv epub odt ods"},
-    KindEntry{FileKind::images, "images", "Images", "jpg jpeg png gif heic heif webp tif tiff svg bmp raw"},
+    KindEntry{FileKind::images, "images", tessivar::marked("Images"),
+              "jpg jpeg png gif heic heif webp tif tiff svg bmp raw"},
 };
 
 const KindEntry& find(FileKind kind) {

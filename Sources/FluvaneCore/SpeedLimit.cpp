@@ -4,6 +4,7 @@
 #include "FluvaneCore/SpeedLimit.h"
 
 #include "FluvaneCore/Text.h"
+#include "TessivarPhrases/Language.h"
 
 #include <algorithm>
 #include <limits>
@@ -39,7 +40,9 @@ std::string typed(std::int64_t bytesPerSecond) {
         shortest.pop_back();
     }
     // A binary fraction may fall short of the decimal one, and is cut to the byte below: half a byte helps.
-    return parsed(shortest) == bytesPerSecond ? shortest : exact + "5";
+    std::string text = parsed(shortest) == bytesPerSecond ? shortest : exact + "5";
+    std::ranges::replace(text, '.', tessivar::decimalMark() == "," ? ',' : '.');
+    return text;
 }
 
 } // namespace fluvane::speedLimit

@@ -3,14 +3,25 @@
 
 #include "FluvaneCore/Words.h"
 
+#include "TessivarPhrases/Language.h"
+#include "TessivarPhrases/Phrases.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <ctime>
 #include <limits>
+#include <utility>
 
 // The command line's client links this file: it stays free of links, transfers and formatting libraries.
 namespace fluvane::words {
+
+using tessivar::marked;
+using tessivar::markedIn;
+using tessivar::phrase;
+using tessivar::phraseIn;
+using tessivar::phrases;
 
 namespace {
 
@@ -19,42 +30,57 @@ constexpr double hour = 60 * minute;
 constexpr double day = 24 * hour;
 constexpr double year = 365 * day;
 
-std::string counted(std::int64_t count, std::string_view unit) {
-    return std::to_string(count) + " " + std::string(unit) + (count == 1 ? "" : "s");
-}
-
 /// A count of tenths, with a decimal only where there is one.
 std::string tenthsText(std::uint64_t tenths) {
     const std::string whole = std::to_string(tenths / 10);
-    return tenths % 10 == 0 ? whole : whole + "." + std::to_string(tenths % 10);
+    return tenths % 10 == 0 ? whole : whole + tessivar::decimalMark() + std::to_string(tenths % 10);
 }
 
 std::uint64_t roundedTenths(std::uint64_t count, std::uint64_t unit) {
     return count / unit * 10 + (count % unit * 10 + unit / 2) / unit;
 }
 
-std::string about(double amount, std::string_view single, std::string_view unit) {
-    const auto count = static_cast<std::int64_t>(std::lround(amount));
-    return "about " + (count <= 1 ? std::string(single) : counted(count, unit));
-}
+enum class Unit { moment, seconds, minutes, hours, days, years };
+struct Span {
+    Unit unit;
+    std::int64_t count = 1;
+};
 
-std::string span(double seconds) {
+Span span(double seconds) {
+    const auto of = [](Unit unit, double count) {
+        return Span{unit, std::max<std::int64_t>(std::lround(count), 1)};
+    };
     if (!(seconds < year)) { // an endless or undefined time too
-        return "more than a year";
+        return {Unit::years};
     }
     if (seconds < 10) {
-        return "a few seconds";
+        return {Unit::moment};
     }
     if (seconds < 55) {
-        return about(std::round(seconds / 10) * 10, "", "second");
+        return of(Unit::seconds, std::round(seconds / 10) * 10);
     }
     if (seconds < 59.5 * minute) {
-        return about(seconds / minute, "a minute", "minute");
+        return of(Unit::minutes, seconds / minute);
     }
-    if (seconds < 23.5 * hour) {
-        return about(seconds / hour, "an hour", "hour");
+    return seconds < 23.5 * hour ? of(Unit::hours, seconds / hour) : of(Unit::days, seconds / day);
+}
+
+/// "12.3 MB" of a text that was kept as it is said here. Whatever else it is stays.
+std::string sizeShown(std::string_view english) {
+    const auto blank = english.find(' ');
+    if (blank == std::string_view::npos || english.find_first_not_of("0123456789.") != blank) {
+        return std::string(english);
     }
-    return about(seconds / day, "a day", "day");
+    std::string number(english.substr(0, blank));
+    if (const auto point = number.find('.'); point != std::string::npos) {
+        number.replace(point, 1, tessivar::decimalMark());
+    }
+    const auto unit = english.substr(blank + 1);
+    if (unit == "byte" || unit == "bytes") {
+        return phrases("%1 byte", "%1 bytes", std::atoll(number.c_str()));
+    }
+    const std::string size = "%1 " + std::string(unit);
+    return phrase(size, tessivar::Figure{number});
 }
 
 std::int64_t wholeBytes(double count) {
@@ -69,9 +95,11 @@ std::int64_t wholeBytes(double count) {
 } // namespace
 
 std::string bytes(std::int64_t count) {
-    static constexpr std::array<std::string_view, 6> units = {" KB", " MB", " GB", " TB", " PB", " EB"};
+    // Translators: sizes of files, in powers of 1000.
+    static constexpr std::array<std::string_view, 6> units = {
+        marked("%1 KB"), marked("%1 MB"), marked("%1 GB"), marked("%1 TB"), marked("%1 PB"), marked("%1 EB")};
     if (count < 1000) {
-        return counted(std::max<std::int64_t>(count, 0), "byte");
+        return phrases("%1 byte", "%1 bytes", std::max<std::int64_t>(count, 0));
     }
     const auto amount = static_cast<std::uint64_t>(count);
     std::uint64_t unit = 1000;
@@ -81,66 +109,106 @@ std::string bytes(std::int64_t count) {
         unit *= 1000;
         ++index;
     }
-    return tenthsText(roundedTenths(amount, unit)) + std::string(units[index]);
+    return phrase(units[index], tessivar::Figure{tenthsText(roundedTenths(amount, unit))});
 }
 
 std::string speed(double bytesPerSecond) {
-    return bytes(wholeBytes(bytesPerSecond)) + "/s";
+    // Translators: a speed, "5 MB/s"; %1 is a size.
+    return phrase("%1/s", bytes(wholeBytes(bytesPerSecond)));
 }
 
 std::string timeLeft(double seconds) {
-    return span(seconds) + " left";
+    const auto [unit, count] = span(seconds);
+    switch (unit) {
+    case Unit::moment:
+        return phrase("a few seconds left");
+    case Unit::seconds:
+        return phrases("about %1 second left", "about %1 seconds left", count);
+    case Unit::minutes:
+        return phrases("about a minute left", "about %1 minutes left", count);
+    case Unit::hours:
+        return phrases("about an hour left", "about %1 hours left", count);
+    case Unit::days:
+        return phrases("about a day left", "about %1 days left", count);
+    case Unit::years:
+        break;
+    }
+    return phrase("more than a year left");
 }
 
 std::string retry(double seconds) {
     static constexpr double moment = 2;
-    return "Trying again in " + (seconds < moment ? "a moment" : span(seconds)) + ".";
+    if (seconds < moment) {
+        return phrase("Trying again in a moment.");
+    }
+    const auto [unit, count] = span(seconds);
+    switch (unit) {
+    case Unit::moment:
+        return phrase("Trying again in a few seconds.");
+    case Unit::seconds:
+        return phrases("Trying again in about %1 second.", "Trying again in about %1 seconds.", count);
+    case Unit::minutes:
+        return phrases("Trying again in about a minute.", "Trying again in about %1 minutes.", count);
+    case Unit::hours:
+        return phrases("Trying again in about an hour.", "Trying again in about %1 hours.", count);
+    case Unit::days:
+        return phrases("Trying again in about a day.", "Trying again in about %1 days.", count);
+    case Unit::years:
+        break;
+    }
+    return phrase("Trying again in more than a year.");
 }
 
 std::string waitingForSpace(std::int64_t count, std::string_view place) {
-    return "Waiting for " + (count > 0 ? bytes(count) + " of " : std::string()) + "free space on “" +
-           std::string(place) + "”.";
+    const tessivar::InEnglish english; // it is kept with the download
+    return count > 0 ? tessivar::kept("kept", "Waiting for %1 of free space on “%2”.", bytes(count), place)
+                     : tessivar::kept("kept", "Waiting for free space on “%1”.", place);
+}
+
+std::string sentence(std::string_view english) {
+    return tessivar::keptShown("kept", english, sizeShown);
 }
 
 std::string percent(double fraction) {
     // 0.29 of 1 is a little less than 29 hundredths in binary; that isn't 28 %.
     const double hundredths = std::floor(fraction * 100 + 1e-9);
     const int shown = fraction >= 1 ? 100 : hundredths > 0 ? static_cast<int>(std::min(hundredths, 99.0)) : 0;
-    return std::to_string(shown) + " %";
+    return phrase("%1 %", shown);
 }
 
 std::string connections(std::int64_t count) {
-    return counted(count, "connection");
+    return phrases("%1 connection", "%1 connections", count);
 }
 
 std::string state(StateKind state, std::string_view reason) {
     switch (state) {
     case StateKind::queued:
-        return "Waiting its turn";
+        return phrase("Waiting its turn");
     case StateKind::starting:
-        return "Starting";
+        return phrase("Starting");
     case StateKind::downloading:
-        return "Downloading";
+        return phrase("Downloading");
     case StateKind::paused:
-        return "Paused";
+        return phrase("Paused");
     case StateKind::offline:
-        return "Paused: you're offline. It picks up when you're back.";
+        return phrase("Paused: you're offline. It picks up when you're back.");
     case StateKind::retrying:
-        return "Trying again in a moment";
+        return phrase("Trying again in a moment");
     case StateKind::linkExpired:
-        return "The link expired. Paste a fresh one to carry on; nothing downloaded is lost.";
+        return phrase("The link expired. Paste a fresh one to carry on; nothing downloaded is lost.");
     case StateKind::limitedNetwork:
-        return "Waiting for another network: this connection is metered. Resume it to download anyway.";
+        return phrase(
+            "Waiting for another network: this connection is metered. Resume it to download anyway.");
     case StateKind::space:
-        return reason.empty() ? "Waiting for free space" : std::string(reason);
+        return reason.empty() ? phrase("Waiting for free space") : sentence(reason);
     case StateKind::verifying:
-        return "Checking the file";
+        return phrase("Checking the file");
     case StateKind::finishing:
-        return "Finishing";
+        return phrase("Finishing");
     case StateKind::finished:
-        return "Finished";
+        return phrase("Finished");
     case StateKind::failed:
-        return reason.empty() ? "Failed" : std::string(reason);
+        return reason.empty() ? phrase("Failed") : sentence(reason);
     }
     return {};
 }
@@ -148,10 +216,12 @@ std::string state(StateKind state, std::string_view reason) {
 namespace {
 
 std::string joined(const std::vector<std::string>& parts) {
+    // Translators: between the facts about a download, which are no sentence.
+    const std::string separator = phraseIn("between items of a list", ", ");
     std::string result;
     for (const auto& part : parts) {
         if (!part.empty()) {
-            result += (result.empty() ? "" : ", ") + part;
+            result += (result.empty() ? std::string() : separator) + part;
         }
     }
     return result;
@@ -165,39 +235,47 @@ std::string amountIfAny(const Progress& progress) {
 std::string pausedAt(const Progress& progress) {
     const auto done = fraction(progress);
     const bool begun = done && progress.done > 0;
-    return begun ? "Paused at " + percent(*done) : std::string("Paused");
+    return begun ? phrase("Paused at %1", percent(*done)) : phrase("Paused");
 }
 
 std::string standing(const Progress& progress) {
     if (progress.state == StateKind::queued && progress.placeInLine) {
-        std::string place = placeInLine(*progress.placeInLine);
-        place[0] = 'N';
-        return place;
+        return phrase("Number %1 in line", *progress.placeInLine);
     }
     return progress.state == StateKind::paused ? pausedAt(progress) : state(progress.state);
 }
 
-std::string finishedLine(const Progress& progress) {
-    std::string end = progress.when.empty() ? std::string() : "finished " + std::string(progress.when);
-    if (!progress.folder.empty()) {
-        end += (end.empty() ? "in " : " in ") + oneLine(progress.folder);
+std::string finishedEnd(const Progress& progress) {
+    const std::string folder = oneLine(progress.folder);
+    if (progress.when.empty()) {
+        // Translators: %1 is a folder, %2 "today at 14:05" or "3 May".
+        return folder.empty() ? folder : phrase("in %1", folder);
     }
+    return folder.empty() ? phrase("finished %1", progress.when)
+                          : phrase("finished %2 in %1", folder, progress.when);
+}
+
+std::string finishedLine(const Progress& progress) {
+    const std::string end = finishedEnd(progress);
     const std::string result = checksumResult(progress);
     const bool wrong = progress.checksumMatches == false;
-    const std::string amounts = progress.done > 0 || progress.size ? amount(progress) : "Finished";
+    const std::string amounts = progress.done > 0 || progress.size ? amount(progress) : phrase("Finished");
     return wrong ? joined({result, amounts, end}) : joined({amounts, end, result});
+}
+
+std::string priority(const Progress& progress) {
+    return progress.prioritized ? phrase("prioritized") : std::string();
 }
 
 std::string runningLine(const Progress& progress) {
     std::vector<std::string> parts = flow(progress);
     parts.insert(parts.begin(), amountIfAny(progress));
-    parts.emplace_back(progress.prioritized ? "prioritized" : "");
+    parts.push_back(priority(progress));
     return joined(parts);
 }
 
 std::string standingLine(const Progress& progress) {
-    return joined(
-        {standing(progress), amountIfAny(progress), progress.prioritized ? "prioritized" : std::string()});
+    return joined({standing(progress), amountIfAny(progress), priority(progress)});
 }
 
 } // namespace
@@ -220,7 +298,9 @@ std::string amount(const Progress& progress) {
     if (!progress.size) {
         return bytes(progress.done);
     }
-    return progress.done > 0 ? bytes(progress.done) + " of " + bytes(*progress.size) : bytes(*progress.size);
+    // Translators: sizes, "1.2 GB of 3 GB".
+    return progress.done > 0 ? phrase("%1 of %2", bytes(progress.done), bytes(*progress.size))
+                             : bytes(*progress.size);
 }
 
 std::vector<std::string> flow(const Progress& progress) {
@@ -236,15 +316,16 @@ std::string checksumResult(const Progress& progress) {
     if (progress.checksumName.empty()) {
         return {};
     }
-    const std::string name(progress.checksumName);
     if (!progress.checksumMatches) {
-        return "its " + name + " is being checked";
+        // Translators: %1 is a kind of checksum, "SHA-256".
+        return phrase("its %1 is being checked", progress.checksumName);
     }
-    return name + (*progress.checksumMatches ? " matches" : " doesn't match");
+    return *progress.checksumMatches ? phrase("%1 matches", progress.checksumName)
+                                     : phrase("%1 doesn't match", progress.checksumName);
 }
 
 std::string placeInLine(std::int64_t place) {
-    return "number " + std::to_string(place) + " in line";
+    return phrase("number %1 in line", place);
 }
 
 std::string line(const Progress& progress) {
@@ -255,14 +336,14 @@ std::string line(const Progress& progress) {
         return runningLine(progress);
     case StateKind::retrying:
         return !progress.reason.empty() && progress.retryIn
-                   ? oneLine(progress.reason) + " " + retry(*progress.retryIn)
+                   ? sentence(oneLine(progress.reason)) + " " + retry(*progress.retryIn)
                    : standingLine(progress);
     case StateKind::offline:
     case StateKind::linkExpired:
     case StateKind::limitedNetwork:
     case StateKind::space:
     case StateKind::failed: // whole sentences, which nothing is added to
-        return oneLine(state(progress.state, progress.reason));
+        return state(progress.state, oneLine(progress.reason));
     case StateKind::queued:
     case StateKind::starting:
     case StateKind::paused:
@@ -274,19 +355,39 @@ std::string line(const Progress& progress) {
 }
 
 std::string totals(const Totals& totals) {
-    const std::string running =
-        totals.running > 0 ? std::to_string(totals.running) + " running" : "Nothing running";
-    return joined({running, totals.running > 0 ? speed(totals.bytesPerSecond) : std::string(),
-                   totals.waiting > 0 ? std::to_string(totals.waiting) + " waiting" : std::string(),
-                   totals.attention > 0 ? std::to_string(totals.attention) +
-                                              (totals.attention == 1 ? " needs attention" : " need attention")
-                                        : std::string()});
+    std::vector<std::string> parts;
+    if (totals.running > 0) {
+        parts.push_back(phrases("%1 running", "%1 running", totals.running));
+        parts.push_back(speed(totals.bytesPerSecond));
+    } else {
+        parts.push_back(phrase("Nothing running"));
+    }
+    if (totals.waiting > 0) {
+        parts.push_back(phrases("%1 waiting", "%1 waiting", totals.waiting));
+    }
+    if (totals.attention > 0) {
+        parts.push_back(phrases("%1 needs attention", "%1 need attention", totals.attention));
+    }
+    return joined(parts);
 }
 
+namespace {
+
+std::string monthName(int month) {
+    static constexpr std::string_view inDates = "month in a date";
+    static constexpr std::array months = {
+        markedIn("month in a date", "January"),   markedIn("month in a date", "February"),
+        markedIn("month in a date", "March"),     markedIn("month in a date", "April"),
+        markedIn("month in a date", "May"),       markedIn("month in a date", "June"),
+        markedIn("month in a date", "July"),      markedIn("month in a date", "August"),
+        markedIn("month in a date", "September"), markedIn("month in a date", "October"),
+        markedIn("month in a date", "November"),  markedIn("month in a date", "December")};
+    return phraseIn(inDates, months.at(static_cast<std::size_t>(month)));
+}
+
+} // namespace
+
 std::string when(Date date, AsOf asOf) {
-    static constexpr std::array months = {"January",   "February", "March",    "April",
-                                          "May",       "June",     "July",     "August",
-                                          "September", "October",  "November", "December"};
     const auto local = [](Date moment) {
         const std::time_t seconds = std::chrono::system_clock::to_time_t(moment);
         std::tm parts{};
@@ -304,19 +405,25 @@ std::string when(Date date, AsOf asOf) {
     before.tm_isdst = -1;
     std::mktime(&before);
     if (sameDay(then, today) || sameDay(then, before)) {
-        const std::string minutes = std::to_string(then.tm_min);
-        return (sameDay(then, today) ? "today at " : "yesterday at ") + std::to_string(then.tm_hour) +
-               (minutes.size() < 2 ? ":0" : ":") + minutes;
+        const std::string minutes = (then.tm_min < 10 ? "0" : "") + std::to_string(then.tm_min);
+        // Translators: a time of day, hours and minutes.
+        const std::string time = phraseIn("time of day", "%1:%2", then.tm_hour, tessivar::Figure{minutes});
+        return sameDay(then, today) ? phrase("today at %1", tessivar::Figure{time})
+                                    : phrase("yesterday at %1", tessivar::Figure{time});
     }
-    const std::string text =
-        std::to_string(then.tm_mday) + " " + months[static_cast<std::size_t>(then.tm_mon)];
-    return then.tm_year == today.tm_year ? text : text + " " + std::to_string(then.tm_year + 1900);
+    const std::string month = monthName(then.tm_mon);
+    // Translators: a date, day, month and year.
+    return then.tm_year == today.tm_year
+               ? phraseIn("date", "%1 %2", then.tm_mday, month)
+               : phraseIn("date", "%1 %2 %3", then.tm_mday, month, then.tm_year + 1900);
 }
 
 std::string checksumMismatch(std::string_view algorithmName, std::string_view folder) {
-    return "Its " + std::string(algorithmName) +
-           " doesn't match the one given, so it may not be the file you meant to get. It's in " +
-           std::string(folder) + "; don't open it unless you know why.";
+    // Translators: %1 is a kind of checksum, %2 a folder.
+    return phrase(
+        "Its %1 doesn't match the one given, so it may not be the file you meant to get. It's in %2; "
+        "don't open it unless you know why.",
+        algorithmName, folder);
 }
 
 } // namespace fluvane::words

@@ -17,8 +17,12 @@ namespace fluvane::words {
 
 /// Decimal units with at most one decimal: "0 bytes", "1 byte", "16 KB", "1.2 GB".
 [[nodiscard]] std::string bytes(std::int64_t count);
-/// Why a download waits: so many bytes aren't free there; 0 when it isn't known how many.
+/// Why a download waits: so many bytes aren't free there; 0 when it isn't known how many. In English, as
+/// `sentence` takes it.
 [[nodiscard]] std::string waitingForSpace(std::int64_t count, std::string_view place);
+/// A sentence that is kept with a download, which the engine made in English, in the user's language. What
+/// isn't known stays as it is.
+[[nodiscard]] std::string sentence(std::string_view english);
 /// "5 MB/s"
 [[nodiscard]] std::string speed(double bytesPerSecond);
 /// "about 3 minutes left"; `seconds` as estimated.
@@ -30,7 +34,7 @@ namespace fluvane::words {
 /// "1 connection", "8 connections"
 [[nodiscard]] std::string connections(std::int64_t count);
 
-/// What a person reads for a state; `reason` is a failure's sentence.
+/// What a person reads for a state; `reason` is a failure's sentence as it is kept.
 [[nodiscard]] std::string state(StateKind state, std::string_view reason = {});
 /// What a person is told when the finished file isn't the one its checksum describes; `folder` as shown.
 [[nodiscard]] std::string checksumMismatch(std::string_view algorithmName, std::string_view folder);

@@ -6,10 +6,9 @@
 #include "FluvaneCore/Rules.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/WebPage.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
-
-#include <fmt/format.h>
 
 namespace fluvane::answers {
 
@@ -19,14 +18,14 @@ Refusal refuseProbe(int status) {
     switch (status) {
     case 401:
     case 403:
-        return Refused{fmt::format("The server refused to send the file ({}).", status)};
+        return Refused{tessivar::kept("kept", "The server refused to send the file (%1).", status)};
     case 404:
     case 410:
-        return Refused{fmt::format("The server says the file isn't there ({}).", status)};
+        return Refused{tessivar::kept("kept", "The server says the file isn't there (%1).", status)};
     case 416:
-        return Refused{"The server can't send this file (416)."};
+        return Refused{tessivar::kept("kept", "The server can't send this file (%1).", status)};
     default:
-        return Refused{fmt::format("The server answered {} instead of sending the file.", status)};
+        return Refused{tessivar::kept("kept", "The server answered %1 instead of sending the file.", status)};
     }
 }
 
@@ -40,7 +39,7 @@ Refusal refusePiece(int status) {
     case 416:
         return FileChanged{};
     default:
-        return Refused{fmt::format("The server answered {} instead of sending the file.", status)};
+        return Refused{tessivar::kept("kept", "The server answered %1 instead of sending the file.", status)};
     }
 }
 

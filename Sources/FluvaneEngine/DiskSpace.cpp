@@ -6,6 +6,7 @@
 #include "FluvaneCore/CheckedMath.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <map>
@@ -92,10 +93,12 @@ void DiskSpace::look(Download& download, Looked then) {
 std::optional<DiskSpace::Shortage> DiskSpace::shortage(const Download& download, const Space& space) const {
     auto needed = stillNeeded(download);
     if (needed > space.total) {
+        const tessivar::InEnglish english; // it is kept with the download
         return Shortage{.needed = needed,
                         .place = space.place,
-                        .failure = fmt::format("Not enough space: it needs {}, and there's {} free.",
-                                               words::bytes(needed), words::bytes(space.free))};
+                        .failure =
+                            tessivar::kept("kept", "Not enough space: it needs %1, and there's %2 free.",
+                                           words::bytes(needed), words::bytes(space.free))};
     }
     if (const auto promised = promisedBeside(download, space.device); promised > 0 && needed > 0) {
         const auto reserve = std::min(largestReserve, space.total / reserveShare);

@@ -4,6 +4,7 @@
 #include "FluvaneEngine/Finisher.h"
 
 #include "FluvaneEngine/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/format.h>
 
@@ -12,7 +13,7 @@ namespace fluvane {
 using State = DownloadState;
 
 namespace {
-constexpr const char* missingMessage = "The unfinished file went missing.";
+constexpr const char* missingMessage = tessivar::markedIn("kept", "The unfinished file went missing.");
 }
 
 Finisher::Finisher(DiskWork& disk, std::shared_ptr<Notifier> notifier, const Conditions& conditions,
@@ -69,7 +70,8 @@ void Finisher::verify(Download& download) {
 
 void Finisher::verified(Download& download, const Outcome<std::string>& digest) {
     if (!digest.ok()) {
-        failWith(download, fmt::format("Couldn't read the file back to check it: {}", digest.error()));
+        failWith(download,
+                 tessivar::kept("kept", "Couldn't read the file back to check it: %1", digest.error()));
         return;
     }
     storeResult(download, digest.value());
@@ -113,7 +115,7 @@ void Finisher::moveIntoPlace(Download& download) {
 
 void Finisher::moved(Download& download, const Outcome<URL>& location) {
     if (!location.ok()) {
-        failWith(download, fmt::format("Couldn't move the file into place: {}", location.error()));
+        failWith(download, tessivar::kept("kept", "Couldn't move the file into place: %1", location.error()));
         return;
     }
     auto& record = download.record;

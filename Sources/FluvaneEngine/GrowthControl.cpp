@@ -5,6 +5,7 @@
 
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <utility>
@@ -24,6 +25,7 @@ bool isDownloading(const Download& download) {
 
 void logStep(const Download& download, const Growth::Step& step) {
     log::downloads([&] {
+        const tessivar::InEnglish english;
         return fmt::format("download {}: {} connections at {}, trying {}", download.id(), step.from,
                            words::speed(step.rate), download.growth.target());
     });
@@ -31,6 +33,7 @@ void logStep(const Download& download, const Growth::Step& step) {
 
 void logBack(const Download& download, const Growth::Back& back) {
     log::downloads([&] {
+        const tessivar::InEnglish english;
         return fmt::format("download {}: {} connections {}({} against {} with {}), back to {}", download.id(),
                            back.from,
                            back.tookSpeed ? "took speed from the other downloads " : "weren't faster ",

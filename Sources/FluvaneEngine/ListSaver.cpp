@@ -4,6 +4,7 @@
 #include "FluvaneEngine/ListSaver.h"
 
 #include "FluvaneEngine/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <utility>
@@ -111,7 +112,7 @@ bool ListSaver::finish() {
                          "be fetched again");
     }
     if (!generations_.areEqual() && !error_) {
-        error_ = "The disk doesn't answer";
+        error_ = tessivar::kept("kept", "The disk doesn't answer");
     }
     const auto waiters = std::exchange(waiters_, {});
     for (const auto& waiter : waiters) {

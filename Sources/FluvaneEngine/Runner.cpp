@@ -4,6 +4,7 @@
 #include "FluvaneEngine/Runner.h"
 
 #include "FluvaneEngine/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <utility>
@@ -17,10 +18,11 @@ using State = DownloadState;
 namespace {
 
 constexpr double waitForRoom = 1; ///< Seconds between looks at a full server.
-constexpr const char* changedMessage = "The file changed on the server, so this download stopped.";
+constexpr const char* changedMessage =
+    tessivar::markedIn("kept", "The file changed on the server, so this download stopped.");
 
 constexpr const char* unsyncedMessage =
-    "Couldn't write to the file: Some of its bytes didn't reach the disk.";
+    tessivar::markedIn("kept", "Couldn't write to the file: Some of its bytes didn't reach the disk.");
 /// Bytes that show that a server serves a connection.
 constexpr std::int64_t worthReplacing = 16 * 1024;
 
@@ -184,7 +186,7 @@ void Runner::partAnswered(Download& download, Active& active, const TransferResp
     switch (answers::part(response, download.record, piece)) {
     case answers::Part::isWrong:
         parts_.connections.close(download, active.token);
-        failed(download, {.message = "The server sent the wrong part of the file."});
+        failed(download, {.message = tessivar::kept("kept", "The server sent the wrong part of the file.")});
         return;
     case answers::Part::ofAnotherFile:
         fileChanged(download);
@@ -209,7 +211,8 @@ void Runner::ended(Download& download, std::int64_t start, std::int64_t brought)
     const auto index = indexStarting(pieces, start);
     Piece* const piece = index ? &pieces[*index] : nullptr;
     if (closedEarly(piece)) {
-        brokeOff(download, {.message = "The server closed the connection early."}, start, brought);
+        brokeOff(download, {.message = tessivar::kept("kept", "The server closed the connection early.")},
+                 start, brought);
     } else if (!piece->end) {
         learnSize(download, *piece);
     }
@@ -296,7 +299,8 @@ bool Runner::refused(Download& download, Token token, const TransferResponse& re
 void Runner::busy(Download& download, const TransferResponse& response) {
     const auto value = response["retry-after"];
     const auto delay = value ? retryAfter::delay(*value, today_()).value_or(0) : 0;
-    failed(download, {.message = fmt::format("The server is busy ({}).", response.status())}, delay);
+    failed(download, {.message = tessivar::kept("kept", "The server is busy (%1).", response.status())},
+           delay);
 }
 
 void Runner::linkExpired(Download& download) {

@@ -15,6 +15,7 @@
 #include "FluvaneEngine/Retries.h"
 #include "FluvaneEngine/Starter.h"
 #include "FluvaneEngine/Turns.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <functional>
 #include <memory>
@@ -69,7 +70,8 @@ public:
 
 private:
     using Active = Download::Active;
-    static constexpr const char* stoppedSendingParts = "The server stopped sending parts of the file.";
+    static constexpr const char* stoppedSendingParts =
+        tessivar::markedIn("kept", "The server stopped sending parts of the file.");
 
     void start(Download& download);
     void startAfresh(Download& download);

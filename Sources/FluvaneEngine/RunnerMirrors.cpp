@@ -3,6 +3,7 @@
 
 #include "FluvaneEngine/Log.h"
 #include "FluvaneEngine/Runner.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/format.h>
 
@@ -59,7 +60,7 @@ void Runner::mirrorAnswered(Download& download, Active& active, const TransferRe
     }
     parts_.connections.close(download, active.token);
     if (answer == answers::Mirror::isWrong) {
-        failed(download, {.message = "The server sent the wrong part of the file."});
+        failed(download, {.message = tessivar::kept("kept", "The server sent the wrong part of the file.")});
     } else if (answer == answers::Mirror::ofAnotherFile) {
         linkExpired(download); // of the one that it led to nothing is lost
     } else if (!download.transfers.contains(Download::noPiece)) {

@@ -3,11 +3,10 @@
 
 #include "FluvaneCore/Objections.h"
 #include "FluvaneEngine/Runner.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <optional>
 #include <string>
-
-#include <fmt/format.h>
 
 namespace fluvane {
 
@@ -42,7 +41,7 @@ void Runner::startAfresh(Download& download) {
     turns_.set(download, State::Starting{});
     parts_.starter.discard(download, [this](Download& discarded, const std::optional<std::string>& error) {
         if (error) {
-            fail(discarded, fmt::format("The list of downloads can't be saved: {}", *error));
+            fail(discarded, tessivar::kept("kept", "The list of downloads can't be saved: %1", *error));
         } else {
             parts_.connections.probe(discarded);
         }

@@ -3,6 +3,7 @@
 
 #include "FluvaneEngine/Log.h"
 #include "FluvaneEngine/Runner.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 
@@ -13,8 +14,8 @@ namespace fluvane {
 using State = DownloadState;
 
 namespace {
-constexpr const char* pageMessage =
-    "A web page came instead of the file. You may have to sign in to the network that you are on.";
+constexpr const char* pageMessage = tessivar::markedIn(
+    "kept", "A web page came instead of the file. You may have to sign in to the network that you are on.");
 } // namespace
 
 // Servers that send the whole file, or promise parts

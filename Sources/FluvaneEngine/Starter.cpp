@@ -7,6 +7,7 @@
 #include "FluvaneCore/Rules.h"
 #include "FluvaneEngine/Answers.h"
 #include "FluvaneEngine/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <set>
@@ -18,10 +19,11 @@ namespace fluvane {
 
 namespace {
 
-constexpr const char* wrongPart = "The server sent a part of the file that wasn't asked for.";
-constexpr const char* webPageReason =
-    "This link opens a web page, not a file. It may need you to sign in, or to start "
-    "the download on that page, in your browser.";
+constexpr const char* wrongPart =
+    tessivar::markedIn("kept", "The server sent a part of the file that wasn't asked for.");
+constexpr const char* webPageReason = tessivar::markedIn(
+    "kept", "This link opens a web page, not a file. It may need you to sign in, or to start "
+            "the download on that page, in your browser.");
 
 constexpr int mostNamesTried = 20;
 /// No file system holds more, and the planner's products stay within 64 bits.
@@ -182,8 +184,9 @@ std::optional<std::string> Starter::take(Download& download, const TransferRespo
         return webPageReason;
     }
     chooseFolder(record, record.name.value_or(answers::suggestedName(response, environment_.types)));
-    return record.size > largestFile ? std::optional<std::string>("Couldn't create the file: File too large")
-                                     : std::nullopt;
+    return record.size > largestFile
+               ? std::optional(tessivar::kept("kept", "Couldn't create the file: %1", "File too large"))
+               : std::nullopt;
 }
 
 void Starter::chooseFolder(DownloadRecord& record, const std::string& name) const {
@@ -282,8 +285,8 @@ void Starter::made(Download& download, unfinishedFile::Created& created,
         chooseName(download, creation);
         return;
     }
-    creation->then(
-        download, created.failure.value_or(unfinishedFile::Failure{"Couldn't create the file: File exists"}));
+    creation->then(download, created.failure.value_or(unfinishedFile::Failure{
+                                 tessivar::kept("kept", "Couldn't create the file: %1", "File exists")}));
 }
 
 /// A file without a mark is known by its pieces on the saved list alone, once it has bytes.

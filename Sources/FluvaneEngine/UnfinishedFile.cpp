@@ -4,10 +4,9 @@
 #include "FluvaneEngine/UnfinishedFile.h"
 
 #include "FluvaneCore/FileName.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <utility>
-
-#include <fmt/format.h>
 
 namespace fluvane::unfinishedFile {
 
@@ -33,12 +32,14 @@ std::optional<Failure> awayWith(FileStore& files, const Left& left) {
     if (left.done == 0) {
         return std::nullopt;
     }
-    constexpr auto mayBeAway = "It may be on a drive that isn't connected.";
     if (!files.isFolder(left.folder)) {
-        return Failure{fmt::format("The folder “{}” isn't there. {}", left.folder.path(), mayBeAway)};
+        return Failure{
+            tessivar::kept("kept", "The folder “%1” isn't there. It may be on a drive that isn't connected.",
+                           left.folder.path())};
     }
     return left.mayComeBack && !files.identity(left.location)
-               ? std::optional(Failure{fmt::format("The unfinished file isn't there. {}", mayBeAway)})
+               ? std::optional(Failure{tessivar::kept(
+                     "kept", "The unfinished file isn't there. It may be on a drive that isn't connected.")})
                : std::nullopt;
 }
 
@@ -54,7 +55,8 @@ Opened open(FileStore& files, const Left& left) {
         wasThere = file != nullptr;
     } catch (const FileError& error) {
         // An intact file isn't thrown away because it can't be opened now.
-        return {.failure = Failure{fmt::format("Couldn't open the unfinished file: {}", error.what())}};
+        return {.failure =
+                    Failure{tessivar::kept("kept", "Couldn't open the unfinished file: %1", error.what())}};
     }
     if (auto failure = left.size ? awayWith(files, left) : std::nullopt) {
         return {.failure = std::move(failure)};
@@ -87,8 +89,8 @@ Created create(FileStore& files, const URL& location, std::optional<std::int64_t
         const auto mark = file ? files.mark(location, owner) : Mark::none;
         return {.file = std::move(file), .mark = mark};
     } catch (const FileError& error) {
-        return {.failure =
-                    Failure{fmt::format("Couldn't create the file: {}", error.what()), error.isFull()}};
+        return {.failure = Failure{tessivar::kept("kept", "Couldn't create the file: %1", error.what()),
+                                   error.isFull()}};
     }
 }
 

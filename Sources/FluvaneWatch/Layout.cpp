@@ -6,6 +6,7 @@
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneWatch/Phrases.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/format.h>
 #include <utf8proc.h>
@@ -180,7 +181,8 @@ private:
     }
 
     void addFigures() {
-        const std::string_view separator = style_.unicode ? " · " : ", ";
+        const std::string separator =
+            style_.unicode ? " · " : tessivar::phraseIn("between items of a list", ", ");
         auto parts = figures(row_);
         if (!wordsBeside_) {
             parts.insert(parts.begin(), stateWords(row_));
@@ -222,7 +224,7 @@ std::vector<Line> withinHeight(const std::vector<Row>& rows, std::vector<Block>&
         std::ranges::move(blocks[index].lines, std::back_inserter(lines));
         shown++;
     }
-    auto rest = cut(fmt::format("and {} more", rows.size() - shown),
+    auto rest = cut(tessivar::phrases("and %1 more", "and %1 more", rows.size() - shown),
                     {.width = std::max<std::size_t>(style.width, 1) - 1}, ellipsis(style));
     const auto wide = columns(rest);
     lines.push_back({std::move(rest), wide});

@@ -4,6 +4,7 @@
 #include "FluvaneWatch/Phrases.h"
 
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/format.h>
 
@@ -11,6 +12,8 @@
 #include <iterator>
 
 namespace fluvane::watch {
+
+using tessivar::phrase;
 
 namespace {
 
@@ -42,17 +45,17 @@ std::string folderOf(const Row& row) {
 
 std::string stoppedSentence(const Row& row) {
     if (row.kind() == StateKind::paused) {
-        return fmt::format("Download {} is paused. `fluvane resume {}` carries on with it.", row.id, row.id);
+        return phrase("Download %1 is paused. `fluvane resume %1` carries on with it.", number(row.id));
     }
     if (row.kind() == StateKind::linkExpired) {
-        return fmt::format(
-            "The link of download {} expired. `fluvane link {} <link>` carries on with a fresh one.", row.id,
-            row.id);
+        return phrase(
+            "The link of download %1 expired. `fluvane link %1 <link>` carries on with a fresh one.",
+            number(row.id));
     }
     if (row.isRemoved()) {
-        return fmt::format("Download {} was taken off the list.", row.id);
+        return phrase("Download %1 was taken off the list.", number(row.id));
     }
-    return fmt::format("Download {} failed: {}", row.id, printable(row.reason));
+    return phrase("Download %1 failed: %2", number(row.id), words::sentence(printable(row.reason)));
 }
 
 } // namespace
@@ -63,10 +66,10 @@ std::string printable(std::string_view text) {
 
 std::string stateWords(const Row& row) {
     if (row.isRemoved()) {
-        return "Taken off the list";
+        return phrase("Taken off the list");
     }
     const auto* unknown = std::get_if<UnknownState>(&row.state);
-    return printable(unknown ? unknown->name : words::state(*row.kind(), row.reason));
+    return unknown ? printable(unknown->name) : words::state(*row.kind(), printable(row.reason));
 }
 
 std::vector<std::string> figures(const Row& row) {
@@ -81,7 +84,7 @@ std::vector<std::string> figures(const Row& row) {
         std::ranges::move(words::flow(progress), std::back_inserter(parts));
     } else if (row.kind() == StateKind::finished) {
         parts.push_back(words::checksumResult(progress));
-        parts.push_back(printable(row.file));
+        parts.push_back(tessivar::isolated(printable(row.file)));
         std::erase(parts, "");
     } else if (row.placeInLine) {
         parts.push_back(words::placeInLine(*row.placeInLine));
@@ -99,16 +102,18 @@ std::string plainLine(const Row& row) {
         parts.insert(parts.begin(), words::percent(*done));
     }
     parts.insert(parts.begin(), stateWords(row));
-    return fmt::format("{} {}: {}", row.id, printable(row.name), fmt::join(parts, ", "));
+    const auto separator = tessivar::phraseIn("between items of a list", ", ");
+    return fmt::format("{} {}: {}", row.id, tessivar::isolated(printable(row.name)),
+                       fmt::join(parts, separator));
 }
 
 std::string problem(const Row& row, Standing standing) {
     switch (standing) {
     case Standing::mismatched:
-        return fmt::format("Download {} is finished. {}", row.id,
-                           words::checksumMismatch(checksumName(row), folderOf(row)));
+        return phrase("Download %1 is finished.", number(row.id)) + " " +
+               words::checksumMismatch(checksumName(row), folderOf(row));
     case Standing::unchecked:
-        return fmt::format("The {} of download {} couldn't be checked.", checksumName(row), row.id);
+        return phrase("The %2 of download %1 couldn't be checked.", number(row.id), checksumName(row));
     case Standing::stopped:
         return stoppedSentence(row);
     case Standing::goingOn:

@@ -4,6 +4,8 @@
 #include "Fluvane/Linux/Transport/CertificateStore.h"
 #include "Fluvane/Linux/Transport/NetworkReach.h"
 #include "Fluvane/Linux/Transport/TransferErrors.h"
+#include "FluvaneCore/Words.h"
+#include "TessivarPhrases/Language.h"
 
 #include <cerrno>
 
@@ -30,6 +32,20 @@ TEST(TransferErrors, SayWhatWentWrong) {
     expect({.code = CURLE_PEER_FAILED_VERIFICATION, .certificate = 10},
            "The server's certificate has expired.", false);
     expect({.code = CURLE_OPERATION_TIMEDOUT}, "The server stopped answering.", true);
+}
+
+/// Failures are kept in English and are found in the catalogue when they are shown.
+TEST(TransferErrors, AreTranslated) {
+    const auto find = [](const char* name) { return name == "LANG"sv ? "de" : nullptr; };
+    tessivar::setLanguage(tessivar::readLanguage(find, {FLUVANE_CATALOGUES}, "fluvane"));
+    for (int code = CURLE_OK; code < CURL_LAST; ++code) {
+        for (const int error : {0, ECONNREFUSED}) {
+            const auto text =
+                sentence({.code = static_cast<CURLcode>(code), .systemError = error, .host = "a.example"});
+            EXPECT_NE(words::sentence(text), text);
+        }
+    }
+    tessivar::setLanguage({});
 }
 
 TEST(NetworkReach, KnowsThisMachine) {

@@ -6,6 +6,7 @@
 #include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Scrubber.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -61,6 +62,7 @@ std::string line(const Download& download, const std::vector<std::string>& priva
 }
 
 std::string downloadsText(const std::vector<const Download*>& downloads) {
+    const tessivar::InEnglish english; // for whoever gets the report
     const auto privateWords = tessivar::namesOfUserAndHost();
     const auto count = std::ssize(downloads);
     const auto left = std::max<std::ptrdiff_t>(count - mostDownloads, 0);

@@ -14,6 +14,7 @@
 #include "Tessivar/LastRun.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/LogFiles.h"
+#include "TessivarPhrases/Language.h"
 
 #include <QCoreApplication>
 
@@ -123,8 +124,12 @@ int runApplication(int argc, char** argv, Frontend& frontend) {
     tessivar::HangWatch hangWatch({.folder = Reports::crashFolder()});
     const auto application = frontend.makeApplication(argc, argv, hangWatch);
     hangWatch.start();
-    // Numbers in files and headers have a point in every language.
+    // Qt has taken the user's locale over. Numbers in files and headers have a point in every language, and
+    // what the system says about an error is English in the list and the log: windows translate it when they
+    // show it.
     std::setlocale(LC_NUMERIC, "C");
+    std::setlocale(LC_MESSAGES, "C");
+    tessivar::setLanguage(tessivar::readLanguage(::getenv, tessivar::catalogueFolders(), "fluvane"));
     const int status = runEventLoop(log, std::move(visit), frontend, hangWatch,
                                     [&](int ending) { endNow(lock, lastRun, ending); });
     hangWatch.stop();

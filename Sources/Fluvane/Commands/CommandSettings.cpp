@@ -6,6 +6,7 @@
 #include "FluvaneCore/SpeedLimit.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <exception>
 
@@ -14,6 +15,7 @@ namespace fluvane {
 namespace {
 
 std::string limitText(const std::optional<std::int64_t>& bytesPerSecond) {
+    const tessivar::InEnglish english;
     return bytesPerSecond ? "Up to " + words::speed(static_cast<double>(*bytesPerSecond)) : "No limit";
 }
 

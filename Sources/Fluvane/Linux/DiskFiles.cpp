@@ -5,6 +5,7 @@
 
 #include "Fluvane/Linux/FileWork.h"
 #include "Fluvane/Linux/TemporaryCopy.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -189,11 +190,11 @@ DiskFile::~DiskFile() {
 
 void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {
     if (closing_) {
-        throw FileError("The file is closed.");
+        throw FileError(tessivar::kept("kept", "The file is closed."));
     }
     const std::shared_lock lock(lock_);
     if (!descriptor_.isOpen()) {
-        throw FileError("The file is closed.");
+        throw FileError(tessivar::kept("kept", "The file is closed."));
     }
     if (const int code = syncFailure_; code != 0) {
         throw FileError(errorText(code), isFull(code));
@@ -215,12 +216,12 @@ void DiskFile::write(std::span<const std::byte> bytes, std::int64_t at) {
 void DiskFile::read(std::span<std::byte> bytes, std::int64_t at) {
     const std::shared_lock lock(lock_);
     if (!descriptor_.isOpen()) {
-        throw FileError("The file is closed.");
+        throw FileError(tessivar::kept("kept", "The file is closed."));
     }
     while (!bytes.empty()) {
         const auto count = ::pread(descriptor_.get(), bytes.data(), bytes.size(), at);
         if (count == 0) {
-            throw FileError("The file ends early.");
+            throw FileError(tessivar::kept("kept", "The file ends early."));
         }
         if (count < 0 && errno != EINTR) {
             throw FileError(errorText(errno));
@@ -365,10 +366,10 @@ std::shared_ptr<PieceFile> DiskFileStore::open(const URL& location) {
     }
     const auto status = statusOf(file.get());
     if (status.st_nlink > 1) { // what is written here would be in somebody else's file, too
-        throw FileError("More than one name leads to it");
+        throw FileError(tessivar::kept("kept", "More than one name leads to it"));
     }
     if (!isOurs(status, path)) {
-        throw FileError("It belongs to somebody else");
+        throw FileError(tessivar::kept("kept", "It belongs to somebody else"));
     }
     auto opened = std::make_shared<DiskFile>(std::move(file), failedSyncs_);
     failedSyncs_->forget(opened->identity());
@@ -446,7 +447,7 @@ void DiskFileStore::finish(const URL& partial, const WrittenFile& written, const
         [=, this] {
             awaitWrites(written);
             if (failedSyncs_->contains(written.identity)) {
-                throw FileError("Some of its bytes didn't reach the disk.");
+                throw FileError(tessivar::kept("kept", "Some of its bytes didn't reach the disk."));
             }
             return FinalMove(pathOf(partial), written, name, folder, naming, origin, ending_).run();
         },

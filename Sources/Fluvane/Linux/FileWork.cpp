@@ -7,6 +7,7 @@
 #include "FluvaneCore/FileName.h"
 #include "FluvaneEngine/Log.h"
 #include "TessivarCore/FileSystem.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fcntl.h>
 #include <openssl/evp.h>
@@ -47,7 +48,7 @@ const EVP_MD* methodOf(Checksum::Algorithm algorithm) {
 
 void require(int result) {
     if (result != 1) {
-        throw FileError("The system's cryptography library refused the digest.");
+        throw FileError(tessivar::kept("kept", "The system's cryptography library refused the digest."));
     }
 }
 
@@ -82,7 +83,7 @@ void syncQuietly(const std::filesystem::path& folder) {
     }
 }
 
-constexpr const char* anotherFile = "Another file has its name";
+constexpr const char* anotherFile = tessivar::markedIn("kept", "Another file has its name");
 
 /// Other programs may have put another file there, cut it off, or given it a second name.
 void requireWritten(int descriptor, const WrittenFile& written) {
@@ -91,7 +92,7 @@ void requireWritten(int descriptor, const WrittenFile& written) {
         throw FileError(anotherFile);
     }
     if (status.st_size != written.size || status.st_nlink > 1) {
-        throw FileError("Another program changed it");
+        throw FileError(tessivar::kept("kept", "Another program changed it"));
     }
 }
 

@@ -63,12 +63,12 @@ bool isSet(const char* variable) {
     return value && *value;
 }
 
+} // namespace
+
 bool endsInUTF8() {
     std::setlocale(LC_CTYPE, "");
     return std::string_view(nl_langinfo(CODESET)) == "UTF-8";
 }
-
-} // namespace
 
 bool isDrawable() {
     const char* kind = std::getenv("TERM");

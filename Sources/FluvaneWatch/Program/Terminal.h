@@ -13,6 +13,8 @@ namespace fluvane::watch {
 
 /// Whether standard output can be drawn on in place.
 [[nodiscard]] bool isDrawable();
+/// Whether what is written there is read as UTF-8.
+[[nodiscard]] bool endsInUTF8();
 
 /// Keeps a picture in place on standard output: each picture replaces the last. The cursor is hidden
 /// meanwhile and comes back with the object's end or a signal that ends the program. At most one object at a

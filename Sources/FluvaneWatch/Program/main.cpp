@@ -8,6 +8,8 @@
 #include "FluvaneWatch/Phrases.h"
 #include "FluvaneWatch/Program/Terminal.h"
 #include "FluvaneWatch/Watch.h"
+#include "TessivarPhrases/Language.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -21,6 +23,7 @@
 
 using namespace fluvane;
 using namespace fluvane::watch;
+using tessivar::phrase;
 
 namespace {
 
@@ -53,7 +56,7 @@ int complain(std::string_view sentence) {
 bool writeOut(std::string_view text) {
     const auto problem = standardStreams::write(STDOUT_FILENO, text);
     if (problem && problem != std::errc::broken_pipe) {
-        complain("Couldn't write the output: " + problem.message());
+        complain(phrase("Couldn't write the output: %1", tessivar::keptShown("kept", problem.message())));
     }
     return !problem;
 }
@@ -144,14 +147,15 @@ int conclude(const Watch& watch) {
 int run(Watch watch) {
     auto rows = ask();
     if (!rows) {
-        return complain("Fluvane isn't running.");
+        return complain(phrase("Fluvane isn't running."));
     }
     watch.update(*rows, now());
     for (const auto number : watch.unknown()) {
-        return complain(fmt::format("No download {}. `fluvane list` shows their numbers.", number));
+        return complain(
+            phrase("No download %1. `fluvane list` shows their numbers.", fluvane::number(number)));
     }
     if (watch.rows().empty()) {
-        return writeOut("No download is running.\n") ? 0 : 1;
+        return writeOut(phrase("No download is running.") + "\n") ? 0 : 1;
     }
     auto shown = view();
     bool seen = false;
@@ -160,7 +164,7 @@ int run(Watch watch) {
         rows = askPatiently();
         if (!rows) {
             shown.reset();
-            return complain("Fluvane stopped running, so the downloads can't be watched any longer.");
+            return complain(phrase("Fluvane stopped running, so the downloads can't be watched any longer."));
         }
         watch.update(*rows, now());
     }
@@ -190,6 +194,10 @@ int main(int count, char** values) {
     const std::vector<std::string> arguments(values + std::min(count, 1), values + count);
     if (arguments.size() == 1 && (arguments[0] == "--help" || arguments[0] == "-h")) {
         return writeOut(usage) ? 0 : 1;
+    }
+    // What isn't UTF-8 can't show what isn't ASCII.
+    if (endsInUTF8()) {
+        tessivar::setLanguage(tessivar::readLanguage(::getenv, tessivar::catalogueFolders(), "fluvane"));
     }
     const auto wanted = numbers(arguments);
     if (!wanted) {

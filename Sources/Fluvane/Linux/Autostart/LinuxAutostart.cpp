@@ -6,6 +6,7 @@
 #include "Fluvane/Client/DataFolders.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/AtomicFile.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/format.h>
 
@@ -20,6 +21,8 @@
 #include <unistd.h>
 
 namespace fluvane {
+
+using tessivar::phrase;
 
 namespace {
 
@@ -82,9 +85,10 @@ std::string inQuotes(std::string_view word) {
     return result + '"';
 }
 
-std::runtime_error failure(const char* what, const std::string& reason) {
-    return std::runtime_error(fmt::format("Couldn't {} {} at login: {}.", what,
-                                          tessivar::AppIdentity::current.displayName, reason));
+std::runtime_error couldNotOpen(const std::string& reason) {
+    return std::runtime_error(phrase("Couldn't open %1 at login: %2.",
+                                     tessivar::AppIdentity::current.displayName,
+                                     tessivar::keptShown("kept", reason)));
 }
 
 std::string ownProgram() {
@@ -120,18 +124,20 @@ bool LinuxAutostart::isOn() const {
 void LinuxAutostart::set(bool on) {
     if (!on) {
         if (unlink(file_.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR) {
-            throw failure("stop opening", tessivar::errorText(errno));
+            throw std::runtime_error(phrase("Couldn't stop opening %1 at login: %2.",
+                                            tessivar::AppIdentity::current.displayName,
+                                            tessivar::keptShown("kept", tessivar::errorText(errno))));
         }
         return;
     }
     if (program_.empty()) {
-        throw failure("open", "it isn't known where its program is");
+        throw couldNotOpen(tessivar::kept("kept", "it isn't known where its program is"));
     }
     try {
         tessivar::createFolders(file_.parent_path(), 0700);
         tessivar::AtomicFile(file_).write(entry(), 0644);
     } catch (const tessivar::SystemError& error) {
-        throw failure("open", error.what());
+        throw couldNotOpen(error.what());
     }
 }
 

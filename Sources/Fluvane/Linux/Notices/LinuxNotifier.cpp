@@ -5,11 +5,16 @@
 
 #include "Fluvane/Linux/Notices/NotificationServer.h"
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::phrase;
+using tessivar::phraseIn;
+using tessivar::phrases;
 
 namespace {
 
@@ -17,7 +22,7 @@ namespace {
 std::string lastComponent(const URL& folder) {
     const std::string path = folder.path();
     const std::string name = path.substr(path.rfind('/') + 1);
-    return name.empty() ? path : name;
+    return words::oneLine(name.empty() ? path : name);
 }
 
 } // namespace
@@ -32,22 +37,23 @@ void LinuxNotifier::finished(const DownloadRecord& record) {
     const std::string folder = lastComponent(record.folder);
     if (record.isMismatched()) {
         post(Kind::suspicious,
-             {record.displayName(),
+             {words::oneLine(record.displayName()),
               words::checksumMismatch(Checksum::name(record.checksum->algorithm), folder)},
              record.file);
     } else {
-        post(Kind::done, {record.displayName(), "Downloaded to " + folder + "."}, record.file);
+        post(Kind::done, {words::oneLine(record.displayName()), phrase("Downloaded to %1.", folder)},
+             record.file);
     }
 }
 
 void LinuxNotifier::failed(const DownloadRecord& record, const std::string& reason) {
-    post(Kind::stuck, {record.displayName(), reason}, {});
+    post(Kind::stuck, {words::oneLine(record.displayName()), words::sentence(words::oneLine(reason))}, {});
 }
 
 void LinuxNotifier::linkExpired(const DownloadRecord& record) {
     post(Kind::stuck,
-         {record.displayName(),
-          "The link expired. Paste a fresh one to carry on; nothing downloaded is lost."},
+         {words::oneLine(record.displayName()),
+          phrase("The link expired. Paste a fresh one to carry on; nothing downloaded is lost.")},
          {});
 }
 
@@ -55,16 +61,19 @@ void LinuxNotifier::several(Matter matter, const std::vector<std::string>& names
     constexpr std::size_t shown = 3;
     std::string list;
     for (std::size_t i = 0; i < std::min(names.size(), shown); ++i) {
-        list += (i == 0 ? "" : ", ") + names[i];
+        list += (i == 0 ? "" : phraseIn("between items of a list", ", ")) +
+                tessivar::isolated(words::oneLine(names[i]));
     }
     if (names.size() > shown) {
-        list += " and " + std::to_string(names.size() - shown) + " more";
+        // Translators: %2 is a list of names, %1 how many more there are.
+        list = phrases("%2 and %1 more", "%2 and %1 more", names.size() - shown, list);
     }
     const bool isDone = matter == Matter::finished;
-    post(
-        isDone ? Kind::done : Kind::stuck,
-        {std::to_string(names.size()) + (isDone ? " downloads finished" : " downloads need attention"), list},
-        {});
+    post(isDone ? Kind::done : Kind::stuck,
+         {isDone ? phrases("%1 download finished", "%1 downloads finished", names.size())
+                 : phrases("%1 download needs attention", "%1 downloads need attention", names.size()),
+          list},
+         {});
 }
 
 void LinuxNotifier::post(Kind kind, const Notice& notice, const std::optional<URL>& file) {
@@ -90,9 +99,8 @@ void LinuxNotifier::tell(const Notice& notice) {
                    .urgency = NotificationServer::Urgency::normal});
 }
 
-/// As it is shown: names and reasons come from outside.
 const LinuxNotifier::Notice& LinuxNotifier::remember(const Notice& notice) {
-    sent_.push_back({words::oneLine(notice.title), words::oneLine(notice.body)});
+    sent_.push_back(notice);
     if (sent_.size() > remembered) {
         sent_.pop_front();
     }

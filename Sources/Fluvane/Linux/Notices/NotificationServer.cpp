@@ -4,6 +4,7 @@
 #include "Fluvane/Linux/Notices/NotificationServer.h"
 
 #include "FluvaneEngine/Log.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QDBusConnection>
 #include <QDBusError>
@@ -141,7 +142,7 @@ QVariantList NotificationServer::arguments(const Notice& notice) const {
             u"org.fluvane.Fluvane"_s,
             QString::fromStdString(notice.title),
             capabilities_->markup ? escaped(body) : body,
-            clickable ? QStringList{u"default"_s, u"Show in Folder"_s} : QStringList(),
+            clickable ? QStringList{u"default"_s, tessivar::qPhrase("Show in Folder")} : QStringList(),
             hints,
             -1};
 }

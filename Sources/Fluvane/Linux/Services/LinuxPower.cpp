@@ -6,6 +6,7 @@
 #include "Fluvane/Linux/Services/Inhibitor.h"
 #include "FluvaneEngine/Log.h"
 #include "TessivarCore/AppIdentity.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QTimer>
 
@@ -23,7 +24,7 @@ using namespace std::chrono_literals;
 constexpr auto patience = 600ms;
 
 QString reason() {
-    return QStringLiteral("Fluvane is downloading");
+    return tessivar::qPhrase("Fluvane is downloading");
 }
 
 QString name(const std::string& text) {

@@ -6,6 +6,7 @@
 #include "Fluvane/Linux/Services/Calls.h"
 #include "FluvaneEngine/Log.h"
 #include "TessivarCore/AppIdentity.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QDBusConnection>
 #include <QDBusUnixFileDescriptor>
@@ -23,7 +24,7 @@ ServiceObject loginManager() {
 
 QVariantList lockArguments() {
     return {QStringLiteral("sleep"), QString::fromStdString(tessivar::AppIdentity::current.displayName),
-            QStringLiteral("Fluvane is saving its list"), QStringLiteral("delay")};
+            tessivar::qPhrase("Fluvane is saving its list"), QStringLiteral("delay")};
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "Fluvane/Linux/Notices/FileReveal.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,10 +18,14 @@
 #include <system_error>
 #include <utility>
 
-#include <fmt/format.h>
 #include <unistd.h>
 
 namespace fluvane {
+
+using tessivar::kept;
+using tessivar::markedIn;
+using tessivar::phrase;
+using tessivar::phraseIn;
 
 namespace {
 
@@ -48,14 +53,14 @@ bool hasWastebasket() {
 
 std::optional<std::string> moveToTrash(const std::string& path) {
     if (!isGone(path) && !hasWastebasket()) {
-        return "There's no wastebasket.";
+        return phrase("There's no wastebasket.");
     }
     QFile file(QFile::decodeName(path.c_str()));
     if (isGone(path) || file.moveToTrash() || isGone(path)) {
         return std::nullopt;
     }
     const QString reason = file.errorString();
-    return reason.isEmpty() ? "There's no wastebasket for files there." : reason.toStdString();
+    return reason.isEmpty() ? phrase("There's no wastebasket for files there.") : reason.toStdString();
 }
 
 } // namespace
@@ -71,24 +76,24 @@ LinuxFileActions::~LinuxFileActions() = default;
 /// application; only its failure is of interest.
 void LinuxFileActions::open(const URL& thing) {
     if (!thing.isFile() && !thing.isWeb()) {
-        failed_(fmt::format("{} can't be opened.", nameOf(thing)));
+        failed_(phrase("%1 can't be opened.", nameOf(thing)));
         return;
     }
     auto* const opener = new QProcess;
-    const auto fail = [this, alive = std::weak_ptr(alive_), thing](const char* reason) {
+    const auto fail = [this, alive = std::weak_ptr(alive_), thing](std::string_view reason) {
         if (!alive.expired()) {
             tellWhy(thing, reason);
         }
     };
     QObject::connect(opener, &QProcess::finished, opener, [opener, fail](int code) {
         if (code != 0) {
-            fail("there's no program for it.");
+            fail(markedIn("kept", "%1 couldn't be opened: there's no program for it."));
         }
         opener->deleteLater();
     });
     QObject::connect(opener, &QProcess::errorOccurred, opener, [opener, fail](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) {
-            fail("xdg-open isn't installed.");
+            fail(markedIn("kept", "%1 couldn't be opened: xdg-open isn't installed."));
             opener->deleteLater();
         }
     });
@@ -102,13 +107,15 @@ void LinuxFileActions::open(const URL& thing) {
 
 /// What openers exit with says little: whether the file is there is seen for itself, where a slow disk holds
 /// nothing up.
-void LinuxFileActions::tellWhy(const URL& thing, const char* reason) {
+void LinuxFileActions::tellWhy(const URL& thing, std::string_view reason) {
     queue_.async([this, alive = std::weak_ptr(alive_), thing, reason] {
-        const std::string why = thing.isFile() && isGone(thing.path()) ? "it isn't there anymore." : reason;
-        log::files.error(fmt::format("couldn't open a file or link: {}", why));
+        const std::string_view why = thing.isFile() && isGone(thing.path())
+                                         ? markedIn("kept", "%1 couldn't be opened: it isn't there anymore.")
+                                         : reason;
+        log::files.error(kept("kept", why, "a file or link"));
         mainQueue_.post([this, alive, name = nameOf(thing), why] {
             if (!alive.expired()) {
-                failed_(fmt::format("{} couldn't be opened: {}", name, why));
+                failed_(phraseIn("kept", why, name));
             }
         });
     });

@@ -32,7 +32,7 @@ public:
     void moveToWastebasket(const URL& file, Completion completion) override;
 
 private:
-    void tellWhy(const URL& thing, const char* reason);
+    void tellWhy(const URL& thing, std::string_view reason);
 
     FileReveal& reveal_;
     MainQueue& mainQueue_;

@@ -4,28 +4,27 @@
 #include "Fluvane/Linux/Transport/TransferErrors.h"
 
 #include "Fluvane/Linux/Transport/NetworkReach.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <cerrno>
 #include <string_view>
 #include <system_error>
 
 #include <curl/curl.h>
-#include <fmt/format.h>
 
 namespace fluvane {
+
+using tessivar::kept;
 
 namespace {
 
 std::string named(const std::string& host) {
-    return host.empty() ? "the server" : host;
+    return host.empty() ? kept("kept", "the server") : host;
 }
 
-/// The sentence with the system's own words for the error, if there is one.
-std::string withSystemError(std::string text, int error) {
-    if (error != 0) {
-        text += ": " + std::generic_category().message(error);
-    }
-    return text + ".";
+/// The system's own words for an error.
+std::string systemWords(int error) {
+    return std::generic_category().message(error);
 }
 
 /// The numbers are those of X509_verify_cert(3).
@@ -33,15 +32,15 @@ std::string certificateSentence(long result) {
     switch (result) {
     case 0:
     case 1: // unspecified: the name is compared before the chain's result is noted
-        return "The server's certificate is for another name.";
+        return kept("kept", "The server's certificate is for another name.");
     case 9:
-        return "The server's certificate isn't valid yet.";
+        return kept("kept", "The server's certificate isn't valid yet.");
     case 10:
-        return "The server's certificate has expired.";
+        return kept("kept", "The server's certificate has expired.");
     case 23:
-        return "The server's certificate has been revoked.";
+        return kept("kept", "The server's certificate has been revoked.");
     default:
-        return "The server's certificate isn't trusted.";
+        return kept("kept", "The server's certificate isn't trusted.");
     }
 }
 
@@ -55,65 +54,78 @@ std::string unsupportedSentence(const TransferFailure& failure) {
     if (failure.asked) {
         return transferText::notHTTP;
     }
-    return failure.redirected ? "The server redirected to a link that is neither http nor https."
-                              : "The link is neither http nor https.";
+    return failure.redirected
+               ? kept("kept", "The server redirected to a link that is neither http nor https.")
+               : kept("kept", "The link is neither http nor https.");
 }
 
 std::string librarySentence(CURLcode code) {
     std::string_view words = curl_easy_strerror(code);
     words = words.substr(0, words.find_last_not_of('.') + 1);
-    return fmt::format("The transfer failed: {}.", words);
+    return kept("kept", "The transfer failed: %1.", words);
+}
+
+std::string unreachedSentence(const TransferFailure& failure) {
+    if (failure.systemError == 0) {
+        return kept("kept", "Couldn't connect to %1.", named(failure.host));
+    }
+    return kept("kept", "Couldn't connect to %1: %2.", named(failure.host), systemWords(failure.systemError));
 }
 
 /// Without an error of the system it is the library that didn't like what it read; or TLS, which doesn't say.
 std::string brokenSentence(const TransferFailure& failure) {
     if (failure.code == CURLE_RECV_ERROR && failure.systemError == 0 && !failure.secure) {
-        return failure.answered ? "The server's answer was garbled." : transferText::notHTTP;
+        return failure.answered ? kept("kept", "The server's answer was garbled.")
+                                : std::string(transferText::notHTTP);
     }
-    return withSystemError("The connection to " + named(failure.host) + " broke", failure.systemError);
+    if (failure.systemError == 0) {
+        return kept("kept", "The connection to %1 broke.", named(failure.host));
+    }
+    return kept("kept", "The connection to %1 broke: %2.", named(failure.host),
+                systemWords(failure.systemError));
 }
 
 } // namespace
 
 std::string sentence(const TransferFailure& failure) {
     if (proxyRefused(failure)) {
-        return fmt::format("The proxy refused the connection (status {}).", failure.proxyStatus);
+        return kept("kept", "The proxy refused the connection (status %1).", failure.proxyStatus);
     }
     switch (failure.code) {
     case CURLE_OK:
     case CURLE_GOT_NOTHING:
-        return "The server closed the connection without answering.";
+        return kept("kept", "The server closed the connection without answering.");
     case CURLE_UNSUPPORTED_PROTOCOL:
         return unsupportedSentence(failure);
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_WRITE_ERROR: // only a head that has no end is refused that way
         return transferText::notHTTP;
     case CURLE_URL_MALFORMAT:
-        return failure.redirected ? "The server redirected to a link that isn't valid."
-                                  : "The link isn't valid.";
+        return failure.redirected ? kept("kept", "The server redirected to a link that isn't valid.")
+                                  : kept("kept", "The link isn't valid.");
     case CURLE_COULDNT_RESOLVE_PROXY:
-        return "The proxy wasn't found.";
+        return kept("kept", "The proxy wasn't found.");
     case CURLE_COULDNT_RESOLVE_HOST:
-        return fmt::format("The server {} wasn't found.", failure.host);
+        return kept("kept", "The server %1 wasn't found.", failure.host);
     case CURLE_COULDNT_CONNECT:
-        return withSystemError("Couldn't connect to " + named(failure.host), failure.systemError);
+        return unreachedSentence(failure);
     case CURLE_PROXY:
-        return "The proxy refused the connection.";
+        return kept("kept", "The proxy refused the connection.");
     case CURLE_PARTIAL_FILE:
-        return "The server closed the connection early.";
+        return kept("kept", "The server closed the connection early.");
     case CURLE_OPERATION_TIMEDOUT:
         return transferText::stopped;
     case CURLE_TOO_MANY_REDIRECTS:
-        return "The server redirected too many times.";
+        return kept("kept", "The server redirected too many times.");
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR:
         return brokenSentence(failure);
     case CURLE_SSL_CONNECT_ERROR:
-        return fmt::format("Couldn't make a secure connection to {}.", named(failure.host));
+        return kept("kept", "Couldn't make a secure connection to %1.", named(failure.host));
     case CURLE_PEER_FAILED_VERIFICATION:
         return certificateSentence(failure.certificate);
     case CURLE_SSL_CACERT_BADFILE:
-        return "Couldn't read the certificates of the trusted authorities.";
+        return kept("kept", "Couldn't read the certificates of the trusted authorities.");
     default:
         return librarySentence(static_cast<CURLcode>(failure.code));
     }

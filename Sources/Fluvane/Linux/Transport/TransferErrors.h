@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "TessivarPhrases/Phrases.h"
+
 #include <string>
 
 namespace fluvane {
@@ -31,9 +33,10 @@ struct TransferFailure {
 [[nodiscard]] bool isLasting(const TransferFailure& failure);
 
 namespace transferText {
-inline constexpr const char* notHTTP = "The server's answer wasn't HTTP.";
-inline constexpr const char* stopped = "The server stopped answering.";
-inline constexpr const char* couldNotWrite = "Couldn't write to the file: ";
+inline constexpr const char* notHTTP = tessivar::markedIn("kept", "The server's answer wasn't HTTP.");
+inline constexpr const char* stopped = tessivar::markedIn("kept", "The server stopped answering.");
+inline constexpr std::string_view couldNotWrite =
+    tessivar::markedIn("kept", "Couldn't write to the file: %1"); ///< What was wrong.
 } // namespace transferText
 
 } // namespace fluvane

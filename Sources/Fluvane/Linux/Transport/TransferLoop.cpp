@@ -4,6 +4,7 @@
 #include "Fluvane/Linux/Transport/TransferLoop.h"
 
 #include "Fluvane/Linux/Transport/Uptime.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <cmath>
@@ -153,7 +154,7 @@ void TransferLoop::add(const std::shared_ptr<TransferState>& transfer) {
         }
         connections_.push_back(std::move(connection));
     } catch (const std::bad_alloc&) {
-        transfer->fail({"There isn't enough memory for another connection."});
+        transfer->fail({tessivar::kept("kept", "There isn't enough memory for another connection.")});
     }
 }
 

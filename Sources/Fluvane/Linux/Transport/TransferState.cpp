@@ -81,10 +81,10 @@ void TransferState::write(std::span<const std::byte> bytes) {
         try {
             write->file->write(part, write->at);
         } catch (const FileError& failure) {
-            error = {.message = transferText::couldNotWrite + std::string(failure.what()),
+            error = {.message = tessivar::kept("kept", transferText::couldNotWrite, failure.what()),
                      .full = failure.isFull()};
         } catch (const std::exception& failure) {
-            error = {.message = transferText::couldNotWrite + std::string(failure.what())};
+            error = {.message = tessivar::kept("kept", transferText::couldNotWrite, failure.what())};
         }
         if (!endWrite(std::move(*write), error)) {
             return;
