@@ -288,8 +288,15 @@ Json encode(const DownloadState& state) {
     return encodeCase(stateCases[state.value.index()], std::move(content));
 }
 
+Json encode(const FilePlace& place) {
+    ObjectWriter object(2);
+    object.put("folder", encode(place.folder.absoluteString()));
+    object.put("name", encode(place.name));
+    return object.finish();
+}
+
 Json encode(const DownloadRecord& record) {
-    ObjectWriter object(23);
+    ObjectWriter object(24);
     object.put("id", number(record.id));
     object.put("url", encode(record.url.absoluteString()));
     object.putIfPresent("finalURL", record.finalURL);
@@ -314,6 +321,7 @@ Json encode(const DownloadRecord& record) {
     object.putIfPresent("queueOrder", record.queueOrder);
     object.putIfPresent("marked", record.marked);
     object.putIfPresent("removed", record.removed);
+    object.putIfPresent("moving", record.moving);
     return object.finish();
 }
 
@@ -406,6 +414,11 @@ DownloadState::Wait decode<DownloadState::Wait>(const Json& json) {
 }
 
 template <>
+FilePlace decode<FilePlace>(const Json& json) {
+    return {.folder = required<URL>(json, "folder"), .name = required<std::string>(json, "name")};
+}
+
+template <>
 DownloadRecord decode<DownloadRecord>(const Json& json) {
     const auto id = required<std::int64_t>(json, "id");
     auto url = required<URL>(json, "url");
@@ -433,6 +446,7 @@ DownloadRecord decode<DownloadRecord>(const Json& json) {
     record.queueOrder = optional<std::int64_t>(json, "queueOrder");
     record.marked = optional<bool>(json, "marked");
     record.removed = optional<bool>(json, "removed");
+    record.moving = optional<FilePlace>(json, "moving");
     return record;
 }
 

@@ -46,6 +46,7 @@ private:
 [[nodiscard]] Json encode(const Checksum& checksum);
 [[nodiscard]] Json encode(const ChecksumResult& result);
 [[nodiscard]] Json encode(const DownloadState& state);
+[[nodiscard]] Json encode(const FilePlace& place);
 [[nodiscard]] Json encode(const DownloadRecord& record);
 [[nodiscard]] Json encode(const Rule& rule);
 [[nodiscard]] std::string encode(Date date); ///< ISO 8601, UTC with "Z", whole seconds.
@@ -77,6 +78,8 @@ template <>
 [[nodiscard]] DownloadState decode<DownloadState>(const Json& json);
 template <>
 [[nodiscard]] DownloadState::Wait decode<DownloadState::Wait>(const Json& json);
+template <>
+[[nodiscard]] FilePlace decode<FilePlace>(const Json& json);
 template <>
 [[nodiscard]] DownloadRecord decode<DownloadRecord>(const Json& json);
 template <>

@@ -81,6 +81,13 @@ struct DownloadState {
     friend bool operator==(const DownloadState&, const DownloadState&) = default;
 };
 
+/// Where a file is to be.
+struct FilePlace {
+    URL folder;
+    std::string name;
+    friend bool operator==(const FilePlace&, const FilePlace&) = default;
+};
+
 /// Everything about one download that outlives the process. The stored form's keys are the field names.
 struct DownloadRecord {
     DownloadID id;
@@ -107,6 +114,8 @@ struct DownloadRecord {
     std::optional<std::int64_t> queueOrder;
     std::optional<bool> marked;  ///< Its unfinished file bore its mark when it was made; no other is its own.
     std::optional<bool> removed; ///< Taken from the list; only its unfinished file is left to be deleted.
+    /// Its file, finished or not, is on the way there: it is in either place.
+    std::optional<FilePlace> moving;
 
     DownloadRecord(DownloadID id, URL url, URL folder, std::optional<URL> referrer, Date added);
 

@@ -42,6 +42,7 @@ struct Abilities {
     bool prioritize = false;
     bool stopPrioritizing = false;
     bool changeLink = false;
+    bool move = false;       ///< To another folder, or to get another name.
     bool open = false;       ///< It has a finished file, which may have been moved since.
     bool show = false;       ///< There is a file to show in its folder, finished or not.
     bool removeFile = false; ///< Apart from taking it off the list, which is always possible.

@@ -78,6 +78,9 @@ Plan plan(const DownloadList& list, const Conditions& conditions) {
     Plan plan;
     std::vector<Download*> candidates;
     for (Download* const download : list.queued()) {
+        if (download->isMoving) {
+            continue;
+        }
         if (!conditions.online) {
             plan.waits.push_back({download, Reason::offline});
         } else if (mustWaitForNetwork(*download, conditions)) {

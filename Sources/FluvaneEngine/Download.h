@@ -122,6 +122,7 @@ public:
     int unanswered = 0;                  ///< Connections given up without an answer, since one was answered.
     Token refusedUpTo{}; ///< Connections up to this one belong to a refusal that was dealt with.
     bool allowedOnLimitedNetwork = false;
+    bool isMoving = false;       ///< Its file is on the way to another place: it goes on only from there.
     bool hadFile = false;        ///< Its unfinished file was created or opened in this run.
     bool goesOnByItself = false; ///< After a start, without anybody having asked for it since.
     /// The server drops ranges that come with If-Range, though the file is the same.

@@ -4,6 +4,7 @@
 #include "FluvaneEngine/DownloadList.h"
 
 #include "FluvaneCore/CheckedMath.h"
+#include "FluvaneEngine/UnfinishedFile.h"
 
 #include <algorithm>
 #include <limits>
@@ -78,6 +79,28 @@ Download* DownloadList::find(DownloadID id) const {
     }
     const auto any = std::ranges::find(items_, id, &Download::id);
     return any == items_.end() ? nullptr : any->get();
+}
+
+std::set<std::string> DownloadList::namesIn(const URL& folder, const Download& beside) const {
+    std::set<std::string> names;
+    for (const auto& other : items_) {
+        const auto& record = other->record;
+        if (other.get() == &beside) {
+            continue;
+        }
+        const bool isSettled = record.partial || record.file || other->id() < beside.id();
+        if (isSettled && record.name && record.folder == folder) {
+            names.insert(*record.name);
+        }
+        if (record.moving && record.moving->folder == folder) {
+            names.insert(record.moving->name);
+        }
+        if (const auto name =
+                unfinishedFile::nameIn(folder, record.partial)) { // of one that has another by now
+            names.insert(*name);
+        }
+    }
+    return names;
 }
 
 std::vector<Download*> DownloadList::queued() const {

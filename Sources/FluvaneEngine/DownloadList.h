@@ -6,6 +6,8 @@
 #include "FluvaneEngine/Download.h"
 
 #include <memory>
+#include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -34,6 +36,10 @@ public:
     [[nodiscard]] const Items& all() const { return items_; }
     [[nodiscard]] Items::const_iterator begin() const { return items_.begin(); }
     [[nodiscard]] Items::const_iterator end() const { return items_.end(); }
+
+    /// The names that downloads beside this one have in the folder, or are about to get there, of which
+    /// nothing need be on disk yet. Of those that were only asked for, the earlier download gets the name.
+    [[nodiscard]] std::set<std::string> namesIn(const URL& folder, const Download& beside) const;
 
     /// In the order they were added.
     [[nodiscard]] std::vector<Download*> queued() const;

@@ -60,6 +60,9 @@ void DownloadManager::start() {
         } else {
             restore(*download, std::nullopt);
         }
+        if (download->record.moving) {
+            engine_->mover.goOn(*download);
+        }
     }
     engine_->leftovers.begin();
     engine_->space.begin();
@@ -92,6 +95,7 @@ bool DownloadManager::stop() {
     for (const auto& download : engine_->list) {
         engine_->runner.halt(*download);
     }
+    engine_->mover.endAll();
     engine_->removals.endAll();
     const bool isDone = engine_->saver.finish();
     engine_->beat.stop();
@@ -403,6 +407,14 @@ void DownloadManager::updateLink(DownloadID id, const URL& url) {
         engine_->runner.linkChanged(*download, siteBefore);
     }
     engine_->turns.changed();
+}
+
+void DownloadManager::move(DownloadID id, const std::optional<URL>& folder,
+                           const std::optional<std::string>& name, Moved then) {
+    const auto turn = engine_->turns.open();
+    if (Download* const download = find(id)) {
+        engine_->mover.move(*download, folder, name, std::move(then));
+    }
 }
 
 void DownloadManager::setChecksum(DownloadID id, const std::optional<Checksum>& checksum) {

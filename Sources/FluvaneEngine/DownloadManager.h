@@ -100,6 +100,13 @@ public:
     void downloadNext(DownloadID id);
     void prioritize(DownloadID id, bool on);
     void updateLink(DownloadID id, const URL& url);
+    /// With the name that it has then, or a sentence on why all is as it was.
+    using Moved = std::function<void(const Outcome<std::string>& name)>;
+    /// Changes the folder, the name, or both; the file it has is moved there, finished or not, and replaces
+    /// nothing: a name that is taken gets a number. What runs carries on afterwards. Calls back on a later
+    /// turn, which may take as long as a copy to another disk, unless the download is removed before.
+    void move(DownloadID id, const std::optional<URL>& folder, const std::optional<std::string>& name,
+              Moved then);
     void setChecksum(DownloadID id, const std::optional<Checksum>& checksum);
 
     /// From the platform's network watch.

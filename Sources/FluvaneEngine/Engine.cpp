@@ -42,7 +42,8 @@ DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports p
               .space = space,
               .disk = disk},
              notices, ports.scheduler, environment.today),
-      removals(runner, finisher, leftovers, list, turns, ports.scheduler),
+      mover(disk, saver, list, conditions, runner, finisher, turns, ports.scheduler),
+      removals(runner, finisher, mover, leftovers, list, turns, ports.scheduler),
       beat(ports.scheduler, ports.power, list, conditions, turns,
            [&manager](std::int64_t beats) { manager.beaten(beats); }) {}
 

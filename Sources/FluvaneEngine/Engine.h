@@ -8,6 +8,7 @@
 #include "FluvaneEngine/DiskWork.h"
 #include "FluvaneEngine/DownloadManager.h"
 #include "FluvaneEngine/Leftovers.h"
+#include "FluvaneEngine/Mover.h"
 #include "FluvaneEngine/Notices.h"
 #include "FluvaneEngine/Removals.h"
 #include "FluvaneEngine/Runner.h"
@@ -48,6 +49,7 @@ struct DownloadManager::Engine {
     Retries retries;
     Finisher finisher;
     Runner runner;
+    Mover mover;
     Removals removals;
     Beat beat;
 };

@@ -105,22 +105,24 @@ void Finisher::finish(Download& download) {
 
 void Finisher::moveIntoPlace(Download& download) {
     const auto& record = download.record;
-    disk_.files().finish(*record.partial, writtenFile(download), *record.name, record.folder,
-                         conditions_.config.duplicateNames,
-                         FileOrigin{.url = record.url, .referrer = record.referrer},
-                         disk_.following(download, [this](Download& finishing, const Outcome<URL>& location) {
-                             moved(finishing, location);
-                         }));
+    disk_.files().move(*record.partial, writtenFile(download),
+                       {.folder = record.folder,
+                        .name = *record.name,
+                        .naming = conditions_.config.duplicateNames,
+                        .origin = FileOrigin{.url = record.url, .referrer = record.referrer}},
+                       disk_.following(download, [this](Download& finishing, const auto& location) {
+                           moved(finishing, location);
+                       }));
 }
 
-void Finisher::moved(Download& download, const Outcome<URL>& location) {
+void Finisher::moved(Download& download, const Outcome<std::optional<URL>>& location) {
     if (!location.ok()) {
         failWith(download, tessivar::kept("kept", "Couldn't move the file into place: %1", location.error()));
         return;
     }
     auto& record = download.record;
     record.file = location.value();
-    const auto path = location.value().path();
+    const auto path = record.file->path();
     record.name = path.substr(path.rfind('/') + 1); // another one if the wanted one was taken meanwhile
     record.partial.reset();
     disk_.letGo(record.id, download.written);

@@ -39,7 +39,7 @@ private:
     void storeResult(Download& download, const std::string& digest);
     void finish(Download& download);
     void moveIntoPlace(Download& download);
-    void moved(Download& download, const Outcome<URL>& location);
+    void moved(Download& download, const Outcome<std::optional<URL>>& location);
     void failWith(Download& download, const std::string& sentence);
     [[nodiscard]] static WrittenFile writtenFile(const Download& download);
 

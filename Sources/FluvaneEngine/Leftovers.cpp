@@ -3,6 +3,8 @@
 
 #include "FluvaneEngine/Leftovers.h"
 
+#include "FluvaneEngine/Restoring.h"
+
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -49,7 +51,11 @@ void Leftovers::clear(const RecordSnapshot& leftover) {
         leftover->id,
         [files = &disk_.files(), leftover, isGone] {
             const bool wasCreated = !leftover->pieces.empty() && !leftover->marked.value_or(false);
-            *isGone = files->remove(*leftover->partial, Owner(*leftover), wasCreated);
+            auto location = *leftover->partial;
+            if (leftover->moving && restoring::hasArrived(*leftover, *files)) {
+                location = restoring::destination(*leftover);
+            }
+            *isGone = files->remove(location, Owner(*leftover), wasCreated);
         },
         turns_.later([this, leftover, isGone] {
             if (*isGone) { // else it is tried again at the next start

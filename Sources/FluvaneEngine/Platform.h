@@ -10,6 +10,7 @@
 #include "FluvaneCore/Headers.h"
 #include "FluvaneCore/URL.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -199,9 +200,21 @@ enum class Mark {
 /// its folder, too.
 struct WrittenFile {
     FileIdentity identity;
-    std::optional<std::int64_t> size;
+    std::optional<std::int64_t> size; ///< Absent: any.
     Owner owner{};
     std::shared_ptr<PieceFile> file{}; ///< Held open, so that no other file gets its identity.
+};
+
+/// Where a file is moved to, and as what.
+struct MoveTarget {
+    URL folder;
+    std::string name;
+    /// For the next free name where that one is taken; absent: no other will do.
+    std::optional<DuplicateNaming> naming{};
+    std::optional<FileOrigin> origin{}; ///< Recorded on it; a failure to do so is only logged.
+    /// Of what isn't written whole yet, where a part that nothing was written to costs nothing.
+    std::optional<std::int64_t> length{};
+    std::shared_ptr<const std::atomic<bool>> isGivenUp{}; ///< Once set, a copy ends soon, as a failure.
 };
 
 /// One running request. Sends at most one response, then progress at most every 0.25 s, then exactly one end
@@ -287,13 +300,12 @@ public:
     virtual void checksum(const URL& file, const std::optional<WrittenFile>& written,
                           Checksum::Algorithm algorithm,
                           std::function<void(Outcome<std::string>)> completion) = 0;
-    /// Moves the unfinished file into the folder under the name, or the next free one: nothing is ever
-    /// replaced. Fails unless it is the file that was written, under no other name. It bears its owner's mark
-    /// before it has its new name. Records the origin on it; a failure to do so is only logged. Reports the
-    /// final location.
-    virtual void finish(const URL& partial, const WrittenFile& written, const std::string& name,
-                        const URL& folder, DuplicateNaming naming, const FileOrigin& origin,
-                        std::function<void(Outcome<URL>)> completion) = 0;
+    /// Moves the file, to another file system as a copy that gets its name when it is whole and safe: nothing
+    /// is ever replaced. Fails unless it is the file that was written, under no other name. It bears its
+    /// owner's mark before it has its new name. Reports the new location; absent when the name is taken and
+    /// no other will do.
+    virtual void move(const URL& from, const WrittenFile& written, const MoveTarget& target,
+                      std::function<void(Outcome<std::optional<URL>>)> completion) = 0;
 };
 
 /// Pending work. Dropping it leaves the work pending.

@@ -22,12 +22,29 @@ bool goesOn(const State& state) {
     return state.is<State::Verifying>() || (canPause(state) && !state.isWaiting(State::Wait::linkExpired));
 }
 
+void conceal(Download& download) {
+    if (goesOn(download.record.state)) {
+        download.record.state = State::Paused{};
+    }
+    download.record.removed = true;
+}
+
 } // namespace
 
 void Removals::remove(Download& download) {
-    runner_.halt(download);
     log::downloads([&] { return fmt::format("download {} removed", download.id()); });
-    leftovers_.remove(download);
+    end(download);
+}
+
+/// A file that is being moved is deleted, or left where it is, once nobody touches it anymore.
+void Removals::end(Download& download) {
+    runner_.halt(download);
+    if (mover_.giveUp(download, [this](Download& still) { leftovers_.remove(still); })) {
+        conceal(download);
+        turns_.changed();
+    } else {
+        leftovers_.remove(download);
+    }
 }
 
 void Removals::removeForNow(const std::vector<Download*>& downloads, double seconds) {
@@ -48,10 +65,7 @@ void Removals::removeForNow(const std::vector<Download*>& downloads, double seco
 Removals::Taken Removals::hide(Download& download) {
     runner_.halt(download);
     Taken taken{download.id(), download.record.state};
-    if (goesOn(taken.before)) {
-        download.record.state = State::Paused{};
-    }
-    download.record.removed = true;
+    conceal(download);
     log::downloads([&] { return fmt::format("download {} removed", taken.id); });
     return taken;
 }
@@ -91,9 +105,7 @@ void Removals::end(const std::shared_ptr<Removal>& removal) {
 }
 
 void Removals::end(const Taken& taken) {
-    Download& download = *list_.find(taken.id);
-    runner_.halt(download);
-    leftovers_.remove(download);
+    end(*list_.find(taken.id));
 }
 
 void Removals::endAll() {

@@ -6,6 +6,7 @@
 #include "FluvaneEngine/DownloadList.h"
 #include "FluvaneEngine/Finisher.h"
 #include "FluvaneEngine/Leftovers.h"
+#include "FluvaneEngine/Mover.h"
 #include "FluvaneEngine/Runner.h"
 #include "FluvaneEngine/Turns.h"
 
@@ -20,10 +21,10 @@ namespace fluvane {
 /// is the end of them, too.
 class Removals {
 public:
-    Removals(Runner& runner, Finisher& finisher, Leftovers& leftovers, DownloadList& list, Turns& turns,
-             std::shared_ptr<Scheduler> scheduler)
-        : runner_(runner), finisher_(finisher), leftovers_(leftovers), list_(list), turns_(turns),
-          scheduler_(std::move(scheduler)) {}
+    Removals(Runner& runner, Finisher& finisher, Mover& mover, Leftovers& leftovers, DownloadList& list,
+             Turns& turns, std::shared_ptr<Scheduler> scheduler)
+        : runner_(runner), finisher_(finisher), mover_(mover), leftovers_(leftovers), list_(list),
+          turns_(turns), scheduler_(std::move(scheduler)) {}
 
     void remove(Download& download);
     /// Together they are one removal. What is being moved into place stays on the list.
@@ -47,9 +48,11 @@ private:
     void show(Download& download, const DownloadState& before);
     void end(const std::shared_ptr<Removal>& removal);
     void end(const Taken& taken);
+    void end(Download& download);
 
     Runner& runner_;
     Finisher& finisher_;
+    Mover& mover_;
     Leftovers& leftovers_;
     DownloadList& list_;
     Turns& turns_;

@@ -5,6 +5,7 @@
 
 #include "FluvaneCore/FileName.h"
 #include "FluvaneEngine/Log.h"
+#include "FluvaneEngine/UnfinishedFile.h"
 
 #include <utility>
 
@@ -82,6 +83,27 @@ std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& file
     return name;
 }
 
+URL destination(const DownloadRecord& record) {
+    const auto& [folder, name] = *record.moving;
+    return record.file ? folder.appending(name) : unfinishedFile::location(folder, name);
+}
+
+/// The name was free when the list was saved with it, and a copy gets it only when it is whole.
+bool hasArrived(const DownloadRecord& record, FileStore& files) {
+    const auto& from = record.file ? record.file : record.partial;
+    const auto to = destination(record);
+    const auto left = from ? files.identity(*from) : std::nullopt;
+    const auto mark = files.mark(to, Owner(record));
+    const bool isLinked = left && left == files.identity(to); // the old name is yet to be taken away
+    const bool isIts = files.size(to) && (mark == Mark::own || (mark == Mark::unkept && !left));
+    if (left && (isLinked || isIts)) {
+        const bool isUnmarked =
+            record.file ? files.mark(*from, Owner(record)) == Mark::unkept : !record.marked.value_or(false);
+        files.remove(*from, Owner(record), isUnmarked);
+    }
+    return isLinked || isIts;
+}
+
 DownloadRecord restored(DownloadRecord record, const std::optional<std::string>& movedTo, bool online,
                         Date today) {
     if (!record.pieces.empty() && !areSound(record)) {
@@ -96,6 +118,9 @@ DownloadRecord restored(DownloadRecord record, const std::optional<std::string>&
     }
     if (record.name && !record.file) { // of an earlier version, or edited: the file is yet to get it
         record.name = fileName::clean(*record.name).value_or("download");
+    }
+    if (record.moving) {
+        record.moving->name = fileName::clean(record.moving->name).value_or("download");
     }
     if (!online && record.state.is<State::Queued>()) {
         record.state = State::Wait::offline;

@@ -18,6 +18,11 @@ namespace fluvane::restoring {
 /// one is deleted. Asks the disk: to be done aside.
 [[nodiscard]] std::optional<std::string> movedTo(const DownloadRecord& record, FileStore& files,
                                                  DuplicateNaming naming);
+/// Where the file is on the way to, of a record that says so.
+[[nodiscard]] URL destination(const DownloadRecord& record);
+/// Whether it got there before the last run ended; what a move to another file system left in the old place
+/// is deleted then. Asks the disk: to be done aside.
+[[nodiscard]] bool hasArrived(const DownloadRecord& record, FileStore& files);
 /// Brings a record to where the next run goes on from: what was running is queued again, or waits for the
 /// network; pieces that make no sense are dropped; a file that was moved into place right before the end is
 /// finished.

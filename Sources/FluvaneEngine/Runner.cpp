@@ -120,6 +120,23 @@ void Runner::halt(Download& download) {
     download.meter.reset();
 }
 
+std::shared_ptr<PieceFile> Runner::release(Download& download) {
+    auto file = download.file;
+    parts_.connections.closeAll(download);
+    parts_.saver.close(download);
+    DiskWork::abandon(download);
+    download.growth.interrupt();
+    return file;
+}
+
+void Runner::goOn(Download& download) {
+    const auto& state = download.record.state;
+    const bool runs = state.is<State::Downloading>() || state.is<State::Starting>();
+    if (runs && !download.file && download.transfers.empty()) {
+        start(download);
+    }
+}
+
 // Events
 
 void Runner::received(DownloadID id, Token token, const TransferEvent& event) {

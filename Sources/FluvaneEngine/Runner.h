@@ -51,6 +51,11 @@ public:
     [[nodiscard]] bool makeRoom(const Download& download);
     /// Closes all that it has open. Its state is the caller's.
     void halt(Download& download);
+    /// Closes its connections and its file, which is about to be moved; that is returned, if it was open. Its
+    /// state stays, and retries wait for `goOn`.
+    [[nodiscard]] std::shared_ptr<PieceFile> release(Download& download);
+    /// Carries on with one whose file was moved, or stayed, if it runs.
+    void goOn(Download& download);
     /// Gives running downloads the connections that a full server or an earlier stop kept from them.
     void fillAll();
     /// Opens its connections anew, and tries at once what waits for a retry. One that couldn't carry on keeps

@@ -22,6 +22,9 @@ void Runner::start(Download& download) {
     } else {
         turns_.set(download, State::Starting{});
     }
+    if (download.isMoving) {
+        return; // its file is on the way
+    }
     parts_.starter.carryOn(download, [this](Download& opened, const Outcome<bool>& carriesOn) {
         if (!carriesOn.ok()) {
             fail(opened, carriesOn.error());

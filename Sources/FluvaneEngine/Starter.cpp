@@ -29,36 +29,6 @@ constexpr int mostNamesTried = 20;
 /// No file system holds more, and the planner's products stay within 64 bits.
 constexpr std::int64_t largestFile = std::int64_t{1} << 56;
 
-unfinishedFile::Left leftBy(const Download& download) {
-    const auto& record = download.record;
-    std::int64_t reaches = 0;
-    for (const auto& piece : record.pieces) {
-        reaches = piece.done > 0 ? std::max(reaches, piece.next()) : reaches;
-    }
-    return {.location = *record.partial,
-            .folder = record.folder,
-            .done = record.doneBytes(),
-            .reaches = reaches,
-            .size = Starter::mayCarryOn(record) ? record.size : std::nullopt,
-            .owner = Owner(record),
-            .isMarked = record.marked.value_or(false),
-            .mayComeBack = download.goesOnByItself};
-}
-
-/// The names that other downloads have there, of which nothing need be on disk yet. Of those that were only
-/// asked for, the earlier download gets the name.
-std::set<std::string> namesBeside(const DownloadList& list, const DownloadRecord& record) {
-    std::set<std::string> names;
-    for (const auto& other : list) {
-        const bool isSettled = other->record.partial || other->record.file || other->id() < record.id;
-        if (other->id() != record.id && isSettled && other->record.name &&
-            other->record.folder == record.folder) {
-            names.insert(*other->record.name);
-        }
-    }
-    return names;
-}
-
 void picksUp(Download& download) {
     const auto& record = download.record;
     // A file is cut into pieces once a part of it has come. One that wasn't may still have to be fetched
@@ -107,6 +77,22 @@ void Starter::renew(Download& download) const {
 bool Starter::mayCarryOn(const DownloadRecord& record) {
     return record.size && record.partial && record.name && !record.pieces.empty() &&
            (record.resumable || allComplete(record.pieces));
+}
+
+unfinishedFile::Left Starter::leftBy(const Download& download) {
+    const auto& record = download.record;
+    std::int64_t reaches = 0;
+    for (const auto& piece : record.pieces) {
+        reaches = piece.done > 0 ? std::max(reaches, piece.next()) : reaches;
+    }
+    return {.location = *record.partial,
+            .folder = record.folder,
+            .done = record.doneBytes(),
+            .reaches = reaches,
+            .size = mayCarryOn(record) ? record.size : std::nullopt,
+            .owner = Owner(record),
+            .isMarked = record.marked.value_or(false),
+            .mayComeBack = download.goesOnByItself};
 }
 
 void Starter::carryOn(Download& download, Opened then) const {
@@ -218,7 +204,7 @@ void Starter::create(Download& download, const TransferResponse& response, Creat
 }
 
 void Starter::chooseName(Download& download, const std::shared_ptr<Creation>& creation) const {
-    creation->wanted.taken = namesBeside(list_, download.record);
+    creation->wanted.taken = list_.namesIn(creation->wanted.folder, download);
     disk_.run(
         download,
         [files = &disk_.files(), wanted = creation->wanted] {
@@ -230,7 +216,7 @@ void Starter::chooseName(Download& download, const std::shared_ptr<Creation>& cr
 void Starter::announce(Download& download, const std::string& name,
                        const std::shared_ptr<Creation>& creation) const {
     auto& record = download.record;
-    if (namesBeside(list_, record).contains(name)) { // another download got it meanwhile
+    if (list_.namesIn(record.folder, download).contains(name)) { // another download got it meanwhile
         chooseName(download, creation);
         return;
     }

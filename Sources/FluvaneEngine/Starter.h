@@ -31,6 +31,8 @@ public:
     void renew(Download& download) const;
     /// Whether the record of an unfinished file is one to carry on from.
     [[nodiscard]] static bool mayCarryOn(const DownloadRecord& record);
+    /// What there has to be of its unfinished file, if it has one.
+    [[nodiscard]] static unfinishedFile::Left leftBy(const Download& download);
     /// Opens the unfinished file of an earlier run. Calls back with false when there is none to carry on
     /// from; fails with the sentence for the user when it may be there, but can't be had now.
     using Opened = std::function<void(Download&, const Outcome<bool>& carriesOn)>;

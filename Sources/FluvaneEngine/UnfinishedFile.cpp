@@ -83,6 +83,16 @@ URL location(const URL& folder, const std::string& name) {
     return folder.appending(partialName(name));
 }
 
+std::optional<std::string> nameIn(const URL& folder, const std::optional<URL>& partial) {
+    const auto path = partial ? partial->path() : std::string();
+    const auto slash = path.rfind('/');
+    const auto ending = partialName({});
+    const bool isIn =
+        slash != std::string::npos && path.ends_with(ending) && URL::folder(path.substr(0, slash)) == folder;
+    return isIn ? std::optional(path.substr(slash + 1, path.size() - slash - 1 - ending.size()))
+                : std::nullopt;
+}
+
 Created create(FileStore& files, const URL& location, std::optional<std::int64_t> size, const Owner& owner) {
     try {
         auto file = files.create(location, size, owner);

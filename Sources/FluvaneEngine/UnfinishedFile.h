@@ -53,6 +53,8 @@ struct Wanted {
 [[nodiscard]] std::string freeName(FileStore& files, const Wanted& wanted);
 /// Where the unfinished file of that name is.
 [[nodiscard]] URL location(const URL& folder, const std::string& name);
+/// The name that it is of, absent when it isn't in that folder.
+[[nodiscard]] std::optional<std::string> nameIn(const URL& folder, const std::optional<URL>& partial);
 
 /// Neither a file nor a failure: somebody else was faster.
 struct Created {

@@ -54,7 +54,7 @@ protected:
     [[nodiscard]] URL at(const std::string& name) const { return URL::file(path(name)); }
     FileStore& store() { return system.store; }
 
-    /// What is told in the end: of a URL the name in the folder, of a failure the text in brackets.
+    /// What is told in the end: of a move the new name, of a failure the text in brackets.
     template <class Value>
     std::string outcome(const std::function<void(std::function<void(const Outcome<Value>&)>)>& ask) {
         std::optional<Outcome<Value>> told;
@@ -64,8 +64,8 @@ protected:
         if (!told->ok()) {
             return "(" + told->error() + ")";
         }
-        if constexpr (std::is_same_v<Value, URL>) {
-            return std::filesystem::path(told->value().path()).lexically_relative(system.root).string();
+        if constexpr (std::is_same_v<Value, std::optional<URL>>) {
+            return told->value() ? std::filesystem::path(told->value()->path()).filename().string() : "taken";
         } else {
             return told->value();
         }
@@ -73,14 +73,14 @@ protected:
     std::string digest(const std::string& name, Checksum::Algorithm algorithm) {
         return outcome<std::string>([&](auto told) { store().checksum(at(name), {}, algorithm, told); });
     }
-    std::string finish(const std::string& partial, const std::string& name, DuplicateNaming naming,
-                       std::optional<WrittenFile> written = {}) {
+    std::string finish(const std::string& partial, const std::string& name,
+                       std::optional<DuplicateNaming> naming, std::optional<WrittenFile> written = {}) {
         const auto asItIs = WrittenFile{store().identity(at(partial)).value_or(FileIdentity{}),
                                         store().size(at(partial)), 1_id};
-        return outcome<URL>([&](auto told) {
+        return outcome<std::optional<URL>>([&](auto told) {
             const FileOrigin origin{*URL::parse("https://host/x")};
-            store().finish(at(partial), written.value_or(asItIs), name, URL::folder(system.root), naming,
-                           origin, told);
+            store().move(at(partial), written.value_or(asItIs),
+                         {URL::folder(system.root), name, naming, origin}, told);
         });
     }
 
@@ -205,6 +205,8 @@ TYPED_TEST(FileStoreContract, FinishesUnderAFreeNameAndReplacesNothing) {
         EXPECT_FALSE(this->store().exists(this->at("a.part")));
     }
     EXPECT_EQ(this->system.contents(this->path("a.tar.gz")), "old");
+    EXPECT_EQ(this->finish("a 3.tar.gz", "a.tar.gz", std::nullopt), "taken");
+    EXPECT_EQ(this->system.contents(this->path("a 3.tar.gz")), "a 3.tar.gz");
     EXPECT_EQ(this->finish("missing.part", "b", DuplicateNaming::hyphen), "(No such file or directory)");
 }
 

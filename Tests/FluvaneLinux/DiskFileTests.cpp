@@ -100,16 +100,17 @@ protected:
 
     /// The final path, or the failure's text in brackets.
     std::string finish(const URL& partial, const std::string& name, const URL& into) {
-        std::optional<Outcome<URL>> outcome;
+        std::optional<Outcome<std::optional<URL>>> outcome;
         const auto open = std::make_shared<OpenFile>();
         open->path = partial.path();
         const WrittenFile written{store.identity(partial).value_or(FileIdentity{}), store.size(partial), 1_id,
                                   open};
-        store.finish(partial, written, name, into, DuplicateNaming::spaceParentheses,
-                     {*URL::parse("https://host/x")}, [&](const auto& result) { outcome = result; });
+        store.move(partial, written,
+                   {into, name, DuplicateNaming::spaceParentheses, FileOrigin{*URL::parse("https://host/x")}},
+                   [&](const auto& result) { outcome = result; });
         EXPECT_TRUE(queue.runUntil([&] { return outcome.has_value(); }));
         EXPECT_TRUE(open->wasThere || !outcome->ok()) << "writes under way are waited for before the move";
-        return outcome->ok() ? outcome->value().path() : "(" + outcome->error() + ")";
+        return outcome->ok() ? outcome->value()->path() : "(" + outcome->error() + ")";
     }
     [[nodiscard]] URL inside() const { return URL::folder((folder / "in").string()); }
     [[nodiscard]] std::string parent() const { return "sync " + folder.path().filename().string(); }
@@ -206,9 +207,8 @@ TEST_F(DiskFileTest, GivesUpWorkWhenItEnds) {
         (void)ending.create(at("huge"), 1LL << 43, 1_id); // 8 TiB of nothing would take hours
         writeFile(folder / "a.part", "data");
         ending.checksum(at("huge"), {}, Checksum::Algorithm::sha256, [&](const auto&) { called = true; });
-        ending.finish(at("a.part"), {*ending.identity(at("a.part")), 4}, "a",
-                      URL::folder(folder.path().string()), DuplicateNaming::hyphen,
-                      {*URL::parse("https://host/x")}, [&](const auto&) { called = true; });
+        ending.move(at("a.part"), {*ending.identity(at("a.part")), 4},
+                    {URL::folder(folder.path().string()), "a"}, [&](const auto&) { called = true; });
     }
     queue.runPending();
     EXPECT_FALSE(called);
@@ -239,6 +239,36 @@ TEST_F(DiskFileTest, AFileIsWholeBeforeItHasItsName) {
     EXPECT_THAT(taken(), ElementsAre(itself, itself));
     EXPECT_EQ(finish(at("a.part"), "a", inside()), (folder / "in/a").string());
     EXPECT_THAT(taken(), ElementsAre("sync a.part", parent(), "name a", "sync in", parent()));
+}
+
+TEST_F(DiskFileTest, ACopyToAnotherDiskKeepsItsHolesAndItsMark) {
+    constexpr std::int64_t size = 1LL << 36, at = size - 5; // all of it would fill the other disk
+    const auto file = store.create(this->at("a.part"), size, 1_id);
+    const char* const memory = "/dev/shm";
+    struct stat there {
+    }, copied{};
+    if (::stat(memory, &there) != 0 || there.st_dev == file->identity().device) {
+        GTEST_SKIP() << "there is one file system only";
+    }
+    file->write(bytes("mid"), size / 2);
+    file->write(bytes("end"), at);
+    const auto name = folder.path().filename().string();
+    std::optional<Outcome<std::optional<URL>>> outcome;
+    store.move(this->at("a.part"), {file->identity(), size, 1_id, file},
+               {.folder = URL::folder(memory), .name = name, .length = size + 7},
+               [&](const auto& result) { outcome = result; });
+    ASSERT_TRUE(queue.runUntil([&] { return outcome.has_value(); }));
+    ASSERT_TRUE(outcome->ok()) << outcome->error();
+    const auto copy = store.open(*outcome->value());
+    ::stat(outcome->value()->path().c_str(), &copied);
+    EXPECT_EQ(copied.st_size, size + 7);
+    EXPECT_LT(copied.st_blocks, 100);
+    std::array<std::byte, 3> read{};
+    copy->read(read, at);
+    EXPECT_TRUE(std::ranges::equal(read, bytes("end")));
+    EXPECT_NE(store.mark(*outcome->value(), 1_id), Mark::none);
+    EXPECT_FALSE(store.exists(this->at("a.part")));
+    EXPECT_TRUE(store.remove(*outcome->value(), 1_id, true));
 }
 
 TEST_F(DiskFileTest, AMarkIsReadWithoutAFreeDescriptor) {

@@ -212,12 +212,11 @@ void MemoryFileStore::checksum(const URL& file, const std::optional<WrittenFile>
              why.empty() ? digest(file.path(), algorithm) : Outcome<std::string>::failure(why));
 }
 
-void MemoryFileStore::finish(const URL& partial, const WrittenFile& written, const std::string& name,
-                             const URL& folder, DuplicateNaming naming, const FileOrigin& origin,
-                             std::function<void(Outcome<URL>)> completion) {
-    const auto why = refusal(partial.path(), written);
+void MemoryFileStore::move(const URL& from, const WrittenFile& written, const MoveTarget& target,
+                           std::function<void(Outcome<std::optional<URL>>)> completion) {
+    const auto why = refusal(from.path(), written);
     complete(std::move(completion),
-             why.empty() ? move(partial, name, folder, naming, origin) : Outcome<URL>::failure(why));
+             why.empty() ? move(from, target) : Outcome<std::optional<URL>>::failure(why));
 }
 
 /// Empty when it is the file that was written; what isn't there is refused elsewhere.
@@ -230,7 +229,8 @@ std::string MemoryFileStore::refusal(const std::string& path,
     if (file->second->identity() != written->identity) {
         return "Another file has its name";
     }
-    return file->second->size() == written->size ? "" : "Another program changed it";
+    const auto size = file->second->size();
+    return size == written->size.value_or(size) ? "" : "Another program changed it";
 }
 
 void MemoryFileStore::put(const std::string& path, std::string_view bytes, std::optional<Owner> owner) {
@@ -284,24 +284,29 @@ Outcome<std::string> MemoryFileStore::digest(const std::string& path, Checksum::
     return Outcome<std::string>::success(fmt::format("{:02x}", fmt::join(digest, digest + length, "")));
 }
 
-Outcome<URL> MemoryFileStore::move(const URL& partial, const std::string& name, const URL& folder,
-                                   DuplicateNaming naming, const FileOrigin& origin) {
-    const auto file = files_.find(partial.path());
+Outcome<std::optional<URL>> MemoryFileStore::move(const URL& from, const MoveTarget& target) {
+    using Moved = Outcome<std::optional<URL>>;
+    const auto file = files_.find(from.path());
     if (failFinish || file == files_.end()) {
-        return Outcome<URL>::failure(failFinish.value_or("No such file or directory"));
+        return Moved::failure(failFinish.value_or("No such file or directory"));
     }
     if (faults_->sync || faults_->unsynced.contains(file->second->identity())) {
-        return Outcome<URL>::failure("Some of its bytes didn't reach the disk.");
+        return Moved::failure("Some of its bytes didn't reach the disk.");
     }
-    const auto chosen = fileName::unique(
-        name, naming, [&](const std::string& candidate) { return exists(folder.appending(candidate)); });
-    const auto place = folder.appending(chosen);
+    const auto isTaken = [&](const std::string& name) { return exists(target.folder.appending(name)); };
+    if (!target.naming && isTaken(target.name)) {
+        return Moved::success(std::nullopt);
+    }
+    const auto place = target.folder.appending(
+        target.naming ? fileName::unique(target.name, *target.naming, isTaken) : target.name);
     file->second->sync();
     auto moved = files_.extract(file);
     moved.key() = place.path();
     files_.insert(std::move(moved));
-    origins.emplace_back(place.path(), origin);
-    return Outcome<URL>::success(place);
+    if (target.origin) {
+        origins.emplace_back(place.path(), *target.origin);
+    }
+    return Moved::success(place);
 }
 
 } // namespace fluvane::support

@@ -72,7 +72,7 @@ private:
 /// What is below "/other" is on a disk of its own, the device 2; all else is on the device 1.
 ///
 /// As on a disk an open file outlives its name: it may be written after it was moved or removed. Work of
-/// `checksum` and `finish` happens within the call, its completion `completionDelay` seconds later.
+/// `checksum` and `move` happens within the call, its completion `completionDelay` seconds later.
 class MemoryFileStore : public FileStore {
     /// What open files share with the store.
     struct Faults {
@@ -100,9 +100,8 @@ public:
     [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
-    void finish(const URL& partial, const WrittenFile& written, const std::string& name, const URL& folder,
-                DuplicateNaming naming, const FileOrigin& origin,
-                std::function<void(Outcome<URL>)> completion) override;
+    void move(const URL& from, const WrittenFile& written, const MoveTarget& target,
+              std::function<void(Outcome<std::optional<URL>>)> completion) override;
 
     /// The failures to play, each the text that the operation fails with for as long as it is set. Those of
     /// files hold for files already open too.
@@ -126,7 +125,8 @@ public:
     std::set<std::string> missingFolders; ///< All others are there, though no file may be in them.
     double completionDelay = 0;
 
-    std::vector<std::pair<std::string, FileOrigin>> origins; ///< Final path and origin of every finish.
+    std::vector<std::pair<std::string, FileOrigin>>
+        origins; ///< Final path and origin of every file with one.
 
     /// What new files are made of.
     std::function<std::shared_ptr<FileBytes>(std::uint64_t device)> make = [](auto device) {
@@ -151,8 +151,7 @@ private:
     [[nodiscard]] std::string refusal(const std::string& path,
                                       const std::optional<WrittenFile>& written) const;
     [[nodiscard]] Outcome<std::string> digest(const std::string& path, Checksum::Algorithm algorithm) const;
-    [[nodiscard]] Outcome<URL> move(const URL& partial, const std::string& name, const URL& folder,
-                                    DuplicateNaming naming, const FileOrigin& origin);
+    [[nodiscard]] Outcome<std::optional<URL>> move(const URL& from, const MoveTarget& target);
 
     Scheduler& scheduler_;
     std::map<std::string, std::shared_ptr<FileBytes>> files_;

@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -32,10 +31,6 @@ constexpr mode_t folderMode = 0777;
 /// Bytes after which the kernel is asked to start writing, which keeps the next sync short.
 constexpr std::int64_t writebackEvery = 8LL * 1024 * 1024;
 
-bool isFull(int code) {
-    return code == ENOSPC || code == EDQUOT;
-}
-
 FileError failure(const SystemError& error) {
     return FileError(error.what(), isFull(error.code()));
 }
@@ -52,50 +47,6 @@ Descriptor openedUnless(int expected, const std::string& path, int flags) {
     }
 }
 
-/// File systems without holes, and the longest file that each takes. On others the first write finds out.
-struct Solid {
-    decltype(statfs::f_type) type;
-    std::int64_t longest;
-};
-constexpr Solid solidOnes[] = {
-    {0x4d44, 0xffff'ffff},                                  // FAT
-    {0x7366746e, std::numeric_limits<std::int64_t>::max()}, // NTFS
-    {0x2011bab0, std::numeric_limits<std::int64_t>::max()}, // exFAT
-    {0x4244, 0x7fff'ffff},                                  // HFS
-    {0x482b, std::numeric_limits<std::int64_t>::max()},     // HFS+
-    {0x517b, std::numeric_limits<std::int64_t>::max()},     // network folders of Windows, old ways
-    {0xff534d42, std::numeric_limits<std::int64_t>::max()}, // and newer ones
-    {0xfe534d42, std::numeric_limits<std::int64_t>::max()},
-};
-
-const Solid* solidOne(const Descriptor& file) {
-    struct statfs volume {};
-    if (::fstatfs(file.get(), &volume) != 0) {
-        return nullptr;
-    }
-    const auto* const found =
-        std::ranges::find(solidOnes, static_cast<std::uint32_t>(volume.f_type),
-                          [](const Solid& solid) { return static_cast<std::uint32_t>(solid.type); });
-    return found == std::end(solidOnes) ? nullptr : found;
-}
-
-void setLength(const Descriptor& file, std::int64_t size) {
-    if (size < 1) {
-        return;
-    }
-    if (const auto* const solid = solidOne(file)) { // would be filled with zeros first
-        if (size > solid->longest) {
-            throw FileError(errorText(EFBIG));
-        }
-        return;
-    }
-    while (::ftruncate(file.get(), size) != 0) {
-        if (errno != EINTR) {
-            throw FileError(errorText(errno), isFull(errno));
-        }
-    }
-}
-
 /// The file gets its name only when all else of it is as it should be. Not open when the name is taken;
 /// absent where this can't be done.
 std::optional<Descriptor> createdWhole(const std::filesystem::path& path, std::optional<std::int64_t> size,
@@ -104,7 +55,7 @@ std::optional<Descriptor> createdWhole(const std::filesystem::path& path, std::o
     if (!file.isOpen()) {
         return std::nullopt;
     }
-    setLength(file, size.value_or(0));
+    setLength(file.get(), size.value_or(0));
     setMark(file.get(), owner);
     const int code = tessivar::giveName(file.get(), path.string());
     if (code != 0 && code != EEXIST) {
@@ -119,7 +70,7 @@ Descriptor createdByName(const std::string& path, std::optional<std::int64_t> si
     if (file.isOpen()) {
         try {
             setMark(file.get(), owner);
-            setLength(file, size.value_or(0));
+            setLength(file.get(), size.value_or(0));
         } catch (const FileError&) {
             (void)tessivar::unlinkIfSame(path, file.get());
             throw;
@@ -181,7 +132,7 @@ bool FailedSyncs::contains(const FileIdentity& file) const {
 
 DiskFile::DiskFile(Descriptor descriptor, std::shared_ptr<FailedSyncs> failed, std::string folder)
     : descriptor_(std::move(descriptor)), identity_(identityOf(statusOf(descriptor_.get()))),
-      sparse_(solidOne(descriptor_) == nullptr), failed_(std::move(failed)), folder_(std::move(folder)),
+      sparse_(fluvane::isSparse(descriptor_.get())), failed_(std::move(failed)), folder_(std::move(folder)),
       nameIsNew_(!folder_.empty()) {}
 
 DiskFile::~DiskFile() {
@@ -439,17 +390,16 @@ void DiskFileStore::checksum(const URL& file, const std::optional<WrittenFile>& 
         std::move(completion));
 }
 
-void DiskFileStore::finish(const URL& partial, const WrittenFile& written, const std::string& name,
-                           const URL& folder, DuplicateNaming naming, const FileOrigin& origin,
-                           std::function<void(Outcome<URL>)> completion) {
-    run<URL>(
+void DiskFileStore::move(const URL& from, const WrittenFile& written, const MoveTarget& target,
+                         std::function<void(Outcome<std::optional<URL>>)> completion) {
+    run<std::optional<URL>>(
         written.identity.device,
         [=, this] {
             awaitWrites(written);
             if (failedSyncs_->contains(written.identity)) {
                 throw FileError(tessivar::kept("kept", "Some of its bytes didn't reach the disk."));
             }
-            return FinalMove(pathOf(partial), written, name, folder, naming, origin, ending_).run();
+            return FileMove(pathOf(from), written, target, ending_).run();
         },
         std::move(completion));
 }

@@ -98,9 +98,8 @@ public:
     [[nodiscard]] std::optional<Space> space(const URL& folder) override;
     void checksum(const URL& file, const std::optional<WrittenFile>& written, Checksum::Algorithm algorithm,
                   std::function<void(Outcome<std::string>)> completion) override;
-    void finish(const URL& partial, const WrittenFile& written, const std::string& name, const URL& folder,
-                DuplicateNaming naming, const FileOrigin& origin,
-                std::function<void(Outcome<URL>)> completion) override;
+    void move(const URL& from, const WrittenFile& written, const MoveTarget& target,
+              std::function<void(Outcome<std::optional<URL>>)> completion) override;
 
 private:
     template <class T>

@@ -12,11 +12,14 @@
 #include <fcntl.h>
 #include <openssl/evp.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <limits>
 #include <memory>
 #include <set>
 #include <span>
@@ -91,7 +94,7 @@ void requireWritten(int descriptor, const WrittenFile& written) {
     if (identityOf(status) != written.identity) {
         throw FileError(anotherFile);
     }
-    if (status.st_size != written.size || status.st_nlink > 1) {
+    if (status.st_size != written.size.value_or(status.st_size) || status.st_nlink > 1) {
         throw FileError(tessivar::kept("kept", "Another program changed it"));
     }
 }
@@ -105,6 +108,33 @@ Descriptor openedWritten(const std::string& path, const WrittenFile& written) {
 bool isPlainName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." &&
            name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+}
+
+/// File systems without holes, and the longest file that each takes. On others the first write finds out.
+struct Solid {
+    decltype(statfs::f_type) type;
+    std::int64_t longest;
+};
+constexpr Solid solidOnes[] = {
+    {0x4d44, 0xffff'ffff},                                  // FAT
+    {0x7366746e, std::numeric_limits<std::int64_t>::max()}, // NTFS
+    {0x2011bab0, std::numeric_limits<std::int64_t>::max()}, // exFAT
+    {0x4244, 0x7fff'ffff},                                  // HFS
+    {0x482b, std::numeric_limits<std::int64_t>::max()},     // HFS+
+    {0x517b, std::numeric_limits<std::int64_t>::max()},     // network folders of Windows, old ways
+    {0xff534d42, std::numeric_limits<std::int64_t>::max()}, // and newer ones
+    {0xfe534d42, std::numeric_limits<std::int64_t>::max()},
+};
+
+const Solid* solidOne(int descriptor) {
+    struct statfs volume {};
+    if (::fstatfs(descriptor, &volume) != 0) {
+        return nullptr;
+    }
+    const auto* const found =
+        std::ranges::find(solidOnes, static_cast<std::uint32_t>(volume.f_type),
+                          [](const Solid& solid) { return static_cast<std::uint32_t>(solid.type); });
+    return found == std::end(solidOnes) ? nullptr : found;
 }
 
 std::string markText(const Owner& owner) {
@@ -128,6 +158,31 @@ struct stat statusOf(int descriptor) {
 
 FileIdentity identityOf(const struct stat& status) {
     return {.device = status.st_dev, .inode = status.st_ino};
+}
+
+bool isFull(int code) {
+    return code == ENOSPC || code == EDQUOT;
+}
+
+bool isSparse(int descriptor) {
+    return solidOne(descriptor) == nullptr;
+}
+
+void setLength(int descriptor, std::int64_t size) {
+    if (size < 1) {
+        return;
+    }
+    if (const auto* const solid = solidOne(descriptor)) { // would be filled with zeros first
+        if (size > solid->longest) {
+            throw FileError(tessivar::errorText(EFBIG));
+        }
+        return;
+    }
+    while (::ftruncate(descriptor, size) != 0) {
+        if (errno != EINTR) {
+            throw FileError(tessivar::errorText(errno), isFull(errno));
+        }
+    }
 }
 
 std::string digestOf(const std::string& file, const std::optional<WrittenFile>& written,
@@ -175,35 +230,35 @@ Mark markAt(const std::string& path, const Owner& owner) {
                     [&](auto* text, auto size) { return ::lgetxattr(path.c_str(), markName, text, size); });
 }
 
-FinalMove::FinalMove(std::filesystem::path partial, WrittenFile written, std::string name, URL folder,
-                     DuplicateNaming naming, FileOrigin origin, const std::atomic<bool>& ending)
-    : partial_(std::move(partial)), written_(std::move(written)), name_(std::move(name)),
-      folder_(std::move(folder)), naming_(naming), origin_(std::move(origin)), ending_(ending) {}
+FileMove::FileMove(std::filesystem::path from, WrittenFile written, MoveTarget target,
+                   const std::atomic<bool>& ending)
+    : from_(std::move(from)), written_(std::move(written)), target_(std::move(target)), ending_(ending) {}
 
 /// From here on both folders are the ones that were found, whatever is put in their places.
-URL FinalMove::run() {
-    if (!isPlainName(name_)) {
+std::optional<URL> FileMove::run() {
+    if (!isPlainName(target_.name)) {
         throw SystemError(EINVAL);
     }
-    const bool staysInFolder = partial_.parent_path() == pathOf(folder_);
-    const tessivar::HeldFolder from(partial_.parent_path());
-    partial_ = from.path() / partial_.filename();
+    const auto folder = pathOf(target_.folder);
+    const bool staysInFolder = from_.parent_path() == folder;
+    const tessivar::HeldFolder from(from_.parent_path());
+    from_ = from.path() / from_.filename();
     // The data before the name: a power cut must not leave the final name on half a file.
-    const auto file = openedWritten(partial_.string(), written_);
+    const auto file = openedWritten(from_.string(), written_);
     setMark(file.get(), written_.owner); // it may come from a disk that keeps none
     tessivar::syncData(file.get());
-    tessivar::createFolders(pathOf(folder_), folderMode);
-    const tessivar::HeldFolder into(pathOf(folder_));
+    tessivar::createFolders(folder, folderMode);
+    const tessivar::HeldFolder into(folder);
     folderPath_ = into.path();
     const auto chosen = moveOrCopy(file.get());
     syncQuietly(folderPath_);
     if (!staysInFolder) {
         syncQuietly(from.path());
     }
-    return folder_.appending(chosen);
+    return chosen ? std::optional(target_.folder.appending(*chosen)) : std::nullopt;
 }
 
-std::string FinalMove::moveOrCopy(int descriptor) {
+std::optional<std::string> FileMove::moveOrCopy(int descriptor) {
     try {
         auto chosen = toFreeName([&](const std::string& path) { return moveTo(path, descriptor); });
         noteOrigin(descriptor);
@@ -217,17 +272,19 @@ std::string FinalMove::moveOrCopy(int descriptor) {
 }
 
 /// The sync took its time: what has the name now may be somebody else's.
-int FinalMove::moveTo(const std::string& path, int descriptor) const {
+int FileMove::moveTo(const std::string& path, int descriptor) const {
     requireWritten(descriptor, written_);
-    return tessivar::moveOpenWithoutReplacing(descriptor, partial_.string(), path);
+    return tessivar::moveOpenWithoutReplacing(descriptor, from_.string(), path);
 }
 
-std::string FinalMove::toFreeName(const std::function<int(const std::string&)>& move) const {
+std::optional<std::string> FileMove::toFreeName(const std::function<int(const std::string&)>& move) const {
     std::set<std::string> refused;
-    while (true) {
-        auto chosen = fileName::unique(name_, naming_, [&](const std::string& candidate) {
-            return refused.contains(candidate) || tessivar::nameTaken((folderPath_ / candidate).string());
-        });
+    const auto isTaken = [&](const std::string& candidate) {
+        return refused.contains(candidate) || tessivar::nameTaken((folderPath_ / candidate).string());
+    };
+    while (target_.naming || refused.empty()) {
+        auto chosen =
+            target_.naming ? fileName::unique(target_.name, *target_.naming, isTaken) : target_.name;
         const int code = move((folderPath_ / chosen).string());
         if (code == 0) {
             return chosen;
@@ -240,35 +297,84 @@ std::string FinalMove::toFreeName(const std::function<int(const std::string&)>& 
         }
         refused.insert(chosen);
     }
+    return std::nullopt;
 }
 
-/// The folder is on another file system: the finished file is a copy.
-std::string FinalMove::copyAcross(int descriptor) {
+/// The folder is on another file system: what is there then is a copy.
+std::optional<std::string> FileMove::copyAcross(int descriptor) {
     TemporaryCopy::clearLeftovers(folderPath_);
     TemporaryCopy copy(folderPath_);
-    forEachChunk(descriptor, ending_,
-                 [&](std::span<const std::byte> chunk) { tessivar::writeFully(copy.descriptor(), chunk); });
+    copyData(descriptor, copy.descriptor());
     requireWritten(descriptor, written_); // else it was cut off while it was read
-    ::fchmod(copy.descriptor(), statusOf(descriptor).st_mode & 0777);
+    const auto status = statusOf(descriptor);
+    ::fchmod(copy.descriptor(), status.st_mode & 0777);
+    const struct timespec times[] = {status.st_atim, status.st_mtim};
+    ::futimens(copy.descriptor(), times);
     setMark(copy.descriptor(), written_.owner);
     tessivar::syncData(copy.descriptor());
     auto chosen = toFreeName([&](const std::string& path) { return copy.moveTo(path); });
-    noteOrigin(copy.descriptor());
-    syncQuietly(folderPath_); // a power cut must not leave neither of them
-    (void)tessivar::unlinkIfSame(partial_.string(), descriptor);
+    if (chosen) {
+        noteOrigin(copy.descriptor());
+        syncQuietly(folderPath_); // a power cut must not leave neither of them
+        (void)tessivar::unlinkIfSame(from_.string(), descriptor);
+    }
     return chosen;
 }
 
-void FinalMove::noteOrigin(int descriptor) const {
+/// What was never written stays so: an unfinished file may be a hundred times as long as what is in it.
+void FileMove::copyData(int from, int to) const {
+    setLength(to, target_.length.value_or(0));
+    const auto length = statusOf(from).st_size;
+    off_t at = ::lseek(from, 0, SEEK_DATA);
+    const bool knowsHoles = at >= 0 || errno == ENXIO;
+    for (at = knowsHoles ? at : 0; at >= 0 && at < length; at = ::lseek(from, at, SEEK_DATA)) {
+        const auto end = knowsHoles ? ::lseek(from, at, SEEK_HOLE) : length;
+        if (end < 0 || ::lseek(from, at, SEEK_SET) < 0 || ::lseek(to, at, SEEK_SET) < 0) {
+            throw SystemError(errno);
+        }
+        copyBytes(from, end - at, to);
+        at = end;
+    }
+    if (at < 0 && errno != ENXIO) {
+        throw SystemError(errno);
+    }
+    if (!target_.length && statusOf(to).st_size < length && ::ftruncate(to, length) != 0) {
+        throw SystemError(errno);
+    }
+}
+
+void FileMove::copyBytes(int from, std::int64_t count, int to) const {
+    std::vector<std::byte> buffer(chunkSize);
+    while (count > 0) {
+        const auto wanted = std::min<std::int64_t>(count, std::ssize(buffer));
+        const auto got = tessivar::readFully(from, buffer.data(), static_cast<std::size_t>(wanted));
+        if (ending_) {
+            throw WorkAbandoned();
+        }
+        if (target_.isGivenUp && *target_.isGivenUp) {
+            throw FileError(tessivar::kept("kept", "It was given up."));
+        }
+        if (got == 0) {
+            return;
+        }
+        tessivar::writeFully(to, std::span<const std::byte>(buffer).first(got));
+        count -= static_cast<std::int64_t>(got);
+    }
+}
+
+void FileMove::noteOrigin(int descriptor) const {
+    if (!target_.origin) {
+        return;
+    }
     int code = 0;
     const auto set = [&](const char* name, const URL& url) {
         const auto bare = url.withoutCredentials();
         const auto& text = bare.absoluteString();
         code = ::fsetxattr(descriptor, name, text.data(), text.size(), 0) == 0 ? code : errno;
     };
-    set("user.xdg.origin.url", origin_.url);
-    if (origin_.referrer) {
-        set("user.xdg.referrer.url", *origin_.referrer);
+    set("user.xdg.origin.url", target_.origin->url);
+    if (target_.origin->referrer) {
+        set("user.xdg.referrer.url", *target_.origin->referrer);
     }
     if (code != 0) {
         log::files.error("couldn't quarantine a finished file: " + tessivar::errorText(code));

@@ -6,6 +6,7 @@
 #include "FluvaneEngine/Platform.h"
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -37,32 +38,39 @@ void setMark(int descriptor, const Owner& owner);
 /// The same without a descriptor: where there is no free one, a file that can't be looked at isn't nobody's.
 [[nodiscard]] Mark markAt(const std::string& path, const Owner& owner);
 
-/// Moves a finished file into place under the first free name, durably, and marks it with its origin.
-class FinalMove {
-public:
-    FinalMove(std::filesystem::path partial, WrittenFile written, std::string name, URL folder,
-              DuplicateNaming naming, FileOrigin origin, const std::atomic<bool>& ending);
+/// For want of space, or of leave to use more.
+[[nodiscard]] bool isFull(int code);
+/// Whether a part of the file that nothing was written to costs nothing on its disk.
+[[nodiscard]] bool isSparse(int descriptor);
+/// Makes it that long where that costs nothing. Fails with FileError, also where its disk holds none so long.
+void setLength(int descriptor, std::int64_t size);
 
-    /// The final location. Throws WorkAbandoned soon after `ending` is set; after any failure the unfinished
-    /// file is where it was.
-    [[nodiscard]] URL run();
+/// Moves a file, durably.
+class FileMove {
+public:
+    FileMove(std::filesystem::path from, WrittenFile written, MoveTarget target,
+             const std::atomic<bool>& ending);
+
+    /// The new location; absent when its name is taken and no other will do. Throws WorkAbandoned soon after
+    /// `ending` is set; after any failure the file is where it was.
+    [[nodiscard]] std::optional<URL> run();
 
 private:
     /// Has `move` (0 or an error number) take the first free name that can be had: someone else may take one
     /// at any moment.
-    [[nodiscard]] std::string toFreeName(const std::function<int(const std::string&)>& move) const;
-    [[nodiscard]] std::string moveOrCopy(int descriptor);
+    [[nodiscard]] std::optional<std::string>
+    toFreeName(const std::function<int(const std::string&)>& move) const;
+    [[nodiscard]] std::optional<std::string> moveOrCopy(int descriptor);
     [[nodiscard]] int moveTo(const std::string& path, int descriptor) const;
-    [[nodiscard]] std::string copyAcross(int descriptor);
+    [[nodiscard]] std::optional<std::string> copyAcross(int descriptor);
+    void copyData(int from, int to) const;
+    void copyBytes(int from, std::int64_t count, int to) const;
     void noteOrigin(int descriptor) const;
 
-    std::filesystem::path partial_; ///< Both by way of folders that are held open.
+    std::filesystem::path from_; ///< Both by way of folders that are held open.
     std::filesystem::path folderPath_;
     WrittenFile written_;
-    std::string name_;
-    URL folder_;
-    DuplicateNaming naming_;
-    FileOrigin origin_;
+    MoveTarget target_;
     const std::atomic<bool>& ending_;
 };
 

@@ -26,7 +26,8 @@ bool isSpared(const World& world) {
 }
 
 bool mayRun(const World& world, const Download& download) {
-    return world.manager().online() && (!isSpared(world) || download.allowedOnLimitedNetwork);
+    return !download.isMoving && world.manager().online() &&
+           (!isSpared(world) || download.allowedOnLimitedNetwork);
 }
 
 bool isQueued(const Download& download) {
@@ -72,9 +73,9 @@ bool hasSomethingThatWakesIt(const World& world, const Download& download) {
     const bool isIdle = download.transfers.empty() && !download.retry.isPending();
     switch (download.record.state.kind()) {
     case StateKind::starting:
-        return !isIdle || hangs;
+        return !isIdle || hangs || download.isMoving;
     case StateKind::downloading:
-        return !isIdle || (download.file ? roomFor(world, download) <= 0 : hangs);
+        return !isIdle || download.isMoving || (download.file ? roomFor(world, download) <= 0 : hangs);
     case StateKind::retrying:
         return download.retry.isPending();
     case StateKind::offline:
@@ -98,7 +99,7 @@ bool isQueuedForAReason(const World& world, const Download& download) {
 bool isSourceWhenFinished(const World& world, const Download& download) {
     const auto file = world.file(download.record.file);
     const auto content = file ? file->synced.only(0, file->size()) : nothing;
-    return !download.record.state.is<DownloadState::Finished>() ||
+    return !download.record.state.is<DownloadState::Finished>() || download.isMoving ||
            (content >= 0 && file->size() == Servers::sizeOf(content) && !download.record.partial);
 }
 
@@ -233,8 +234,16 @@ std::optional<std::string> brokenAtEnd(const World& world, bool isLast) {
         std::ranges::equal(all, world.engine.store->saved, [](const auto* download, const auto& record) {
             return download->id() == record.id && download->record.state == record.state;
         });
-    const auto* const sentence = brokenOne({{world.unanswered == 0, "Every command is answered."},
-                                            {isSaved, "In the end the saved list is the list."}});
+    const auto isKnown = [&](const std::string& path) {
+        return world.listFailed || !path.ends_with(".fluvane") ||
+               std::ranges::any_of(world.engine.store->saved, [&](const auto& record) {
+                   return record.partial && record.partial->path() == path;
+               });
+    };
+    const auto* const sentence = brokenOne(
+        {{std::ranges::all_of(world.files.paths(), isKnown), "Every unfinished file is on the list."},
+         {world.unanswered == 0, "Every command is answered."},
+         {isSaved, "In the end the saved list is the list."}});
     return sentence ? sentence : broken(world);
 }
 

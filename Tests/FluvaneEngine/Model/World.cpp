@@ -33,6 +33,7 @@ constexpr Kind kinds[] = {
     {3, "link",
      [](World& world) { world.manager().updateLink(world.pick(), world.servers.link(world.how)); }},
     {3, "checksum", [](World& world) { world.manager().setChecksum(world.pick(), world.checksum()); }},
+    {6, "move", [](World& world) { world.move(); }},
     {3, "pause all", [](World& world) { world.manager().pauseAll(); }},
     {4, "resume all", [](World& world) { world.resumeAll(); }},
     {2, "save", [](World& world) { world.save(); }},
@@ -40,12 +41,12 @@ constexpr Kind kinds[] = {
     {16, "network", [](World& world) { world.network(); }},
     {18, "disk", [](World& world) { world.disk(); }},
     {5, "restart", [](World& world) { world.restart(); }},
-    {36, "answer",
+    {33, "answer",
      [](World& world) { world.servers.answer(world.who, world.how % 32, world.more % 2 == 1); }},
     {30, "send", [](World& world) { world.servers.send(world.who, counts[world.how % 8]); }},
     {14, "cut", [](World& world) { world.servers.cut(world.who, world.how); }},
     {34, "serve", [](World& world) { world.serve(); }},
-    {17, "let pass", [](World& world) { world.pass(times[world.how % 8]); }},
+    {14, "let pass", [](World& world) { world.pass(times[world.how % 8]); }},
     {8, "change", [](World& world) { world.servers.change(world.who, world.how % 2 == 0); }},
 };
 
@@ -84,6 +85,7 @@ std::string World::happen(Step step) {
     if (engine.store->error || engine.store->hung.contains(engine.store->list)) {
         lateUntil = engine.scheduler.now() + slowestSave;
     }
+    listFailed = listFailed || engine.store->error;
     servers.forgetEnded();
     engine.transport->transfers.clear();
     return fmt::format("{} {} {} {}{}", kind->words, who, how, more, isAtRest ? "" : ", and at once");
@@ -119,6 +121,13 @@ void World::resumeAll() {
         askedOnLimited.insert(download->id());
     }
     manager().resumeAll();
+}
+
+void World::move() {
+    const auto id = pick();
+    manager().move(
+        id, one<std::optional<URL>>({std::nullopt, URL::folder("/moved"), URL::folder("/other/place")}, how),
+        one<std::optional<std::string>>({std::nullopt, "named", "b", ".."}, more), {});
 }
 
 void World::save() {
@@ -291,7 +300,7 @@ void World::noteBefore() {
     queuedBefore.clear();
     activeBefore.clear();
     for (const auto* const download : manager().downloads()) {
-        if (download->record.state.is<DownloadState::Queued>()) {
+        if (download->record.state.is<DownloadState::Queued>() && !download->isMoving) {
             queuedBefore.insert(download->id());
         } else if (download->record.state.isActive()) {
             activeBefore.insert(download->id());

@@ -45,6 +45,7 @@ struct World {
     double lateUntil = 0;                            ///< The list may not have been saved up to then.
     bool syncFailed = false;                         ///< In this run.
     [[nodiscard]] bool isSaved(DownloadID id) const; ///< On the list, and not as one to be deleted.
+    bool listFailed = false;                         ///< Once; what it forgot left its file.
     bool hasLied = false;                            ///< Told of a save that wasn't.
     bool hasOrphan = false;                          ///< Made a file before it was on the saved list.
     bool lostAtStop = false;                         ///< Something that a good end has to keep.
@@ -54,6 +55,7 @@ struct World {
     void add();
     void remove();
     void undo();
+    void move();
     void resumeAll();
     void save();
     void setting();

@@ -1,0 +1,327 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#include "FluvaneEngine/Mover.h"
+
+#include "FluvaneEngine/Log.h"
+#include "FluvaneEngine/Restoring.h"
+#include "FluvaneEngine/Starter.h"
+#include "TessivarPhrases/Phrases.h"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace fluvane {
+
+using State = DownloadState;
+
+namespace {
+
+constexpr int mostNamesTried = 20;
+constexpr const char* givenUp = tessivar::markedIn("kept", "It was given up.");
+
+/// Whether it has a file that goes with it, and can go now. One that the server would send from the start
+/// again is no use elsewhere.
+bool hasFileToMove(const DownloadRecord& record) {
+    return record.state.is<State::Finished>()
+               ? record.file.has_value()
+               : !record.state.is<State::Verifying>() && Starter::mayCarryOn(record);
+}
+
+} // namespace
+
+// The command
+
+void Mover::move(Download& download, const std::optional<URL>& folder, const std::optional<std::string>& name,
+                 Moved then) {
+    const auto& record = download.record;
+    const auto cleaned = name ? unfinishedFile::cleanName(*name) : record.name;
+    const auto target = folder.value_or(record.folder);
+    if (name && !cleaned) {
+        tell(then,
+             Outcome<std::string>::failure(tessivar::kept("kept", "That can't be the name of a file.")));
+    } else if (record.state.is<State::Finishing>()) {
+        tell(then, Outcome<std::string>::failure(
+                       tessivar::kept("kept", "It is just being moved into place. Try again in a moment.")));
+    } else if (download.isMoving) {
+        tell(then, Outcome<std::string>::failure(tessivar::kept("kept", "It is being moved already.")));
+    } else if (target == record.folder && cleaned == record.name) {
+        tell(then, Outcome<std::string>::success(record.displayName()));
+    } else {
+        begin(download, {.folder = target, .name = cleaned.value_or("")}, std::move(then));
+    }
+}
+
+/// An empty name is one that the server is yet to tell.
+void Mover::begin(Download& download, FilePlace target, Moved then) {
+    const auto work = std::make_shared<Work>(Work{.id = download.id(),
+                                                  .target = std::move(target),
+                                                  .then = std::move(then),
+                                                  .triesLeft = mostNamesTried});
+    works_[work->id] = work;
+    download.isMoving = true;
+    turns_.conditionsChanged();
+    if (work->target.name.empty()) {
+        named(download, work, "");
+    } else {
+        chooseName(download, work);
+    }
+}
+
+void Mover::chooseName(Download& download, const WorkPointer& work) {
+    const auto wanted = unfinishedFile::Wanted{.folder = work->target.folder,
+                                               .name = work->target.name,
+                                               .naming = conditions_.config.duplicateNames,
+                                               .taken = list_.namesIn(work->target.folder, download)};
+    aside(
+        work, [files = &disk_.files(), wanted] { return unfinishedFile::freeName(*files, wanted); },
+        [this, work](Download& naming, const std::string& name) { named(naming, work, name); });
+}
+
+/// It may have begun, ended or stopped since the command.
+void Mover::named(Download& download, const WorkPointer& work, const std::string& name) {
+    if (list_.namesIn(work->target.folder, download).contains(name)) {
+        chooseName(download, work);
+        return;
+    }
+    if (*work->isGivenUp) {
+        fail(download, work, givenUp);
+        return;
+    }
+    work->target.name = name;
+    const auto& state = download.record.state;
+    if (state.is<State::Finishing>()) {
+        fail(download, work,
+             tessivar::kept("kept", "It is just being moved into place. Try again in a moment."));
+    } else if (hasFileToMove(download.record)) {
+        lookFor(download, work);
+    } else {
+        if (state.is<State::Starting>()) { // what it is about to create would be in the old place
+            (void)runner_.release(download);
+        }
+        setPlace(download, work->target);
+        end(download, work, Outcome<std::string>::success(download.record.displayName()));
+    }
+}
+
+// The file
+
+void Mover::lookFor(Download& download, const WorkPointer& work) {
+    const auto& record = download.record;
+    const auto follow = [this, work](Download& looking, const Found& found) {
+        if (found.problem) {
+            end(looking, work, Outcome<std::string>::failure(*found.problem));
+        } else if (found.written) {
+            work->file = found.written->file;
+            announce(looking, work, *found.written);
+        } else {
+            setPlace(looking, work->target);
+            end(looking, work, Outcome<std::string>::success(looking.record.displayName()));
+        }
+    };
+    const auto written = [record](FileIdentity identity, std::shared_ptr<PieceFile> file) {
+        const bool isWhole = file && file->isSparse();
+        return Found{.written = WrittenFile{.identity = identity,
+                                            .size = isWhole ? record.size : std::nullopt,
+                                            .owner = Owner(record),
+                                            .file = std::move(file)}};
+    };
+    if (auto file = record.state.usesNetwork() ? runner_.release(download) : nullptr) {
+        follow(download, written(file->identity(), file));
+    } else if (record.file) {
+        aside(
+            work,
+            [files = &disk_.files(), written, location = *record.file, place = record.displayName(),
+             folder = record.folder.path()] {
+                const auto identity = files->identity(location);
+                return identity ? written(*identity, nullptr)
+                                : Found{.problem = tessivar::kept("kept", "“%1” isn't in “%2” anymore.",
+                                                                  place, folder)};
+            },
+            follow);
+    } else {
+        download.claim.reopen(download.record.pieces);
+        aside(
+            work,
+            [files = &disk_.files(), written, left = Starter::leftBy(download)] {
+                const auto opened = unfinishedFile::open(*files, left);
+                return opened.file      ? written(opened.file->identity(), opened.file)
+                       : opened.failure ? Found{.problem = opened.failure->sentence}
+                                        : Found{};
+            },
+            follow);
+    }
+}
+
+void Mover::announce(Download& download, const WorkPointer& work, const WrittenFile& written) {
+    download.record.moving = work->target;
+    turns_.changed();
+    saver_.whenSaved([this, work, written](const auto& error) {
+        Download* const moving = current(work);
+        if (moving && error) {
+            fail(*moving, work, tessivar::kept("kept", "The list of downloads can't be saved: %1", *error));
+        } else if (moving && *work->isGivenUp) {
+            fail(*moving, work, givenUp);
+        } else if (moving) {
+            send(*moving, work, written);
+        }
+    });
+}
+
+void Mover::send(Download& download, const WorkPointer& work, const WrittenFile& written) {
+    const auto& record = download.record;
+    const bool isFinished = record.file.has_value();
+    const auto to = restoring::destination(record);
+    const auto path = to.path();
+    disk_.files().move(
+        isFinished ? *record.file : *record.partial, written,
+        {.folder = work->target.folder,
+         .name = path.substr(path.rfind('/') + 1),
+         .origin = isFinished ? std::optional(FileOrigin{.url = record.url, .referrer = record.referrer})
+                              : std::nullopt,
+         .length = isFinished ? std::nullopt : record.size,
+         .isGivenUp = work->isGivenUp},
+        turns_.later([this, work](const Outcome<std::optional<URL>>& location) {
+            if (Download* const moving = current(work)) {
+                sent(*moving, work, location);
+            }
+        }));
+}
+
+void Mover::sent(Download& download, const WorkPointer& work, const Outcome<std::optional<URL>>& location) {
+    if (!location.ok()) {
+        fail(download, work, tessivar::kept("kept", "Couldn't move the file: %1", location.error()));
+    } else if (location.value()) {
+        land(download, work);
+    } else if (--work->triesLeft > 0) { // somebody else was faster
+        download.record.moving.reset();
+        chooseName(download, work);
+    } else {
+        fail(download, work, tessivar::kept("kept", "Couldn't move the file: %1", "File exists"));
+    }
+}
+
+// There
+
+void Mover::land(Download& download, const WorkPointer& work) {
+    aside(
+        work,
+        [files = &disk_.files(), to = restoring::destination(download.record),
+         owner = Owner(download.record)] {
+            return Landed{.identity = files->identity(to), .mark = files->mark(to, owner)};
+        },
+        [this, work](Download& landing, const Landed& landed) { arrived(landing, work, landed); });
+}
+
+void Mover::arrived(Download& download, const WorkPointer& work, const Landed& landed) {
+    auto& record = download.record;
+    (record.file ? record.file : record.partial) = restoring::destination(record);
+    setPlace(download, *record.moving);
+    if (!record.file) {
+        record.marked = landed.mark == Mark::own ? std::optional(true) : std::nullopt;
+        download.device = landed.identity ? std::optional(landed.identity->device) : std::nullopt;
+        download.claim.synced(download.claim.generation(), record.pieces, true); // by the move
+    }
+    log::downloads([&] { return fmt::format("download {}: its file was moved", record.id); });
+    end(download, work, Outcome<std::string>::success(*record.name));
+    if (record.file) {
+        finisher_.verifyFinishedFile(download); // a digest of the old place may have been under way
+    }
+}
+
+/// A folder that the user chose is no rule's.
+void Mover::setPlace(Download& download, const FilePlace& place) {
+    auto& record = download.record;
+    if (record.folder != place.folder) {
+        record.autoFolder.reset();
+        record.rule.reset();
+        if (record.state.isWaiting(State::Wait::space)) {
+            turns_.set(download, State::Queued{}); // there may be some there
+        }
+    }
+    record.folder = place.folder;
+    record.name = place.name.empty() ? record.name : std::optional(place.name);
+}
+
+void Mover::fail(Download& download, const WorkPointer& work, const std::string& sentence) {
+    log::downloads(
+        [&] { return fmt::format("download {} isn't moved: {}", download.id(), log::hidden(sentence)); });
+    end(download, work, Outcome<std::string>::failure(sentence));
+}
+
+void Mover::end(Download& download, const WorkPointer& work, const Outcome<std::string>& outcome) {
+    works_.erase(work->id);
+    download.record.moving.reset();
+    download.isMoving = false;
+    disk_.letGo(work->id, work->file);
+    turns_.changed();
+    if (work->whenGivenUp) {
+        work->whenGivenUp(download);
+        return;
+    }
+    tell(work->then, outcome);
+    runner_.goOn(download);
+}
+
+void Mover::tell(const Moved& then, const Outcome<std::string>& outcome) {
+    if (then) {
+        scheduler_->after(0, [then, outcome] { then(outcome); });
+    }
+}
+
+// Starts, removals and the end
+
+void Mover::goOn(Download& download) {
+    const auto target = *download.record.moving;
+    const auto work = std::make_shared<Work>(
+        Work{.id = download.id(), .target = target, .then = {}, .triesLeft = mostNamesTried});
+    works_[work->id] = work;
+    download.isMoving = true;
+    aside(
+        work,
+        [files = &disk_.files(), record = download.record] { return restoring::hasArrived(record, *files); },
+        [this, work](Download& looked, bool isThere) {
+            if (isThere) {
+                land(looked, work);
+            } else {
+                looked.record.moving.reset();
+                chooseName(looked, work);
+            }
+        });
+}
+
+bool Mover::giveUp(Download& download, std::function<void(Download&)> then) {
+    const auto found = works_.find(download.id());
+    if (found == works_.end()) {
+        return false;
+    }
+    found->second->isGivenUp->store(true);
+    found->second->whenGivenUp = std::move(then);
+    return true;
+}
+
+void Mover::endAll() {
+    works_.clear();
+}
+
+Download* Mover::current(const WorkPointer& work) const {
+    const auto found = works_.find(work->id);
+    return found != works_.end() && found->second == work ? list_.find(work->id) : nullptr;
+}
+
+/// On the download's own thread, then here, unless the engine ended by then.
+template <class Look, class Then>
+void Mover::aside(const WorkPointer& work, Look look, Then then) {
+    using Result = std::invoke_result_t<Look&>;
+    auto result = std::make_shared<std::optional<Result>>();
+    disk_.files().aside(
+        work->id, [result, look = std::move(look)]() mutable { result->emplace(look()); },
+        turns_.later([this, work, result, then = std::move(then)]() mutable {
+            if (Download* const moving = current(work)) {
+                then(*moving, **result);
+            }
+        }));
+}
+
+} // namespace fluvane
