@@ -147,7 +147,8 @@ std::string pieces(std::size_t count, std::size_t done) {
 
 std::string span(std::int64_t start, std::optional<std::int64_t> end) {
     // Translators: a stretch of a file, "50 MB to 100 MB".
-    return end ? phrase("%1 to %2", bytes(start), bytes(*end)) : phrase("from %1 on", bytes(start));
+    return end ? tessivar::phraseIn("stretch of a file", "%1 to %2", bytes(start), bytes(*end))
+               : phrase("from %1 on", bytes(start));
 }
 
 std::string speeds(std::optional<double> now, double most) {

@@ -213,6 +213,34 @@ std::string state(StateKind state, std::string_view reason) {
     return {};
 }
 
+std::string stateAfterName(StateKind state) {
+    switch (state) {
+    case StateKind::queued:
+    case StateKind::offline:
+    case StateKind::retrying:
+    case StateKind::limitedNetwork:
+    case StateKind::space:
+        return phraseIn("after a name", "waiting");
+    case StateKind::linkExpired:
+        return phraseIn("after a name", "its link expired");
+    case StateKind::starting:
+        return phraseIn("after a name", "starting");
+    case StateKind::downloading:
+        return phraseIn("after a name", "downloading");
+    case StateKind::paused:
+        return phraseIn("after a name", "paused");
+    case StateKind::verifying:
+        return phraseIn("after a name", "checking the file");
+    case StateKind::finishing:
+        return phraseIn("after a name", "finishing");
+    case StateKind::finished:
+        return phraseIn("after a name", "finished");
+    case StateKind::failed:
+        return phraseIn("after a name", "failed");
+    }
+    return {};
+}
+
 namespace {
 
 std::string joined(const std::vector<std::string>& parts) {

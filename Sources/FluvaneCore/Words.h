@@ -36,6 +36,8 @@ namespace fluvane::words {
 
 /// What a person reads for a state; `reason` is a failure's sentence as it is kept.
 [[nodiscard]] std::string state(StateKind state, std::string_view reason = {});
+/// The same in a word or two, after a name and a colon.
+[[nodiscard]] std::string stateAfterName(StateKind state);
 /// What a person is told when the finished file isn't the one its checksum describes; `folder` as shown.
 [[nodiscard]] std::string checksumMismatch(std::string_view algorithmName, std::string_view folder);
 

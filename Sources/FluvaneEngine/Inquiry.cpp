@@ -4,6 +4,7 @@
 #include "FluvaneEngine/Inquiry.h"
 
 #include "FluvaneEngine/Answers.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <utility>
 #include <variant>
@@ -14,7 +15,7 @@ namespace {
 
 std::string sentenceOn(const answers::Refusal& refusal) {
     const auto* const refused = std::get_if<answers::Refused>(&refusal);
-    return refused ? refused->sentence : "The server is busy at the moment.";
+    return refused ? refused->sentence : tessivar::kept("kept", "The server is busy at the moment.");
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "Tessivar/Windows/Spacing.h"
 #include "Tessivar/Windows/TextWindow.h"
 #include "TessivarCore/AppIdentity.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QClipboard>
 #include <QDialogButtonBox>
@@ -44,10 +45,10 @@ QLabel* readable(const char* name) {
 
 CrashNoteWindow::CrashNoteWindow(const QString& note, QWidget* parent)
     : QWidget(parent), heading_(heading({})), happened_(readable("happened")), fold_(new QToolButton),
-      report_(new QPlainTextEdit), outcome_(readable("outcome")), copy_(new QPushButton("&Copy Report")),
-      save_(new QPushButton("&Save…")) {
+      report_(new QPlainTextEdit), outcome_(readable("outcome")),
+      copy_(new QPushButton(qPhrase("&Copy Report"))), save_(new QPushButton(qPhrase("&Save…"))) {
     setObjectName("crash-note");
-    setWindowTitle("Crash Note");
+    setWindowTitle(qPhrase("Crash Note"));
     build();
     closeOnEscape(*this);
     setNote(note);
@@ -61,7 +62,7 @@ void CrashNoteWindow::build() {
     fold_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     connect(fold_, &QToolButton::toggled, this, &CrashNoteWindow::unfold);
     report_->setObjectName("report");
-    report_->setAccessibleName("Report");
+    report_->setAccessibleName(qPhrase("Report"));
     report_->setReadOnly(true);
     report_->setTabChangesFocus(true);
     report_->setLineWrapMode(QPlainTextEdit::NoWrap);
@@ -93,7 +94,7 @@ void CrashNoteWindow::setNote(const QString& note) {
     const auto end = note.indexOf("\n\n");
     happened_->setText(QString(note.left(end)).replace('\n', ' ').trimmed());
     const QString report = end < 0 ? QString() : note.mid(end + 2);
-    heading_->setText(report.isEmpty() ? "Nothing Went Wrong" : "Something Went Wrong");
+    heading_->setText(report.isEmpty() ? qPhrase("Nothing Went Wrong") : qPhrase("Something Went Wrong"));
     report_->setPlainText(report);
     outcome_->hide();
     fold_->setChecked(false);
@@ -104,7 +105,7 @@ void CrashNoteWindow::setNote(const QString& note) {
 
 void CrashNoteWindow::unfold(bool open) {
     fold_->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
-    fold_->setText(open ? "Hide the &report" : "Show the &report");
+    fold_->setText(open ? qPhrase("Hide the &report") : qPhrase("Show the &report"));
     fold_->setAccessibleName(fold_->text().remove('&'));
     report_->setVisible(open);
     layout()->activate();
@@ -116,14 +117,14 @@ void CrashNoteWindow::unfold(bool open) {
 
 void CrashNoteWindow::copy() {
     QGuiApplication::clipboard()->setText(report_->toPlainText());
-    outcome_->setText("The report is on the clipboard.");
+    outcome_->setText(qPhrase("The report is on the clipboard."));
     outcome_->show();
 }
 
 void CrashNoteWindow::save() {
     const QDir folder(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
     const auto name = QString::fromStdString(AppIdentity::current.displayName).toLower() + "-report.txt";
-    auto* const dialog = new QFileDialog(this, "Save the Report", folder.filePath(name));
+    auto* const dialog = new QFileDialog(this, qPhrase("Save the Report"), folder.filePath(name));
     dialog->setObjectName("save-report");
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -137,8 +138,8 @@ void CrashNoteWindow::write(const QString& file) {
     const bool saved =
         target.open(QIODevice::WriteOnly) && target.write(text) == text.size() && target.commit();
     const auto shown = QDir::toNativeSeparators(file);
-    outcome_->setText(saved ? QStringLiteral("Saved as %1.").arg(shown)
-                            : QStringLiteral("Couldn't save %1: %2.").arg(shown, target.errorString()));
+    outcome_->setText(saved ? qPhrase("Saved as %1.", shown)
+                            : qPhrase("Couldn't save %1: %2.", shown, target.errorString()));
     outcome_->show();
 }
 

@@ -5,6 +5,7 @@
 
 #include "Tessivar/Windows/Spacing.h"
 #include "Tessivar/Windows/TextWindow.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QDialogButtonBox>
 #include <QEvent>
@@ -43,9 +44,9 @@ QString html(const QString& text) {
 WhatsNewWindow::WhatsNewWindow(const QString& text, QWidget* parent)
     : QWidget(parent), view_(new QTextBrowser) {
     setObjectName("whats-new");
-    setWindowTitle("What's New");
+    setWindowTitle(qPhrase("What's New"));
     view_->setObjectName("text");
-    view_->setAccessibleName("What's new");
+    view_->setAccessibleName(qPhrase("What's new"));
     view_->setOpenLinks(false);
     view_->setFrameShape(QFrame::NoFrame);
     view_->viewport()->setAutoFillBackground(false);
@@ -63,7 +64,7 @@ WhatsNewWindow::WhatsNewWindow(const QString& text, QWidget* parent)
     auto* const layout = new QVBoxLayout(this);
     layout->setContentsMargins(spacing::margin, spacing::margin, spacing::margin, spacing::margin);
     layout->setSpacing(spacing::large);
-    layout->addWidget(heading("What's New"));
+    layout->addWidget(heading(qPhrase("What's New")));
     layout->addWidget(view_, 1);
     layout->addWidget(buttons);
     closeOnEscape(*this);

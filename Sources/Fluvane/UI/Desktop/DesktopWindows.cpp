@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 
 #include "Fluvane/UI/Desktop/ActivationVariable.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include "Fluvane/Linux/Services/Bus.h"
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
@@ -38,6 +39,11 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::phrase;
+using tessivar::phrases;
+using tessivar::qPhrase;
+using tessivar::qPhrases;
 
 namespace {
 
@@ -113,7 +119,8 @@ void fitToScreen(QWidget& window) {
 }
 
 std::string running(int count) {
-    return count == 1 ? "One download is running." : std::to_string(count) + " downloads are running.";
+    return count == 1 ? phrase("One download is running.")
+                      : phrases("%1 download is running.", "%1 downloads are running.", count);
 }
 
 } // namespace
@@ -223,9 +230,9 @@ void DesktopWindows::downloadsClosed() {
         return;
     }
     memory.setValue("toldWhereItWent", true);
-    self_.tell({.title = "Fluvane is still running",
-                .body = "It carries on without a window. Start it again to see your downloads, and choose "
-                        "Quit there to end it."});
+    self_.tell({.title = phrase("Fluvane is still running"),
+                .body = phrase("It carries on without a window. Start it again to see your downloads, and "
+                               "choose Quit there to end it.")});
 }
 
 NewDownloadWindow& DesktopWindows::newDownloadWindow() {
@@ -334,16 +341,18 @@ void DesktopWindows::quit() {
 
 void DesktopWindows::askBeforeQuitting(int count) {
     if (!quitQuestion_) {
-        quitQuestion_ = new QMessageBox(QMessageBox::Question, "Quit", "", QMessageBox::Cancel);
+        quitQuestion_ = new QMessageBox(QMessageBox::Question, qPhrase("Quit"), "", QMessageBox::Cancel);
         quitQuestion_->setObjectName("quit");
         quitQuestion_->setAttribute(Qt::WA_DeleteOnClose);
-        auto* yes = quitQuestion_->addButton("&Quit", QMessageBox::AcceptRole);
+        auto* yes = quitQuestion_->addButton(qPhrase("&Quit"), QMessageBox::AcceptRole);
         quitQuestion_->setDefaultButton(yes);
         QObject::connect(yes, &QPushButton::clicked, yes, [] { end(); });
     }
     quitQuestion_->setText(QString::fromStdString(running(count)));
-    tessivar::setPlainTexts(*quitQuestion_, QString(count == 1 ? "It carries" : "They carry") +
-                                                " on from the last bytes saved when you open Fluvane again.");
+    tessivar::setPlainTexts(*quitQuestion_,
+                            qPhrases("It carries on from the last bytes saved when you open Fluvane again.",
+                                     "They carry on from the last bytes saved when you open Fluvane again.",
+                                     count));
     present(*quitQuestion_);
 }
 

@@ -12,6 +12,7 @@
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
 #include <QActionGroup>
@@ -30,6 +31,9 @@
 
 namespace fluvane {
 
+using tessivar::marked;
+using tessivar::qPhrase;
+
 namespace spacing = tessivar::spacing;
 
 namespace {
@@ -42,13 +46,13 @@ bool bigFirst(Order order) {
 }
 
 constexpr std::array<std::pair<Order, const char*>, DownloadsFilter::orders> orders = {{
-    {Order::state, "S&tate"},
-    {Order::added, "Date &Added"},
-    {Order::name, "&Name"},
-    {Order::size, "&Size"},
-    {Order::progress, "&Progress"},
-    {Order::speed, "Spee&d"},
-    {Order::finished, "Date &Finished"},
+    {Order::state, marked("S&tate")},
+    {Order::added, marked("Date &Added")},
+    {Order::name, marked("&Name")},
+    {Order::size, marked("&Size")},
+    {Order::progress, marked("&Progress")},
+    {Order::speed, marked("Spee&d")},
+    {Order::finished, marked("Date &Finished")},
 }};
 
 } // namespace
@@ -64,16 +68,19 @@ QAction* DownloadsWindow::Content::action(const char* name, const QString& text,
 }
 
 void DownloadsWindow::Content::makeKeys() {
-    newDownload_ = action("new-download", "&New Download…", "plus", QKeySequence::New, [this] { offer({}); });
-    pauseAll_ = action("pause-all", "Pa&use All", "pause", {}, [this] { context_.manager.pauseAll(); });
-    resumeAll_ = action("resume-all", "R&esume All", "play", {}, [this] { context_.manager.resumeAll(); });
-    clearFinished_ = action("clear-finished", "Clea&r Finished", "check", {},
+    newDownload_ =
+        action("new-download", qPhrase("&New Download…"), "plus", QKeySequence::New, [this] { offer({}); });
+    pauseAll_ =
+        action("pause-all", qPhrase("Pa&use All"), "pause", {}, [this] { context_.manager.pauseAll(); });
+    resumeAll_ =
+        action("resume-all", qPhrase("R&esume All"), "play", {}, [this] { context_.manager.resumeAll(); });
+    clearFinished_ = action("clear-finished", qPhrase("Clea&r Finished"), "check", {},
                             [this] { actions_.remove(filter_.finished()); });
-    undo_ = action("undo-removal", "Un&do", "undo", QKeySequence::Undo, [this] { undoRemoval(); });
+    undo_ = action("undo-removal", qPhrase("Un&do"), "undo", QKeySequence::Undo, [this] { undoRemoval(); });
     undo_->setVisible(false);
     limits_ = new SpeedLimitMenu(context_, [this](const QString& sentence) { tell(sentence); });
     limits_->setParent(&window_, limits_->windowFlags());
-    details_ = action("details", "Deta&ils", "info", Qt::CTRL | Qt::Key_I,
+    details_ = action("details", qPhrase("Deta&ils"), "info", Qt::CTRL | Qt::Key_I,
                       [this] { showDetails(details_->isChecked()); });
     details_->setCheckable(true);
 }
@@ -88,7 +95,7 @@ void DownloadsWindow::Content::listKey(const QKeySequence& keys, std::function<v
 void DownloadsWindow::Content::makeList() {
     list_ = new QListView;
     list_->setObjectName("list");
-    list_->setAccessibleName("Downloads");
+    list_->setAccessibleName(qPhrase("Downloads"));
     list_->setModel(&filter_);
     auto* const delegate = new DownloadDelegate(list_);
     list_->setItemDelegate(delegate);
@@ -122,17 +129,17 @@ void DownloadsWindow::Content::makeList() {
 }
 
 void DownloadsWindow::Content::makeSortMenu() {
-    QMenu* const sort = menu_->addMenu(tessivar::icon("sort"), "&Sort By");
+    QMenu* const sort = menu_->addMenu(tessivar::icon("sort"), qPhrase("&Sort By"));
     orders_ = new QActionGroup(&window_);
     for (const auto& [order, name] : orders) {
-        QAction* const choice = sort->addAction(name);
+        QAction* const choice = sort->addAction(qPhrase(name));
         choice->setCheckable(true);
         choice->setData(static_cast<int>(order));
         choice->setChecked(order == memory_.order);
         orders_->addAction(choice);
     }
     sort->addSeparator();
-    reversed_ = sort->addAction("&Reversed");
+    reversed_ = sort->addAction(qPhrase("&Reversed"));
     reversed_->setCheckable(true);
     QObject::connect(orders_, &QActionGroup::triggered, &here_, [this] { applyOrder(); });
     QObject::connect(reversed_, &QAction::triggered, &here_, [this] { applyOrder(); });
@@ -141,7 +148,7 @@ void DownloadsWindow::Content::makeSortMenu() {
 void DownloadsWindow::Content::makeMenu() {
     menu_ = new QMenu(&window_);
     menu_->addAction(newDownload_);
-    menu_->addAction(action("paste-links", "&Paste Links", "paste", QKeySequence::Paste,
+    menu_->addAction(action("paste-links", qPhrase("&Paste Links"), "paste", QKeySequence::Paste,
                             [this] { window_.pasteLinks(); }));
     menu_->addSeparator();
     menu_->addActions({pauseAll_, resumeAll_, clearFinished_});
@@ -151,38 +158,38 @@ void DownloadsWindow::Content::makeMenu() {
     menu_->addSeparator();
     makeSortMenu();
     menu_->addAction(details_);
-    menu_->addAction(action("find", "&Find", "search", QKeySequence::Find, [this] {
+    menu_->addAction(action("find", qPhrase("&Find"), "search", QKeySequence::Find, [this] {
         header_->search().setFocus(Qt::ShortcutFocusReason);
         header_->search().selectAll();
     }));
     menu_->addSeparator();
-    menu_->addAction(action("settings", "Se&ttings…", "settings", Qt::CTRL | Qt::Key_Comma,
+    menu_->addAction(action("settings", qPhrase("Se&ttings…"), "settings", Qt::CTRL | Qt::Key_Comma,
                             [this] { context_.windows.showSettings(); }));
-    menu_->addAction(
-        action("whats-new", "&What's New", nullptr, {}, [this] { context_.windows.showWhatsNew(); }));
-    menu_->addAction(
-        action("about", "&About Fluvane", "info", {}, [this] { context_.windows.showSettings("about"); }));
+    menu_->addAction(action("whats-new", qPhrase("&What's New"), nullptr, {},
+                            [this] { context_.windows.showWhatsNew(); }));
+    menu_->addAction(action("about", qPhrase("&About Fluvane"), "info", {},
+                            [this] { context_.windows.showSettings("about"); }));
     menu_->addSeparator();
+    menu_->addAction(action("close", qPhrase("&Close Window"), "close", Qt::CTRL | Qt::Key_W,
+                            [this] { window_.close(); }));
     menu_->addAction(
-        action("close", "&Close Window", "close", Qt::CTRL | Qt::Key_W, [this] { window_.close(); }));
-    menu_->addAction(
-        action("quit", "&Quit", "quit", Qt::CTRL | Qt::Key_Q, [this] { context_.windows.quit(); }));
+        action("quit", qPhrase("&Quit"), "quit", Qt::CTRL | Qt::Key_Q, [this] { context_.windows.quit(); }));
 }
 
 void DownloadsWindow::Content::makePages() {
-    auto* const empty =
-        new EmptyPage({.icon = "download",
-                       .heading = "No downloads yet",
-                       .explanation = "Copy a link and press Ctrl+V here, drop links or a text file on "
-                                      "this window, or add them by hand.",
-                       .button = "New Download…",
-                       .buttonName = "add-first"});
+    auto* const empty = new EmptyPage(
+        {.icon = "download",
+         .heading = qPhrase("No downloads yet"),
+         .explanation = qPhrase("Copy a link and press Ctrl+V here, drop links or a text file on "
+                                "this window, or add them by hand."),
+         .button = qPhrase("New Download…"),
+         .buttonName = "add-first"});
     QObject::connect(empty, &EmptyPage::clicked, &here_, [this] { offer({}); });
     auto* const none =
         new EmptyPage({.icon = "search",
-                       .heading = "Nothing to show",
-                       .explanation = "No download fits the search and the state chosen above.",
-                       .button = "Show All",
+                       .heading = qPhrase("Nothing to show"),
+                       .explanation = qPhrase("No download fits the search and the state chosen above."),
+                       .button = qPhrase("Show All"),
                        .buttonName = "show-all"});
     QObject::connect(none, &EmptyPage::clicked, &here_, [this] {
         showAll();
@@ -246,7 +253,7 @@ QLayout* DownloadsWindow::Content::bottom() {
     QObject::connect(undo_, &QAction::changed, undo, [this, undo] { undo->setVisible(undo_->isVisible()); });
     limit_ = bottomButton("limit");
     limit_->setIcon(tessivar::icon("speed"));
-    limit_->setToolTip("Speed limit for all downloads together");
+    limit_->setToolTip(qPhrase("Speed limit for all downloads together"));
     limit_->setMenu(limits_);
     limit_->setPopupMode(QToolButton::InstantPopup);
     limit_->setStyleSheet("QToolButton::menu-indicator { image: none; }");

@@ -13,6 +13,7 @@
 #include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAccessible>
 #include <QAction>
@@ -31,6 +32,9 @@
 #include <algorithm>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
+using tessivar::qPhrases;
 
 namespace spacing = tessivar::spacing;
 
@@ -116,15 +120,14 @@ void DownloadsWindow::Content::updateSummary() {
     for (const auto& range : list_->selectionModel()->selection()) {
         count += range.height();
     }
-    selection_->setText(count > 1 ? QString("%1 selected").arg(count) : QString());
+    selection_->setText(count > 1 ? qPhrases("%1 selected", "%1 selected", count) : QString());
 }
 
 /// What was removed a moment ago, as long as it can be brought back.
 void DownloadsWindow::Content::updateRemoval() {
     const auto count = context_.manager.undoable();
-    const QString sentence = count == 1  ? QString("Removed 1 download.")
-                             : count > 1 ? QString("Removed %1 downloads.").arg(count)
-                                         : QString();
+    const QString sentence =
+        count > 0 ? qPhrases("Removed %1 download.", "Removed %1 downloads.", count) : QString();
     undo_->setEnabled(count > 0);
     undo_->setVisible(count > 0);
     undo_->setToolTip(sentence);
@@ -151,11 +154,11 @@ void DownloadsWindow::Content::undoRemoval() {
 
 void DownloadsWindow::Content::updateLimit() {
     const auto limit = context_.manager.config().speedLimit;
-    const QString text = limit ? "Up to " + QString::fromStdString(words::speed(static_cast<double>(*limit)))
-                               : QString("No limit");
+    const QString text =
+        limit ? qPhrase("Up to %1", words::speed(static_cast<double>(*limit))) : qPhrase("No limit");
     if (limit_->text() != text) {
         limit_->setText(text);
-        limit_->setAccessibleName("Speed limit: " + text);
+        limit_->setAccessibleName(qPhrase("Speed limit: %1", text));
     }
     limits_->update();
 }

@@ -7,6 +7,7 @@
 #include "FluvaneEngine/Abilities.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/TextWindow.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -20,6 +21,10 @@
 
 namespace fluvane {
 
+using tessivar::qPhrase;
+using tessivar::qPhraseIn;
+using tessivar::qPhrases;
+
 namespace {
 
 QString text(std::string_view utf8) {
@@ -30,12 +35,6 @@ QString nameOf(const Download& download) {
     constexpr qsizetype longest = 60;
     const QString name = text(words::oneLine(download.record.displayName()));
     return name.size() <= longest ? name : name.left(longest / 2) + "…" + name.right(longest / 2);
-}
-
-/// "“a.zip”" or "3 downloads".
-QString those(const std::vector<const Download*>& downloads) {
-    return downloads.size() == 1 ? "\"" + nameOf(*downloads[0]) + "\""
-                                 : QString("%1 downloads").arg(downloads.size());
 }
 
 template <class Ability>
@@ -63,23 +62,25 @@ QAction* DownloadActions::make(const char* name, const QString& text, const char
 DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
     : QObject(&window), context_(context), window_(window) {
     const auto separate = [this] { order_.push_back(nullptr); };
-    resume_ = make("resume", "&Resume", "play", &DownloadActions::resume);
-    resume_->setIconText("Resume"); // what a button says, as it would change its width with another label
-    pause_ = make("pause", "&Pause", "pause", &DownloadActions::pause);
-    next_ = make("next", "&Next in Line", "next", &DownloadActions::next);
-    prioritize_ = make("prioritize", "Priori&tize", "prioritize", &DownloadActions::prioritize);
-    stopPrioritizing_ =
-        make("stop-prioritizing", "Stop Priori&tizing", "prioritize", &DownloadActions::stopPrioritizing);
+    resume_ = make("resume", qPhrase("&Resume"), "play", &DownloadActions::resume);
+    resume_->setIconText(
+        qPhrase("Resume")); // what a button says, as it would change its width with another label
+    pause_ = make("pause", qPhrase("&Pause"), "pause", &DownloadActions::pause);
+    next_ = make("next", qPhrase("&Next in Line"), "next", &DownloadActions::next);
+    prioritize_ = make("prioritize", qPhrase("Priori&tize"), "prioritize", &DownloadActions::prioritize);
+    stopPrioritizing_ = make("stop-prioritizing", qPhrase("Stop Priori&tizing"), "prioritize",
+                             &DownloadActions::stopPrioritizing);
     separate();
-    open_ = make("open", "&Open", "open", &DownloadActions::open);
-    show_ = make("show", "Show in &Folder", "folder", &DownloadActions::show);
+    open_ = make("open", qPhrase("&Open"), "open", &DownloadActions::open);
+    show_ = make("show", qPhrase("Show in &Folder"), "folder", &DownloadActions::show);
     separate();
-    changeLink_ = make("change-link", "Change &Link…", "link", &DownloadActions::changeLink);
-    checksum_ = make("checksum", "C&hecksum…", "checksum", &DownloadActions::editChecksum);
-    copy_ = make("copy-link", "&Copy Link", "copy", &DownloadActions::copyLinks);
+    changeLink_ = make("change-link", qPhrase("Change &Link…"), "link", &DownloadActions::changeLink);
+    checksum_ = make("checksum", qPhrase("C&hecksum…"), "checksum", &DownloadActions::editChecksum);
+    copy_ = make("copy-link", qPhrase("&Copy Link"), "copy", &DownloadActions::copyLinks);
     separate();
-    remove_ = make("remove", "Re&move", "remove", &DownloadActions::remove);
-    removeFile_ = make("remove-file", "Remove and &Delete File", "trash", &DownloadActions::removeWithFiles);
+    remove_ = make("remove", qPhrase("Re&move"), "remove", &DownloadActions::remove);
+    removeFile_ =
+        make("remove-file", qPhrase("Remove and &Delete File"), "trash", &DownloadActions::removeWithFiles);
     open_->setShortcuts({Qt::Key_Return, Qt::Key_Enter});
     copy_->setShortcut(QKeySequence::Copy);
     removeFile_->setShortcut(Qt::SHIFT | Qt::Key_Delete);
@@ -110,6 +111,7 @@ DownloadActions::IDs DownloadActions::numbers(const Check& check) const {
 void DownloadActions::update(const IDs& selected) {
     selected_ = selected;
     Abilities some;
+    const std::string_view plainResume = Abilities{}.resumeLabel();
     std::string_view label;
     std::size_t found = 0;
     for (const auto id : selected_) {
@@ -122,7 +124,7 @@ void DownloadActions::update(const IDs& selected) {
         some.pause |= can.pause;
         if (can.resume) {
             some.resume = true;
-            label = label.empty() || label == can.resumeLabel() ? can.resumeLabel() : "Resume";
+            label = label.empty() || label == can.resumeLabel() ? can.resumeLabel() : plainResume;
         }
         some.next |= can.next;
         some.prioritize |= can.prioritize;
@@ -140,7 +142,7 @@ void DownloadActions::update(const IDs& selected) {
     changeLink_->setVisible(some.changeLink && found == 1);
     checksum_->setVisible(found == 1);
     copy_->setVisible(found > 0);
-    copy_->setText(found > 1 ? "&Copy Links" : "&Copy Link");
+    copy_->setText(found > 1 ? qPhrase("&Copy Links") : qPhrase("&Copy Link"));
     open_->setVisible(some.open);
     show_->setVisible(some.show);
     remove_->setVisible(found > 0);
@@ -148,14 +150,18 @@ void DownloadActions::update(const IDs& selected) {
                                           : QList<QKeySequence>{QKeySequence::Delete,
                                                                 QKeySequence(Qt::SHIFT | Qt::Key_Delete)});
     removeFile_->setVisible(some.removeFile);
-    removeFile_->setText(found > 1 ? "Remove and &Delete Files" : "Remove and &Delete File");
+    removeFile_->setText(found > 1 ? qPhrase("Remove and &Delete Files")
+                                   : qPhrase("Remove and &Delete File"));
     nameResume(label);
 }
 
 /// Its label says what it does when it does the same with all of them.
 void DownloadActions::nameResume(std::string_view label) {
-    const bool again = label == "Try Again";
-    const QString words = again ? "T&ry Again" : label == "Download Anyway" ? "Download An&yway" : "&Resume";
+    const bool again = label == Abilities{.tryAgain = true}.resumeLabel();
+    const bool anyway = label == Abilities{.downloadAnyway = true}.resumeLabel();
+    const QString words = again    ? qPhrase("T&ry Again")
+                          : anyway ? qPhrase("Download An&yway")
+                                   : qPhrase("&Resume");
     if (resume_->text() != words) {
         resume_->setText(words);
         resume_->setIcon(tessivar::icon(again ? "retry" : "play"));
@@ -223,8 +229,8 @@ void DownloadActions::copyLinks() {
         links.append(text(download->record.url.absoluteString()));
     }
     QGuiApplication::clipboard()->setText(links.join('\n'));
-    Q_EMIT done(links.size() == 1 ? QString("Copied the link.")
-                                  : QString("Copied %1 links.").arg(links.size()));
+    Q_EMIT done(links.size() == 1 ? qPhrase("Copied the link.")
+                                  : qPhrases("Copied %1 link.", "Copied %1 links.", links.size()));
 }
 
 void DownloadActions::open() {
@@ -241,9 +247,9 @@ void DownloadActions::open() {
     if (files.size() <= surelyMeant) {
         return openAll();
     }
-    ask({.text = QString("Open %1 files?").arg(files.size()),
-         .explanation = "Each opens in the program you have for it.",
-         .yes = "Open"},
+    ask({.text = qPhrases("Open %1 file?", "Open %1 files?", files.size()),
+         .explanation = qPhrase("Each opens in the program you have for it."),
+         .yes = qPhrase("Open")},
         openAll);
 }
 
@@ -278,7 +284,7 @@ void DownloadActions::remove(const IDs& ids) {
     context_.manager.removeForNow(ids);
     const auto isThere = [this](DownloadID id) { return context_.manager.download(id) != nullptr; };
     if (std::ranges::any_of(ids, isThere)) {
-        Q_EMIT done("What is just being finished stays. It can be removed in a moment.");
+        Q_EMIT done(qPhrase("What is just being finished stays. It can be removed in a moment."));
     }
     Q_EMIT removed();
 }
@@ -299,20 +305,28 @@ void DownloadActions::removeWithFiles() {
         return remove();
     }
     const auto unfinished = those(having(&Abilities::losesBytes)).size();
-    QString explanation = files.size() == 1 ? QString("Its file goes to the wastebasket.")
-                                            : QString("%1 files go to the wastebasket.").arg(files.size());
+    QString explanation = files.size() == 1 ? qPhrase("Its file goes to the wastebasket.")
+                                            : qPhrases("%1 file goes to the wastebasket.",
+                                                       "%1 files go to the wastebasket.", files.size());
     if (ids.size() > 1 && files.size() == 1) {
-        explanation = "One file goes to the wastebasket.";
+        explanation = qPhrase("One file goes to the wastebasket.");
     }
     if (unfinished > 0) {
-        explanation += unfinished == 1
-                           ? " What one unfinished download got so far is deleted."
-                           : QString(" What %1 unfinished downloads got so far is deleted.").arg(unfinished);
+        explanation +=
+            " " + (unfinished == 1
+                       ? qPhrase("What one unfinished download got so far is deleted.")
+                       : qPhrases("What %1 unfinished download got so far is deleted.",
+                                  "What %1 unfinished downloads got so far is deleted.", unfinished));
     }
-    ask({.text = QString("Remove %1 and delete %2?")
-                     .arg(fluvane::those(those(any)), files.size() == 1 ? "the file" : "the files"),
+    const auto removed = those(any);
+    const QString one = removed.size() == 1 ? nameOf(*removed[0]) : QString();
+    ask({.text = !one.isEmpty()      ? qPhrase("Remove \"%1\" and delete the file?", one)
+                 : files.size() == 1 ? qPhrases("Remove %1 download and delete the file?",
+                                                "Remove %1 downloads and delete the file?", removed.size())
+                                     : qPhrases("Remove %1 download and delete the files?",
+                                                "Remove %1 downloads and delete the files?", removed.size()),
          .explanation = explanation,
-         .yes = "Remove and Delete"},
+         .yes = qPhrase("Remove and Delete")},
         [this, ids] { discard(ids); });
 }
 
@@ -351,7 +365,8 @@ void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, Downloa
         context_.manager.remove(id);
         Q_EMIT removed();
     } else if (download) {
-        work->problems.append(nameOf(*download) + ": " + text(words::oneLine(*error)));
+        work->problems.append(qPhraseIn("name and value", "%1: %2", nameOf(*download),
+                                        words::sentence(words::oneLine(*error))));
     }
     if (--work->left > 0 || work->problems.isEmpty()) {
         return;
@@ -360,13 +375,14 @@ void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, Downloa
     const auto count = work->problems.size();
     QString list = work->problems.mid(0, shown).join('\n');
     if (count > shown) {
-        list += QString("\nand %1 more").arg(count - shown);
+        list += "\n" + qPhrases("and %1 more", "and %1 more", count - shown);
     }
     auto* const box = new QMessageBox(
         QMessageBox::Warning, "Fluvane",
         count == 1
-            ? QString("The file couldn't be moved to the wastebasket, so it stays on the list.")
-            : QString("%1 files couldn't be moved to the wastebasket, so they stay on the list.").arg(count),
+            ? qPhrase("The file couldn't be moved to the wastebasket, so it stays on the list.")
+            : qPhrases("%1 file couldn't be moved to the wastebasket, so it stays on the list.",
+                       "%1 files couldn't be moved to the wastebasket, so they stay on the list.", count),
         QMessageBox::Close, &window_);
     box->setObjectName("problem");
     tessivar::setPlainTexts(*box, list);

@@ -8,6 +8,8 @@
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/Phrases.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QHelpEvent>
 #include <QListView>
@@ -21,6 +23,10 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
+
+using tessivar::marked;
 
 namespace spacing = tessivar::spacing;
 
@@ -46,13 +52,13 @@ struct Offer {
 Offer offered(const QModelIndex& index) {
     switch (index.data(DownloadsModel::ActionRole).value<RowAction>()) {
     case RowAction::pause:
-        return {"pause", "Pause"};
+        return {"pause", marked("Pause")};
     case RowAction::resume:
-        return {"play", "Resume"};
+        return {"play", marked("Resume")};
     case RowAction::tryAgain:
-        return {"retry", "Try Again"};
+        return {"retry", marked("Try Again")};
     case RowAction::show:
-        return {"folder", "Show in Folder"};
+        return {"folder", marked("Show in Folder")};
     case RowAction::none:
         break;
     }
@@ -245,7 +251,7 @@ bool DownloadDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
                                  const QStyleOptionViewItem& option, const QModelIndex& index) {
     if (event->type() == QEvent::ToolTip && offered(index).icon &&
         button(option, index).contains(event->pos())) {
-        QToolTip::showText(event->globalPos(), offered(index).name, view);
+        QToolTip::showText(event->globalPos(), qPhrase(offered(index).name), view);
         return true;
     }
     return QStyledItemDelegate::helpEvent(event, view, option, index);

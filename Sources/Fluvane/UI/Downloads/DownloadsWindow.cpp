@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 
 #include "Fluvane/UI/Downloads/Content.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include "Fluvane/UI/Models/DroppedData.h"
 
@@ -15,10 +16,12 @@
 
 namespace fluvane {
 
+using tessivar::qPhrase;
+
 DownloadsWindow::DownloadsWindow(WindowContext& context, const QString& stateFile)
     : content_(std::make_unique<Content>(*this, context, stateFile)) {
     setObjectName("downloads");
-    setWindowTitle("Downloads");
+    setWindowTitle(qPhrase("Downloads"));
     setAcceptDrops(true);
     setMinimumSize(480, 320);
     content_->restore();
@@ -83,7 +86,7 @@ void DownloadsWindow::dropEvent(QDropEvent* event) {
     event->accept();
     findLinks(*event->mimeData(), this, [this](const std::vector<URL>& links) {
         if (links.empty()) {
-            content_->tell("There's no link in what was dropped.");
+            content_->tell(qPhrase("There's no link in what was dropped."));
         } else {
             content_->offer(links);
         }

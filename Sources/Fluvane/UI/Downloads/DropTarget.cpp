@@ -4,14 +4,18 @@
 #include "Fluvane/UI/Downloads/DropTarget.h"
 
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QPainter>
 
 namespace fluvane {
 
+using tessivar::qPhrase;
+using tessivar::qPhrases;
+
 namespace spacing = tessivar::spacing;
 
-DropTarget::DropTarget(QWidget& over) : QWidget(&over), words_("Drop to add links") {
+DropTarget::DropTarget(QWidget& over) : QWidget(&over), words_(qPhrase("Drop to add links")) {
     setObjectName("drop-target");
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setGeometry(over.rect());
@@ -20,9 +24,8 @@ DropTarget::DropTarget(QWidget& over) : QWidget(&over), words_("Drop to add link
 }
 
 void DropTarget::setLinks(std::size_t count) {
-    words_ = count == 0   ? QString("There is no link in this")
-             : count == 1 ? QString("Drop to add 1 link")
-                          : QString("Drop to add %1 links").arg(count);
+    words_ = count == 0 ? qPhrase("There is no link in this")
+                        : qPhrases("Drop to add %1 link", "Drop to add %1 links", count);
     setAccessibleName(words_);
     update();
 }

@@ -5,6 +5,7 @@
 
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
 #include <QHBoxLayout>
@@ -20,6 +21,10 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::marked;
+using tessivar::qPhrase;
+using tessivar::qPhraseIn;
 
 namespace spacing = tessivar::spacing;
 
@@ -37,12 +42,12 @@ constexpr int narrow = 640; ///< Below this width there are no buttons for what 
 constexpr std::array rare = {"button-next", "button-change-link", "button-checksum", "button-copy-link"};
 
 constexpr std::array<std::pair<StateGroup, const char*>, 6> groups = {{
-    {StateGroup::all, "All"},
-    {StateGroup::running, "Running"},
-    {StateGroup::waiting, "Waiting"},
-    {StateGroup::paused, "Paused"},
-    {StateGroup::attention, "Needs Attention"},
-    {StateGroup::finished, "Finished"},
+    {StateGroup::all, marked("All")},
+    {StateGroup::running, marked("Running")},
+    {StateGroup::waiting, marked("Waiting")},
+    {StateGroup::paused, marked("Paused")},
+    {StateGroup::attention, marked("Needs Attention")},
+    {StateGroup::finished, marked("Finished")},
 }};
 
 QString withoutMnemonic(QString text) {
@@ -104,8 +109,8 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
     tools->addStretch(1);
 
     search_->setObjectName("search");
-    search_->setAccessibleName("Search by name");
-    search_->setPlaceholderText("Search");
+    search_->setAccessibleName(qPhrase("Search by name"));
+    search_->setPlaceholderText(qPhrase("Search"));
     search_->setClearButtonEnabled(true);
     search_->setAcceptDrops(false); // what is dropped there is dropped on the window
     search_->addAction(tessivar::icon("search"), QLineEdit::LeadingPosition);
@@ -119,8 +124,8 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
     more->setAutoRaise(true);
     more->setFocusPolicy(Qt::TabFocus);
     more->setIcon(tessivar::icon("menu"));
-    more->setAccessibleName("Menu");
-    more->setToolTip("Menu (F10)");
+    more->setAccessibleName(qPhrase("Menu"));
+    more->setToolTip(qPhrase("Menu (F10)"));
     more->setShortcut(Qt::Key_F10);
     more->setMenu(menu);
     more->setPopupMode(QToolButton::InstantPopup);
@@ -128,13 +133,13 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
     tools->addWidget(more);
 
     groups_->setObjectName("filter");
-    groups_->setAccessibleName("Show downloads by state");
+    groups_->setAccessibleName(qPhrase("Show downloads by state"));
     groups_->setDrawBase(false);
     groups_->setExpanding(false);
     groups_->setDocumentMode(true);
     groups_->setElideMode(Qt::ElideNone);
     for (const auto& [group, name] : groups) {
-        groups_->addTab(name);
+        groups_->addTab(qPhrase(name));
     }
     connect(groups_, &QTabBar::currentChanged, this,
             [this](int tab) { Q_EMIT groupChosen(groups[static_cast<std::size_t>(tab)].first); });
@@ -155,7 +160,8 @@ void Header::showCounts(const DownloadsModel::Summary& summary) {
     for (int tab = 0; tab < groups_->count(); ++tab) {
         const auto& [group, name] = groups[static_cast<std::size_t>(tab)];
         const int count = summary.in(group);
-        const QString text = count > 0 ? QString("%1  %2").arg(name).arg(count) : QString(name);
+        const QString text =
+            count > 0 ? qPhraseIn("state and count", "%1  %2", qPhrase(name), count) : qPhrase(name);
         if (groups_->tabText(tab) != text) {
             groups_->setTabText(tab, text);
         }

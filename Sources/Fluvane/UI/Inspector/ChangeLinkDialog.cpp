@@ -9,6 +9,7 @@
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QClipboard>
 #include <QDialogButtonBox>
@@ -23,36 +24,40 @@
 
 namespace fluvane {
 
+using tessivar::marked;
+using tessivar::qPhrase;
+using tessivar::qPhrases;
+
 namespace {
 
 constexpr const char* explanation =
-    "Paste a fresh link to the same file. What's downloaded stays; if it turns out to "
-    "be a different file, the download stops and says so.";
+    marked("Paste a fresh link to the same file. What's downloaded stays; if it turns out to "
+           "be a different file, the download stops and says so.");
 
 } // namespace
 
 ChangeLinkDialog::ChangeLinkDialog(WindowContext& context, DownloadID id)
-    : DownloadDialog(context, id, {.title = "Change Link", .explanation = explanation}),
+    : DownloadDialog(context, id, {.title = qPhrase("Change Link"), .explanation = qPhrase(explanation)}),
       field_(new QLineEdit(this)) {
     setObjectName("change-link");
     auto* now = new ValueField(this);
     now->setObjectName("current-link");
-    now->setAccessibleName("Link now");
+    now->setAccessibleName(qPhrase("Link now"));
     if (const Download* asked = download()) {
         now->setValue(
             QString::fromStdString(words::oneLine(asked->record.url.withoutCredentials().absoluteString())));
     }
     field_->setObjectName("new-link");
-    field_->setAccessibleName("Fresh link");
+    field_->setAccessibleName(qPhrase("Fresh link"));
     auto* form = new QFormLayout;
     form->setHorizontalSpacing(tessivar::spacing::medium);
     form->setVerticalSpacing(tessivar::spacing::medium);
-    form->addRow("Link now", now);
-    form->addRow("&Fresh link", field_);
+    form->addRow(qPhrase("Link now"), now);
+    form->addRow(qPhrase("&Fresh link"), field_);
     content().addLayout(form);
     note_ = addWords("note");
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
-    change_ = buttons->addButton("&Change Link", QDialogButtonBox::AcceptRole);
+    change_ = buttons->addButton(qPhrase("&Change Link"), QDialogButtonBox::AcceptRole);
     content().addStretch();
     content().addWidget(buttons);
     connect(buttons, &QDialogButtonBox::accepted, this, &ChangeLinkDialog::accept);
@@ -77,12 +82,13 @@ void ChangeLinkDialog::typed() {
     if (field_->text().trimmed().isEmpty()) {
         setWords(*note_, "");
     } else if (one && asked && links_.front() == asked->record.url) {
-        setWords(*note_, "That's the link it has now.");
+        setWords(*note_, qPhrase("That's the link it has now."));
     } else if (one) {
-        setWords(*note_, field_->text() == offered_ ? "This link is from the clipboard." : "");
+        setWords(*note_, field_->text() == offered_ ? qPhrase("This link is from the clipboard.") : "");
     } else {
-        setWords(*note_, links_.empty() ? QString("There's no web link in that.")
-                                        : QString("That's %1 links. Give just one.").arg(links_.size()));
+        setWords(*note_, links_.empty() ? qPhrase("There's no web link in that.")
+                                        : qPhrases("That's %1 link. Give just one.",
+                                                   "That's %1 links. Give just one.", links_.size()));
     }
 }
 

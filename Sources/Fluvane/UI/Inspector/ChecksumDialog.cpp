@@ -9,6 +9,7 @@
 #include "FluvaneCore/Objections.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QDialogButtonBox>
 #include <QFormLayout>
@@ -19,10 +20,14 @@
 
 namespace fluvane {
 
+using tessivar::marked;
+using tessivar::qPhrase;
+
 namespace {
 
-constexpr const char* explanation = "Paste the SHA-256, SHA-1 or MD5 that the file's publisher gives. It "
-                                    "tells whether you got the very same file.";
+constexpr const char* explanation =
+    marked("Paste the SHA-256, SHA-1 or MD5 that the file's publisher gives. It "
+           "tells whether you got the very same file.");
 
 QString shown(std::string_view text) {
     return QString::fromUtf8(text.data(), std::ssize(text));
@@ -32,10 +37,10 @@ QString shown(std::string_view text) {
 QString standing(const DownloadRecord& record) {
     const QString name = shown(Checksum::name(record.checksum->algorithm));
     if (!record.checksumResult) {
-        return shown(words::checksumStanding(record)) + ".";
+        return qPhrase("%1.", words::checksumStanding(record));
     }
     return record.checksumResult->matches()
-               ? "The file's " + name + " matches."
+               ? qPhrase("The file's %1 matches.", name)
                : shown(words::checksumMismatch(Checksum::name(record.checksum->algorithm),
                                                folderText(record.folder)));
 }
@@ -43,20 +48,20 @@ QString standing(const DownloadRecord& record) {
 } // namespace
 
 ChecksumDialog::ChecksumDialog(WindowContext& context, DownloadID id)
-    : DownloadDialog(context, id, {.title = "Checksum", .explanation = explanation}),
+    : DownloadDialog(context, id, {.title = qPhrase("Checksum"), .explanation = qPhrase(explanation)}),
       field_(new QLineEdit(this)) {
     setObjectName("checksum");
     field_->setObjectName("checksum-field");
-    field_->setAccessibleName("Checksum");
+    field_->setAccessibleName(qPhrase("Checksum"));
     auto* form = new QFormLayout;
     form->setHorizontalSpacing(tessivar::spacing::medium);
-    form->addRow("C&hecksum", field_);
+    form->addRow(qPhrase("C&hecksum"), field_);
     content().addLayout(form);
     note_ = addWords("note");
     auto* buttons = new QDialogButtonBox(this);
-    check_ = buttons->addButton("&Check", QDialogButtonBox::AcceptRole);
-    takeAway_ = buttons->addButton("&Remove Checksum", QDialogButtonBox::DestructiveRole);
-    close_ = buttons->addButton("Cancel", QDialogButtonBox::RejectRole);
+    check_ = buttons->addButton(qPhrase("&Check"), QDialogButtonBox::AcceptRole);
+    takeAway_ = buttons->addButton(qPhrase("&Remove Checksum"), QDialogButtonBox::DestructiveRole);
+    close_ = buttons->addButton(qPhrase("Cancel"), QDialogButtonBox::RejectRole);
     takeAway_->setObjectName("take-away");
     content().addStretch();
     content().addWidget(buttons);
@@ -80,7 +85,7 @@ void ChecksumDialog::refresh(const Download& download) {
     const auto given = Checksum::recognise(field_->text().toStdString());
     takeAway_->setEnabled(checksum.has_value());
     check_->setEnabled(given && given != checksum);
-    close_->setText(checksum && given == checksum ? "Close" : "Cancel");
+    close_->setText(checksum && given == checksum ? qPhrase("Close") : qPhrase("Cancel"));
     setWords(*note_, note());
 }
 
@@ -91,15 +96,19 @@ QString ChecksumDialog::note() const {
         return {};
     }
     if (!given) {
-        return shown(words::unknownChecksum);
+        return qPhrase(words::unknownChecksum);
     }
     if (given == record.checksum) {
         return standing(record);
     }
     const bool finished = record.state.is<DownloadState::Finished>();
-    return "This is " + QString(given->algorithm == Checksum::Algorithm::md5 ? "an " : "a ") +
-           shown(Checksum::name(given->algorithm)) + ". " +
-           (finished ? "The finished file is checked against it." : "Checked once every byte is in.");
+    // Translators: %1 is SHA-256 or SHA-1.
+    const QString kind = given->algorithm == Checksum::Algorithm::md5
+                             ? qPhrase("This is an MD5.")
+                             : qPhrase("This is a %1.", Checksum::name(given->algorithm));
+    return kind + " " +
+           (finished ? qPhrase("The finished file is checked against it.")
+                     : qPhrase("Checked once every byte is in."));
 }
 
 void ChecksumDialog::typed() {

@@ -6,11 +6,15 @@
 #include "Fluvane/UI/Inspector/ConnectionLook.h"
 #include "FluvaneCore/DetailWords.h"
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <algorithm>
 #include <array>
 
 namespace fluvane {
+
+using tessivar::marked;
+using tessivar::qPhrase;
 
 namespace {
 
@@ -98,7 +102,7 @@ QString ConnectionsModel::text(const RunningConnection& connection, int column) 
     case Done:
         return shown(words::bytes(done(connection)));
     case Speed:
-        return connection.flows ? shown(words::speed(connection.speed)) : QString("connecting");
+        return connection.flows ? shown(words::speed(connection.speed)) : qPhrase("connecting");
     default:
         return {}; // the swatch has the number
     }
@@ -106,14 +110,15 @@ QString ConnectionsModel::text(const RunningConnection& connection, int column) 
 
 QString ConnectionsModel::sentence(const RunningConnection& connection) const {
     const auto length = connection.end ? std::optional(*connection.end - connection.start) : std::nullopt;
-    const QString amount =
-        shown(words::bytes(done(connection)) + (length ? " of " + words::bytes(*length) : ""));
-    return QString("Connection %1: %2, %3, %4")
-        .arg(QString::number(connection.number), text(connection, Span), amount, text(connection, Speed));
+    const QString amount = length ? qPhrase("%1 of %2", words::bytes(done(connection)), words::bytes(*length))
+                                  : shown(words::bytes(done(connection)));
+    return qPhrase("Connection %1: %2, %3, %4", connection.number, text(connection, Span), amount,
+                   text(connection, Speed));
 }
 
 QVariant ConnectionsModel::headerData(int section, Qt::Orientation orientation, int role) const {
-    static constexpr std::array<const char*, columns> titles = {"", "Piece", "Done", "Speed"};
+    static constexpr std::array<const char*, columns> titles = {"", marked("Piece"), marked("Done"),
+                                                                marked("Speed")};
     if (orientation != Qt::Horizontal || section < 0 || section >= columns) {
         return {};
     }
@@ -121,9 +126,10 @@ QVariant ConnectionsModel::headerData(int section, Qt::Orientation orientation, 
         return int(Qt::AlignVCenter | (section >= Done ? Qt::AlignRight : Qt::AlignLeft));
     }
     if (role == Qt::AccessibleTextRole && section == Number) {
-        return "Number";
+        return qPhrase("Number");
     }
-    return role == Qt::DisplayRole ? QVariant(titles[static_cast<std::size_t>(section)]) : QVariant();
+    return role == Qt::DisplayRole ? QVariant(qPhrase(titles[static_cast<std::size_t>(section)]))
+                                   : QVariant();
 }
 
 } // namespace fluvane

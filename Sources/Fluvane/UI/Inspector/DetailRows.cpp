@@ -10,6 +10,7 @@
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QDateTime>
 #include <QGridLayout>
@@ -18,6 +19,9 @@
 #include <algorithm>
 
 namespace fluvane {
+
+using tessivar::phrase;
+using tessivar::qPhrase;
 
 namespace {
 
@@ -50,7 +54,7 @@ std::string ruleWords(const std::optional<std::string>& id, const Config& config
         return {};
     }
     const auto rule = std::ranges::find(config.rules, *id, &Rule::id);
-    return rule == config.rules.end() ? "A rule that is gone now" : words::oneLine(words::rule(*rule));
+    return rule == config.rules.end() ? phrase("A rule that is gone now") : words::rule(*rule);
 }
 
 } // namespace
@@ -60,23 +64,23 @@ DetailRows::DetailRows(QWidget* parent) : QWidget(parent), grid_(new QGridLayout
     grid_->setHorizontalSpacing(tessivar::spacing::medium);
     grid_->setVerticalSpacing(tessivar::spacing::small);
     grid_->setColumnStretch(1, 1);
-    addRow(Link, "Link", "link", line(this));
-    addRow(FinalLink, "Leads to", "final-link", line(this));
-    addRow(Referrer, "Referrer", "referrer", line(this));
-    addRow(Folder, "Folder", "folder", line(this));
-    addRow(File, "File", "file", line(this));
-    addRow(Size, "Size", "size", paragraph(this));
-    addRow(TimeLeft, "Time left", "time-left", paragraph(this));
-    addRow(Added, "Added", "added", paragraph(this));
-    addRow(Completed, "Finished", "completed", paragraph(this));
-    addRow(LastModified, "Last changed", "last-modified", paragraph(this));
-    addRow(ETag, "ETag", "etag", line(this));
-    addRow(Resumable, "Can resume", "resumable", paragraph(this));
-    addRow(Rule, "Rule", "rule", paragraph(this));
-    addRow(Checksum, "Checksum", "expected-checksum", line(this));
-    addRow(ChecksumStanding, "Result", "checksum-result", paragraph(this));
-    addRow(Computed, "Computed", "computed-checksum", line(this));
-    values_[LastModified]->setToolTip("When the file was last changed on the server.");
+    addRow(Link, qPhrase("Link"), "link", line(this));
+    addRow(FinalLink, qPhrase("Leads to"), "final-link", line(this));
+    addRow(Referrer, qPhrase("Referrer"), "referrer", line(this));
+    addRow(Folder, qPhrase("Folder"), "folder", line(this));
+    addRow(File, qPhrase("File"), "file", line(this));
+    addRow(Size, qPhrase("Size"), "size", paragraph(this));
+    addRow(TimeLeft, qPhrase("Time left"), "time-left", paragraph(this));
+    addRow(Added, qPhrase("Added"), "added", paragraph(this));
+    addRow(Completed, qPhrase("Finished"), "completed", paragraph(this));
+    addRow(LastModified, qPhrase("Last changed"), "last-modified", paragraph(this));
+    addRow(ETag, qPhrase("ETag"), "etag", line(this));
+    addRow(Resumable, qPhrase("Can resume"), "resumable", paragraph(this));
+    addRow(Rule, qPhrase("Rule"), "rule", paragraph(this));
+    addRow(Checksum, qPhrase("Checksum"), "expected-checksum", line(this));
+    addRow(ChecksumStanding, qPhrase("Result"), "checksum-result", paragraph(this));
+    addRow(Computed, qPhrase("Computed"), "computed-checksum", line(this));
+    values_[LastModified]->setToolTip(qPhrase("When the file was last changed on the server."));
 }
 
 void DetailRows::addRow(Row row, const QString& label, const char* name, QWidget* value) {
@@ -138,12 +142,13 @@ void DetailRows::followProgress(const Download& download, Date now) {
     const bool finished = record.state.is<DownloadState::Finished>();
     const bool known = record.size && *record.size >= 0;
     if (!known) {
-        set(Size, done > 0 ? words::bytes(done) + " so far" : "Not known yet", words::exactBytes(done));
+        set(Size, done > 0 ? phrase("%1 so far", words::bytes(done)) : phrase("Not known yet"),
+            words::exactBytes(done));
     } else if (finished) {
         set(Size, words::bytes(*record.size), words::exactBytes(*record.size));
     } else {
-        set(Size, words::bytes(done) + " of " + words::bytes(*record.size),
-            words::exactBytes(done) + " of " + words::exactBytes(*record.size));
+        set(Size, phrase("%1 of %2", words::bytes(done), words::bytes(*record.size)),
+            phrase("%1 of %2", words::exactBytes(done), words::exactBytes(*record.size)));
     }
     const bool timed = record.state.usesNetwork() && download.secondsLeft;
     set(TimeLeft, timed ? words::timeLeft(*download.secondsLeft) : "");

@@ -15,6 +15,7 @@
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QEvent>
 #include <QHeaderView>
@@ -27,14 +28,18 @@
 
 namespace fluvane {
 
+using tessivar::marked;
+
+using tessivar::qPhrase;
+
 namespace {
 
 constexpr int swatchHeight = 14;
 constexpr const char* mapCaption =
-    "Each piece comes over its own connection. When one finishes, it takes over half of "
-    "the biggest piece left.";
+    marked("Each piece comes over its own connection. When one finishes, it takes over half of "
+           "the biggest piece left.");
 
-QLabel* heading(const char* text, QWidget* parent) {
+QLabel* heading(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
     QFont font = label->font();
     font.setBold(true);
@@ -43,7 +48,7 @@ QLabel* heading(const char* text, QWidget* parent) {
 }
 
 /// A heading and what belongs to it.
-QWidget* section(const char* title, QWidget* parent, std::initializer_list<QWidget*> content) {
+QWidget* section(const QString& title, QWidget* parent, std::initializer_list<QWidget*> content) {
     auto* box = new QWidget(parent);
     auto* layout = new QVBoxLayout(box);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -95,7 +100,7 @@ void DetailsView::build() {
     for (QWidget* widget : {piecesSection_, connectionsSection_, speedSection_}) {
         all->addWidget(widget);
     }
-    all->addWidget(section("Details", this, {rows_}));
+    all->addWidget(section(qPhrase("Details"), this, {rows_}));
     all->addStretch();
 }
 
@@ -106,16 +111,16 @@ QWidget* DetailsView::pieces() {
     piece_->setTextFormat(Qt::PlainText);
     piece_->setWordWrap(true);
     connect(map_, &PiecesMap::toldChanged, this, &DetailsView::tellPiece);
-    auto* caption = new tessivar::QuietLabel(mapCaption);
+    auto* caption = new tessivar::QuietLabel(qPhrase(mapCaption));
     caption->setObjectName("pieces-caption");
-    return section("Pieces", this, {map_, piece_, caption});
+    return section(qPhrase("Pieces"), this, {map_, piece_, caption});
 }
 
 QWidget* DetailsView::connections() {
     model_ = new ConnectionsModel(this);
     table_ = new QTreeView;
     table_->setObjectName("connections");
-    table_->setAccessibleName("Connections");
+    table_->setAccessibleName(qPhrase("Connections"));
     table_->setModel(model_);
     table_->setRootIsDecorated(false);
     table_->setUniformRowHeights(true);
@@ -133,14 +138,14 @@ QWidget* DetailsView::connections() {
     header->setStretchLastSection(false);
     header->setMinimumSectionSize(20);
     header->setSectionResizeMode(ConnectionsModel::Span, QHeaderView::Stretch);
-    return section("Connections", this, {table_});
+    return section(qPhrase("Connections"), this, {table_});
 }
 
 QWidget* DetailsView::speed() {
     graph_ = new SpeedGraph;
     speedWords_ = new tessivar::QuietLabel;
     speedWords_->setObjectName("speed-words");
-    return section("Speed", this, {graph_, speedWords_});
+    return section(qPhrase("Speed"), this, {graph_, speedWords_});
 }
 
 void DetailsView::changeEvent(QEvent* event) {

@@ -9,6 +9,7 @@
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QLabel>
 #include <QScrollArea>
@@ -18,6 +19,9 @@
 #include <algorithm>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
+using tessivar::qPhrases;
 
 namespace {
 
@@ -64,7 +68,7 @@ struct Inspector::Pages {
 
 Inspector::Inspector(WindowContext& context) : context_(context), pages_(std::make_unique<Pages>()) {
     setObjectName("details");
-    setAccessibleName("Details");
+    setAccessibleName(qPhrase("Details"));
     setMinimumWidth(leastWidth);
     auto& pages = *pages_;
     pages.count->setObjectName("selection-count");
@@ -72,7 +76,7 @@ Inspector::Inspector(WindowContext& context) : context_(context), pages_(std::ma
     pages.speeds->setObjectName("selection-speed");
     makeBold(*pages.count);
     pages.stack = new QStackedLayout(this);
-    auto* hint = new tessivar::QuietLabel("Select a download to see its details.");
+    auto* hint = new tessivar::QuietLabel(qPhrase("Select a download to see its details."));
     hint->setObjectName("details-hint");
     pages.stack->addWidget(page(this, {hint}));
     pages.stack->addWidget(page(this, {pages.count, pages.sizes, pages.speeds}));
@@ -120,11 +124,12 @@ void Inspector::refresh() {
 void Inspector::showTotals() {
     const auto totals = SelectionTotals::of(context_.manager, ids_);
     const QString speed = QString::fromStdString(words::speed(totals.speed));
-    pages_->count->setText(QString("%1 downloads selected").arg(totals.count));
+    pages_->count->setText(qPhrases("%1 download selected", "%1 downloads selected", totals.count));
     pages_->sizes->setText(QString::fromStdString(
         words::together({.done = totals.done, .size = totals.size, .unknownSizes = totals.unknownSizes})));
-    pages_->speeds->setText(totals.running == 0 ? QString("None of them is running")
-                                                : QString("%1 running, %2").arg(totals.running).arg(speed));
+    pages_->speeds->setText(totals.running == 0
+                                ? qPhrase("None of them is running")
+                                : qPhrases("%1 running, %2", "%1 running, %2", totals.running, speed));
 }
 
 } // namespace fluvane

@@ -11,6 +11,7 @@
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QBoxLayout>
 #include <QEvent>
@@ -18,6 +19,8 @@
 #include <QPushButton>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace {
 
@@ -49,7 +52,7 @@ QLabel* wrapped(QWidget* parent) {
 Notice::Notice(WindowContext& context, QWidget* parent)
     : QWidget(parent), context_(context), sign_(new QLabel(this)), words_(wrapped(this)),
       advice_(new tessivar::QuietLabel({}, this)), resume_(new QPushButton(this)),
-      changeLink_(new QPushButton("Change &Link…", this)) {
+      changeLink_(new QPushButton(qPhrase("Change &Link…"), this)) {
     setObjectName("details-notice");
     words_->setObjectName("problem");
     advice_->setObjectName("advice");
@@ -83,7 +86,9 @@ void Notice::follow(const Download& download) {
     setWords(*advice_, advice);
     advice_->setVisible(!advice.isEmpty());
     const Abilities can = abilities(download);
-    const QString resume = "&" + QString::fromUtf8(can.resumeLabel().data(), std::ssize(can.resumeLabel()));
+    const QString resume = can.tryAgain         ? qPhrase("&Try Again")
+                           : can.downloadAnyway ? qPhrase("&Download Anyway")
+                                                : qPhrase("&Resume");
     if (resume_->text() != resume) {
         resume_->setText(resume);
     }

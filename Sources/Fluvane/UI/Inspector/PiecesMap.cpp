@@ -8,6 +8,7 @@
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QKeyEvent>
 #include <QLinearGradient>
@@ -19,13 +20,16 @@
 
 namespace fluvane {
 
+using tessivar::marked;
+using tessivar::qPhrase;
+
 using tessivar::blend;
 
 namespace {
 
 constexpr int barHeight = 26;
 constexpr double badgeSide = 14;
-constexpr auto spokenName = "Pieces of the file";
+constexpr auto spokenName = marked("Pieces of the file");
 
 /// Where nothing is yet, and what is there since before.
 QColor trackColor(const QPalette& palette) {
@@ -56,7 +60,7 @@ void spread(std::vector<double>& lefts, double distance, double width) {
 
 PiecesMap::PiecesMap(QWidget* parent) : Graphic(parent) {
     setObjectName("pieces-map");
-    setAccessibleName(spokenName);
+    setAccessibleName(qPhrase(spokenName));
     setMouseTracking(true);
     setFocusPolicy(Qt::StrongFocus);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
@@ -141,10 +145,10 @@ QString PiecesMap::words(std::size_t piece) const {
 
 QString PiecesMap::description() const {
     const auto done = static_cast<std::size_t>(std::ranges::count_if(pieces_, &Piece::isComplete));
-    QString text = QString::fromStdString(words::pieces(pieces_.size(), done)) + ".";
+    QString text = qPhrase("%1.", words::pieces(pieces_.size(), done));
     for (std::size_t i = 0; i < pieces_.size(); ++i) {
         if (connectionOf(i)) {
-            text += " " + words(i) + ".";
+            text += " " + qPhrase("%1.", words(i));
         }
     }
     return text;
@@ -168,7 +172,7 @@ void PiecesMap::choose(std::optional<std::size_t> piece) {
         update();
         tell();
         // So that a screen reader says the piece as the keys reach it, though not each byte that it gets.
-        setAccessibleName(hasFocus() && chosen_ ? told_ : spokenName);
+        setAccessibleName(hasFocus() && chosen_ ? told_ : qPhrase(spokenName));
     }
 }
 

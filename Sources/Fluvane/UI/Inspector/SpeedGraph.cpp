@@ -7,6 +7,7 @@
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -16,6 +17,8 @@
 #include <cmath>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace {
 
@@ -31,7 +34,7 @@ double most(const std::vector<SpeedHistory::Sample>& samples) {
 
 SpeedGraph::SpeedGraph(QWidget* parent) : Graphic(parent) {
     setObjectName("speed-graph");
-    setAccessibleName("Speed over the last minutes");
+    setAccessibleName(qPhrase("Speed over the last minutes"));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
@@ -135,8 +138,8 @@ void SpeedGraph::paintScale(QPainter& painter) const {
     }
     painter.setPen(text);
     const QRectF below(0, plot().bottom() + tessivar::spacing::hair, width(), lineHeight);
-    painter.drawText(below, Qt::AlignLeft, runs_ ? "5 minutes ago" : "5 minutes before");
-    painter.drawText(below, Qt::AlignRight, runs_ ? "now" : "when it last ran");
+    painter.drawText(below, Qt::AlignLeft, runs_ ? qPhrase("5 minutes ago") : qPhrase("5 minutes before"));
+    painter.drawText(below, Qt::AlignRight, runs_ ? qPhrase("now") : qPhrase("when it last ran"));
 }
 
 } // namespace fluvane

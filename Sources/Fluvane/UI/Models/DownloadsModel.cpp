@@ -7,6 +7,7 @@
 #include "FluvaneCore/Rules.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneEngine/Abilities.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QFileInfo>
 #include <QMimeData>
@@ -21,6 +22,8 @@
 #include <unordered_map>
 
 namespace fluvane {
+
+using tessivar::qPhraseIn;
 
 using State = DownloadState;
 
@@ -444,7 +447,8 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
         return line();
     case Qt::AccessibleTextRole: {
         const double done = row.now.group == StateGroup::running ? row.now.fraction() : -1;
-        return row.name + ": " + (done >= 0 ? shown(words::percent(done)) + ", " : QString()) + line();
+        return done >= 0 ? qPhraseIn("name and value", "%1: %2, %3", row.name, words::percent(done), line())
+                         : qPhraseIn("name and value", "%1: %2", row.name, line());
     }
     case Qt::ToolTipRole:
         return toolTip(row.name, line());

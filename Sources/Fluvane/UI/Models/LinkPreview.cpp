@@ -4,12 +4,16 @@
 #include "Fluvane/UI/Models/LinkPreview.h"
 
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <QMimeDatabase>
 
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::phrase;
+using tessivar::phraseIn;
 
 namespace {
 
@@ -24,12 +28,12 @@ std::string kind(const LinkFacts& facts) {
 
 std::string sentenceOn(const LinkFacts& facts) {
     if (facts.isPage) {
-        return "This link opens a web page, not a file.";
+        return phrase("This link opens a web page, not a file.");
     }
     const std::string known = kind(facts);
     const std::string size =
-        facts.size ? words::bytes(*facts.size) : "The server doesn't say how large it is";
-    return words::oneLine(known.empty() ? size : size + ", " + known);
+        facts.size ? words::bytes(*facts.size) : phrase("The server doesn't say how large it is");
+    return known.empty() ? size : size + phraseIn("between items of a list", ", ") + words::oneLine(known);
 }
 
 } // namespace
@@ -66,7 +70,11 @@ std::string LinkPreview::sentence() const {
     if (outcome_) {
         return outcome_->ok() ? sentenceOn(outcome_->value()) : words::oneLine(outcome_->error());
     }
-    return inquiry_ ? "Asking " + words::oneLine(link_->host().value_or("the server")) + "…" : std::string();
+    if (!inquiry_) {
+        return {};
+    }
+    const auto host = link_->host();
+    return host ? phrase("Asking %1…", words::oneLine(*host)) : phrase("Asking the server…");
 }
 
 void LinkPreview::ask() {

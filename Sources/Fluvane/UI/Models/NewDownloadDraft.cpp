@@ -11,14 +11,17 @@
 #include "FluvaneCore/Objections.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <map>
 #include <utility>
 
-#include <fmt/format.h>
-
 namespace fluvane {
+
+using tessivar::phrase;
+using tessivar::phraseIn;
+using tessivar::phrases;
 
 /// What a text says. Made on another thread, so it holds values only.
 struct NewDownloadDraft::Result {
@@ -35,17 +38,10 @@ namespace {
 std::string sentenceOn(const std::vector<links::OtherKind>& kinds) {
     std::string list;
     for (const auto& [name, count] : kinds) {
-        list +=
-            fmt::format("{}{} {} {}", list.empty() ? "" : ", ", count, name, count == 1 ? "link" : "links");
+        list += (list.empty() ? "" : phraseIn("between items of a list", ", ")) +
+                phrases("%1 %2 link", "%1 %2 links", count, name);
     }
-    return list.empty() ? list : fmt::format("Left out, as Fluvane doesn't download them: {}.", list);
-}
-
-std::string lowerCaseStart(std::string words) {
-    if (!words.empty() && words.front() >= 'A' && words.front() <= 'Z') {
-        words.front() = static_cast<char>(words.front() - 'A' + 'a');
-    }
-    return words;
+    return list.empty() ? list : phrase("Left out, as Fluvane doesn't download them: %1.", list);
 }
 
 struct Place {
@@ -55,20 +51,20 @@ struct Place {
 
 /// "12 go to ~/Downloads, 3 to ~/Videos, 5 to other folders."
 std::string destinations(const std::vector<Place>& places) {
-    std::string words;
+    const auto separator = phraseIn("between items of a list", ", ");
+    std::string list =
+        phrases("%1 goes to %2", "%1 go to %2", places[0].links, folderText(places[0].folder)) + separator +
+        // Translators: goes on after "12 go to ~/Downloads".
+        phrases("%1 to %2", "%1 to %2", places[1].links, folderText(places[1].folder));
     std::size_t others = 0;
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        if (i < 2) {
-            words += fmt::format("{}{} {}to {}", i == 0 ? "" : ", ", places[i].links,
-                                 i > 0                  ? ""
-                                 : places[i].links == 1 ? "goes "
-                                                        : "go ",
-                                 folderText(places[i].folder));
-        } else {
-            others += places[i].links;
-        }
+    for (std::size_t i = 2; i < places.size(); ++i) {
+        others += places[i].links;
     }
-    return words + (others == 0 ? "." : fmt::format(", {} to other folders.", others));
+    if (others > 0) {
+        list += separator + phrases("%1 to other folders", "%1 to other folders", others);
+    }
+    // Translators: ends a list as a sentence.
+    return phrase("%1.", list);
 }
 
 } // namespace
@@ -292,9 +288,9 @@ void NewDownloadDraft::count() {
 std::string NewDownloadDraft::mark(std::size_t row) const {
     const Row& at = rows()[row];
     if (at.listed && at.state) {
-        return "Already on the list: " + lowerCaseStart(words::state(*at.state));
+        return phrase("Already on the list: %1", words::stateAfterName(*at.state));
     }
-    return at.times > 1 ? fmt::format("In the text {} times", at.times) : "";
+    return at.times > 1 ? phrases("In the text %1 time", "In the text %1 times", at.times) : "";
 }
 
 URL NewDownloadDraft::folder(std::size_t row) const {
@@ -350,8 +346,11 @@ std::string NewDownloadDraft::destinationOfWanted() const {
         }
     }
     if (places.size() < 2) {
-        const auto verb = wanted_ == 1 ? "It goes" : "They go";
-        return places.empty() ? "" : fmt::format("{} to {}.", verb, folderText(places[0].folder));
+        if (places.empty()) {
+            return {};
+        }
+        const auto folder = folderText(places[0].folder);
+        return wanted_ == 1 ? phrase("It goes to %1.", folder) : phrase("They go to %1.", folder);
     }
     std::ranges::stable_sort(places, std::greater(), &Place::links);
     return destinations(places);
@@ -365,14 +364,14 @@ std::string NewDownloadDraft::objection() const {
         return objection;
     }
     if (!checksum_.empty() && !Checksum::recognise(checksum_)) {
-        return std::string(words::unknownChecksum);
+        return phrase(words::unknownChecksum);
     }
     if (!checksum_.empty() && wanted_ > 1) {
-        return std::string(words::checksumForSeveral);
+        return phrase(words::checksumForSeveral);
     }
     const auto referrer = URL::parse(referrer_);
     if (!referrer_.empty() && !(referrer && referrer->isWeb())) {
-        return "A referrer is the web page that the link is on: it begins with http:// or https://.";
+        return phrase("A referrer is the web page that the link is on: it begins with http:// or https://.");
     }
     return "";
 }
@@ -382,14 +381,14 @@ std::string NewDownloadDraft::textObjection() const {
         return "";
     }
     if (rows().empty()) {
-        return "There's no link in this text. Links begin with http:// or https://.";
+        return phrase("There's no link in this text. Links begin with http:// or https://.");
     }
     const bool allListed = std::ranges::all_of(rows(), [](const Row& row) { return row.listed.has_value(); });
     if (!allListed) {
-        return "Check the links that you want to download.";
+        return phrase("Check the links that you want to download.");
     }
-    return rows().size() == 1 ? "This link is on the list already. Check it to download it again."
-                              : "These links are on the list already. Check those to download again.";
+    return rows().size() == 1 ? phrase("This link is on the list already. Check it to download it again.")
+                              : phrase("These links are on the list already. Check those to download again.");
 }
 
 bool NewDownloadDraft::isReady() const {

@@ -4,12 +4,15 @@
 #include "Fluvane/UI/Models/RuleDraft.h"
 
 #include "FluvaneCore/URL.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/ranges.h>
 
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::phrase;
 
 namespace {
 
@@ -47,13 +50,14 @@ std::string RuleDraft::shownSite(std::string_view typed) {
 
 std::optional<RuleDraft::Problem> RuleDraft::matchProblem() const {
     if (matches == Matches::extensions && Rule::extensions(extensions).empty()) {
-        return Problem{Field::extensions, "Say which endings the rule is for, like zip, rar."};
+        return Problem{Field::extensions, phrase("Say which endings the rule is for, like zip, rar.")};
     }
     if (matches == Matches::site && Rule::site(site).empty()) {
-        return Problem{Field::site, "Say which site the rule is for, like example.com."};
+        return Problem{Field::site, phrase("Say which site the rule is for, like example.com.")};
     }
     if (matches == Matches::site && !isHost(Rule::site(site))) {
-        return Problem{Field::site, "That isn't a site. Give its name, like example.com, or a link to it."};
+        return Problem{Field::site,
+                       phrase("That isn't a site. Give its name, like example.com, or a link to it.")};
     }
     return std::nullopt;
 }
@@ -65,10 +69,10 @@ std::optional<RuleDraft::Problem> RuleDraft::problem() const {
     if (folder || (connections && matches == Matches::site)) {
         return std::nullopt;
     }
-    return Problem{Field::folder, matches == Matches::site
-                                      ? "Choose a folder, or limit the connections, so that the rule does "
-                                        "something."
-                                      : "Choose the folder that these files go to."};
+    return Problem{Field::folder,
+                   matches == Matches::site
+                       ? phrase("Choose a folder, or limit the connections, so that the rule does something.")
+                       : phrase("Choose the folder that these files go to.")};
 }
 
 Rule::Match RuleDraft::match() const {

@@ -7,13 +7,16 @@
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "FluvaneCore/RuleWords.h"
 #include "FluvaneCore/Words.h"
-
-#include <fmt/format.h>
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::phrase;
+using tessivar::phrases;
+using tessivar::qPhraseIn;
 
 namespace {
 
@@ -49,12 +52,15 @@ QString iconOf(const Rule& rule) {
 
 std::string ruleEffect(const Rule& rule, const FolderOf& folderOf) {
     const bool limits = rule.connections && std::holds_alternative<Rule::Site>(rule.match);
-    const std::string limit = limits ? words::connections(*rule.connections) : "";
+    const int most = limits ? *rule.connections : 0;
     if (!rule.folder) {
-        return limits ? fmt::format("At most {}", limit) : "Does nothing yet: it names no folder";
+        return limits ? phrases("At most %1 connection", "At most %1 connections", most)
+                      : phrase("Does nothing yet: it names no folder");
     }
-    const std::string folder = "Go to " + folderText(folderOf(rule.folder));
-    return limits ? fmt::format("{}, over at most {}", folder, limit) : folder;
+    const std::string folder = folderText(folderOf(rule.folder));
+    return limits ? phrases("Go to %2, over at most %1 connection", "Go to %2, over at most %1 connections",
+                            most, folder)
+                  : phrase("Go to %1", folder);
 }
 
 RulesModel::RulesModel(FolderOf folderOf, QObject* parent)
@@ -78,9 +84,9 @@ QVariant RulesModel::data(const QModelIndex& index, int role) const {
     case IconRole:
         return iconOf(rule);
     case Qt::AccessibleTextRole:
-        return condition(rule) + ": " + effect;
+        return qPhraseIn("name and value", "%1: %2", condition(rule), effect);
     case Qt::ToolTipRole:
-        return plainToolTip(condition(rule) + ": " + effect);
+        return plainToolTip(qPhraseIn("name and value", "%1: %2", condition(rule), effect));
     default:
         return {};
     }

@@ -3,11 +3,13 @@
 
 #include "Fluvane/UI/Models/TrayMenu.h"
 
-#include "FluvaneCore/StateName.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
+#include "TessivarPhrases/Phrases.h"
 
 namespace fluvane {
+
+using tessivar::phraseIn;
 
 namespace {
 
@@ -16,33 +18,14 @@ std::string flowOf(const Download& download) {
     const auto size = download.record.size.value_or(0);
     return (size > 0 ? words::percent(static_cast<double>(done) / static_cast<double>(size))
                      : words::bytes(done)) +
-           ", " + words::speed(download.speed());
+           phraseIn("between items of a list", ", ") + words::speed(download.speed());
 }
 
 } // namespace
 
 std::string trayProgress(const Download& download) {
     const StateKind state = download.record.state.kind();
-    switch (state) {
-    case StateKind::downloading:
-        return flowOf(download);
-    case StateKind::verifying:
-        return "checking the file";
-    case StateKind::queued:
-    case StateKind::offline:
-    case StateKind::retrying:
-    case StateKind::linkExpired:
-    case StateKind::limitedNetwork:
-    case StateKind::space:
-        return "waiting";
-    case StateKind::starting:
-    case StateKind::paused:
-    case StateKind::finishing:
-    case StateKind::finished:
-    case StateKind::failed:
-        return std::string(stateName(state));
-    }
-    return {};
+    return state == StateKind::downloading ? flowOf(download) : words::stateAfterName(state);
 }
 
 TrayMenu TrayMenu::of(const std::vector<const Download*>& downloads) {

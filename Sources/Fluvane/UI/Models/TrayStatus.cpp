@@ -5,28 +5,22 @@
 
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
-
-#include <fmt/format.h>
+#include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
 #include <array>
-#include <string_view>
+#include <utility>
 
 namespace fluvane {
+
+using tessivar::phrase;
+using tessivar::phraseIn;
+using tessivar::phrases;
 
 namespace {
 
 using State = DownloadState;
 using Downloads = std::vector<const Download*>;
-
-std::string counted(std::size_t count) {
-    return fmt::format("{} download{}", count, count == 1 ? "" : "s");
-}
-
-/// "2 downloads wait their turn": the verb as it goes with one, and with more.
-std::string counted(std::size_t count, std::string_view one, std::string_view more) {
-    return fmt::format("{} {}", counted(count), count == 1 ? one : more);
-}
 
 template <class Test>
 std::size_t countIf(const Downloads& downloads, const Test& test) {
@@ -59,37 +53,47 @@ struct Sum {
 };
 
 std::string runningText(std::size_t count, const Sum& sum) {
-    std::string text = counted(count);
+    const auto separator = phraseIn("between items of a list", ", ");
+    std::string text = phrases("%1 download", "%1 downloads", count);
     if (sum.speed >= 1) {
-        text += ", " + words::speed(sum.speed);
+        text += separator + words::speed(sum.speed);
         if (sum.canTellTime && sum.done < sum.size) {
-            text += ", " + words::timeLeft((sum.size - sum.done) / sum.speed);
+            text += separator + words::timeLeft((sum.size - sum.done) / sum.speed);
         }
     }
     return text;
 }
 
+std::string waiting(const State& state, std::size_t count) {
+    if (state.isWaiting(State::Wait::offline)) {
+        return phrases("%1 download carries on when you're back online",
+                       "%1 downloads carry on when you're back online", count);
+    }
+    if (state.isWaiting(State::Wait::limitedNetwork)) {
+        return phrases("%1 download waits for another network", "%1 downloads wait for another network",
+                       count);
+    }
+    if (state.isWaiting(State::Wait::space)) {
+        return phrases("%1 download waits for free space", "%1 downloads wait for free space", count);
+    }
+    if (state.isWaiting(State::Wait::retrying)) {
+        return phrases("%1 download tries again in a moment", "%1 downloads try again in a moment", count);
+    }
+    return state.isWaiting(State::Wait::linkExpired)
+               ? phrases("%1 download needs a fresh link", "%1 downloads need a fresh link", count)
+               : phrases("%1 download waits its turn", "%1 downloads wait their turn", count);
+}
+
 /// What it waits for in words, the reason that holds back most first; nothing when nothing waits.
 std::string waitingText(const Downloads& downloads) {
-    struct Reason {
-        State state;
-        std::string_view one;
-        std::string_view more;
-    };
-    static const std::array reasons = {
-        Reason{State::Wait::offline, "carries on when you're back online",
-               "carry on when you're back online"},
-        Reason{State::Wait::limitedNetwork, "waits for another network", "wait for another network"},
-        Reason{State::Wait::space, "waits for free space", "wait for free space"},
-        Reason{State::Wait::retrying, "tries again in a moment", "try again in a moment"},
-        Reason{State::Wait::linkExpired, "needs a fresh link", "need a fresh link"},
-        Reason{State::Queued{}, "waits its turn", "wait their turn"},
-    };
+    static const std::array<State, 6> reasons = {State::Wait::offline,     State::Wait::limitedNetwork,
+                                                 State::Wait::space,       State::Wait::retrying,
+                                                 State::Wait::linkExpired, State::Queued{}};
     for (const auto& reason : reasons) {
-        const auto count = countIf(
-            downloads, [&](const Download& download) { return download.record.state == reason.state; });
+        const auto count =
+            countIf(downloads, [&](const Download& download) { return download.record.state == reason; });
         if (count > 0) {
-            return counted(count, reason.one, reason.more);
+            return waiting(reason, count);
         }
     }
     return {};
@@ -98,13 +102,14 @@ std::string waitingText(const Downloads& downloads) {
 std::string problemText(const Downloads& problems) {
     const auto& record = problems.front()->record;
     if (problems.size() > 1) {
-        return counted(problems.size()) + " need attention";
+        return phrases("%1 download needs attention", "%1 downloads need attention", problems.size());
     }
     if (record.state.failure()) {
-        return "1 download failed";
+        return phrase("1 download failed");
     }
-    return record.state.isWaiting(State::Wait::linkExpired) ? "1 download needs a fresh link"
-                                                            : "1 download isn't what its checksum describes";
+    return record.state.isWaiting(State::Wait::linkExpired)
+               ? phrases("%1 download needs a fresh link", "%1 downloads need a fresh link", 1)
+               : phrase("1 download isn't what its checksum describes");
 }
 
 /// The list without regard to what went wrong in it.
@@ -126,9 +131,12 @@ TrayStatus calmStatus(const Downloads& downloads) {
     const auto paused = countIf(
         downloads, [](const Download& download) { return download.record.state.is<State::Paused>(); });
     if (paused > 0) {
-        return {TrayStatus::Kind::paused, false, {}, counted(paused, "is paused", "are paused")};
+        return {TrayStatus::Kind::paused,
+                false,
+                {},
+                phrases("%1 download is paused", "%1 downloads are paused", paused)};
     }
-    return {TrayStatus::Kind::idle, false, {}, "No downloads are running"};
+    return {TrayStatus::Kind::idle, false, {}, phrase("No downloads are running")};
 }
 
 } // namespace
@@ -137,7 +145,9 @@ TrayStatus trayStatus(const TrayList& list) {
     auto status = calmStatus(list.downloads);
     if (!list.problems.empty()) {
         status.kind = TrayStatus::Kind::needsAttention;
-        status.toolTip = problemText(list.problems) + (status.isRunning ? "; " + status.toolTip : "");
+        const std::string problem = problemText(list.problems);
+        // Translators: two facts, "1 download failed; 2 downloads, 12 MB/s".
+        status.toolTip = status.isRunning ? phrase("%1; %2", problem, status.toolTip) : problem;
     }
     return status;
 }

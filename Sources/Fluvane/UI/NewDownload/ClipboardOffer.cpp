@@ -7,6 +7,7 @@
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -19,13 +20,16 @@
 
 namespace fluvane {
 
+using tessivar::qPhrase;
+using tessivar::qPhrases;
+
 ClipboardOffer::ClipboardOffer(QWidget* parent)
     : QWidget(parent), text_(new tessivar::QuietLabel), add_(new QPushButton) {
     setObjectName("clipboard-offer");
     add_->setObjectName("add-clipboard");
-    add_->setText("&Add");
+    add_->setText(qPhrase("&Add"));
     add_->setIcon(tessivar::icon("paste"));
-    add_->setAccessibleName("Add the links on the clipboard");
+    add_->setAccessibleName(qPhrase("Add the links on the clipboard"));
     text_->setWordWrap(false);
     auto* const row = new QHBoxLayout(this);
     row->setContentsMargins({});
@@ -52,8 +56,7 @@ void ClipboardOffer::look() {
 
 void ClipboardOffer::offer(const std::vector<URL>& links) {
     links_ = links;
-    text_->setText(links.size() == 1 ? QString("1 link on the clipboard")
-                                     : QString("%1 links on the clipboard").arg(links.size()));
+    text_->setText(qPhrases("%1 link on the clipboard", "%1 links on the clipboard", links.size()));
     setVisible(!links.empty());
 }
 

@@ -6,6 +6,7 @@
 #include "Fluvane/UI/Models/FolderText.h"
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Icons.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QFile>
 #include <QFileDialog>
@@ -15,6 +16,8 @@
 #include <algorithm>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 FolderChoice::FolderChoice(QWidget* parent) : QComboBox(parent) {
     setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
@@ -49,14 +52,14 @@ void FolderChoice::setRules(bool any) {
 void FolderChoice::fill() {
     const QSignalBlocker quiet(this);
     clear();
-    addItem(anyRules_ ? "Where rules and Settings say" : "The folder in Settings");
+    addItem(anyRules_ ? qPhrase("Where rules and Settings say") : qPhrase("The folder in Settings"));
     for (const URL& folder : recent_) {
         const QString text = QString::fromStdString(folderText(folder));
         addItem(tessivar::icon("folder"), text);
         setItemData(count() - 1, plainToolTip(text), Qt::ToolTipRole);
     }
     insertSeparator(count());
-    addItem("Choose Folder…");
+    addItem(qPhrase("Choose Folder…"));
     const auto at = folder_ ? std::ranges::find(recent_, *folder_) : recent_.end();
     setCurrentIndex(at == recent_.end() ? 0 : static_cast<int>(at - recent_.begin()) + 1);
     setToolTip(folder_ ? plainToolTip(currentText()) : QString());
@@ -78,7 +81,7 @@ void FolderChoice::choose(int index) {
 
 void FolderChoice::browse(const URL& start) {
     const std::string from = folder_.value_or(start).path();
-    auto* const dialog = new QFileDialog(this, "Choose Folder", QFile::decodeName(from.c_str()));
+    auto* const dialog = new QFileDialog(this, qPhrase("Choose Folder"), QFile::decodeName(from.c_str()));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setObjectName("choose-folder");
     dialog->setFileMode(QFileDialog::Directory);

@@ -12,6 +12,7 @@
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -26,6 +27,8 @@
 #include <QVBoxLayout>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace spacing = tessivar::spacing;
 
@@ -57,9 +60,9 @@ QHBoxLayout* rowOf(std::initializer_list<QWidget*> widgets) {
 } // namespace
 
 void NewDownloadWindow::makeWidgets() {
-    text_ = named(new LinksEdit, "links", "Links");
-    text_->setPlaceholderText("Paste, drop or type links here. Any text with links in it will do.\n"
-                              "Enter downloads them, Shift+Enter begins a new line.");
+    text_ = named(new LinksEdit, "links", qPhrase("Links"));
+    text_->setPlaceholderText(qPhrase("Paste, drop or type links here. Any text with links in it will do.\n"
+                                      "Enter downloads them, Shift+Enter begins a new line."));
     text_->setMinimumHeight(text_->fontMetrics().lineSpacing() * 3);
     clipboard_ = new ClipboardOffer;
     note_ = new tessivar::QuietLabel;
@@ -78,9 +81,9 @@ void NewDownloadWindow::makeWidgets() {
 
 QWidget* NewDownloadWindow::makeList() {
     links_ = new QWidget;
-    all_ = named(new QCheckBox, "all-links", "Download all links");
+    all_ = named(new QCheckBox, "all-links", qPhrase("Download all links"));
     all_->setTristate(true);
-    list_ = named(new QListView, "found-links", "Links found");
+    list_ = named(new QListView, "found-links", qPhrase("Links found"));
     list_->setModel(model_);
     list_->setItemDelegate(new LinkDelegate(list_));
     list_->setUniformItemSizes(true);
@@ -97,30 +100,30 @@ QWidget* NewDownloadWindow::makeList() {
 }
 
 QWidget* NewDownloadWindow::makeOptions() {
-    name_ = named(new QLineEdit, "name", "Name");
+    name_ = named(new QLineEdit, "name", qPhrase("Name"));
     about_ = new tessivar::QuietLabel;
     about_->setObjectName("about");
     about_->setTextFormat(Qt::PlainText);
     about_->setMinimumSize(1, about_->fontMetrics().height());
-    nameParts_ = {labelFor(name_, "&Name:"), name_, about_};
-    folder_ = named(new FolderChoice, "folder", "Folder");
+    nameParts_ = {labelFor(name_, qPhrase("&Name:")), name_, about_};
+    folder_ = named(new FolderChoice, "folder", qPhrase("Folder"));
     destination_ = new tessivar::QuietLabel;
     destination_->setObjectName("destination");
     destination_->setMinimumSize(1,
                                  destination_->fontMetrics().height()); // a wrapped label asks for two lines
-    more_ = named(new QToolButton, "more", "Checksum and referrer");
-    more_->setText("Checksum and &referrer");
+    more_ = named(new QToolButton, "more", qPhrase("Checksum and referrer"));
+    more_->setText(qPhrase("Checksum and &referrer"));
     more_->setAutoRaise(true);
     more_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    checksum_ = named(new QLineEdit, "checksum", "Checksum");
-    checksum_->setPlaceholderText("SHA-256, SHA-1 or MD5, as its publisher printed it");
+    checksum_ = named(new QLineEdit, "checksum", qPhrase("Checksum"));
+    checksum_->setPlaceholderText(qPhrase("SHA-256, SHA-1 or MD5, as its publisher printed it"));
     algorithm_ = new QLabel;
     algorithm_->setObjectName("algorithm");
-    referrer_ = named(new QLineEdit, "referrer", "Referrer");
-    referrer_->setPlaceholderText("The web page that the links are on, if the server asks for it");
+    referrer_ = named(new QLineEdit, "referrer", qPhrase("Referrer"));
+    referrer_->setPlaceholderText(qPhrase("The web page that the links are on, if the server asks for it"));
 
-    options_ = {labelFor(checksum_, "&Checksum:"), checksum_, algorithm_, labelFor(referrer_, "Re&ferrer:"),
-                referrer_};
+    options_ = {labelFor(checksum_, qPhrase("&Checksum:")), checksum_, algorithm_,
+                labelFor(referrer_, qPhrase("Re&ferrer:")), referrer_};
     auto* const box = new QWidget;
     auto* const grid = new QGridLayout(box);
     grid->setContentsMargins({});
@@ -129,7 +132,7 @@ QWidget* NewDownloadWindow::makeOptions() {
     grid->addWidget(nameParts_[0], 0, 0);
     grid->addWidget(name_, 0, 1);
     grid->addWidget(about_, 1, 1);
-    grid->addWidget(labelFor(folder_, "F&older:"), 2, 0);
+    grid->addWidget(labelFor(folder_, qPhrase("F&older:")), 2, 0);
     grid->addLayout(rowOf({folder_, more_}), 2, 1);
     grid->addWidget(destination_, 3, 1);
     grid->addWidget(options_[0], 4, 0);
@@ -149,12 +152,12 @@ QWidget* NewDownloadWindow::makeButtons() {
     objection_->setObjectName("objection");
     objection_->setTextFormat(Qt::PlainText);
     objection_->setWordWrap(true);
-    auto* const close = named(new QPushButton("Close"), "close", "Close");
+    auto* const close = named(new QPushButton(qPhrase("Close")), "close", qPhrase("Close"));
     connect(close, &QPushButton::clicked, this, &QWidget::close);
-    download_ = named(new QPushButton("&Download"), "download", "");
+    download_ = named(new QPushButton(qPhrase("&Download")), "download", "");
     download_->setIcon(tessivar::icon("download"));
     download_->setDefault(true);
-    download_->setToolTip("Download (Enter)");
+    download_->setToolTip(qPhrase("Download (Enter)"));
     connect(download_, &QPushButton::clicked, this, &NewDownloadWindow::download);
 
     auto* const box = new QWidget;
@@ -189,11 +192,11 @@ QAction* NewDownloadWindow::addCommand(const QString& text, const QList<QKeySequ
 }
 
 void NewDownloadWindow::addCommands() {
-    downloadAction_ = addCommand("Download", {Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter},
+    downloadAction_ = addCommand(qPhrase("Download"), {Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter},
                                  &NewDownloadWindow::download);
-    addCommand("Choose Folder…", {QKeySequence::Open}, &NewDownloadWindow::chooseFolder);
-    addCommand("Rename", {Qt::Key_F2}, &NewDownloadWindow::rename);
-    auto* const close = new QAction("Close", this);
+    addCommand(qPhrase("Choose Folder…"), {QKeySequence::Open}, &NewDownloadWindow::chooseFolder);
+    addCommand(qPhrase("Rename"), {Qt::Key_F2}, &NewDownloadWindow::rename);
+    auto* const close = new QAction(qPhrase("Close"), this);
     close->setShortcuts({Qt::Key_Escape, QKeySequence(QKeySequence::Close)});
     connect(close, &QAction::triggered, this, &QWidget::close);
     addAction(close);

@@ -6,10 +6,11 @@
 #include "Fluvane/UI/Models/DownloadsModel.h"
 #include "Fluvane/UI/Models/FolderText.h"
 #include "FluvaneCore/Words.h"
-
-#include <fmt/format.h>
+#include "TessivarPhrases/QtPhrases.h"
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace {
 
@@ -82,13 +83,15 @@ Qt::ItemFlags LinksModel::flags(const QModelIndex& index) const {
 
 QString LinksModel::detail(std::size_t row) const {
     const std::string host = words::oneLine(draft_.rows()[row].link.host().value_or(""));
-    return QString::fromStdString(fmt::format("From {} to {}", host, folderText(draft_.folder(row))));
+    return qPhrase("From %1 to %2", host, folderText(draft_.folder(row)));
 }
 
 QString LinksModel::sentence(std::size_t row) const {
-    const QString mark = QString::fromStdString(draft_.mark(row));
-    return shown(draft_.rows()[row].name) + ", " + (draft_.isWanted(row) ? "to download" : "left out") +
-           ". " + detail(row) + "." + (mark.isEmpty() ? QString() : " " + mark + ".");
+    const std::string mark = draft_.mark(row);
+    const auto& name = draft_.rows()[row].name;
+    const QString text = draft_.isWanted(row) ? qPhrase("%1, to download. %2.", name, detail(row))
+                                              : qPhrase("%1, left out. %2.", name, detail(row));
+    return mark.empty() ? text : text + " " + qPhrase("%1.", mark);
 }
 
 /// Names and links come from outside: as markup they are escaped.
@@ -96,9 +99,10 @@ QString LinksModel::toolTip(std::size_t row) const {
     QString text = shown(draft_.rows()[row].name).toHtmlEscaped() + "<br>" +
                    shown(draft_.rows()[row].link.absoluteString()).toHtmlEscaped();
     if (const auto referrer = draft_.referrer(row)) {
-        text += "<br>Referrer: " + shown(referrer->absoluteString()).toHtmlEscaped();
+        text += "<br>" + qPhrase("Referrer: %1", referrer->absoluteString()).toHtmlEscaped();
     }
-    return "<div>" + text + "<br>F2 or a double-click changes the name.</div>";
+    return "<div>" + text + "<br>" + qPhrase("F2 or a double-click changes the name.").toHtmlEscaped() +
+           "</div>";
 }
 
 } // namespace fluvane

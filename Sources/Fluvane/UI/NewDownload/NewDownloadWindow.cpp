@@ -10,6 +10,7 @@
 #include "Fluvane/UI/NewDownload/LinksEdit.h"
 #include "Fluvane/UI/NewDownload/LinksModel.h"
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QCheckBox>
 #include <QClipboard>
@@ -28,11 +29,10 @@
 
 namespace fluvane {
 
-namespace {
+using tessivar::qPhrase;
+using tessivar::qPhrases;
 
-QString number(std::size_t count, const char* one, const char* several) {
-    return count == 1 ? QString(one) : QString(several).arg(count);
-}
+namespace {
 
 QString joined(const std::vector<URL>& links) {
     QString lines;
@@ -48,7 +48,7 @@ NewDownloadWindow::NewDownloadWindow(WindowContext& context, RecentFolders& rece
     : context_(context), recentFolders_(recentFolders), draft_(context.manager, context.settings),
       model_(new LinksModel(draft_, this)) {
     setObjectName("new-download");
-    setWindowTitle("New Download");
+    setWindowTitle(qPhrase("New Download"));
     setAcceptDrops(true);
     makeWidgets();
     connectDraft();
@@ -206,8 +206,9 @@ void NewDownloadWindow::showCount() {
     const auto count = draft_.rows().size();
     const auto wanted = draft_.wanted();
     all_->setCheckState(wanted == 0 ? Qt::Unchecked : wanted == count ? Qt::Checked : Qt::PartiallyChecked);
-    all_->setText(number(count, "1 link", "%1 links") +
-                  (wanted == count ? QString() : QString(", %1 to download").arg(wanted)));
+    all_->setText(wanted == count
+                      ? qPhrases("%1 link", "%1 links", count)
+                      : qPhrases("%1 link, %2 to download", "%1 links, %2 to download", count, wanted));
 }
 
 void NewDownloadWindow::showSentences() {
@@ -242,7 +243,7 @@ void NewDownloadWindow::showName() {
     }
     QStringList about = {QString::fromStdString(draft_.about())};
     if (isTyping && name_->text() != name) {
-        about.prepend(QString("Saved as “%1”.").arg(name));
+        about.prepend(qPhrase("Saved as “%1”.", name));
     }
     about.removeAll(QString());
     about_->setText(about.join(' '));
@@ -272,7 +273,8 @@ void NewDownloadWindow::showButtons() {
     downloadAction_->setEnabled(draft_.isReady() || draft_.isReading());
     if (!draft_.isReading()) {
         const auto wanted = draft_.wanted();
-        download_->setText(wanted > 1 ? QString("&Download %1 Files").arg(wanted) : QString("&Download"));
+        download_->setText(wanted > 1 ? qPhrases("&Download %1 File", "&Download %1 Files", wanted)
+                                      : qPhrase("&Download"));
         download_->setEnabled(draft_.isReady());
     }
 }

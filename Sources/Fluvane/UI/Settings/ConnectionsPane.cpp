@@ -7,12 +7,15 @@
 #include "Fluvane/UI/Settings/LiveConfig.h"
 #include "Fluvane/UI/Settings/SpeedLimitField.h"
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QComboBox>
 #include <QSignalBlocker>
 #include <QSpinBox>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace {
 
@@ -40,10 +43,10 @@ QSpinBox* spinBox(const char* name, int most) {
 } // namespace
 
 ConnectionsPane::ConnectionsPane(LiveConfig& live) : live_(live) {
-    addHeading(tr("Connections"));
+    addHeading(qPhrase("Connections"));
     addConnections();
     addPerServer();
-    addHeading(tr("Downloads"));
+    addHeading(qPhrase("Downloads"));
     addSimultaneous();
     addSpeedLimit();
     end();
@@ -55,9 +58,11 @@ void ConnectionsPane::addConnections() {
     for (const int count : Config::connectionChoices) {
         box->addItem(QString::number(count), count);
     }
-    addRow(tr("&Most connections for each download"), box,
-           tr("A download starts with two and adds more while they make it faster. Some servers allow only a "
-              "few."));
+    addRow(
+        qPhrase("&Most connections for each download"), box,
+        qPhrase(
+            "A download starts with two and adds more while they make it faster. Some servers allow only a "
+            "few."));
     live_.show(box, [box](const Config& config) { showCount(box, config.connections); });
     connect(box, &QComboBox::currentIndexChanged, this, [this, box] {
         live_.change([box](Config& config) { config.connections = box->currentData().toInt(); });
@@ -67,13 +72,12 @@ void ConnectionsPane::addConnections() {
 void ConnectionsPane::addPerServer() {
     auto* const box = spinBox("connectionsPerServer", Config::mostConnectionsPerServer);
     auto* const hint = new tessivar::QuietLabel;
-    addRow(tr("Connections to one &server"), box, hint);
+    addRow(qPhrase("Connections to one &server"), box, hint);
     live_.show(box, [box, hint](const Config& config) {
         const QSignalBlocker quiet(box);
         box->setMinimum(config.connections);
-        hint->setText(tr("Of all downloads together, %1 to %2: never fewer than one download may use.")
-                          .arg(config.connections)
-                          .arg(Config::mostConnectionsPerServer));
+        hint->setText(qPhrase("Of all downloads together, %1 to %2: never fewer than one download may use.",
+                              config.connections, Config::mostConnectionsPerServer));
         box->setAccessibleDescription(hint->text());
     });
     bind(box, live_, &Config::connectionsPerServer);
@@ -81,21 +85,20 @@ void ConnectionsPane::addPerServer() {
 
 void ConnectionsPane::addSimultaneous() {
     auto* const box = spinBox("simultaneous", Config::mostSimultaneous);
-    addRow(tr("&Downloads at once:"), box,
-           tr("1 to %1. The rest wait their turn.").arg(Config::mostSimultaneous));
+    addRow(qPhrase("&Downloads at once:"), box,
+           qPhrase("1 to %1. The rest wait their turn.", Config::mostSimultaneous));
     bind(box, live_, &Config::simultaneous);
 }
 
 void ConnectionsPane::addSpeedLimit() {
     auto* const field = new SpeedLimitField(live_);
     auto* const hint = new tessivar::QuietLabel;
-    addRow(tr("Speed &limit"), field, hint);
+    addRow(qPhrase("Speed &limit"), field, hint);
     live_.show(hint, [hint](const Config& config) {
         const double limit = static_cast<double>(config.speedLimit.value_or(0));
-        hint->setText(
-            config.speedLimit
-                ? tr("All downloads together get up to %1.").arg(QString::fromStdString(words::speed(limit)))
-                : tr("Downloads take what the line gives."));
+        hint->setText(config.speedLimit ? qPhrase("All downloads together get up to %1.",
+                                                  QString::fromStdString(words::speed(limit)))
+                                        : qPhrase("Downloads take what the line gives."));
     });
 }
 

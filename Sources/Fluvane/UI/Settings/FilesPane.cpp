@@ -8,6 +8,7 @@
 #include "Fluvane/UI/Settings/LiveConfig.h"
 #include "FluvaneCore/DuplicateNaming.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QButtonGroup>
 #include <QRadioButton>
@@ -15,6 +16,8 @@
 #include <QVBoxLayout>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace spacing = tessivar::spacing;
 
@@ -45,21 +48,21 @@ void FilesPane::addFolder() {
     const QString standard = QString::fromStdString(folderText(live_.folder(std::nullopt)));
     auto* const folder =
         new FolderButton([this](const auto& path) { return live_.folder(path); },
-                         {.none = standard, .clear = tr("Back to your download folder, %1").arg(standard)});
+                         {.none = standard, .clear = qPhrase("Back to your download folder, %1", standard)});
     folder->setObjectName("folder");
-    addHeading(tr("Folder"));
-    addRow(tr("&Download to"), folder,
-           tr("Finished files go here, unless a rule or you choose another folder. Unfinished ones wait "
-              "there, too, with .fluvane behind their names."));
+    addHeading(qPhrase("Folder"));
+    addRow(qPhrase("&Download to"), folder,
+           qPhrase("Finished files go here, unless a rule or you choose another folder. Unfinished ones wait "
+                   "there, too, with .fluvane behind their names."));
     live_.show(folder, [folder](const Config& config) { folder->setFolder(config.folder); });
     connect(folder, &FolderButton::chosen, this,
             [this, folder] { live_.change([folder](Config& config) { config.folder = folder->folder(); }); });
 }
 
 void FilesPane::addNaming() {
-    addHeading(tr("When %1 is there already").arg(fromView(sampleName)));
-    addText(tr("When a file in the folder already has the name, the new one gets a number; nothing "
-               "is replaced."));
+    addHeading(qPhrase("When %1 is there already", fromView(sampleName)));
+    addText(qPhrase("When a file in the folder already has the name, the new one gets a number; nothing "
+                    "is replaced."));
     auto* const choices = new QWidget(this);
     auto* const column = new QVBoxLayout(choices);
     column->setContentsMargins(0, spacing::small, 0, 0);

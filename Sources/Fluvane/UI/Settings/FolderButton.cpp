@@ -8,6 +8,7 @@
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QFile>
 #include <QFileDialog>
@@ -18,6 +19,8 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace {
 
@@ -62,13 +65,13 @@ void FolderButton::setFolder(const std::optional<std::string>& folder) {
 }
 
 void FolderButton::ask() {
-    auto* const dialog =
-        new QFileDialog(this, tr("Choose a Folder"), QFile::decodeName(folderOf_(folder_).path().c_str()));
+    auto* const dialog = new QFileDialog(this, qPhrase("Choose a Folder"),
+                                         QFile::decodeName(folderOf_(folder_).path().c_str()));
     dialog->setObjectName("folderDialog");
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
-    dialog->setLabelText(QFileDialog::Accept, tr("Choose"));
+    dialog->setLabelText(QFileDialog::Accept, qPhrase("Choose"));
     connect(dialog, &QFileDialog::fileSelected, this,
             [this](const QString& path) { choose(folderSetting(path)); });
     dialog->open();

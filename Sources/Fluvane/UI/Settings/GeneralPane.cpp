@@ -6,6 +6,7 @@
 #include "Fluvane/UI/Settings/Bindings.h"
 #include "Fluvane/UI/Settings/LiveConfig.h"
 #include "Fluvane/UI/Settings/MessageLine.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QCheckBox>
 #include <QFile>
@@ -16,6 +17,8 @@
 #include <exception>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace {
 
@@ -34,7 +37,7 @@ QPushButton* button(const char* name, const QString& text) {
 QFileDialog* fileDialog(QWidget* parent, const QString& title) {
     auto* const dialog = new QFileDialog(parent, title, QDir::homePath());
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setNameFilters({GeneralPane::tr("Settings (*.json)"), GeneralPane::tr("All files (*)")});
+    dialog->setNameFilters({qPhrase("Settings (*.json)"), qPhrase("All files (*)")});
     return dialog;
 }
 
@@ -46,8 +49,8 @@ std::string bytes(const QString& path) {
 
 GeneralPane::GeneralPane(WindowContext& context, LiveConfig& live, Autostart& autostart, MessageLine& message)
     : context_(context), live_(live), autostart_(autostart), message_(message),
-      atLogin_(named("openAtLogin", tr("Open Fluvane at &login"), this)) {
-    addButton(atLogin_, tr("It starts in the background and carries on with your downloads."));
+      atLogin_(named("openAtLogin", qPhrase("Open Fluvane at &login"), this)) {
+    addButton(atLogin_, qPhrase("It starts in the background and carries on with your downloads."));
     connect(atLogin_, &QCheckBox::toggled, this, &GeneralPane::setAutostart);
     addSwitches();
     addFileButtons();
@@ -55,31 +58,32 @@ GeneralPane::GeneralPane(WindowContext& context, LiveConfig& live, Autostart& au
 }
 
 void GeneralPane::addSwitches() {
-    auto* const notify = named("notifyWhenDone", tr("&Notify me when downloads are done"), this);
-    addButton(notify, tr("Also when one needs you, for example because its link expired."));
+    auto* const notify = named("notifyWhenDone", qPhrase("&Notify me when downloads are done"), this);
+    addButton(notify, qPhrase("Also when one needs you, for example because its link expired."));
     bind(notify, live_, &Config::notifyWhenDone);
-    auto* const awake = named("keepAwake", tr("&Keep the computer awake while downloads run"), this);
-    addButton(awake, tr("The screen may still turn off. If the computer does sleep, downloads carry on "
-                        "afterwards."));
+    auto* const awake = named("keepAwake", qPhrase("&Keep the computer awake while downloads run"), this);
+    addButton(awake, qPhrase("The screen may still turn off. If the computer does sleep, downloads carry on "
+                             "afterwards."));
     bind(awake, live_, &Config::keepAwake);
-    auto* const hotspots = named("waitOnHotspots", tr("&Wait on metered connections"), this);
-    addButton(hotspots, tr("Downloads wait while you're on a phone's hotspot or another connection that is "
-                           "paid for by its use. You can resume single ones anyway."));
+    auto* const hotspots = named("waitOnHotspots", qPhrase("&Wait on metered connections"), this);
+    addButton(hotspots,
+              qPhrase("Downloads wait while you're on a phone's hotspot or another connection that is "
+                      "paid for by its use. You can resume single ones anyway."));
     bind(hotspots, live_, &Config::waitOnHotspots);
 }
 
 void GeneralPane::addFileButtons() {
-    auto* const welcome = button("showWelcome", tr("Show W&elcome Again"));
-    addHeading(tr("Welcome"));
-    addButton(welcome, tr("What Fluvane does, and how to bring links in."));
+    auto* const welcome = button("showWelcome", qPhrase("Show W&elcome Again"));
+    addHeading(qPhrase("Welcome"));
+    addButton(welcome, qPhrase("What Fluvane does, and how to bring links in."));
     connect(welcome, &QPushButton::clicked, this, [this] { context_.windows.showWelcome(); });
 
-    auto* const exporting = button("export", tr("E&xport…"));
-    auto* const importing = button("import", tr("&Import…"));
-    addHeading(tr("All settings"));
+    auto* const exporting = button("export", qPhrase("E&xport…"));
+    auto* const importing = button("import", qPhrase("&Import…"));
+    addHeading(qPhrase("All settings"));
     addWide(rowOf({exporting, importing}));
-    addText(tr("A file with every setting, for a backup or another computer. Importing one replaces "
-               "all settings, your rules too."));
+    addText(qPhrase("A file with every setting, for a backup or another computer. Importing one replaces "
+                    "all settings, your rules too."));
     connect(exporting, &QPushButton::clicked, this, &GeneralPane::askWhereToExport);
     connect(importing, &QPushButton::clicked, this, &GeneralPane::askWhatToImport);
 }
@@ -105,20 +109,20 @@ void GeneralPane::setAutostart(bool on) {
 }
 
 void GeneralPane::askWhereToExport() {
-    auto* const dialog = fileDialog(this, tr("Export Settings"));
+    auto* const dialog = fileDialog(this, qPhrase("Export Settings"));
     dialog->setObjectName("exportDialog");
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     dialog->setDefaultSuffix("json");
-    dialog->selectFile(tr("Fluvane Settings.json"));
+    dialog->selectFile(qPhrase("Fluvane Settings.json"));
     connect(dialog, &QFileDialog::fileSelected, this, &GeneralPane::exportTo);
     dialog->open();
 }
 
 void GeneralPane::askWhatToImport() {
-    auto* const dialog = fileDialog(this, tr("Import Settings"));
+    auto* const dialog = fileDialog(this, qPhrase("Import Settings"));
     dialog->setObjectName("importDialog");
     dialog->setFileMode(QFileDialog::ExistingFile);
-    dialog->setLabelText(QFileDialog::Accept, tr("Import"));
+    dialog->setLabelText(QFileDialog::Accept, qPhrase("Import"));
     connect(dialog, &QFileDialog::fileSelected, this, &GeneralPane::importFrom);
     dialog->open();
 }
@@ -126,7 +130,7 @@ void GeneralPane::askWhatToImport() {
 void GeneralPane::exportTo(const QString& path) {
     try {
         live_.settings().exportTo(bytes(path));
-        message_.say(tr("Exported settings to %1.").arg(path));
+        message_.say(qPhrase("Exported settings to %1.", path));
     } catch (const std::exception& error) {
         message_.warn(QString::fromUtf8(error.what()));
     }
@@ -136,8 +140,8 @@ void GeneralPane::importFrom(const QString& path) {
     const Config before = live_.config();
     try {
         live_.settings().importFrom(bytes(path));
-        message_.offer(tr("Imported settings from %1.").arg(path),
-                       {.button = tr("Undo"),
+        message_.offer(qPhrase("Imported settings from %1.", path),
+                       {.button = qPhrase("Undo"),
                         .run = [this, before] { live_.change([&](Config& config) { config = before; }); }});
     } catch (const std::exception& error) {
         message_.warn(QString::fromUtf8(error.what()));

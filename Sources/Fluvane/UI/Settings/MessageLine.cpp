@@ -5,6 +5,7 @@
 
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAccessible>
 #include <QEvent>
@@ -16,6 +17,8 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace spacing = tessivar::spacing;
 
@@ -39,8 +42,8 @@ MessageLine::MessageLine(QWidget* parent)
     close->setObjectName("messageClose");
     close->setAutoRaise(true);
     close->setIcon(tessivar::icon("close"));
-    close->setAccessibleName(tr("Dismiss"));
-    close->setToolTip(tr("Dismiss"));
+    close->setAccessibleName(qPhrase("Dismiss"));
+    close->setToolTip(qPhrase("Dismiss"));
 
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(spacing::margin, spacing::medium, spacing::medium, spacing::medium);

@@ -7,6 +7,7 @@
 #include "Fluvane/UI/Settings/Form.h"
 #include "FluvaneEngine/Config.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAccessible>
 #include <QCheckBox>
@@ -21,6 +22,8 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace spacing = tessivar::spacing;
 
@@ -53,12 +56,13 @@ RuleEditor::RuleEditor(const RuleDraft& draft, std::string id, FolderOf folderOf
     : QDialog(parent), id_(std::move(id)), matches_(named<QComboBox>("matches")),
       kind_(named<QComboBox>("kind")), kindHint_(new tessivar::QuietLabel),
       extensions_(named<QLineEdit>("extensions")), site_(named<QLineEdit>("site")),
-      folder_(new FolderButton(std::move(folderOf), {.none = tr("Choose"), .clear = tr("No folder")})),
+      folder_(
+          new FolderButton(std::move(folderOf), {.none = qPhrase("Choose"), .clear = qPhrase("No folder")})),
       limits_(named<QCheckBox>("limits")), connections_(named<QSpinBox>("connections")),
       form_(new Form(this)), problem_(new QLabel(this)) {
     setObjectName("ruleEditor");
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowTitle(id_.empty() ? tr("New Rule") : tr("Rule"));
+    setWindowTitle(id_.empty() ? qPhrase("New Rule") : qPhrase("Rule"));
     resize(dialogWidth, 0);
     build();
     fill(draft);
@@ -88,30 +92,30 @@ void RuleEditor::build() {
 }
 
 void RuleEditor::addFields() {
-    matches_->addItems({tr("A kind of file"), tr("File name endings"), tr("A site")});
+    matches_->addItems({qPhrase("A kind of file"), qPhrase("File name endings"), qPhrase("A site")});
     for (const FileKind kind : fileKind::all) {
-        kind_->addItem(fromView(fileKind::name(kind)));
+        kind_->addItem(qPhrase(fileKind::name(kind)));
     }
-    extensions_->setPlaceholderText(tr("zip, rar"));
-    site_->setPlaceholderText(tr("example.com"));
+    extensions_->setPlaceholderText(qPhrase("zip, rar"));
+    site_->setPlaceholderText(qPhrase("example.com"));
     folder_->setObjectName("folder");
-    limits_->setText(tr("At &most"));
-    limits_->setAccessibleName(tr("Limit the connections"));
+    limits_->setText(qPhrase("At &most"));
+    limits_->setAccessibleName(qPhrase("Limit the connections"));
     connections_->setRange(1, Config::mostConnections);
-    connections_->setAccessibleName(tr("Most connections"));
+    connections_->setAccessibleName(qPhrase("Most connections"));
     connections_->setEnabled(false);
 
-    form_->addRow(tr("&Rule for"), matches_);
-    form_->addRow(tr("&Kind"), kind_, static_cast<tessivar::QuietLabel*>(kindHint_));
-    form_->addRow(tr("&Endings"), extensions_, tr("One or more, without dots."));
-    form_->addRow(tr("&Site"), site_,
-                  tr("A site's name or a link to it. It covers the site's subdomains, too."));
+    form_->addRow(qPhrase("&Rule for"), matches_);
+    form_->addRow(qPhrase("&Kind"), kind_, static_cast<tessivar::QuietLabel*>(kindHint_));
+    form_->addRow(qPhrase("&Endings"), extensions_, qPhrase("One or more, without dots."));
+    form_->addRow(qPhrase("&Site"), site_,
+                  qPhrase("A site's name or a link to it. It covers the site's subdomains, too."));
     form_->addRow(
-        tr("&Folder"), folder_,
-        tr("Where these files go. Only a rule that limits the connections to a site may do without: a "
-           "rule below decides then."));
-    form_->addRow(tr("&Connections"), rowOf({limits_, connections_}),
-                  tr("To this site, for each download. The strictest rule counts."));
+        qPhrase("&Folder"), folder_,
+        qPhrase("Where these files go. Only a rule that limits the connections to a site may do without: a "
+                "rule below decides then."));
+    form_->addRow(qPhrase("&Connections"), rowOf({limits_, connections_}),
+                  qPhrase("To this site, for each download. The strictest rule counts."));
 }
 
 void RuleEditor::fill(const RuleDraft& draft) {

@@ -9,6 +9,7 @@
 #include "Fluvane/UI/Settings/RuleEditor.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
 #include <QHBoxLayout>
@@ -21,6 +22,8 @@
 #include <algorithm>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace spacing = tessivar::spacing;
 
@@ -51,21 +54,23 @@ QToolButton* buttonFor(QAction* action) {
 RulesPane::RulesPane(LiveConfig& live)
     : live_(live), model_(new RulesModel(folderOf(live), this)), list_(new QListView(this)),
       empty_(new tessivar::QuietLabel(
-          tr("No rules yet. Add one to send archives, videos or the files of a site to a folder "
-             "of their own."),
+          qPhrase("No rules yet. Add one to send archives, videos or the files of a site to a folder "
+                  "of their own."),
           list_)),
       trial_(new QLineEdit(this)), trialResult_(new tessivar::QuietLabel({}, this)),
-      add_(action("addRule", tr("Add…"), "plus", {}, &RulesPane::addRule)),
-      edit_(action("editRule", tr("Edit…"), "edit", {Qt::Key_Return, Qt::Key_Enter, Qt::Key_F2},
+      add_(action("addRule", qPhrase("Add…"), "plus", {}, &RulesPane::addRule)),
+      edit_(action("editRule", qPhrase("Edit…"), "edit", {Qt::Key_Return, Qt::Key_Enter, Qt::Key_F2},
                    &RulesPane::editRule)),
-      duplicate_(action("duplicateRule", tr("Duplicate"), "copy", {Qt::CTRL | Qt::Key_D},
+      duplicate_(action("duplicateRule", qPhrase("Duplicate"), "copy", {Qt::CTRL | Qt::Key_D},
                         &RulesPane::duplicateRule)),
-      delete_(action("deleteRule", tr("Delete"), "trash", {QKeySequence::Delete}, &RulesPane::deleteRule)),
-      earlier_(
-          action("moveRuleEarlier", tr("Earlier"), "up", {Qt::ALT | Qt::Key_Up}, &RulesPane::moveEarlier)),
-      later_(action("moveRuleLater", tr("Later"), "down", {Qt::ALT | Qt::Key_Down}, &RulesPane::moveLater)) {
-    addText(tr("Rules send files to folders of their own and can limit the connections to a site.\n"
-               "Earlier: decides before the ones below it"));
+      delete_(
+          action("deleteRule", qPhrase("Delete"), "trash", {QKeySequence::Delete}, &RulesPane::deleteRule)),
+      earlier_(action("moveRuleEarlier", qPhrase("Earlier"), "up", {Qt::ALT | Qt::Key_Up},
+                      &RulesPane::moveEarlier)),
+      later_(action("moveRuleLater", qPhrase("Later"), "down", {Qt::ALT | Qt::Key_Down},
+                    &RulesPane::moveLater)) {
+    addText(qPhrase("Rules send files to folders of their own and can limit the connections to a site.\n"
+                    "Earlier: decides before the ones below it"));
     addList();
     addButtons();
     addTrial();
@@ -85,7 +90,7 @@ QAction* RulesPane::action(const char* name, const QString& text, const char* ic
 
 void RulesPane::addList() {
     list_->setObjectName("rules");
-    list_->setAccessibleName(tr("Rules"));
+    list_->setAccessibleName(qPhrase("Rules"));
     list_->setModel(model_);
     list_->setItemDelegate(new RuleDelegate(list_));
     list_->setUniformItemSizes(true);
@@ -115,8 +120,8 @@ void RulesPane::addButtons() {
         layout->addWidget(buttonFor(each));
     }
     layout->addStretch();
-    earlier_->setToolTip(tr("Decides before the ones below it (Alt+Up)"));
-    later_->setToolTip(tr("Decides after the ones above it (Alt+Down)"));
+    earlier_->setToolTip(qPhrase("Decides before the ones below it (Alt+Up)"));
+    later_->setToolTip(qPhrase("Decides after the ones above it (Alt+Down)"));
     for (QAction* const each : {earlier_, later_}) {
         layout->addWidget(buttonFor(each));
     }
@@ -125,11 +130,11 @@ void RulesPane::addButtons() {
 
 void RulesPane::addTrial() {
     trial_->setObjectName("tryRules");
-    trial_->setPlaceholderText(tr("A link or a file name"));
+    trial_->setPlaceholderText(qPhrase("A link or a file name"));
     trial_->setClearButtonEnabled(true);
     trialResult_->setObjectName("trialResult");
-    trial_->setAccessibleName(tr("Try the rules on a link or a file name"));
-    addHeading(tr("Try the rules"));
+    trial_->setAccessibleName(qPhrase("Try the rules on a link or a file name"));
+    addHeading(qPhrase("Try the rules"));
     addWide(trial_);
     addWide(trialResult_);
     connect(trial_, &QLineEdit::textChanged, this, &RulesPane::tryRules);
@@ -193,7 +198,7 @@ void RulesPane::tryRules() {
     const auto trial = RuleTrial::of(trial_->text().toStdString(), live_.config(), folderOf(live_));
     const bool both = !trial.site.empty();
     const QString text = QString::fromStdString(trial.folder + (both ? "\n" : "") + trial.site);
-    trialResult_->setText(text.isEmpty() ? tr("Which folder would it go to?") : text);
+    trialResult_->setText(text.isEmpty() ? qPhrase("Which folder would it go to?") : text);
     trial_->setAccessibleDescription(trialResult_->text());
     if (!trial.id.empty()) {
         select(trial.id);

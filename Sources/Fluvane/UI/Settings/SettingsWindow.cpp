@@ -12,6 +12,7 @@
 #include "Fluvane/UI/Settings/RulesPane.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
 #include <QHBoxLayout>
@@ -23,6 +24,8 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace spacing = tessivar::spacing;
 
@@ -39,18 +42,19 @@ SettingsWindow::SettingsWindow(WindowContext& context, Autostart& autostart, Ext
     : extras_(std::move(extras)), config_(new LiveConfig(context)), message_(new MessageLine(this)),
       sidebar_(new QListWidget(this)), panes_(new QStackedWidget(this)) {
     setObjectName("settings");
-    setWindowTitle(tr("Settings"));
+    setWindowTitle(qPhrase("Settings"));
     setMinimumSize(leastSize);
     resize(usualSize);
     config_->setParent(this);
     build();
 
     auto* const rules = new RulesPane(*config_);
-    addPane("general", tr("General"), "settings", new GeneralPane(context, *config_, autostart, *message_));
-    addPane("files", tr("Files"), "folder", new FilesPane(*config_));
-    addPane("rules", tr("Rules"), "filter", rules);
-    addPane("connections", tr("Connections"), "speed", new ConnectionsPane(*config_));
-    addPane("about", tr("About"), "info", new AboutPane(context, *config_, extras_));
+    addPane("general", qPhrase("General"), "settings",
+            new GeneralPane(context, *config_, autostart, *message_));
+    addPane("files", qPhrase("Files"), "folder", new FilesPane(*config_));
+    addPane("rules", qPhrase("Rules"), "filter", rules);
+    addPane("connections", qPhrase("Connections"), "speed", new ConnectionsPane(*config_));
+    addPane("about", qPhrase("About"), "info", new AboutPane(context, *config_, extras_));
     addKeys();
     for (QAction* const action : rules->ruleActions()) {
         addAction(action);
@@ -73,7 +77,7 @@ SettingsWindow::~SettingsWindow() {
 
 void SettingsWindow::build() {
     sidebar_->setObjectName("panes");
-    sidebar_->setAccessibleName(tr("Panes"));
+    sidebar_->setAccessibleName(qPhrase("Panes"));
     sidebar_->setFixedWidth(sidebarWidth);
     sidebar_->setFrameShape(QFrame::NoFrame);
     sidebar_->setIconSize(QSize(iconSide, iconSide));
@@ -106,7 +110,7 @@ void SettingsWindow::addPane(const char* name, const QString& title, const char*
 }
 
 void SettingsWindow::addKeys() {
-    auto* const close = new QAction(tr("Close"), this);
+    auto* const close = new QAction(qPhrase("Close"), this);
     close->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::Key_Escape)});
     connect(close, &QAction::triggered, this, &QWidget::close);
     addAction(close);

@@ -8,6 +8,7 @@
 #include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QComboBox>
 #include <QFocusEvent>
@@ -18,6 +19,8 @@
 
 namespace fluvane {
 
+using tessivar::qPhrase;
+
 namespace {
 
 constexpr int typedDigits = 10; ///< The field's width.
@@ -26,18 +29,18 @@ constexpr int typedDigits = 10; ///< The field's width.
 
 SpeedLimitField::SpeedLimitField(LiveConfig& live)
     : live_(live), choices_(new QComboBox(this)), typed_(new QLineEdit(this)),
-      unit_(new QLabel(tr("MB/s"), this)) {
+      unit_(new QLabel(qPhrase("MB/s"), this)) {
     choices_->setObjectName("speedLimit");
-    choices_->addItem(tr("No limit"));
+    choices_->addItem(qPhrase("No limit"));
     for (const std::int64_t limit : Config::speedLimitChoices) {
         const auto text = words::speed(static_cast<double>(limit));
         choices_->addItem(QString::fromStdString(text), QVariant::fromValue<qlonglong>(limit));
     }
-    choices_->addItem(tr("Other…"));
+    choices_->addItem(qPhrase("Other…"));
     choices_->setMaxVisibleItems(choices_->count());
     typed_->setObjectName("otherSpeedLimit");
-    typed_->setAccessibleName(tr("Speed limit in megabytes per second"));
-    typed_->setPlaceholderText(tr("like 5 or 0.5"));
+    typed_->setAccessibleName(qPhrase("Speed limit in megabytes per second"));
+    typed_->setPlaceholderText(qPhrase("like 5 or 0.5"));
     typed_->setMaximumWidth(typed_->fontMetrics().horizontalAdvance('0') * typedDigits * 2);
 
     auto* const layout = new QHBoxLayout(this);
@@ -94,7 +97,7 @@ void SpeedLimitField::takeTyped() {
         asksOther_ = false;
         set(limit);
     } else if (!text::trimmed(text).empty()) {
-        Q_EMIT live_.failed(tr("Give a speed in MB/s, like 5 or 0.5."));
+        Q_EMIT live_.failed(qPhrase("Give a speed in MB/s, like 5 or 0.5."));
         typed_->selectAll();
     }
 }

@@ -7,6 +7,7 @@
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarCore/AtomicFile.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
 #include <QApplication>
@@ -23,6 +24,8 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace spacing = tessivar::spacing;
 
@@ -42,9 +45,9 @@ QPushButton* button(const char* name, const QString& text, const char* icon, QWi
 TextViewer::TextViewer(Looks looks, Gather gather, QWidget* parent)
     : QWidget(parent, Qt::Window), looks_(std::move(looks)), gather_(std::move(gather)),
       text_(new QPlainTextEdit(this)), outcome_(new tessivar::QuietLabel({}, this)),
-      refresh_(button("refresh", tr("&Refresh"), "retry", this)),
-      copy_(button("copy", tr("&Copy"), "copy", this)),
-      save_(button("save", tr("&Save…"), "download", this)) {
+      refresh_(button("refresh", qPhrase("&Refresh"), "retry", this)),
+      copy_(button("copy", qPhrase("&Copy"), "copy", this)),
+      save_(button("save", qPhrase("&Save…"), "download", this)) {
     setObjectName(looks_.name);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(looks_.title);
@@ -83,11 +86,11 @@ void TextViewer::build() {
 }
 
 void TextViewer::addKeys() {
-    auto* const close = new QAction(tr("Close"), this);
+    auto* const close = new QAction(qPhrase("Close"), this);
     close->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::Key_Escape)});
     connect(close, &QAction::triggered, this, &QWidget::close);
     addAction(close);
-    auto* const again = new QAction(tr("Refresh"), this);
+    auto* const again = new QAction(qPhrase("Refresh"), this);
     again->setShortcuts(QKeySequence::Refresh);
     connect(again, &QAction::triggered, this, &TextViewer::refresh);
     addAction(again);
@@ -97,7 +100,7 @@ void TextViewer::refresh() {
     refresh_->setEnabled(false);
     copy_->setEnabled(false);
     save_->setEnabled(false);
-    outcome_->setText(tr("Gathering…"));
+    outcome_->setText(qPhrase("Gathering…"));
     gather_([viewer = QPointer(this), number = ++asked_](const std::string& text) {
         if (viewer && number == viewer->asked_) {
             viewer->take(QString::fromStdString(text));
@@ -134,11 +137,11 @@ void TextViewer::showMore() {
 
 void TextViewer::copy() {
     QApplication::clipboard()->setText(full_);
-    outcome_->setText(tr("Copied."));
+    outcome_->setText(qPhrase("Copied."));
 }
 
 void TextViewer::askWhereToSave() {
-    auto* const dialog = new QFileDialog(this, tr("Save"), QDir::homePath());
+    auto* const dialog = new QFileDialog(this, qPhrase("Save"), QDir::homePath());
     dialog->setObjectName("saveDialog");
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setAcceptMode(QFileDialog::AcceptSave);
@@ -152,9 +155,9 @@ void TextViewer::save(const QString& path) {
     try {
         const auto bytes = full_.toStdString();
         tessivar::AtomicFile(QFile::encodeName(path).toStdString()).write(bytes, 0644);
-        outcome_->setText(tr("Saved to %1.").arg(path));
+        outcome_->setText(qPhrase("Saved to %1.", path));
     } catch (const tessivar::SystemError& error) {
-        outcome_->setText(tr("Couldn't save to %1: %2.").arg(path, QString::fromUtf8(error.what())));
+        outcome_->setText(qPhrase("Couldn't save to %1: %2.", path, QString::fromUtf8(error.what())));
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include "Fluvane/UI/SpeedLimit/SpeedLimitWindow.h"
 #include "FluvaneCore/Words.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QVariant>
 
@@ -12,6 +13,9 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
+using tessivar::qPhraseIn;
 
 namespace {
 
@@ -23,15 +27,15 @@ qlonglong dataFor(std::optional<std::int64_t> limit) {
 } // namespace
 
 SpeedLimitMenu::SpeedLimitMenu(WindowContext& context, std::function<void(const QString&)> failed)
-    : QMenu("Speed &Limit"), context_(context), failed_(std::move(failed)), choices_(this) {
+    : QMenu(qPhrase("Speed &Limit")), context_(context), failed_(std::move(failed)), choices_(this) {
     setObjectName("speed-limit-menu");
-    addChoice("&None", std::nullopt);
+    addChoice(qPhraseIn("speed limit", "&None"), std::nullopt);
     addSeparator();
     for (const auto limit : Config::speedLimitChoices) {
         addChoice(QString::fromStdString(words::speed(static_cast<double>(limit))), limit);
     }
     addSeparator();
-    other_ = addAction("&Other…");
+    other_ = addAction(qPhrase("&Other…"));
     other_->setObjectName("other");
     other_->setCheckable(true);
     choices_.addAction(other_);
@@ -62,8 +66,7 @@ void SpeedLimitMenu::update() {
     }
     inForce->setChecked(true);
     const auto speed = QString::fromStdString(words::speed(static_cast<double>(limit.value_or(0))));
-    const auto text =
-        inForce == other_ ? QStringLiteral("&Other (%1)…").arg(speed) : QStringLiteral("&Other…");
+    const auto text = inForce == other_ ? qPhrase("&Other (%1)…", speed) : qPhrase("&Other…");
     if (other_->text() != text) {
         other_->setText(text);
     }

@@ -5,6 +5,7 @@
 
 #include "FluvaneCore/SpeedLimit.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
@@ -14,6 +15,8 @@
 #include <QVBoxLayout>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace {
 
@@ -25,21 +28,21 @@ constexpr std::int64_t usual = 1'000'000;
 
 SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(new QLineEdit) {
     setObjectName("speed-limit");
-    setWindowTitle("Speed Limit");
+    setWindowTitle(qPhrase("Speed Limit"));
     speed_->setObjectName("speed");
-    speed_->setAccessibleName("Speed limit in megabytes per second");
-    speed_->setPlaceholderText("like 5 or 0.5");
+    speed_->setAccessibleName(qPhrase("Speed limit in megabytes per second"));
+    speed_->setPlaceholderText(qPhrase("like 5 or 0.5"));
     speed_->setText(QString::fromStdString(speedLimit::typed(limit.value_or(usual))));
     speed_->selectAll();
 
-    auto* const label = new QLabel("Most that all downloads &together may take:");
+    auto* const label = new QLabel(qPhrase("Most that all downloads &together may take:"));
     label->setBuddy(speed_);
     auto* const row = new QHBoxLayout;
     row->setSpacing(spacing::medium);
     row->addWidget(speed_, 1);
-    row->addWidget(new QLabel("MB/s"));
+    row->addWidget(new QLabel(qPhrase("MB/s")));
     auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
-    auto* const set = buttons->addButton("&Set Limit", QDialogButtonBox::AcceptRole);
+    auto* const set = buttons->addButton(qPhrase("&Set Limit"), QDialogButtonBox::AcceptRole);
     set->setObjectName("set");
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);

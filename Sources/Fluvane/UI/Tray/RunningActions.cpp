@@ -5,6 +5,7 @@
 
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/ScreenState.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QFontMetrics>
 #include <QMenu>
@@ -13,6 +14,9 @@
 #include <utility>
 
 namespace fluvane {
+
+using tessivar::qPhraseIn;
+using tessivar::qPhrases;
 
 namespace {
 
@@ -67,7 +71,7 @@ void RunningActions::update(const List& list, bool keepPlaces) {
         listed += std::ranges::find(list.running, download) == list.running.end() ? 0U : 1U;
     }
     const auto rest = list.running.size() - listed;
-    setText(*more_, QStringLiteral("… and %1 more").arg(rest));
+    setText(*more_, qPhrases("… and %1 more", "… and %1 more", rest));
     more_->setVisible(rest > 0);
 }
 
@@ -95,14 +99,15 @@ void RunningActions::show(QAction& action, const Download* download) const {
 }
 
 QString RunningActions::spoken(const Download& download) {
-    return QString::fromStdString(words::oneLine(download.record.displayName()) + ": " +
-                                  trayProgress(download));
+    return qPhraseIn("name and value", "%1: %2", words::oneLine(download.record.displayName()),
+                     trayProgress(download));
 }
 
 QString RunningActions::label(const Download& download) const {
     const auto name = QString::fromStdString(words::oneLine(download.record.displayName()));
     const auto shortened = QFontMetrics(QFont()).elidedText(name, Qt::ElideMiddle, widestName);
-    return menuLabel(isolated(shortened), drawer_) + ": " + QString::fromStdString(trayProgress(download));
+    return qPhraseIn("name and value", "%1: %2", menuLabel(isolated(shortened), drawer_),
+                     trayProgress(download));
 }
 
 } // namespace fluvane

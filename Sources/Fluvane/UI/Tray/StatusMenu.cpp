@@ -8,6 +8,7 @@
 #include "Fluvane/UI/Tray/RunningActions.h"
 #include "Fluvane/UI/Tray/TrayHost.h"
 #include "TessivarCore/Subscription.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>
@@ -24,6 +25,8 @@
 #include <functional>
 
 namespace fluvane {
+
+using tessivar::qPhrase;
 
 namespace {
 
@@ -116,19 +119,19 @@ void StatusMenu::Item::build() {
     running_ =
         std::make_unique<RunningActions>(menu_, [this](std::optional<DownloadID> id) { showDownloads(id); });
     menu_.addSeparator();
-    add("new-download", "&New Download…", [&windows] { windows.newDownload(); });
-    add("paste-links", "Paste &Links", [this] { pasteLinks(); });
-    add("downloads", "&Downloads", [this] { showDownloads(std::nullopt); });
+    add("new-download", qPhrase("&New Download…"), [&windows] { windows.newDownload(); });
+    add("paste-links", qPhrase("Paste &Links"), [this] { pasteLinks(); });
+    add("downloads", qPhrase("&Downloads"), [this] { showDownloads(std::nullopt); });
     menu_.addSeparator();
-    pauseAll_ = add("pause-all", "&Pause All", [this] { context_.manager.pauseAll(); });
-    resumeAll_ = add("resume-all", "&Resume All", [this] { context_.manager.resumeAll(); });
+    pauseAll_ = add("pause-all", qPhrase("&Pause All"), [this] { context_.manager.pauseAll(); });
+    resumeAll_ = add("resume-all", qPhrase("&Resume All"), [this] { context_.manager.resumeAll(); });
     speedLimit_.menuAction()->setObjectName("speed-limit-menu");
     menu_.addMenu(&speedLimit_);
     menu_.addSeparator();
-    add("settings", "&Settings…", [&windows] { windows.showSettings(); });
-    add("about", "&About Fluvane", [&windows] { windows.showSettings("about"); });
+    add("settings", qPhrase("&Settings…"), [&windows] { windows.showSettings(); });
+    add("about", qPhrase("&About Fluvane"), [&windows] { windows.showSettings("about"); });
     menu_.addSeparator();
-    add("quit", "&Quit Fluvane", [&windows] { windows.quit(); });
+    add("quit", qPhrase("&Quit Fluvane"), [&windows] { windows.quit(); });
 }
 
 /// What comes after a pause is shown at once.
@@ -226,12 +229,12 @@ void StatusMenu::Item::pasteLinks() {
     }
     const QMimeData* const data = QGuiApplication::clipboard()->mimeData();
     if (!data) {
-        tell("There are no links on the clipboard.");
+        tell(qPhrase("There are no links on the clipboard."));
         return;
     }
     findLinks(*data, this, [this](const std::vector<URL>& links) {
         if (links.empty()) {
-            tell("There are no links on the clipboard.");
+            tell(qPhrase("There are no links on the clipboard."));
         } else {
             context_.windows.newDownload(links);
         }

@@ -8,6 +8,7 @@
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -28,6 +29,9 @@
 
 namespace fluvane {
 
+using tessivar::marked;
+using tessivar::qPhrase;
+
 namespace spacing = tessivar::spacing;
 
 namespace {
@@ -39,12 +43,14 @@ struct Way {
     const char* text;
 };
 constexpr std::array ways = {
-    Way{"paste", "Copy links and paste them into the Downloads window, or press New Download. Any text with "
-                 "links in it will do."},
-    Way{"link", "Drop links, text or a file full of links on the Downloads window."},
-    Way{"folder", "Choose Download with Fluvane in the file manager's menu of a file with links."},
-    Way{"open", "Type fluvane add and a link in a terminal. Web pages can hand over links that begin with "
-                "fluvane://, and nothing is downloaded before you say so."},
+    Way{"paste",
+        marked("Copy links and paste them into the Downloads window, or press New Download. Any text with "
+               "links in it will do.")},
+    Way{"link", marked("Drop links, text or a file full of links on the Downloads window.")},
+    Way{"folder", marked("Choose Download with Fluvane in the file manager's menu of a file with links.")},
+    Way{"open",
+        marked("Type fluvane add and a link in a terminal. Web pages can hand over links that begin with "
+               "fluvane://, and nothing is downloaded before you say so.")},
 };
 
 QLabel* heading(const QString& text, double size) {
@@ -61,10 +67,10 @@ QLabel* heading(const QString& text, double size) {
 WelcomeWindow::WelcomeWindow(WindowContext& context, Autostart& autostart)
     : context_(context), autostart_(autostart) {
     setObjectName("welcome");
-    setWindowTitle("Welcome to Fluvane");
+    setWindowTitle(qPhrase("Welcome to Fluvane"));
     makePage();
     changes_ = context_.settings.subscribe([this](const Config& config) { showSettings(config); });
-    auto* const close = new QAction("Close", this);
+    auto* const close = new QAction(qPhrase("Close"), this);
     close->setShortcuts({Qt::Key_Escape, QKeySequence(QKeySequence::Close)});
     connect(close, &QAction::triggered, this, &QWidget::close);
     addAction(close);
@@ -98,9 +104,10 @@ void WelcomeWindow::makePage() {
 QWidget* WelcomeWindow::makeIntroduction() {
     auto* const picture = new QLabel;
     picture->setPixmap(QIcon(":/welcome/org.fluvane.Fluvane.svg").pixmap(pictureSize));
-    picture->setAccessibleName("Fluvane's icon");
-    auto* const text = new QLabel("Fluvane downloads files over several connections at once. It carries on "
-                                  "where it stopped after a pause, a restart or a lost network.");
+    picture->setAccessibleName(qPhrase("Fluvane's icon"));
+    auto* const text =
+        new QLabel(qPhrase("Fluvane downloads files over several connections at once. It carries on "
+                           "where it stopped after a pause, a restart or a lost network."));
     text->setWordWrap(true);
     auto* const box = new QWidget;
     auto* const grid = new QGridLayout(box);
@@ -108,7 +115,7 @@ QWidget* WelcomeWindow::makeIntroduction() {
     grid->setHorizontalSpacing(spacing::large);
     grid->setVerticalSpacing(spacing::medium);
     grid->addWidget(picture, 0, 0, 2, 1, Qt::AlignVCenter);
-    grid->addWidget(heading("Welcome to Fluvane", 1.6), 0, 1, Qt::AlignBottom);
+    grid->addWidget(heading(qPhrase("Welcome to Fluvane"), 1.6), 0, 1, Qt::AlignBottom);
     grid->addWidget(text, 1, 1, Qt::AlignTop);
     grid->setColumnStretch(1, 1);
     return box;
@@ -117,14 +124,14 @@ QWidget* WelcomeWindow::makeIntroduction() {
 QWidget* WelcomeWindow::makeChoices() {
     folder_ = new QLineEdit;
     folder_->setObjectName("folder");
-    folder_->setAccessibleName("Folder for downloads");
+    folder_->setAccessibleName(qPhrase("Folder for downloads"));
     folder_->setReadOnly(true);
-    auto* const choose = new QPushButton("&Choose…");
+    auto* const choose = new QPushButton(qPhrase("&Choose…"));
     choose->setObjectName("choose-folder");
-    choose->setAccessibleName("Choose the folder for downloads");
-    openAtLogin_ = new QCheckBox("Open at &login");
+    choose->setAccessibleName(qPhrase("Choose the folder for downloads"));
+    openAtLogin_ = new QCheckBox(qPhrase("Open at &login"));
     openAtLogin_->setObjectName("open-at-login");
-    waitOnHotspots_ = new QCheckBox("&Wait on metered connections");
+    waitOnHotspots_ = new QCheckBox(qPhrase("&Wait on metered connections"));
     waitOnHotspots_->setObjectName("wait-on-hotspots");
     connect(choose, &QPushButton::clicked, this, &WelcomeWindow::chooseFolder);
     connect(openAtLogin_, &QCheckBox::clicked, this, &WelcomeWindow::setAutostart);
@@ -136,8 +143,8 @@ QWidget* WelcomeWindow::makeChoices() {
     grid->setContentsMargins({});
     grid->setHorizontalSpacing(spacing::medium);
     grid->setVerticalSpacing(spacing::medium);
-    grid->addWidget(heading("To begin with", 1.15), 0, 0, 1, 3);
-    auto* const label = new QLabel("&Files go to:");
+    grid->addWidget(heading(qPhrase("To begin with"), 1.15), 0, 0, 1, 3);
+    auto* const label = new QLabel(qPhrase("&Files go to:"));
     label->setBuddy(folder_);
     grid->addWidget(label, 1, 0);
     grid->addWidget(folder_, 1, 1);
@@ -154,11 +161,11 @@ QWidget* WelcomeWindow::makeWays() {
     grid->setContentsMargins({});
     grid->setHorizontalSpacing(spacing::medium);
     grid->setVerticalSpacing(spacing::medium);
-    grid->addWidget(heading("How links get here", 1.15), 0, 0, 1, 2);
+    grid->addWidget(heading(qPhrase("How links get here"), 1.15), 0, 0, 1, 2);
     int row = 1;
     for (const Way& way : ways) {
         icons_.push_back(new QLabel);
-        auto* const text = new QLabel(way.text);
+        auto* const text = new QLabel(qPhrase(way.text));
         text->setTextFormat(Qt::PlainText);
         text->setWordWrap(true);
         grid->addWidget(icons_.back(), row, 0, Qt::AlignTop);
@@ -187,7 +194,7 @@ QWidget* WelcomeWindow::makeEnd() {
     problem_->setObjectName("problem");
     problem_->setTextFormat(Qt::PlainText);
     problem_->setWordWrap(true);
-    start_ = new QPushButton("&Start");
+    start_ = new QPushButton(qPhrase("&Start"));
     start_->setObjectName("start");
     start_->setDefault(true);
     start_->setAutoDefault(true);
@@ -228,7 +235,7 @@ void WelcomeWindow::closeEvent(QCloseEvent* event) {
 
 void WelcomeWindow::chooseFolder() {
     const std::string from = context_.manager.folder(context_.settings.config().folder).path();
-    auto* const dialog = new QFileDialog(this, "Choose Folder", QFile::decodeName(from.c_str()));
+    auto* const dialog = new QFileDialog(this, qPhrase("Choose Folder"), QFile::decodeName(from.c_str()));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
