@@ -122,6 +122,7 @@ int runApplication(int argc, char** argv, Frontend& frontend) {
     setFatalHandler(&tessivar::CrashHandler::noteReason);
     lastRun.begin();
     tessivar::HangWatch hangWatch({.folder = Reports::crashFolder()});
+    tessivar::setLanguage(tessivar::readLanguage(::getenv, tessivar::catalogueFolders(), "fluvane"));
     const auto application = frontend.makeApplication(argc, argv, hangWatch);
     hangWatch.start();
     // Qt has taken the user's locale over. Numbers in files and headers have a point in every language, and
@@ -129,7 +130,6 @@ int runApplication(int argc, char** argv, Frontend& frontend) {
     // show it.
     std::setlocale(LC_NUMERIC, "C");
     std::setlocale(LC_MESSAGES, "C");
-    tessivar::setLanguage(tessivar::readLanguage(::getenv, tessivar::catalogueFolders(), "fluvane"));
     const int status = runEventLoop(log, std::move(visit), frontend, hangWatch,
                                     [&](int ending) { endNow(lock, lastRun, ending); });
     hangWatch.stop();

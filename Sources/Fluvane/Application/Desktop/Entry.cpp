@@ -7,6 +7,7 @@
 #include "Fluvane/UI/Desktop/ActivationVariable.h"
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 #include "Tessivar/Qt/WatchedApplication.h"
+#include "Tessivar/Windows/LanguageOfWindows.h"
 #include "Tessivar/Windows/OutlinedStyle.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/Log.h"
@@ -98,6 +99,7 @@ std::unique_ptr<QCoreApplication> Desktop::makeApplication(int& count, char** ar
         std::make_unique<tessivar::WatchedApplication<QApplication>>(count_, arguments_.data(), watch);
     hasDisplay_ = chosen || QGuiApplication::platformName() != "offscreen";
     if (hasDisplay_) {
+        tessivar::followLanguage();
         prepareWindows();
     } else {
         tessivar::log::lifecycle.error("no display answers: running without windows");
