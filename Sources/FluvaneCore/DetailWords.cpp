@@ -23,18 +23,28 @@ bool isEnding(const State& state) {
     return state.is<State::Verifying>() || state.is<State::Finishing>() || state.is<State::Finished>();
 }
 
-/// What a person can do about a failure before trying again, told by a part of its sentence as it is kept;
-/// empty for most, where trying again or a fresh link is all that there is.
-std::string remedy(std::string_view failure) {
-    static constexpr std::pair<std::string_view, std::string_view> remedies[] = {
-        {"Not enough space", marked("Free some space on that disk first.")},
-        {"No space left", marked("Free some space on that disk first.")},
-        {"quota exceeded", marked("You have used up what you may store there: delete something first.")},
+struct Remedy {
+    std::string_view failure; ///< A part of its sentence as it is kept.
+    std::string_view words;
+    bool isElsewhere = false; ///< Another folder may do, too.
+};
+
+/// What a person can do about a failure before trying again; null for most, where trying again or a fresh
+/// link is all that there is.
+const Remedy* remedyOf(std::string_view failure) {
+    static constexpr Remedy remedies[] = {
+        {"Not enough space", marked("Free some space on that disk first, or use Change Folder…"), true},
+        {"No space left", marked("Free some space on that disk first, or use Change Folder…"), true},
+        {"quota exceeded",
+         marked("You have used up what you may store there: delete something first, or use Change Folder…"),
+         true},
         {"may be on a drive that isn't connected",
          marked("Connect the drive, or bring the file back, first.")},
-        {"Permission denied", marked("You may not write to the folder: change what it allows first.")},
-        {"Read-only file system", marked("The disk can't be written to: put that right first.")},
-        {"File too large", marked("The disk can't hold so large a file: download it to another folder.")},
+        {"Permission denied",
+         marked("You may not write to the folder: change what it allows first, or use Change Folder…"), true},
+        {"Read-only file system",
+         marked("The disk can't be written to: put that right first, or use Change Folder…"), true},
+        {"File too large", marked("The disk can't hold so large a file: use Change Folder…"), true},
         {"Too many open files", marked("Too much is open at once: let some downloads end first.")},
         {"certificate isn't valid yet",
          marked("Your computer's clock may be wrong: look at the date first.")},
@@ -49,11 +59,11 @@ std::string remedy(std::string_view failure) {
          marked("It may want you to sign in: copy a fresh link in your browser, and use "
                 "Change Link…")},
     };
-    const auto isOf = [failure](const auto& row) {
-        return failure.find(row.first) != std::string_view::npos;
+    const auto isOf = [failure](const Remedy& row) {
+        return failure.find(row.failure) != std::string_view::npos;
     };
     const auto* const found = std::ranges::find_if(remedies, isOf);
-    return found == std::end(remedies) ? std::string() : phrase(found->second);
+    return found == std::end(remedies) ? nullptr : found;
 }
 
 /// Alone, and with a remedy before it, which ends in a stop or an ellipsis.
@@ -83,7 +93,14 @@ std::string advice(const DownloadRecord& record) {
             "Start the download on that page in your browser, copy the file's own link there, and paste it "
             "with Change Link…");
     }
-    return tryAgain(record, remedy(*record.state.failure()));
+    const auto* const remedy = remedyOf(*record.state.failure());
+    return tryAgain(record, remedy ? phrase(remedy->words) : std::string());
+}
+
+bool isCuredElsewhere(const DownloadRecord& record) {
+    const auto* const failure = record.state.failure();
+    const auto* const remedy = failure ? remedyOf(*failure) : nullptr;
+    return record.state.isWaiting(State::Wait::space) || (remedy && remedy->isElsewhere);
 }
 
 std::string resumability(const DownloadRecord& record) {

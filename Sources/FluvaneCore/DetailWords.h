@@ -17,6 +17,8 @@ namespace fluvane::words {
 /// What a person can do about a download that needs attention; empty where there is nothing to do, or where
 /// the words of its state say it already.
 [[nodiscard]] std::string advice(const DownloadRecord& record);
+/// Whether another folder may be the way out of what went wrong, or of what it waits for.
+[[nodiscard]] bool isCuredElsewhere(const DownloadRecord& record);
 /// Whether a pause keeps what is downloaded; empty once that no longer matters.
 [[nodiscard]] std::string resumability(const DownloadRecord& record);
 /// How the checksum stands: "Checked once every byte is in", "Checking the finished file", "Matches". Empty

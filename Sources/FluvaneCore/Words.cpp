@@ -357,6 +357,9 @@ std::string placeInLine(std::int64_t place) {
 }
 
 std::string line(const Progress& progress) {
+    if (!progress.movingTo.empty()) {
+        return phrase("Moving the file to %1", oneLine(progress.movingTo));
+    }
     switch (progress.state) {
     case StateKind::finished:
         return finishedLine(progress);

@@ -57,6 +57,7 @@ struct Progress {
     std::string_view folder{};                 ///< Of the finished file, as shown; empty: not told.
     std::string_view when{};                   ///< When it finished, as `when` says it; empty: not told.
     bool prioritized = false;
+    std::string_view movingTo{}; ///< Where its file is on the way to, as shown; empty: it isn't.
 };
 /// 0 to 1, absent while it can't be known.
 [[nodiscard]] std::optional<double> fraction(const Progress& progress);

@@ -39,6 +39,10 @@ public:
     void showCrashNote() override { asked.emplace_back("crash-note"); }
     void changeLink(DownloadID id) override { asked.push_back("link " + std::to_string(number(id))); }
     void editChecksum(DownloadID id) override { asked.push_back("checksum " + std::to_string(number(id))); }
+    void rename(DownloadID id) override { asked.push_back("rename " + std::to_string(number(id))); }
+    void changeFolder(const std::vector<DownloadID>& ids) override {
+        asked.push_back("folder of " + std::to_string(ids.size()));
+    }
     void quit() override { asked.emplace_back("quit"); }
     void useActivationToken(const std::string& token) override { asked.push_back("token " + token); }
     std::string state() override { return "{}"; }

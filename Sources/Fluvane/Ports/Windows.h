@@ -35,6 +35,9 @@ public:
     /// The questions about one download; nothing for a number that names none.
     virtual void changeLink(DownloadID id) = 0;
     virtual void editChecksum(DownloadID id) = 0;
+    virtual void rename(DownloadID id) = 0;
+    /// Asks for another folder for all of them.
+    virtual void changeFolder(const std::vector<DownloadID>& ids) = 0;
     /// Ends the application, after a question while downloads run.
     virtual void quit() = 0;
 

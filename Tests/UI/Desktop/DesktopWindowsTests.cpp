@@ -83,6 +83,8 @@ TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
         {"whats-new", [&] { windows.showWhatsNew(); }, "Everything."},
         {"crash-note", [&] { windows.showCrashNote(); }, "It crashed."},
         {"change-link", [&] { windows.changeLink(2_id); }, "Paste a fresh link to the same file."},
+        {"rename", [&] { windows.rename(2_id); }, "a name that is taken gets a number"},
+        {"change-folder", [&] { windows.changeFolder({2_id}); }, "Change Folder"},
         {"checksum", [&] { windows.editChecksum(2_id); }, "SHA-256"},
         {"quit", [&] { windows.quit(); },
          "It carries on from the last bytes saved when you open Fluvane again."},

@@ -106,9 +106,9 @@ protected:
 
 TEST_F(DownloadsWindowTest, OffersOnlyWhatApplies) {
     const std::pair<int, const char*> rows[] = {
-        {1, "resume next prioritize show change-link checksum copy-link remove "},
-        {2, "open show checksum copy-link remove remove-file "},
-        {7, "pause stop-prioritizing change-link checksum copy-link remove "},
+        {1, "resume next prioritize show rename change-folder change-link checksum copy-link remove "},
+        {2, "open show rename change-folder checksum copy-link remove remove-file "},
+        {7, "pause stop-prioritizing rename change-folder change-link checksum copy-link remove "},
     };
     for (const auto& [id, expected] : rows) {
         choose(id);

@@ -10,6 +10,8 @@
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 #include "Fluvane/UI/Inspector/ChangeLinkDialog.h"
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
+#include "Fluvane/UI/Inspector/FolderChange.h"
+#include "Fluvane/UI/Inspector/RenameDialog.h"
 #include "Fluvane/UI/Models/SpeedHistory.h"
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
 #include "Fluvane/UI/Settings/SettingsWindow.h"
@@ -327,6 +329,27 @@ void DesktopWindows::editChecksum(DownloadID id) {
     if (context_.manager.download(id)) {
         present(asking<ChecksumDialog>(passing_, context_, id));
     }
+}
+
+void DesktopWindows::rename(DownloadID id) {
+    if (context_.manager.download(id)) {
+        present(asking<RenameDialog>(passing_, context_, id));
+    }
+}
+
+void DesktopWindows::changeFolder(const std::vector<DownloadID>& ids) {
+    const bool isAny =
+        std::ranges::any_of(ids, [this](auto id) { return context_.manager.download(id) != nullptr; });
+    if (!isAny) {
+        return;
+    }
+    std::ranges::for_each(passing_, [](const auto& window) { // one about others makes room
+        delete qobject_cast<FolderChange*>(window.data());
+    });
+    present(standing<FolderChange>(passing_, [&] {
+        return new FolderChange(context_, recentFolders_, ids,
+                                [this](const std::string& sentence) { tellProblem(sentence); });
+    }));
 }
 
 void DesktopWindows::quit() {

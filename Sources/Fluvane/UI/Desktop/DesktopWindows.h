@@ -56,6 +56,8 @@ public:
     void showCrashNote(const std::string& note) override;
     void changeLink(DownloadID id) override;
     void editChecksum(DownloadID id) override;
+    void rename(DownloadID id) override;
+    void changeFolder(const std::vector<DownloadID>& ids) override;
     void quit() override;
     /// Something the user asked for that can't be done: told where they look.
     void tellProblem(const std::string& sentence);

@@ -74,6 +74,9 @@ DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
     open_ = make("open", qPhrase("&Open"), "open", &DownloadActions::open);
     show_ = make("show", qPhrase("Show in &Folder"), "folder", &DownloadActions::show);
     separate();
+    rename_ = make("rename", qPhrase("Re&name…"), "edit", &DownloadActions::rename);
+    changeFolder_ =
+        make("change-folder", qPhrase("Change F&older…"), "folder", &DownloadActions::changeFolder);
     changeLink_ = make("change-link", qPhrase("Change &Link…"), "link", &DownloadActions::changeLink);
     checksum_ = make("checksum", qPhrase("C&hecksum…"), "checksum", &DownloadActions::editChecksum);
     copy_ = make("copy-link", qPhrase("&Copy Link"), "copy", &DownloadActions::copyLinks);
@@ -83,6 +86,7 @@ DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
         make("remove-file", qPhrase("Remove and &Delete File"), "trash", &DownloadActions::removeWithFiles);
     open_->setShortcuts({Qt::Key_Return, Qt::Key_Enter});
     copy_->setShortcut(QKeySequence::Copy);
+    rename_->setShortcut(Qt::Key_F2);
     removeFile_->setShortcut(Qt::SHIFT | Qt::Key_Delete);
     update({});
 }
@@ -130,6 +134,7 @@ void DownloadActions::update(const IDs& selected) {
         some.prioritize |= can.prioritize;
         some.stopPrioritizing |= can.stopPrioritizing;
         some.changeLink |= can.changeLink;
+        some.move |= can.move;
         some.open |= can.open;
         some.show |= can.show;
         some.removeFile |= can.removeFile;
@@ -141,6 +146,8 @@ void DownloadActions::update(const IDs& selected) {
     stopPrioritizing_->setVisible(some.stopPrioritizing);
     changeLink_->setVisible(some.changeLink && found == 1);
     checksum_->setVisible(found == 1);
+    rename_->setVisible(some.move && found == 1);
+    changeFolder_->setVisible(some.move);
     copy_->setVisible(found > 0);
     copy_->setText(found > 1 ? qPhrase("&Copy Links") : qPhrase("&Copy Link"));
     open_->setVisible(some.open);
@@ -221,6 +228,16 @@ void DownloadActions::editChecksum() {
     for (const auto id : numbers(any)) {
         context_.windows.editChecksum(id);
     }
+}
+
+void DownloadActions::rename() {
+    for (const auto id : numbers(having(&Abilities::move))) {
+        context_.windows.rename(id);
+    }
+}
+
+void DownloadActions::changeFolder() {
+    context_.windows.changeFolder(numbers(having(&Abilities::move)));
 }
 
 void DownloadActions::copyLinks() {

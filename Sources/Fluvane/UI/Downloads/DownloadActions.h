@@ -69,6 +69,8 @@ private:
     void stopPrioritizing();
     void changeLink();
     void editChecksum();
+    void rename();
+    void changeFolder();
     void copyLinks();
     void open();
     void show();
@@ -94,6 +96,8 @@ private:
     QAction* stopPrioritizing_;
     QAction* changeLink_;
     QAction* checksum_;
+    QAction* rename_;
+    QAction* changeFolder_;
     QAction* copy_;
     QAction* open_;
     QAction* show_;

@@ -28,7 +28,11 @@ constexpr int signSize = 20;
 
 /// What needs attention, or what holds it back though a person can have it otherwise; empty where nothing
 /// does.
-std::string problem(const DownloadRecord& record) {
+std::string problem(const Download& download) {
+    const auto& record = download.record;
+    if (record.state.isWaiting(DownloadState::Wait::space)) {
+        return words::oneLine(words::state(record.state.kind(), download.retry.reason));
+    }
     const bool held = record.state.isWaiting(DownloadState::Wait::limitedNetwork);
     if (!needsAttention(record) && !held) {
         return {};
@@ -52,12 +56,16 @@ QLabel* wrapped(QWidget* parent) {
 Notice::Notice(WindowContext& context, QWidget* parent)
     : QWidget(parent), context_(context), sign_(new QLabel(this)), words_(wrapped(this)),
       advice_(new tessivar::QuietLabel({}, this)), resume_(new QPushButton(this)),
-      changeLink_(new QPushButton(qPhrase("Change &Link…"), this)) {
+      changeLink_(new QPushButton(qPhrase("Change &Link…"), this)),
+      changeFolder_(new QPushButton(qPhrase("Change F&older…"), this)),
+      showFolder_(new QPushButton(qPhrase("&Show Folder"), this)) {
     setObjectName("details-notice");
     words_->setObjectName("problem");
     advice_->setObjectName("advice");
     resume_->setObjectName("notice-resume");
     changeLink_->setObjectName("notice-change-link");
+    changeFolder_->setObjectName("notice-change-folder");
+    showFolder_->setObjectName("notice-show-folder");
     auto* all = new QHBoxLayout(this);
     all->setContentsMargins(0, 0, 0, 0);
     all->setSpacing(tessivar::spacing::medium);
@@ -69,18 +77,27 @@ Notice::Notice(WindowContext& context, QWidget* parent)
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(resume_);
     buttons->addWidget(changeLink_);
+    buttons->addWidget(changeFolder_);
+    buttons->addWidget(showFolder_);
     buttons->addStretch();
     texts->addLayout(buttons);
     all->addLayout(texts, 1);
     connect(resume_, &QPushButton::clicked, this, [this] { context_.manager.resume(id_); });
     connect(changeLink_, &QPushButton::clicked, this, [this] { context_.windows.changeLink(id_); });
+    connect(changeFolder_, &QPushButton::clicked, this, [this] { context_.windows.changeFolder({id_}); });
+    connect(showFolder_, &QPushButton::clicked, this, [this] {
+        if (const Download* const download = context_.manager.download(id_)) {
+            const auto& record = download->record;
+            context_.files.show(record.partial.value_or(record.folder));
+        }
+    });
     tint();
     hide();
 }
 
 void Notice::follow(const Download& download) {
     id_ = download.id();
-    const auto text = QString::fromStdString(problem(download.record));
+    const auto text = QString::fromStdString(problem(download));
     const auto advice = QString::fromStdString(words::advice(download.record));
     setWords(*words_, text);
     setWords(*advice_, advice);
@@ -93,7 +110,10 @@ void Notice::follow(const Download& download) {
         resume_->setText(resume);
     }
     resume_->setVisible(can.tryAgain || can.downloadAnyway);
-    changeLink_->setVisible(can.changeLink && can.tryAgain);
+    const bool isElsewhere = words::isCuredElsewhere(download.record);
+    changeLink_->setVisible(can.changeLink && can.tryAgain && !isElsewhere);
+    changeFolder_->setVisible(isElsewhere && can.move);
+    showFolder_->setVisible(isElsewhere);
     setVisible(!text.isEmpty());
 }
 

@@ -37,6 +37,8 @@ private:
     tessivar::QuietLabel* advice_;
     QPushButton* resume_;
     QPushButton* changeLink_;
+    QPushButton* changeFolder_;
+    QPushButton* showFolder_;
 };
 
 } // namespace fluvane

@@ -71,6 +71,7 @@ DownloadsModel::Snapshot taken(const DownloadManager& manager, const Download& d
     now.group = groupOf(now.state);
     now.needsAttention = needsAttention(record);
     now.prioritized = download.isPrioritized();
+    now.moving = record.moving.has_value();
     now.checksum = checksumState(record);
     now.size = record.size.value_or(-1);
     now.queueKey = record.queueKey();
@@ -175,6 +176,10 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
     if (record.state.is<State::Finished>()) {
         folder_ = folderText(record.folder);
         when_ = record.completed ? words::when(*record.completed, {now}) : "";
+    }
+    if (record.moving) {
+        movingTo_ = folderText(record.moving->folder);
+        progress_.movingTo = movingTo_;
     }
     progress_.folder = folder_;
     progress_.when = when_;

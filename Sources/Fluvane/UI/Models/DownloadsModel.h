@@ -30,6 +30,7 @@ public:
 private:
     std::string folder_;
     std::string when_;
+    std::string movingTo_;
     words::Progress progress_;
 };
 
@@ -70,6 +71,7 @@ public:
         StateKind state = StateKind::queued;
         bool needsAttention = false; ///< Also a finished one, whose file isn't the expected one.
         bool prioritized = false;
+        bool moving = false;
         int checksum = 0;
         int connections = 0;
         std::int64_t done = 0;

@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include "Fluvane/UI/Models/RecentFolders.h"
+#include "Fluvane/UI/Models/WindowContext.h"
+
+#include <QFileDialog>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace fluvane {
+
+/// Asks for another folder for downloads, with the desktop's dialog, and moves them there. For one window of
+/// its own: call `show`, and it deletes itself once closed.
+class FolderChange : public QFileDialog {
+    Q_OBJECT
+
+public:
+    /// Tells what couldn't be moved, after the dialog is gone; both are used until then.
+    using Tell = std::function<void(const std::string& sentence)>;
+    FolderChange(WindowContext& context, RecentFolders& recent, std::vector<DownloadID> ids, Tell tell);
+
+private:
+    void move(const URL& folder) const;
+
+    WindowContext& context_;
+    RecentFolders& recent_;
+    std::vector<DownloadID> ids_;
+    Tell tell_;
+};
+
+} // namespace fluvane
