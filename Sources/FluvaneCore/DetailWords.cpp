@@ -25,7 +25,7 @@ bool isEnding(const State& state) {
 
 struct Remedy {
     std::string_view failure; ///< A part of its sentence as it is kept.
-    std::string_view words;
+    std::string_view words;   ///< %1 is the folder.
     bool isElsewhere = false; ///< Another folder may do, too.
 };
 
@@ -33,17 +33,17 @@ struct Remedy {
 /// link is all that there is.
 const Remedy* remedyOf(std::string_view failure) {
     static constexpr Remedy remedies[] = {
-        {"Not enough space", marked("Free some space on that disk first, or use Change Folder…"), true},
+        {"Not enough space", marked("That disk is too small for it: use Change Folder…"), true},
         {"No space left", marked("Free some space on that disk first, or use Change Folder…"), true},
         {"quota exceeded",
          marked("You have used up what you may store there: delete something first, or use Change Folder…"),
          true},
         {"may be on a drive that isn't connected",
-         marked("Connect the drive, or bring the file back, first.")},
+         marked("Connect the drive, or bring the file back to “%1”, first.")},
         {"Permission denied",
-         marked("You may not write to the folder: change what it allows first, or use Change Folder…"), true},
+         marked("You may not write to “%1”: change what it allows first, or use Change Folder…"), true},
         {"Read-only file system",
-         marked("The disk can't be written to: put that right first, or use Change Folder…"), true},
+         marked("The disk of “%1” can't be written to: put that right first, or use Change Folder…"), true},
         {"File too large", marked("The disk can't hold so large a file: use Change Folder…"), true},
         {"Too many open files", marked("Too much is open at once: let some downloads end first.")},
         {"certificate isn't valid yet",
@@ -51,6 +51,8 @@ const Remedy* remedyOf(std::string_view failure) {
         {"certificate",
          marked("Nothing is taken from a server that can't prove who it is. Ask whoever runs it, or "
                 "use a network that you trust.")},
+        {"Couldn't connect", marked("The server may be down, or the link may name the wrong one.")},
+        {"wasn't found.", marked("The link may be mistyped, or the server is gone.")},
         {"You may have to sign in", marked("Open any page in your browser to sign in first.")},
         {"file isn't there (",
          marked("The file may have moved: look for it on the page that led to it, and use "
@@ -85,6 +87,10 @@ std::string tryAgain(const DownloadRecord& record, const std::string& remedy) {
 } // namespace
 
 std::string advice(const DownloadRecord& record) {
+    if (record.state.isWaiting(State::Wait::space)) {
+        return phrase(
+            "It carries on by itself once there is room: delete something there that you don't need.");
+    }
     if (!record.state.failure()) {
         return {};
     }
@@ -94,7 +100,7 @@ std::string advice(const DownloadRecord& record) {
             "with Change Link…");
     }
     const auto* const remedy = remedyOf(*record.state.failure());
-    return tryAgain(record, remedy ? phrase(remedy->words) : std::string());
+    return tryAgain(record, remedy ? phrase(remedy->words, oneLine(record.folder.path())) : std::string());
 }
 
 bool isCuredElsewhere(const DownloadRecord& record) {
@@ -168,9 +174,11 @@ std::string span(std::int64_t start, std::optional<std::int64_t> end) {
                : phrase("from %1 on", bytes(start));
 }
 
-std::string speeds(std::optional<double> now, double most) {
-    return now ? phrase("Now %1, at most %2 in the last 5 minutes", speed(*now), speed(most))
-               : phrase("At most %1 in the last 5 minutes", speed(most));
+std::string speeds(std::optional<double> now, double most, int minutes) {
+    return now ? phrases("Now %2, at most %3 in the last minute", "Now %2, at most %3 in the last %1 minutes",
+                         minutes, speed(*now), speed(most))
+               : phrases("At most %2 in the last minute", "At most %2 in the last %1 minutes", minutes,
+                         speed(most));
 }
 
 std::string together(const Sizes& sizes) {

@@ -43,7 +43,7 @@ struct PieceProgress {
 [[nodiscard]] std::string span(std::int64_t start, std::optional<std::int64_t> end);
 
 /// "Now 5 MB/s, at most 12 MB/s in the last 5 minutes"; without a speed for now only the latter.
-[[nodiscard]] std::string speeds(std::optional<double> now, double most);
+[[nodiscard]] std::string speeds(std::optional<double> now, double most, int minutes);
 
 /// Bytes of several downloads, `done` and `size` of those whose size is known.
 struct Sizes {

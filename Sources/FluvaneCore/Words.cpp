@@ -159,10 +159,19 @@ std::string retry(double seconds) {
     return phrase("Trying again in more than a year.");
 }
 
-std::string waitingForSpace(std::int64_t count, std::string_view place) {
+std::string waitingForSpace(std::int64_t count, std::string_view place, std::int64_t missing) {
     const tessivar::InEnglish english; // it is kept with the download
+    if (count > 0 && missing > 0) {
+        return tessivar::kept("kept", "Waiting for %1 of free space on “%2”: %3 are missing.", bytes(count),
+                              place, bytes(missing));
+    }
     return count > 0 ? tessivar::kept("kept", "Waiting for %1 of free space on “%2”.", bytes(count), place)
                      : tessivar::kept("kept", "Waiting for free space on “%1”.", place);
+}
+
+std::string heldPlaces(std::int64_t count) {
+    return phrases("1 place is held by a download that is being tried again",
+                   "%1 places are held by downloads that are being tried again", count);
 }
 
 std::string sentence(std::string_view english) {
@@ -288,6 +297,9 @@ std::string finishedLine(const Progress& progress) {
     const std::string result = checksumResult(progress);
     const bool wrong = progress.checksumMatches == false;
     const std::string amounts = progress.done > 0 || progress.size ? amount(progress) : phrase("Finished");
+    if (progress.isGone) {
+        return joined({phrase("Moved or deleted since"), amounts, end});
+    }
     return wrong ? joined({result, amounts, end}) : joined({amounts, end, result});
 }
 
@@ -398,6 +410,9 @@ std::string totals(const Totals& totals) {
     }
     if (totals.attention > 0) {
         parts.push_back(phrases("%1 needs attention", "%1 need attention", totals.attention));
+    }
+    if (totals.held > 0) {
+        parts.push_back(heldPlaces(totals.held));
     }
     return joined(parts);
 }

@@ -17,9 +17,12 @@ namespace fluvane::words {
 
 /// Decimal units with at most one decimal: "0 bytes", "1 byte", "16 KB", "1.2 GB".
 [[nodiscard]] std::string bytes(std::int64_t count);
-/// Why a download waits: so many bytes aren't free there; 0 when it isn't known how many. In English, as
-/// `sentence` takes it.
-[[nodiscard]] std::string waitingForSpace(std::int64_t count, std::string_view place);
+/// Why a download waits: so many bytes aren't free there; 0 when it isn't known how many. `missing`: how many
+/// more than there are; 0 likewise. In English, as `sentence` takes it.
+[[nodiscard]] std::string waitingForSpace(std::int64_t count, std::string_view place,
+                                          std::int64_t missing = 0);
+/// "2 places are held by downloads that are being tried again"
+[[nodiscard]] std::string heldPlaces(std::int64_t count);
 /// A sentence that is kept with a download, which the engine made in English, in the user's language. What
 /// isn't known stays as it is.
 [[nodiscard]] std::string sentence(std::string_view english);
@@ -58,6 +61,7 @@ struct Progress {
     std::string_view when{};                   ///< When it finished, as `when` says it; empty: not told.
     bool prioritized = false;
     std::string_view movingTo{}; ///< Where its file is on the way to, as shown; empty: it isn't.
+    bool isGone = false;         ///< The finished file isn't there anymore.
 };
 /// 0 to 1, absent while it can't be known.
 [[nodiscard]] std::optional<double> fraction(const Progress& progress);
@@ -79,6 +83,7 @@ struct Totals {
     std::int64_t waiting = 0;
     std::int64_t attention = 0;
     double bytesPerSecond = 0;
+    std::int64_t held = 0; ///< Places that others wait for, of downloads that are tried again.
 };
 [[nodiscard]] std::string totals(const Totals& totals);
 

@@ -70,6 +70,18 @@ void fillSlots(Plan& plan, const std::vector<Download*>& line, int free, Rooms r
 
 } // namespace
 
+std::int64_t placesHeldByRetries(const DownloadList& list, const Conditions& conditions) {
+    std::int64_t queued = 0;
+    std::int64_t retried = 0;
+    for (const auto& download : list) {
+        const auto& state = download->record.state;
+        queued += state.is<DownloadState::Queued>() ? 1 : 0;
+        retried += state.isWaiting(DownloadState::Wait::retrying) ? 1 : 0;
+    }
+    const bool isFull = retried > 0 && countActive(list) >= conditions.config.simultaneous;
+    return queued > 0 && isFull ? retried : 0;
+}
+
 bool mustWaitForNetwork(const Download& download, const Conditions& conditions) {
     return conditions.sparesNetwork() && !download.allowedOnLimitedNetwork;
 }

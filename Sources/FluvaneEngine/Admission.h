@@ -6,6 +6,7 @@
 #include "FluvaneEngine/Conditions.h"
 #include "FluvaneEngine/DownloadList.h"
 
+#include <cstdint>
 #include <vector>
 
 /// Which of the queued downloads start. Functions of the list and the conditions that change nothing.
@@ -33,6 +34,10 @@ struct Plan {
 /// nor room at its server. Each start takes one connection of its server: a free one, else one of a download
 /// there that has several.
 [[nodiscard]] Plan plan(const DownloadList& list, const Conditions& conditions);
+
+/// How many places are taken by downloads that are being tried again while others wait for one; 0 where none
+/// is wanting.
+[[nodiscard]] std::int64_t placesHeldByRetries(const DownloadList& list, const Conditions& conditions);
 
 /// Whether the download may not use the network there is.
 [[nodiscard]] bool mustWaitForNetwork(const Download& download, const Conditions& conditions);

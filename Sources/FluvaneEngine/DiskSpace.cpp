@@ -105,7 +105,8 @@ std::optional<DiskSpace::Shortage> DiskSpace::shortage(const Download& download,
         needed = checkedAdd(needed, checkedAdd(promised, reserve));
     }
     return space.free < std::max<std::int64_t>(needed, 1)
-               ? std::optional(Shortage{.needed = needed, .place = space.place})
+               ? std::optional(
+                     Shortage{.needed = needed, .missing = needed - space.free, .place = space.place})
                : std::nullopt;
 }
 
@@ -144,7 +145,7 @@ void DiskSpace::lookAgain(Download& download) {
 }
 
 void DiskSpace::tell(Download& download, const Shortage& shortage) {
-    auto sentence = words::waitingForSpace(shortage.needed, shortage.place);
+    auto sentence = words::waitingForSpace(shortage.needed, shortage.place, shortage.missing);
     if (download.retry.reason != sentence) {
         download.retry.reason = std::move(sentence);
         turns_.progressed();

@@ -29,7 +29,8 @@ public:
     /// Looks whether there is room for what the download still needs, and calls back on a later turn: with
     /// none missing it is promised from then on.
     struct Shortage {
-        std::int64_t needed; ///< Bytes that have to be free; 0 when that is unknown.
+        std::int64_t needed;      ///< Bytes that have to be free; 0 when that is unknown.
+        std::int64_t missing = 0; ///< How many of them aren't; 0 likewise.
         std::string place;
         std::optional<std::string> failure{}; ///< A sentence for the user when it will never fit.
     };

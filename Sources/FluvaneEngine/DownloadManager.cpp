@@ -183,6 +183,10 @@ std::vector<const Download*> DownloadManager::queue() const {
     return {line.begin(), line.end()};
 }
 
+std::int64_t DownloadManager::placesHeldByRetries() const {
+    return admission::placesHeldByRetries(engine_->list, engine_->conditions);
+}
+
 std::optional<double> DownloadManager::retryIn(const Download& download) const {
     return engine_->retries.retryIn(download);
 }

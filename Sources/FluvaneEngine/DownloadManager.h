@@ -55,6 +55,8 @@ public:
     [[nodiscard]] const Download* download(DownloadID id) const;
     /// The queued downloads in the order they will start.
     [[nodiscard]] std::vector<const Download*> queue() const;
+    /// How many places are held by downloads that are being tried again, while others wait for a place.
+    [[nodiscard]] std::int64_t placesHeldByRetries() const;
     /// Seconds until a download that waits for it is tried again, which is for its `retry.reason`; absent for
     /// any other.
     [[nodiscard]] std::optional<double> retryIn(const Download& download) const;

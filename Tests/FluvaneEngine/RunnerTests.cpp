@@ -51,6 +51,11 @@ TEST_F(RunnerTest, TellsWhyAndWhenItIsTriedAgain) {
     ASSERT_EQ(engine.state(1_id), "retrying");
     EXPECT_EQ(engine.manager->retryIn(download()), 30);
     EXPECT_EQ(download().retry.reason, "The server is busy (408).") << "whose delay it is";
+    for (const std::int64_t places : {0, 0, 0, 1}) { // of three, two run by then
+        EXPECT_EQ(engine.manager->placesHeldByRetries(), places);
+        engine.add("http://b.example/other.bin");
+        engine.turns();
+    }
 }
 
 TEST_F(RunnerTest, TheServersDelayKeepsBackOnlyWhatItDidNotServe) {

@@ -333,8 +333,9 @@ TEST_F(StarterTest, WaitsForSpaceThatOthersNeed) {
         (*found)->respondPart(2'500'000);
     };
     answerProbe();
-    EXPECT_EQ(engine.manager->download(2_id)->retry.reason,
-              "Waiting for 30.5 MB of free space on “/disk”."); // 2.5 + 8 + a reserve of 20
+    EXPECT_EQ(
+        engine.manager->download(2_id)->retry.reason,
+        "Waiting for 30.5 MB of free space on “/disk”: 20.5 MB are missing."); // 2.5 + 8 + a reserve of 20
     engine.manager->remove(1_id);
     engine.scheduler.runFor(6);
     answerProbe();

@@ -20,6 +20,10 @@ public:
     virtual void open(const URL& thing) = 0;
     /// In the file manager, selected; just its folder when the file is gone.
     virtual void show(const URL& file) = 0;
+    /// Tells of a file whether nothing has its name anymore. Owns what it needs: for any thread, where it
+    /// takes as long as the disk does.
+    using IsGone = std::function<bool(const URL& file)>;
+    [[nodiscard]] virtual IsGone isGone() const = 0;
     /// Into the wastebasket, from where it can be put back. Calls back with the reason when it can't be
     /// moved there, and then it stays where it is.
     using Completion = std::function<void(const std::optional<std::string>& error)>;

@@ -11,6 +11,8 @@
 
 #include <QApplication>
 
+#include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -27,7 +29,11 @@ public:
         asked.push_back("trash " + file.absoluteString());
         completion(trashProblem);
     }
+    [[nodiscard]] IsGone isGone() const override {
+        return [files = gone](const URL& file) { return files->contains(file.path()); };
+    }
     std::vector<std::string> asked;
+    std::shared_ptr<std::set<std::string>> gone = std::make_shared<std::set<std::string>>(); ///< Paths.
     std::optional<std::string> trashProblem;
 };
 

@@ -226,6 +226,18 @@ TEST_F(DownloadsWindowTest, FilesGoToTheWastebasketOrStay) {
     EXPECT_THAT(files, Contains("trash file:///downloads/doubtful.exe"));
 }
 
+TEST_F(DownloadsWindowTest, SeesThatAFinishedFileIsGone) {
+    list.files.gone->insert("/downloads/holiday video.mp4");
+    choose(2);
+    const auto& open = part<QAction>(window, "open");
+    EXPECT_TRUE(open.isVisible()) << "nobody has looked yet";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !open.isVisible(); }));
+    EXPECT_FALSE(part<QAction>(window, "show").isVisible() ||
+                 part<QAction>(window, "remove-file").isVisible());
+    EXPECT_TRUE(view.currentIndex().data(DownloadsModel::LineRole).toString().startsWith("Moved or deleted"));
+    EXPECT_NE(said(window, "file-gone"), "");
+}
+
 TEST_F(DownloadsWindowTest, SearchAndFilterKeepTheSelection) {
     choose(6);
     press(Qt::Key_F, Qt::ControlModifier);

@@ -35,7 +35,7 @@ std::string nameOf(const URL& thing) {
     return words::oneLine(thing.isFile() ? path.substr(slash + 1) : thing.absoluteString());
 }
 
-bool isGone(const std::string& path) {
+bool isNowhere(const std::string& path) {
     std::error_code error;
     const auto status = std::filesystem::symlink_status(path, error);
     return status.type() == std::filesystem::file_type::not_found;
@@ -52,11 +52,11 @@ bool hasWastebasket() {
 }
 
 std::optional<std::string> moveToTrash(const std::string& path) {
-    if (!isGone(path) && !hasWastebasket()) {
+    if (!isNowhere(path) && !hasWastebasket()) {
         return phrase("There's no wastebasket.");
     }
     QFile file(QFile::decodeName(path.c_str()));
-    if (isGone(path) || file.moveToTrash() || isGone(path)) {
+    if (isNowhere(path) || file.moveToTrash() || isNowhere(path)) {
         return std::nullopt;
     }
     const QString reason = file.errorString();
@@ -109,7 +109,7 @@ void LinuxFileActions::open(const URL& thing) {
 /// nothing up.
 void LinuxFileActions::tellWhy(const URL& thing, std::string_view reason) {
     queue_.async([this, alive = std::weak_ptr(alive_), thing, reason] {
-        const std::string_view why = thing.isFile() && isGone(thing.path())
+        const std::string_view why = thing.isFile() && isNowhere(thing.path())
                                          ? markedIn("kept", "%1 couldn't be opened: it isn't there anymore.")
                                          : reason;
         log::files.error(kept("kept", why, "a file or link"));
@@ -123,6 +123,10 @@ void LinuxFileActions::tellWhy(const URL& thing, std::string_view reason) {
 
 void LinuxFileActions::show(const URL& file) {
     reveal_.show(file);
+}
+
+FileActions::IsGone LinuxFileActions::isGone() const {
+    return [](const URL& file) { return isNowhere(file.path()); };
 }
 
 void LinuxFileActions::moveToWastebasket(const URL& file, Completion completion) {

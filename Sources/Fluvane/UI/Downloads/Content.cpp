@@ -9,6 +9,7 @@
 #include "Fluvane/UI/Downloads/Header.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
 #include "Fluvane/UI/Models/DroppedData.h"
+#include "Fluvane/UI/Models/GoneFiles.h"
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 #include "FluvaneCore/Words.h"
@@ -50,7 +51,7 @@ enum Page { listPage, emptyPage, noMatchPage };
 
 DownloadsWindow::Content::Content(DownloadsWindow& window, WindowContext& context, const QString& stateFile)
     : window_(window), context_(context), stateFile_(stateFile), memory_(WindowMemory::load(stateFile)),
-      model_(context.manager), actions_(context, window) {
+      model_(context.manager, &GoneFiles::of(context.feed, context.files)), actions_(context, window) {
     makeKeys();
     makeList();
     makeMenu();
@@ -69,6 +70,8 @@ DownloadsWindow::Content::Content(DownloadsWindow& window, WindowContext& contex
             refresh();
         }
     });
+    QObject::connect(&GoneFiles::of(context.feed, context.files), &GoneFiles::changed, &here_,
+                     [this] { actions_.update(selected()); });
     QObject::connect(&actions_, &DownloadActions::removed, &here_, [this] { wasRemoved(); });
     QObject::connect(&actions_, &DownloadActions::done, &here_,
                      [this](const QString& sentence) { tell(sentence); });
@@ -113,7 +116,8 @@ void DownloadsWindow::Content::updateSummary() {
         const words::Totals totals{.running = all.running,
                                    .waiting = all.waiting,
                                    .attention = all.attention,
-                                   .bytesPerSecond = all.speed};
+                                   .bytesPerSecond = all.speed,
+                                   .held = context_.manager.placesHeldByRetries()};
         summary_->setText(QString::fromStdString(words::totals(totals)));
     }
     int count = 0;

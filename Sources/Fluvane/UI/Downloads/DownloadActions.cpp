@@ -3,6 +3,7 @@
 
 #include "Fluvane/UI/Downloads/DownloadActions.h"
 
+#include "Fluvane/UI/Models/GoneFiles.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
 #include "Tessivar/Windows/Icons.h"
@@ -37,11 +38,6 @@ QString nameOf(const Download& download) {
     return name.size() <= longest ? name : name.left(longest / 2) + "…" + name.right(longest / 2);
 }
 
-template <class Ability>
-auto having(Ability ability) {
-    return [ability](const Download& download) { return abilities(download).*ability; };
-}
-
 bool any(const Download& /*download*/) {
     return true;
 }
@@ -60,7 +56,8 @@ QAction* DownloadActions::make(const char* name, const QString& text, const char
 }
 
 DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
-    : QObject(&window), context_(context), window_(window) {
+    : QObject(&window), context_(context), window_(window),
+      gone_(GoneFiles::of(context.feed, context.files)) {
     const auto separate = [this] { order_.push_back(nullptr); };
     resume_ = make("resume", qPhrase("&Resume"), "play", &DownloadActions::resume);
     resume_->setIconText(
@@ -112,6 +109,20 @@ DownloadActions::IDs DownloadActions::numbers(const Check& check) const {
     return ids;
 }
 
+/// With a file that isn't there anymore nothing can be done. Of very many it isn't looked at.
+Abilities DownloadActions::offered(const Download& download) const {
+    Abilities can = abilities(download);
+    constexpr std::size_t many = 100;
+    if (selected_.size() <= many && gone_.isGone(download)) {
+        can.open = can.show = can.removeFile = can.move = false;
+    }
+    return can;
+}
+
+DownloadActions::Check DownloadActions::having(bool Abilities::*ability) const {
+    return [this, ability](const Download& download) { return offered(download).*ability; };
+}
+
 void DownloadActions::update(const IDs& selected) {
     selected_ = selected;
     Abilities some;
@@ -124,7 +135,7 @@ void DownloadActions::update(const IDs& selected) {
             continue;
         }
         ++found;
-        const Abilities can = abilities(*download);
+        const Abilities can = offered(*download);
         some.pause |= can.pause;
         if (can.resume) {
             some.resume = true;
@@ -357,7 +368,7 @@ void DownloadActions::discard(const IDs& ids) {
     std::vector<std::pair<DownloadID, URL>> files;
     for (const auto id : ids) {
         const Download* const download = context_.manager.download(id);
-        if (download && abilities(*download).removeFile) {
+        if (download && offered(*download).removeFile) {
             files.emplace_back(id, *download->record.file);
         } else {
             context_.manager.remove(id);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Fluvane/UI/Models/WindowContext.h"
+#include "FluvaneEngine/Abilities.h"
 
 #include <QAction>
 #include <QObject>
@@ -19,6 +20,8 @@ class QMenu;
 class QWidget;
 
 namespace fluvane {
+
+class GoneFiles;
 
 /// What can be done with the selected downloads, as actions that are there exactly when they apply to at
 /// least one of them; each is done with those it applies to.
@@ -57,6 +60,8 @@ public:
 
 private:
     using Check = std::function<bool(const Download&)>;
+    [[nodiscard]] Abilities offered(const Download& download) const;
+    [[nodiscard]] Check having(bool Abilities::*ability) const;
     QAction* make(const char* name, const QString& text, const char* icon, void (DownloadActions::*run)());
     [[nodiscard]] std::vector<const Download*> those(const Check& check) const;
     [[nodiscard]] IDs numbers(const Check& check) const;
@@ -87,6 +92,7 @@ private:
 
     WindowContext& context_;
     QWidget& window_;
+    GoneFiles& gone_;
     IDs selected_;
     std::vector<QAction*> order_;
     QAction* pause_;

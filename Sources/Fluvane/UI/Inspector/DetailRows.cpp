@@ -69,6 +69,7 @@ DetailRows::DetailRows(QWidget* parent) : QWidget(parent), grid_(new QGridLayout
     addRow(Referrer, qPhrase("Referrer"), "referrer", line(this));
     addRow(Folder, qPhrase("Folder"), "folder", line(this));
     addRow(File, qPhrase("File"), "file", line(this));
+    addRow(Gone, {}, "file-gone", paragraph(this));
     addRow(Size, qPhrase("Size"), "size", paragraph(this));
     addRow(TimeLeft, qPhrase("Time left"), "time-left", paragraph(this));
     addRow(Added, qPhrase("Added"), "added", paragraph(this));
@@ -122,6 +123,10 @@ void DetailRows::follow(const Download& download, const Config& config, Date now
     followServer(record, now);
     set(Rule, ruleWords(record.rule, config));
     followChecksum(record);
+}
+
+void DetailRows::setGone(bool gone) {
+    set(Gone, gone ? phrase("It was moved or deleted since.") : "");
 }
 
 void DetailRows::followPlaces(const DownloadRecord& record) {

@@ -22,6 +22,8 @@ class DetailRows : public QWidget {
 public:
     explicit DetailRows(QWidget* parent = nullptr);
     void follow(const Download& download, const Config& config, Date now);
+    /// Whether the file that is named isn't there anymore.
+    void setGone(bool gone);
 
 private:
     enum Row {
@@ -30,6 +32,7 @@ private:
         Referrer,
         Folder,
         File,
+        Gone,
         Size,
         TimeLeft,
         Added,

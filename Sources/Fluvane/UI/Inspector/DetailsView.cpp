@@ -11,6 +11,7 @@
 #include "Fluvane/UI/Inspector/PiecesMap.h"
 #include "Fluvane/UI/Inspector/SpeedGraph.h"
 #include "Fluvane/UI/Models/DownloadsModel.h"
+#include "Fluvane/UI/Models/GoneFiles.h"
 #include "FluvaneCore/DetailWords.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Colors.h"
@@ -72,10 +73,16 @@ std::optional<std::int64_t> placeInLine(const DownloadManager& manager, const Do
 } // namespace
 
 DetailsView::DetailsView(WindowContext& context, SpeedHistory& history, QWidget* parent)
-    : QWidget(parent), context_(context), history_(history), name_(new ElidedLabel(this)),
+    : QWidget(parent), context_(context), history_(history),
+      gone_(GoneFiles::of(context.feed, context.files)), name_(new ElidedLabel(this)),
       line_(new QLabel(this)), notice_(new Notice(context, this)), piecesSection_(pieces()),
       connectionsSection_(connections()), speedSection_(speed()), rows_(new DetailRows(this)) {
     build();
+    connect(&gone_, &GoneFiles::changed, this, [this] {
+        if (const Download* const download = isVisible() ? context_.manager.download(id_) : nullptr) {
+            follow(*download);
+        }
+    });
 }
 
 void DetailsView::build() {
@@ -167,8 +174,9 @@ void DetailsView::fitColumns() {
     model_->setLook(palette(), devicePixelRatioF());
     const int number = connectionLook::swatchSize(swatchHeight).width() + pad;
     const int done = font.horizontalAdvance("888.8 MB") + pad;
-    const int speed = font.horizontalAdvance("888.8 MB/s") + pad;
-    const int span = font.horizontalAdvance("888 MB to 888 MB");
+    const int speed =
+        std::max(font.horizontalAdvance("888.8 MB/s"), font.horizontalAdvance("connecting")) + pad;
+    const int span = font.horizontalAdvance("888.8 MB to 888.8 MB") + pad;
     table_->setColumnWidth(ConnectionsModel::Number, number);
     table_->setColumnWidth(ConnectionsModel::Done, done);
     table_->setColumnWidth(ConnectionsModel::Speed, speed);
@@ -188,18 +196,28 @@ void DetailsView::fitRows() {
 }
 
 void DetailsView::follow(const Download& download) {
+    id_ = download.id();
     const Date now = std::chrono::system_clock::now();
     followHead(download, now);
     followTransfer(download);
     followSpeed(download);
     rows_->follow(download, context_.settings.config(), now);
+    rows_->setGone(gone_.isGone(download));
 }
 
 void DetailsView::followHead(const Download& download, Date now) {
     name_->setWhole(QString::fromStdString(words::oneLine(download.record.displayName())));
     notice_->follow(download);
-    const DownloadWords words(context_.manager, download, placeInLine(context_.manager, download), now);
-    setWords(*line_, QString::fromStdString(words.line()));
+    const DownloadWords words(context_.manager, download, placeInLine(context_.manager, download), now,
+                              gone_.isGone(download));
+    std::string line = words.line();
+    const auto held = download.record.state.is<DownloadState::Queued>()
+                          ? context_.manager.placesHeldByRetries()
+                          : std::int64_t{0};
+    if (held > 0) {
+        line += "\n" + words::heldPlaces(held);
+    }
+    setWords(*line_, QString::fromStdString(line));
     // The sentence is in the notice.
     const auto& state = download.record.state;
     line_->setHidden(!notice_->isHidden() && !state.is<DownloadState::Finished>());

@@ -17,6 +17,7 @@ namespace fluvane {
 class ConnectionsModel;
 class DetailRows;
 class ElidedLabel;
+class GoneFiles;
 class Notice;
 class PiecesMap;
 class SpeedGraph;
@@ -48,6 +49,8 @@ private:
 
     WindowContext& context_;
     SpeedHistory& history_;
+    GoneFiles& gone_;
+    DownloadID id_{};
     RunningConnections running_;
 
     ElidedLabel* name_;

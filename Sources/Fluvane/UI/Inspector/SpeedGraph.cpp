@@ -19,6 +19,7 @@
 namespace fluvane {
 
 using tessivar::qPhrase;
+using tessivar::qPhrases;
 
 namespace {
 
@@ -29,6 +30,9 @@ double most(const std::vector<SpeedHistory::Sample>& samples) {
     const auto highest = std::ranges::max_element(samples, {}, &SpeedHistory::Sample::speed);
     return highest == samples.end() ? 0 : highest->speed;
 }
+
+/// What the axis may reach back, in minutes.
+constexpr std::array spans = {1, 2, 5};
 
 } // namespace
 
@@ -60,7 +64,10 @@ void SpeedGraph::follow(const std::vector<SpeedHistory::Sample>& samples, bool r
     runs_ = runs;
     const double highest = most(samples_);
     const auto now = runs && !samples_.empty() ? std::optional(samples_.back().speed) : std::nullopt;
-    setAccessibleDescription(QString::fromStdString(words::speeds(now, highest)));
+    const double age = samples_.empty() ? 0 : samples_.back().time - samples_.front().time;
+    const auto* const span = std::ranges::find_if(spans, [age](int minutes) { return age <= minutes * 60; });
+    minutes_ = span == spans.end() ? spans.back() : *span;
+    setAccessibleDescription(QString::fromStdString(words::speeds(now, highest, minutes_)));
     if (isNew) {
         top_ = roundTop(highest);
         update();
@@ -75,7 +82,7 @@ QRectF SpeedGraph::plot() const {
 
 QPointF SpeedGraph::point(const SpeedHistory::Sample& sample) const {
     const double age = samples_.back().time - sample.time;
-    return {plot().right() - age / SpeedHistory::length * plot().width(),
+    return {plot().right() - age / (minutes_ * 60) * plot().width(),
             plot().bottom() - std::min(sample.speed / top_, 1.0) * plot().height()};
 }
 
@@ -138,7 +145,9 @@ void SpeedGraph::paintScale(QPainter& painter) const {
     }
     painter.setPen(text);
     const QRectF below(0, plot().bottom() + tessivar::spacing::hair, width(), lineHeight);
-    painter.drawText(below, Qt::AlignLeft, runs_ ? qPhrase("5 minutes ago") : qPhrase("5 minutes before"));
+    painter.drawText(below, Qt::AlignLeft,
+                     runs_ ? qPhrases("1 minute ago", "%1 minutes ago", minutes_)
+                           : qPhrases("1 minute before", "%1 minutes before", minutes_));
     painter.drawText(below, Qt::AlignRight, runs_ ? qPhrase("now") : qPhrase("when it last ran"));
 }
 

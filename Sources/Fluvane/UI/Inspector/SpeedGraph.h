@@ -39,6 +39,7 @@ private:
     std::vector<SpeedHistory::Sample> samples_;
     bool runs_ = false;
     double top_ = 1000;
+    int minutes_ = 1; ///< That the axis reaches back: as many as there is something to show for.
 };
 
 } // namespace fluvane

@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Models/DownloadsModel.h"
 
 #include "Fluvane/UI/Models/FolderText.h"
+#include "Fluvane/UI/Models/GoneFiles.h"
 #include "FluvaneCore/Rules.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneEngine/Abilities.h"
@@ -149,7 +150,7 @@ QString toolTip(const QString& name, const QString& line) {
 // Words
 
 DownloadWords::DownloadWords(const DownloadManager& manager, const Download& download,
-                             std::optional<std::int64_t> place, Date now) {
+                             std::optional<std::int64_t> place, Date now, bool isGone) {
     const DownloadRecord& record = download.record;
     progress_.state = record.state.kind();
     if (const auto* reason = record.state.failure()) {
@@ -181,6 +182,7 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
         movingTo_ = folderText(record.moving->folder);
         progress_.movingTo = movingTo_;
     }
+    progress_.isGone = isGone;
     progress_.folder = folder_;
     progress_.when = when_;
 }
@@ -253,8 +255,20 @@ void DownloadsModel::Summary::add(const Snapshot& one) {
     speed += static_cast<double>(one.speed);
 }
 
-DownloadsModel::DownloadsModel(const DownloadManager& manager, QObject* parent)
-    : QAbstractListModel(parent), manager_(manager) {}
+DownloadsModel::DownloadsModel(const DownloadManager& manager, GoneFiles* gone, QObject* parent)
+    : QAbstractListModel(parent), manager_(manager), gone_(gone) {
+    if (gone_) {
+        connect(gone_, &GoneFiles::changed, this, &DownloadsModel::tellGone);
+    }
+}
+
+void DownloadsModel::tellGone(const std::vector<DownloadID>& ids) {
+    for (const auto id : ids) {
+        if (const auto row = rowOf(id)) {
+            Q_EMIT dataChanged(index(*row), index(*row));
+        }
+    }
+}
 
 void DownloadsModel::refresh() {
     const auto list = manager_.downloads();
@@ -443,9 +457,11 @@ QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
 }
 
 QVariant DownloadsModel::told(const Row& row, const Download& download, int role) const {
+    const auto isGone = [&] { return gone_ && gone_->isGone(download); };
     const auto line = [&] {
         const auto place = row.now.place > 0 ? std::optional(row.now.place) : std::nullopt;
-        return shown(DownloadWords(manager_, download, place, std::chrono::system_clock::now()).line());
+        return shown(
+            DownloadWords(manager_, download, place, std::chrono::system_clock::now(), isGone()).line());
     };
     switch (role) {
     case LineRole:
@@ -462,7 +478,7 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
     case FileRole:
         return fileURL(download.record);
     case ActionRole:
-        return QVariant::fromValue(actionOf(download));
+        return QVariant::fromValue(isGone() ? RowAction::none : actionOf(download));
     default:
         return {};
     }

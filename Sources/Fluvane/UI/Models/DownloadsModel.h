@@ -16,12 +16,15 @@
 
 namespace fluvane {
 
+class GoneFiles;
+
 /// What the line about a download of the manager's is made of. `place` is its place in line; `now` decides
-/// between "today" and a date. For at once: it holds texts of its own and points into the download.
+/// between "today" and a date; `isGone`: its file isn't there anymore. For at once: it holds texts of its own
+/// and points into the download.
 class DownloadWords {
 public:
     DownloadWords(const DownloadManager& manager, const Download& download, std::optional<std::int64_t> place,
-                  Date now);
+                  Date now, bool isGone = false);
     DownloadWords(const DownloadWords&) = delete;
     DownloadWords& operator=(const DownloadWords&) = delete;
     [[nodiscard]] const words::Progress& progress() const { return progress_; }
@@ -93,7 +96,9 @@ public:
         void add(const Snapshot& one);
     };
 
-    explicit DownloadsModel(const DownloadManager& manager, QObject* parent = nullptr);
+    /// Asks `gone`, which must outlive it, about the files of the rows that are shown.
+    explicit DownloadsModel(const DownloadManager& manager, GoneFiles* gone = nullptr,
+                            QObject* parent = nullptr);
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
@@ -134,7 +139,10 @@ private:
     void tell(const std::vector<bool>& changed);
     [[nodiscard]] QVariant told(const Row& row, const Download& download, int role) const;
 
+    void tellGone(const std::vector<DownloadID>& ids);
+
     const DownloadManager& manager_;
+    GoneFiles* gone_;
     std::vector<Row> rows_;
     std::size_t placed_ = 0; ///< Downloads waiting when places in line were last found.
     Summary summary_;

@@ -69,10 +69,14 @@ std::optional<RuleDraft::Problem> RuleDraft::problem() const {
     if (folder || (connections && matches == Matches::site)) {
         return std::nullopt;
     }
-    return Problem{Field::folder,
-                   matches == Matches::site
-                       ? phrase("Choose a folder, or limit the connections, so that the rule does something.")
-                       : phrase("Choose the folder that these files go to.")};
+    return Problem{Field::folder, folderHint(matches)};
+}
+
+std::string RuleDraft::folderHint(Matches matches) {
+    return matches == Matches::site
+               ? phrase("Choose a folder, limit the connections, or both. Without a folder, a rule below "
+                        "decides where files go.")
+               : phrase("Choose the folder that these files go to.");
 }
 
 Rule::Match RuleDraft::match() const {

@@ -34,6 +34,8 @@ struct RuleDraft {
         std::string sentence;
     };
     [[nodiscard]] std::optional<Problem> problem() const;
+    /// What such a rule needs of a folder.
+    [[nodiscard]] static std::string folderHint(Matches matches);
     [[nodiscard]] Rule rule(std::string id) const;
 
 private:

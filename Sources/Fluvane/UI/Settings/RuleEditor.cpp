@@ -55,7 +55,8 @@ QString endings(FileKind kind) {
 RuleEditor::RuleEditor(const RuleDraft& draft, std::string id, FolderOf folderOf, QWidget* parent)
     : QDialog(parent), id_(std::move(id)), matches_(named<QComboBox>("matches")),
       kind_(named<QComboBox>("kind")), kindHint_(new tessivar::QuietLabel),
-      extensions_(named<QLineEdit>("extensions")), site_(named<QLineEdit>("site")),
+      folderHint_(new tessivar::QuietLabel), extensions_(named<QLineEdit>("extensions")),
+      site_(named<QLineEdit>("site")),
       folder_(
           new FolderButton(std::move(folderOf), {.none = qPhrase("Choose"), .clear = qPhrase("No folder")})),
       limits_(named<QCheckBox>("limits")), connections_(named<QSpinBox>("connections")),
@@ -110,10 +111,7 @@ void RuleEditor::addFields() {
     form_->addRow(qPhrase("&Endings"), extensions_, qPhrase("One or more, without dots."));
     form_->addRow(qPhrase("&Site"), site_,
                   qPhrase("A site's name or a link to it. It covers the site's subdomains, too."));
-    form_->addRow(
-        qPhrase("&Folder"), folder_,
-        qPhrase("Where these files go. Only a rule that limits the connections to a site may do without: a "
-                "rule below decides then."));
+    form_->addRow(qPhrase("&Folder"), folder_, static_cast<tessivar::QuietLabel*>(folderHint_));
     form_->addRow(qPhrase("&Connections"), rowOf({limits_, connections_}),
                   qPhrase("To this site, for each download. The strictest rule counts."));
 }
@@ -138,6 +136,9 @@ void RuleEditor::showFields() {
     form_->setRowVisible(site_, matches == RuleDraft::Matches::site);
     form_->setRowVisible(limits_->parentWidget(), matches == RuleDraft::Matches::site);
     kindHint_->setText(endings(static_cast<FileKind>(kind_->currentIndex())));
+    const QString hint = QString::fromStdString(RuleDraft::folderHint(matches));
+    folderHint_->setText(hint);
+    folder_->setAccessibleDescription(hint);
     problem_->hide();
 }
 

@@ -45,6 +45,7 @@ private:
     QComboBox* matches_;
     QComboBox* kind_;
     QLabel* kindHint_;
+    QLabel* folderHint_;
     QLineEdit* extensions_;
     QLineEdit* site_;
     FolderButton* folder_;
