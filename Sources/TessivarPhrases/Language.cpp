@@ -63,7 +63,8 @@ bool add(std::vector<std::string>& languages, std::string_view locale) {
 /// Empty for what the system wasn't set up with.
 void readNumbers(Language& language, const std::string& locale) {
     // NOLINTNEXTLINE(misc-misplaced-const)
-    const locale_t system = isPlain(locale) ? nullptr : newlocale(LC_NUMERIC_MASK, locale.c_str(), nullptr);
+    const bool saysNothing = isPlain(locale) || locale.starts_with("C.");
+    const locale_t system = saysNothing ? nullptr : newlocale(LC_NUMERIC_MASK, locale.c_str(), nullptr);
     if (system) {
         language.decimalMark = nl_langinfo_l(RADIXCHAR, system);
         language.digitGroupMark = nl_langinfo_l(THOUSEP, system);

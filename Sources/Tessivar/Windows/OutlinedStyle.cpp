@@ -5,6 +5,7 @@
 
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <QPainter>
 #include <QStyleOption>
@@ -43,6 +44,10 @@ void OutlinedStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* 
 
 int OutlinedStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
                              QStyleHintReturn* data) const {
+    // A line under one of its letters tears an Arabic word apart, which then is wider than it was measured.
+    if (hint == SH_UnderlineShortcut && isRightToLeft()) {
+        return 0;
+    }
     return hint == SH_DialogButtonBox_ButtonsHaveIcons ? 0
                                                        : QProxyStyle::styleHint(hint, option, widget, data);
 }

@@ -19,6 +19,7 @@
 #include <QUuid>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <utility>
 
 namespace fluvane {
@@ -140,6 +141,18 @@ void RuleEditor::showFields() {
     folderHint_->setText(hint);
     folder_->setAccessibleDescription(hint);
     problem_->hide();
+    fit();
+}
+
+/// Hints are as high as their words are long in a language.
+void RuleEditor::fit() {
+    layout()->activate();
+    resize(width(), std::max(height(), layout()->totalHeightForWidth(width())));
+}
+
+void RuleEditor::showEvent(QShowEvent* event) {
+    fit();
+    QDialog::showEvent(event);
 }
 
 /// A field that is left shows what the rule will hold.

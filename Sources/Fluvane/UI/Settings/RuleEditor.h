@@ -31,11 +31,15 @@ public:
     /// Why it couldn't be saved after that; the editor stays open.
     void say(const QString& sentence);
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     void build();
     void addFields();
     void fill(const RuleDraft& draft);
     void showFields();
+    void fit();
     void tidyFields();
     [[nodiscard]] RuleDraft draft() const;
     [[nodiscard]] QWidget* field(RuleDraft::Field field) const;
