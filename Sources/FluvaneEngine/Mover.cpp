@@ -3,6 +3,7 @@
 
 #include "FluvaneEngine/Mover.h"
 
+#include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Log.h"
 #include "FluvaneEngine/Restoring.h"
 #include "FluvaneEngine/Starter.h"
@@ -75,8 +76,15 @@ void Mover::chooseName(Download& download, const WorkPointer& work) {
                                                .naming = conditions_.config.duplicateNames,
                                                .taken = list_.namesIn(work->target.folder, download)};
     aside(
-        work, [files = &disk_.files(), wanted] { return unfinishedFile::freeName(*files, wanted); },
-        [this, work](Download& naming, const std::string& name) { named(naming, work, name); });
+        work,
+        [files = &disk_.files(), wanted] {
+            return Chosen{.name = unfinishedFile::freeName(*files, wanted),
+                          .space = files->space(wanted.folder)};
+        },
+        [this, work](Download& naming, const Chosen& chosen) {
+            work->space = chosen.space;
+            named(naming, work, chosen.name);
+        });
 }
 
 /// It may have begun, ended or stopped since the command.
@@ -154,7 +162,18 @@ void Mover::lookFor(Download& download, const WorkPointer& work) {
     }
 }
 
+/// A copy to a disk without room for it would only take the room of others there.
 void Mover::announce(Download& download, const WorkPointer& work, const WrittenFile& written) {
+    const auto& record = download.record;
+    const auto needed = record.file ? record.size.value_or(0) : record.doneBytes();
+    const auto& space = work->space;
+    if (space && space->device != written.identity.device && space->free > 0 && space->free < needed) {
+        const tessivar::InEnglish english; // as all sentences of failures
+        fail(download, work,
+             tessivar::kept("kept", "Not enough space: it needs %1, and there's %2 free.",
+                            words::bytes(needed), words::bytes(space->free)));
+        return;
+    }
     download.record.moving = work->target;
     turns_.changed();
     saver_.whenSaved([this, work, written](const auto& error) {

@@ -55,6 +55,7 @@ private:
         std::shared_ptr<std::atomic<bool>> isGivenUp = std::make_shared<std::atomic<bool>>(false);
         std::function<void(Download&)> whenGivenUp{};
         std::shared_ptr<PieceFile> file{}; ///< The unfinished one, held open.
+        std::optional<Space> space{};      ///< In the new folder.
         int triesLeft;
     };
     using WorkPointer = std::shared_ptr<Work>;
@@ -62,6 +63,10 @@ private:
     struct Found {
         std::optional<WrittenFile> written{};
         std::optional<std::string> problem{};
+    };
+    struct Chosen {
+        std::string name;
+        std::optional<Space> space;
     };
     /// How the file is where it was moved to.
     struct Landed {

@@ -186,15 +186,18 @@ class Judge:
 
     def claim(self, record):
         """The bytes of one entry that are claimed, and right."""
-        source = self.source(record)
+        source, moving = self.source(record), record.get("moving")
+        other = path_of(moving["folder"]) / moving["name"] if moving else None  # it is in either place
         if "finished" in record["state"]:
-            self._same(path_of(record["file"]).read_bytes(), source, record["file"])
+            file = path_of(record["file"])
+            self._same((other if other and not file.exists() else file).read_bytes(), source, file)
             return len(source)
         claimed = [piece for piece in record["pieces"] if piece["done"] > 0]
         complete = all(piece["done"] == piece.get("end", -1) - piece["start"] for piece in claimed)
         if not claimed or not (record["resumable"] or complete):
             return 0  # it begins anew, whatever there is
-        for path in (path_of(record["partial"]), path_of(record["folder"]) / record["name"]):
+        moved = [other.with_name(f"{other.name}.fluvane")] if other else []
+        for path in (path_of(record["partial"]), path_of(record["folder"]) / record["name"], *moved):
             if path.exists():  # under the one name or, once moved, under the other
                 ours = path.read_bytes()
                 for first, past in ((piece["start"], piece["start"] + piece["done"]) for piece in claimed):

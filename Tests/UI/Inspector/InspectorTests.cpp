@@ -5,6 +5,7 @@
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
 #include "Fluvane/UI/Inspector/PiecesMap.h"
+#include "Fluvane/UI/Inspector/RenameDialog.h"
 #include "Fluvane/UI/Models/PiecesPicture.h"
 #include "Support/PiecePicture.h"
 #include "Support/Windows/Widgets.h"
@@ -56,7 +57,8 @@ std::vector<DownloadRecord> atRest() {
     paused.size = 100;
     paused.resumable = true;
     paused.pieces = {Piece{0, 50, 50}, Piece{50, 100, 10}};
-    return {wrong, failed, paused};
+    auto refused = savedRecord(4, "http://a.example/4", DownloadState::Failed{"Couldn't: Permission denied"});
+    return {wrong, failed, paused, refused};
 }
 
 /// A dialog about a paused download.
@@ -109,6 +111,9 @@ TEST(Inspector, saysWhatIsKnownOfDownloadsAtRest) {
         {1, "details-notice", "there"},
         {2, "problem", "It <i>broke</i>."},
         {2, "size", "Not known yet"},
+        {2, "notice-change-folder", ""},
+        {4, "notice-change-folder", "there"},
+        {4, "notice-change-link", ""},
         {3, "details-notice", ""},
         {3, "size", "60 bytes of 100 bytes"},
         {3, "piece-words", "2 pieces, 1 of them done"},
@@ -122,8 +127,9 @@ TEST(Inspector, saysWhatIsKnownOfDownloadsAtRest) {
     shown.inspector.showDownloads({1_id, 2_id, 3_id});
     EXPECT_EQ(shown.text("selection-count"), "3 downloads selected");
     EXPECT_EQ(shown.text("selection-sizes"), "1.2 MB of 1.2 MB, and 1 whose size isn't known yet");
-    manager.remove(1_id);
-    manager.remove(3_id);
+    for (const auto id : {1_id, 3_id, 4_id}) {
+        manager.remove(id);
+    }
     shown.bench.refresh();
     click(shown.inspector, "notice-change-link"); // of the one that is left
     EXPECT_THAT(shown.bench.windows.asked, Contains("link 2"));
@@ -169,6 +175,26 @@ TEST(ChangeLinkDialog, takesExactlyOneLink) {
     asked.show();
     asked.bench.engine.manager->remove(1_id);
     EXPECT_TRUE(asked.closed()) << "there is nothing to change";
+}
+
+TEST(RenameDialog, tellsTheNameThatTheFileGets) {
+    Asked<RenameDialog> asked;
+    const auto enter = [&](const QString& text) {
+        (void)asked.takes(text);
+        asked.bench.engine.turns();
+        return asked.closed();
+    };
+    EXPECT_FALSE(enter(". ."));
+    EXPECT_EQ(said(*asked.dialog, "note"), "Type a name.");
+    asked.bench.engine.files->put(asked.bench.engine.record(1_id).folder.path() + "/taken", "theirs");
+    EXPECT_FALSE(enter("taken"));
+    EXPECT_EQ(said(*asked.dialog, "note"), "That name was taken: it is “taken (1)” now.");
+    asked.bench.engine.files->hung.insert(1_id);
+    EXPECT_FALSE(enter("free")) << "the disk doesn't answer";
+    asked.bench.engine.files->answer(1_id);
+    asked.bench.engine.turns();
+    EXPECT_TRUE(asked.closed());
+    EXPECT_EQ(asked.bench.engine.record(1_id).name, "free");
 }
 
 TEST(ChecksumDialog, recognisesWhatIsPasted) {

@@ -3,6 +3,7 @@
 
 #include "Fluvane/UI/Inspector/FolderChange.h"
 
+#include "FluvaneCore/DetailWords.h"
 #include "FluvaneCore/Words.h"
 #include "TessivarPhrases/QtPhrases.h"
 
@@ -59,7 +60,13 @@ void FolderChange::move(const URL& folder) const {
     for (const auto id : ids_) {
         const Download* const download = context_.manager.download(id);
         const auto name = download ? words::oneLine(download->record.displayName()) : std::string();
-        const auto moved = [tell = tell_, tally, name](const Outcome<std::string>& outcome) {
+        const bool isCure =
+            download && download->record.state.failure() && words::isCuredElsewhere(download->record);
+        const auto moved = [tell = tell_, tally, name, manager = &context_.manager, id,
+                            isCure](const Outcome<std::string>& outcome) {
+            if (outcome.ok() && isCure) {
+                manager->resume(id);
+            }
             if (!outcome.ok() && ++tally->failed == 1) {
                 tally->problem = tessivar::phrase("“%1” stays where it is. %2", name,
                                                   words::sentence(words::oneLine(outcome.error())));
