@@ -117,48 +117,52 @@ void Mover::named(Download& download, const WorkPointer& work, const std::string
 
 void Mover::lookFor(Download& download, const WorkPointer& work) {
     const auto& record = download.record;
-    const auto follow = [this, work](Download& looking, const Found& found) {
-        if (found.problem) {
-            end(looking, work, Outcome<std::string>::failure(*found.problem));
-        } else if (found.written) {
-            work->file = found.written->file;
-            announce(looking, work, *found.written);
-        } else {
-            setPlace(looking, work->target);
-            end(looking, work, Outcome<std::string>::success(looking.record.displayName()));
-        }
-    };
-    const auto written = [record](FileIdentity identity, std::shared_ptr<PieceFile> file) {
-        const bool isWhole = file && file->isSparse();
-        return Found{.written = WrittenFile{.identity = identity,
-                                            .size = isWhole ? record.size : std::nullopt,
-                                            .owner = Owner(record),
-                                            .file = std::move(file)}};
-    };
-    if (auto file = record.state.usesNetwork() ? runner_.release(download) : nullptr) {
-        follow(download, written(file->identity(), file));
+    const auto follow = [this, work](Download& looking, const Found& found) { look(looking, work, found); };
+    if (const auto file = record.state.usesNetwork() ? runner_.release(download) : nullptr) {
+        look(download, work, found(record, file->identity(), file));
     } else if (record.file) {
         aside(
-            work,
-            [files = &disk_.files(), written, location = *record.file, place = record.displayName(),
-             folder = record.folder.path()] {
-                const auto identity = files->identity(location);
-                return identity ? written(*identity, nullptr)
-                                : Found{.problem = tessivar::kept("kept", "“%1” isn't in “%2” anymore.",
-                                                                  place, folder)};
-            },
-            follow);
+            work, [files = &disk_.files(), record] { return finishedFile(*files, record); }, follow);
     } else {
         download.claim.reopen(download.record.pieces);
         aside(
             work,
-            [files = &disk_.files(), written, left = Starter::leftBy(download)] {
+            [files = &disk_.files(), record, left = Starter::leftBy(download)] {
                 const auto opened = unfinishedFile::open(*files, left);
-                return opened.file      ? written(opened.file->identity(), opened.file)
+                return opened.file      ? found(record, opened.file->identity(), opened.file)
                        : opened.failure ? Found{.problem = opened.failure->sentence}
                                         : Found{};
             },
             follow);
+    }
+}
+
+Mover::Found Mover::found(const DownloadRecord& record, const FileIdentity& identity,
+                          const std::shared_ptr<PieceFile>& file) {
+    const bool hasItsLength = file && file->isSparse();
+    return {.written = WrittenFile{.identity = identity,
+                                   .size = hasItsLength ? record.size : std::nullopt,
+                                   .owner = Owner(record),
+                                   .file = file}};
+}
+
+/// Whatever its user made of it since.
+Mover::Found Mover::finishedFile(FileStore& files, const DownloadRecord& record) {
+    const auto identity = files.identity(*record.file);
+    return identity ? found(record, *identity, nullptr)
+                    : Found{.problem = tessivar::kept("kept", "“%1” isn't in “%2” anymore.",
+                                                      record.displayName(), record.folder.path())};
+}
+
+void Mover::look(Download& download, const WorkPointer& work, const Found& found) {
+    if (found.problem) {
+        fail(download, work, *found.problem);
+    } else if (found.written) {
+        work->file = found.written->file;
+        announce(download, work, *found.written);
+    } else {
+        setPlace(download, work->target);
+        end(download, work, Outcome<std::string>::success(download.record.displayName()));
     }
 }
 

@@ -81,6 +81,10 @@ private:
     void chooseName(Download& download, const WorkPointer& work);
     void named(Download& download, const WorkPointer& work, const std::string& name);
     void lookFor(Download& download, const WorkPointer& work);
+    void look(Download& download, const WorkPointer& work, const Found& found);
+    [[nodiscard]] static Found found(const DownloadRecord& record, const FileIdentity& identity,
+                                     const std::shared_ptr<PieceFile>& file);
+    [[nodiscard]] static Found finishedFile(FileStore& files, const DownloadRecord& record);
     void announce(Download& download, const WorkPointer& work, const WrittenFile& written);
     void send(Download& download, const WorkPointer& work, const WrittenFile& written);
     void sent(Download& download, const WorkPointer& work, const Outcome<std::optional<URL>>& location);
