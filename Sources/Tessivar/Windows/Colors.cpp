@@ -61,6 +61,20 @@ QColor readable(const QColor& color, const Contrast& wanted) {
     return end;
 }
 
+QColor warning(const Contrast& wanted) {
+    return readable(QColor(0xC0, 0x1C, 0x28), wanted);
+}
+
+QColor rowTint(const QPalette& palette, RowTint tint) {
+    QColor color = palette.color(tint == RowTint::hovered ? QPalette::Text : QPalette::Highlight);
+    color.setAlphaF(tint == RowTint::hovered ? 0.04F : tint == RowTint::resting ? 0.12F : 0.20F);
+    return color;
+}
+
+QColor over(const QColor& ground, const QColor& color) {
+    return blend(ground, QColor(color.rgb()), color.alphaF());
+}
+
 bool isDark(const QPalette& palette) {
     return luminance(palette.color(QPalette::Window)) < luminance(palette.color(QPalette::WindowText));
 }

@@ -22,6 +22,13 @@ struct Contrast {
 /// The nearest shade of the colour that stands out from the ground by the ratio, darker or lighter as the
 /// ground asks.
 [[nodiscard]] QColor readable(const QColor& color, const Contrast& wanted);
+/// For words and signs of what needs attention, on that ground.
+[[nodiscard]] QColor warning(const Contrast& wanted);
+enum class RowTint { hovered, resting, selected };
+/// What is laid over a row, half transparent: icons, bars and words keep their colours.
+[[nodiscard]] QColor rowTint(const QPalette& palette, RowTint tint);
+/// A half transparent colour on a ground, as it is seen.
+[[nodiscard]] QColor over(const QColor& ground, const QColor& color);
 /// Whether the palette is a dark one.
 [[nodiscard]] bool isDark(const QPalette& palette);
 

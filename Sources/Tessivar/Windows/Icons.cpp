@@ -45,9 +45,6 @@ private:
         if (mode == QIcon::Disabled) {
             return palette.color(QPalette::Disabled, QPalette::WindowText);
         }
-        if (mode == QIcon::Selected && !color_) {
-            return palette.color(QPalette::HighlightedText);
-        }
         return color_.value_or(palette.color(QPalette::WindowText));
     }
 

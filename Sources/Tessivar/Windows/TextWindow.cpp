@@ -3,6 +3,8 @@
 
 #include "Tessivar/Windows/TextWindow.h"
 
+#include "Tessivar/Windows/Spacing.h"
+
 #include <QKeySequence>
 #include <QLabel>
 #include <QMessageBox>
@@ -12,14 +14,10 @@
 namespace tessivar {
 
 QLabel* heading(const QString& text) {
-    static constexpr double larger = 1.4;
     auto* const label = new QLabel(text);
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
-    QFont font = label->font();
-    font.setPointSizeF(font.pointSizeF() * larger);
-    font.setBold(true);
-    label->setFont(font);
+    label->setFont(type::greeting(label->font()));
     return label;
 }
 

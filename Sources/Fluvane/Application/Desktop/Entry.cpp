@@ -8,7 +8,7 @@
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 #include "Tessivar/Qt/WatchedApplication.h"
 #include "Tessivar/Windows/LanguageOfWindows.h"
-#include "Tessivar/Windows/OutlinedStyle.h"
+#include "Tessivar/Windows/Style.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/Log.h"
 
@@ -45,7 +45,7 @@ void prepareWindows() {
     QGuiApplication::setApplicationDisplayName(QString::fromStdString(identity.displayName));
     QGuiApplication::setQuitOnLastWindowClosed(false);
     if (QApplication::style()->name() == "fusion") {
-        QApplication::setStyle(new tessivar::OutlinedStyle);
+        QApplication::setStyle(new tessivar::Style);
     }
 }
 

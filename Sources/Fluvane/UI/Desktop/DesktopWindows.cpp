@@ -18,7 +18,7 @@
 #include "Fluvane/UI/Tray/StatusMenu.h"
 #include "Fluvane/UI/Welcome/WelcomeWindow.h"
 #include "FluvaneEngine/Abilities.h"
-#include "Tessivar/Windows/ColorScheme.h"
+#include "Tessivar/Windows/Appearance.h"
 #include "Tessivar/Windows/CrashNoteWindow.h"
 #include "Tessivar/Windows/ScreenState.h"
 #include "Tessivar/Windows/TextWindow.h"
@@ -132,7 +132,7 @@ DesktopWindows::DesktopWindows(DownloadManager& manager, SettingsAccess& setting
                                SelfDescription self)
     : context_{manager, feed_, settings, files, *this}, autostart_(autostart), session_(session),
       stateFolder_(stateFolder), self_(std::move(self)), recentFolders_(stateFolder + "/recent-folders.json"),
-      colorScheme_(std::make_unique<tessivar::ColorScheme>()) {}
+      appearance_(std::make_unique<tessivar::Appearance>()) {}
 
 DesktopWindows::~DesktopWindows() {
     for (const auto& window : std::exchange(passing_, {})) {
@@ -144,7 +144,7 @@ DesktopWindows::~DesktopWindows() {
 void DesktopWindows::start() {
     QApplication::setWindowIcon(QIcon(":/welcome/org.fluvane.Fluvane.svg"));
     // The bus outlives the windows, and calls for as long as it is there.
-    session_.whenConnected([scheme = QPointer(colorScheme_.get())](const QDBusConnection& bus) {
+    session_.whenConnected([scheme = QPointer(appearance_.get())](const QDBusConnection& bus) {
         if (scheme) {
             scheme->follow(bus);
         }

@@ -18,7 +18,7 @@
 class QMessageBox;
 
 namespace tessivar {
-class ColorScheme;
+class Appearance;
 }
 
 namespace fluvane {
@@ -87,7 +87,7 @@ private:
     SelfDescription self_;
     RecentFolders recentFolders_;
     std::string activationToken_;
-    std::unique_ptr<tessivar::ColorScheme> colorScheme_;
+    std::unique_ptr<tessivar::Appearance> appearance_;
     std::unique_ptr<DownloadsWindow> downloads_;
     std::unique_ptr<NewDownloadWindow> newDownload_;
     std::unique_ptr<SettingsWindow> settings_;

@@ -4,7 +4,7 @@
 // How the Downloads window's parts are made.
 
 #include "Fluvane/UI/Downloads/Content.h"
-#include "Fluvane/UI/Downloads/DownloadDelegate.h"
+#include "Fluvane/UI/Downloads/DownloadsList.h"
 #include "Fluvane/UI/Downloads/EmptyPage.h"
 #include "Fluvane/UI/Downloads/Header.h"
 #include "Fluvane/UI/Inspector/Inspector.h"
@@ -18,7 +18,6 @@
 #include <QActionGroup>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListView>
 #include <QMenu>
 #include <QShortcut>
 #include <QSplitter>
@@ -83,6 +82,12 @@ void DownloadsWindow::Content::makeKeys() {
     details_ = action("details", qPhrase("Deta&ils"), "info", Qt::CTRL | Qt::Key_I,
                       [this] { showDetails(details_->isChecked()); });
     details_->setCheckable(true);
+    compact_ = action("compact", qPhrase("C&ompact List"), "compact", {}, [this] {
+        memory_.compact = compact_->isChecked();
+        list_->setRowSize(memory_.compact ? RowSize::compact : RowSize::full);
+    });
+    compact_->setCheckable(true);
+    compact_->setChecked(memory_.compact);
 }
 
 /// Keys that mean something else in the search field.
@@ -93,22 +98,12 @@ void DownloadsWindow::Content::listKey(const QKeySequence& keys, std::function<v
 }
 
 void DownloadsWindow::Content::makeList() {
-    list_ = new QListView;
+    list_ = new DownloadsList(filter_);
     list_->setObjectName("list");
     list_->setAccessibleName(qPhrase("Downloads"));
-    list_->setModel(&filter_);
-    auto* const delegate = new DownloadDelegate(list_);
-    list_->setItemDelegate(delegate);
-    QObject::connect(delegate, &DownloadDelegate::actionWanted, &here_,
+    list_->setRowSize(memory_.compact ? RowSize::compact : RowSize::full);
+    QObject::connect(list_, &DownloadsList::actionWanted, &here_,
                      [this](const QModelIndex& index) { carryOutAt(index); });
-    list_->setUniformItemSizes(true);
-    list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    list_->setDragDropMode(QAbstractItemView::DragOnly);
-    list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    list_->setFrameShape(QFrame::NoFrame);
-    list_->setMouseTracking(true);
     list_->setContextMenuPolicy(Qt::CustomContextMenu);
     QObject::connect(list_, &QWidget::customContextMenuRequested, &here_,
                      [this](const QPoint& at) { showMenu(at); });
@@ -157,6 +152,7 @@ void DownloadsWindow::Content::makeMenu() {
     menu_->addAction(undo_);
     menu_->addSeparator();
     makeSortMenu();
+    menu_->addAction(compact_);
     menu_->addAction(details_);
     menu_->addAction(action("find", qPhrase("&Find"), "search", QKeySequence::Find, [this] {
         header_->search().setFocus(Qt::ShortcutFocusReason);
@@ -178,7 +174,7 @@ void DownloadsWindow::Content::makeMenu() {
 
 void DownloadsWindow::Content::makePages() {
     auto* const empty = new EmptyPage(
-        {.icon = "download",
+        {.icon = "picture-empty",
          .heading = qPhrase("No downloads yet"),
          .explanation = qPhrase("Copy a link and press Ctrl+V here, drop links or a text file on "
                                 "this window, or add them by hand."),
@@ -186,7 +182,7 @@ void DownloadsWindow::Content::makePages() {
          .buttonName = "add-first"});
     QObject::connect(empty, &EmptyPage::clicked, &here_, [this] { offer({}); });
     auto* const none =
-        new EmptyPage({.icon = "search",
+        new EmptyPage({.icon = "picture-nothing",
                        .heading = qPhrase("Nothing to show"),
                        .explanation = qPhrase("No download fits the search and the state chosen above."),
                        .button = qPhrase("Show All"),
@@ -258,7 +254,7 @@ QLayout* DownloadsWindow::Content::bottom() {
     limit_->setPopupMode(QToolButton::InstantPopup);
     limit_->setStyleSheet("QToolButton::menu-indicator { image: none; }");
     auto* const line = new QHBoxLayout;
-    line->setContentsMargins(spacing::margin, spacing::small, spacing::medium, spacing::medium);
+    line->setContentsMargins(spacing::margin, 0, spacing::margin, spacing::small);
     line->addWidget(summary_, 1);
     for (QWidget* const each : std::initializer_list<QWidget*>{removal_, undo, selection_, limit_}) {
         line->addWidget(each);
@@ -271,7 +267,7 @@ QToolButton* DownloadsWindow::Content::bottomButton(const char* name) {
     made->setObjectName(name);
     made->setAutoRaise(true);
     made->setFocusPolicy(Qt::TabFocus);
-    made->setIconSize(QSize(16, 16));
+    made->setIconSize(QSize(tessivar::side::icon, tessivar::side::icon));
     made->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     return made;
 }

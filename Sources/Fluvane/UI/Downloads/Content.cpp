@@ -3,7 +3,7 @@
 
 #include "Fluvane/UI/Downloads/Content.h"
 
-#include "Fluvane/UI/Downloads/DownloadDelegate.h"
+#include "Fluvane/UI/Downloads/DownloadsList.h"
 #include "Fluvane/UI/Downloads/DropTarget.h"
 #include "Fluvane/UI/Downloads/EmptyPage.h"
 #include "Fluvane/UI/Downloads/Header.h"
@@ -21,7 +21,6 @@
 #include <QItemSelection>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListView>
 #include <QMenu>
 #include <QMimeData>
 #include <QScrollBar>

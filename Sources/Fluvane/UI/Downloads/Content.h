@@ -19,7 +19,6 @@ class QActionGroup;
 class QItemSelection;
 class QLabel;
 class QLayout;
-class QListView;
 class QMenu;
 class QMimeData;
 class QSplitter;
@@ -28,6 +27,7 @@ class QToolButton;
 
 namespace fluvane {
 
+class DownloadsList;
 class DropTarget;
 class Header;
 class Inspector;
@@ -103,6 +103,7 @@ private:
     DownloadActions actions_;
     QAction* newDownload_ = nullptr;
     QAction* details_ = nullptr;
+    QAction* compact_ = nullptr;
     QAction* pauseAll_ = nullptr;
     QAction* resumeAll_ = nullptr;
     QAction* undo_ = nullptr;
@@ -110,7 +111,7 @@ private:
     QAction* reversed_ = nullptr;
     QActionGroup* orders_ = nullptr;
     QMenu* menu_ = nullptr;
-    QListView* list_ = nullptr;
+    DownloadsList* list_ = nullptr;
     Header* header_ = nullptr;
     QStackedWidget* pages_ = nullptr;
     QSplitter* splitter_ = nullptr;

@@ -4,9 +4,10 @@
 #include "Fluvane/UI/Downloads/DownloadDelegate.h"
 
 #include "Fluvane/UI/Downloads/ProgressBar.h"
-#include "Fluvane/UI/Models/DownloadsModel.h"
+#include "Fluvane/UI/Models/DownloadsFilter.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RowGround.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/Phrases.h"
 #include "TessivarPhrases/QtPhrases.h"
@@ -29,14 +30,9 @@ using tessivar::qPhrase;
 using tessivar::marked;
 
 namespace spacing = tessivar::spacing;
+namespace side = tessivar::side;
 
 namespace {
-
-constexpr int kindSide = 24;
-constexpr int stateSide = 16;
-constexpr int inset = 16; ///< From the row's edges to what is drawn.
-constexpr int barHeight = 6;
-constexpr int gap = 5; ///< Around the bar.
 
 QString percent(const QModelIndex& index) {
     const QVariant done = index.data(DownloadsModel::FractionRole);
@@ -65,73 +61,42 @@ Offer offered(const QModelIndex& index) {
     return {nullptr, nullptr};
 }
 
-/// What is laid over a row. Selection is a tint, so that icons, bars and words keep their colours.
-std::optional<QColor> tint(const QStyleOptionViewItem& option) {
-    const bool selected = option.state & QStyle::State_Selected;
-    if (!selected && !(option.state & QStyle::State_MouseOver)) {
-        return std::nullopt;
-    }
-    QColor over = option.palette.color(selected ? QPalette::Highlight : QPalette::Text);
-    const bool active = option.state & QStyle::State_Active;
-    over.setAlphaF(!selected ? 0.04F : active ? 0.20F : 0.12F);
-    return over;
+/// Where the pointer is, or the keyboard.
+bool isCurrent(const QStyleOptionViewItem& option) {
+    return option.state & (QStyle::State_MouseOver | QStyle::State_HasFocus);
 }
 
 } // namespace
 
 struct DownloadDelegate::Look {
-    QFont font;
+    QPalette palette;
+    QColor ground;
     QColor text;
     QColor quiet;
     QColor warning;
+    QFontMetrics metrics;
     Qt::LayoutDirection direction;
 };
 
-/// Where things go, for a layout from left to right.
-struct DownloadDelegate::Places {
-    QRect kind, name, state, bar, line;
-};
-
-DownloadDelegate::Look DownloadDelegate::look(const QStyleOptionViewItem& option, const QModelIndex&) {
-    const QPalette& palette = option.palette;
-    const QColor base = palette.color(QPalette::Base);
-    const QColor over = tint(option).value_or(Qt::transparent);
-    const auto mixed = [&over](int below, int above) { return below + (above - below) * over.alpha() / 255; };
-    const QColor ground(mixed(base.red(), over.red()), mixed(base.green(), over.green()),
-                        mixed(base.blue(), over.blue()));
-    return {.font = option.font,
-            .text = palette.color(QPalette::Text),
-            .quiet = tessivar::readable(tessivar::quietText(palette), {.ground = ground}),
-            .warning = tessivar::readable(QColor(0xC0, 0x1C, 0x28), {.ground = ground}),
+DownloadDelegate::Look DownloadDelegate::look(const QStyleOptionViewItem& option, const QColor& ground) {
+    return {.palette = option.palette,
+            .ground = ground,
+            .text = option.palette.color(QPalette::Text),
+            .quiet = tessivar::readable(tessivar::quietText(option.palette), {.ground = ground}),
+            .warning = tessivar::warning({.ground = ground}),
+            .metrics = QFontMetrics(option.font),
             .direction = option.direction};
 }
 
-DownloadDelegate::Places DownloadDelegate::places(const QStyleOptionViewItem& option, bool hasBar) {
-    const QRect row = option.rect.adjusted(inset, 0, -inset, 0);
-    const int text = option.fontMetrics.height();
-    const int height = 2 * text + (hasBar ? barHeight + 2 * gap : spacing::small);
-    const int left = row.left() + kindSide + inset;
-    const int width = std::max(row.right() + 1 - left, 0);
-    int top = row.top() + (row.height() - height) / 2;
-    Places places;
-    places.kind = QRect(row.left(), row.top() + (row.height() - kindSide) / 2, kindSide, kindSide);
-    places.name = QRect(left, top, width, text);
-    places.state = QRect(row.right() + 1 - stateSide, top + (text - stateSide) / 2, stateSide, stateSide);
-    top += text + (hasBar ? gap : spacing::small);
-    if (hasBar) {
-        places.bar = QRect(left, top, width, barHeight);
-        top += barHeight + gap;
-    }
-    places.line = QRect(left, top, width, text);
-    for (QRect* const place : {&places.kind, &places.name, &places.state, &places.bar, &places.line}) {
-        *place = QStyle::visualRect(option.direction, option.rect, *place);
-    }
-    return places;
+RowPlaces DownloadDelegate::places(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    return rowPlaces(option, {.size = size_,
+                              .hasBar = index.data(DownloadsModel::HasBarRole).toBool(),
+                              .hasHeading = index.data(DownloadsFilter::HeadingRole).isValid()});
 }
 
-QSize DownloadDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& /*index*/) const {
-    const int text = 2 * option.fontMetrics.height() + barHeight + 2 * gap;
-    return {0, std::max(text, kindSide) + 2 * spacing::medium + 2};
+QSize DownloadDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    const bool hasHeading = index.data(DownloadsFilter::HeadingRole).isValid();
+    return {0, rowHeight(option.fontMetrics, {.size = size_, .hasHeading = hasHeading})};
 }
 
 const QIcon& DownloadDelegate::icon(const QString& name, const QColor& color) const {
@@ -147,74 +112,80 @@ void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& give
                              const QModelIndex& index) const {
     QStyleOptionViewItem option = given;
     option.font = option.widget ? option.widget->font() : given.font;
-    const bool hasBar = index.data(DownloadsModel::HasBarRole).toBool();
-    const Look how = look(option, index);
-    const Places where = places(option, hasBar);
+    const RowPlaces where = places(option, index);
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setLayoutDirection(option.direction);
-    painter->setFont(how.font);
-    paintGround(*painter, option);
-    icon(index.data(DownloadsModel::KindIconRole).toString(), how.quiet).paint(painter, where.kind);
-    const bool hasButton = (option.state & QStyle::State_MouseOver) && offered(index).icon;
-    paintTop(*painter, how, where, index, hasButton);
-    if (hasButton) {
-        paintButton(*painter, how, option, index);
+    const QColor ground = tessivar::paintRowGround(
+        *painter, option, where.row.adjusted(spacing::small, 1, -spacing::small, -1));
+    const Look how = look(option, ground);
+    if (!where.heading.isEmpty()) {
+        painter->setFont(tessivar::type::caption(option.font));
+        painter->setPen(tessivar::quietText(option.palette));
+        painter->drawText(where.heading.adjusted(0, 0, 0, -spacing::small),
+                          Qt::AlignLeading | Qt::AlignBottom,
+                          index.data(DownloadsFilter::HeadingRole).toString());
     }
-    if (hasBar) {
-        const QVariant done = index.data(DownloadsModel::FractionRole);
-        paintProgress(*painter, where.bar, option.palette, option.direction,
-                      {.state = index.data(DownloadsModel::StateRole).value<StateKind>(),
-                       .fraction = done.isValid() ? std::optional(done.toDouble()) : std::nullopt,
-                       .step = index.data(DownloadsModel::StepRole).toInt()});
-    }
+    painter->setFont(option.font);
     const bool warns = index.data(DownloadsModel::AttentionRole).toBool();
-    painter->setPen(warns ? how.warning : how.quiet);
+    const QColor quiet = warns ? how.warning : how.quiet;
+    icon(index.data(DownloadsModel::KindIconRole).toString(), how.quiet).paint(painter, where.kind);
+    paintName(*painter, how, where, index);
+    if (isCurrent(option) && offered(index).icon) {
+        paintButton(*painter, how, option, index);
+    } else {
+        icon(index.data(DownloadsModel::StateIconRole).toString(), quiet).paint(painter, where.state);
+    }
+    painter->setPen(how.quiet);
+    painter->drawText(where.mark, Qt::AlignTrailing | Qt::AlignVCenter | Qt::TextSingleLine, percent(index));
+    if (!where.bar.isEmpty()) {
+        paintBar(*painter, how, where.bar, index);
+    }
+    painter->setPen(quiet);
     const QString line = index.data(DownloadsModel::LineRole).toString();
     painter->drawText(where.line, Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine,
-                      option.fontMetrics.elidedText(line, Qt::ElideRight, where.line.width()));
+                      how.metrics.elidedText(line, Qt::ElideRight, where.line.width()));
     painter->restore();
 }
 
-/// The name with its mark, and how far it got and its state at the other end.
-void DownloadDelegate::paintTop(QPainter& painter, const Look& look, const Places& places,
-                                const QModelIndex& index, bool hasButton) const {
-    const QFontMetrics metrics(look.font);
-    const bool leftToRight = look.direction == Qt::LeftToRight;
-    const auto shorten = [leftToRight](QRect& place, int by) {
-        leftToRight ? place.setRight(place.right() - by) : place.setLeft(place.left() + by);
-    };
-    const QString state = index.data(DownloadsModel::StateIconRole).toString();
-    const bool warns = index.data(DownloadsModel::AttentionRole).toBool();
-    if (!hasButton) {
-        icon(state, warns ? look.warning : look.quiet).paint(&painter, places.state);
+void DownloadDelegate::paintBar(QPainter& painter, const Look& look, const QRect& place,
+                                const QModelIndex& index) const {
+    const QVariant done = index.data(DownloadsModel::FractionRole);
+    std::optional<double> fraction;
+    if (done.isValid()) {
+        fraction = shownFraction ? shownFraction(index, done.toDouble()) : done.toDouble();
     }
-    QRect rest = places.name;
-    shorten(rest, stateSide + spacing::medium);
-    if (const QString done = percent(index); !done.isEmpty()) {
-        painter.setPen(look.quiet);
-        painter.drawText(rest, Qt::AlignTrailing | Qt::AlignVCenter | Qt::TextSingleLine, done);
-        shorten(rest, metrics.horizontalAdvance("100 %") + spacing::large);
-    }
+    paintProgress(painter, place,
+                  {.palette = look.palette,
+                   .ground = look.ground,
+                   .direction = look.direction,
+                   .state = index.data(DownloadsModel::StateRole).value<StateKind>(),
+                   .fraction = fraction,
+                   .step = index.data(DownloadsModel::StepRole).toInt()});
+}
+
+/// With its mark, if it goes before others.
+void DownloadDelegate::paintName(QPainter& painter, const Look& look, const RowPlaces& places,
+                                 const QModelIndex& index) const {
     const bool prioritized = index.data(DownloadsModel::PrioritizedRole).toBool();
-    if (prioritized) {
-        shorten(rest, stateSide + spacing::small);
-    }
+    const int mark = prioritized ? side::icon + spacing::small : 0;
+    const int room = std::max(places.name.width() - mark, 0);
+    const QString name = look.metrics.elidedText(index.data().toString(), Qt::ElideMiddle, room);
+    const int width = std::min(look.metrics.horizontalAdvance(name), room);
+    const auto placed = [&](int from, int length) {
+        const QRect place(places.name.left() + from, places.name.top(), length, places.name.height());
+        return QStyle::visualRect(look.direction, places.name, place);
+    };
     painter.setPen(look.text);
-    const QString name =
-        metrics.elidedText(index.data().toString(), Qt::ElideMiddle, std::max(rest.width(), 0));
-    painter.drawText(rest, Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine, name);
+    painter.drawText(placed(0, room), Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine, name);
     if (prioritized) {
-        const int after = std::min(metrics.horizontalAdvance(name), rest.width()) + spacing::small;
-        const int left = leftToRight ? rest.left() + after : rest.right() - after - stateSide;
-        icon("prioritize", look.text).paint(&painter, QRect(left, places.state.top(), stateSide, stateSide));
+        icon("prioritize", look.text).paint(&painter, placed(width + spacing::small, side::icon));
     }
 }
 
 /// In the place of the state's icon, as big as a pointer needs.
-QRect DownloadDelegate::button(const QStyleOptionViewItem& option, const QModelIndex& index) {
-    const QRect state = places(option, index.data(DownloadsModel::HasBarRole).toBool()).state;
-    return state.adjusted(-spacing::small, -3, spacing::small, 3);
+QRect DownloadDelegate::button(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    return places(option, index).state.adjusted(-spacing::small, -3, spacing::small, 3);
 }
 
 void DownloadDelegate::paintButton(QPainter& painter, const Look& look, const QStyleOptionViewItem& option,
@@ -224,10 +195,8 @@ void DownloadDelegate::paintButton(QPainter& painter, const Look& look, const QS
     ground.setAlphaF(0.10F);
     painter.setPen(Qt::NoPen);
     painter.setBrush(ground);
-    painter.drawRoundedRect(place, 5, 5);
-    const QRect picture(place.center() - QPoint(stateSide / 2 - 1, stateSide / 2 - 1),
-                        QSize(stateSide, stateSide));
-    icon(offered(index).icon, look.text).paint(&painter, picture);
+    painter.drawRoundedRect(place, tessivar::radius::mark, tessivar::radius::mark);
+    icon(offered(index).icon, look.text).paint(&painter, places(option, index).state);
 }
 
 /// A press on the button neither selects the row nor begins to drag it.
@@ -255,20 +224,6 @@ bool DownloadDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
         return true;
     }
     return QStyledItemDelegate::helpEvent(event, view, option, index);
-}
-
-void DownloadDelegate::paintGround(QPainter& painter, const QStyleOptionViewItem& option) {
-    const QRectF row = QRectF(option.rect).adjusted(4, 1, -4, -1);
-    if (const auto over = tint(option)) {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(*over);
-        painter.drawRoundedRect(row, 6, 6);
-    }
-    if (option.state & QStyle::State_HasFocus) {
-        painter.setPen(QPen(option.palette.color(QPalette::Highlight), 1));
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRoundedRect(row.adjusted(0.5, 0.5, -0.5, -0.5), 6, 6);
-    }
 }
 
 } // namespace fluvane

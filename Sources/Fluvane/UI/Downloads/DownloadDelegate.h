@@ -3,24 +3,32 @@
 
 #pragma once
 
+#include "Fluvane/UI/Downloads/RowPlaces.h"
+
 #include <QColor>
 #include <QFont>
 #include <QIcon>
 #include <QStyledItemDelegate>
 
+#include <functional>
 #include <map>
 #include <utility>
 
 namespace fluvane {
 
-/// Draws a row of a DownloadsModel: the kind's icon, name, progress bar, line in words, the state's icon.
-/// Under the pointer the last one gives way to a button for what the row offers to do. All rows are of one
-/// height.
+/// Draws a row of a DownloadsFilter: the kind's icon, name, progress bar, line in words, the state's icon.
+/// Under the pointer, and in the row that the keyboard is in, the last one gives way to a button for what the
+/// row offers to do. The first row of a group has the group's name above it.
 class DownloadDelegate : public QStyledItemDelegate {
     Q_OBJECT
 
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
+
+    /// How far a row's bar is drawn, where that isn't yet how far the download is.
+    std::function<double(const QModelIndex& index, double fraction)> shownFraction;
+    void setRowSize(RowSize size) { size_ = size; }
+    [[nodiscard]] RowPlaces places(const QStyleOptionViewItem& option, const QModelIndex& index) const;
 
     void paint(QPainter* painter, const QStyleOptionViewItem& given, const QModelIndex& index) const override;
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
@@ -34,18 +42,17 @@ public:
 
 private:
     struct Look;
-    struct Places;
 
-    [[nodiscard]] static Look look(const QStyleOptionViewItem& option, const QModelIndex& index);
-    [[nodiscard]] static Places places(const QStyleOptionViewItem& option, bool hasBar);
-    [[nodiscard]] static QRect button(const QStyleOptionViewItem& option, const QModelIndex& index);
+    [[nodiscard]] static Look look(const QStyleOptionViewItem& option, const QColor& ground);
+    [[nodiscard]] QRect button(const QStyleOptionViewItem& option, const QModelIndex& index) const;
     void paintButton(QPainter& painter, const Look& look, const QStyleOptionViewItem& option,
                      const QModelIndex& index) const;
-    static void paintGround(QPainter& painter, const QStyleOptionViewItem& option);
-    void paintTop(QPainter& painter, const Look& look, const Places& places, const QModelIndex& index,
-                  bool hasButton) const;
+    void paintBar(QPainter& painter, const Look& look, const QRect& place, const QModelIndex& index) const;
+    void paintName(QPainter& painter, const Look& look, const RowPlaces& places,
+                   const QModelIndex& index) const;
     [[nodiscard]] const QIcon& icon(const QString& name, const QColor& color) const;
 
+    RowSize size_ = RowSize::full;
     mutable std::map<std::pair<QString, QRgb>, QIcon>
         icons_; ///< Reading one from its file takes longer than painting it.
 };

@@ -31,7 +31,6 @@ void DropTarget::setLinks(std::size_t count) {
 }
 
 void DropTarget::paintEvent(QPaintEvent* /*event*/) {
-    constexpr qreal radius = 8;
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     QColor ground = palette().color(QPalette::Window);
@@ -40,11 +39,8 @@ void DropTarget::paintEvent(QPaintEvent* /*event*/) {
     const QRectF frame =
         QRectF(rect()).adjusted(spacing::margin, spacing::margin, -spacing::margin, -spacing::margin);
     painter.setPen(QPen(palette().color(QPalette::Highlight), 2, Qt::DashLine));
-    painter.drawRoundedRect(frame, radius, radius);
-    QFont large = font();
-    large.setPointSizeF(large.pointSizeF() * 1.3);
-    large.setWeight(QFont::DemiBold);
-    painter.setFont(large);
+    painter.drawRoundedRect(frame, tessivar::radius::area, tessivar::radius::area);
+    painter.setFont(tessivar::type::title(font()));
     painter.setPen(palette().color(QPalette::WindowText));
     painter.drawText(frame, Qt::AlignCenter | Qt::TextWordWrap, words_);
 }

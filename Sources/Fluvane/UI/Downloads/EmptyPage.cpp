@@ -18,10 +18,7 @@ namespace spacing = tessivar::spacing;
 
 EmptyPage::EmptyPage(const Content& content) : icon_(content.icon), picture_(new QLabel) {
     auto* const title = new QLabel(content.heading);
-    QFont font = title->font();
-    font.setPointSizeF(font.pointSizeF() * 1.3);
-    font.setWeight(QFont::DemiBold);
-    title->setFont(font);
+    title->setFont(tessivar::type::title(title->font()));
     title->setAlignment(Qt::AlignCenter);
     title->setWordWrap(true);
     auto* const words = new tessivar::QuietLabel(content.explanation);
@@ -54,7 +51,9 @@ void EmptyPage::changeEvent(QEvent* event) {
 }
 
 void EmptyPage::draw() {
-    picture_->setPixmap(tessivar::icon(icon_, tessivar::quietText(palette())).pixmap(QSize(48, 48)));
+    picture_->setPixmap(
+        tessivar::icon(icon_, tessivar::quietText(palette()))
+            .pixmap(QSize(tessivar::side::picture, tessivar::side::picture), devicePixelRatioF()));
 }
 
 } // namespace fluvane

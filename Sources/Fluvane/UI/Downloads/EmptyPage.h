@@ -10,13 +10,13 @@ class QPushButton;
 
 namespace fluvane {
 
-/// What stands where a list would be: an icon, what that means, what to do, and a button that does it.
+/// What stands where a list would be: a drawing, what that means, what to do, and a button that does it.
 class EmptyPage : public QWidget {
     Q_OBJECT
 
 public:
     struct Content {
-        QString icon;
+        QString icon; ///< Name of the drawing.
         QString heading;
         QString explanation;
         QString button;

@@ -61,7 +61,7 @@ QToolButton* Header::button(QAction* action) {
     made->setDefaultAction(action);
     made->setAutoRaise(true);
     made->setFocusPolicy(Qt::TabFocus);
-    made->setIconSize(QSize(16, 16));
+    made->setIconSize(QSize(tessivar::side::icon, tessivar::side::icon));
     made->setObjectName("button-" + action->objectName());
     const auto follow = [made, action] {
         made->setEnabled(action->isVisible() && action->isEnabled());
@@ -145,7 +145,7 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
             [this](int tab) { Q_EMIT groupChosen(groups[static_cast<std::size_t>(tab)].first); });
 
     auto* const column = new QVBoxLayout(this);
-    column->setContentsMargins(spacing::medium, spacing::medium, spacing::medium, 0);
+    column->setContentsMargins(spacing::margin, spacing::medium, spacing::margin, spacing::small);
     column->setSpacing(spacing::medium);
     column->addLayout(tools);
     auto* const filters = new QHBoxLayout;

@@ -16,12 +16,13 @@ namespace {
 
 constexpr double visible = 3; ///< Contrast that shapes need.
 
-QColor fillColor(const QPalette& palette, StateKind state) {
-    const QColor ground = palette.color(QPalette::Base);
-    const QColor wanted = runs(state)             ? palette.color(QPalette::Highlight)
-                          : needsAttention(state) ? QColor(0xC0, 0x1C, 0x28)
-                                                  : QColor(0x80, 0x80, 0x80);
-    return tessivar::readable(wanted, {ground, visible});
+QColor fillColor(const ProgressLook& look, const QColor& track) {
+    if (needsAttention(look.state)) {
+        return tessivar::warning({track, visible});
+    }
+    const QColor wanted =
+        runs(look.state) ? look.palette.color(QPalette::Highlight) : tessivar::quietText(look.palette);
+    return tessivar::readable(wanted, {track, visible});
 }
 
 /// Slanted stripes over the whole place.
@@ -39,12 +40,10 @@ void paintStripes(QPainter& painter, const QRectF& place, const QColor& color, i
 
 } // namespace
 
-void paintProgress(QPainter& painter, const QRect& place, const QPalette& palette,
-                   Qt::LayoutDirection direction, const ProgressLook& look) {
+void paintProgress(QPainter& painter, const QRect& place, const ProgressLook& look) {
     const double radius = place.height() / 2.0;
-    QColor track = palette.color(QPalette::Text);
-    track.setAlphaF(0.12F);
-    const QColor fill = fillColor(palette, look.state);
+    const QColor track = tessivar::blend(look.ground, look.palette.color(QPalette::Text), 0.12);
+    const QColor fill = fillColor(look, track);
     painter.save();
     QPainterPath outline;
     outline.addRoundedRect(place, radius, radius);
@@ -57,7 +56,7 @@ void paintProgress(QPainter& painter, const QRect& place, const QPalette& palett
     } else if (*look.fraction > 0) {
         QRectF done(place);
         done.setWidth(std::max(place.width() * *look.fraction, 2 * radius));
-        if (direction == Qt::RightToLeft) {
+        if (look.direction == Qt::RightToLeft) {
             done.moveRight(QRectF(place).right());
         }
         QPainterPath part;
@@ -65,9 +64,7 @@ void paintProgress(QPainter& painter, const QRect& place, const QPalette& palett
         painter.fillPath(part, fill);
         if (needsAttention(look.state)) {
             painter.setClipPath(part);
-            QColor gaps = palette.color(QPalette::Base);
-            gaps.setAlphaF(0.55F);
-            paintStripes(painter, done, gaps, 0);
+            paintStripes(painter, done, tessivar::blend(fill, look.ground, 0.55), 0);
         }
     }
     painter.restore();

@@ -39,6 +39,7 @@ WindowMemory WindowMemory::load(const QString& file) {
     const QSettings settings(file, QSettings::IniFormat);
     memory.geometry = settings.value("geometry").toByteArray();
     memory.details = settings.value("details", memory.details).toBool();
+    memory.compact = settings.value("compact", memory.compact).toBool();
     memory.besideShare = share(settings, "besideShare", memory.besideShare);
     memory.belowShare = share(settings, "belowShare", memory.belowShare);
     memory.group = named(groupNames, settings.value("filter").toString(), memory.group);
@@ -54,6 +55,7 @@ void WindowMemory::save(const QString& file) const {
     QSettings settings(file, QSettings::IniFormat);
     settings.setValue("geometry", geometry);
     settings.setValue("details", details);
+    settings.setValue("compact", compact);
     settings.setValue("besideShare", besideShare);
     settings.setValue("belowShare", belowShare);
     settings.setValue("filter", groupNames[static_cast<std::size_t>(group)]);

@@ -15,6 +15,7 @@ namespace fluvane {
 struct WindowMemory {
     QByteArray geometry{};
     bool details = true;
+    bool compact = false;      ///< A line for each download.
     double besideShare = 0.36; ///< Of the window that the details take beside the list.
     double belowShare = 0.45;  ///< The same below it.
     StateGroup group = StateGroup::all;

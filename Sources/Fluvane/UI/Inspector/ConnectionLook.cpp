@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Inspector/ConnectionLook.h"
 
 #include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Spacing.h"
 
 #include <QPen>
 #include <QSize>
@@ -102,7 +103,7 @@ void badge(QPainter& painter, const QRectF& square, int number, const QPalette& 
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(ground);
-    painter.drawRoundedRect(square, 3, 3);
+    painter.drawRoundedRect(square, tessivar::radius::mark, tessivar::radius::mark);
     QFont font = painter.font();
     font.setPixelSize(static_cast<int>(square.height() * 0.72));
     font.setBold(true);

@@ -42,9 +42,7 @@ constexpr const char* mapCaption =
 
 QLabel* heading(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
-    QFont font = label->font();
-    font.setBold(true);
-    label->setFont(font);
+    label->setFont(tessivar::type::heading(label->font()));
     return label;
 }
 
@@ -87,10 +85,7 @@ DetailsView::DetailsView(WindowContext& context, SpeedHistory& history, QWidget*
 
 void DetailsView::build() {
     name_->setObjectName("details-name");
-    QFont large = name_->font();
-    large.setBold(true);
-    large.setPointSizeF(large.pointSizeF() * 1.15);
-    name_->setFont(large);
+    name_->setFont(tessivar::type::title(name_->font()));
     line_->setObjectName("details-line");
     line_->setTextFormat(Qt::PlainText);
     line_->setWordWrap(true);

@@ -25,9 +25,7 @@ DownloadDialog::DownloadDialog(WindowContext& context, DownloadID id, const Text
     setMinimumWidth(leastWidth);
     content_->setContentsMargins(margin, margin, margin, margin);
     content_->setSpacing(tessivar::spacing::medium);
-    QFont bold = name_->font();
-    bold.setBold(true);
-    name_->setFont(bold);
+    name_->setFont(tessivar::type::heading(name_->font()));
     name_->setObjectName("download-name");
     content_->addWidget(name_);
     setWords(*addWords("explanation"), texts.explanation);

@@ -50,9 +50,7 @@ QWidget* page(QWidget* parent, std::initializer_list<QLabel*> labels) {
 }
 
 void makeBold(QLabel& label) {
-    QFont font = label.font();
-    font.setBold(true);
-    label.setFont(font);
+    label.setFont(tessivar::type::title(label.font()));
 }
 
 } // namespace

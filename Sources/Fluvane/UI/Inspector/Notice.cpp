@@ -125,7 +125,7 @@ void Notice::changeEvent(QEvent* event) {
 }
 
 void Notice::tint() {
-    const QColor color = tessivar::readable(QColor(0xd5, 0x5e, 0x00), {palette().color(QPalette::Window), 3});
+    const QColor color = tessivar::warning({palette().color(QPalette::Window)});
     sign_->setPixmap(tessivar::icon("warning", color).pixmap(QSize(signSize, signSize), devicePixelRatioF()));
 }
 

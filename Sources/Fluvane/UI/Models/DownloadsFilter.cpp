@@ -3,11 +3,17 @@
 
 #include "Fluvane/UI/Models/DownloadsFilter.h"
 
+#include "TessivarPhrases/Phrases.h"
+#include "TessivarPhrases/QtPhrases.h"
+
 #include <algorithm>
 #include <array>
 #include <numeric>
 
 namespace fluvane {
+
+using tessivar::marked;
+using tessivar::qPhrase;
 
 namespace {
 
@@ -56,17 +62,25 @@ int compare(const Value& a, const Value& b) {
 }
 
 /// What a person looks for first: what runs, what needs a person, and what is over at the end.
+constexpr std::array<std::pair<StateGroup, const char*>, 5> byUrgency = {{
+    {StateGroup::running, marked("Running")},
+    {StateGroup::attention, marked("Needs Attention")},
+    {StateGroup::waiting, marked("Waiting")},
+    {StateGroup::paused, marked("Paused")},
+    {StateGroup::finished, marked("Finished")},
+}};
+
 int urgency(StateGroup group) {
-    constexpr std::array inOrder = {StateGroup::running, StateGroup::attention, StateGroup::waiting,
-                                    StateGroup::paused, StateGroup::finished};
-    return static_cast<int>(std::ranges::find(inOrder, group) - inOrder.begin());
+    const auto* const found = std::ranges::find(byUrgency, group, &std::pair<StateGroup, const char*>::first);
+    return static_cast<int>(found - byUrgency.begin());
+}
+
+StateGroup groupOf(const DownloadsModel::Snapshot& one) {
+    return one.needsAttention ? StateGroup::attention : one.group;
 }
 
 /// Those that wait by their place in line, and of the finished ones the newest first.
 int compareStates(const DownloadsModel::Snapshot& a, const DownloadsModel::Snapshot& b) {
-    const auto groupOf = [](const auto& one) {
-        return one.needsAttention ? StateGroup::attention : one.group;
-    };
     if (groupOf(a) != groupOf(b)) {
         return compare(urgency(groupOf(a)), urgency(groupOf(b)));
     }
@@ -195,6 +209,21 @@ void DownloadsFilter::arrange() {
         std::ranges::sort(rows_, [this](int a, int b) { return before(a, b); });
     }
     number();
+    findHeadings();
+}
+
+/// Only what is in the order of states is in groups, and of one group everybody knows the name.
+void DownloadsFilter::findHeadings() {
+    headings_.clear();
+    if (order_ != Order::state || group_ != StateGroup::all) {
+        return;
+    }
+    const auto groupAt = [this](int source) { return groupOf(model_.snapshot(source)); };
+    for (auto row = rows_.begin(); row != rows_.end();) {
+        const StateGroup group = groupAt(*row);
+        headings_.emplace_back(static_cast<int>(row - rows_.begin()), group);
+        row = std::partition_point(row, rows_.end(), [&](int source) { return groupAt(source) == group; });
+    }
 }
 
 void DownloadsFilter::number() {
@@ -257,6 +286,7 @@ void DownloadsFilter::take(int row) {
     beginRemoveRows({}, row, row);
     rows_.erase(rows_.begin() + row);
     number();
+    findHeadings();
     endRemoveRows();
 }
 
@@ -292,6 +322,11 @@ void DownloadsFilter::catchUp() {
         putInOrder();
         tell(touched);
     }
+    const auto before = std::exchange(headings_, {});
+    findHeadings();
+    if (headings_ != before) {
+        Q_EMIT headingsChanged();
+    }
 }
 
 void DownloadsFilter::tell(const std::vector<int>& touched) {
@@ -324,6 +359,18 @@ void DownloadsFilter::putInOrder() {
 }
 
 // As a model
+
+QVariant DownloadsFilter::data(const QModelIndex& index, int role) const {
+    if (role != HeadingRole) {
+        return QAbstractProxyModel::data(index, role);
+    }
+    const auto* const at = headings_.data();
+    const auto* const end = at + headings_.size();
+    const auto* const found =
+        std::find_if(at, end, [&](const auto& each) { return each.first == index.row(); });
+    return found == end ? QVariant()
+                        : qPhrase(byUrgency[static_cast<std::size_t>(urgency(found->second))].second);
+}
 
 DownloadID DownloadsFilter::idAt(int row) const {
     return model_.snapshot(rows_[static_cast<std::size_t>(row)]).id;

@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace fluvane {
@@ -19,6 +20,10 @@ class DownloadsFilter : public QAbstractProxyModel {
     Q_OBJECT
 
 public:
+    enum Role {
+        HeadingRole =
+            DownloadsModel::RoleCount, ///< The name of the group that begins with the row; or invalid.
+    };
     enum class Order { added, name, size, progress, speed, state, finished };
     static constexpr int orders = 7;
 
@@ -42,6 +47,10 @@ public:
     /// Invalid when it isn't shown.
     [[nodiscard]] QModelIndex indexOf(DownloadID id) const;
 
+    /// Other rows begin a group than did, and nothing else tells of it.
+    Q_SIGNAL void headingsChanged();
+
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QModelIndex mapToSource(const QModelIndex& index) const override;
     [[nodiscard]] QModelIndex mapFromSource(const QModelIndex& source) const override;
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
@@ -55,6 +64,7 @@ private:
     [[nodiscard]] bool before(int a, int b) const;
     [[nodiscard]] int shownAt(int source) const { return shown_[static_cast<std::size_t>(source)]; }
     void arrange();
+    void findHeadings();
     void number();
     void rebuild();
     void touch(int first, int last);
@@ -69,6 +79,8 @@ private:
     DownloadsModel& model_;
     std::vector<int> rows_;  ///< Rows of the model, as shown.
     std::vector<int> shown_; ///< Where each row of the model is shown; -1: it isn't.
+    std::vector<std::pair<int, StateGroup>>
+        headings_; ///< The rows that groups begin with, when they are told.
     StateGroup group_ = StateGroup::all;
     Order order_ = Order::added;
     bool descending_ = false;

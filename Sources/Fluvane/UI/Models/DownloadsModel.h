@@ -65,6 +65,7 @@ public:
         HasBarRole, ///< Whether there is progress to draw.
         ActionRole, ///< RowAction
         StepRole,   ///< A small number that moves as bytes arrive.
+        RoleCount,
     };
 
     /// What of a download is compared. Cheap to take, with 10,000 of them four times a second.

@@ -7,6 +7,7 @@
 #include "FluvaneCore/FileName.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RowGround.h"
 #include "Tessivar/Windows/Spacing.h"
 
 #include <QApplication>
@@ -33,15 +34,6 @@ void draw(QPainter& painter, const QString& text, const Line& line) {
     painter.setPen(line.color);
     painter.drawText(line.place, int(line.side | Qt::AlignVCenter) | Qt::TextSingleLine,
                      painter.fontMetrics().elidedText(text, line.elide, line.place.width()));
-}
-
-QColor textColor(const QStyleOptionViewItem& option) {
-    const bool selected = option.state & QStyle::State_Selected;
-    return option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
-}
-
-QColor quietColor(const QStyleOptionViewItem& option) {
-    return option.state & QStyle::State_Selected ? textColor(option) : tessivar::quietText(option.palette);
 }
 
 } // namespace
@@ -72,9 +64,12 @@ void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
     const QRect place = style->subElementRect(QStyle::SE_ItemViewItemText, &option, option.widget)
                             .adjusted(spacing::small, spacing::small, -spacing::medium, -spacing::small);
     option.text.clear();
-    style->drawControl(QStyle::CE_ItemViewItem, &option, painter, option.widget);
-
     painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    const QColor ground = tessivar::paintRowGround(*painter, option, option.rect);
+    option.state &= ~(QStyle::State_Selected | QStyle::State_MouseOver | QStyle::State_HasFocus);
+    style->drawControl(QStyle::CE_ItemViewItem, &option, painter, option.widget);
+    const QColor quiet = tessivar::readable(tessivar::quietText(option.palette), {ground});
     painter->setFont(option.font);
     const Qt::Alignment start = option.direction == Qt::RightToLeft ? Qt::AlignRight : Qt::AlignLeft;
     const Qt::Alignment end = start == Qt::AlignLeft ? Qt::AlignRight : Qt::AlignLeft;
@@ -86,13 +81,12 @@ void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
             std::min(option.fontMetrics.horizontalAdvance(mark) + spacing::hair, place.width() / 2);
         const QRect markPlace(end == Qt::AlignRight ? place.right() + 1 - width : place.left(), first.top(),
                               width, first.height());
-        draw(*painter, mark, {markPlace, quietColor(option), Qt::ElideRight, end});
+        draw(*painter, mark, {markPlace, quiet, Qt::ElideRight, end});
         first.adjust(end == Qt::AlignLeft ? width + spacing::medium : 0, 0,
                      end == Qt::AlignRight ? -width - spacing::medium : 0, 0);
     }
-    draw(*painter, name, {first, textColor(option), Qt::ElideMiddle, start});
-    draw(*painter, index.data(LinksModel::DetailRole).toString(),
-         {second, quietColor(option), Qt::ElideMiddle, start});
+    draw(*painter, name, {first, option.palette.color(QPalette::Text), Qt::ElideMiddle, start});
+    draw(*painter, index.data(LinksModel::DetailRole).toString(), {second, quiet, Qt::ElideMiddle, start});
     painter->restore();
 }
 

@@ -25,7 +25,6 @@ namespace spacing = tessivar::spacing;
 namespace {
 
 constexpr int iconSide = 48;
-constexpr double nameSize = 1.5; ///< Of the usual text's.
 
 QString fromBytes(const std::string& text) {
     return QString::fromStdString(text);
@@ -39,10 +38,7 @@ QPushButton* button(const char* name, const QString& text) {
 
 QLabel* nameLabel(const QString& name) {
     auto* const label = new QLabel(name);
-    QFont font = label->font();
-    font.setBold(true);
-    font.setPointSizeF(font.pointSizeF() * nameSize);
-    label->setFont(font);
+    label->setFont(tessivar::type::greeting(label->font()));
     label->setTextFormat(Qt::PlainText);
     return label;
 }

@@ -40,9 +40,7 @@ Form::Form(QWidget* parent) : QWidget(parent), grid_(new QGridLayout(this)) {
 void Form::addHeading(const QString& text) {
     auto* const heading = new QLabel(text, this);
     heading->setTextFormat(Qt::PlainText);
-    QFont font = heading->font();
-    font.setBold(true);
-    heading->setFont(font);
+    heading->setFont(tessivar::type::heading(heading->font()));
     if (row_ > 0) {
         grid_->setRowMinimumHeight(row_++, spacing::medium);
     }

@@ -6,9 +6,9 @@
 #include "Fluvane/UI/Models/RulesModel.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RowGround.h"
 #include "Tessivar/Windows/Spacing.h"
 
-#include <QApplication>
 #include <QPainter>
 
 namespace fluvane {
@@ -29,13 +29,9 @@ void drawLine(QPainter& painter, const QStyleOptionViewItem& option, const QRect
 
 void RuleDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                          const QModelIndex& index) const {
-    QStyleOptionViewItem row = option;
-    initStyleOption(&row, index);
-    row.text.clear();
-    const QStyle* const style = option.widget ? option.widget->style() : QApplication::style();
-    style->drawControl(QStyle::CE_ItemViewItem, &row, painter, option.widget);
-
-    const bool selected = option.state & QStyle::State_Selected;
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    const QColor ground = tessivar::paintRowGround(*painter, option, option.rect);
     const QRect content = option.rect.adjusted(spacing::medium, spacing::small, -spacing::medium, 0);
     const QRect mark(content.left(), content.center().y() - iconSide / 2, iconSide, iconSide);
     const int indent = iconSide + spacing::medium;
@@ -44,14 +40,10 @@ void RuleDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     const auto placed = [&](const QRect& rect) {
         return QStyle::visualRect(option.direction, option.rect, rect);
     };
-    tessivar::icon(index.data(RulesModel::IconRole).toString())
-        .paint(painter, placed(mark), Qt::AlignCenter, selected ? QIcon::Selected : QIcon::Normal);
-    painter->save();
-    painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
+    tessivar::icon(index.data(RulesModel::IconRole).toString()).paint(painter, placed(mark));
+    painter->setPen(option.palette.color(QPalette::Text));
     drawLine(*painter, option, placed(first), index.data().toString());
-    if (!selected) {
-        painter->setPen(tessivar::quietText(option.palette));
-    }
+    painter->setPen(tessivar::readable(tessivar::quietText(option.palette), {ground}));
     drawLine(*painter, option, placed(first.translated(0, first.height() + spacing::hair)),
              index.data(RulesModel::EffectRole).toString());
     painter->restore();

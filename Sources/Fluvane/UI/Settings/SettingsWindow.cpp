@@ -78,7 +78,6 @@ SettingsWindow::~SettingsWindow() {
 void SettingsWindow::build() {
     sidebar_->setObjectName("panes");
     sidebar_->setAccessibleName(qPhrase("Panes"));
-    sidebar_->setFixedWidth(sidebarWidth);
     sidebar_->setFrameShape(QFrame::NoFrame);
     sidebar_->setIconSize(QSize(iconSide, iconSide));
     sidebar_->setSpacing(spacing::hair);
@@ -89,7 +88,14 @@ void SettingsWindow::build() {
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    layout->addWidget(sidebar_);
+    auto* const side = new QWidget(this);
+    side->setFixedWidth(sidebarWidth);
+    side->setAutoFillBackground(true);
+    side->setBackgroundRole(QPalette::Base);
+    auto* const beside = new QVBoxLayout(side);
+    beside->setContentsMargins(spacing::small, spacing::small, spacing::small, spacing::small);
+    beside->addWidget(sidebar_);
+    layout->addWidget(side);
     layout->addLayout(right, 1);
     connect(sidebar_, &QListWidget::currentRowChanged, panes_, &QStackedWidget::setCurrentIndex);
 }

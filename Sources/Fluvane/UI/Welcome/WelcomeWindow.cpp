@@ -53,12 +53,9 @@ constexpr std::array ways = {
                "fluvane://, and nothing is downloaded before you say so.")},
 };
 
-QLabel* heading(const QString& text, double size) {
+QLabel* heading(const QString& text, QFont (*size)(const QFont&)) {
     auto* const label = new QLabel(text);
-    QFont font = label->font();
-    font.setPointSizeF(font.pointSizeF() * size);
-    font.setBold(true);
-    label->setFont(font);
+    label->setFont(size(label->font()));
     return label;
 }
 
@@ -115,7 +112,7 @@ QWidget* WelcomeWindow::makeIntroduction() {
     grid->setHorizontalSpacing(spacing::large);
     grid->setVerticalSpacing(spacing::medium);
     grid->addWidget(picture, 0, 0, 2, 1, Qt::AlignVCenter);
-    grid->addWidget(heading(qPhrase("Welcome to Fluvane"), 1.6), 0, 1, Qt::AlignBottom);
+    grid->addWidget(heading(qPhrase("Welcome to Fluvane"), tessivar::type::greeting), 0, 1, Qt::AlignBottom);
     grid->addWidget(text, 1, 1, Qt::AlignTop);
     grid->setColumnStretch(1, 1);
     return box;
@@ -143,7 +140,7 @@ QWidget* WelcomeWindow::makeChoices() {
     grid->setContentsMargins({});
     grid->setHorizontalSpacing(spacing::medium);
     grid->setVerticalSpacing(spacing::medium);
-    grid->addWidget(heading(qPhrase("To begin with"), 1.15), 0, 0, 1, 3);
+    grid->addWidget(heading(qPhrase("To begin with"), tessivar::type::title), 0, 0, 1, 3);
     auto* const label = new QLabel(qPhrase("&Files go to:"));
     label->setBuddy(folder_);
     grid->addWidget(label, 1, 0);
@@ -161,7 +158,7 @@ QWidget* WelcomeWindow::makeWays() {
     grid->setContentsMargins({});
     grid->setHorizontalSpacing(spacing::medium);
     grid->setVerticalSpacing(spacing::medium);
-    grid->addWidget(heading(qPhrase("How links get here"), 1.15), 0, 0, 1, 2);
+    grid->addWidget(heading(qPhrase("How links get here"), tessivar::type::title), 0, 0, 1, 2);
     int row = 1;
     for (const Way& way : ways) {
         icons_.push_back(new QLabel);

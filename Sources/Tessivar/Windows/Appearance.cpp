@@ -1,18 +1,22 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include "Tessivar/Windows/ColorScheme.h"
+#include "Tessivar/Windows/Appearance.h"
 
-#include "Tessivar/Windows/OutlinedStyle.h"
+#include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/Style.h"
 
 #include <QApplication>
 #include <QColor>
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
 #include <QStyle>
 
+#include <algorithm>
+#include <array>
 #include <initializer_list>
 #include <utility>
 
@@ -26,8 +30,17 @@ constexpr auto service = "org.freedesktop.portal.Desktop";
 constexpr auto object = "/org/freedesktop/portal/desktop";
 constexpr auto interface = "org.freedesktop.portal.Settings";
 constexpr auto appearance = "org.freedesktop.appearance";
-constexpr auto colorScheme = "color-scheme";
+constexpr auto gnome = "org.gnome.desktop.interface";
 constexpr unsigned preferDark = 1;
+constexpr unsigned noPreference = 0;
+
+/// What is asked for: its namespace and its name.
+constexpr std::array<std::pair<const char*, const char*>, 4> settings = {{
+    {appearance, "color-scheme"},
+    {appearance, "accent-color"},
+    {appearance, "reduced-motion"},
+    {gnome, "enable-animations"},
+}};
 
 QPalette paletteOf(std::initializer_list<std::pair<Role, QRgb>> colors, QRgb dimmed) {
     QPalette palette;
@@ -44,7 +57,7 @@ QPalette paletteOf(std::initializer_list<std::pair<Role, QRgb>> colors, QRgb dim
 /// Whether the application's colours are the plain style's own: no platform theme has changed them.
 bool nobodyElseCares() {
     const QStyle* const style = QApplication::style();
-    const bool isPlain = qobject_cast<const OutlinedStyle*>(style) ||
+    const bool isPlain = qobject_cast<const Style*>(style) ||
                          (style && style->name().compare("fusion", Qt::CaseInsensitive) == 0);
     if (!isPlain) {
         return false;
@@ -64,48 +77,94 @@ QVariant unwrapped(QVariant value) {
     return value;
 }
 
+/// Absent where the desktop has none: channels from 0 to 1, or something else.
+std::optional<QColor> accentOf(const QVariant& value) {
+    if (!value.canConvert<QDBusArgument>()) {
+        return std::nullopt;
+    }
+    const auto argument = value.value<QDBusArgument>();
+    if (argument.currentSignature() != "(ddd)") {
+        return std::nullopt;
+    }
+    std::array<double, 3> channels{};
+    argument.beginStructure();
+    for (double& channel : channels) {
+        argument >> channel;
+    }
+    argument.endStructure();
+    const bool isColor = std::ranges::all_of(channels, [](double one) { return one >= 0 && one <= 1; });
+    const auto at = [&channels](std::size_t i) { return static_cast<float>(channels[i]); };
+    return isColor ? std::optional(QColor::fromRgbF(at(0), at(1), at(2))) : std::nullopt;
+}
+
 } // namespace
 
-ColorScheme::ColorScheme() : isOurs_(nobodyElseCares()) {
+Appearance::Appearance() : isOurs_(nobodyElseCares()) {
     if (isOurs_) {
         QApplication::setPalette(light());
     }
 }
 
-void ColorScheme::follow(const QDBusConnection& connection) {
-    if (!isOurs_) {
-        return;
-    }
-    // From anybody: to name the service would wait for the bus to tell its owner, and it's only a colour.
+void Appearance::follow(const QDBusConnection& connection) {
+    // From anybody: to name the service would wait for the bus to tell its owner, and it's only a look.
     QDBusConnection(connection)
         .connect({}, object, interface, "SettingChanged", this, SLOT(settingChanged(QDBusMessage)));
-    auto question = QDBusMessage::createMethodCall(service, object, interface, "Read");
-    question.setArguments({QString(appearance), QString(colorScheme)});
-    auto* const answer = new QDBusPendingCallWatcher(connection.asyncCall(question), this);
-    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer] {
-        answer->deleteLater();
-        if (!answer->isError()) {
-            apply(answer->reply().arguments().value(0));
-        }
-    });
+    for (const auto& [space, name] : settings) {
+        auto question = QDBusMessage::createMethodCall(service, object, interface, "Read");
+        question.setArguments({QString(space), QString(name)});
+        auto* const answer = new QDBusPendingCallWatcher(connection.asyncCall(question), this);
+        connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer, setting = QString(name)] {
+            answer->deleteLater();
+            if (!answer->isError()) {
+                apply(setting, answer->reply().arguments().value(0));
+            }
+        });
+    }
 }
 
-void ColorScheme::settingChanged(const QDBusMessage& signal) {
+void Appearance::settingChanged(const QDBusMessage& signal) {
     const auto told = signal.arguments();
-    if (told.value(0).toString() == appearance && told.value(1).toString() == colorScheme) {
-        apply(told.value(2));
+    const auto isIt = [&told](const auto& setting) {
+        return told.value(0).toString() == setting.first && told.value(1).toString() == setting.second;
+    };
+    if (std::ranges::any_of(settings, isIt)) {
+        apply(told.value(1).toString(), told.value(2));
     }
 }
 
-void ColorScheme::apply(const QVariant& value) {
+void Appearance::apply(const QString& setting, const QVariant& given) {
+    const QVariant value = unwrapped(given);
     bool isNumber = false;
-    const auto scheme = unwrapped(value).toUInt(&isNumber);
-    if (isNumber) {
-        QApplication::setPalette(scheme == preferDark ? dark() : light());
+    if (setting == "accent-color") {
+        accent_ = accentOf(value);
+    } else if (const auto number = value.toUInt(&isNumber); !isNumber && value.typeId() != QMetaType::Bool) {
+        return;
+    } else if (setting == "color-scheme") {
+        isDark_ = number == preferDark;
+    } else {
+        const bool reduced = setting == "reduced-motion" ? number != noPreference : !value.toBool();
+        if (auto* const style = qobject_cast<Style*>(QApplication::style())) {
+            style->setMotionReduced(reduced);
+        }
+        return;
+    }
+    if (isOurs_) {
+        QApplication::setPalette(accented(isDark_ ? dark() : light()));
     }
 }
 
-QPalette ColorScheme::light() {
+/// White or black on it, whichever can be read.
+QPalette Appearance::accented(QPalette palette) const {
+    if (accent_) {
+        for (const auto group : {QPalette::Active, QPalette::Inactive}) {
+            palette.setColor(group, Role::Highlight, *accent_);
+            palette.setColor(group, Role::HighlightedText, readable(Qt::white, {*accent_}));
+        }
+    }
+    return palette;
+}
+
+QPalette Appearance::light() {
     return paletteOf({{Role::Window, 0xf4f5f6},      {Role::WindowText, 0x1f2326},
                       {Role::Base, 0xffffff},        {Role::AlternateBase, 0xf7f8f9},
                       {Role::Text, 0x1f2326},        {Role::PlaceholderText, 0x656c73},
@@ -119,7 +178,7 @@ QPalette ColorScheme::light() {
                      0x9aa0a6);
 }
 
-QPalette ColorScheme::dark() {
+QPalette Appearance::dark() {
     return paletteOf({{Role::Window, 0x2a2d30},      {Role::WindowText, 0xeceef0},
                       {Role::Base, 0x1e2022},        {Role::AlternateBase, 0x25282b},
                       {Role::Text, 0xeceef0},        {Role::PlaceholderText, 0x9fa6ad},

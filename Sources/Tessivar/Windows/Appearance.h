@@ -3,22 +3,25 @@
 
 #pragma once
 
+#include <QColor>
 #include <QObject>
 #include <QPalette>
+
+#include <optional>
 
 class QDBusConnection;
 class QDBusMessage;
 
 namespace tessivar {
 
-/// Makes windows light or dark as the desktop's settings portal asks, where nothing else looks after their
-/// colours; a desktop that brings a platform theme or a style of its own is left alone. Light without a
-/// portal. Main thread, with a QApplication.
-class ColorScheme : public QObject {
+/// Makes windows light or dark, gives them the accent and keeps them still as the desktop's settings portal
+/// asks, where nothing else looks after their colours; a desktop that brings a platform theme or a style of
+/// its own is left alone. Light without a portal. Main thread, with a QApplication.
+class Appearance : public QObject {
     Q_OBJECT
 
 public:
-    ColorScheme();
+    Appearance();
 
     /// Asks, without waiting for the answer, and follows changes. For each connection that is made.
     void follow(const QDBusConnection& connection);
@@ -29,9 +32,12 @@ public:
 
 private:
     Q_SLOT void settingChanged(const QDBusMessage& signal);
-    void apply(const QVariant& value);
+    void apply(const QString& setting, const QVariant& given);
+    [[nodiscard]] QPalette accented(QPalette palette) const;
 
     bool isOurs_; ///< Nothing else gives windows their colours.
+    bool isDark_ = false;
+    std::optional<QColor> accent_; ///< The desktop's own.
 };
 
 } // namespace tessivar
