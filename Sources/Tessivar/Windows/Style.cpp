@@ -6,7 +6,9 @@
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/Phrases.h"
 
+#include <QAbstractScrollArea>
 #include <QComboBox>
 #include <QListView>
 #include <QPainter>
@@ -87,6 +89,27 @@ void drawField(QPainter& painter, const QStyleOption& option) {
     if (focused) {
         drawFocus(painter, option, option.rect, radius::control);
     }
+}
+
+/// Round a text or a list, whose square content ends before the corners begin.
+void drawFrame(QPainter& painter, const QStyleOption& option) {
+    const bool focused = has(option, State::State_HasFocus) && has(option, State::State_Enabled);
+    const QColor window = option.palette.color(QPalette::Window);
+    painter.setPen(focused ? QPen(readable(accent(option.palette), {window, shapeContrast}), 2)
+                           : QPen(outline(option.palette)));
+    painter.setBrush(option.palette.color(QPalette::Base));
+    const double inset = focused ? 1 : 0.5;
+    painter.drawRoundedRect(QRectF(option.rect).adjusted(inset, inset, -inset, -inset), radius::mark,
+                            radius::mark);
+}
+
+/// A picture of one colour in another one.
+QIcon recolored(const QIcon& icon, const QSize& size, double scale, const QColor& color) {
+    QPixmap picture = icon.pixmap(size, scale);
+    QPainter painter(&picture);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(picture.rect(), color);
+    return picture;
 }
 
 QPainterPath checkMark(const QRectF& box) {
@@ -227,6 +250,8 @@ void Style::drawPrimitive(PrimitiveElement element, const QStyleOption* option, 
         return drawFocus(*painter, *option,
                          qobject_cast<const QToolButton*>(widget) ? widget->rect() : option->rect,
                          radius::control);
+    case PE_Frame:
+        return drawFrame(*painter, *option);
     case PE_FrameTabBarBase:
         return;
     case PE_PanelItemViewRow:
@@ -256,7 +281,12 @@ void Style::drawControl(ControlElement element, const QStyleOption* option, QPai
         button && element == CE_PushButtonLabel && (button->features & QStyleOptionButton::DefaultButton) &&
         has(*button, State_Enabled)) {
         QStyleOptionButton primary = *button;
-        primary.palette.setColor(QPalette::ButtonText, primary.palette.color(QPalette::HighlightedText));
+        const QColor on = primary.palette.color(QPalette::HighlightedText);
+        primary.palette.setColor(QPalette::ButtonText, on);
+        if (!primary.icon.isNull()) {
+            primary.icon =
+                recolored(primary.icon, primary.iconSize, painter->device()->devicePixelRatioF(), on);
+        }
         return QProxyStyle::drawControl(element, &primary, painter, widget);
     }
     if (const auto* const item = qstyleoption_cast<const QStyleOptionViewItem*>(option);
@@ -290,6 +320,10 @@ void Style::drawControl(ControlElement element, const QStyleOption* option, QPai
         QStyleOptionToolButton plain = *button;
         plain.rect.adjust(spacing::small, 0, -spacing::small, 0);
         return QProxyStyle::drawControl(element, &plain, painter, widget);
+    }
+    if (element == CE_HeaderSection || element == CE_HeaderEmptyArea) {
+        const QRect line(option->rect.left(), option->rect.bottom(), option->rect.width(), 1);
+        return painter->fillRect(line, outline(option->palette));
     }
     if (element == CE_Splitter) {
         return painter->fillRect(option->rect, faint(option->palette, 0.12));
@@ -415,6 +449,10 @@ int Style::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWi
         return shortestHandle;
     case PM_ScrollView_ScrollBarOverlap:
         return overlaysBars(widget) ? scrollBarWidth : 0;
+    case PM_DefaultFrameWidth:
+        return qobject_cast<const QAbstractScrollArea*>(widget)
+                   ? spacing::hair
+                   : QProxyStyle::pixelMetric(metric, option, widget);
     case PM_FocusFrameHMargin: // also before what an item shows
         return spacing::small + spacing::hair;
     case PM_IndicatorWidth:
@@ -455,6 +493,8 @@ int Style::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* 
     switch (hint) {
     case SH_DialogButtonBox_ButtonsHaveIcons:
         return 0;
+    case SH_UnderlineShortcut: // a line under a letter tears an Arabic word apart: wider than it was measured
+        return isRightToLeft() ? 0 : QProxyStyle::styleHint(hint, option, widget, data);
     case SH_Widget_Animation_Duration:
         return isMotionReduced_ ? 0 : motionMilliseconds;
     case SH_ScrollBar_Transient: // what makes room for none
