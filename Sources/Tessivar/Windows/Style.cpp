@@ -253,7 +253,6 @@ void Style::drawPrimitive(PrimitiveElement element, const QStyleOption* option, 
     case PE_Frame:
         return drawFrame(*painter, *option);
     case PE_FrameTabBarBase:
-        return;
     case PE_PanelItemViewRow:
         return;
     case PE_PanelItemViewItem:
@@ -492,6 +491,7 @@ int Style::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* 
                      QStyleHintReturn* data) const {
     switch (hint) {
     case SH_DialogButtonBox_ButtonsHaveIcons:
+    case SH_ScrollBar_LeftClickAbsolutePosition:
         return 0;
     case SH_UnderlineShortcut: // a line under a letter tears an Arabic word apart: wider than it was measured
         return isRightToLeft() ? 0 : QProxyStyle::styleHint(hint, option, widget, data);
@@ -499,10 +499,6 @@ int Style::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* 
         return isMotionReduced_ ? 0 : motionMilliseconds;
     case SH_ScrollBar_Transient: // what makes room for none
         return overlaysBars(widget);
-    case SH_ScrollBar_LeftClickAbsolutePosition:
-        return 0;
-    case SH_ItemView_ActivateItemOnSingleClick:
-        return 0;
     default:
         return QProxyStyle::styleHint(hint, option, widget, data);
     }

@@ -218,9 +218,9 @@ bool DownloadDelegate::editorEvent(QEvent* event, QAbstractItemModel* model,
 
 bool DownloadDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
                                  const QStyleOptionViewItem& option, const QModelIndex& index) {
-    if (event->type() == QEvent::ToolTip && offered(index).icon &&
-        button(option, index).contains(event->pos())) {
-        QToolTip::showText(event->globalPos(), qPhrase(offered(index).name), view);
+    const char* const name = offered(index).name;
+    if (event->type() == QEvent::ToolTip && name && button(option, index).contains(event->pos())) {
+        QToolTip::showText(event->globalPos(), qPhrase(name), view);
         return true;
     }
     return QStyledItemDelegate::helpEvent(event, view, option, index);

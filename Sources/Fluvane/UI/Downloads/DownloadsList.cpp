@@ -73,7 +73,7 @@ QModelIndex DownloadsList::indexAt(const QPoint& point) const {
 /// Without a new layout of all rows, which Qt would make: rows change their heights with their headings only.
 void DownloadsList::dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
                                 const QList<int>& roles) {
-    QAbstractItemView::dataChanged(topLeft, bottomRight, roles);
+    QAbstractItemView::dataChanged(topLeft, bottomRight, roles); // NOLINT(bugprone-parent-virtual-call)
     if (isVisible() && tessivar::motionTime(*this) > 0) {
         for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
             glide(filter_.index(row, 0));

@@ -30,7 +30,9 @@ void paintStripes(QPainter& painter, const QRectF& place, const QColor& color, i
     constexpr int period = 16;
     const double slant = place.height();
     QPainterPath stripes;
-    for (double x = place.left() - period + offset % period; x < place.right() + slant; x += period) {
+    const int count = static_cast<int>((place.width() + slant) / period) + 2;
+    for (int stripe = 0; stripe < count; ++stripe) {
+        const double x = place.left() + (stripe - 1) * period + offset % period;
         stripes.addPolygon(QPolygonF({QPointF(x, place.bottom()), QPointF(x + slant, place.top()),
                                       QPointF(x + slant + period / 2.0, place.top()),
                                       QPointF(x + period / 2.0, place.bottom())}));
