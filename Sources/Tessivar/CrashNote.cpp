@@ -7,6 +7,7 @@
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/AtomicFile.h"
 #include "TessivarCore/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -25,47 +26,51 @@ namespace tessivar {
 
 namespace {
 
-constexpr auto nothingNoted = "No crash or hang has been noted.";
+constexpr auto nothingNoted = markedIn("kept", "No crash or hang has been noted.");
 
 std::string dated(std::int64_t seconds, const char* format, tm* (*broken)(const time_t*, tm*)) {
     const auto time = static_cast<time_t>(seconds);
     tm parts{};
-    return broken(&time, &parts) ? fmt::format(fmt::runtime(format), parts) : "at an unknown time";
+    return broken(&time, &parts) ? fmt::format(fmt::runtime(format), parts)
+                                 : kept("kept", "at an unknown time");
 }
 
 /// For a person, on the clock on the wall.
 std::string onThatDay(std::int64_t seconds) {
-    return dated(seconds, "on {:%Y-%m-%d at %H:%M}", localtime_r);
+    const auto day = dated(seconds, "{:%Y-%m-%d}", localtime_r);
+    return kept("kept", "on %1 at %2", day, dated(seconds, "{:%H:%M}", localtime_r));
 }
 
 std::string inUniversalTime(std::int64_t seconds) {
     return dated(seconds, "{:%Y-%m-%d %H:%M:%S} UTC", gmtime_r);
 }
 
+// Whole sentences in English, each in a line of its own, which a window translates as it shows them.
+
 std::string whatHappened(const Report& report) {
     const auto& name = AppIdentity::current.displayName;
     const auto when = onThatDay(report.time());
     if (!report.isHang) {
-        return fmt::format("{} ended unexpectedly {}", name, when);
+        return kept("kept", "%1 ended unexpectedly %2.", name, when);
     }
     if (const auto lasted = report.number("Lasted")) {
-        return fmt::format("{} didn't answer for {:.1f} seconds {}", name,
-                           static_cast<double>(*lasted) / 1000.0, when);
+        const auto seconds = fmt::format("{:.1f}", static_cast<double>(*lasted) / 1000.0);
+        return kept("kept", "%1 didn't answer for %2 seconds %3.", name, seconds, when);
     }
-    if (report.run.isAlive()) {
-        return fmt::format("{} stopped answering {}", name, when);
-    }
-    return fmt::format("{} stopped answering {} and was ended", name, when);
+    return report.run.isAlive() ? kept("kept", "%1 stopped answering %2.", name, when)
+                                : kept("kept", "%1 stopped answering %2 and was ended.", name, when);
 }
 
 std::string introduction(const Report& report, const CrashNote::Wording& wording) {
-    const char* kind = report.isHang ? "stopped" : "ended";
-    std::string text = whatHappened(report);
-    text += wording.survived.empty() ? "." : fmt::format("; {}.", wording.survived);
-    text += fmt::format("\nThe report below tells where in the program it {}", kind);
-    text += wording.section.empty() ? "." : fmt::format(", and {}.", wording.section);
-    text += wording.neverHeld.empty() ? "" : fmt::format(" There are {} in it.", wording.neverHeld);
-    return text + "\n\n";
+    std::string text = whatHappened(report) + "\n";
+    for (const auto& sentence :
+         {wording.survived,
+          report.isHang ? kept("kept", "The report below tells where in the program it stopped.")
+                        : kept("kept", "The report below tells where in the program it ended."),
+          wording.section, wording.neverHeld}) {
+        text += sentence.empty() ? sentence : sentence + "\n";
+    }
+    return text + "\n";
 }
 
 /// The type's name as a person writes it.

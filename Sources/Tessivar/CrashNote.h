@@ -17,9 +17,9 @@ class CrashNote {
 public:
     /// Phrases of the application for the middle of a sentence.
     struct Wording {
-        std::string survived;  ///< "your documents are as you saved them"
-        std::string neverHeld; ///< What no report holds: "no texts"
-        std::string section;   ///< What the application's section holds; empty when there is none.
+        std::string survived;  ///< "Your documents are as you saved them."
+        std::string neverHeld; ///< What no report holds: "There are no texts in it."
+        std::string section; ///< What the application's section holds, a sentence; empty when there is none.
     };
 
     /// `section` gives the application's own lines for a report, at the start that follows a crash; it

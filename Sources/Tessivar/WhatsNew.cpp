@@ -7,6 +7,7 @@
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/AtomicFile.h"
 #include "TessivarCore/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -88,7 +89,7 @@ std::string WhatsNew::latest() const {
         return version && running && *version <= *running;
     };
     const auto newest = std::ranges::find_if(options_.releases, known);
-    return newest == options_.releases.end() ? "There is nothing to tell about this version."
+    return newest == options_.releases.end() ? marked("There is nothing to tell about this version.")
                                              : textOf(*newest);
 }
 

@@ -5,6 +5,7 @@
 
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -42,12 +43,12 @@ Json settingsIn(const std::string& text) {
     const auto envelope = parsed(text);
     const auto found = envelope.is_object() ? envelope.find(settingsKey) : envelope.end();
     if (found == envelope.end() || !found->is_object()) {
-        throw std::runtime_error("It holds no settings.");
+        throw std::runtime_error(kept("kept", "It holds no settings."));
     }
     const auto& ours = AppIdentity::current.displayName;
     const auto application = envelope.value(applicationKey, Json());
     if (application.is_string() && !ours.empty() && application != ours) {
-        throw std::runtime_error("It holds the settings of another application.");
+        throw std::runtime_error(kept("kept", "It holds the settings of another application."));
     }
     return *found;
 }
@@ -58,9 +59,9 @@ void eraseKnown(Json& settings, const Json& known) {
     }
 }
 
-std::runtime_error failure(const char* what, const std::filesystem::path& path,
+std::runtime_error failure(const char* pattern, const std::filesystem::path& path,
                            const std::string& description) {
-    return std::runtime_error(fmt::format("Couldn't {} {}: {}", what, path.string(), description));
+    return std::runtime_error(kept("kept", pattern, path.string(), description));
 }
 
 } // namespace
@@ -170,7 +171,7 @@ void SettingsFile::exportTo(const std::filesystem::path& path, const Json& setti
     try {
         AtomicFile(path).write(exportText(settings), 0644);
     } catch (const SystemError& error) {
-        throw failure("write", path, error.what());
+        throw failure(markedIn("kept", "Couldn't write %1: %2"), path, error.what());
     }
 }
 
@@ -186,7 +187,7 @@ void SettingsFile::importFrom(const std::filesystem::path& path, const Json& eve
         decode(unknown);
         eraseKnown(unknown, everySetting);
     } catch (const std::exception& error) {
-        throw failure("read", path, error.what());
+        throw failure(markedIn("kept", "Couldn't read %1: %2"), path, error.what());
     }
     std::swap(*unknown_, unknown);
     try {

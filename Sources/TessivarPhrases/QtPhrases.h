@@ -24,4 +24,9 @@ template <std::integral Count, class... Values>
     return QString::fromStdString(phrases(one, many, count, values...));
 }
 
+/// What an exception or a completion says, where that is a text that is kept in English.
+[[nodiscard]] inline QString qKeptShown(std::string_view english) {
+    return QString::fromStdString(keptShown("kept", english));
+}
+
 } // namespace tessivar

@@ -30,9 +30,9 @@ namespace {
 // Eight bytes of it are an address, an environment holds it, arguments and exceptions do.
 const std::string secret = "https://secret.example/hidden name.iso";
 
-const CrashNote::Wording wording = {"your downloads carry on from the last bytes saved",
-                                    "no links and no file names",
-                                    "your downloads (by number, with their sizes and states)"};
+const CrashNote::Wording wording = {"Your downloads carry on from the last bytes saved.",
+                                    "There are no links and no file names in it.",
+                                    "It tells of your downloads, too."};
 
 /// Runs Crasher in a process of its own: the signal that it ended by, 0 when it ended by itself, and its
 /// output.
@@ -184,14 +184,14 @@ TEST(CrashNote, TellsAPersonAndShowsEachReportOnce) {
     EXPECT_THAT(notesShown(note), ElementsAre());
     endOf(folder.path(), "throw");
     const auto complete = AllOf(
-        ContainsRegex(" ended unexpectedly on .*; your downloads carry on from the last bytes saved.\n"),
+        ContainsRegex(" ended unexpectedly on .*\\.\nYour downloads carry on from the last bytes saved.\n"),
         HasSubstr("There are no links and no file names in it.\n"), HasSubstr("\nStack:\n  0  libc.so"),
         ContainsRegex("\nBuild ids:\n     Crasher [0-9a-f]{8,}\n"), EndsWith("\n1 4000 bytes paused\n"));
     EXPECT_THAT(notesShown(note), ElementsAre(complete));
     EXPECT_THAT(notesShown(note), ElementsAre());
     EXPECT_THAT(CrashNote(folder.path(), wording).latest(), complete) << "kept with the report";
     EXPECT_EQ(endOf(folder.path(), "hang"), SIGKILL);
-    EXPECT_THAT(notesShown(note), ElementsAre(HasSubstr(" and was ended; your downloads")));
+    EXPECT_THAT(notesShown(note), ElementsAre(HasSubstr(" and was ended.\nYour downloads")));
 }
 
 TEST(CrashNote, AStartThatCrashesInCompletingAReportIsTheOnlyOne) {

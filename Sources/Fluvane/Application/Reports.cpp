@@ -9,6 +9,7 @@
 #include "Fluvane/Linux/Services/Calls.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarCore/Log.h"
+#include "TessivarPhrases/Phrases.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -27,9 +28,10 @@ tessivar::MainContext contextOf(LinuxScheduler& scheduler) {
 }
 
 const tessivar::CrashNote::Wording crashWording = {
-    .survived = "your downloads carry on from the last bytes saved",
-    .neverHeld = "no links and no file names",
-    .section = "your downloads (by number, with their sizes and states)",
+    .survived = tessivar::markedIn("kept", "Your downloads carry on from the last bytes saved."),
+    .neverHeld = tessivar::markedIn("kept", "There are no links and no file names in it."),
+    .section = tessivar::markedIn("kept",
+                                  "It tells of your downloads, too, by number, with their sizes and states."),
 };
 
 /// Asks the bus whether somebody has the name; without a bus nobody has.

@@ -92,7 +92,11 @@ void CrashNoteWindow::build() {
 
 void CrashNoteWindow::setNote(const QString& note) {
     const auto end = note.indexOf("\n\n");
-    happened_->setText(QString(note.left(end)).replace('\n', ' ').trimmed());
+    QStringList sentences;
+    for (const auto& sentence : note.left(end).split('\n', Qt::SkipEmptyParts)) {
+        sentences << qKeptShown(sentence.toStdString());
+    }
+    happened_->setText(sentences.join(' '));
     const QString report = end < 0 ? QString() : note.mid(end + 2);
     heading_->setText(report.isEmpty() ? qPhrase("Nothing Went Wrong") : qPhrase("Something Went Wrong"));
     report_->setPlainText(report);

@@ -32,8 +32,8 @@ QString html(const QString& text) {
     for (const auto& line : text.split('\n', Qt::SkipEmptyParts)) {
         const bool isItem = line.startsWith("- ");
         setList(isItem);
-        html +=
-            isItem ? "<li>" + line.mid(2).toHtmlEscaped() + "</li>" : "<h3>" + line.toHtmlEscaped() + "</h3>";
+        html += isItem ? "<li>" + qPhrase(line.mid(2).toStdString()).toHtmlEscaped() + "</li>"
+                       : "<h3>" + qPhrase(line.toStdString()).toHtmlEscaped() + "</h3>";
     }
     setList(false);
     return html;

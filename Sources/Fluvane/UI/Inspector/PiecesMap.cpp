@@ -88,6 +88,12 @@ QRectF PiecesMap::area(int firstColumn, int endColumn) const {
             bar().height()};
 }
 
+/// The file begins where reading begins, as its bar in the list does.
+QRectF PiecesMap::onScreen(const QRectF& place) const {
+    return isRightToLeft() ? QRectF(width() - place.right(), place.top(), place.width(), place.height())
+                           : place;
+}
+
 // What is shown
 
 void PiecesMap::follow(const Download& download, const std::vector<RunningConnection>& connections) {
@@ -120,7 +126,7 @@ void PiecesMap::repaintChanges(const PiecesPicture& before) {
         const auto same =
             std::mismatch(before.columns.rbegin(), before.columns.rend(), now.rbegin(), looksLike);
         const auto end = now.rend() - same.second;
-        update(area(static_cast<int>(first), static_cast<int>(end)).toAlignedRect());
+        update(onScreen(area(static_cast<int>(first), static_cast<int>(end))).toAlignedRect());
     }
     if (before.heads != picture_.heads) {
         update(0, barHeight, width(), height() - barHeight);
@@ -162,7 +168,8 @@ std::optional<std::size_t> PiecesMap::pieceAt(QPointF position) const {
     if (!inside) {
         return std::nullopt;
     }
-    const double column = (position.x() - bar().left()) / bar().width() * count;
+    const double along = isRightToLeft() ? bar().right() - position.x() : position.x() - bar().left();
+    const double column = along / bar().width() * count;
     return picture_.columns[static_cast<std::size_t>(std::clamp(column, 0.0, count - 1))].piece;
 }
 
@@ -202,9 +209,11 @@ void PiecesMap::keyPressEvent(QKeyEvent* event) {
         return Graphic::keyPressEvent(event);
     }
     const std::size_t last = pieces_.size() - 1;
+    if (event->key() == (isRightToLeft() ? Qt::Key_Right : Qt::Key_Left)) {
+        return choose(chosen_.value_or(1) > 0 ? chosen_.value_or(1) - 1 : 0);
+    }
     switch (event->key()) {
     case Qt::Key_Left:
-        return choose(chosen_.value_or(1) > 0 ? chosen_.value_or(1) - 1 : 0);
     case Qt::Key_Right:
         return choose(chosen_ ? std::min(*chosen_ + 1, last) : 0);
     case Qt::Key_Home:
@@ -223,10 +232,14 @@ void PiecesMap::paintEvent(QPaintEvent* /*event*/) {
         draw();
     }
     QPainter painter(this);
+    if (isRightToLeft()) {
+        painter.setTransform(QTransform::fromScale(-1, 1) * QTransform::fromTranslate(width(), 0));
+    }
     paintColumns(painter);
     paintBorders(painter);
-    paintHeads(painter);
     paintChosen(painter);
+    painter.resetTransform(); // numbers aren't mirrored
+    paintHeads(painter);
 }
 
 void PiecesMap::paintColumns(QPainter& painter) const {
@@ -284,9 +297,10 @@ void PiecesMap::paintHeads(QPainter& painter) const {
     for (std::size_t i = 0; i < lefts.size(); ++i) {
         const auto& head = picture_.heads[i];
         const double at = area(0, 1).left() + head.at * area(0, 1).width();
-        const QRectF square(lefts[i], top, badgeSide, badgeSide);
+        const QRectF square = onScreen(QRectF(lefts[i], top, badgeSide, badgeSide));
         painter.setPen(QPen(connectionLook::color(head.connection, palette()), 1.5));
-        painter.drawLine(QPointF(at, bar().bottom()), QPointF(square.center().x(), top + 1));
+        painter.drawLine(onScreen(QRectF(at, bar().bottom(), 0, 0)).topLeft(),
+                         QPointF(square.center().x(), top + 1));
         connectionLook::badge(painter, square, head.connection, palette());
     }
     painter.setRenderHint(QPainter::Antialiasing, false);

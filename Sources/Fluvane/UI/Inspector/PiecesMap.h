@@ -49,6 +49,7 @@ private:
     [[nodiscard]] const RunningConnection* connectionOf(std::size_t piece) const;
     [[nodiscard]] int columns() const;
     [[nodiscard]] QRectF area(int firstColumn, int endColumn) const;
+    [[nodiscard]] QRectF onScreen(const QRectF& place) const;
     void paintColumns(QPainter& painter) const;
     void paintRun(QPainter& painter, const QRectF& run, const PiecesPicture::Column& column) const;
     void paintOpenEnd(QPainter& painter) const;

@@ -124,6 +124,7 @@ void SpeedGraph::paintStretch(QPainter& painter, std::size_t first, std::size_t 
     painter.strokePath(line, QPen(color, 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
 }
 
+/// Time goes from left to right in every language.
 void SpeedGraph::paintScale(QPainter& painter) const {
     QColor grid = palette().color(QPalette::WindowText);
     grid.setAlphaF(0.18F);
@@ -145,10 +146,11 @@ void SpeedGraph::paintScale(QPainter& painter) const {
     }
     painter.setPen(text);
     const QRectF below(0, plot().bottom() + tessivar::spacing::hair, width(), lineHeight);
-    painter.drawText(below, Qt::AlignLeft,
+    painter.drawText(below, int(Qt::AlignLeft) | int(Qt::AlignAbsolute),
                      runs_ ? qPhrases("1 minute ago", "%1 minutes ago", minutes_)
                            : qPhrases("1 minute before", "%1 minutes before", minutes_));
-    painter.drawText(below, Qt::AlignRight, runs_ ? qPhrase("now") : qPhrase("when it last ran"));
+    painter.drawText(below, int(Qt::AlignRight) | int(Qt::AlignAbsolute),
+                     runs_ ? qPhrase("now") : qPhrase("when it last ran"));
 }
 
 } // namespace fluvane

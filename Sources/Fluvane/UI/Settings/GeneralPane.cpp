@@ -103,7 +103,7 @@ void GeneralPane::setAutostart(bool on) {
         autostart_.set(on);
         message_.withdrawWarning();
     } catch (const std::exception& error) {
-        message_.warn(QString::fromUtf8(error.what()));
+        message_.warn(tessivar::qKeptShown(error.what()));
     }
     showAutostart();
 }
@@ -132,7 +132,7 @@ void GeneralPane::exportTo(const QString& path) {
         live_.settings().exportTo(bytes(path));
         message_.say(qPhrase("Exported settings to %1.", path));
     } catch (const std::exception& error) {
-        message_.warn(QString::fromUtf8(error.what()));
+        message_.warn(tessivar::qKeptShown(error.what()));
     }
 }
 
@@ -144,7 +144,7 @@ void GeneralPane::importFrom(const QString& path) {
                        {.button = qPhrase("Undo"),
                         .run = [this, before] { live_.change([&](Config& config) { config = before; }); }});
     } catch (const std::exception& error) {
-        message_.warn(QString::fromUtf8(error.what()));
+        message_.warn(tessivar::qKeptShown(error.what()));
     }
 }
 

@@ -3,6 +3,8 @@
 
 #include "Fluvane/UI/Settings/LiveConfig.h"
 
+#include "TessivarPhrases/QtPhrases.h"
+
 #include <exception>
 
 namespace fluvane {
@@ -24,7 +26,7 @@ bool LiveConfig::change(const std::function<void(Config&)>& change) {
         Q_EMIT saved();
         return true;
     } catch (const std::exception& error) {
-        Q_EMIT failed(QString::fromUtf8(error.what()));
+        Q_EMIT failed(tessivar::qKeptShown(error.what()));
         Q_EMIT changed(config());
         return false;
     }

@@ -157,7 +157,7 @@ void TextViewer::save(const QString& path) {
         tessivar::AtomicFile(QFile::encodeName(path).toStdString()).write(bytes, 0644);
         outcome_->setText(qPhrase("Saved to %1.", path));
     } catch (const tessivar::SystemError& error) {
-        outcome_->setText(qPhrase("Couldn't save to %1: %2.", path, QString::fromUtf8(error.what())));
+        outcome_->setText(qPhrase("Couldn't save to %1: %2.", path, tessivar::qKeptShown(error.what())));
     }
 }
 

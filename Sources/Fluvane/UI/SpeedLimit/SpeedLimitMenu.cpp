@@ -79,7 +79,7 @@ void SpeedLimitMenu::set(std::optional<std::int64_t> limit) {
         config.clamp();
         context_.settings.update(config);
     } catch (const std::exception& error) {
-        failed_(QString::fromStdString(error.what()));
+        failed_(tessivar::qKeptShown(error.what()));
     }
     update();
 }

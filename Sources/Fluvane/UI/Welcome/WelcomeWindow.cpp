@@ -247,7 +247,7 @@ void WelcomeWindow::setAutostart(bool on) {
         autostart_.set(on);
         showProblem({});
     } catch (const std::exception& error) {
-        showProblem(error.what());
+        showProblem(tessivar::qKeptShown(error.what()));
     }
     openAtLogin_->setChecked(autostart_.isOn());
 }
@@ -259,7 +259,7 @@ void WelcomeWindow::change(const std::function<void(Config&)>& edit) {
         context_.settings.update(config);
         showProblem({});
     } catch (const std::exception& error) {
-        showProblem(error.what());
+        showProblem(tessivar::qKeptShown(error.what()));
     }
     showSettings(context_.settings.config());
 }
