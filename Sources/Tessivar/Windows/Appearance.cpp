@@ -158,7 +158,8 @@ QPalette Appearance::accented(QPalette palette) const {
     if (accent_) {
         for (const auto group : {QPalette::Active, QPalette::Inactive}) {
             palette.setColor(group, Role::Highlight, *accent_);
-            palette.setColor(group, Role::HighlightedText, readable(Qt::white, {*accent_}));
+            const bool takesWhite = contrast(Qt::white, *accent_) >= 4.5;
+            palette.setColor(group, Role::HighlightedText, takesWhite ? Qt::white : Qt::black);
         }
     }
     return palette;
