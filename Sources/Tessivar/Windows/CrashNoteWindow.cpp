@@ -108,7 +108,7 @@ void CrashNoteWindow::setNote(const QString& note) {
 }
 
 void CrashNoteWindow::unfold(bool open) {
-    fold_->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
+    fold_->setArrowType(open ? Qt::DownArrow : isRightToLeft() ? Qt::LeftArrow : Qt::RightArrow);
     fold_->setText(open ? qPhrase("Hide the &report") : qPhrase("Show the &report"));
     fold_->setAccessibleName(fold_->text().remove('&'));
     report_->setVisible(open);

@@ -218,6 +218,20 @@ private:
     QPainter& painter_;
 };
 
+/// Of icon and text together, with what Qt puts between them.
+int labelWidth(const QStyleOptionButton& button) {
+    constexpr int between = 4;
+    const QRect text = button.fontMetrics.boundingRect(button.rect, Qt::TextShowMnemonic, button.text);
+    return button.iconSize.width() + between + text.width();
+}
+
+/// From right to left Qt puts the text beside an icon at the far end: where there is room for nothing else,
+/// that is where it belongs.
+bool holdsMoreThanLabel(const QStyleOptionButton& button) {
+    const bool hasBoth = !button.icon.isNull() && !button.text.isEmpty();
+    return hasBoth && button.direction == Qt::RightToLeft && button.rect.width() > labelWidth(button);
+}
+
 } // namespace
 
 Style::Style() : QProxyStyle("Fusion") {}
@@ -275,6 +289,13 @@ void Style::drawControl(ControlElement element, const QStyleOption* option, QPai
         QStyleOptionTab plain = *tab;
         plain.state.setFlag(State_HasFocus, false); // it is round the whole tab
         return QProxyStyle::drawControl(element, &plain, painter, widget);
+    }
+    if (const auto* const button = qstyleoption_cast<const QStyleOptionButton*>(option);
+        button && element == CE_PushButtonLabel && holdsMoreThanLabel(*button)) {
+        QStyleOptionButton label = *button;
+        label.rect.setWidth(labelWidth(*button));
+        label.rect.moveCenter(button->rect.center());
+        return drawControl(element, &label, painter, widget);
     }
     if (const auto* const button = qstyleoption_cast<const QStyleOptionButton*>(option);
         button && element == CE_PushButtonLabel && (button->features & QStyleOptionButton::DefaultButton) &&

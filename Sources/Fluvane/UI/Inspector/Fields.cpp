@@ -99,8 +99,7 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setPen(palette().color(foregroundRole()));
     const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, width());
-    painter.drawText(rect(), int(QStyle::visualAlignment(layoutDirection(), alignment())) | Qt::AlignVCenter,
-                     shown);
+    painter.drawText(rect(), int(alignment()) | Qt::AlignVCenter, shown);
 }
 
 bool ElidedLabel::event(QEvent* event) {

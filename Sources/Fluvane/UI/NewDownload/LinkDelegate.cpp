@@ -32,7 +32,7 @@ struct Line {
 
 void draw(QPainter& painter, const QString& text, const Line& line) {
     painter.setPen(line.color);
-    painter.drawText(line.place, int(line.side | Qt::AlignVCenter) | Qt::TextSingleLine,
+    painter.drawText(line.place, int(line.side | Qt::AlignVCenter | Qt::AlignAbsolute) | Qt::TextSingleLine,
                      painter.fontMetrics().elidedText(text, line.elide, line.place.width()));
 }
 

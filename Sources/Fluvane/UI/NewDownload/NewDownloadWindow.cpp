@@ -280,7 +280,7 @@ void NewDownloadWindow::showButtons() {
 }
 
 void NewDownloadWindow::showOptions(bool shown) {
-    more_->setArrowType(shown ? Qt::DownArrow : Qt::RightArrow);
+    more_->setArrowType(shown ? Qt::DownArrow : isRightToLeft() ? Qt::LeftArrow : Qt::RightArrow);
     for (QWidget* const option : options_) {
         option->setVisible(shown && (option != algorithm_ || !algorithm_->text().isEmpty()));
     }

@@ -20,8 +20,7 @@ namespace {
 constexpr int iconSide = 20;
 
 void drawLine(QPainter& painter, const QStyleOptionViewItem& option, const QRect& rect, const QString& text) {
-    const Qt::Alignment side = QStyle::visualAlignment(option.direction, Qt::AlignLeft | Qt::AlignVCenter);
-    painter.drawText(rect, static_cast<int>(side) | Qt::TextSingleLine,
+    painter.drawText(rect, Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine,
                      option.fontMetrics.elidedText(text, Qt::ElideMiddle, rect.width()));
 }
 
