@@ -6,7 +6,8 @@
 //     QT_QPA_PLATFORM=offscreen fluvane-windows
 //
 // Prints milliseconds of the main thread: the median, the slowest of twenty and the slowest, against the 16
-// ms that a frame has.
+// ms that a frame has. Then what the window takes of memory and what of that stays once it is gone, and how
+// long another one at its place takes to show.
 
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 #include "Support/Windows/WindowBench.h"
@@ -20,11 +21,14 @@
 
 #include <algorithm>
 #include <ctime>
+#include <fstream>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <fmt/format.h>
+#include <malloc.h>
 
 using namespace fluvane;
 using namespace fluvane::support;
@@ -34,11 +38,26 @@ namespace {
 constexpr int downloads = 10'000;
 constexpr int running = 10;
 constexpr double frame = 16;
+constexpr double mostKept = 8; ///< MB, of the toolkit's fonts and styles; the rows take about as much.
+constexpr qint64 longestOpening = 150; ///< Milliseconds.
 
 double threadMilliseconds() {
     std::timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
+/// MB that are no file's.
+double memory() {
+    malloc_trim(0);
+    std::ifstream file("/proc/self/smaps_rollup");
+    double kilobytes = 0;
+    for (std::string word; file >> word;) {
+        if (word == "Anonymous:") {
+            file >> kilobytes;
+        }
+    }
+    return kilobytes / 1e3;
 }
 
 /// Times the work, done so often; what comes before each isn't counted. Returns the median.
@@ -89,21 +108,22 @@ void paint(QWidget& widget) {
 
 class Bench {
 public:
-    Bench() : list(config()), window((fill(), list.context)) {
-        window.resize(1280, 900);
-        window.show();
-        QApplication::processEvents();
+    Bench() : list(config()) {
+        fill();
+        alone = memory();
+        open();
     }
 
     void run() {
         fmt::print("{:<34} {:>7} {:>7} {:>7}  of {} ms\n", "", "median", "95 %", "most", frame);
+        DownloadsWindow& window = *shown;
         QListView& view = *window.findChild<QListView*>("list");
         QLineEdit& search = *window.findChild<QLineEdit*>("search");
         const auto update = [this](int) { Q_EMIT list.feed.changed(); };
         const auto arrive = [this] { progress(); };
         const double refresh = measure("update of the list", 200, update, arrive);
         view.scrollToBottom(); // where those that run are
-        const double shown = measure(
+        const double painted = measure(
             "update and its painting", 200,
             [&](int i) {
                 update(i);
@@ -142,23 +162,46 @@ public:
         fmt::print(
             "Of a core at 4 updates a second: {:.2f} % shown ({:.2f} % without painting), {:.2f} % with all "
             "selected, {:.3f} % hidden.\n",
-            shown * 0.4, refresh * 0.4, selected * 0.4, hidden * 0.4);
+            painted * 0.4, refresh * 0.4, selected * 0.4, hidden * 0.4);
+    }
+
+    /// Run last.
+    void close() {
+        const double with = memory();
+        const auto place = shown->place();
+        shown.reset();
+        QApplication::processEvents();
+        const double without = memory();
+        fmt::print("Memory: {:.1f} MB before, {:.1f} with the window, {:.1f} once it is gone: {}\n", alone,
+                   with, without, without - alone < mostKept ? "given back" : "TOO MUCH KEPT");
+        QElapsedTimer clock;
+        clock.start();
+        open();
+        shown->goTo(place);
+        QApplication::processEvents();
+        fmt::print("Shown again after {} ms: {}\n", clock.elapsed(),
+                   clock.elapsed() < longestOpening ? "at once" : "TOO SLOW");
     }
 
 private:
+    void open() {
+        shown.emplace(list.context);
+        shown->resize(1280, 900);
+        shown->show();
+        QApplication::processEvents();
+    }
     static Config config() {
         Config config;
         config.simultaneous = running;
         return config;
     }
-    bool fill() {
+    void fill() {
         list.engine.transport->onStart = [](const auto& transfer) { transfer->respondPart(1'000'000'000); };
         for (int i = 0; i < downloads; ++i) {
             list.engine.store->saved.push_back(sample(i));
         }
         list.engine.manager->start();
         list.engine.scheduler.runFor(1);
-        return true;
     }
     void progress() {
         for (const auto& transfer : list.engine.transport->live()) {
@@ -168,7 +211,8 @@ private:
     }
 
     WindowBench list;
-    DownloadsWindow window;
+    double alone = 0; ///< MB without a window.
+    std::optional<DownloadsWindow> shown;
 };
 
 } // namespace
@@ -178,5 +222,7 @@ int main(int argc, char** argv) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
     const QApplication application(argc, argv);
-    Bench().run();
+    Bench bench;
+    bench.run();
+    bench.close();
 }

@@ -219,26 +219,27 @@ std::optional<URL> URL::parse(std::string_view text) {
     if (!frame) {
         return std::nullopt;
     }
-    URL url;
-    url.scheme_ = text::lowercased(frame->scheme);
+    Parts parts{.scheme = text::lowercased(frame->scheme)};
+    const bool isFile = parts.scheme == "file";
+    const bool isWeb = parts.scheme == "http" || parts.scheme == "https";
     const bool hasAuthority = frame->authority && !frame->authority->empty();
-    if (url.isFile() ? !isLocalFile(*frame) : url.isWeb() && !hasAuthority) {
+    if (isFile ? !isLocalFile(*frame) : isWeb && !hasAuthority) {
         return std::nullopt;
     }
-    url.text_ = encoded(*frame);
-    if (url.isFile() || !hasAuthority) {
-        return url;
+    parts.text = encoded(*frame);
+    if (isFile || !hasAuthority) {
+        return URL(std::move(parts));
     }
     const auto host =
-        isPlausibleHost(*frame->authority) ? Reading(url.text_).part(CURLUPART_HOST) : std::nullopt;
+        isPlausibleHost(*frame->authority) ? Reading(parts.text).part(CURLUPART_HOST) : std::nullopt;
     if (!host) {
         return std::nullopt;
     }
-    url.host_ = text::lowercased(*host);
-    if (auto site = siteName(*url.host_); site != *url.host_) {
-        url.site_ = std::move(site);
+    parts.host = text::lowercased(*host);
+    if (auto site = siteName(*parts.host); site != *parts.host) {
+        parts.site = std::move(site);
     }
-    return url;
+    return URL(std::move(parts));
 }
 
 std::string URL::siteName(const std::string& host) {
@@ -258,28 +259,29 @@ std::string URL::siteName(const std::string& host) {
 
 URL URL::file(std::string_view absolutePath) {
     absolutePath = absolutePath.substr(0, absolutePath.find('\0'));
-    URL url;
-    url.scheme_ = "file";
-    url.text_ = absolutePath.starts_with('/') ? "file://" : "file:///";
-    url.text_ += encodedWhole(absolutePath, "");
-    return url;
+    Parts parts{.scheme = "file"};
+    parts.text = absolutePath.starts_with('/') ? "file://" : "file:///";
+    parts.text += encodedWhole(absolutePath, "");
+    return URL(std::move(parts));
 }
 
 URL URL::folder(std::string_view absolutePath) {
     URL url = file(absolutePath);
-    if (!url.text_.ends_with('/')) {
-        url.text_ += '/';
+    if (url.absoluteString().ends_with('/')) {
+        return url;
     }
-    return url;
+    Parts parts = *url.parts_;
+    parts.text += '/';
+    return URL(std::move(parts));
 }
 
 /// The transfer library knows no links without a host and has rules of its own for files, which it never
 /// reads: such a location is read as if it had a host.
 std::string URL::readable() const {
-    if (host_) {
-        return text_;
+    if (host()) {
+        return absoluteString();
     }
-    const auto rest = framed(text_)->rest;
+    const auto rest = framed(absoluteString())->rest;
     return (rest.starts_with('/') ? "x://x" : "x://x/") + std::string(rest);
 }
 
@@ -315,22 +317,23 @@ std::vector<std::pair<std::string, std::string>> URL::queryItems() const {
 }
 
 URL URL::appending(std::string_view component) const {
-    URL result = *this;
-    result.text_.resize(std::min(text_.find_first_of("?#"), text_.size()));
-    if (!result.text_.ends_with('/')) {
-        result.text_ += '/';
+    Parts parts = *parts_;
+    parts.text.resize(std::min(parts.text.find_first_of("?#"), parts.text.size()));
+    if (!parts.text.ends_with('/')) {
+        parts.text += '/';
     }
-    result.text_ += encodedWhole(component, "/");
-    return result;
+    parts.text += encodedWhole(component, "/");
+    return URL(std::move(parts));
 }
 
 URL URL::withoutCredentials() const {
-    URL result = *this;
-    if (Reading(readable()).part(CURLUPART_USER)) { // the rest stays as it was given
-        const std::size_t begin = text_.find("//") + 2;
-        result.text_.erase(begin, text_.find('@', begin) + 1 - begin);
+    if (!Reading(readable()).part(CURLUPART_USER)) {
+        return *this;
     }
-    return result;
+    Parts parts = *parts_; // the rest stays as it was given
+    const std::size_t begin = parts.text.find("//") + 2;
+    parts.text.erase(begin, parts.text.find('@', begin) + 1 - begin);
+    return URL(std::move(parts));
 }
 
 } // namespace fluvane

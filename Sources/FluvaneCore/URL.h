@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +17,9 @@ namespace fluvane {
 /// "%" that begins no escape) are percent-encoded in user name, path, query and fragment. A host in another
 /// script stays as it is. Every part is read by the transfer library itself, so that a link is never read in
 /// two ways.
+///
+/// Never changes once it is made: copies share what it holds, on any thread. Moving one copies it, so that
+/// none is ever without.
 class URL {
 public:
     /// Absent when the text is no absolute link: no scheme, broken host, port or brackets, invalid UTF-8, a
@@ -26,17 +30,19 @@ public:
     [[nodiscard]] static URL file(std::string_view absolutePath);
     [[nodiscard]] static URL folder(std::string_view absolutePath);
 
-    [[nodiscard]] const std::string& absoluteString() const { return text_; }
-    [[nodiscard]] const std::string& scheme() const { return scheme_; } ///< Lower case.
+    [[nodiscard]] const std::string& absoluteString() const { return parts_->text; }
+    [[nodiscard]] const std::string& scheme() const { return parts_->scheme; } ///< Lower case.
     /// Lower case, escapes decoded, an IPv6 address in its brackets.
-    [[nodiscard]] const std::optional<std::string>& host() const { return host_; }
+    [[nodiscard]] const std::optional<std::string>& host() const { return parts_->host; }
     /// The host in the one form by which sites are told apart: a name in another script as the name system
     /// knows it (xn--…). For comparing, not for showing.
-    [[nodiscard]] const std::optional<std::string>& site() const { return site_ ? site_ : host_; }
+    [[nodiscard]] const std::optional<std::string>& site() const {
+        return parts_->site ? parts_->site : parts_->host;
+    }
     /// The same form of a host's name in lower case; as it is when the name system has no such name.
     [[nodiscard]] static std::string siteName(const std::string& host);
-    [[nodiscard]] bool isWeb() const { return scheme_ == "http" || scheme_ == "https"; }
-    [[nodiscard]] bool isFile() const { return scheme_ == "file"; }
+    [[nodiscard]] bool isWeb() const { return scheme() == "http" || scheme() == "https"; }
+    [[nodiscard]] bool isFile() const { return scheme() == "file"; }
 
     /// Percent-decoded path without a trailing "/" (except the root). Of a file location exactly the path's
     /// bytes; of any other link empty when they are no UTF-8.
@@ -53,15 +59,25 @@ public:
     /// Without user name and password.
     [[nodiscard]] URL withoutCredentials() const;
 
-    friend bool operator==(const URL& a, const URL& b) { return a.text_ == b.text_; }
+    friend bool operator==(const URL& a, const URL& b) {
+        return a.parts_ == b.parts_ || a.absoluteString() == b.absoluteString();
+    }
+
+    URL(const URL&) = default;
+    URL& operator=(const URL&) = default;
+    ~URL() = default;
 
 private:
-    URL() = default;
+    struct Parts {
+        std::string text{};
+        std::string scheme{};
+        std::optional<std::string> host{};
+        std::optional<std::string> site{}; ///< Only where it differs from the host.
+    };
+    explicit URL(Parts parts) : parts_(std::make_shared<const Parts>(std::move(parts))) {}
     [[nodiscard]] std::string readable() const;
-    std::string text_;
-    std::string scheme_;
-    std::optional<std::string> host_;
-    std::optional<std::string> site_; ///< Only where it differs from the host.
+
+    std::shared_ptr<const Parts> parts_; ///< Never null.
 };
 
 } // namespace fluvane

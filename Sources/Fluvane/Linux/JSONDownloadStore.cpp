@@ -6,6 +6,7 @@
 #include "FluvaneCore/Coding.h"
 #include "FluvaneEngine/Log.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -15,11 +16,14 @@
 #include <string_view>
 #include <utility>
 
+#include <malloc.h>
+
 namespace fluvane {
 
 namespace {
 
 constexpr mode_t folderMode = 0700;
+constexpr std::size_t many = 1000; ///< Records written anew at once.
 
 /// The text of one record, as it stands in the list.
 std::string encodedText(const DownloadRecord& record) {
@@ -33,6 +37,7 @@ std::string encodedText(const DownloadRecord& record) {
             indented += "    ";
         }
     }
+    indented.shrink_to_fit(); // it is kept
     return indented;
 }
 
@@ -51,6 +56,10 @@ std::vector<DownloadRecord> decoded(const std::string& text) {
     records.reserve(downloads->size());
     for (const auto& record : *downloads) {
         records.push_back(coding::detail::decodeUnder<DownloadRecord>("downloads", record));
+        const auto& before = records[records.size() - std::min<std::size_t>(records.size(), 2)].folder;
+        if (records.back().folder == before) {
+            records.back().folder = before; // most go to one folder, whose location they share
+        }
     }
     return records;
 }
@@ -130,7 +139,14 @@ JSONDownloadStore::JSONDownloadStore(std::filesystem::path file, MainQueue& main
 
 JSONDownloadStore::~JSONDownloadStore() = default;
 
+/// Reading a long list takes several times the memory that it needs afterwards.
 std::vector<DownloadRecord> JSONDownloadStore::load() {
+    auto records = read();
+    malloc_trim(0);
+    return records;
+}
+
+std::vector<DownloadRecord> JSONDownloadStore::read() {
     try {
         const auto text = file_.read();
         return text ? decoded(*text) : std::vector<DownloadRecord>();
@@ -182,12 +198,14 @@ std::optional<std::string> JSONDownloadStore::write(const Records& records) {
 
 void JSONDownloadStore::writeFile(const Records& records) {
     tessivar::createFolders(file_.path().parent_path(), folderMode);
+    std::size_t anew = 0;
     Encoded encoded;
     encoded.reserve(records.size());
     std::vector<std::string_view> parts = {"{\n  \"downloads\": ["};
     parts.reserve(2 * records.size() + 2);
     for (const auto& record : records) {
         auto known = encoded_.extract(record);
+        anew += known ? 0 : 1;
         const auto entry = known ? encoded.insert(std::move(known)).position
                                  : encoded.emplace(record, encodedText(*record)).first;
         parts.emplace_back(parts.size() == 1 ? "\n    " : ",\n    ");
@@ -196,6 +214,9 @@ void JSONDownloadStore::writeFile(const Records& records) {
     parts.emplace_back(records.empty() ? "],\n  \"version\": 1\n}\n" : "\n  ],\n  \"version\": 1\n}\n");
     encoded_ = std::move(encoded);
     file_.write(parts);
+    if (anew > many) {
+        malloc_trim(0); // much was needed on the way
+    }
 }
 
 } // namespace fluvane

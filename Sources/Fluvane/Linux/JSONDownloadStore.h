@@ -46,6 +46,7 @@ private:
     /// Records and their text in the file. They are kept alive, so that a pointer stands for one record only.
     using Encoded = std::unordered_map<RecordSnapshot, std::string>;
 
+    [[nodiscard]] std::vector<DownloadRecord> read();
     /// Why it couldn't be.
     [[nodiscard]] std::optional<std::string> write(const Records& records);
     void writeFile(const Records& records);

@@ -107,6 +107,24 @@ TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
     EXPECT_THAT(names(), IsEmpty());
 }
 
+TEST_F(DesktopWindowsTest, TheListIsLeftToItselfWhileUnseenAndComesBackAsItWas) {
+    windows.showDownloads(3_id);
+    part<QLineEdit>(*onScreen("downloads"), "search").setText("broken");
+    const QPointer<QWidget> window = onScreen("downloads");
+    windows.newDownload({}, std::nullopt);
+    close("downloads");
+    QApplication::processEvents();
+    EXPECT_TRUE(window) << "another window is there";
+    windows.showDownloads(std::nullopt);
+    close("new-download");
+    close("downloads");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window.isNull(); }));
+    windows.showDownloads(std::nullopt);
+    const auto& again = *onScreen("downloads");
+    EXPECT_EQ(said(again, "search"), "broken");
+    EXPECT_EQ(said(again, "details-name"), "broken.mkv");
+}
+
 TEST_F(DesktopWindowsTest, QuitsAtOnceOnlyWhenNothingRuns) {
     windows.quit();
     EXPECT_THAT(names(), ElementsAre("quit"));

@@ -30,6 +30,7 @@
 #include <QIcon>
 #include <QImage>
 #include <QMessageBox>
+#include <QPixmapCache>
 #include <QPushButton>
 #include <QScreen>
 #include <QSettings>
@@ -39,6 +40,8 @@
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
+
+#include <malloc.h>
 
 namespace fluvane {
 
@@ -51,6 +54,8 @@ namespace {
 
 /// Before pictures are taken, in milliseconds: what was just asked for is on screen by then.
 constexpr int beforeSnapshot = 300;
+/// When all that a start does is done, in milliseconds.
+constexpr int afterStart = 10'000;
 
 /// The window of that class that stands, or a new one that ends when it is closed.
 template <class Window, class Make>
@@ -152,6 +157,9 @@ void DesktopWindows::start() {
     tray_ = std::make_unique<StatusMenu>(context_, session_);
     QObject::connect(qApp, &QGuiApplication::focusWindowChanged, &feed_, [this] { noticeWhatIsSeen(); });
     QObject::connect(&feed_, &ListFeed::changed, &feed_, [this] { noticeWhatIsSeen(); });
+    QObject::connect(
+        qApp, &QGuiApplication::lastWindowClosed, &feed_, [this] { dropUnseen(); }, Qt::QueuedConnection);
+    QTimer::singleShot(afterStart, &feed_, [] { malloc_trim(0); }); // a start takes more than it needs later
     // From now on, so that details that are opened later show what went before.
     (void)SpeedHistory::of(context_.manager, feed_);
 }
@@ -186,8 +194,26 @@ DownloadsWindow& DesktopWindows::downloads() {
                                                        QString::fromStdString(stateFolder_ + "/windows.ini"));
         QObject::connect(downloads_.get(), &DownloadsWindow::closedByUser, downloads_.get(),
                          [this] { downloadsClosed(); });
+        if (const auto place = std::exchange(place_, nullptr)) {
+            downloads_->goTo(*place);
+        }
     }
     return *downloads_;
+}
+
+/// With nothing on screen the list, which may be long, takes no memory for it.
+void DesktopWindows::dropUnseen() {
+    const auto windows = QApplication::topLevelWidgets();
+    const auto isSeen = [](const QWidget* window) {
+        return window->isVisible() && !window->inherits("QSystemTrayIconSys"); // the tray's own
+    };
+    if (!downloads_ || std::ranges::any_of(windows, isSeen)) {
+        return;
+    }
+    place_ = std::make_unique<DownloadsPlace>(downloads_->place());
+    downloads_.reset();
+    QPixmapCache::clear();
+    malloc_trim(0); // much of it lies between what stays
 }
 
 void DesktopWindows::showDownloads(std::optional<DownloadID> selected) {
@@ -224,6 +250,7 @@ void DesktopWindows::tellProblem(const std::string& sentence) {
 
 /// Where there is no tray, nothing on screen says that it still runs.
 void DesktopWindows::downloadsClosed() {
+    QTimer::singleShot(0, &feed_, [this] { dropUnseen(); }); // it is still being closed now
     if (tray_ && tray_->isShown()) {
         return;
     }

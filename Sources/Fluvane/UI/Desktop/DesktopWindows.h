@@ -29,6 +29,7 @@ class NewDownloadWindow;
 class SettingsWindow;
 class StatusMenu;
 class WelcomeWindow;
+struct DownloadsPlace;
 
 /// The windows of the application, each made when it is first asked for, and the tray item. Main thread;
 /// needs a QApplication.
@@ -76,6 +77,7 @@ private:
     void noticeWhatIsSeen();
     void presentDownloads();
     void downloadsClosed();
+    void dropUnseen();
     void askBeforeQuitting(int count);
     [[nodiscard]] std::vector<std::string> draw(const Pictures& into);
 
@@ -89,6 +91,7 @@ private:
     std::string activationToken_;
     std::unique_ptr<tessivar::Appearance> appearance_;
     std::unique_ptr<DownloadsWindow> downloads_;
+    std::unique_ptr<DownloadsPlace> place_; ///< Of one that isn't there at the moment.
     std::unique_ptr<NewDownloadWindow> newDownload_;
     std::unique_ptr<SettingsWindow> settings_;
     std::unique_ptr<StatusMenu> tray_;

@@ -100,7 +100,10 @@ void DownloadsWindow::Content::refresh() {
 void DownloadsWindow::Content::updatePage() {
     const Page page = model_.rowCount() == 0 ? emptyPage : filter_.rowCount() == 0 ? noMatchPage : listPage;
     if (pages_->currentIndex() != page) {
-        const bool hadFocus = pages_->currentWidget()->hasFocus() || list_->hasFocus();
+        // With nothing on the list it went to the search, where there is nothing to find.
+        const bool isLost =
+            pages_->currentIndex() == emptyPage && window_.focusWidget() == &header_->search();
+        const bool hadFocus = pages_->currentWidget()->hasFocus() || list_->hasFocus() || isLost;
         pages_->setCurrentIndex(page);
         if (hadFocus) {
             pages_->currentWidget()->setFocus();
@@ -277,6 +280,26 @@ void DownloadsWindow::Content::select(IDs ids, bool withDetails) {
     if (withDetails) {
         showDetails(true);
     }
+}
+
+DownloadsPlace DownloadsWindow::Content::place() const {
+    const QModelIndex current = list_->currentIndex();
+    return {.selected = selected(),
+            .current = current.isValid() ? filter_.idAt(current.row()) : DownloadID{},
+            .scroll = list_->verticalScrollBar()->value(),
+            .search = header_->search().text()};
+}
+
+void DownloadsWindow::Content::goTo(const DownloadsPlace& place) {
+    refresh();
+    header_->search().setText(place.search);
+    if (const QModelIndex current = filter_.indexOf(place.current); current.isValid()) {
+        list_->selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
+    }
+    list_->selectionModel()->select(rowsOf(place.selected), QItemSelectionModel::ClearAndSelect);
+    // How far it can be scrolled is known once it has its size on screen.
+    QTimer::singleShot(0, &here_,
+                       [this, scroll = place.scroll] { list_->verticalScrollBar()->setValue(scroll); });
 }
 
 // The rest

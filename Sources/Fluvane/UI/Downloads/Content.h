@@ -44,6 +44,8 @@ public:
     void select(IDs ids, bool withDetails);
     /// Opens New Download, where nothing is downloaded before the user says so.
     void offer(const std::vector<URL>& links);
+    [[nodiscard]] DownloadsPlace place() const;
+    void goTo(const DownloadsPlace& place);
     /// In the line at the bottom, for some seconds.
     void tell(const QString& message);
 

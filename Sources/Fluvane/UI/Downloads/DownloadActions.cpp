@@ -377,11 +377,14 @@ void DownloadActions::discard(const IDs& ids) {
     Q_EMIT removed();
     work->left = files.size();
     for (const auto& [id, file] : files) {
-        context_.files.moveToWastebasket(file, [self = QPointer(this), work, number = id](const auto& error) {
-            if (self) {
-                self->discarded(work, number, error);
-            }
-        });
+        context_.files.moveToWastebasket(
+            file, [self = QPointer(this), &manager = context_.manager, work, number = id](const auto& error) {
+                if (self) {
+                    self->discarded(work, number, error);
+                } else if (!error) {
+                    manager.remove(number);
+                }
+            });
     }
 }
 

@@ -39,6 +39,14 @@ void DownloadsWindow::tell(const QString& sentence) {
     content_->tell(sentence);
 }
 
+DownloadsPlace DownloadsWindow::place() const {
+    return content_->place();
+}
+
+void DownloadsWindow::goTo(const DownloadsPlace& place) {
+    content_->goTo(place);
+}
+
 void DownloadsWindow::pasteLinks() {
     const QMimeData* const content = QGuiApplication::clipboard()->mimeData();
     if (!content) {

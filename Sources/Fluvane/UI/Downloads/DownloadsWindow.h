@@ -14,8 +14,17 @@
 
 namespace fluvane {
 
+/// What a user was looking at on the list.
+struct DownloadsPlace {
+    std::vector<DownloadID> selected{};
+    DownloadID current{};
+    int scroll = 0; ///< Pixels.
+    QString search{};
+};
+
 /// The list of downloads with everything that can be done with them, and the details of the selection. Does
-/// nothing while it is hidden; closing it only hides it.
+/// nothing while it is hidden; closing it only hides it. With many downloads it holds many megabytes: one
+/// that isn't seen can be replaced later by another at the same place.
 class DownloadsWindow : public QMainWindow {
     Q_OBJECT
 
@@ -31,6 +40,9 @@ public:
     void tell(const QString& sentence);
     /// Opens New Download with the clipboard's links, or empty when there are none.
     void pasteLinks();
+
+    [[nodiscard]] DownloadsPlace place() const;
+    void goTo(const DownloadsPlace& place);
 
     /// The user closed the window, rather than the program.
     Q_SIGNAL void closedByUser();
