@@ -122,6 +122,7 @@ TEST_F(DesktopWindowsTest, TheListIsLeftToItselfWhileUnseenAndComesBackAsItWas) 
     windows.showDownloads(std::nullopt);
     const auto& again = *onScreen("downloads");
     EXPECT_EQ(said(again, "search"), "broken");
+    EXPECT_EQ(again.focusWidget(), &part<QListView>(again, "list"));
     EXPECT_EQ(said(again, "details-name"), "broken.mkv");
 }
 

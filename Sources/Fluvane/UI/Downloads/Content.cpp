@@ -100,10 +100,9 @@ void DownloadsWindow::Content::refresh() {
 void DownloadsWindow::Content::updatePage() {
     const Page page = model_.rowCount() == 0 ? emptyPage : filter_.rowCount() == 0 ? noMatchPage : listPage;
     if (pages_->currentIndex() != page) {
-        // With nothing on the list it went to the search, where there is nothing to find.
-        const bool isLost =
-            pages_->currentIndex() == emptyPage && window_.focusWidget() == &header_->search();
-        const bool hadFocus = pages_->currentWidget()->hasFocus() || list_->hasFocus() || isLost;
+        // Also that of a window that isn't active.
+        const QWidget* const focus = window_.focusWidget();
+        const bool hadFocus = !focus || pages_->isAncestorOf(focus);
         pages_->setCurrentIndex(page);
         if (hadFocus) {
             pages_->currentWidget()->setFocus();
