@@ -24,6 +24,11 @@ template <std::integral Count, class... Values>
     return QString::fromStdString(phrases(one, many, count, values...));
 }
 
+/// A text of others to be drawn by itself, after it was shortened.
+[[nodiscard]] inline QString qIsolated(const QString& text) {
+    return isRightToLeft() ? QString::fromStdString(isolated(text.toStdString())) : text;
+}
+
 /// What an exception or a completion says, where that is a text that is kept in English.
 [[nodiscard]] inline QString qKeptShown(std::string_view english) {
     return QString::fromStdString(keptShown("kept", english));

@@ -177,7 +177,8 @@ void DownloadDelegate::paintName(QPainter& painter, const Look& look, const RowP
         return QStyle::visualRect(look.direction, places.name, place);
     };
     painter.setPen(look.text);
-    painter.drawText(placed(0, room), Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine, name);
+    painter.drawText(placed(0, room), Qt::AlignLeading | Qt::AlignVCenter | Qt::TextSingleLine,
+                     tessivar::qIsolated(name));
     if (prioritized) {
         icon("prioritize", look.text).paint(&painter, placed(width + spacing::small, side::icon));
     }

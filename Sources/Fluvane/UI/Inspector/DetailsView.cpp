@@ -168,10 +168,13 @@ void DetailsView::fitColumns() {
     const int pad = tessivar::spacing::medium + tessivar::spacing::small;
     model_->setLook(palette(), devicePixelRatioF());
     const int number = connectionLook::swatchSize(swatchHeight).width() + pad;
-    const int done = font.horizontalAdvance("888.8 MB") + pad;
-    const int speed =
-        std::max(font.horizontalAdvance("888.8 MB/s"), font.horizontalAdvance("connecting")) + pad;
-    const int span = font.horizontalAdvance("888.8 MB to 888.8 MB") + pad;
+    constexpr std::int64_t wide = 888'800'000;
+    const auto widthOf = [&](const std::string& text) {
+        return font.horizontalAdvance(QString::fromStdString(text)) + pad;
+    };
+    const int done = widthOf(words::bytes(wide));
+    const int speed = std::max(widthOf(words::speed(wide)), widthOf(tessivar::phrase("connecting")));
+    const int span = widthOf(words::span(wide, wide));
     table_->setColumnWidth(ConnectionsModel::Number, number);
     table_->setColumnWidth(ConnectionsModel::Done, done);
     table_->setColumnWidth(ConnectionsModel::Speed, speed);

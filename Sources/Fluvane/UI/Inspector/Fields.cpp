@@ -4,6 +4,7 @@
 #include "Fluvane/UI/Inspector/Fields.h"
 
 #include "Fluvane/UI/Models/ToolTip.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QFontMetrics>
 #include <QHelpEvent>
@@ -69,7 +70,7 @@ void ValueField::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     painter.setPen(palette().color(QPalette::WindowText));
     const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, width());
-    painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter, shown);
+    painter.drawText(rect(), Qt::AlignLeading | Qt::AlignVCenter, tessivar::qIsolated(shown));
 }
 
 void ValueField::focusOutEvent(QFocusEvent* event) {
@@ -99,7 +100,7 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     painter.setPen(palette().color(foregroundRole()));
     const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, width());
-    painter.drawText(rect(), int(alignment()) | Qt::AlignVCenter, shown);
+    painter.drawText(rect(), int(alignment()) | Qt::AlignVCenter, tessivar::qIsolated(shown));
 }
 
 bool ElidedLabel::event(QEvent* event) {

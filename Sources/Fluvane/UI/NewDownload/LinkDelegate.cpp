@@ -9,6 +9,7 @@
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/RowGround.h"
 #include "Tessivar/Windows/Spacing.h"
+#include "TessivarPhrases/QtPhrases.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -32,8 +33,9 @@ struct Line {
 
 void draw(QPainter& painter, const QString& text, const Line& line) {
     painter.setPen(line.color);
-    painter.drawText(line.place, int(line.side | Qt::AlignVCenter | Qt::AlignAbsolute) | Qt::TextSingleLine,
-                     painter.fontMetrics().elidedText(text, line.elide, line.place.width()));
+    painter.drawText(
+        line.place, int(line.side | Qt::AlignVCenter | Qt::AlignAbsolute) | Qt::TextSingleLine,
+        tessivar::qIsolated(painter.fontMetrics().elidedText(text, line.elide, line.place.width())));
 }
 
 } // namespace
