@@ -85,15 +85,14 @@ Json describeControl(QWidget& widget) {
     return json;
 }
 
-/// Where a screen reader is given a text, that says the whole row.
+/// As a screen reader reads the row: cell by cell, each by the text it is given for that or else the one that
+/// shows.
 std::string rowText(const QAbstractItemModel& model, int row, const QModelIndex& root) {
-    const QString spoken = model.index(row, 0, root).data(Qt::AccessibleTextRole).toString();
-    if (!spoken.isEmpty()) {
-        return spoken.toStdString();
-    }
     std::string text;
     for (int column = 0; column < model.columnCount(root); ++column) {
-        const QString cell = model.index(row, column, root).data().toString();
+        const QModelIndex index = model.index(row, column, root);
+        const QString spoken = index.data(Qt::AccessibleTextRole).toString();
+        const QString cell = spoken.isEmpty() ? index.data().toString() : spoken;
         text += (text.empty() || cell.isEmpty() ? "" : ", ") + cell.toStdString();
     }
     return text;

@@ -150,8 +150,7 @@ TEST(Inspector, followsARunningDownloadPieceByPiece) {
     shown.run(5);
     const auto& table = *part<QAbstractItemView>(shown.inspector, "connections").model();
     ASSERT_GE(table.rowCount(), 2);
-    EXPECT_THAT(table.index(1, 0).data(Qt::AccessibleTextRole).toString().toStdString(),
-                StartsWith("Connection 2: "));
+    EXPECT_EQ(table.index(1, 0).data(Qt::AccessibleTextRole), "Connection 2");
     auto& map = part<PiecesMap>(shown.inspector, "pieces-map");
     QTest::mouseMove(&map, QPoint(5, 10));
     EXPECT_THAT(shown.text("piece-words"), StartsWith("Piece 1: "));

@@ -7,6 +7,7 @@
 #include "Fluvane/UI/Desktop/ActivationVariable.h"
 #include "Fluvane/UI/Desktop/DesktopWindows.h"
 #include "Tessivar/Qt/WatchedApplication.h"
+#include "Tessivar/Windows/Accessibility.h"
 #include "Tessivar/Windows/LanguageOfWindows.h"
 #include "Tessivar/Windows/Style.h"
 #include "TessivarCore/AppIdentity.h"
@@ -46,6 +47,7 @@ void prepareWindows() {
     QGuiApplication::setQuitOnLastWindowClosed(false);
     if (QApplication::style()->name() == "fusion") {
         QApplication::setStyle(new tessivar::Style);
+        tessivar::mendAccessibility();
     }
 }
 

@@ -78,6 +78,7 @@ DownloadsWindow::Content::Content(DownloadsWindow& window, WindowContext& contex
     QObject::connect(&messageEnd_, &QTimer::timeout, &here_, [this] {
         summary_->setToolTip({});
         summary_->setAccessibleName({});
+        summary_->setAccessibleDescription({});
         updateSummary();
     });
 }
@@ -126,6 +127,7 @@ void DownloadsWindow::Content::updateSummary() {
         count += range.height();
     }
     selection_->setText(count > 1 ? qPhrases("%1 selected", "%1 selected", count) : QString());
+    selection_->setVisible(count > 1);
 }
 
 /// What was removed a moment ago, as long as it can be brought back.
@@ -172,6 +174,7 @@ void DownloadsWindow::Content::tell(const QString& message) {
     summary_->setText(summary_->fontMetrics().elidedText(message, Qt::ElideMiddle, summary_->width()));
     summary_->setToolTip(plainToolTip(message));
     summary_->setAccessibleName(message);
+    summary_->setAccessibleDescription(message); // which else were the tool tip, with its marks
     QAccessibleEvent event(summary_, QAccessible::Alert);
     QAccessible::updateAccessibility(&event);
     messageEnd_.start(messageTime);

@@ -112,8 +112,11 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
     search_->setAccessibleName(qPhrase("Search by name"));
     search_->setPlaceholderText(qPhrase("Search"));
     search_->setClearButtonEnabled(true);
+    for (QAction* const clear : search_->findChildren<QAction*>()) {
+        clear->setText(qPhrase("Clear the search"));
+    }
     search_->setAcceptDrops(false); // what is dropped there is dropped on the window
-    search_->addAction(tessivar::icon("search"), QLineEdit::LeadingPosition);
+    search_->addAction(tessivar::icon("search"), QLineEdit::LeadingPosition)->setText(qPhrase("Search"));
     search_->setMinimumWidth(110);
     search_->setMaximumWidth(240);
     tools->addWidget(search_, 1);

@@ -81,7 +81,9 @@ QVariant ConnectionsModel::data(const QModelIndex& index, int role) const {
     switch (role) {
     case Qt::DisplayRole:
         return text(connection, index.column());
-    case Qt::AccessibleTextRole:
+    case Qt::AccessibleTextRole: // of each cell what the others don't say
+        return index.column() == Number ? qPhrase("Connection %1", connection.number)
+                                        : text(connection, index.column());
     case Qt::ToolTipRole:
         return sentence(connection);
     case Qt::DecorationRole:

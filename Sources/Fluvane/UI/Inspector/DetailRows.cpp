@@ -64,28 +64,29 @@ DetailRows::DetailRows(QWidget* parent) : QWidget(parent), grid_(new QGridLayout
     grid_->setHorizontalSpacing(tessivar::spacing::medium);
     grid_->setVerticalSpacing(tessivar::spacing::small);
     grid_->setColumnStretch(1, 1);
-    addRow(Link, qPhrase("Link"), "link", line(this));
-    addRow(FinalLink, qPhrase("Leads to"), "final-link", line(this));
-    addRow(Referrer, qPhrase("Referrer"), "referrer", line(this));
-    addRow(Folder, qPhrase("Folder"), "folder", line(this));
-    addRow(File, qPhrase("File"), "file", line(this));
-    addRow(Gone, {}, "file-gone", paragraph(this));
-    addRow(Size, qPhrase("Size"), "size", paragraph(this));
-    addRow(TimeLeft, qPhrase("Time left"), "time-left", paragraph(this));
-    addRow(Added, qPhrase("Added"), "added", paragraph(this));
-    addRow(Completed, qPhrase("Finished"), "completed", paragraph(this));
-    addRow(LastModified, qPhrase("Last changed"), "last-modified", paragraph(this));
-    addRow(ETag, qPhrase("ETag"), "etag", line(this));
-    addRow(Resumable, qPhrase("Can resume"), "resumable", paragraph(this));
-    addRow(Rule, qPhrase("Rule"), "rule", paragraph(this));
-    addRow(Checksum, qPhrase("Checksum"), "expected-checksum", line(this));
-    addRow(ChecksumStanding, qPhrase("Result"), "checksum-result", paragraph(this));
-    addRow(Computed, qPhrase("Computed"), "computed-checksum", line(this));
+    addRow(Link, qPhrase("Link"), "link", line);
+    addRow(FinalLink, qPhrase("Leads to"), "final-link", line);
+    addRow(Referrer, qPhrase("Referrer"), "referrer", line);
+    addRow(Folder, qPhrase("Folder"), "folder", line);
+    addRow(File, qPhrase("File"), "file", line);
+    addRow(Gone, {}, "file-gone", paragraph);
+    addRow(Size, qPhrase("Size"), "size", paragraph);
+    addRow(TimeLeft, qPhrase("Time left"), "time-left", paragraph);
+    addRow(Added, qPhrase("Added"), "added", paragraph);
+    addRow(Completed, qPhrase("Finished"), "completed", paragraph);
+    addRow(LastModified, qPhrase("Last changed"), "last-modified", paragraph);
+    addRow(ETag, qPhrase("ETag"), "etag", line);
+    addRow(Resumable, qPhrase("Can resume"), "resumable", paragraph);
+    addRow(Rule, qPhrase("Rule"), "rule", paragraph);
+    addRow(Checksum, qPhrase("Checksum"), "expected-checksum", line);
+    addRow(ChecksumStanding, qPhrase("Result"), "checksum-result", paragraph);
+    addRow(Computed, qPhrase("Computed"), "computed-checksum", line);
     values_[LastModified]->setToolTip(qPhrase("When the file was last changed on the server."));
 }
 
-void DetailRows::addRow(Row row, const QString& label, const char* name, QWidget* value) {
-    auto* title = new tessivar::QuietLabel(label, this);
+void DetailRows::addRow(Row row, const QString& label, const char* name, Make make) {
+    auto* title = new tessivar::QuietLabel(label, this); // first: so it is read
+    QWidget* const value = make(this);
     title->setWordWrap(false);
     title->setBuddy(value);
     value->setObjectName(name);

@@ -46,7 +46,8 @@ private:
         Computed,
         rows
     };
-    void addRow(Row row, const QString& label, const char* name, QWidget* value);
+    using Make = QWidget* (*)(QWidget* parent);
+    void addRow(Row row, const QString& label, const char* name, Make make);
     void set(Row row, const std::string& text, const std::string& toolTip = {});
     void followPlaces(const DownloadRecord& record);
     void followProgress(const Download& download, Date now);

@@ -37,8 +37,7 @@ QString breakable(const QString& text) {
 
 } // namespace
 
-ValueField::ValueField(QWidget* parent) : QLineEdit(parent) {
-    setReadOnly(true);
+ValueField::ValueField(QWidget* parent) : ReadOnlyLine(parent) {
     setFrame(false);
     setTextMargins(-2, 0, 0, 0); // in line with labels
     QPalette clear;
@@ -57,6 +56,7 @@ QSize ValueField::minimumSizeHint() const {
 
 void ValueField::setValue(const QString& value, const QString& toolTip) {
     setToolTip(plainToolTip(toolTip.isEmpty() ? value : toolTip));
+    setAccessibleDescription(toolTip == value ? QString() : toolTip);
     if (value != text()) {
         setText(value);
         setCursorPosition(0);
@@ -116,6 +116,7 @@ bool ElidedLabel::event(QEvent* event) {
 void setWords(QLabel& label, const QString& text) {
     const QString shown = breakable(text);
     if (shown != label.text()) {
+        label.setAccessibleName(text); // without the places where it may break
         label.setText(shown);
     }
 }

@@ -3,14 +3,15 @@
 
 #pragma once
 
+#include "Tessivar/Windows/ReadOnlyLine.h"
+
 #include <QLabel>
-#include <QLineEdit>
 
 namespace fluvane {
 
 /// A value of any length in one line, without a frame: can be selected and copied whole. While it has no
 /// focus its middle is left out where it is too narrow; the whole is its tool tip then.
-class ValueField : public QLineEdit {
+class ValueField : public tessivar::ReadOnlyLine {
     Q_OBJECT
 
 public:

@@ -80,6 +80,7 @@ Inspector::Inspector(WindowContext& context) : context_(context), pages_(std::ma
     pages.stack->addWidget(page(this, {pages.count, pages.sizes, pages.speeds}));
     pages.details = new DetailsView(context, SpeedHistory::of(context.manager, context.feed));
     pages.scroll->setWidget(pages.details);
+    pages.scroll->setAccessibleName(qPhrase("Details"));
     pages.scroll->setWidgetResizable(true);
     pages.scroll->setFrameShape(QFrame::NoFrame);
     pages.scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -107,6 +107,8 @@ void PiecesMap::follow(const Download& download, const std::vector<RunningConnec
     draw();
     repaintChanges(before);
     setAccessibleDescription(description());
+    setPercent(size_.value_or(0) > 0 ? std::optional(static_cast<int>(100 * download.liveBytes() / *size_))
+                                     : std::nullopt);
     tell();
 }
 
@@ -151,13 +153,7 @@ QString PiecesMap::words(std::size_t piece) const {
 
 QString PiecesMap::description() const {
     const auto done = static_cast<std::size_t>(std::ranges::count_if(pieces_, &Piece::isComplete));
-    QString text = qPhrase("%1.", words::pieces(pieces_.size(), done));
-    for (std::size_t i = 0; i < pieces_.size(); ++i) {
-        if (connectionOf(i)) {
-            text += " " + qPhrase("%1.", words(i));
-        }
-    }
-    return text;
+    return qPhrase("%1.", words::pieces(pieces_.size(), done));
 }
 
 // A single piece

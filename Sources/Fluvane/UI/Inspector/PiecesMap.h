@@ -22,7 +22,7 @@ public:
 
     /// Takes what the download and its connections are now; repaints only what looks different.
     void follow(const Download& download, const std::vector<RunningConnection>& connections);
-    /// All of it in words.
+    /// All of it in words, but for what the table of the connections says.
     [[nodiscard]] QString description() const;
     /// The piece that the keyboard or the mouse is at, in words; empty for none.
     [[nodiscard]] const QString& told() const { return told_; }

@@ -50,6 +50,10 @@ StateGroup groupOf(StateKind state) {
     return runs(state) ? StateGroup::running : StateGroup::waiting;
 }
 
+bool hasBar(const DownloadsModel::Snapshot& now) {
+    return now.group == StateGroup::running || (now.group != StateGroup::finished && now.done > 0);
+}
+
 enum ChecksumState { noChecksum, unchecked, matching, differing };
 
 int checksumState(const DownloadRecord& record) {
@@ -448,8 +452,7 @@ QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
     case PrioritizedRole:
         return row.now.prioritized && row.now.group != StateGroup::finished;
     case HasBarRole:
-        return row.now.group == StateGroup::running ||
-               (row.now.group != StateGroup::finished && row.now.done > 0);
+        return hasBar(row.now);
     default:
         const Download* const download = manager_.download(row.now.id);
         return download ? told(row, *download, role) : QVariant();
@@ -467,7 +470,9 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
     case LineRole:
         return line();
     case Qt::AccessibleTextRole: {
-        const double done = row.now.group == StateGroup::running ? row.now.fraction() : -1;
+        // What is paused has it in its line.
+        const bool isTold = row.now.group == StateGroup::paused || !hasBar(row.now);
+        const double done = isTold ? -1 : row.now.fraction();
         return done >= 0 ? qPhraseIn("name and value", "%1: %2, %3", row.name, words::percent(done), line())
                          : qPhraseIn("name and value", "%1: %2", row.name, line());
     }

@@ -63,6 +63,7 @@ void FolderChoice::fill() {
     const auto at = folder_ ? std::ranges::find(recent_, *folder_) : recent_.end();
     setCurrentIndex(at == recent_.end() ? 0 : static_cast<int>(at - recent_.begin()) + 1);
     setToolTip(folder_ ? plainToolTip(currentText()) : QString());
+    setAccessibleDescription(folder_ ? currentText() : QString()); // not with the marks
 }
 
 /// Passing over it by chance changes nothing, and opens no dialog.

@@ -92,6 +92,7 @@ void SettingsWindow::build() {
     side->setFixedWidth(sidebarWidth);
     side->setAutoFillBackground(true);
     side->setBackgroundRole(QPalette::Base);
+    side->lower(); // is read before the panes
     auto* const beside = new QVBoxLayout(side);
     beside->setContentsMargins(spacing::small, spacing::small, spacing::small, spacing::small);
     beside->addWidget(sidebar_);

@@ -7,6 +7,7 @@
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/ReadOnlyLine.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
@@ -119,10 +120,9 @@ QWidget* WelcomeWindow::makeIntroduction() {
 }
 
 QWidget* WelcomeWindow::makeChoices() {
-    folder_ = new QLineEdit;
+    folder_ = new tessivar::ReadOnlyLine;
     folder_->setObjectName("folder");
     folder_->setAccessibleName(qPhrase("Folder for downloads"));
-    folder_->setReadOnly(true);
     auto* const choose = new QPushButton(qPhrase("&Choose…"));
     choose->setObjectName("choose-folder");
     choose->setAccessibleName(qPhrase("Choose the folder for downloads"));
