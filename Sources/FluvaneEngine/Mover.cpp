@@ -247,9 +247,11 @@ void Mover::arrived(Download& download, const WorkPointer& work, const Landed& l
         download.claim.synced(download.claim.generation(), record.pieces, true); // by the move
     }
     log::downloads([&] { return fmt::format("download {}: its file was moved", record.id); });
+    const bool isFinished = record.file.has_value();
     end(download, work, Outcome<std::string>::success(*record.name));
-    if (record.file) {
-        finisher_.verifyFinishedFile(download); // a digest of the old place may have been under way
+    Download* const there = isFinished ? list_.find(work->id) : nullptr; // it may have waited to be removed
+    if (there) {
+        finisher_.verifyFinishedFile(*there); // a digest of the old place may have been under way
     }
 }
 

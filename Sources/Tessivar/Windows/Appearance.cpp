@@ -142,9 +142,10 @@ void Appearance::apply(const QString& setting, const QVariant& given) {
     } else if (setting == "color-scheme") {
         isDark_ = number == preferDark;
     } else {
-        const bool reduced = setting == "reduced-motion" ? number != noPreference : !value.toBool();
+        (setting == "reduced-motion" ? wantsLessMotion_ : hasNoAnimations_) =
+            setting == "reduced-motion" ? number != noPreference : !value.toBool();
         if (auto* const style = qobject_cast<Style*>(QApplication::style())) {
-            style->setMotionReduced(reduced);
+            style->setMotionReduced(wantsLessMotion_ || hasNoAnimations_);
         }
         return;
     }

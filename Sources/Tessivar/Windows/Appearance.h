@@ -37,6 +37,8 @@ private:
 
     bool isOurs_; ///< Nothing else gives windows their colours.
     bool isDark_ = false;
+    bool wantsLessMotion_ = false; ///< Either of two settings keeps windows still.
+    bool hasNoAnimations_ = false;
     std::optional<QColor> accent_; ///< The desktop's own.
 };
 

@@ -7,6 +7,7 @@
 #include "Tessivar/Windows/Spacing.h"
 
 #include <QPainter>
+#include <QStyle>
 #include <QStyleOptionViewItem>
 
 #include <optional>
@@ -22,6 +23,15 @@ std::optional<RowTint> tintOf(QStyle::State state) {
     return state & QStyle::State_MouseOver ? std::optional(RowTint::hovered) : std::nullopt;
 }
 
+/// A tint alone isn't seen by everybody: what is selected has an edge that stands out.
+void paintMark(QPainter& painter, const QStyleOptionViewItem& option, const QRect& place) {
+    const QRect mark(place.left(), place.top() + radius::row, spacing::hair + 1,
+                     place.height() - 2 * radius::row);
+    painter.setBrush(
+        readable(option.palette.color(QPalette::Highlight), {option.palette.color(QPalette::Base), 3}));
+    painter.drawRoundedRect(QStyle::visualRect(option.direction, place, mark), 1.5, 1.5);
+}
+
 } // namespace
 
 QColor paintRowGround(QPainter& painter, const QStyleOptionViewItem& option, const QRect& place) {
@@ -33,6 +43,9 @@ QColor paintRowGround(QPainter& painter, const QStyleOptionViewItem& option, con
         painter.setBrush(color);
         painter.drawRoundedRect(place, radius::row, radius::row);
         ground = over(base, color);
+        if (option.state & QStyle::State_Selected) {
+            paintMark(painter, option, place);
+        }
     }
     // A selected row is seen as it is; only what the keyboard does may lead elsewhere.
     const bool isSeen =

@@ -166,9 +166,11 @@ void drawSegment(QPainter& painter, const QStyleOption& option) {
     const bool selected = has(option, State::State_Selected);
     const bool hovered = has(option, State::State_MouseOver) && has(option, State::State_Enabled);
     if (selected || hovered) {
-        painter.setPen(Qt::NoPen);
+        const QColor window = option.palette.color(QPalette::Window);
+        painter.setPen(selected ? QPen(readable(accent(option.palette), {window, shapeContrast}))
+                                : QPen(Qt::NoPen));
         painter.setBrush(selected ? rowTint(option.palette, RowTint::selected) : faint(option.palette, 0.06));
-        painter.drawRoundedRect(option.rect, radius::control, radius::control);
+        painter.drawRoundedRect(edge(option.rect), radius::control, radius::control);
     }
     if (has(option, State::State_HasFocus) && selected) {
         drawFocus(painter, option, option.rect, radius::control);

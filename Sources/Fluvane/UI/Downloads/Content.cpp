@@ -90,7 +90,7 @@ void DownloadsWindow::Content::refresh() {
     header_->showCounts(filter_.summary());
     pauseAll_->setEnabled(model_.summary().running + model_.summary().waiting > 0);
     resumeAll_->setEnabled(model_.summary().paused + model_.summary().waiting > 0);
-    clearFinished_->setEnabled(filter_.summary().finished > 0);
+    clearFinished_->setEnabled(filter_.hasFinished());
     updateRemoval();
     updateLimit();
     actions_.update(selected());
@@ -237,6 +237,7 @@ void DownloadsWindow::Content::restoreSelection() {
     list_->verticalScrollBar()->setValue(keptScroll_);
     restoring_ = false;
     header_->showCounts(filter_.summary()); // which may be of another search
+    clearFinished_->setEnabled(filter_.hasFinished());
     selectionChanged();
     updatePage();
 }

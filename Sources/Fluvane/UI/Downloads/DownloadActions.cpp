@@ -71,9 +71,9 @@ DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
     open_ = make("open", qPhrase("&Open"), "open", &DownloadActions::open);
     show_ = make("show", qPhrase("Show in &Folder"), "folder", &DownloadActions::show);
     separate();
-    rename_ = make("rename", qPhrase("Re&name…"), "edit", &DownloadActions::rename);
+    rename_ = make("rename", qPhrase("Ren&ame…"), "edit", &DownloadActions::rename);
     changeFolder_ =
-        make("change-folder", qPhrase("Change F&older…"), "folder", &DownloadActions::changeFolder);
+        make("change-folder", qPhrase("Chan&ge Folder…"), "folder", &DownloadActions::changeFolder);
     changeLink_ = make("change-link", qPhrase("Change &Link…"), "link", &DownloadActions::changeLink);
     checksum_ = make("checksum", qPhrase("C&hecksum…"), "checksum", &DownloadActions::editChecksum);
     copy_ = make("copy-link", qPhrase("&Copy Link"), "copy", &DownloadActions::copyLinks);

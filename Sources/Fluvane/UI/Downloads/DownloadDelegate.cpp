@@ -211,7 +211,10 @@ bool DownloadDelegate::editorEvent(QEvent* event, QAbstractItemModel* model,
         !button(option, index).contains(mouse->position().toPoint())) {
         return QStyledItemDelegate::editorEvent(event, model, option, index);
     }
-    if (kind == QEvent::MouseButtonRelease) {
+    // The second click of a double one is left out: another row may have come under the pointer by then.
+    const bool isWhole = pressed_ == index;
+    pressed_ = kind == QEvent::MouseButtonPress ? QPersistentModelIndex(index) : QPersistentModelIndex();
+    if (kind == QEvent::MouseButtonRelease && isWhole) {
         Q_EMIT actionWanted(index);
     }
     return true;

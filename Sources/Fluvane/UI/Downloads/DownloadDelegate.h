@@ -53,6 +53,7 @@ private:
     [[nodiscard]] const QIcon& icon(const QString& name, const QColor& color) const;
 
     RowSize size_ = RowSize::full;
+    QPersistentModelIndex pressed_; ///< The row whose button is held down.
     mutable std::map<std::pair<QString, QRgb>, QIcon>
         icons_; ///< Reading one from its file takes longer than painting it.
 };

@@ -18,6 +18,8 @@
 #include <QLabel>
 #include <QPushButton>
 
+#include <utility>
+
 namespace fluvane {
 
 using tessivar::qPhrase;
@@ -57,7 +59,7 @@ Notice::Notice(WindowContext& context, QWidget* parent)
     : QWidget(parent), context_(context), sign_(new QLabel(this)), words_(wrapped(this)),
       advice_(new tessivar::QuietLabel({}, this)), resume_(new QPushButton(this)),
       changeLink_(new QPushButton(qPhrase("Change &Link…"), this)),
-      changeFolder_(new QPushButton(qPhrase("Change F&older…"), this)),
+      changeFolder_(new QPushButton(qPhrase("Chan&ge Folder…"), this)),
       showFolder_(new QPushButton(qPhrase("&Show Folder"), this)) {
     setObjectName("details-notice");
     words_->setObjectName("problem");
@@ -74,13 +76,16 @@ Notice::Notice(WindowContext& context, QWidget* parent)
     texts->setSpacing(tessivar::spacing::small);
     texts->addWidget(words_);
     texts->addWidget(advice_);
-    auto* buttons = new QHBoxLayout;
-    buttons->addWidget(resume_);
-    buttons->addWidget(changeLink_);
-    buttons->addWidget(changeFolder_);
-    buttons->addWidget(showFolder_);
-    buttons->addStretch();
-    texts->addLayout(buttons);
+    // In two rows, as all beside each other are wider than the details.
+    for (const auto& [first, second] :
+         {std::pair(resume_, changeLink_), std::pair(changeFolder_, showFolder_)}) {
+        auto* buttons = new QHBoxLayout;
+        buttons->setSpacing(tessivar::spacing::medium);
+        buttons->addWidget(first);
+        buttons->addWidget(second);
+        buttons->addStretch();
+        texts->addLayout(buttons);
+    }
     all->addLayout(texts, 1);
     connect(resume_, &QPushButton::clicked, this, [this] { context_.manager.resume(id_); });
     connect(changeLink_, &QPushButton::clicked, this, [this] { context_.windows.changeLink(id_); });

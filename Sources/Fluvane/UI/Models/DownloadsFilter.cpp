@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
+#include <ranges>
 
 namespace fluvane {
 
@@ -187,12 +188,21 @@ bool DownloadsFilter::before(int a, int b) const {
 std::vector<DownloadID> DownloadsFilter::finished() const {
     std::vector<DownloadID> ids;
     for (int source = 0; source < model_.rowCount(); ++source) {
-        const auto& one = model_.snapshot(source);
-        if (one.group == StateGroup::finished && !one.needsAttention && fitsSearch(source)) {
-            ids.push_back(one.id);
+        if (isDone(source)) {
+            ids.push_back(model_.snapshot(source).id);
         }
     }
     return ids;
+}
+
+bool DownloadsFilter::hasFinished() const {
+    const auto sources = std::views::iota(0, model_.rowCount());
+    return std::ranges::any_of(sources, [this](int source) { return isDone(source); });
+}
+
+bool DownloadsFilter::isDone(int source) const {
+    const auto& one = model_.snapshot(source);
+    return one.group == StateGroup::finished && !one.needsAttention && fitsSearch(source);
 }
 
 // Rows

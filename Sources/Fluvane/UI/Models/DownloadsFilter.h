@@ -42,6 +42,7 @@ public:
     [[nodiscard]] DownloadsModel::Summary summary() const;
     /// Of the same, the finished ones that need nobody's attention.
     [[nodiscard]] std::vector<DownloadID> finished() const;
+    [[nodiscard]] bool hasFinished() const;
 
     [[nodiscard]] DownloadID idAt(int row) const;
     /// Invalid when it isn't shown.
@@ -61,6 +62,7 @@ public:
 private:
     [[nodiscard]] bool wanted(int source) const;
     [[nodiscard]] bool fitsSearch(int source) const;
+    [[nodiscard]] bool isDone(int source) const;
     [[nodiscard]] bool before(int a, int b) const;
     [[nodiscard]] int shownAt(int source) const { return shown_[static_cast<std::size_t>(source)]; }
     void arrange();

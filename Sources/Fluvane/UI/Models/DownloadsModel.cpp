@@ -132,6 +132,9 @@ const char* stateIcon(const DownloadsModel::Snapshot& now) {
 
 RowAction actionOf(const Download& download) {
     const Abilities can = abilities(download);
+    if (can.downloadAnyway) { // which may cost money: not by one click on a picture
+        return RowAction::none;
+    }
     return can.tryAgain ? RowAction::tryAgain
            : can.resume ? RowAction::resume
            : can.pause  ? RowAction::pause

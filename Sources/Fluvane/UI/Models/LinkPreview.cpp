@@ -68,7 +68,8 @@ const LinkFacts* LinkPreview::facts(const URL& link) const {
 
 std::string LinkPreview::sentence() const {
     if (outcome_) {
-        return outcome_->ok() ? sentenceOn(outcome_->value()) : words::oneLine(outcome_->error());
+        return outcome_->ok() ? sentenceOn(outcome_->value())
+                              : words::oneLine(words::sentence(outcome_->error()));
     }
     if (!inquiry_) {
         return {};

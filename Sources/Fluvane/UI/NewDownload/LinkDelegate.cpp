@@ -64,7 +64,7 @@ void LinkDelegate::paint(QPainter* painter, const QStyleOptionViewItem& given,
     const QString name = option.text;
     const QStyle* const style = option.widget ? option.widget->style() : QApplication::style();
     const QRect place = style->subElementRect(QStyle::SE_ItemViewItemText, &option, option.widget)
-                            .adjusted(spacing::small, spacing::small, -spacing::medium, -spacing::small);
+                            .adjusted(spacing::small, spacing::small, -spacing::margin, -spacing::small);
     option.text.clear();
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);

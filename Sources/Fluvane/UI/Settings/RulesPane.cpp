@@ -115,7 +115,7 @@ void RulesPane::addButtons() {
     auto* const row = new QWidget(this);
     auto* const layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(spacing::small);
+    layout->setSpacing(spacing::medium);
     for (QAction* const each : {add_, edit_, duplicate_, delete_}) {
         layout->addWidget(buttonFor(each));
     }
