@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
-#include <ranges>
 
 namespace fluvane {
 
@@ -196,8 +195,12 @@ std::vector<DownloadID> DownloadsFilter::finished() const {
 }
 
 bool DownloadsFilter::hasFinished() const {
-    const auto sources = std::views::iota(0, model_.rowCount());
-    return std::ranges::any_of(sources, [this](int source) { return isDone(source); });
+    for (int source = 0; source < model_.rowCount(); ++source) {
+        if (isDone(source)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool DownloadsFilter::isDone(int source) const {
