@@ -25,11 +25,11 @@ constexpr std::ptrdiff_t mostDownloads = 500;
 
 /// "4.2 of 10 GB", "4.2 GB" while the size isn't known.
 std::string sizeText(std::int64_t done, std::optional<std::int64_t> size) {
-    const auto doneText = words::bytes(done);
+    auto doneText = words::bytes(done);
     if (!size) {
         return doneText;
     }
-    const auto whole = words::bytes(*size);
+    auto whole = words::bytes(*size);
     if (done == *size) {
         return whole;
     }

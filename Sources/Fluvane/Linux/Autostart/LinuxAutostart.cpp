@@ -98,9 +98,9 @@ std::string ownProgram() {
 
 } // namespace
 
-LinuxAutostart::LinuxAutostart(std::filesystem::path folder, std::string program)
-    : file_(std::move(folder) / (tessivar::AppIdentity::current.identifier + ".desktop")),
-      program_(std::move(program)) {}
+LinuxAutostart::LinuxAutostart(const std::filesystem::path& folder, std::string program)
+    : file_(folder / (tessivar::AppIdentity::current.identifier + ".desktop")), program_(std::move(program)) {
+}
 
 LinuxAutostart LinuxAutostart::forThisUser() {
     const std::filesystem::path settings = dataFolders::settingsFile();

@@ -16,7 +16,7 @@ class LinuxAutostart : public Autostart {
 public:
     /// `folder` is made when it is missing. `program` is the absolute path of what is opened, in the
     /// background.
-    LinuxAutostart(std::filesystem::path folder, std::string program);
+    LinuxAutostart(const std::filesystem::path& folder, std::string program);
 
     /// Of this user and this executable.
     [[nodiscard]] static LinuxAutostart forThisUser();

@@ -92,7 +92,7 @@ void NotificationServer::deliver() {
     }
     for (Waiting& waiting : std::exchange(waiting_, {})) {
         if (waiting.until > Clock::now()) {
-            send(*connection, std::move(waiting));
+            send(*connection, waiting);
         }
     }
     late_.stop();
@@ -122,7 +122,7 @@ void NotificationServer::askCapabilities(const QDBusConnection& connection) {
                 });
 }
 
-void NotificationServer::send(const QDBusConnection& connection, Waiting waiting) {
+void NotificationServer::send(const QDBusConnection& connection, const Waiting& waiting) {
     askStarting(
         connection, notifications(), u"Notify"_s, arguments(waiting.notice), patience_.count(), *this,
         [this, server = server_, waiting](const QDBusMessage& answer) { answered(waiting, server, answer); });

@@ -63,7 +63,7 @@ private:
     void ownerChanged();
     void deliver();
     void askCapabilities(const QDBusConnection& connection);
-    void send(const QDBusConnection& connection, Waiting waiting);
+    void send(const QDBusConnection& connection, const Waiting& waiting);
     [[nodiscard]] QVariantList arguments(const Notice& notice) const;
     void answered(Waiting waiting, int server, const QDBusMessage& answer);
     void hold(Waiting waiting);

@@ -38,16 +38,22 @@ void stripes(QPainter& painter, const QRectF& area, double lean) {
     constexpr double distance = 5;
     const double slant = lean * area.height();
     const double first = std::floor((area.left() - std::abs(slant)) / distance) * distance;
-    for (double x = first; x < area.right() + std::abs(slant); x += distance) {
+    const int count = static_cast<int>(std::ceil((area.right() + std::abs(slant) - first) / distance));
+    for (int stripe = 0; stripe < count; ++stripe) {
+        const double x = first + stripe * distance;
         painter.drawLine(QPointF(x, area.bottom()), QPointF(x + slant, area.top()));
     }
 }
 
 void dots(QPainter& painter, const QRectF& area) {
     constexpr double distance = 5;
-    for (double y = area.top() + 3; y < area.bottom(); y += distance) {
-        for (double x = std::floor(area.left() / distance) * distance; x < area.right() + 1; x += distance) {
-            painter.drawPoint(QPointF(x, y));
+    const double left = std::floor(area.left() / distance) * distance;
+    const double top = area.top() + 3;
+    const int columns = static_cast<int>(std::ceil((area.right() + 1 - left) / distance));
+    const int rows = static_cast<int>(std::ceil((area.bottom() - top) / distance));
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            painter.drawPoint(QPointF(left + column * distance, top + row * distance));
         }
     }
 }
