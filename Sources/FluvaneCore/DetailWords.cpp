@@ -114,7 +114,7 @@ std::string resumability(const DownloadRecord& record) {
         return {};
     }
     if (record.pieces.empty()) {
-        return phrase("Known once it starts");
+        return record.state.failure() ? "" : phrase("Known once it starts");
     }
     return record.resumable ? phrase("Yes, a pause keeps what's downloaded")
                             : phrase("No, after a pause it starts over: the server sends it only as a whole");

@@ -103,7 +103,7 @@ void DownloadsWindow::Content::makeList() {
     list_->setAccessibleName(qPhrase("Downloads"));
     list_->setRowSize(memory_.compact ? RowSize::compact : RowSize::full);
     QObject::connect(list_, &DownloadsList::actionWanted, &here_,
-                     [this](const QModelIndex& index) { carryOutAt(index); });
+                     [this](const QModelIndex& index, RowAction action) { carryOut(action, index); });
     list_->setContextMenuPolicy(Qt::CustomContextMenu);
     QObject::connect(list_, &QWidget::customContextMenuRequested, &here_,
                      [this](const QPoint& at) { showMenu(at); });
@@ -175,7 +175,7 @@ void DownloadsWindow::Content::makeMenu() {
 void DownloadsWindow::Content::makePages() {
     auto* const empty = new EmptyPage(
         {.icon = "picture-empty",
-         .heading = qPhrase("No downloads yet"),
+         .heading = qPhrase("No downloads"),
          .explanation = qPhrase("Copy a link and press Ctrl+V here, drop links or a text file on "
                                 "this window, or add them by hand."),
          .button = qPhrase("New Download…"),

@@ -340,10 +340,13 @@ void DownloadsWindow::Content::enterResults() {
 }
 
 /// What the row's button says.
-void DownloadsWindow::Content::carryOutAt(const QModelIndex& index) {
+void DownloadsWindow::Content::carryOut(RowAction action, const QModelIndex& index) {
     const auto id = filter_.idAt(index.row());
     const Download* const download = context_.manager.download(id);
-    switch (index.data(DownloadsModel::ActionRole).value<RowAction>()) {
+    if (!download) {
+        return;
+    }
+    switch (action) {
     case RowAction::pause:
         return context_.manager.pause(id);
     case RowAction::resume:
@@ -351,6 +354,10 @@ void DownloadsWindow::Content::carryOutAt(const QModelIndex& index) {
         return context_.manager.resume(id);
     case RowAction::show:
         return context_.files.show(*download->record.file);
+    case RowAction::open:
+        return context_.files.open(*download->record.file);
+    case RowAction::remove:
+        return actions_.remove({id});
     case RowAction::none:
         return;
     }

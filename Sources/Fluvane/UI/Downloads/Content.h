@@ -82,7 +82,7 @@ private:
     void showInspector();
     void showAll();
     void applyOrder();
-    void carryOutAt(const QModelIndex& index);
+    void carryOut(RowAction action, const QModelIndex& index);
     void showMenu(const QPoint& at);
     void showMenuAtCurrent();
     void wasRemoved();

@@ -60,8 +60,7 @@ DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
       gone_(GoneFiles::of(context.feed, context.files)) {
     const auto separate = [this] { order_.push_back(nullptr); };
     resume_ = make("resume", qPhrase("&Resume"), "play", &DownloadActions::resume);
-    resume_->setIconText(
-        qPhrase("Resume")); // what a button says, as it would change its width with another label
+    resume_->setIconText(qPhrase("Resume")); // a button's word, as another would change its width
     pause_ = make("pause", qPhrase("&Pause"), "pause", &DownloadActions::pause);
     next_ = make("next", qPhrase("&Next in Line"), "next", &DownloadActions::next);
     prioritize_ = make("prioritize", qPhrase("Priori&tize"), "prioritize", &DownloadActions::prioritize);
@@ -77,6 +76,7 @@ DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
     changeLink_ = make("change-link", qPhrase("Change &Link…"), "link", &DownloadActions::changeLink);
     checksum_ = make("checksum", qPhrase("C&hecksum…"), "checksum", &DownloadActions::editChecksum);
     copy_ = make("copy-link", qPhrase("&Copy Link"), "copy", &DownloadActions::copyLinks);
+    copy_->setIconText(qPhrase("Copy Link"));
     separate();
     remove_ = make("remove", qPhrase("Re&move"), "remove", &DownloadActions::remove);
     removeFile_ =
@@ -182,7 +182,6 @@ void DownloadActions::nameResume(std::string_view label) {
                                    : qPhrase("&Resume");
     if (resume_->text() != words) {
         resume_->setText(words);
-        resume_->setIcon(tessivar::icon(again ? "retry" : "play"));
     }
 }
 

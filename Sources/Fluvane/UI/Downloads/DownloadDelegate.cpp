@@ -40,13 +40,13 @@ QString percent(const QModelIndex& index) {
     return wanted ? QString::fromStdString(words::percent(done.toDouble())) : QString();
 }
 
-/// The icon of what a row offers to do, and what it is called; null for nothing.
+/// The icon of an action, and what it is called; null for none.
 struct Offer {
     const char* icon;
     const char* name;
 };
-Offer offered(const QModelIndex& index) {
-    switch (index.data(DownloadsModel::ActionRole).value<RowAction>()) {
+Offer offer(RowAction action) {
+    switch (action) {
     case RowAction::pause:
         return {"pause", marked("Pause")};
     case RowAction::resume:
@@ -55,10 +55,26 @@ Offer offered(const QModelIndex& index) {
         return {"retry", marked("Try Again")};
     case RowAction::show:
         return {"folder", marked("Show in Folder")};
+    case RowAction::open:
+        return {"open", marked("Open")};
+    case RowAction::remove:
+        return {"remove", marked("Remove")};
     case RowAction::none:
         break;
     }
     return {nullptr, nullptr};
+}
+
+/// Ends before what stands in its line.
+void endBefore(QRect& text, const QRect& other, Qt::LayoutDirection direction) {
+    if (!text.intersects(other)) {
+        return;
+    }
+    if (direction == Qt::RightToLeft) {
+        text.setLeft(other.right() + spacing::small);
+    } else {
+        text.setRight(other.left() - spacing::small);
+    }
 }
 
 /// Where the pointer is, or the keyboard.
@@ -67,6 +83,12 @@ bool isCurrent(const QStyleOptionViewItem& option) {
 }
 
 } // namespace
+
+struct DownloadDelegate::Button {
+    RowAction action;
+    QRect icon;
+    QRect place; ///< As big as a pointer needs.
+};
 
 struct DownloadDelegate::Look {
     QPalette palette;
@@ -112,7 +134,13 @@ void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& give
                              const QModelIndex& index) const {
     QStyleOptionViewItem option = given;
     option.font = option.widget ? option.widget->font() : given.font;
-    const RowPlaces where = places(option, index);
+    RowPlaces where = places(option, index);
+    const auto shown = isCurrent(option) ? buttons(index, where) : std::vector<Button>();
+    for (const Button& each : shown) {
+        endBefore(where.name, each.place, option.direction);
+        endBefore(where.line, each.place, option.direction);
+        where.mark = where.mark.intersects(each.place) ? QRect() : where.mark;
+    }
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setLayoutDirection(option.direction);
@@ -131,9 +159,10 @@ void DownloadDelegate::paint(QPainter* painter, const QStyleOptionViewItem& give
     const QColor quiet = warns ? how.warning : how.quiet;
     icon(index.data(DownloadsModel::KindIconRole).toString(), how.quiet).paint(painter, where.kind);
     paintName(*painter, how, where, index);
-    if (isCurrent(option) && offered(index).icon) {
-        paintButton(*painter, how, option, index);
-    } else {
+    for (const Button& each : shown) {
+        paintButton(*painter, how, each);
+    }
+    if (shown.empty()) {
         icon(index.data(DownloadsModel::StateIconRole).toString(), quiet).paint(painter, where.state);
     }
     painter->setPen(how.quiet);
@@ -184,47 +213,69 @@ void DownloadDelegate::paintName(QPainter& painter, const Look& look, const RowP
     }
 }
 
-/// In the place of the state's icon, as big as a pointer needs.
-QRect DownloadDelegate::button(const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    return places(option, index).state.adjusted(-spacing::small, -3, spacing::small, 3);
+/// The first in the place of the state's icon.
+std::vector<DownloadDelegate::Button> DownloadDelegate::buttons(const QModelIndex& index,
+                                                                const RowPlaces& places) const {
+    std::vector<Button> found;
+    for (const auto& [role, icon] : {std::pair(DownloadsModel::ActionRole, places.state),
+                                     std::pair(DownloadsModel::SecondActionRole, places.second)}) {
+        const auto action = index.data(role).value<RowAction>();
+        if (action != RowAction::none) {
+            found.push_back({action, icon, icon.adjusted(-spacing::small, -3, spacing::small, 3)});
+        }
+    }
+    return found;
 }
 
-void DownloadDelegate::paintButton(QPainter& painter, const Look& look, const QStyleOptionViewItem& option,
-                                   const QModelIndex& index) const {
-    const QRect place = button(option, index);
+std::optional<DownloadDelegate::Button> DownloadDelegate::buttonAt(const QPoint& point,
+                                                                   const QStyleOptionViewItem& option,
+                                                                   const QModelIndex& index) const {
+    for (const Button& each : buttons(index, places(option, index))) {
+        if (each.place.contains(point)) {
+            return each;
+        }
+    }
+    return std::nullopt;
+}
+
+void DownloadDelegate::paintButton(QPainter& painter, const Look& look, const Button& button) const {
     QColor ground = look.text;
     ground.setAlphaF(0.10F);
     painter.setPen(Qt::NoPen);
     painter.setBrush(ground);
-    painter.drawRoundedRect(place, tessivar::radius::mark, tessivar::radius::mark);
-    icon(offered(index).icon, look.text).paint(&painter, places(option, index).state);
+    painter.drawRoundedRect(button.place, tessivar::radius::mark, tessivar::radius::mark);
+    icon(offer(button.action).icon, look.text).paint(&painter, button.icon);
 }
 
-/// A press on the button neither selects the row nor begins to drag it.
+/// A press on a button neither selects the row nor begins to drag it.
 bool DownloadDelegate::editorEvent(QEvent* event, QAbstractItemModel* model,
                                    const QStyleOptionViewItem& option, const QModelIndex& index) {
     const auto kind = event->type();
     const bool isMouse = kind == QEvent::MouseButtonPress || kind == QEvent::MouseButtonRelease ||
                          kind == QEvent::MouseButtonDblClick;
     const auto* const mouse = isMouse ? static_cast<QMouseEvent*>(event) : nullptr;
-    if (!mouse || mouse->button() != Qt::LeftButton || !offered(index).icon ||
-        !button(option, index).contains(mouse->position().toPoint())) {
+    const auto button = mouse && mouse->button() == Qt::LeftButton
+                            ? buttonAt(mouse->position().toPoint(), option, index)
+                            : std::nullopt;
+    if (!button) {
         return QStyledItemDelegate::editorEvent(event, model, option, index);
     }
     // The second click of a double one is left out: another row may have come under the pointer by then.
-    const bool isWhole = pressed_ == index;
+    const bool isWhole = pressed_ == index && pressedAction_ == button->action;
     pressed_ = kind == QEvent::MouseButtonPress ? QPersistentModelIndex(index) : QPersistentModelIndex();
+    pressedAction_ = button->action;
     if (kind == QEvent::MouseButtonRelease && isWhole) {
-        Q_EMIT actionWanted(index);
+        Q_EMIT actionWanted(index, button->action);
     }
     return true;
 }
 
 bool DownloadDelegate::helpEvent(QHelpEvent* event, QAbstractItemView* view,
                                  const QStyleOptionViewItem& option, const QModelIndex& index) {
-    const char* const name = offered(index).name;
-    if (event->type() == QEvent::ToolTip && name && button(option, index).contains(event->pos())) {
-        QToolTip::showText(event->globalPos(), qPhrase(name), view);
+    const auto button =
+        event->type() == QEvent::ToolTip ? buttonAt(event->pos(), option, index) : std::nullopt;
+    if (button) {
+        QToolTip::showText(event->globalPos(), qPhrase(offer(button->action).name), view);
         return true;
     }
     return QStyledItemDelegate::helpEvent(event, view, option, index);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Fluvane/UI/Downloads/RowPlaces.h"
+#include "Fluvane/UI/Models/DownloadsModel.h"
 #include "FluvaneCore/DownloadID.h"
 
 #include <QElapsedTimer>
@@ -29,8 +30,8 @@ public:
 
     void setRowSize(RowSize size);
 
-    /// A click on the row's button.
-    Q_SIGNAL void actionWanted(const QModelIndex& index);
+    /// A click on one of the row's buttons.
+    Q_SIGNAL void actionWanted(const QModelIndex& index, fluvane::RowAction action);
 
     /// Of a row, not of the heading above it.
     [[nodiscard]] QModelIndex indexAt(const QPoint& point) const override;

@@ -3,52 +3,37 @@
 
 #include "Fluvane/UI/Downloads/Header.h"
 
+#include "Fluvane/UI/Downloads/StateFilter.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QMenu>
-#include <QSignalBlocker>
-#include <QTabBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 namespace fluvane {
 
-using tessivar::marked;
 using tessivar::qPhrase;
-using tessivar::qPhraseIn;
 
 namespace spacing = tessivar::spacing;
 
 namespace {
 
-/// From this width on buttons of these actions say what they do.
-constexpr std::array<std::pair<int, const char*>, 5> labelled = {{
-    {900, "button-resume"},
-    {900, "button-pause"},
-    {1060, "button-open"},
-    {1060, "button-remove"},
-    {1200, "button-show"},
-}};
-constexpr int narrow = 640; ///< Below this width there are no buttons for what is done seldom.
-constexpr std::array rare = {"button-next", "button-change-link", "button-checksum", "button-copy-link"};
-
-constexpr std::array<std::pair<StateGroup, const char*>, 6> groups = {{
-    {StateGroup::all, marked("All")},
-    {StateGroup::running, marked("Running")},
-    {StateGroup::waiting, marked("Waiting")},
-    {StateGroup::paused, marked("Paused")},
-    {StateGroup::attention, marked("Needs Attention")},
-    {StateGroup::finished, marked("Finished")},
-}};
+/// Which buttons say what they do, where there is room, and which go where there is none: in that order.
+constexpr std::array labelled = {"button-resume",   "button-pause",       "button-open",
+                                 "button-remove",   "button-show",        "button-copy-link",
+                                 "button-checksum", "button-change-link", "button-next"};
+constexpr std::array rare = {"button-change-link", "button-checksum", "button-copy-link", "button-next"};
+constexpr int leastSearchWidth = 110;
+constexpr int searchWidth = 180; ///< Before buttons get words.
 
 QString withoutMnemonic(QString text) {
     return text.remove('&');
@@ -74,39 +59,46 @@ QToolButton* Header::button(QAction* action) {
     return made;
 }
 
-/// The two that share a place are there in turn.
-void Header::addTools(QHBoxLayout& row, const DownloadActions& actions) {
-    for (QAction* const action : actions.tools()) {
-        if (!action) {
-            row.addSpacing(spacing::medium);
-            continue;
+/// What removes stands away from the rest, at the far end.
+void Header::addTools(const DownloadActions& actions) {
+    const auto tools = actions.tools();
+    for (QAction* const action : tools) {
+        if (action == tools.back()) {
+            tools_->addStretch(0); // the search comes first
         }
-        QToolButton* const made = buttons_.emplace_back(button(action));
-        row.addWidget(made);
-        if (QAction* const other = actions.insteadOf(action)) {
-            QToolButton* const instead = button(other);
-            row.addWidget(instead);
-            const auto follow = [made, instead, other] {
-                made->setHidden(other->isVisible());
-                instead->setVisible(other->isVisible());
-            };
-            connect(other, &QAction::changed, instead, follow);
-            follow();
-        }
+        action ? addTool(action, actions.insteadOf(action)) : tools_->addSpacing(spacing::medium);
     }
+    tools_->addSpacing(spacing::medium);
+}
+
+/// The two that share a place are there in turn.
+void Header::addTool(QAction* action, QAction* other) {
+    QToolButton* const made = buttons_.emplace_back(button(action));
+    tools_->addWidget(made);
+    if (!other) {
+        return;
+    }
+    QToolButton* const instead = button(other);
+    tools_->addWidget(instead);
+    const auto follow = [made, instead, other] {
+        made->setHidden(other->isVisible());
+        instead->setVisible(other->isVisible());
+    };
+    connect(other, &QAction::changed, instead, follow);
+    follow();
 }
 
 Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActions& actions, QMenu* menu,
                DownloadsFilter& filter)
-    : newDownload_(button(newDownload)), search_(new QLineEdit), groups_(new QTabBar) {
+    : newDownload_(button(newDownload)), search_(new QLineEdit), groups_(new StateFilter),
+      clear_(button(clearFinished)) {
     newDownload_->setAutoRaise(false);
     newDownload_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    auto* const tools = new QHBoxLayout;
-    tools->setSpacing(spacing::small);
-    tools->addWidget(newDownload_);
-    tools->addSpacing(spacing::small);
-    addTools(*tools, actions);
-    tools->addStretch(1);
+    tools_ = new QHBoxLayout;
+    tools_->setSpacing(spacing::small);
+    tools_->addWidget(newDownload_);
+    tools_->addSpacing(spacing::small);
+    addTools(actions);
 
     search_->setObjectName("search");
     search_->setAccessibleName(qPhrase("Search by name"));
@@ -117,9 +109,9 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
     }
     search_->setAcceptDrops(false); // what is dropped there is dropped on the window
     search_->addAction(tessivar::icon("search"), QLineEdit::LeadingPosition)->setText(qPhrase("Search"));
-    search_->setMinimumWidth(110);
+    search_->setMinimumWidth(leastSearchWidth);
     search_->setMaximumWidth(240);
-    tools->addWidget(search_, 1);
+    tools_->addWidget(search_, 1);
     connect(search_, &QLineEdit::textChanged, &filter, &DownloadsFilter::setSearch);
 
     auto* const more = new QToolButton;
@@ -133,51 +125,25 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
     more->setMenu(menu);
     more->setPopupMode(QToolButton::InstantPopup);
     more->setStyleSheet("QToolButton::menu-indicator { image: none; }");
-    tools->addWidget(more);
+    tools_->addWidget(more);
 
-    groups_->setObjectName("filter");
-    groups_->setAccessibleName(qPhrase("Show downloads by state"));
-    groups_->setDrawBase(false);
-    groups_->setExpanding(false);
-    groups_->setDocumentMode(true);
-    groups_->setElideMode(Qt::ElideNone);
-    for (const auto& [group, name] : groups) {
-        groups_->addTab(qPhrase(name));
-    }
-    connect(groups_, &QTabBar::currentChanged, this,
-            [this](int tab) { Q_EMIT groupChosen(groups[static_cast<std::size_t>(tab)].first); });
-
+    connect(groups_, &StateFilter::groupChosen, this, &Header::groupChosen);
     auto* const column = new QVBoxLayout(this);
     column->setContentsMargins(spacing::margin, spacing::medium, spacing::margin, spacing::small);
     column->setSpacing(spacing::medium);
-    column->addLayout(tools);
+    column->addLayout(tools_);
     auto* const filters = new QHBoxLayout;
     filters->addWidget(groups_, 1);
-    QToolButton* const clear = button(clearFinished);
-    clear->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    filters->addWidget(clear);
+    filters->addWidget(clear_);
     column->addLayout(filters);
 }
 
 void Header::showCounts(const DownloadsModel::Summary& summary) {
-    for (int tab = 0; tab < groups_->count(); ++tab) {
-        const auto& [group, name] = groups[static_cast<std::size_t>(tab)];
-        const int count = summary.in(group);
-        const QString text =
-            count > 0 ? qPhraseIn("state and count", "%1  %2", qPhrase(name), count) : qPhrase(name);
-        if (groups_->tabText(tab) != text) {
-            groups_->setTabText(tab, text);
-        }
-    }
+    groups_->showCounts(summary);
 }
 
 void Header::showGroup(StateGroup group) {
-    const QSignalBlocker quiet(groups_);
-    for (int tab = 0; tab < groups_->count(); ++tab) {
-        if (groups[static_cast<std::size_t>(tab)].first == group) {
-            groups_->setCurrentIndex(tab);
-        }
-    }
+    groups_->showGroup(group);
 }
 
 void Header::resizeEvent(QResizeEvent* event) {
@@ -185,15 +151,46 @@ void Header::resizeEvent(QResizeEvent* event) {
     fit();
 }
 
+void Header::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
+        fit();
+    }
+}
+
+QToolButton* Header::named(const char* name) const {
+    const auto found =
+        std::ranges::find_if(buttons_, [name](const auto* each) { return each->objectName() == name; });
+    return found == buttons_.end() ? nullptr : *found;
+}
+
+/// First what must be left out, then what there is room for.
 void Header::fit() {
+    const auto room = [this] {
+        tools_->invalidate();
+        return width() - 2 * spacing::margin - tools_->minimumSize().width();
+    };
     for (QToolButton* const each : buttons_) {
-        const auto isIts = [name = each->objectName()](const auto& entry) { return name == entry; };
-        const auto* const label = std::ranges::find_if(labelled, isIts, &std::pair<int, const char*>::second);
-        const bool hasWords = label != labelled.end() && width() >= label->first;
-        each->setToolButtonStyle(hasWords ? Qt::ToolButtonTextBesideIcon : Qt::ToolButtonIconOnly);
-        if (std::ranges::any_of(rare, isIts)) {
-            each->setVisible(width() >= narrow);
+        each->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    }
+    for (const char* const name : rare) {
+        named(name)->setVisible(true);
+    }
+    for (const char* const name : rare) {
+        named(name)->setVisible(room() >= 0);
+    }
+    for (const char* const name : labelled) {
+        QToolButton* const each = named(name);
+        each->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        if (each->isHidden() || room() < searchWidth - leastSearchWidth) {
+            each->setToolButtonStyle(Qt::ToolButtonIconOnly);
+            break; // the order stays the same at any width
         }
+    }
+    clear_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    const int rest = width() - 2 * spacing::margin - groups_->sizeHint().width() - spacing::medium;
+    if (rest < clear_->sizeHint().width()) {
+        clear_->setToolButtonStyle(Qt::ToolButtonIconOnly);
     }
 }
 

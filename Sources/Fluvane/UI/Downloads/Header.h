@@ -14,14 +14,15 @@ class QAction;
 class QHBoxLayout;
 class QLineEdit;
 class QMenu;
-class QTabBar;
 class QToolButton;
 
 namespace fluvane {
 
+class StateFilter;
+
 /// The top of the Downloads window: what can be done, the search, and the filter by state with its numbers.
 /// Buttons keep their places, disabled while their actions don't apply; with little room only their icons are
-/// left, and the rarer ones go.
+/// left, and the rarer ones go; with much, all say what they do.
 class Header : public QWidget {
     Q_OBJECT
 
@@ -37,16 +38,21 @@ public:
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
     QToolButton* button(QAction* action);
-    void addTools(QHBoxLayout& row, const DownloadActions& actions);
+    void addTools(const DownloadActions& actions);
+    void addTool(QAction* action, QAction* other);
+    [[nodiscard]] QToolButton* named(const char* name) const;
     void fit();
 
     std::vector<QToolButton*> buttons_;
     QToolButton* newDownload_;
     QLineEdit* search_;
-    QTabBar* groups_;
+    StateFilter* groups_;
+    QToolButton* clear_;
+    QHBoxLayout* tools_ = nullptr;
 };
 
 } // namespace fluvane

@@ -100,8 +100,9 @@ RowPlaces rowPlaces(const QStyleOptionViewItem& option, const RowShape& shape) {
     }
     const auto layOut = shape.size == RowSize::compact ? layOutCompact : layOutFull;
     layOut(places, option.fontMetrics, shape.hasBar);
+    places.second = places.state.translated(-(side::icon + spacing::large), 0);
     for (QRect* const place : {&places.heading, &places.kind, &places.name, &places.mark, &places.bar,
-                               &places.line, &places.state}) {
+                               &places.line, &places.state, &places.second}) {
         *place = place->width() > 0 ? QStyle::visualRect(option.direction, option.rect, *place) : QRect();
     }
     return places;

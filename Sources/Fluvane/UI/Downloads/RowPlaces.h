@@ -17,7 +17,8 @@ struct RowPlaces {
     QRect mark; ///< How much is done, in words.
     QRect bar;
     QRect line;
-    QRect state; ///< Or the row's button.
+    QRect state;  ///< Or the row's button.
+    QRect second; ///< Another button, over what else is there.
 };
 
 enum class RowSize { full, compact };

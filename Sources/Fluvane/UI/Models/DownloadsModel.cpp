@@ -142,6 +142,19 @@ RowAction actionOf(const Download& download) {
                         : RowAction::none;
 }
 
+/// What is as often done next; removing can be undone.
+RowAction secondAction(const DownloadsModel::Snapshot& now, RowAction first) {
+    switch (first) {
+    case RowAction::resume:
+    case RowAction::tryAgain:
+        return RowAction::remove;
+    case RowAction::show:
+        return now.needsAttention ? RowAction::remove : RowAction::open; // not a file that differs
+    default:
+        return RowAction::none;
+    }
+}
+
 QUrl fileURL(const DownloadRecord& record) {
     const bool finished = record.state.is<State::Finished>() && record.file;
     return finished ? QUrl::fromEncoded(QByteArray::fromStdString(record.file->absoluteString())) : QUrl();
@@ -486,7 +499,9 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
     case FileRole:
         return fileURL(download.record);
     case ActionRole:
-        return QVariant::fromValue(isGone() ? RowAction::none : actionOf(download));
+        return QVariant::fromValue(isGone() ? RowAction::remove : actionOf(download));
+    case SecondActionRole:
+        return QVariant::fromValue(isGone() ? RowAction::none : secondAction(row.now, actionOf(download)));
     default:
         return {};
     }

@@ -41,7 +41,7 @@ private:
 [[nodiscard]] QString kindIcon(std::string_view fileName);
 
 /// What a row offers to do at once, for a click on it.
-enum class RowAction { none, pause, resume, tryAgain, show };
+enum class RowAction { none, pause, resume, tryAgain, show, open, remove };
 
 /// What a list is filtered by.
 enum class StateGroup { all, running, waiting, paused, attention, finished };
@@ -62,9 +62,10 @@ public:
         AttentionRole,             ///< Whether only a person can put right what happened.
         FileRole,                  ///< QUrl of the finished file; invalid for any other.
         PrioritizedRole,
-        HasBarRole, ///< Whether there is progress to draw.
-        ActionRole, ///< RowAction
-        StepRole,   ///< A small number that moves as bytes arrive.
+        HasBarRole,       ///< Whether there is progress to draw.
+        ActionRole,       ///< RowAction
+        SecondActionRole, ///< RowAction; none where there is no first.
+        StepRole,         ///< A small number that moves as bytes arrive.
         RoleCount,
     };
 

@@ -212,7 +212,7 @@ void NewDownloadDraft::setName(std::size_t row, const std::string& typed) {
         names_.erase(at.link.absoluteString());
     }
     settle(at);
-    destination_ = destinationOfWanted();
+    findDestination();
     Q_EMIT marksChanged();
     Q_EMIT changed();
 }
@@ -245,7 +245,7 @@ void NewDownloadDraft::takeFacts() {
     if (facts && facts->name != rows()[*row].suggestion) {
         result_->rows[*row].suggestion = facts->name;
         settle(result_->rows[*row]);
-        destination_ = destinationOfWanted();
+        findDestination();
         Q_EMIT marksChanged();
     }
 }
@@ -282,7 +282,7 @@ void NewDownloadDraft::count() {
     for (std::size_t i = 0; i < rows().size(); ++i) {
         wanted_ += isWanted(i) ? 1 : 0;
     }
-    destination_ = destinationOfWanted();
+    findDestination();
 }
 
 std::string NewDownloadDraft::mark(std::size_t row) const {
@@ -300,7 +300,7 @@ URL NewDownloadDraft::folder(std::size_t row) const {
 
 void NewDownloadDraft::setFolder(const std::optional<URL>& folder) {
     folder_ = folder;
-    destination_ = destinationOfWanted();
+    findDestination();
     Q_EMIT marksChanged();
     Q_EMIT changed();
 }
@@ -332,7 +332,7 @@ std::string NewDownloadDraft::algorithm() const {
     return checksum ? std::string(Checksum::name(checksum->algorithm)) : "";
 }
 
-std::string NewDownloadDraft::destinationOfWanted() const {
+void NewDownloadDraft::findDestination() {
     std::vector<Place> places;
     std::map<std::optional<std::string>, std::size_t> known; // a folder is looked up once
     for (std::size_t i = 0; i < rows().size(); ++i) {
@@ -345,15 +345,14 @@ std::string NewDownloadDraft::destinationOfWanted() const {
             ++places[at->second].links;
         }
     }
-    if (places.size() < 2) {
-        if (places.empty()) {
-            return {};
-        }
-        const auto folder = folderText(places[0].folder);
-        return wanted_ == 1 ? phrase("It goes to %1.", folder) : phrase("They go to %1.", folder);
+    onlyFolder_ = places.size() == 1 ? std::optional(places[0].folder) : std::nullopt;
+    if (onlyFolder_) {
+        const auto folder = folderText(*onlyFolder_);
+        destination_ = wanted_ == 1 ? phrase("It goes to %1.", folder) : phrase("They go to %1.", folder);
+        return;
     }
     std::ranges::stable_sort(places, std::greater(), &Place::links);
-    return destinations(places);
+    destination_ = places.empty() ? std::string() : destinations(places);
 }
 
 std::string NewDownloadDraft::objection() const {

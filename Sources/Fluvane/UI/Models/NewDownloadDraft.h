@@ -91,6 +91,8 @@ public:
     [[nodiscard]] std::string algorithm() const;
     /// Where the wanted links go, in words; empty without any.
     [[nodiscard]] const std::string& destination() const { return destination_; }
+    /// The folder of all wanted links; absent where they go to several, or there are none.
+    [[nodiscard]] const std::optional<URL>& onlyFolder() const { return onlyFolder_; }
     /// What speaks against downloading, a sentence for the user; empty where the text is, too.
     [[nodiscard]] std::string objection() const;
     [[nodiscard]] bool isReady() const;
@@ -117,7 +119,7 @@ private:
     void look();
     void takeFacts();
     void settle(Row& row) const;
-    [[nodiscard]] std::string destinationOfWanted() const;
+    void findDestination();
     [[nodiscard]] std::string textObjection() const;
 
     DownloadManager& manager_;
@@ -132,6 +134,7 @@ private:
     std::unique_ptr<Result> result_; ///< Never null.
     std::size_t wanted_ = 0;
     std::string destination_;
+    std::optional<URL> onlyFolder_;
     std::unordered_map<std::string, bool> choices_;      ///< The user's own, by link.
     std::unordered_map<std::string, std::string> names_; ///< Likewise.
     std::optional<URL> folder_;

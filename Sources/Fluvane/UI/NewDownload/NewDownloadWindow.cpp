@@ -64,6 +64,7 @@ void NewDownloadWindow::connectDraft() {
     connect(&draft_, &NewDownloadDraft::rowsReplaced, this, &NewDownloadWindow::showRows);
     connect(&draft_, &NewDownloadDraft::marksChanged, this, &NewDownloadWindow::showCount);
     connect(&draft_, &NewDownloadDraft::changed, this, &NewDownloadWindow::showSentences);
+    connect(&space_, &FolderSpace::changed, this, &NewDownloadWindow::showDestination);
     connect(&context_.feed, &ListFeed::changed, this, [this] {
         if (isVisible()) {
             draft_.noticeList();
@@ -177,6 +178,7 @@ void NewDownloadWindow::hideEvent(QHideEvent* event) {
     if (!event->spontaneous()) {
         downloadWhenRead_ = false;
         draft_.setWatched(false);
+        space_.follow(std::nullopt); // a shown one asks anew
         dropUntouched();
     }
     QWidget::hideEvent(event);
@@ -211,9 +213,18 @@ void NewDownloadWindow::showCount() {
                       : qPhrases("%1 link, %2 to download", "%1 links, %2 to download", count, wanted));
 }
 
+void NewDownloadWindow::showDestination() {
+    space_.follow(isVisible() ? draft_.onlyFolder() : std::nullopt);
+    QString sentence = QString::fromStdString(draft_.destination());
+    if (const auto free = space_.free()) {
+        sentence += " " + qPhrase("%1 are free there.", words::bytes(*free));
+    }
+    destination_->setText(sentence);
+    destination_->setVisible(!sentence.isEmpty());
+}
+
 void NewDownloadWindow::showSentences() {
-    destination_->setText(QString::fromStdString(draft_.destination()));
-    destination_->setVisible(!draft_.destination().empty());
+    showDestination();
     algorithm_->setText(QString::fromStdString(draft_.algorithm()));
     algorithm_->setVisible(checksum_->isVisible() && !algorithm_->text().isEmpty());
     showName();

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "Fluvane/UI/Models/FolderSpace.h"
 #include "Fluvane/UI/Models/NewDownloadDraft.h"
 #include "Fluvane/UI/Models/RecentFolders.h"
 #include "Fluvane/UI/Models/WindowContext.h"
@@ -69,6 +70,7 @@ private:
     void showRows();
     void showCount();
     void showSentences();
+    void showDestination();
     void showButtons();
     void showName();
     void nameTyped(const QString& typed);
@@ -83,6 +85,7 @@ private:
     WindowContext& context_;
     RecentFolders& recentFolders_;
     NewDownloadDraft draft_;
+    FolderSpace space_;
     tessivar::Subscription settingsChanges_;
     LinksModel* model_;
     LinksEdit* text_ = nullptr;
