@@ -3,6 +3,7 @@
 
 #include "Fluvane/UI/Downloads/StateFilter.h"
 
+#include "Tessivar/Windows/Icons.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QAction>
@@ -94,7 +95,9 @@ void StateFilter::makeMenu() {
     menu_->setMenu(menu);
     menu_->setPopupMode(QToolButton::InstantPopup);
     menu_->setFocusPolicy(Qt::TabFocus);
-    menu_->setToolButtonStyle(Qt::ToolButtonTextOnly);
+    menu_->setIcon(tessivar::icon("filter"));
+    menu_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    menu_->setStyleSheet("QToolButton::menu-indicator { image: none; }");
     menu_->setText(row_->tabText(row_->currentIndex()));
 }
 

@@ -461,8 +461,6 @@ QVariant DownloadsModel::data(const QModelIndex& index, int role) const {
         return static_cast<int>(row.now.done / 16384 % 4096);
     case StateRole:
         return QVariant::fromValue(row.now.state);
-    case StateIconRole:
-        return stateIcon(row.now);
     case AttentionRole:
         return row.now.needsAttention;
     case PrioritizedRole:
@@ -485,6 +483,8 @@ QVariant DownloadsModel::told(const Row& row, const Download& download, int role
     switch (role) {
     case LineRole:
         return line();
+    case StateIconRole:
+        return row.now.group == StateGroup::finished && isGone() ? "close" : stateIcon(row.now);
     case Qt::AccessibleTextRole: {
         // What is paused has it in its line.
         const bool isTold = row.now.group == StateGroup::paused || !hasBar(row.now);
