@@ -8,7 +8,9 @@
 
 #include <QAbstractItemModelTester>
 #include <QContextMenuEvent>
+#include <QRegularExpression>
 #include <QTabBar>
+#include <QToolButton>
 
 #include <random>
 
@@ -189,7 +191,7 @@ TEST_F(DownloadsWindowTest, RemovingCanBeUndone) {
 
 TEST_F(DownloadsWindowTest, ARowsButtonDoesWithoutASelection) {
     choose(6);
-    const auto click = [&](std::int64_t id) {
+    const auto click = [&](std::int64_t id, int button = 0) {
         const auto found =
             view.model()->match(view.model()->index(0, 0), DownloadsModel::IdRole, qlonglong{id});
         view.scrollTo(found.at(0));
@@ -197,7 +199,8 @@ TEST_F(DownloadsWindowTest, ARowsButtonDoesWithoutASelection) {
         while (!view.indexAt(place.topLeft()).isValid() && place.height() > 0) { // its group's heading
             place.setTop(place.top() + 1);
         }
-        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, {place.right() - 20, place.top() + 22});
+        QTest::mouseClick(view.viewport(), Qt::LeftButton, {},
+                          {place.right() - 20 - 28 * button, place.top() + 22});
         list.refresh();
     };
     click(7);
@@ -205,8 +208,33 @@ TEST_F(DownloadsWindowTest, ARowsButtonDoesWithoutASelection) {
     click(1);
     EXPECT_NE(list.engine.state(1_id), "paused");
     click(2);
-    EXPECT_THAT(files, ElementsAre("show file:///downloads/holiday%20video.mp4"));
+    click(2, 1);
+    EXPECT_THAT(files, ElementsAre("show file:///downloads/holiday%20video.mp4",
+                                   "open file:///downloads/holiday%20video.mp4"));
+    click(7, 1);
+    EXPECT_FALSE(isThere(7)) << "it is paused by now";
     EXPECT_EQ(current(), 6);
+}
+
+TEST_F(DownloadsWindowTest, ButtonsAndFilterFitTheWidth) {
+    int labels = -1;
+    for (const int width : {420, 980, 1900}) {
+        window.resize(width, 600);
+        list.refresh();
+        int now = 0;
+        for (const auto* const button : window.findChildren<QToolButton*>(QRegularExpression("^button-"))) {
+            now += button->isVisible() && button->toolButtonStyle() != Qt::ToolButtonIconOnly ? 1 : 0;
+            EXPECT_TRUE(!button->isVisible() || button->width() >= button->sizeHint().width())
+                << width << ": " << button->objectName().toStdString();
+        }
+        EXPECT_GT(now, labels) << width;
+        labels = now;
+        const auto& menu = part<QToolButton>(window, "filter-menu");
+        EXPECT_EQ(menu.isVisible(), width == 420);
+        EXPECT_EQ(menu.isVisible(), part<QTabBar>(window, "filter").isHidden());
+    }
+    part<QToolButton>(window, "filter-menu").menu()->actions().last()->trigger();
+    EXPECT_EQ(view.model()->rowCount(), 2);
 }
 
 TEST_F(DownloadsWindowTest, FilesGoToTheWastebasketOrStay) {

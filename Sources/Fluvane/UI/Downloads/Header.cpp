@@ -93,7 +93,6 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
     : newDownload_(button(newDownload)), search_(new QLineEdit), groups_(new StateFilter),
       clear_(button(clearFinished)) {
     newDownload_->setAutoRaise(false);
-    newDownload_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     tools_ = new QHBoxLayout;
     tools_->setSpacing(spacing::small);
     tools_->addWidget(newDownload_);
@@ -178,6 +177,10 @@ void Header::fit() {
     }
     for (const char* const name : rare) {
         named(name)->setVisible(room() >= 0);
+    }
+    newDownload_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    if (room() < 0) {
+        newDownload_->setToolButtonStyle(Qt::ToolButtonIconOnly);
     }
     for (const char* const name : labelled) {
         QToolButton* const each = named(name);
