@@ -13,6 +13,8 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
+#include <QSettings>
+#include <QStandardPaths>
 #include <QStyle>
 
 #include <algorithm>
@@ -26,6 +28,7 @@ namespace {
 
 using Role = QPalette::ColorRole;
 
+constexpr auto bus = "org.freedesktop.DBus";
 constexpr auto service = "org.freedesktop.portal.Desktop";
 constexpr auto object = "/org/freedesktop/portal/desktop";
 constexpr auto interface = "org.freedesktop.portal.Settings";
@@ -97,18 +100,46 @@ std::optional<QColor> accentOf(const QVariant& value) {
     return isColor ? std::optional(QColor::fromRgbF(at(0), at(1), at(2))) : std::nullopt;
 }
 
+/// Portals of KDE don't tell it. The user's own file goes before the system's.
+bool stillInKDE() {
+    if (!qgetenv("XDG_CURRENT_DESKTOP").split(':').contains("KDE")) {
+        return false;
+    }
+    for (const QString& file :
+         QStandardPaths::locateAll(QStandardPaths::GenericConfigLocation, "kdeglobals")) {
+        bool isNumber = false;
+        const QVariant factor = QSettings(file, QSettings::IniFormat).value("KDE/AnimationDurationFactor");
+        if (const double number = factor.toDouble(&isNumber); isNumber) {
+            return number <= 0;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
-Appearance::Appearance() : isOurs_(nobodyElseCares()) {
+Appearance::Appearance() : isOurs_(nobodyElseCares()), isStillInKDE_(stillInKDE()) {
     if (isOurs_) {
         QApplication::setPalette(light());
     }
+    applyMotion();
 }
 
 void Appearance::follow(const QDBusConnection& connection) {
     // From anybody: to name the service would wait for the bus to tell its owner, and it's only a look.
-    QDBusConnection(connection)
-        .connect({}, object, interface, "SettingChanged", this, SLOT(settingChanged(QDBusMessage)));
+    QDBusConnection to(connection);
+    to.connect({}, object, interface, "SettingChanged", this, SLOT(settingChanged(QDBusMessage)));
+    to.connect({}, {}, bus, "NameOwnerChanged", {service}, {}, this, SLOT(ownerChanged(QDBusMessage)));
+    ask(connection);
+}
+
+void Appearance::ownerChanged(const QDBusMessage& signal) {
+    if (!signal.arguments().value(2).toString().isEmpty()) {
+        ask(connection());
+    }
+}
+
+void Appearance::ask(const QDBusConnection& connection) {
     for (const auto& [space, name] : settings) {
         auto question = QDBusMessage::createMethodCall(service, object, interface, "Read");
         question.setArguments({QString(space), QString(name)});
@@ -144,13 +175,16 @@ void Appearance::apply(const QString& setting, const QVariant& given) {
     } else {
         (setting == "reduced-motion" ? wantsLessMotion_ : hasNoAnimations_) =
             setting == "reduced-motion" ? number != noPreference : !value.toBool();
-        if (auto* const style = qobject_cast<Style*>(QApplication::style())) {
-            style->setMotionReduced(wantsLessMotion_ || hasNoAnimations_);
-        }
-        return;
+        return applyMotion();
     }
     if (isOurs_) {
         QApplication::setPalette(accented(isDark_ ? dark() : light()));
+    }
+}
+
+void Appearance::applyMotion() {
+    if (auto* const style = qobject_cast<Style*>(QApplication::style())) {
+        style->setMotionReduced(wantsLessMotion_ || hasNoAnimations_ || isStillInKDE_);
     }
 }
 

@@ -25,6 +25,8 @@ inline constexpr int icon = 16;    ///< Beside a line of text.
 inline constexpr int sign = 24;    ///< Of something with two lines.
 inline constexpr int control = 30; ///< The least height of a button or field.
 inline constexpr int picture = 96; ///< On an empty page.
+/// From the edge of a button without a frame to what is seen of it.
+inline constexpr int unseen = (control - icon) / 2;
 
 } // namespace side
 

@@ -5,6 +5,7 @@
 
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RightToLeft.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/Phrases.h"
 
@@ -234,6 +235,11 @@ bool holdsMoreThanLabel(const QStyleOptionButton& button) {
     return hasBoth && button.direction == Qt::RightToLeft && button.rect.width() > labelWidth(button);
 }
 
+/// Of a tool button with words, within its edge: one that is seen as a button has more air in it.
+int toolPadding(const QStyleOptionToolButton& button) {
+    return has(button, State::State_AutoRaise) ? spacing::small : spacing::medium;
+}
+
 } // namespace
 
 Style::Style() : QProxyStyle("Fusion") {}
@@ -335,12 +341,14 @@ void Style::drawControl(ControlElement element, const QStyleOption* option, QPai
         drawSelection(*painter, ground);
         painter->setRenderHint(QPainter::Antialiasing, false);
         plain.state.setFlag(State_Selected, false);
+        plain.text = withKeysInOrder(plain.text);
         return QProxyStyle::drawControl(element, &plain, painter, widget);
     }
     if (const auto* const button = qstyleoption_cast<const QStyleOptionToolButton*>(option);
         button && element == CE_ToolButtonLabel && button->toolButtonStyle == Qt::ToolButtonTextBesideIcon) {
         QStyleOptionToolButton plain = *button;
-        plain.rect.adjust(spacing::small, 0, -spacing::small, 0);
+        const int inset = toolPadding(*button);
+        plain.rect.adjust(inset, 0, -inset, 0);
         return QProxyStyle::drawControl(element, &plain, painter, widget);
     }
     if (element == CE_HeaderSection || element == CE_HeaderEmptyArea) {
@@ -389,6 +397,17 @@ void Style::drawComplexControl(ComplexControl control, const QStyleOptionComplex
     QProxyStyle::drawComplexControl(control, option, painter, widget);
 }
 
+void Style::drawItemText(QPainter* painter, const QRect& place, int flags, const QPalette& palette,
+                         bool isEnabled, const QString& text, QPalette::ColorRole role) const {
+    if (role == QPalette::NoRole || !isWrappedToTheLeft(flags, text)) {
+        return QProxyStyle::drawItemText(painter, place, flags, palette, isEnabled, text, role);
+    }
+    const QPen before = painter->pen();
+    painter->setPen(QPen(palette.brush(role), before.widthF()));
+    drawWrapped(*painter, place, flags, text);
+    painter->setPen(before);
+}
+
 QSize Style::sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& content,
                               const QWidget* widget) const {
     QSize size = QProxyStyle::sizeFromContents(type, option, content, widget);
@@ -398,8 +417,10 @@ QSize Style::sizeFromContents(ContentsType type, const QStyleOption* option, con
         return {std::max(size.width(), content.width() + 2 * spacing::large), std::max(size.height(), least)};
     case CT_ToolButton:
         if (const auto* const button = qstyleoption_cast<const QStyleOptionToolButton*>(option);
-            button && button->toolButtonStyle == Qt::ToolButtonTextBesideIcon) {
-            size.rwidth() += spacing::medium;
+            button && button->toolButtonStyle == Qt::ToolButtonTextBesideIcon && !button->icon.isNull()) {
+            const QSize text = button->fontMetrics.size(Qt::TextShowMnemonic, button->text);
+            size.setWidth(side::control + spacing::hair + text.width() +
+                          2 * (toolPadding(*button) - spacing::small));
         }
         return size.expandedTo({least, least});
     case CT_ComboBox:

@@ -25,6 +25,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 
 namespace fluvane {
@@ -168,13 +169,20 @@ void DetailsView::fitColumns() {
     const int pad = tessivar::spacing::medium + tessivar::spacing::small;
     model_->setLook(palette(), devicePixelRatioF());
     const int number = connectionLook::swatchSize(swatchHeight).width() + pad;
-    constexpr std::int64_t wide = 888'800'000;
-    const auto widthOf = [&](const std::string& text) {
-        return font.horizontalAdvance(QString::fromStdString(text)) + pad;
+    // Which unit is the widest depends on the language.
+    constexpr std::array<std::int64_t, 3> wide = {888'800, 888'800'000, 888'800'000'000};
+    const auto widest = [&](auto text) {
+        int width = 0;
+        for (const auto amount : wide) {
+            width = std::max(width, font.horizontalAdvance(QString::fromStdString(text(amount))));
+        }
+        return width + pad;
     };
-    const int done = widthOf(words::bytes(wide));
-    const int speed = std::max(widthOf(words::speed(wide)), widthOf(tessivar::phrase("connecting")));
-    const int span = widthOf(words::span(wide, wide));
+    const int connecting = font.horizontalAdvance(qPhrase("connecting")) + pad;
+    const int done = widest([](auto amount) { return words::bytes(amount); });
+    const int speed =
+        std::max(widest([](auto amount) { return words::speed(static_cast<double>(amount)); }), connecting);
+    const int span = widest([](auto amount) { return words::span(amount, amount); });
     table_->setColumnWidth(ConnectionsModel::Number, number);
     table_->setColumnWidth(ConnectionsModel::Done, done);
     table_->setColumnWidth(ConnectionsModel::Speed, speed);

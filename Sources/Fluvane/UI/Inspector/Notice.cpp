@@ -33,7 +33,7 @@ constexpr int signSize = 20;
 std::string problem(const Download& download) {
     const auto& record = download.record;
     if (record.state.isWaiting(DownloadState::Wait::space)) {
-        return words::oneLine(words::state(record.state.kind(), download.retry.reason));
+        return words::state(record.state.kind(), words::oneLine(download.retry.reason));
     }
     const bool held = record.state.isWaiting(DownloadState::Wait::limitedNetwork);
     if (!needsAttention(record) && !held) {
@@ -43,7 +43,7 @@ std::string problem(const Download& download) {
         return words::checksumMismatch(Checksum::name(record.checksum->algorithm), folderText(record.folder));
     }
     const auto* failure = record.state.failure();
-    return words::oneLine(words::state(record.state.kind(), failure ? *failure : std::string()));
+    return words::state(record.state.kind(), failure ? words::oneLine(*failure) : std::string());
 }
 
 QLabel* wrapped(QWidget* parent) {

@@ -6,6 +6,7 @@
 #include "Fluvane/UI/Models/FolderText.h"
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RightToLeft.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QFile>
@@ -55,7 +56,7 @@ void FolderChoice::fill() {
     addItem(anyRules_ ? qPhrase("Where rules and Settings say") : qPhrase("The folder in Settings"));
     for (const URL& folder : recent_) {
         const QString text = QString::fromStdString(folderText(folder));
-        addItem(tessivar::icon("folder"), text);
+        addItem(tessivar::icon("folder"), tessivar::leftToRight(text));
         setItemData(count() - 1, plainToolTip(text), Qt::ToolTipRole);
     }
     insertSeparator(count());

@@ -105,7 +105,7 @@ QWidget* NewDownloadWindow::makeOptions() {
     about_->setObjectName("about");
     about_->setTextFormat(Qt::PlainText);
     about_->setMinimumSize(1, about_->fontMetrics().height());
-    nameParts_ = {labelFor(name_, qPhrase("&Name:")), name_, about_};
+    nameParts_ = {labelFor(name_, qPhrase("&Name")), name_, about_};
     folder_ = named(new FolderChoice, "folder", qPhrase("Folder"));
     destination_ = new tessivar::QuietLabel;
     destination_->setObjectName("destination");
@@ -122,8 +122,8 @@ QWidget* NewDownloadWindow::makeOptions() {
     referrer_ = named(new QLineEdit, "referrer", qPhrase("Referrer"));
     referrer_->setPlaceholderText(qPhrase("The web page that the links are on, if the server asks for it"));
 
-    options_ = {labelFor(checksum_, qPhrase("&Checksum:")), checksum_, algorithm_,
-                labelFor(referrer_, qPhrase("Re&ferrer:")), referrer_};
+    options_ = {labelFor(checksum_, qPhrase("&Checksum")), checksum_, algorithm_,
+                labelFor(referrer_, qPhrase("Re&ferrer")), referrer_};
     auto* const box = new QWidget;
     auto* const grid = new QGridLayout(box);
     grid->setContentsMargins({});
@@ -132,7 +132,7 @@ QWidget* NewDownloadWindow::makeOptions() {
     grid->addWidget(nameParts_[0], 0, 0);
     grid->addWidget(name_, 0, 1);
     grid->addWidget(about_, 1, 1);
-    grid->addWidget(labelFor(folder_, qPhrase("F&older:")), 2, 0);
+    grid->addWidget(labelFor(folder_, qPhrase("F&older")), 2, 0);
     grid->addLayout(rowOf({folder_, more_}), 2, 1);
     grid->addWidget(destination_, 3, 1);
     grid->addWidget(options_[0], 4, 0);

@@ -7,6 +7,7 @@
 #include "Fluvane/UI/Settings/LiveConfig.h"
 #include "Fluvane/UI/Settings/TextViewer.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RightToLeft.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarCore/AppIdentity.h"
 #include "TessivarPhrases/QtPhrases.h"
@@ -37,7 +38,8 @@ QPushButton* button(const char* name, const QString& text) {
 }
 
 QLabel* nameLabel(const QString& name) {
-    auto* const label = new QLabel(name);
+    auto* const label = new QLabel(tessivar::atOwnSide(name));
+    label->setAccessibleName(name);
     label->setFont(tessivar::type::greeting(label->font()));
     label->setTextFormat(Qt::PlainText);
     return label;

@@ -85,7 +85,7 @@ void ConnectionsPane::addPerServer() {
 
 void ConnectionsPane::addSimultaneous() {
     auto* const box = spinBox("simultaneous", Config::mostSimultaneous);
-    addRow(qPhrase("&Downloads at once:"), box,
+    addRow(qPhrase("&Downloads at once"), box,
            qPhrase("1 to %1. The rest wait their turn.", Config::mostSimultaneous));
     bind(box, live_, &Config::simultaneous);
 }

@@ -7,6 +7,7 @@
 #include "Fluvane/UI/Models/FolderText.h"
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RightToLeft.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
@@ -58,7 +59,8 @@ void FolderButton::setFolder(const std::optional<std::string>& folder) {
     folder_ = folder;
     const QString text = folder ? QString::fromStdString(folderText(folderOf_(folder))) : none_;
     QString shown = button_->fontMetrics().elidedText(text, Qt::ElideMiddle, widestText);
-    button_->setText(shown.replace('&', "&&") + QStringLiteral("…"));
+    shown.replace('&', "&&");
+    button_->setText((folder ? tessivar::leftToRight(shown) : shown) + QStringLiteral("…"));
     button_->setToolTip(plainToolTip(text));
     button_->setAccessibleDescription(text);
     clear_->setVisible(folder.has_value());

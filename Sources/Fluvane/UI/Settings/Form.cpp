@@ -23,8 +23,7 @@ namespace {
 constexpr int widest = 680; ///< Longer lines of text aren't read well.
 
 QString withoutMnemonic(QString label) {
-    label.remove('&');
-    return label.endsWith(':') ? label.chopped(1) : label;
+    return label.remove('&');
 }
 
 } // namespace

@@ -20,6 +20,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <vector>
 
 namespace fluvane {
 
@@ -49,6 +50,55 @@ QToolButton* buttonFor(QAction* action) {
     return button;
 }
 
+/// Buttons side by side that say what they do as far as there is room; the last ones go without words first.
+class ButtonRow : public QWidget {
+public:
+    ButtonRow(const std::vector<QAction*>& first, const std::vector<QAction*>& last, QWidget* parent)
+        : QWidget(parent), layout_(new QHBoxLayout(this)) {
+        layout_->setContentsMargins(0, 0, 0, 0);
+        layout_->setSpacing(spacing::medium);
+        add(first);
+        layout_->addStretch();
+        add(last);
+    }
+
+    /// That of the pane is smaller than all words together.
+    [[nodiscard]] QSize minimumSizeHint() const override { return {0, QWidget::minimumSizeHint().height()}; }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override {
+        QWidget::resizeEvent(event);
+        fit();
+    }
+
+private:
+    void add(const std::vector<QAction*>& actions) {
+        for (QAction* const action : actions) {
+            layout_->addWidget(buttons_.emplace_back(buttonFor(action)));
+        }
+    }
+
+    void fit() {
+        for (QToolButton* const each : buttons_) {
+            each->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        }
+        for (auto each = buttons_.rbegin(); each != buttons_.rend() && isTooWide(); ++each) {
+            (*each)->setToolButtonStyle(Qt::ToolButtonIconOnly);
+        }
+    }
+
+    [[nodiscard]] bool isTooWide() const {
+        int together = -spacing::medium;
+        for (const QToolButton* const each : buttons_) {
+            together += each->sizeHint().width() + spacing::medium;
+        }
+        return together > width();
+    }
+
+    QHBoxLayout* layout_;
+    std::vector<QToolButton*> buttons_;
+};
+
 } // namespace
 
 RulesPane::RulesPane(LiveConfig& live)
@@ -65,12 +115,12 @@ RulesPane::RulesPane(LiveConfig& live)
                         &RulesPane::duplicateRule)),
       delete_(
           action("deleteRule", qPhrase("Delete"), "trash", {QKeySequence::Delete}, &RulesPane::deleteRule)),
-      earlier_(action("moveRuleEarlier", qPhrase("Earlier"), "up", {Qt::ALT | Qt::Key_Up},
+      earlier_(action("moveRuleEarlier", qPhrase("Move Up"), "up", {Qt::ALT | Qt::Key_Up},
                       &RulesPane::moveEarlier)),
-      later_(action("moveRuleLater", qPhrase("Later"), "down", {Qt::ALT | Qt::Key_Down},
+      later_(action("moveRuleLater", qPhrase("Move Down"), "down", {Qt::ALT | Qt::Key_Down},
                     &RulesPane::moveLater)) {
-    addText(qPhrase("Rules send files to folders of their own and can limit the connections to a site.\n"
-                    "Earlier: decides before the ones below it"));
+    addText(qPhrase("Rules send files to folders of their own and can limit the connections to a site. "
+                    "Where several fit a file, the uppermost decides its folder."));
     addList();
     addButtons();
     addTrial();
@@ -112,20 +162,9 @@ void RulesPane::addList() {
 }
 
 void RulesPane::addButtons() {
-    auto* const row = new QWidget(this);
-    auto* const layout = new QHBoxLayout(row);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(spacing::medium);
-    for (QAction* const each : {add_, edit_, duplicate_, delete_}) {
-        layout->addWidget(buttonFor(each));
-    }
-    layout->addStretch();
-    earlier_->setToolTip(qPhrase("Decides before the ones below it (Alt+Up)"));
-    later_->setToolTip(qPhrase("Decides after the ones above it (Alt+Down)"));
-    for (QAction* const each : {earlier_, later_}) {
-        layout->addWidget(buttonFor(each));
-    }
-    addWide(row);
+    earlier_->setToolTip(qPhrase("Move up: it decides before the rules below it (Alt+Up)"));
+    later_->setToolTip(qPhrase("Move down: the rules above it decide first (Alt+Down)"));
+    addWide(new ButtonRow({add_, edit_, duplicate_, delete_}, {earlier_, later_}, this));
 }
 
 void RulesPane::addTrial() {

@@ -35,7 +35,7 @@ SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(n
     speed_->setText(QString::fromStdString(speedLimit::typed(limit.value_or(usual))));
     speed_->selectAll();
 
-    auto* const label = new QLabel(qPhrase("Most that all downloads &together may take:"));
+    auto* const label = new QLabel(qPhrase("Most that all downloads &together may take"));
     label->setBuddy(speed_);
     auto* const row = new QHBoxLayout;
     row->setSpacing(spacing::medium);

@@ -141,7 +141,7 @@ QWidget* WelcomeWindow::makeChoices() {
     grid->setHorizontalSpacing(spacing::medium);
     grid->setVerticalSpacing(spacing::medium);
     grid->addWidget(heading(qPhrase("To begin with"), tessivar::type::title), 0, 0, 1, 3);
-    auto* const label = new QLabel(qPhrase("&Files go to:"));
+    auto* const label = new QLabel(qPhrase("&Files go to"));
     label->setBuddy(folder_);
     grid->addWidget(label, 1, 0);
     grid->addWidget(folder_, 1, 1);

@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: The Fluvane developers
+// SPDX-License-Identifier: GPL-3.0-or-later
+
+#pragma once
+
+#include <QString>
+
+class QPainter;
+class QRect;
+
+/// What Qt's own drawing gets wrong from right to left.
+namespace tessivar {
+
+/// Whether a text drawn with these flags is one of those that `drawWrapped` is for.
+[[nodiscard]] bool isWrappedToTheLeft(int flags, const QString& text);
+
+/// Lines that begin at the right edge. Qt moves each that was broken at a space by the width of that space,
+/// over the left edge where the line is full. In the painter's pen and font.
+void drawWrapped(QPainter& painter, const QRect& place, int flags, const QString& text);
+
+/// The keys of a menu's entry ("text\tkeys") in their order: a comma at their end would be put before them.
+[[nodiscard]] QString withKeysInOrder(const QString& entry);
+
+/// Folders, links and keys, which are read from the left in any language.
+[[nodiscard]] QString leftToRight(const QString& text);
+
+/// A text of others that a label shows alone: it begins at the window's own side, whatever it is written in.
+[[nodiscard]] QString atOwnSide(const QString& text);
+
+} // namespace tessivar
