@@ -5,14 +5,17 @@
 kept awake meanwhile."""
 
 import contextlib
+import itertools
 import json
 import os
+import re
 import subprocess
 import unittest
 
 import dbus
+import reader
 from desk import NOTIFICATIONS, Desk
-from harness import MB, Application, EndToEnd, wait_for
+from harness import MB, Application, EndToEnd, sha256, wait_for
 
 FILM = "film of the summer.bin"
 
@@ -37,7 +40,7 @@ class OnScreen(Application):
 
 
 class Screen(EndToEnd):
-    locations = {"/": 3 * MB}
+    locations = {"/": 3 * MB, "/quick/": 30 * MB}
 
     def setUp(self):
         super().setUp()
@@ -97,6 +100,73 @@ class Screen(EndToEnd):
             return files.calls("ShowItems")
         ((item,), _), *_ = wait_for(clicked, "the file in the file manager")
         self.assertIn(FILM.replace(" ", "%20"), item)
+
+    def test_a_download_by_what_a_screen_reader_is_told(self):
+        windows = reader.windows(self.desk)
+        self.application.environment.update(self.desk.environment)
+        original = self.server.make_file(FILM, 40 * MB)
+        app = self.application.start()
+        row = lambda name: getattr(windows.find("list item", name), "name", "")
+        said = lambda words, name=FILM: wait_for(lambda: re.search(f"^{name}: {words}", row(name)), f"{name}: {words}")
+        runs = r"(\d+) %, .* connection"
+        focused = lambda: [one.role for one in windows.all() if "focused" in one.states]
+        on = lambda *roles: wait_for(lambda: focused() == [*roles], f"only {roles} has the focus")
+        on_row = lambda: on("list", "list item")
+
+        windows.press("Start")
+        windows.shown("label", "No downloads")
+        on("push button")
+        self.key("^Downloads", "ctrl+n")
+        new = windows.shown("frame", "New Download")
+        on("text")
+        self.xdotool("type", self.server.link("/quick/" + FILM.replace(" ", "%20")))
+        new.shown("label", "40 MB, ")
+        app.command("limit", "1")  # so that there is time to look
+        new.press("Download")
+        said(runs)
+        on_row()
+        self.key("^Downloads", "space")
+        paused = said(r"Paused at (\d+) %")
+        self.assertEqual(windows.shown("graphic", "Pieces").get("CurrentValue", "Value"), int(paused[1]))
+        windows.press("Resume")
+        said(runs)
+        self.key("^Downloads", "ctrl+i")
+        wait_for(lambda: not windows.find("filler", "Details"), "the details close")
+        self.key("^Downloads", "ctrl+i")
+        details = windows.shown("filler", "Details")
+        details.shown("tree item", "Connection 2")
+        self.read_details(details)
+        self.key("^Downloads", "F2")
+        asked = windows.shown("dialog", "Rename")
+        asked.shown("text", "Name").call("EditableText", "SetTextContents", "renamed.bin")
+        asked.press("Rename")
+        said(runs, "renamed.bin")
+        app.command("limit", "off")
+        said("40 MB, finished", "renamed.bin")
+        self.assert_identical(app.finished(1)["file"], original)
+        windows.press("Checksum")
+        asked = windows.shown("dialog", "Checksum")
+        asked.shown("text", "Checksum").call("EditableText", "SetTextContents", sha256(original))
+        asked.press("Check")
+        asked.shown("label", "The file's SHA-256 matches.")
+        asked.press("Close")
+        on_row()
+        self.key("^Downloads", "Delete")
+        windows.shown("label", "Removed 1 download.")
+        self.assertEqual(row(""), "")
+        windows.press("Undo")
+        said("40 MB, finished", "renamed.bin")
+        on_row()
+
+    def read_details(self, details):
+        told = [(one.role, one.name, one.description, one.states) for one in details.all()]
+        for (role, name, _, _), (value, of, description, states) in itertools.pairwise(told):
+            self.assertNotIn("<", description)
+            self.assertNotIn("editable", states, of)
+            if value == "text":
+                self.assertEqual((role, name), ("label", of), "its label is read before it")
+        connections = [name for _, name, _, _ in told if name.startswith("Connection ")]
+        self.assertEqual(len(connections), len(set(connections)), connections)
 
     def test_without_a_tray_it_stays_within_reach(self):
         app = self.application.start()

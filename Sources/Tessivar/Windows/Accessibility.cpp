@@ -23,11 +23,10 @@ public:
         return isWindow ? QAccessible::Window : QAccessible::Client;
     }
 
-    /// The focus is that of the text which is shown in it, though the widget says that it has it, too.
+    /// A widget that hands its focus on says that it has it, too.
     [[nodiscard]] QAccessible::State state() const override {
         auto state = QAccessibleWidget::state();
-        const QWidget* const proxy = widget()->focusProxy();
-        state.focused = state.focused && (!proxy || proxy != widget()->parentWidget());
+        state.focused = state.focused && !widget()->focusProxy();
         return state;
     }
 };
