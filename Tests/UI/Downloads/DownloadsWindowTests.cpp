@@ -189,6 +189,43 @@ TEST_F(DownloadsWindowTest, RemovingCanBeUndone) {
     EXPECT_THAT(files, IsEmpty());
 }
 
+/// A button that is disabled by its own press, or goes, must not pass the next key on to the one beside it.
+TEST_F(DownloadsWindowTest, TheFocusComesBackToTheListFromButtonsThatGo) {
+    const std::pair<int, const char*> rows[] = {{1, "button-resume"},
+                                                {5, "button-pause"},
+                                                {3, "notice-resume"},
+                                                {1, "undo"},
+                                                {2, "button-clear-finished"}};
+    for (const auto& [id, name] : rows) {
+        choose(id);
+        if (std::string_view(name) == "undo") {
+            press(Qt::Key_Delete);
+        }
+        auto& button = part<QAbstractButton>(window, name);
+        button.setFocus();
+        ASSERT_TRUE(button.hasFocus()) << name;
+        press(Qt::Key_Space);
+        EXPECT_FALSE(button.isEnabled() && button.isVisible()) << name;
+        EXPECT_TRUE(view.hasFocus()) << name;
+    }
+}
+
+TEST_F(DownloadsWindowTest, KeysSelectFromWhereTheListIs) {
+    for (const auto key : {Qt::Key_Down, Qt::Key_Up}) {
+        view.clearSelection();
+        view.setCurrentIndex({});
+        search.setFocus();
+        view.setFocus();
+        press(key);
+        EXPECT_EQ(view.selectionModel()->selectedRows().value(0).row(), 0);
+    }
+    press(Qt::Key_End);
+    EXPECT_EQ(view.currentIndex().row(), view.model()->rowCount() - 1);
+    QTest::keyClicks(&view, "holiday v");
+    EXPECT_EQ(current(), 2) << "space belongs to the name";
+    EXPECT_THAT(files, IsEmpty());
+}
+
 TEST_F(DownloadsWindowTest, ARowsButtonDoesWithoutASelection) {
     choose(6);
     const auto click = [&](std::int64_t id, int button = 0) {

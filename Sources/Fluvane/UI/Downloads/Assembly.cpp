@@ -247,12 +247,7 @@ QLayout* DownloadsWindow::Content::bottom() {
     QToolButton* const undo = bottomButton("undo");
     undo->setDefaultAction(undo_);
     undo->setVisible(false);
-    QObject::connect(undo_, &QAction::changed, undo, [this, undo] {
-        if (!undo_->isVisible() && undo->hasFocus()) {
-            pages_->currentWidget()->setFocus(); // not the button beside it, for the next key
-        }
-        undo->setVisible(undo_->isVisible());
-    });
+    QObject::connect(undo_, &QAction::changed, undo, [this, undo] { undo->setVisible(undo_->isVisible()); });
     limit_ = bottomButton("limit");
     limit_->setIcon(tessivar::icon("speed"));
     limit_->setToolTip(qPhrase("Speed limit for all downloads together"));

@@ -326,6 +326,15 @@ void DownloadsWindow::Content::hideDropTarget() {
     delete dropTarget_.data();
 }
 
+bool DownloadsWindow::Content::rescueFocus() {
+    const QWidget* const focus = window_.focusWidget();
+    if (!focus || (focus->isEnabled() && focus->isVisibleTo(&window_))) {
+        return false;
+    }
+    pages_->currentWidget()->setFocus();
+    return true;
+}
+
 void DownloadsWindow::Content::leaveSearch() {
     header_->search().clear();
     list_->setFocus();

@@ -53,6 +53,9 @@ public:
     void showDropTarget(const QMimeData& data);
     void hideDropTarget();
 
+    /// From what can't have it anymore to the list; says whether that was so.
+    bool rescueFocus();
+
     /// The details go beside the list or below it.
     void arrange();
     void restore();

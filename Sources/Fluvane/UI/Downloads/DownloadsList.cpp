@@ -7,6 +7,8 @@
 #include "Fluvane/UI/Models/DownloadsFilter.h"
 #include "Tessivar/Windows/Style.h"
 
+#include <QApplication>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QStyleOptionViewItem>
 
@@ -68,6 +70,42 @@ QModelIndex DownloadsList::indexAt(const QPoint& point) const {
     initViewItemOption(&option);
     option.rect = visualRect(index);
     return delegate_->places(option, index).heading.bottom() < point.y() ? index : QModelIndex();
+}
+
+// Keys
+
+/// With nothing selected the first key selects where it is: the first row of a list that nobody was in.
+QModelIndex DownloadsList::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) {
+    const bool isStep = action == MoveUp || action == MoveDown;
+    const bool selects = !(modifiers & Qt::ControlModifier) && !selectionModel()->hasSelection();
+    return isStep && selects && currentIndex().isValid() ? currentIndex()
+                                                         : QListView::moveCursor(action, modifiers);
+}
+
+void DownloadsList::keyboardSearch(const QString& search) {
+    searched_.start();
+    QListView::keyboardSearch(search);
+}
+
+/// Within a name that is typed, rather than a key that does something.
+bool DownloadsList::isSpaceOfSearch(const QKeyEvent& event) const {
+    return event.key() == Qt::Key_Space && event.modifiers() == Qt::NoModifier && searched_.isValid() &&
+           !searched_.hasExpired(QApplication::keyboardInputInterval());
+}
+
+bool DownloadsList::event(QEvent* event) {
+    if (event->type() == QEvent::ShortcutOverride && isSpaceOfSearch(*static_cast<QKeyEvent*>(event))) {
+        event->accept();
+        return true;
+    }
+    return QListView::event(event);
+}
+
+void DownloadsList::keyPressEvent(QKeyEvent* event) {
+    if (isSpaceOfSearch(*event)) {
+        return keyboardSearch(" ");
+    }
+    QListView::keyPressEvent(event);
 }
 
 /// Without a new layout of all rows, which Qt would make: rows change their heights with their headings only.

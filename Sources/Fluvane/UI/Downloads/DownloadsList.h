@@ -37,6 +37,10 @@ public:
     [[nodiscard]] QModelIndex indexAt(const QPoint& point) const override;
 
 protected:
+    QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;
+    void keyboardSearch(const QString& search) override;
+    bool event(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void dataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight,
                      const QList<int>& roles) override;
     void paintEvent(QPaintEvent* event) override;
@@ -51,6 +55,7 @@ private:
         int drawn;    ///< In tenths of a percent: less can't be seen.
     };
 
+    [[nodiscard]] bool isSpaceOfSearch(const QKeyEvent& event) const;
     void keepPicture();
     void glide(const QModelIndex& index);
     [[nodiscard]] double shownFraction(const QModelIndex& index, double fraction);
@@ -62,6 +67,7 @@ private:
     DownloadsFilter& filter_;
     DownloadDelegate* delegate_;
     QElapsedTimer clock_;
+    QElapsedTimer searched_; ///< Since the last letter of a name that is typed.
     QTimer steps_;
     QPixmap before_; ///< What fades out.
     qint64 fadeStart_ = 0;

@@ -55,6 +55,19 @@ void DownloadsWindow::pasteLinks() {
     findLinks(*content, this, [this](const std::vector<URL>& links) { content_->offer(links); });
 }
 
+/// A button that goes or is disabled while it has the focus, as many are by being pressed, leaves it to the
+/// list: what is beside it would get the next key.
+bool DownloadsWindow::focusNextPrevChild(bool next) {
+    return content_->rescueFocus() || QMainWindow::focusNextPrevChild(next);
+}
+
+bool DownloadsWindow::event(QEvent* event) {
+    if (event->type() == QEvent::WindowActivate) {
+        content_->rescueFocus(); // it went while another window was active
+    }
+    return QMainWindow::event(event);
+}
+
 void DownloadsWindow::showEvent(QShowEvent* event) {
     content_->refresh();
     QMainWindow::showEvent(event);

@@ -126,6 +126,7 @@ void ChecksumDialog::accept() {
     const bool staysToTell = asked->record.state.is<DownloadState::Finished>();
     context().manager.setChecksum(id(), given);
     if (staysToTell) {
+        close_->setFocus(); // not the button beside this one, which is disabled now
         typed();
     } else {
         close();

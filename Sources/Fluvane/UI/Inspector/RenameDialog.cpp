@@ -81,6 +81,7 @@ void RenameDialog::accept() {
         return;
     }
     isUnderWay_ = true;
+    field_->setFocus(); // not the button beside this one, which is disabled now
     rename_->setEnabled(false);
     context().manager.move(id(), std::nullopt, field_->text().toStdString(),
                            [self = QPointer(this)](const auto& name) {
