@@ -12,7 +12,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <QScreen>
+#include <QSettings>
 #include <QTimer>
+#include <QWindow>
 
 namespace fluvane {
 namespace {
@@ -124,6 +127,40 @@ TEST_F(DesktopWindowsTest, TheListIsLeftToItselfWhileUnseenAndComesBackAsItWas) 
     EXPECT_EQ(said(again, "search"), "broken");
     EXPECT_EQ(again.focusWidget(), &part<QListView>(again, "list"));
     EXPECT_EQ(said(again, "details-name"), "broken.mkv");
+}
+
+TEST_F(DesktopWindowsTest, OthersStayInTheMiddleOfTheListUntilTheyAreMoved) {
+    windows.showDownloads(std::nullopt);
+    QWidget& list = *onScreen("downloads");
+    const std::pair<const char*, std::function<void()>> rows[] = {
+        {"settings", [&] { windows.showSettings("general"); }},
+        {"new-download", [&] { windows.newDownload({}, std::nullopt); }},
+        {"rename", [&] { windows.rename(2_id); }},
+    };
+    for (const auto& [name, show] : rows) {
+        const auto shown = [&, name = name, show = show]() -> QWidget& {
+            show();
+            EXPECT_TRUE(QTest::qWaitFor([&] { return onScreen(name) && onScreen(name)->isActiveWindow(); }));
+            return *onScreen(name);
+        };
+        for (int time = 0; time < 2; ++time) {
+            const QRect frame = shown().frameGeometry();
+            EXPECT_LE((frame.center() - list.frameGeometry().center()).manhattanLength(), 60) << name;
+            EXPECT_EQ(shown().windowHandle()->transientParent(), list.windowHandle()) << name;
+            close(name);
+        }
+        shown().setGeometry(20, 30, 600, 500);
+        close(name);
+        EXPECT_EQ(shown().geometry(), QRect(20, 30, 600, 500)) << name;
+        onScreen(name)->move(700, 30);
+        close(name);
+        // A screen that is gone since, or a smaller one.
+        QSettings(QString::fromStdString((folder.path() / "windows.ini").string()), QSettings::IniFormat)
+            .setValue(QString("windows/%1/place").arg(name), QPoint(5000, -300));
+        const QRect room = shown().screen()->availableGeometry();
+        EXPECT_TRUE(room.contains(shown().frameGeometry())) << name;
+        close(name);
+    }
 }
 
 TEST_F(DesktopWindowsTest, QuitsAtOnceOnlyWhenNothingRuns) {

@@ -32,7 +32,6 @@
 #include <QMessageBox>
 #include <QPixmapCache>
 #include <QPushButton>
-#include <QScreen>
 #include <QSettings>
 #include <QTimer>
 #include <QWindow>
@@ -89,42 +88,6 @@ void end() {
     QCoreApplication::exit();
 }
 
-/// Before it is shown for the first time: in front of the window that it belongs to, and in its middle.
-void belongTo(QWidget& window, QWidget& owner) {
-    if (window.isVisible() || &window == &owner || !owner.isVisible() || owner.isMinimized()) {
-        return;
-    }
-    window.winId();
-    window.windowHandle()->setTransientParent(owner.windowHandle());
-    if (!window.testAttribute(Qt::WA_Moved)) {
-        if (!window.testAttribute(Qt::WA_Resized)) {
-            window.adjustSize();
-        }
-        window.move(owner.frameGeometry().center() - window.rect().center());
-    }
-}
-
-/// Before it is shown: no button lies beyond the edge of a small screen.
-void fitToScreen(QWidget& window) {
-    if (window.isVisible()) {
-        return;
-    }
-    constexpr QMargins frame(8, 40, 8, 8); // it isn't known before there is one
-    if (!window.testAttribute(Qt::WA_Resized)) {
-        window.adjustSize();
-    }
-    const QRect room = window.screen()->availableGeometry();
-    window.resize(window.size().boundedTo(room.marginsRemoved(frame).size()));
-    if (window.testAttribute(Qt::WA_Moved)) {
-        const QPoint most = room.bottomRight() - QPoint(window.width(), window.height());
-        const QPoint place(std::max(room.left(), std::min(window.x(), most.x())),
-                           std::max(room.top(), std::min(window.y(), most.y())));
-        if (place != window.pos()) { // which would put its frame there, and the window further down each time
-            window.move(place);
-        }
-    }
-}
-
 std::string running(int count) {
     return count == 1 ? phrase("One download is running.")
                       : phrases("%1 download is running.", "%1 downloads are running.", count);
@@ -136,7 +99,9 @@ DesktopWindows::DesktopWindows(DownloadManager& manager, SettingsAccess& setting
                                Autostart& autostart, Bus& session, const std::string& stateFolder,
                                SelfDescription self)
     : context_{manager, feed_, settings, files, *this}, autostart_(autostart), session_(session),
-      stateFolder_(stateFolder), self_(std::move(self)), recentFolders_(stateFolder + "/recent-folders.json"),
+      stateFolder_(stateFolder), self_(std::move(self)),
+      places_(QString::fromStdString(stateFolder + "/windows.ini")),
+      recentFolders_(stateFolder + "/recent-folders.json"),
       appearance_(std::make_unique<tessivar::Appearance>()) {}
 
 DesktopWindows::~DesktopWindows() {
@@ -176,10 +141,11 @@ void DesktopWindows::present(QWidget& window) {
         activationVariable::set(token);
     }
     window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
-    if (downloads_) {
-        belongTo(window, *downloads_);
+    if (&window == downloads_.get()) {
+        tessivar::WindowPlaces::fit(window); // it has a memory of its own
+    } else {
+        places_.put(window, downloads_.get());
     }
-    fitToScreen(window);
     window.show();
     window.raise();
     window.activateWindow();
@@ -322,7 +288,7 @@ void DesktopWindows::showWelcome() {
 
 void DesktopWindows::showWelcomeInBackground() {
     auto& window = welcome();
-    fitToScreen(window);
+    places_.put(window, nullptr);
     window.setAttribute(Qt::WA_ShowWithoutActivating);
     window.show();
     window.setAttribute(Qt::WA_ShowWithoutActivating, false);

@@ -7,6 +7,7 @@
 #include "Fluvane/Ports/Autostart.h"
 #include "Fluvane/UI/Models/RecentFolders.h"
 #include "Fluvane/UI/Models/WindowContext.h"
+#include "Tessivar/Windows/WindowPlaces.h"
 
 #include <QPointer>
 
@@ -87,6 +88,7 @@ private:
     Bus& session_;
     std::string stateFolder_;
     SelfDescription self_;
+    tessivar::WindowPlaces places_; ///< Of all but the list's.
     RecentFolders recentFolders_;
     std::string activationToken_;
     std::unique_ptr<tessivar::Appearance> appearance_;

@@ -87,7 +87,7 @@ void SpeedLimitMenu::set(std::optional<std::int64_t> limit) {
 void SpeedLimitMenu::askForOther() {
     update(); // choosing it has checked it, though nothing is decided yet
     if (!window_) {
-        window_ = new SpeedLimitWindow(context_.manager.config().speedLimit);
+        window_ = new SpeedLimitWindow(context_.manager.config().speedLimit, parentWidget());
         window_->setAttribute(Qt::WA_DeleteOnClose);
         connect(window_, &SpeedLimitWindow::chosen, this, [this](qint64 limit) { set(limit); });
     }

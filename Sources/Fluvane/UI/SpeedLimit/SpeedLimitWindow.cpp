@@ -26,7 +26,8 @@ constexpr std::int64_t usual = 1'000'000;
 
 } // namespace
 
-SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit) : speed_(new QLineEdit) {
+SpeedLimitWindow::SpeedLimitWindow(std::optional<std::int64_t> limit, QWidget* parent)
+    : QDialog(parent), speed_(new QLineEdit) {
     setObjectName("speed-limit");
     setWindowTitle(qPhrase("Speed Limit"));
     speed_->setObjectName("speed");

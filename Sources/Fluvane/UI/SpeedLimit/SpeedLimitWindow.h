@@ -18,7 +18,7 @@ class SpeedLimitWindow : public QDialog {
 
 public:
     /// Bytes per second; what it starts with.
-    explicit SpeedLimitWindow(std::optional<std::int64_t> limit);
+    explicit SpeedLimitWindow(std::optional<std::int64_t> limit, QWidget* parent = nullptr);
 
     /// Bytes per second.
     Q_SIGNAL void chosen(qint64 limit);
