@@ -116,7 +116,7 @@ int run(const std::vector<std::string>& arguments) {
         arguments,
         {
             .send = [](const auto& list) { return send(list, dataFolders::controlSocket()); },
-            .launch = launchApp,
+            .launch = [] { return launchApp(); },
             .sleep = [](auto time) { std::this_thread::sleep_for(time); },
             .output = [](std::string_view text) { return standardStreams::write(STDOUT_FILENO, text); },
             .error = [](std::string_view text) { standardStreams::write(STDERR_FILENO, text); },

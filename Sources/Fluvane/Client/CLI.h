@@ -52,5 +52,7 @@ struct Effects {
 
 /// Starts this executable as the application, detached and in the background. False when it couldn't start.
 [[nodiscard]] bool launchApp();
+/// The same with another executable, which is Fluvane's.
+[[nodiscard]] bool launchApp(const std::string& executable);
 
 } // namespace fluvane::cli

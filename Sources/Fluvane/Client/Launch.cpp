@@ -97,8 +97,12 @@ bool endsEmpty(int descriptor) {
 bool launchApp() {
     std::error_code unknown;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", unknown);
+    return !unknown && launchApp(executable.native());
+}
+
+bool launchApp(const std::string& executable) {
     int ends[2];
-    if (unknown || pipe2(ends, O_CLOEXEC) != 0) {
+    if (pipe2(ends, O_CLOEXEC) != 0) {
         return false;
     }
     const Descriptor readEnd(ends[0]);
