@@ -141,7 +141,7 @@ class Screen(EndToEnd):
         asked.shown("text", "Name").call("EditableText", "SetTextContents", "renamed.bin")
         asked.press("Rename")
         said(runs, "renamed.bin")
-        app.command("limit", "off")
+        self.key("^Downloads", "ctrl+l")  # the limit is off
         said("40 MB, finished", "renamed.bin")
         self.assert_identical(app.finished(1)["file"], original)
         windows.press("Checksum")

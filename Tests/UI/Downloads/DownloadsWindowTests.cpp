@@ -12,6 +12,7 @@
 #include <QTabBar>
 #include <QToolButton>
 
+#include <map>
 #include <random>
 
 using namespace fluvane;
@@ -162,6 +163,54 @@ TEST_F(DownloadsWindowTest, CommandsReachTheirDownloads) {
     trigger("pause");
     EXPECT_EQ(list.engine.state(7_id), "paused");
     EXPECT_EQ(list.engine.state(5_id), "paused");
+}
+
+TEST_F(DownloadsWindowTest, KeysReachAllDownloads) {
+    constexpr auto both = Qt::ControlModifier | Qt::ShiftModifier;
+    const auto& limit = list.engine.transport->speedLimit;
+    press(Qt::Key_F5);
+    EXPECT_THAT((std::vector{list.engine.state(1_id), list.engine.state(3_id), list.engine.state(4_id)}),
+                ElementsAre("paused", "queued", "queued"));
+    press(Qt::Key_P, both);
+    EXPECT_EQ(list.engine.state(7_id), "paused");
+    press(Qt::Key_R, both);
+    EXPECT_NE(list.engine.state(7_id), "paused");
+    press(Qt::Key_2, Qt::ControlModifier);
+    EXPECT_EQ(view.model()->rowCount(), 1) << "those that run";
+    press(Qt::Key_1, Qt::ControlModifier);
+    press(Qt::Key_F, both);
+    EXPECT_FALSE(isThere(2));
+    press(Qt::Key_L, Qt::ControlModifier);
+    auto& choices = part<QMenu>(window, "speed-limit-menu");
+    EXPECT_TRUE(choices.isVisible()) << "there was no limit yet";
+    choices.actions()[3]->trigger();
+    choices.close();
+    list.refresh();
+    const auto chosen = limit;
+    EXPECT_TRUE(chosen);
+    for (const auto& expected : {std::optional<std::int64_t>(), chosen}) {
+        press(Qt::Key_L, Qt::ControlModifier);
+        EXPECT_EQ(limit, expected);
+        EXPECT_EQ(part<QAbstractButton>(window, "limit-speed-button").isChecked(), expected.has_value());
+    }
+}
+
+TEST_F(DownloadsWindowTest, TheMenuHoldsEveryCommand) {
+    choose(2);
+    QList<QAction*> inMenu = part<QToolButton>(window, "menu").menu()->actions();
+    for (qsizetype at = 0; at < inMenu.size(); ++at) { // the list grows on the way
+        if (inMenu[at]->menu()) {
+            inMenu.append(inMenu[at]->menu()->actions());
+        }
+    }
+    std::map<QKeySequence, std::string> keys;
+    for (QAction* const each : window.actions() + view.actions()) {
+        const auto name = each->objectName().toStdString();
+        EXPECT_TRUE(inMenu.contains(each)) << name;
+        if (const auto key = each->shortcut(); !key.isEmpty() && each->isVisible()) {
+            EXPECT_EQ(keys.try_emplace(key, name).first->second, name) << "two for one key";
+        }
+    }
 }
 
 TEST_F(DownloadsWindowTest, RemovingCanBeUndone) {

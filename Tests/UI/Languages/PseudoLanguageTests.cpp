@@ -25,7 +25,7 @@ using namespace testing;
 /// checksums; and what Qt names itself, by catalogues of its own.
 const QRegularExpression data(
     R"(https?://\S*|fluvane://|[\w-]+( ?\(?\d\)?)?\.(iso|zip|mkv|pdf)|a\.example|[~/]\w[\w./-]*|Fluvane|report 1|)"
-    R"(SHA-\d+|MD5|Ctrl\+\S+|F10|F2|ETag|iso img [a-z ]*|<[^>]*>|\((Return|Del)\)|Scroll (Left|Right))",
+    R"(SHA-\d+|MD5|Ctrl\+\S+|F10|F[256]|ETag|iso img [a-z ]*|<[^>]*>|\((Return|Del|Space)\)|Scroll (Left|Right))",
     QRegularExpression::CaseInsensitiveOption);
 
 /// The words of a text that no phrase has brought: what is outside of brackets.

@@ -69,12 +69,19 @@ QAction* DownloadsWindow::Content::action(const char* name, const QString& text,
 void DownloadsWindow::Content::makeKeys() {
     newDownload_ =
         action("new-download", qPhrase("&New Download…"), "plus", QKeySequence::New, [this] { offer({}); });
-    pauseAll_ =
-        action("pause-all", qPhrase("Pa&use All"), "pause", {}, [this] { context_.manager.pauseAll(); });
-    resumeAll_ =
-        action("resume-all", qPhrase("R&esume All"), "play", {}, [this] { context_.manager.resumeAll(); });
-    clearFinished_ = action("clear-finished", qPhrase("Clea&r Finished"), "check", {},
-                            [this] { actions_.remove(filter_.finished()); });
+    pauseAll_ = action("pause-all", qPhrase("Pa&use All"), "pause", Qt::CTRL | Qt::SHIFT | Qt::Key_P,
+                       [this] { context_.manager.pauseAll(); });
+    resumeAll_ = action("resume-all", qPhrase("R&esume All"), "play", Qt::CTRL | Qt::SHIFT | Qt::Key_R,
+                        [this] { context_.manager.resumeAll(); });
+    retryAll_ = action("retry-all", qPhrase("Try All A&gain"), "retry", Qt::Key_F5, [this] { retryAll(); });
+    limitSpeed_ = action("limit-speed", qPhrase("Li&mit the Speed"), "speed", Qt::CTRL | Qt::Key_L,
+                         [this] { toggleLimit(); });
+    limitSpeed_->setCheckable(true);
+    limitSpeed_->setToolTip(limitSpeed_->text().remove('&') + " (" +
+                            limitSpeed_->shortcut().toString(QKeySequence::NativeText) + ")");
+    clearFinished_ =
+        action("clear-finished", qPhrase("Clea&r Finished"), "check", Qt::CTRL | Qt::SHIFT | Qt::Key_F,
+               [this] { actions_.remove(filter_.finished()); });
     undo_ = action("undo-removal", qPhrase("Un&do"), "undo", QKeySequence::Undo, [this] { undoRemoval(); });
     undo_->setVisible(false);
     limits_ = new SpeedLimitMenu(context_, [this](const QString& sentence) { tell(sentence); });
@@ -119,12 +126,11 @@ void DownloadsWindow::Content::makeList() {
             list_->addAction(each);
         }
     }
-    listKey(Qt::Key_Space, [this] { actions_.toggle(); });
     listKey(Qt::SHIFT | Qt::Key_F10, [this] { showMenuAtCurrent(); });
 }
 
 void DownloadsWindow::Content::makeSortMenu() {
-    QMenu* const sort = menu_->addMenu(tessivar::icon("sort"), qPhrase("&Sort By"));
+    QMenu* const sort = menu_->addMenu(tessivar::icon("sort"), qPhrase("Sort &By"));
     orders_ = new QActionGroup(&window_);
     for (const auto& [order, name] : orders) {
         QAction* const choice = sort->addAction(qPhrase(name));
@@ -140,16 +146,27 @@ void DownloadsWindow::Content::makeSortMenu() {
     QObject::connect(reversed_, &QAction::triggered, &here_, [this] { applyOrder(); });
 }
 
+void DownloadsWindow::Content::fillWithActions(QMenu& menu) {
+    for (QAction* const each : actions_.all()) {
+        each ? menu.addAction(each) : static_cast<void>(menu.addSeparator());
+    }
+}
+
 void DownloadsWindow::Content::makeMenu() {
     menu_ = new QMenu(&window_);
     menu_->addAction(newDownload_);
     menu_->addAction(action("paste-links", qPhrase("&Paste Links"), "paste", QKeySequence::Paste,
                             [this] { window_.pasteLinks(); }));
     menu_->addSeparator();
-    menu_->addActions({pauseAll_, resumeAll_, clearFinished_});
-    menu_->addMenu(limits_)->setIcon(tessivar::icon("speed"));
+    QMenu* const selection = menu_->addMenu(qPhrase("&Selection"));
+    selection->setObjectName("selection-menu");
+    fillWithActions(*selection);
+    QObject::connect(menu_, &QMenu::aboutToShow, &here_,
+                     [this, selection] { selection->setEnabled(!selected().empty()); });
+    menu_->addActions({pauseAll_, resumeAll_, retryAll_, clearFinished_, undo_});
     menu_->addSeparator();
-    menu_->addAction(undo_);
+    menu_->addAction(limitSpeed_);
+    menu_->addMenu(limits_);
     menu_->addSeparator();
     makeSortMenu();
     menu_->addAction(compact_);
@@ -202,6 +219,8 @@ void DownloadsWindow::Content::makePages() {
 
 void DownloadsWindow::Content::assemble() {
     header_ = new Header(newDownload_, clearFinished_, actions_, menu_, filter_);
+    header_->filterMenu().setTitle(qPhrase("S&how"));
+    menu_->insertMenu(compact_, &header_->filterMenu())->setIcon(tessivar::icon("filter"));
     QObject::connect(header_, &Header::groupChosen, &here_,
                      [this](StateGroup group) { filter_.setGroup(group); });
     auto* const leave = new QShortcut(Qt::Key_Escape, &header_->search());
@@ -249,7 +268,10 @@ QLayout* DownloadsWindow::Content::bottom() {
     undo->setVisible(false);
     QObject::connect(undo_, &QAction::changed, undo, [this, undo] { undo->setVisible(undo_->isVisible()); });
     limit_ = bottomButton("limit");
-    limit_->setIcon(tessivar::icon("speed"));
+    limit_->setToolButtonStyle(Qt::ToolButtonTextOnly);
+    QToolButton* const limits = bottomButton("limit-speed-button");
+    limits->setDefaultAction(limitSpeed_);
+    limits->setToolButtonStyle(Qt::ToolButtonIconOnly);
     limit_->setToolTip(qPhrase("Speed limit for all downloads together"));
     limit_->setMenu(limits_);
     limit_->setPopupMode(QToolButton::InstantPopup);
@@ -257,7 +279,7 @@ QLayout* DownloadsWindow::Content::bottom() {
     auto* const line = new QHBoxLayout;
     line->setContentsMargins(spacing::margin, 0, spacing::margin, spacing::small);
     line->addWidget(summary_, 1);
-    for (QWidget* const each : std::initializer_list<QWidget*>{removal_, undo, selection_, limit_}) {
+    for (QWidget* const each : std::initializer_list<QWidget*>{removal_, undo, selection_, limits, limit_}) {
         line->addWidget(each);
     }
     return line;

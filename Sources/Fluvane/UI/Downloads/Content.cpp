@@ -13,6 +13,7 @@
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 #include "FluvaneCore/Words.h"
+#include "FluvaneEngine/Abilities.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
@@ -91,6 +92,7 @@ void DownloadsWindow::Content::refresh() {
     pauseAll_->setEnabled(model_.summary().running + model_.summary().waiting > 0);
     resumeAll_->setEnabled(model_.summary().paused + model_.summary().waiting > 0);
     clearFinished_->setEnabled(filter_.hasFinished());
+    retryAll_->setEnabled(model_.summary().attention > 0 && !failed().empty());
     updateRemoval();
     updateLimit();
     actions_.update(selected());
@@ -163,11 +165,41 @@ void DownloadsWindow::Content::updateLimit() {
     const auto limit = context_.manager.config().speedLimit;
     const QString text =
         limit ? qPhrase("Up to %1", words::speed(static_cast<double>(*limit))) : qPhrase("No limit");
+    memory_.limit = limit.value_or(memory_.limit);
+    limitSpeed_->setChecked(limit.has_value());
     if (limit_->text() != text) {
         limit_->setText(text);
         limit_->setAccessibleName(qPhrase("Speed limit: %1", text));
     }
     limits_->update();
+}
+
+/// Off, or to what it was last; which it was nothing yet is asked for.
+void DownloadsWindow::Content::toggleLimit() {
+    const bool isOn = context_.manager.config().speedLimit.has_value();
+    if (isOn || memory_.limit > 0) {
+        limits_->set(isOn ? std::nullopt : std::optional(memory_.limit));
+    } else {
+        limits_->popup(limit_->mapToGlobal(QPoint(0, -limits_->sizeHint().height())));
+    }
+    updateLimit();
+}
+
+/// What a key for all of them tries again.
+DownloadsWindow::Content::IDs DownloadsWindow::Content::failed() const {
+    IDs ids;
+    for (const Download* const download : context_.manager.downloads()) {
+        if (needsAttention(download->record) && abilities(*download).tryAgain) {
+            ids.push_back(download->id());
+        }
+    }
+    return ids;
+}
+
+void DownloadsWindow::Content::retryAll() {
+    for (const auto id : failed()) {
+        context_.manager.resume(id);
+    }
 }
 
 void DownloadsWindow::Content::tell(const QString& message) {
@@ -377,11 +409,9 @@ void DownloadsWindow::Content::showMenu(const QPoint& at) {
     menu->setObjectName("context-menu");
     menu->setAttribute(Qt::WA_DeleteOnClose);
     if (selected().empty()) {
-        menu->addActions({newDownload_, pauseAll_, resumeAll_, clearFinished_});
+        menu->addActions({newDownload_, pauseAll_, resumeAll_, retryAll_, clearFinished_});
     } else {
-        for (QAction* const each : actions_.all()) {
-            each ? menu->addAction(each) : static_cast<void>(menu->addSeparator());
-        }
+        fillWithActions(*menu);
     }
     menu->popup(list_->viewport()->mapToGlobal(at));
 }

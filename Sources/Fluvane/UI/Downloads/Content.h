@@ -67,6 +67,7 @@ private:
     void makeList();
     void makeKeys();
     void makeMenu();
+    void fillWithActions(QMenu& menu);
     void makeSortMenu();
     void makePages();
     void assemble();
@@ -92,6 +93,9 @@ private:
     void undoRemoval();
     void updateRemoval();
     void updateLimit();
+    void toggleLimit();
+    [[nodiscard]] IDs failed() const;
+    void retryAll();
     void updatePage();
     void updateSummary();
     void leaveSearch();
@@ -111,6 +115,8 @@ private:
     QAction* compact_ = nullptr;
     QAction* pauseAll_ = nullptr;
     QAction* resumeAll_ = nullptr;
+    QAction* retryAll_ = nullptr;
+    QAction* limitSpeed_ = nullptr;
     QAction* undo_ = nullptr;
     QAction* clearFinished_ = nullptr;
     QAction* reversed_ = nullptr;

@@ -84,6 +84,10 @@ DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
     open_->setShortcuts({Qt::Key_Return, Qt::Key_Enter});
     copy_->setShortcut(QKeySequence::Copy);
     rename_->setShortcut(Qt::Key_F2);
+    show_->setShortcuts({Qt::CTRL | Qt::Key_Return, Qt::CTRL | Qt::Key_Enter});
+    changeFolder_->setShortcut(Qt::Key_F6);
+    changeLink_->setShortcut(Qt::CTRL | Qt::Key_U);
+    checksum_->setShortcut(Qt::CTRL | Qt::Key_K);
     removeFile_->setShortcut(Qt::SHIFT | Qt::Key_Delete);
     update({});
 }
@@ -152,6 +156,9 @@ void DownloadActions::update(const IDs& selected) {
     }
     pause_->setVisible(some.pause);
     resume_->setVisible(some.resume);
+    // Of several downloads some may run and some not: the key carries on first.
+    resume_->setShortcut(some.resume ? Qt::Key_Space : QKeySequence());
+    pause_->setShortcut(some.resume ? QKeySequence() : Qt::Key_Space);
     next_->setVisible(some.next);
     prioritize_->setVisible(some.prioritize && found == 1); // there can only be one
     stopPrioritizing_->setVisible(some.stopPrioritizing);
@@ -202,10 +209,6 @@ void DownloadActions::resume() {
     for (const auto id : numbers(having(&Abilities::resume))) {
         context_.manager.resume(id);
     }
-}
-
-void DownloadActions::toggle() {
-    resume_->isVisible() ? resume() : pause();
 }
 
 void DownloadActions::next() {

@@ -40,7 +40,6 @@ public:
     [[nodiscard]] const std::vector<QAction*>& all() const { return order_; }
 
     /// Space: carries on with what has stopped; when nothing has, pauses what runs.
-    void toggle();
     /// With the finished files going to the wastebasket. What can't be moved there stays on the list.
     void removeWithFiles();
     /// Can be undone for some seconds.

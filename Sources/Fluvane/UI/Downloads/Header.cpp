@@ -145,6 +145,10 @@ void Header::showGroup(StateGroup group) {
     groups_->showGroup(group);
 }
 
+QMenu& Header::filterMenu() {
+    return groups_->menu();
+}
+
 void Header::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
     fit();

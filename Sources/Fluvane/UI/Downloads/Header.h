@@ -33,6 +33,7 @@ public:
     void showCounts(const DownloadsModel::Summary& summary);
     void showGroup(StateGroup group);
     [[nodiscard]] QLineEdit& search() { return *search_; }
+    [[nodiscard]] QMenu& filterMenu();
 
     Q_SIGNAL void groupChosen(fluvane::StateGroup group);
 

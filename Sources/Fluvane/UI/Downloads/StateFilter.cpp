@@ -89,7 +89,9 @@ void StateFilter::makeMenu() {
         QAction* const choice = menu->addAction(row_->tabText(at));
         choice->setCheckable(true);
         choice->setChecked(at == row_->currentIndex());
+        choice->setShortcut(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + at));
         choices->addAction(choice);
+        addAction(choice); // for its key
         connect(choice, &QAction::triggered, row_, [this, at] { row_->setCurrentIndex(at); });
     }
     menu_->setMenu(menu);
@@ -118,6 +120,10 @@ void StateFilter::showGroup(StateGroup group) {
     const QSignalBlocker quiet(this);
     const auto* const found = std::ranges::find(groups, group, &std::pair<StateGroup, const char*>::first);
     row_->setCurrentIndex(static_cast<int>(found - groups.begin()));
+}
+
+QMenu& StateFilter::menu() const {
+    return *menu_->menu();
 }
 
 QSize StateFilter::sizeHint() const {

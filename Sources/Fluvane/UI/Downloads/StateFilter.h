@@ -7,6 +7,7 @@
 
 #include <QWidget>
 
+class QMenu;
 class QTabBar;
 class QToolButton;
 
@@ -21,6 +22,8 @@ public:
 
     void showCounts(const DownloadsModel::Summary& summary);
     void showGroup(StateGroup group);
+    /// The same choices, each with its key.
+    [[nodiscard]] QMenu& menu() const;
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
 

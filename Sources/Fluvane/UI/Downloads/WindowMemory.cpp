@@ -45,6 +45,7 @@ WindowMemory WindowMemory::load(const QString& file) {
     memory.group = named(groupNames, settings.value("filter").toString(), memory.group);
     memory.order = named(orderNames, settings.value("order").toString(), memory.order);
     memory.descending = settings.value("descending", memory.descending).toBool();
+    memory.limit = std::max(settings.value("lastLimit").toLongLong(), 0LL);
     return memory;
 }
 
@@ -61,6 +62,7 @@ void WindowMemory::save(const QString& file) const {
     settings.setValue("filter", groupNames[static_cast<std::size_t>(group)]);
     settings.setValue("order", orderNames[static_cast<std::size_t>(order)]);
     settings.setValue("descending", descending);
+    settings.setValue("lastLimit", qlonglong{limit});
 }
 
 } // namespace fluvane

@@ -21,6 +21,7 @@ struct WindowMemory {
     StateGroup group = StateGroup::all;
     DownloadsFilter::Order order = DownloadsFilter::Order::state;
     bool descending = false;
+    std::int64_t limit = 0; ///< The speed limit that was last in force, in bytes per second; 0: none yet.
 
     /// Nothing is kept without a file's path.
     [[nodiscard]] static WindowMemory load(const QString& file);

@@ -28,10 +28,11 @@ public:
 
     /// Checks the limit that is in force.
     void update();
+    /// Bytes per second.
+    void set(std::optional<std::int64_t> limit);
 
 private:
     QAction* addChoice(const QString& text, std::optional<std::int64_t> limit);
-    void set(std::optional<std::int64_t> limit);
     void askForOther();
 
     WindowContext& context_;
