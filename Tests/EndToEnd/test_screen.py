@@ -13,10 +13,12 @@ import subprocess
 import unittest
 
 import dbus
+import dbus.lowlevel
 import reader
 from desk import NOTIFICATIONS, Desk
 from harness import MB, Application, EndToEnd, sha256, wait_for
 
+CHOOSER = "org.freedesktop.portal.FileChooser"
 FILM = "film of the summer.bin"
 
 
@@ -167,6 +169,35 @@ class Screen(EndToEnd):
                 self.assertEqual((role, name), ("label", of), "its label is read before it")
         connections = [name for _, name, _, _ in told if name.startswith("Connection ")]
         self.assertEqual(len(connections), len(set(connections)), connections)
+
+    def test_a_folder_is_chosen_in_the_desktops_own_window(self):
+        def portal():
+            return self.desk.play("org.freedesktop.portal.Desktop", {"OpenFile": ("ssa{sv}", "o", "ret = '/asked'")},
+                                  path="/org/freedesktop/portal/desktop", interface=CHOOSER, properties={"version": 3})
+
+        def ask():
+            self.key("Settings", "space")
+            return wait_for(lambda: asked.calls("OpenFile"), "asked for a folder")[0]
+
+        app = self.application.start()
+        asked = portal()  # later than the application
+        app.command("settings")
+        self.key("Settings", "ctrl+2")
+        self.key("Settings", "Tab")
+        window, title, options = ask()
+        self.assertTrue(window.startswith("x11:"), window)
+        self.assertEqual((title, options["directory"], options["accept_label"]), ("Choose Folder", True, "_Choose"))
+        sender = self.desk.owner("org.fluvane.Fluvane")[1:].replace(".", "_")
+        answer = dbus.lowlevel.SignalMessage(
+            f"/org/freedesktop/portal/desktop/request/{sender}/{options['handle_token']}",
+            "org.freedesktop.portal.Request", "Response")
+        answer.append(dbus.UInt32(0), {"uris": dbus.Array(["file:///tmp/my%20films"])}, signature="ua{sv}")
+        self.desk.bus.send_message(answer)
+        kept = app.folder / "config/Fluvane/settings.json"
+        wait_for(lambda: kept.exists() and "/tmp/my films" in kept.read_text(), "the folder kept")
+        asked.end()
+        self.key("Settings", "space")
+        app.window_shown("folderDialog")  # the program's own
 
     def test_without_a_tray_it_stays_within_reach(self):
         app = self.application.start()

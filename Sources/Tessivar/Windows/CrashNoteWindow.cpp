@@ -3,6 +3,7 @@
 
 #include "Tessivar/Windows/CrashNoteWindow.h"
 
+#include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "Tessivar/Windows/TextWindow.h"
 #include "TessivarCore/AppIdentity.h"
@@ -108,7 +109,7 @@ void CrashNoteWindow::setNote(const QString& note) {
 }
 
 void CrashNoteWindow::unfold(bool open) {
-    fold_->setArrowType(open ? Qt::DownArrow : isRightToLeft() ? Qt::LeftArrow : Qt::RightArrow);
+    fold_->setIcon(foldIcon(open));
     fold_->setText(open ? qPhrase("Hide the &report") : qPhrase("Show the &report"));
     fold_->setAccessibleName(fold_->text().remove('&'));
     report_->setVisible(open);

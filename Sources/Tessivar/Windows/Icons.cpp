@@ -97,4 +97,9 @@ QIcon icon(const QString& name, const QColor& color) {
     return load(name, color);
 }
 
+QIcon foldIcon(bool isOpen) {
+    const bool isMirrored = QGuiApplication::layoutDirection() == Qt::RightToLeft;
+    return icon(isOpen ? "chevron-down" : isMirrored ? "chevron-left" : "chevron-right");
+}
+
 } // namespace tessivar

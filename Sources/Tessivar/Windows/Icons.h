@@ -15,5 +15,7 @@ namespace tessivar {
 [[nodiscard]] QIcon icon(const QString& name);
 /// The same in a fixed colour.
 [[nodiscard]] QIcon icon(const QString& name, const QColor& color);
+/// Beside what folds.
+[[nodiscard]] QIcon foldIcon(bool isOpen);
 
 } // namespace tessivar

@@ -3,10 +3,13 @@
 
 #include "Tessivar/Windows/RightToLeft.h"
 
+#include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/Phrases.h"
 
 #include <QFontMetricsF>
+#include <QGuiApplication>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QTextLayout>
 
 namespace tessivar {
@@ -50,8 +53,19 @@ QString withKeysInOrder(const QString& entry) {
     return tab < 0 ? entry : entry.left(tab + 1) + leftToRight(entry.mid(tab + 1));
 }
 
+QString withoutHiddenKey(const QString& text) {
+    static const QRegularExpression key("&(.)");
+    return isRightToLeft() ? QString(text).replace(key, "\\1") : text;
+}
+
 QString leftToRight(const QString& text) {
     return isRightToLeft() && !text.isEmpty() ? isolate + text + endIsolate : text;
+}
+
+QMargins endingUnseen(QMargins margins) {
+    const bool isMirrored = QGuiApplication::layoutDirection() == Qt::RightToLeft;
+    const QMargins less = isMirrored ? QMargins(side::unseen, 0, 0, 0) : QMargins(0, 0, side::unseen, 0);
+    return margins - less;
 }
 
 QString atOwnSide(const QString& text) {

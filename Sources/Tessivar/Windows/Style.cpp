@@ -347,6 +347,7 @@ void Style::drawControl(ControlElement element, const QStyleOption* option, QPai
     if (const auto* const button = qstyleoption_cast<const QStyleOptionToolButton*>(option);
         button && element == CE_ToolButtonLabel && button->toolButtonStyle == Qt::ToolButtonTextBesideIcon) {
         QStyleOptionToolButton plain = *button;
+        plain.text = withoutHiddenKey(plain.text);
         const int inset = toolPadding(*button);
         plain.rect.adjust(inset, 0, -inset, 0);
         return QProxyStyle::drawControl(element, &plain, painter, widget);
@@ -418,7 +419,7 @@ QSize Style::sizeFromContents(ContentsType type, const QStyleOption* option, con
     case CT_ToolButton:
         if (const auto* const button = qstyleoption_cast<const QStyleOptionToolButton*>(option);
             button && button->toolButtonStyle == Qt::ToolButtonTextBesideIcon && !button->icon.isNull()) {
-            const QSize text = button->fontMetrics.size(Qt::TextShowMnemonic, button->text);
+            const QSize text = button->fontMetrics.size(Qt::TextShowMnemonic, withoutHiddenKey(button->text));
             size.setWidth(side::control + spacing::hair + text.width() +
                           2 * (toolPadding(*button) - spacing::small));
         }
@@ -556,6 +557,18 @@ QIcon Style::standardIcon(StandardPixmap which, const QStyleOption* option, cons
     case SP_MessageBoxWarning:
     case SP_MessageBoxCritical:
         return icon("warning");
+    case SP_FileDialogToParent:
+        return icon("up");
+    case SP_FileDialogNewFolder:
+        return icon("plus");
+    case SP_FileDialogListView:
+        return icon("compact");
+    case SP_FileDialogDetailedView:
+        return icon("menu");
+    case SP_ArrowBack:
+        return icon(isRightToLeft() ? "right" : "left");
+    case SP_ArrowForward:
+        return icon(isRightToLeft() ? "left" : "right");
     default:
         return QProxyStyle::standardIcon(which, option, widget);
     }

@@ -9,13 +9,19 @@
 #include "Support/TemporaryFolder.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
+#include "Tessivar/Windows/Appearance.h"
+#include "Tessivar/Windows/Style.h"
 
 #include <nlohmann/json.hpp>
 
+#include <QApplication>
 #include <QScreen>
 #include <QSettings>
 #include <QTimer>
 #include <QWindow>
+
+#include <fstream>
+#include <tuple>
 
 namespace fluvane {
 namespace {
@@ -192,6 +198,21 @@ TEST(ActivationVariable, IsThereWhileItIsSet) {
         EXPECT_STREQ(::getenv(name), token);
         ::unsetenv(name); // as Qt does
         EXPECT_TRUE(::getenv("PATH"));
+    }
+}
+
+TEST(AppearanceTest, KeepsStillWhereKDEIsToldTo) {
+    const TemporaryFolder folder;
+    qputenv("XDG_CONFIG_HOME", folder.path().c_str());
+    QApplication::setStyle(new tessivar::Style);
+    for (const auto& [desktop, factor, isStill] : {std::tuple("KDE", "0", true),
+                                                   {"KDE", "0.5", false},
+                                                   {"KDE", "fast", false},
+                                                   {"GNOME", "0", false}}) {
+        qputenv("XDG_CURRENT_DESKTOP", desktop);
+        std::ofstream(folder / "kdeglobals") << "[KDE]\nAnimationDurationFactor=" << factor << "\n";
+        const tessivar::Appearance appearance;
+        EXPECT_EQ(tessivar::motionTime(QWidget()) == 0, isStill) << desktop << " " << factor;
     }
 }
 

@@ -20,6 +20,7 @@
 #include "FluvaneEngine/Abilities.h"
 #include "Tessivar/Windows/Appearance.h"
 #include "Tessivar/Windows/CrashNoteWindow.h"
+#include "Tessivar/Windows/FilePortal.h"
 #include "Tessivar/Windows/ScreenState.h"
 #include "Tessivar/Windows/TextWindow.h"
 #include "Tessivar/Windows/WhatsNewWindow.h"
@@ -102,7 +103,8 @@ DesktopWindows::DesktopWindows(DownloadManager& manager, SettingsAccess& setting
       stateFolder_(stateFolder), self_(std::move(self)),
       places_(QString::fromStdString(stateFolder + "/windows.ini")),
       recentFolders_(stateFolder + "/recent-folders.json"),
-      appearance_(std::make_unique<tessivar::Appearance>()) {}
+      appearance_(std::make_unique<tessivar::Appearance>()),
+      portal_(std::make_unique<tessivar::FilePortal>(qApp)) {}
 
 DesktopWindows::~DesktopWindows() {
     for (const auto& window : std::exchange(passing_, {})) {
@@ -114,11 +116,13 @@ DesktopWindows::~DesktopWindows() {
 void DesktopWindows::start() {
     QApplication::setWindowIcon(QIcon(":/welcome/org.fluvane.Fluvane.svg"));
     // The bus outlives the windows, and calls for as long as it is there.
-    session_.whenConnected([scheme = QPointer(appearance_.get())](const QDBusConnection& bus) {
-        if (scheme) {
-            scheme->follow(bus);
-        }
-    });
+    session_.whenConnected(
+        [scheme = QPointer(appearance_.get()), portal = QPointer(portal_.get())](const QDBusConnection& bus) {
+            if (scheme && portal) {
+                scheme->follow(bus);
+                portal->follow(bus);
+            }
+        });
     tray_ = std::make_unique<StatusMenu>(context_, session_);
     QObject::connect(qApp, &QGuiApplication::focusWindowChanged, &feed_, [this] { noticeWhatIsSeen(); });
     QObject::connect(&feed_, &ListFeed::changed, &feed_, [this] { noticeWhatIsSeen(); });

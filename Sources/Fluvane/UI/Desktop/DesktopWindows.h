@@ -20,7 +20,8 @@ class QMessageBox;
 
 namespace tessivar {
 class Appearance;
-}
+class FilePortal;
+} // namespace tessivar
 
 namespace fluvane {
 
@@ -92,6 +93,7 @@ private:
     RecentFolders recentFolders_;
     std::string activationToken_;
     std::unique_ptr<tessivar::Appearance> appearance_;
+    std::unique_ptr<tessivar::FilePortal> portal_;
     std::unique_ptr<DownloadsWindow> downloads_;
     std::unique_ptr<DownloadsPlace> place_; ///< Of one that isn't there at the moment.
     std::unique_ptr<NewDownloadWindow> newDownload_;

@@ -11,6 +11,7 @@
 #include "Fluvane/UI/SpeedLimit/SpeedLimitMenu.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RightToLeft.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
@@ -277,7 +278,7 @@ QLayout* DownloadsWindow::Content::bottom() {
     limit_->setPopupMode(QToolButton::InstantPopup);
     limit_->setStyleSheet("QToolButton::menu-indicator { image: none; }");
     auto* const line = new QHBoxLayout;
-    line->setContentsMargins(spacing::margin, 0, spacing::margin, spacing::small);
+    line->setContentsMargins(tessivar::endingUnseen({spacing::margin, 0, spacing::margin, spacing::small}));
     line->addWidget(summary_, 1);
     for (QWidget* const each : std::initializer_list<QWidget*>{removal_, undo, selection_, limits, limit_}) {
         line->addWidget(each);

@@ -42,7 +42,8 @@ namespace spacing = tessivar::spacing;
 namespace {
 
 constexpr int wide = 900;         ///< From this width on the details go beside the list.
-constexpr int narrow = 640;       ///< Below this width the line at the bottom says less.
+constexpr int listLines = 12;     ///< Of text: what the details below the list leave for it,
+constexpr int detailsLines = 5;   ///< unless that is all that would be left for them.
 constexpr int messageTime = 6000; ///< Milliseconds.
 
 enum Page { listPage, emptyPage, noMatchPage };
@@ -141,7 +142,17 @@ void DownloadsWindow::Content::updateRemoval() {
     undo_->setVisible(count > 0);
     undo_->setToolTip(sentence);
     removal_->setText(sentence);
-    removal_->setVisible(count > 0 && window_.width() >= narrow);
+    removal_->setVisible(count > 0 && hasRoomForRemoval());
+}
+
+/// Beside what runs, which tells more.
+bool DownloadsWindow::Content::hasRoomForRemoval() const {
+    int together = summary_->fontMetrics().horizontalAdvance(summary_->text()) + 2 * spacing::margin;
+    for (const QWidget* const each : std::initializer_list<const QWidget*>{
+             removal_, selection_, limit_, window_.findChild<QToolButton*>("undo")}) {
+        together += each->sizeHint().width() + spacing::medium;
+    }
+    return together <= window_.width();
 }
 
 void DownloadsWindow::Content::wasRemoved() {
@@ -456,7 +467,11 @@ void DownloadsWindow::Content::arrange() {
     }
     const int length = orientation == Qt::Horizontal ? splitter_->width() : splitter_->height();
     const double share = orientation == Qt::Horizontal ? memory_.besideShare : memory_.belowShare;
-    const int details = static_cast<int>(length * share);
+    int details = static_cast<int>(length * share);
+    if (orientation == Qt::Vertical) {
+        const int line = list_->fontMetrics().lineSpacing();
+        details = std::min(details, std::max(length - listLines * line, detailsLines * line));
+    }
     splitter_->setSizes({length - details, details});
 }
 

@@ -92,6 +92,7 @@ private:
     void wasRemoved();
     void undoRemoval();
     void updateRemoval();
+    [[nodiscard]] bool hasRoomForRemoval() const;
     void updateLimit();
     void toggleLimit();
     [[nodiscard]] IDs failed() const;

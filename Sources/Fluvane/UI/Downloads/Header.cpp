@@ -5,6 +5,7 @@
 
 #include "Fluvane/UI/Downloads/StateFilter.h"
 #include "Tessivar/Windows/Icons.h"
+#include "Tessivar/Windows/RightToLeft.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
@@ -52,7 +53,8 @@ QToolButton* Header::button(QAction* action) {
         made->setEnabled(action->isVisible() && action->isEnabled());
         made->setAccessibleName(withoutMnemonic(action->text()));
         const QString keys = action->shortcut().toString(QKeySequence::NativeText);
-        made->setToolTip(withoutMnemonic(action->text()) + (keys.isEmpty() ? "" : " (" + keys + ")"));
+        made->setToolTip(withoutMnemonic(action->text()) +
+                         (keys.isEmpty() ? "" : " (" + tessivar::leftToRight(keys) + ")"));
     };
     connect(action, &QAction::changed, made, follow);
     follow();
@@ -128,7 +130,8 @@ Header::Header(QAction* newDownload, QAction* clearFinished, const DownloadActio
 
     connect(groups_, &StateFilter::groupChosen, this, &Header::groupChosen);
     auto* const column = new QVBoxLayout(this);
-    column->setContentsMargins(spacing::margin, spacing::medium, spacing::margin, spacing::small);
+    column->setContentsMargins(
+        tessivar::endingUnseen({spacing::margin, spacing::medium, spacing::margin, spacing::small}));
     column->setSpacing(spacing::medium);
     column->addLayout(tools_);
     auto* const filters = new QHBoxLayout;

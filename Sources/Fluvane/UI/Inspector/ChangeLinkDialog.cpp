@@ -8,12 +8,10 @@
 #include "Fluvane/UI/Models/DroppedData.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
-#include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QClipboard>
 #include <QDialogButtonBox>
-#include <QFormLayout>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
@@ -49,12 +47,8 @@ ChangeLinkDialog::ChangeLinkDialog(WindowContext& context, DownloadID id)
     }
     field_->setObjectName("new-link");
     field_->setAccessibleName(qPhrase("Fresh link"));
-    auto* form = new QFormLayout;
-    form->setHorizontalSpacing(tessivar::spacing::medium);
-    form->setVerticalSpacing(tessivar::spacing::medium);
-    form->addRow(qPhrase("Link now"), now);
-    form->addRow(qPhrase("&Fresh link"), field_);
-    content().addLayout(form);
+    addField(qPhrase("Link now"), now);
+    addField(qPhrase("&Fresh link"), field_);
     note_ = addWords("note");
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
     change_ = buttons->addButton(qPhrase("&Change Link"), QDialogButtonBox::AcceptRole);

@@ -8,11 +8,9 @@
 #include "FluvaneCore/DetailWords.h"
 #include "FluvaneCore/Objections.h"
 #include "FluvaneCore/Words.h"
-#include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QDialogButtonBox>
-#include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -53,10 +51,7 @@ ChecksumDialog::ChecksumDialog(WindowContext& context, DownloadID id)
     setObjectName("checksum");
     field_->setObjectName("checksum-field");
     field_->setAccessibleName(qPhrase("Checksum"));
-    auto* form = new QFormLayout;
-    form->setHorizontalSpacing(tessivar::spacing::medium);
-    form->addRow(qPhrase("C&hecksum"), field_);
-    content().addLayout(form);
+    addField(qPhrase("C&hecksum"), field_);
     note_ = addWords("note");
     auto* buttons = new QDialogButtonBox(this);
     check_ = buttons->addButton(qPhrase("&Check"), QDialogButtonBox::AcceptRole);

@@ -7,6 +7,7 @@
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Spacing.h"
 
+#include <QGridLayout>
 #include <QVBoxLayout>
 
 namespace fluvane {
@@ -39,6 +40,21 @@ QLabel* DownloadDialog::addWords(const QString& name) {
     label->setWordWrap(true);
     content_->addWidget(label);
     return label;
+}
+
+void DownloadDialog::addField(const QString& label, QWidget* field) {
+    if (!fields_) {
+        fields_ = new QGridLayout;
+        fields_->setHorizontalSpacing(tessivar::spacing::medium);
+        fields_->setVerticalSpacing(tessivar::spacing::medium);
+        fields_->setColumnStretch(1, 1);
+        content_->addLayout(fields_);
+    }
+    auto* const words = new QLabel(label, this);
+    words->setBuddy(field);
+    const int row = fields_->rowCount();
+    fields_->addWidget(words, row, 0);
+    fields_->addWidget(field, row, 1);
 }
 
 void DownloadDialog::showEvent(QShowEvent* event) {

@@ -10,6 +10,7 @@
 #include <cstdint>
 
 class QLabel;
+class QGridLayout;
 class QVBoxLayout;
 
 namespace fluvane {
@@ -39,6 +40,9 @@ protected:
     /// A label for plain words, which may be long.
     [[nodiscard]] QLabel* addWords(const QString& name);
 
+    /// A field with its label, their middles on one line. The label says its key.
+    void addField(const QString& label, QWidget* field);
+
     void showEvent(QShowEvent* event) override;
 
 private:
@@ -50,6 +54,7 @@ private:
     WindowContext& context_;
     DownloadID id_;
     QVBoxLayout* content_;
+    QGridLayout* fields_ = nullptr;
     ElidedLabel* name_;
 };
 

@@ -35,12 +35,9 @@ std::string told(const Tally& tally) {
 
 FolderChange::FolderChange(WindowContext& context, RecentFolders& recent, std::vector<DownloadID> ids,
                            Tell tell)
-    : QFileDialog(nullptr, tessivar::qPhrase("Change Folder")), context_(context), recent_(recent),
+    : FolderDialog(nullptr, tessivar::qPhrase("Change Folder"), {}), context_(context), recent_(recent),
       ids_(std::move(ids)), tell_(std::move(tell)) {
     setObjectName("change-folder");
-    setAttribute(Qt::WA_DeleteOnClose);
-    setFileMode(QFileDialog::Directory);
-    setOption(QFileDialog::ShowDirsOnly);
     setLabelText(QFileDialog::Accept, tessivar::qPhrase("&Move Here"));
     if (const Download* const first = ids_.empty() ? nullptr : context.manager.download(ids_.front())) {
         setDirectory(QFile::decodeName(first->record.folder.path().c_str()));

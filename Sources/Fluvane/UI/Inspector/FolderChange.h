@@ -5,8 +5,7 @@
 
 #include "Fluvane/UI/Models/RecentFolders.h"
 #include "Fluvane/UI/Models/WindowContext.h"
-
-#include <QFileDialog>
+#include "Tessivar/Windows/FolderDialog.h"
 
 #include <functional>
 #include <string>
@@ -16,7 +15,7 @@ namespace fluvane {
 
 /// Asks for another folder for downloads, with the desktop's dialog, and moves them there. For one window of
 /// its own: call `show`, and it deletes itself once closed.
-class FolderChange : public QFileDialog {
+class FolderChange : public tessivar::FolderDialog {
     Q_OBJECT
 
 public:

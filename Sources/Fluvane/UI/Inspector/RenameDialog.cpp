@@ -7,11 +7,9 @@
 #include "FluvaneCore/FileName.h"
 #include "FluvaneCore/Words.h"
 #include "FluvaneEngine/Abilities.h"
-#include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QDialogButtonBox>
-#include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPointer>
@@ -42,10 +40,7 @@ RenameDialog::RenameDialog(WindowContext& context, DownloadID id)
         const auto stem = QString::fromStdString(fileName::split(name).stem);
         field_->setSelection(0, static_cast<int>(stem.size()));
     }
-    auto* form = new QFormLayout;
-    form->setHorizontalSpacing(tessivar::spacing::medium);
-    form->addRow(qPhrase("&Name"), field_);
-    content().addLayout(form);
+    addField(qPhrase("&Name"), field_);
     note_ = addWords("note");
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
     rename_ = buttons->addButton(qPhrase("&Rename"), QDialogButtonBox::AcceptRole);

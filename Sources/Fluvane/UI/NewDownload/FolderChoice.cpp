@@ -5,12 +5,12 @@
 
 #include "Fluvane/UI/Models/FolderText.h"
 #include "Fluvane/UI/Models/ToolTip.h"
+#include "Tessivar/Windows/FolderDialog.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/RightToLeft.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QFile>
-#include <QFileDialog>
 #include <QSignalBlocker>
 #include <QWheelEvent>
 
@@ -83,11 +83,9 @@ void FolderChoice::choose(int index) {
 
 void FolderChoice::browse(const URL& start) {
     const std::string from = folder_.value_or(start).path();
-    auto* const dialog = new QFileDialog(this, qPhrase("Choose Folder"), QFile::decodeName(from.c_str()));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    auto* const dialog =
+        new tessivar::FolderDialog(this, qPhrase("Choose Folder"), QFile::decodeName(from.c_str()));
     dialog->setObjectName("choose-folder");
-    dialog->setFileMode(QFileDialog::Directory);
-    dialog->setOption(QFileDialog::ShowDirsOnly);
     connect(dialog, &QFileDialog::fileSelected, this,
             [this](const QString& path) { setFolder(URL::folder(QFile::encodeName(path).toStdString())); });
     dialog->open();

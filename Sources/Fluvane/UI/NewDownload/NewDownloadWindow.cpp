@@ -10,6 +10,7 @@
 #include "Fluvane/UI/NewDownload/LinksEdit.h"
 #include "Fluvane/UI/NewDownload/LinksModel.h"
 #include "FluvaneCore/Words.h"
+#include "Tessivar/Windows/Icons.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QCheckBox>
@@ -291,7 +292,7 @@ void NewDownloadWindow::showButtons() {
 }
 
 void NewDownloadWindow::showOptions(bool shown) {
-    more_->setArrowType(shown ? Qt::DownArrow : isRightToLeft() ? Qt::LeftArrow : Qt::RightArrow);
+    more_->setIcon(tessivar::foldIcon(shown));
     for (QWidget* const option : options_) {
         option->setVisible(shown && (option != algorithm_ || !algorithm_->text().isEmpty()));
     }

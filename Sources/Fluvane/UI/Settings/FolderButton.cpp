@@ -6,13 +6,13 @@
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/UI/Models/FolderText.h"
 #include "Fluvane/UI/Models/ToolTip.h"
+#include "Tessivar/Windows/FolderDialog.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/RightToLeft.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
 #include <QFile>
-#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QPushButton>
 #include <QToolButton>
@@ -60,20 +60,16 @@ void FolderButton::setFolder(const std::optional<std::string>& folder) {
     const QString text = folder ? QString::fromStdString(folderText(folderOf_(folder))) : none_;
     QString shown = button_->fontMetrics().elidedText(text, Qt::ElideMiddle, widestText);
     shown.replace('&', "&&");
-    button_->setText((folder ? tessivar::leftToRight(shown) : shown) + QStringLiteral("…"));
+    button_->setText(tessivar::leftToRight(shown) + QStringLiteral("…"));
     button_->setToolTip(plainToolTip(text));
     button_->setAccessibleDescription(text);
     clear_->setVisible(folder.has_value());
 }
 
 void FolderButton::ask() {
-    auto* const dialog = new QFileDialog(this, qPhrase("Choose a Folder"),
-                                         QFile::decodeName(folderOf_(folder_).path().c_str()));
+    auto* const dialog = new tessivar::FolderDialog(this, qPhrase("Choose Folder"),
+                                                    QFile::decodeName(folderOf_(folder_).path().c_str()));
     dialog->setObjectName("folderDialog");
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setFileMode(QFileDialog::Directory);
-    dialog->setOption(QFileDialog::ShowDirsOnly);
-    dialog->setLabelText(QFileDialog::Accept, qPhrase("Choose"));
     connect(dialog, &QFileDialog::fileSelected, this,
             [this](const QString& path) { choose(folderSetting(path)); });
     dialog->open();

@@ -6,6 +6,7 @@
 #include "Fluvane/UI/Models/FolderText.h"
 #include "Fluvane/UI/Models/ToolTip.h"
 #include "Tessivar/Windows/Colors.h"
+#include "Tessivar/Windows/FolderDialog.h"
 #include "Tessivar/Windows/Icons.h"
 #include "Tessivar/Windows/ReadOnlyLine.h"
 #include "Tessivar/Windows/Spacing.h"
@@ -15,7 +16,6 @@
 #include <QCheckBox>
 #include <QEvent>
 #include <QFile>
-#include <QFileDialog>
 #include <QGridLayout>
 #include <QIcon>
 #include <QLabel>
@@ -232,10 +232,8 @@ void WelcomeWindow::closeEvent(QCloseEvent* event) {
 
 void WelcomeWindow::chooseFolder() {
     const std::string from = context_.manager.folder(context_.settings.config().folder).path();
-    auto* const dialog = new QFileDialog(this, qPhrase("Choose Folder"), QFile::decodeName(from.c_str()));
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setFileMode(QFileDialog::Directory);
-    dialog->setOption(QFileDialog::ShowDirsOnly);
+    auto* const dialog =
+        new tessivar::FolderDialog(this, qPhrase("Choose Folder"), QFile::decodeName(from.c_str()));
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) {
         change([&](Config& config) { config.folder = belowHome(QFile::encodeName(path).toStdString()); });
     });
