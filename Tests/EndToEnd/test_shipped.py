@@ -4,8 +4,12 @@
 """The files beside the programs, as they are installed: each is taken by the tool that reads it, and each knows
 the commands that the program knows."""
 
+import base64
 import configparser
+import hashlib
+import json
 import os
+import pathlib
 import re
 import shlex
 import subprocess
@@ -51,7 +55,7 @@ class Shipped(unittest.TestCase):
     def test_the_tool_that_reads_a_file_takes_it(self):
         share = self.share
         manuals = list((share / "man/man1").glob("*.gz"))
-        self.assertEqual(len(manuals), 2)
+        self.assertEqual(len(manuals), 3)
         rows = [("desktop-file-validate", share / "applications/org.fluvane.Fluvane.desktop"),
                 ("appstreamcli", "validate", "--no-net", "--strict",
                  share / "metainfo/org.fluvane.Fluvane.metainfo.xml"),
@@ -65,6 +69,29 @@ class Shipped(unittest.TestCase):
                 result = run(*command, env={**os.environ, "LC_ALL": "C.UTF-8"})
                 said = "" if command[0] == "appstreamcli" else result.stdout.strip()
                 self.assertEqual((result.returncode, said), (0, ""), result.stdout)
+
+    def test_browsers_are_told_of_the_host_and_the_extension(self):
+        extension = json.loads((self.share / "webext/fluvane/manifest.json").read_text())
+        digest = hashlib.sha256(base64.b64decode(extension["key"])).hexdigest()[:32]
+        number = digest.translate(str.maketrans("0123456789abcdef", "abcdefghijklmnop"))
+        written = run(self.prefix / "bin/fluvane-browser", "--install", env={"HOME": self.folder}).stdout
+        firefox, chromium = (line.removeprefix("Wrote ") for line in written.splitlines())
+        for shipped, by_user, caller in (
+                ("lib/mozilla", firefox, ("allowed_extensions", extension["browser_specific_settings"]["gecko"]["id"])),
+                ("etc/chromium", chromium, ("allowed_origins", f"chrome-extension://{number}/"))):
+            with self.subTest(shipped):
+                manifest = json.loads((self.prefix / shipped / "native-messaging-hosts/org.fluvane.fluvane.json").read_text())
+                self.assertEqual(manifest, json.loads(pathlib.Path(by_user).read_text()))
+                self.assertEqual((manifest["path"], manifest[caller[0]]), (f"{self.prefix}/bin/fluvane-browser", [caller[1]]))
+
+    def test_the_extension_speaks_each_language(self):
+        used = set()
+        for file in (self.share / "webext/fluvane").glob("*.*"):
+            used |= set(re.findall(r'(?:__MSG_|data-text="|\btext\(")(\w+?)(?:__|")', file.read_text()))
+        for messages in (self.share / "webext/fluvane/_locales").glob("*/messages.json"):
+            known = json.loads(messages.read_text())
+            self.assertLessEqual(used, known.keys(), messages)
+            self.assertTrue(all(entry["message"] for entry in known.values()), messages)
 
     def test_what_starts_the_program_starts_the_application(self):
         desktop = entry(self.share / "applications/org.fluvane.Fluvane.desktop")
