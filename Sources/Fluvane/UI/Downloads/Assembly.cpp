@@ -222,6 +222,8 @@ void DownloadsWindow::Content::assemble() {
     header_ = new Header(newDownload_, clearFinished_, actions_, menu_, filter_);
     header_->filterMenu().setTitle(qPhrase("S&how"));
     menu_->insertMenu(compact_, &header_->filterMenu())->setIcon(tessivar::icon("filter"));
+    auto* const askForLimit = new QShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_L, &window_);
+    QObject::connect(askForLimit, &QShortcut::activated, &here_, [this] { showLimits(); });
     QObject::connect(header_, &Header::groupChosen, &here_,
                      [this](StateGroup group) { filter_.setGroup(group); });
     auto* const leave = new QShortcut(Qt::Key_Escape, &header_->search());

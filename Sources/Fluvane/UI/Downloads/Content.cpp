@@ -185,13 +185,17 @@ void DownloadsWindow::Content::updateLimit() {
     limits_->update();
 }
 
-/// Off, or to what it was last; which it was nothing yet is asked for.
+void DownloadsWindow::Content::showLimits() {
+    limits_->popup(limit_->mapToGlobal(QPoint(0, -limits_->sizeHint().height())));
+}
+
+/// Off, or to what it was last; it is asked for where there was none yet.
 void DownloadsWindow::Content::toggleLimit() {
     const bool isOn = context_.manager.config().speedLimit.has_value();
     if (isOn || memory_.limit > 0) {
         limits_->set(isOn ? std::nullopt : std::optional(memory_.limit));
     } else {
-        limits_->popup(limit_->mapToGlobal(QPoint(0, -limits_->sizeHint().height())));
+        showLimits();
     }
     updateLimit();
 }

@@ -94,6 +94,7 @@ private:
     void updateRemoval();
     [[nodiscard]] bool hasRoomForRemoval() const;
     void updateLimit();
+    void showLimits();
     void toggleLimit();
     [[nodiscard]] IDs failed() const;
     void retryAll();
