@@ -23,19 +23,16 @@ QString key(const QWidget& window, const char* what) {
     return "windows/" + window.objectName() + "/" + what;
 }
 
-QRect placeOf(const QWidget& window) {
-    return {window.pos(), window.size()};
-}
-
 /// Where the user may have put it, it stays.
 void moveInto(QWidget& window, const QRect& room) {
-    if (room.contains(placeOf(window))) {
+    const QRect now = window.geometry();
+    if (room.contains(now)) {
         return;
     }
-    const QSize all = window.size().grownBy(frame);
-    const QPoint most = room.bottomRight() - QPoint(all.width(), all.height());
-    window.move(std::max(room.left(), std::min(window.x(), most.x())),
-                std::max(room.top(), std::min(window.y(), most.y())));
+    const QRect inside = room.marginsRemoved(frame);
+    const QPoint most = inside.bottomRight() - QPoint(now.width() - 1, now.height() - 1);
+    window.setGeometry(std::max(inside.left(), std::min(now.x(), most.x())),
+                       std::max(inside.top(), std::min(now.y(), most.y())), now.width(), now.height());
 }
 
 void fitInto(QWidget& window, const QRect& room) {
@@ -95,16 +92,16 @@ void WindowPlaces::restore(QWidget& window, const QWidget* owner, const QRect& r
         window.resize(size.expandedTo(window.minimumSizeHint()));
     }
     if (place.canConvert<QPoint>()) {
-        window.move(room.topLeft() + place.toPoint());
+        window.setGeometry(QRect(room.topLeft() + place.toPoint(), window.size()));
     } else if (owner) {
-        window.move(owner->frameGeometry().center() - window.rect().center());
+        window.setGeometry(QRect(owner->geometry().center() - window.rect().center(), window.size()));
     }
 }
 
 bool WindowPlaces::eventFilter(QObject* watched, QEvent* event) {
     // Active, it has been given its place by the window manager; hidden, it has lost its frame before long.
     if (event->type() == QEvent::WindowActivate && !given_.contains(watched)) {
-        given_.insert(watched, placeOf(*static_cast<QWidget*>(watched)));
+        given_.insert(watched, static_cast<QWidget*>(watched)->geometry());
     } else if ((event->type() == QEvent::Close || event->type() == QEvent::Hide) &&
                given_.contains(watched)) {
         keep(*static_cast<QWidget*>(watched), given_.take(watched));
@@ -113,7 +110,7 @@ bool WindowPlaces::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void WindowPlaces::keep(const QWidget& window, const QRect& before) const {
-    const QRect now = placeOf(window);
+    const QRect now = window.geometry(); // without its frame, which a new window doesn't have yet
     if (now == before || window.isMaximized() || window.isFullScreen()) {
         return;
     }

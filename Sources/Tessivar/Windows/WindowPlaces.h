@@ -37,7 +37,7 @@ private:
     void keep(const QWidget& window, const QRect& before) const;
 
     QString file_;
-    QHash<const QObject*, QRect> given_; ///< Frame's place and size of those on screen, as they came there.
+    QHash<const QObject*, QRect> given_; ///< Place and size of those on screen, as they came there.
 };
 
 } // namespace tessivar
