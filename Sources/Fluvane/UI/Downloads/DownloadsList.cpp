@@ -74,14 +74,6 @@ QModelIndex DownloadsList::indexAt(const QPoint& point) const {
 
 // Keys
 
-/// With nothing selected the first key selects where it is: the first row of a list that nobody was in.
-QModelIndex DownloadsList::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) {
-    const bool isStep = action == MoveUp || action == MoveDown;
-    const bool selects = !(modifiers & Qt::ControlModifier) && !selectionModel()->hasSelection();
-    return isStep && selects && currentIndex().isValid() ? currentIndex()
-                                                         : QListView::moveCursor(action, modifiers);
-}
-
 void DownloadsList::keyboardSearch(const QString& search) {
     searched_.start();
     QListView::keyboardSearch(search);
@@ -104,6 +96,13 @@ bool DownloadsList::event(QEvent* event) {
 void DownloadsList::keyPressEvent(QKeyEvent* event) {
     if (isSpaceOfSearch(*event)) {
         return keyboardSearch(" ");
+    }
+    // With nothing selected the first key selects where it is: the first row of a list that nobody was in.
+    const bool isStep = event->key() == Qt::Key_Up || event->key() == Qt::Key_Down;
+    const bool selects = !(event->modifiers() & Qt::ControlModifier) && !selectionModel()->hasSelection();
+    if (isStep && selects && currentIndex().isValid()) {
+        selectionModel()->select(currentIndex(), QItemSelectionModel::ClearAndSelect);
+        return scrollTo(currentIndex());
     }
     QListView::keyPressEvent(event);
 }

@@ -37,7 +37,6 @@ public:
     [[nodiscard]] QModelIndex indexAt(const QPoint& point) const override;
 
 protected:
-    QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;
     void keyboardSearch(const QString& search) override;
     bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
