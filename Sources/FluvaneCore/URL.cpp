@@ -242,6 +242,14 @@ std::optional<URL> URL::parse(std::string_view text) {
     return URL(std::move(parts));
 }
 
+std::string URL::origin() const {
+    if (!isWeb() || !site()) {
+        return {};
+    }
+    const auto port = Reading(absoluteString()).part(CURLUPART_PORT);
+    return scheme() + "://" + *site() + ":" + port.value_or(scheme() == "https" ? "443" : "80");
+}
+
 std::string URL::siteName(const std::string& host) {
     if (std::ranges::all_of(host, [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
         return host;

@@ -41,6 +41,9 @@ public:
     }
     /// The same form of a host's name in lower case; as it is when the name system has no such name.
     [[nodiscard]] static std::string siteName(const std::string& host);
+    /// Scheme, site and port of a web link, the usual port written out: whom a secret may go to. Empty for
+    /// other links.
+    [[nodiscard]] std::string origin() const;
     [[nodiscard]] bool isWeb() const { return scheme() == "http" || scheme() == "https"; }
     [[nodiscard]] bool isFile() const { return scheme() == "file"; }
 

@@ -81,6 +81,20 @@ std::vector<Rule> readableRules(const Json& json) {
     return rules;
 }
 
+/// Those that can be read, as with rules.
+std::map<std::string, bool> readableSites(const Json& json) {
+    std::map<std::string, bool> sites;
+    const Json* list = present(json, "offerSites");
+    if (list && list->is_object()) {
+        for (const auto& [site, isWanted] : list->items()) {
+            if (isWanted.is_boolean()) {
+                sites.emplace(site, isWanted.get<bool>());
+            }
+        }
+    }
+    return sites;
+}
+
 } // namespace
 
 void Config::clamp() {
@@ -120,6 +134,12 @@ Json Config::encoded() const {
     json["notifyWhenDone"] = notifyWhenDone;
     json["detailedLogging"] = detailedLogging;
     json["hasCompletedOnboarding"] = hasCompletedOnboarding;
+    json["startOffersAtOnce"] = startOffersAtOnce;
+    json["renewLinksByThemselves"] = renewLinksByThemselves;
+    json["offerSites"] = Json::object();
+    for (const auto& [site, isWanted] : offerSites) {
+        json["offerSites"][site] = isWanted;
+    }
     return json;
 }
 
@@ -137,6 +157,9 @@ Config Config::decoded(const Json& json) {
     read(json, "notifyWhenDone", config.notifyWhenDone);
     read(json, "detailedLogging", config.detailedLogging);
     read(json, "hasCompletedOnboarding", config.hasCompletedOnboarding);
+    read(json, "startOffersAtOnce", config.startOffersAtOnce);
+    read(json, "renewLinksByThemselves", config.renewLinksByThemselves);
+    config.offerSites = readableSites(json);
     config.clamp();
     return config;
 }

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,6 +30,10 @@ struct Config {
     bool notifyWhenDone = true;
     bool detailedLogging = false;
     bool hasCompletedOnboarding = false;
+    bool startOffersAtOnce = false;      ///< What a browser offers needs no confirmation.
+    bool renewLinksByThemselves = false; ///< So does a fresh link for an expired one.
+    std::map<std::string, bool>
+        offerSites; ///< Whether what is offered there is downloaded, without a question.
 
     static constexpr int mostConnections = 16; ///< For each download.
     static constexpr int mostConnectionsPerServer = 32;

@@ -180,6 +180,7 @@ void Connections::request(Download& download, const Piece& piece) {
         .url = download.address(),
         .from = piece.next(),
         .referrer = record.referrer,
+        .session = download.session,
         .label = fmt::format("download {}, piece {}", record.id, download.pieceLabel(piece.start))};
     if (piece.end) {
         request.to = checkedSubtract(*piece.end, 1);
@@ -208,6 +209,7 @@ void Connections::compare(Download& download) {
                           .from = from,
                           .to = checkedSubtract(longest->next(), 1),
                           .referrer = record.referrer,
+                          .session = download.session,
                           .label = fmt::format("download {}, comparison", record.id)});
 }
 
@@ -217,6 +219,7 @@ void Connections::probe(Download& download) {
           TransferRequest{.url = record.url,
                           .from = 0,
                           .referrer = record.referrer,
+                          .session = download.session,
                           .label = fmt::format("download {}, probe", record.id)});
 }
 

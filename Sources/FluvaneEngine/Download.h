@@ -130,6 +130,7 @@ public:
     std::int64_t operation = 0; ///< The work of its disk that it waits for; a late one is dropped by this.
     std::optional<std::uint64_t> device; ///< Of its unfinished file, once known.
     std::int64_t received = 0;           ///< Bytes that its connections have told of.
+    SharedSession session;               ///< Null for most.
     double spaceDelay = 0;               ///< Seconds until it is looked again whether there is room.
 };
 

@@ -230,7 +230,11 @@ DownloadID DownloadManager::append(const Addition& addition, const URL& folder, 
     if (autoFolder) {
         record.autoFolder = true;
     }
+    if (addition.paused) {
+        record.state = State::Paused{};
+    }
     Download& download = engine_->list.append(std::move(record));
+    download.session = addition.session;
     download.allowedOnLimitedNetwork = limitedNetwork().has_value();
     log::downloads([&] { return fmt::format("download {} added", download.id()); });
     engine_->turns.changed();
@@ -241,15 +245,15 @@ std::optional<std::string> DownloadManager::fileName(std::string_view typed) {
     return unfinishedFile::cleanName(typed);
 }
 
-std::unique_ptr<Inquiry> DownloadManager::inquire(const URL& link, const std::optional<URL>& referrer,
+std::unique_ptr<Inquiry> DownloadManager::inquire(const Inquiry::Question& question,
                                                   Inquiry::Answered answered) const {
     engine_->turns.assertContext();
-    const bool isFull = engine_->connections.isFull(link.site());
+    const bool isFull = engine_->connections.isFull(question.link.site());
     if (!online() || engine_->conditions.sparesNetwork() || isFull ||
-        link.absoluteString().size() > words::longestLink) {
+        question.link.absoluteString().size() > words::longestLink) {
         return nullptr;
     }
-    return std::make_unique<Inquiry>(engine_->ports.transport, engine_->environment.types, link, referrer,
+    return std::make_unique<Inquiry>(engine_->ports.transport, engine_->environment.types, question,
                                      std::move(answered));
 }
 
@@ -392,7 +396,7 @@ void DownloadManager::cutBackOthers(const Download& download) {
     }
 }
 
-void DownloadManager::updateLink(DownloadID id, const URL& url) {
+void DownloadManager::updateLink(DownloadID id, const URL& url, const SharedSession& session) {
     const auto turn = engine_->turns.open();
     Download* const download = find(id);
     if (!download) {
@@ -402,6 +406,9 @@ void DownloadManager::updateLink(DownloadID id, const URL& url) {
     const auto siteBefore = record.url.site();
     record.url = url;
     record.finalURL.reset();
+    if (session) {
+        download->session = session;
+    }
     download->withoutIfRange = false;
     download->allowedOnLimitedNetwork = limitedNetwork().has_value();
     log::downloads([&] { return fmt::format("download {} has a new link", id); });

@@ -74,6 +74,8 @@ public:
         std::optional<URL> referrer{};
         std::optional<Checksum> checksum{};
         std::optional<std::string> name{}; ///< Instead of what server and link suggest; made safe.
+        SharedSession session{};           ///< By which the server knows who asks.
+        bool paused = false;               ///< Doesn't start before it is resumed.
     };
     /// The same for many at once, admitted together: takes time in proportion to their number.
     std::vector<DownloadID> add(const std::vector<Addition>& additions, const std::optional<URL>& folder,
@@ -82,7 +84,7 @@ public:
     [[nodiscard]] static std::optional<std::string> fileName(std::string_view typed);
     /// Asks the server about a link that may be added; changes nothing here. Null while nothing may be asked:
     /// offline, on a network that is spared, or with as many connections to the server as it gets.
-    [[nodiscard]] std::unique_ptr<Inquiry> inquire(const URL& link, const std::optional<URL>& referrer,
+    [[nodiscard]] std::unique_ptr<Inquiry> inquire(const Inquiry::Question& question,
                                                    Inquiry::Answered answered) const;
     void pause(DownloadID id);
     void resume(DownloadID id);
@@ -101,7 +103,8 @@ public:
     [[nodiscard]] std::size_t undoable() const;
     void downloadNext(DownloadID id);
     void prioritize(DownloadID id, bool on);
-    void updateLink(DownloadID id, const URL& url);
+    /// With a session it replaces the one that the download has.
+    void updateLink(DownloadID id, const URL& url, const SharedSession& session = nullptr);
     /// With the name that it has then, or a sentence on why all is as it was.
     using Moved = std::function<void(const Outcome<std::string>& name)>;
     /// Changes the folder, the name, or both; the file it has is moved there, finished or not, and replaces

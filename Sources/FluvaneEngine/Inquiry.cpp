@@ -20,10 +20,10 @@ std::string sentenceOn(const answers::Refusal& refusal) {
 
 } // namespace
 
-Inquiry::Inquiry(std::shared_ptr<HTTPTransport> transport, fileName::TypeRegistry types, URL link,
-                 std::optional<URL> referrer, Answered answered)
-    : transport_(std::move(transport)), types_(std::move(types)), link_(std::move(link)),
-      referrer_(std::move(referrer)), answered_(std::move(answered)) {
+Inquiry::Inquiry(std::shared_ptr<HTTPTransport> transport, fileName::TypeRegistry types, Question question,
+                 Answered answered)
+    : transport_(std::move(transport)), types_(std::move(types)), question_(std::move(question)),
+      answered_(std::move(answered)) {
     ask(true);
 }
 
@@ -32,10 +32,11 @@ Inquiry::Inquiry(std::shared_ptr<HTTPTransport> transport, fileName::TypeRegistr
 void Inquiry::ask(bool forHead) {
     asksForHead_ = forHead;
     const auto one = forHead ? std::nullopt : std::optional<std::int64_t>(0);
-    transfer_ = transport_->start({.url = link_,
+    transfer_ = transport_->start({.url = question_.link,
                                    .from = one,
                                    .to = one,
-                                   .referrer = referrer_,
+                                   .referrer = question_.referrer,
+                                   .session = question_.session,
                                    .label = forHead ? "new link, head" : "new link, first byte",
                                    .headOnly = forHead},
                                   [this](const TransferEvent& event) { received(event); });
@@ -73,7 +74,8 @@ void Inquiry::responded(const TransferResponse& response) {
     end(Outcome<LinkFacts>::success({.name = answers::suggestedName(answer, types_),
                                      .size = size,
                                      .type = answer["content-type"],
-                                     .isPage = answers::opensPage(answer, link_, size)}));
+                                     .isPage = answers::opensPage(answer, question_.link, size),
+                                     .validators = answer.validators()}));
 }
 
 /// Whoever is told may drop this.

@@ -20,6 +20,7 @@ struct LinkFacts {
     std::optional<std::int64_t> size{}; ///< Bytes.
     std::optional<std::string> type{};  ///< Its content type, as sent.
     bool isPage = false;                ///< A web page is sent instead of a file.
+    Validators validators{};
 };
 
 /// Asks a server about a link's file without fetching it: for the head of its answer alone or, from a server
@@ -30,8 +31,15 @@ public:
     /// inquiry.
     using Answered = std::function<void(const Outcome<LinkFacts>&)>;
 
-    Inquiry(std::shared_ptr<HTTPTransport> transport, fileName::TypeRegistry types, URL link,
-            std::optional<URL> referrer, Answered answered);
+    struct Question {
+        URL link;
+        std::optional<URL> referrer{};
+        SharedSession session{};
+        friend bool operator==(const Question&, const Question&) = default;
+    };
+
+    Inquiry(std::shared_ptr<HTTPTransport> transport, fileName::TypeRegistry types, Question question,
+            Answered answered);
     Inquiry(const Inquiry&) = delete;
     Inquiry& operator=(const Inquiry&) = delete;
 
@@ -43,8 +51,7 @@ private:
 
     std::shared_ptr<HTTPTransport> transport_;
     fileName::TypeRegistry types_;
-    URL link_;
-    std::optional<URL> referrer_;
+    Question question_;
     Answered answered_;
     bool asksForHead_ = true;
     std::shared_ptr<Transfer> transfer_;

@@ -8,6 +8,7 @@
 #include "FluvaneCore/DownloadRecord.h"
 #include "FluvaneCore/DuplicateNaming.h"
 #include "FluvaneCore/Headers.h"
+#include "FluvaneCore/Session.h"
 #include "FluvaneCore/URL.h"
 
 #include <atomic>
@@ -38,6 +39,7 @@ struct TransferRequest {
     std::optional<std::int64_t> to{};   ///< Last byte wanted, inclusive; absent with `from`: open-ended.
     std::optional<std::string> ifRange{};
     std::optional<URL> referrer{};
+    SharedSession session{};
     std::string label{}; ///< For the log.
     /// Transfers of one group may hold each other up; one that waits for its disk holds up no other group.
     std::int64_t group = 0;

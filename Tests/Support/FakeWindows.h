@@ -24,7 +24,8 @@ public:
         }
         asked.push_back(text);
     }
-    void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override {
+    void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer,
+                     const SharedSession& /*session*/) override {
         std::string text = "new";
         for (const auto& link : links) {
             text += " " + link.absoluteString();
@@ -43,6 +44,10 @@ public:
     void changeFolder(const std::vector<DownloadID>& ids) override {
         asked.push_back("folder of " + std::to_string(ids.size()));
     }
+    void showOffers(const std::vector<PendingOffer>& given, AnswerOffer answer) override {
+        offers = given;
+        answerOffer = std::move(answer);
+    }
     void quit() override { asked.emplace_back("quit"); }
     void useActivationToken(const std::string& token) override { asked.push_back("token " + token); }
     std::string state() override { return "{}"; }
@@ -50,6 +55,8 @@ public:
         completion({into.folder + "/" + into.prefix + "window.png"}, "");
     }
     std::vector<std::string> asked;
+    std::vector<PendingOffer> offers;
+    AnswerOffer answerOffer;
 };
 
 } // namespace fluvane::support

@@ -77,6 +77,7 @@ CommandCenter::Rooms Live::rooms() {
         rooms.update = [this] { checkForUpdates(); };
     }
     rooms.windows = windows_.get();
+    rooms.scheduler = scheduler_;
     return rooms;
 }
 

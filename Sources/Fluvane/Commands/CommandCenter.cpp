@@ -73,13 +73,19 @@ const CommandCenter::Command* CommandCenter::find(std::string_view name) {
         Command{"update", &CommandCenter::update},
         Command{"export", &CommandCenter::exportSettings},
         Command{"import", &CommandCenter::importSettings},
+        // Of the browser's side; nobody types them.
+        Command{"--offer", &CommandCenter::offer},
+        Command{"--offer-state", &CommandCenter::offerState},
+        Command{"--offer-verdict", &CommandCenter::offerVerdict, true},
+        Command{"--running", &CommandCenter::running},
     };
     const auto* found = std::ranges::find(commands, name, &Command::name);
     return found == commands.end() ? nullptr : found;
 }
 
 CommandCenter::CommandCenter(DownloadManager& manager, SettingsAccess& settings, Rooms rooms)
-    : manager_(manager), settings_(settings), rooms_(std::move(rooms)) {}
+    : manager_(manager), settings_(settings), rooms_(std::move(rooms)),
+      offers_({manager, settings, rooms_.scheduler, rooms_.windows}) {}
 
 void CommandCenter::run(const Arguments& arguments, const ReplyCompletion& completion) {
     if (arguments.empty()) {
@@ -121,6 +127,23 @@ bool CommandCenter::runLater(const std::string& name, const Arguments& arguments
         completion({.ok = true, .text = std::move(text)});
     });
     return true;
+}
+
+Reply CommandCenter::offer(const Arguments& arguments) {
+    return arguments.size() == 1 ? offers_.take(arguments[0]) : failure("That wasn't an offer.");
+}
+
+Reply CommandCenter::offerState(const Arguments& arguments) {
+    return arguments.size() == 1 ? offers_.state(arguments[0]) : failure("No such offer.");
+}
+
+Reply CommandCenter::offerVerdict(const Arguments& arguments) {
+    const bool isOne = arguments.size() == 2 && (arguments[1] == "canceled" || arguments[1] == "kept");
+    return isOne ? offers_.verdict(arguments[0], arguments[1] == "canceled") : failure("No such offer.");
+}
+
+Reply CommandCenter::running(const Arguments& /*arguments*/) {
+    return offers_.running();
 }
 
 const Download* CommandCenter::numbered(const Arguments& arguments) const {

@@ -3,12 +3,14 @@
 
 #pragma once
 
+#include "Fluvane/Commands/Offers.h"
 #include "Fluvane/Commands/Reply.h"
 #include "Fluvane/Ports/SettingsAccess.h"
 #include "Fluvane/Ports/Windows.h"
 #include "FluvaneEngine/DownloadManager.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,6 +32,7 @@ public:
         std::function<std::string()> crashNote{};
         std::function<void()> update{}; ///< Begins a check for updates; the user is told of its result.
         Windows* windows = nullptr;     ///< Null without a display.
+        std::shared_ptr<Scheduler> scheduler{}; ///< Never null.
     };
 
     /// What it is given must outlive it.
@@ -70,6 +73,11 @@ private:
     Reply crashNote(const Arguments& arguments);
     Reply update(const Arguments& arguments);
 
+    Reply offer(const Arguments& arguments);
+    Reply offerState(const Arguments& arguments);
+    Reply offerVerdict(const Arguments& arguments);
+    Reply running(const Arguments& arguments);
+
     void snapshot(const Arguments& arguments, const ReplyCompletion& completion);
     bool runLater(const std::string& name, const Arguments& arguments, const ReplyCompletion& completion);
     /// Asks something of the windows, where there are any.
@@ -85,6 +93,7 @@ private:
     DownloadManager& manager_;
     SettingsAccess& settings_;
     Rooms rooms_;
+    Offers offers_;
 };
 
 } // namespace fluvane

@@ -3,7 +3,9 @@
 
 #pragma once
 
+#include "Fluvane/Ports/Offer.h"
 #include "FluvaneCore/DownloadID.h"
+#include "FluvaneCore/Session.h"
 #include "FluvaneCore/URL.h"
 
 #include <functional>
@@ -25,8 +27,10 @@ public:
     /// What was just added, selected; details that are closed stay so.
     virtual void showAdded(const std::vector<DownloadID>& ids) = 0;
     /// Nothing is downloaded before the user says so there. Without links it offers those of the clipboard.
+    /// Referrer and session are those of these links.
     virtual void newDownload(const std::vector<URL>& links = {},
-                             const std::optional<URL>& referrer = std::nullopt) = 0;
+                             const std::optional<URL>& referrer = std::nullopt,
+                             const SharedSession& session = nullptr) = 0;
     /// At the pane "general", "files", "rules", "connections" or "about"; any other name means the first.
     virtual void showSettings(std::string_view pane = {}) = 0;
     virtual void showWelcome() = 0;
@@ -38,6 +42,9 @@ public:
     virtual void rename(DownloadID id) = 0;
     /// Asks for another folder for all of them.
     virtual void changeFolder(const std::vector<DownloadID>& ids) = 0;
+    /// What browsers offer at the moment; none closes the question. An offer that was answered isn't among
+    /// the next ones.
+    virtual void showOffers(const std::vector<PendingOffer>& offers, AnswerOffer answer) = 0;
     /// Ends the application, after a question while downloads run.
     virtual void quit() = 0;
 

@@ -86,7 +86,8 @@ protected:
 TEST_F(DesktopWindowsTest, EachIsShownOnceAndTellsWhatIsOnIt) {
     const std::tuple<const char*, std::function<void()>, const char*> rows[] = {
         {"downloads", [&] { windows.showDownloads(std::nullopt); }, "broken.mkv"},
-        {"new-download", [&] { windows.newDownload({link("http://h/part.zip")}, std::nullopt); }, "part.zip"},
+        {"new-download", [&] { windows.newDownload({link("http://h/part.zip")}, std::nullopt, nullptr); },
+         "part.zip"},
         {"settings", [&] { windows.showSettings("connections"); }, "Most connections for each download"},
         {"welcome", [&] { windows.showWelcome(); }, "Wait on metered connections"},
         {"whats-new", [&] { windows.showWhatsNew(); }, "Everything."},
@@ -120,7 +121,7 @@ TEST_F(DesktopWindowsTest, TheListIsLeftToItselfWhileUnseenAndComesBackAsItWas) 
     windows.showDownloads(3_id);
     part<QLineEdit>(*onScreen("downloads"), "search").setText("broken");
     const QPointer<QWidget> window = onScreen("downloads");
-    windows.newDownload({}, std::nullopt);
+    windows.newDownload({}, std::nullopt, nullptr);
     close("downloads");
     QApplication::processEvents();
     EXPECT_TRUE(window) << "another window is there";

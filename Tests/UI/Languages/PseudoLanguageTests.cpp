@@ -176,7 +176,8 @@ TEST_F(PseudoLanguage, ReachesEveryTextAndClipsNone) {
          [&] {
              windows->showAdded({2_id, 3_id});
          }},
-        {"new downloads", [&] { windows->newDownload({link("http://a.example/part.zip")}, std::nullopt); }},
+        {"new downloads",
+         [&] { windows->newDownload({link("http://a.example/part.zip")}, std::nullopt, nullptr); }},
         {"general settings", [&] { windows->showSettings("general"); }},
         {"settings of files", [&] { windows->showSettings("files"); }},
         {"rules", [&] { windows->showSettings("rules"); }},

@@ -191,9 +191,9 @@ TEST_F(NewDownloadTest, asksNoServerOnceNobodyLooksOrWhereItMustNot) {
     EXPECT_TRUE(asked[0]->isOver());
     bench.engine.manager->setLimitedNetwork(LimitedNetwork::hotspot);
     const auto none = [](const auto& /*outcome*/) {};
-    EXPECT_FALSE(bench.engine.manager->inquire(link("http://a.example/a"), std::nullopt, none));
+    EXPECT_FALSE(bench.engine.manager->inquire({.link = link("http://a.example/a")}, none));
     bench.engine.manager->setLimitedNetwork(std::nullopt);
-    EXPECT_TRUE(bench.engine.manager->inquire(link("http://a.example/a"), std::nullopt, none));
+    EXPECT_TRUE(bench.engine.manager->inquire({.link = link("http://a.example/a")}, none));
 }
 
 TEST_F(NewDownloadTest, addsNothingWhileItObjects) {

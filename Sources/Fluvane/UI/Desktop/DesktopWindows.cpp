@@ -14,6 +14,7 @@
 #include "Fluvane/UI/Inspector/RenameDialog.h"
 #include "Fluvane/UI/Models/SpeedHistory.h"
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
+#include "Fluvane/UI/NewDownload/OfferWindow.h"
 #include "Fluvane/UI/Settings/SettingsWindow.h"
 #include "Fluvane/UI/Tray/StatusMenu.h"
 #include "Fluvane/UI/Welcome/WelcomeWindow.h"
@@ -241,13 +242,30 @@ NewDownloadWindow& DesktopWindows::newDownloadWindow() {
     return *newDownload_;
 }
 
-void DesktopWindows::newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) {
+void DesktopWindows::newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer,
+                                 const SharedSession& session) {
     if (links.empty()) {
         newDownloadWindow().offerClipboard();
     } else {
-        newDownloadWindow().fill(links, referrer);
+        newDownloadWindow().fill(links, referrer, session);
     }
     present(newDownloadWindow());
+}
+
+void DesktopWindows::showOffers(const std::vector<PendingOffer>& offers, AnswerOffer answer) {
+    const bool isAsked = std::ranges::any_of(
+        passing_, [](const auto& window) { return qobject_cast<OfferWindow*>(window.data()); });
+    if (offers.empty() && !isAsked) {
+        return;
+    }
+    auto& window =
+        standing<OfferWindow>(passing_, [&] { return new OfferWindow(context_, std::move(answer)); });
+    window.setOffers(offers);
+    if (offers.empty()) {
+        window.close();
+    } else if (!window.isVisible()) {
+        present(window);
+    }
 }
 
 SettingsWindow& DesktopWindows::settingsWindow() {

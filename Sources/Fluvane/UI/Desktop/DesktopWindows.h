@@ -49,7 +49,9 @@ public:
 
     void showDownloads(std::optional<DownloadID> selected) override;
     void showAdded(const std::vector<DownloadID>& ids) override;
-    void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer) override;
+    void newDownload(const std::vector<URL>& links, const std::optional<URL>& referrer,
+                     const SharedSession& session) override;
+    void showOffers(const std::vector<PendingOffer>& offers, AnswerOffer answer) override;
     void showSettings(std::string_view pane) override;
     void showWelcome() override;
     void showWelcomeInBackground() override;

@@ -46,23 +46,23 @@ LinkPreview::LinkPreview(DownloadManager& manager) : manager_(manager) {
 
 LinkPreview::~LinkPreview() = default;
 
-void LinkPreview::follow(const std::optional<URL>& link, const std::optional<URL>& referrer) {
-    if (link == link_ && referrer == referrer_) {
-        if (link_ && !inquiry_ && !outcome_ && !pause_.isActive()) {
+void LinkPreview::follow(const std::optional<Inquiry::Question>& question) {
+    if (question == question_) {
+        if (question_ && !inquiry_ && !outcome_ && !pause_.isActive()) {
             pause_.start();
         }
         return;
     }
-    link_ = link;
-    referrer_ = referrer;
+    question_ = question;
     inquiry_.reset();
     outcome_.reset();
-    link_ ? pause_.start() : pause_.stop();
+    question_ ? pause_.start() : pause_.stop();
     Q_EMIT changed();
 }
 
 const LinkFacts* LinkPreview::facts(const URL& link) const {
-    const bool isKnown = link == link_ && outcome_ && outcome_->ok() && !outcome_->value().isPage;
+    const bool isKnown =
+        question_ && link == question_->link && outcome_ && outcome_->ok() && !outcome_->value().isPage;
     return isKnown ? &outcome_->value() : nullptr;
 }
 
@@ -74,12 +74,12 @@ std::string LinkPreview::sentence() const {
     if (!inquiry_) {
         return {};
     }
-    const auto host = link_->host();
+    const auto host = question_->link.host();
     return host ? phrase("Asking %1…", words::oneLine(*host)) : phrase("Asking the server…");
 }
 
 void LinkPreview::ask() {
-    inquiry_ = manager_.inquire(*link_, referrer_, [this](const auto& outcome) { take(outcome); });
+    inquiry_ = manager_.inquire(*question_, [this](const auto& outcome) { take(outcome); });
     if (inquiry_) {
         Q_EMIT changed();
     }

@@ -27,7 +27,7 @@ public:
 
     /// From now on it is about this link, or about none; what another's server says isn't waited for. To be
     /// called again when asking may have become possible: the same link is asked about only once.
-    void follow(const std::optional<URL>& link, const std::optional<URL>& referrer);
+    void follow(const std::optional<Inquiry::Question>& question);
     /// What the server of this link said; null while that isn't known.
     [[nodiscard]] const LinkFacts* facts(const URL& link) const;
     /// "629.1 MB, raw CD image", or why nothing is known; empty before that.
@@ -41,8 +41,7 @@ private:
 
     DownloadManager& manager_;
     QTimer pause_;
-    std::optional<URL> link_;
-    std::optional<URL> referrer_;
+    std::optional<Inquiry::Question> question_;
     std::unique_ptr<Inquiry> inquiry_;
     std::optional<Outcome<LinkFacts>> outcome_;
 };

@@ -233,8 +233,11 @@ void NewDownloadDraft::setWatched(bool watched) {
 
 void NewDownloadDraft::look() {
     const auto row = watched_ ? single() : std::nullopt;
-    preview_.follow(row ? std::optional(rows()[*row].link) : std::nullopt,
-                    row ? referrer(*row) : std::nullopt);
+    using Question = Inquiry::Question;
+    preview_.follow(
+        row ? std::optional(
+                  Question{.link = rows()[*row].link, .referrer = referrer(*row), .session = session(*row)})
+            : std::nullopt);
     takeFacts();
 }
 
@@ -322,6 +325,17 @@ void NewDownloadDraft::setReferrer(const std::vector<URL>& links, const URL& ref
     }
 }
 
+void NewDownloadDraft::setSession(const std::vector<URL>& links, const SharedSession& session) {
+    for (const URL& link : links) {
+        sessions_.insert_or_assign(link.absoluteString(), session);
+    }
+}
+
+SharedSession NewDownloadDraft::session(std::size_t row) const {
+    const auto own = sessions_.find(rows()[row].link.absoluteString());
+    return own != sessions_.end() ? own->second : nullptr;
+}
+
 std::optional<URL> NewDownloadDraft::referrer(std::size_t row) const {
     const auto own = referrers_.find(rows()[row].link.absoluteString());
     return own != referrers_.end() ? own->second : URL::parse(referrer_);
@@ -406,7 +420,8 @@ std::vector<DownloadID> NewDownloadDraft::add() {
             additions.push_back({.url = rows()[i].link,
                                  .referrer = referrer(i),
                                  .checksum = Checksum::recognise(checksum_),
-                                 .name = own == names_.end() ? std::nullopt : std::optional(own->second)});
+                                 .name = own == names_.end() ? std::nullopt : std::optional(own->second),
+                                 .session = session(i)});
         }
     }
     auto ids = manager_.add(additions, folder_, !folder_);
@@ -418,6 +433,7 @@ void NewDownloadDraft::clear() {
     choices_.clear();
     names_.clear();
     referrers_.clear();
+    sessions_.clear();
     folder_.reset();
     checksum_.clear();
     referrer_.clear();

@@ -81,7 +81,9 @@ public:
     void setReferrer(const std::string& text);
     /// Goes with these links, whatever the referrer of the others is.
     void setReferrer(const std::vector<URL>& links, const URL& referrer);
+    void setSession(const std::vector<URL>& links, const SharedSession& session);
     [[nodiscard]] std::optional<URL> referrer(std::size_t row) const;
+    [[nodiscard]] SharedSession session(std::size_t row) const; ///< Null for most.
 
     /// What a series of links is written like, or what the ranges in the text come to.
     [[nodiscard]] const std::string& rangeNote() const;
@@ -140,7 +142,8 @@ private:
     std::optional<URL> folder_;
     std::string checksum_;
     std::string referrer_;
-    std::unordered_map<std::string, URL> referrers_; ///< By link.
+    std::unordered_map<std::string, URL> referrers_;          ///< By link,
+    std::unordered_map<std::string, SharedSession> sessions_; ///< and so are these.
 };
 
 } // namespace fluvane

@@ -106,7 +106,11 @@ void NewDownloadWindow::connectWidgets() {
     connect(referrer_, &QLineEdit::returnPressed, this, &NewDownloadWindow::download);
 }
 
-void NewDownloadWindow::fill(const std::vector<URL>& links, const std::optional<URL>& referrer) {
+void NewDownloadWindow::fill(const std::vector<URL>& links, const std::optional<URL>& referrer,
+                             const SharedSession& session) {
+    if (session) {
+        draft_.setSession(links, session);
+    }
     if (referrer && text_->document()->isEmpty() && referrer_->text().isEmpty()) {
         referrer_->setText(QString::fromStdString(referrer->absoluteString()));
         showOptions(true);

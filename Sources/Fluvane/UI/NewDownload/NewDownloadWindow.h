@@ -38,8 +38,9 @@ public:
     /// What it is given must outlive it.
     NewDownloadWindow(WindowContext& context, RecentFolders& recentFolders);
 
-    /// Adds to what is typed already. The referrer is that of these links.
-    void fill(const std::vector<URL>& links, const std::optional<URL>& referrer);
+    /// Adds to what is typed already. The referrer and the session are those of these links.
+    void fill(const std::vector<URL>& links, const std::optional<URL>& referrer,
+              const SharedSession& session);
     /// Takes the clipboard's links into an empty text, selected, so that typing replaces them; otherwise asks
     /// whether to add them.
     void offerClipboard();
