@@ -27,16 +27,19 @@ TEST(Config, IsStrictAboutTypesButNotAboutNamingAndRules) {
 }
 
 TEST(Config, WritesEveryKeyInOrder) {
-    EXPECT_EQ(Config::everySetting().encoded().dump(),
-              R"({"connections":8,"connectionsPerServer":16,"simultaneous":3,"speedLimit":5000000,)"
-              R"("folder":"~/Downloads","duplicateNames":"spaceParentheses","rules":[],"keepAwake":true,)"
-              R"("waitOnHotspots":true,"notifyWhenDone":true,"detailedLogging":false,)"
-              R"("hasCompletedOnboarding":false})");
+    EXPECT_EQ(
+        Config::everySetting().encoded().dump(),
+        R"({"connections":8,"connectionsPerServer":16,"simultaneous":3,"speedLimit":5000000,)"
+        R"("folder":"~/Downloads","duplicateNames":"spaceParentheses","rules":[],"keepAwake":true,)"
+        R"("waitOnHotspots":true,"notifyWhenDone":true,"detailedLogging":false,)"
+        R"("hasCompletedOnboarding":false,"startOffersAtOnce":false,"renewLinksByThemselves":false,"offerSites":{}})");
     Config config = Config::everySetting();
     config.duplicateNames = DuplicateNaming::underscore;
     config.rules = {{"a", Rule::Extensions{{"zip"}}, "~/Z", 3}};
     config.keepAwake = config.waitOnHotspots = config.notifyWhenDone = false;
     config.detailedLogging = config.hasCompletedOnboarding = true;
+    config.startOffersAtOnce = config.renewLinksByThemselves = true;
+    config.offerSites = {{"a.example", true}, {"b.example", false}};
     EXPECT_EQ(Config::decoded(coding::parse(config.encoded().dump())), config);
 }
 

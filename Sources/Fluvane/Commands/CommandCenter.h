@@ -32,7 +32,7 @@ public:
         std::function<std::string()> crashNote{};
         std::function<void()> update{}; ///< Begins a check for updates; the user is told of its result.
         Windows* windows = nullptr;     ///< Null without a display.
-        std::shared_ptr<Scheduler> scheduler{}; ///< Never null.
+        std::shared_ptr<Scheduler> scheduler{}; ///< Offers need it.
     };
 
     /// What it is given must outlive it.

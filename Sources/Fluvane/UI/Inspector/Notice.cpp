@@ -60,7 +60,8 @@ Notice::Notice(WindowContext& context, QWidget* parent)
       advice_(new tessivar::QuietLabel({}, this)), resume_(new QPushButton(this)),
       changeLink_(new QPushButton(qPhrase("Change &Link…"), this)),
       changeFolder_(new QPushButton(qPhrase("Chan&ge Folder…"), this)),
-      showFolder_(new QPushButton(qPhrase("&Show Folder"), this)) {
+      showFolder_(new QPushButton(qPhrase("&Show Folder"), this)),
+      openPage_(new QPushButton(qPhrase("&Get a Fresh Link"), this)) {
     setObjectName("details-notice");
     words_->setObjectName("problem");
     advice_->setObjectName("advice");
@@ -68,6 +69,9 @@ Notice::Notice(WindowContext& context, QWidget* parent)
     changeLink_->setObjectName("notice-change-link");
     changeFolder_->setObjectName("notice-change-folder");
     showFolder_->setObjectName("notice-show-folder");
+    openPage_->setObjectName("notice-open-page");
+    openPage_->setToolTip(qPhrase("Opens the page in your browser. Download the file there again: what is "
+                                  "downloaded stays."));
     auto* all = new QHBoxLayout(this);
     all->setContentsMargins(0, 0, 0, 0);
     all->setSpacing(tessivar::spacing::medium);
@@ -76,13 +80,16 @@ Notice::Notice(WindowContext& context, QWidget* parent)
     texts->setSpacing(tessivar::spacing::small);
     texts->addWidget(words_);
     texts->addWidget(advice_);
-    // In two rows, as all beside each other are wider than the details.
+    // In rows, as all beside each other are wider than the details.
     for (const auto& [first, second] :
-         {std::pair(resume_, changeLink_), std::pair(changeFolder_, showFolder_)}) {
+         {std::pair(openPage_, static_cast<QPushButton*>(nullptr)), std::pair(resume_, changeLink_),
+          std::pair(changeFolder_, showFolder_)}) {
         auto* buttons = new QHBoxLayout;
         buttons->setSpacing(tessivar::spacing::medium);
         buttons->addWidget(first);
-        buttons->addWidget(second);
+        if (second) {
+            buttons->addWidget(second);
+        }
         buttons->addStretch();
         texts->addLayout(buttons);
     }
@@ -94,6 +101,12 @@ Notice::Notice(WindowContext& context, QWidget* parent)
         if (const Download* const download = context_.manager.download(id_)) {
             const auto& record = download->record;
             context_.files.show(record.partial.value_or(record.folder));
+        }
+    });
+    connect(openPage_, &QPushButton::clicked, this, [this] {
+        const Download* const download = context_.manager.download(id_);
+        if (download && download->record.referrer) {
+            context_.files.open(*download->record.referrer);
         }
     });
     tint();
@@ -119,6 +132,8 @@ void Notice::follow(const Download& download) {
     changeLink_->setVisible(can.changeLink && can.tryAgain && !isElsewhere);
     changeFolder_->setVisible(isElsewhere && can.move);
     showFolder_->setVisible(isElsewhere);
+    openPage_->setVisible(download.record.referrer &&
+                          download.record.state.isWaiting(DownloadState::Wait::linkExpired));
     setVisible(!text.isEmpty());
 }
 

@@ -39,6 +39,7 @@ private:
     QPushButton* changeLink_;
     QPushButton* changeFolder_;
     QPushButton* showFolder_;
+    QPushButton* openPage_;
 };
 
 } // namespace fluvane

@@ -53,6 +53,7 @@ GeneralPane::GeneralPane(WindowContext& context, LiveConfig& live, Autostart& au
     addButton(atLogin_, qPhrase("It starts in the background and carries on with your downloads."));
     connect(atLogin_, &QCheckBox::toggled, this, &GeneralPane::setAutostart);
     addSwitches();
+    addBrowserChoices();
     addFileButtons();
     end();
 }
@@ -70,6 +71,23 @@ void GeneralPane::addSwitches() {
               qPhrase("Downloads wait while you're on a phone's hotspot or another connection that is "
                       "paid for by its use. You can resume single ones anyway."));
     bind(hotspots, live_, &Config::waitOnHotspots);
+}
+
+void GeneralPane::addBrowserChoices() {
+    addHeading(qPhrase("Browser"));
+    auto* const atOnce = named("startOffersAtOnce", qPhrase("Start what &my browser offers at once"), this);
+    addButton(atOnce, qPhrase("Without it a small window asks first. Whatever happens, the file arrives "
+                              "here or in the browser."));
+    bind(atOnce, live_, &Config::startOffersAtOnce);
+    auto* const fresh =
+        named("renewLinksByThemselves", qPhrase("Take &fresh links for expired ones without asking"), this);
+    addButton(fresh, qPhrase("When the browser downloads the same file again from its page."));
+    bind(fresh, live_, &Config::renewLinksByThemselves);
+    auto* const forget = button("forgetSites", qPhrase("F&orget Choices for Sites"));
+    addButton(forget, qPhrase("Which sites' downloads come here or stay in the browser without a question."));
+    connect(forget, &QPushButton::clicked, this,
+            [this] { live_.change([](Config& config) { config.offerSites.clear(); }); });
+    live_.show(forget, [forget](const Config& config) { forget->setEnabled(!config.offerSites.empty()); });
 }
 
 void GeneralPane::addFileButtons() {

@@ -26,6 +26,7 @@ protected:
 
 private:
     void addSwitches();
+    void addBrowserChoices();
     void addFileButtons();
     void setAutostart(bool on);
     void showAutostart();
