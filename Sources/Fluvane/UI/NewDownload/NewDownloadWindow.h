@@ -40,7 +40,7 @@ public:
 
     /// Adds to what is typed already. The referrer and the session are those of these links.
     void fill(const std::vector<URL>& links, const std::optional<URL>& referrer,
-              const SharedSession& session);
+              const SharedSession& session = nullptr);
     /// Takes the clipboard's links into an empty text, selected, so that typing replaces them; otherwise asks
     /// whether to add them.
     void offerClipboard();

@@ -6,7 +6,6 @@
 #include "Fluvane/UI/Models/DownloadsModel.h"
 #include "Fluvane/UI/Models/FolderText.h"
 #include "Fluvane/UI/NewDownload/FolderChoice.h"
-#include "FluvaneCore/Text.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Icons.h"
@@ -39,12 +38,12 @@ namespace {
 
 constexpr int guardTime = 500; ///< Milliseconds.
 
-QString text(const std::string& utf8) {
+QString shown(const std::string& utf8) {
     return QString::fromStdString(utf8);
 }
 
 QString sizeOf(const PendingOffer& offer) {
-    return offer.size ? text(words::bytes(*offer.size)) : qPhrase("Size not known");
+    return offer.size ? shown(words::bytes(*offer.size)) : qPhrase("Size not known");
 }
 
 QString aboutOf(const PendingOffer& offer) {
@@ -122,9 +121,9 @@ QWidget* OfferWindow::makeSingle() {
     grid->setContentsMargins({});
     grid->setHorizontalSpacing(spacing::medium);
     grid->setVerticalSpacing(spacing::small);
-    grid->addWidget(labelFor(name_, qPhrase("&Name:")), 0, 0);
+    grid->addWidget(labelFor(name_, qPhrase("&Name")), 0, 0);
     grid->addWidget(name_, 0, 1);
-    grid->addWidget(labelFor(folder_, qPhrase("F&older:")), 1, 0);
+    grid->addWidget(labelFor(folder_, qPhrase("F&older")), 1, 0);
     grid->addWidget(folder_, 1, 1);
     grid->setColumnStretch(1, 1);
     return single_;
@@ -185,7 +184,7 @@ void OfferWindow::showSingle(const PendingOffer& offer) {
                                       "downloaded stays.",
                                       words::oneLine(offer.site))
                             : aboutOf(offer));
-    name_->setText(text(words::oneLine(offer.name)));
+    name_->setText(shown(words::oneLine(offer.name)));
     folder_->setFolder(std::nullopt);
     folder_->setRecent({});
     folder_->setRules(!context_.settings.config().rules.empty());
@@ -200,7 +199,7 @@ void OfferWindow::showSeveral() {
         auto* const item = new QListWidgetItem(
             tessivar::icon(kindIcon(offer.name)),
             qPhraseIn("name and value", "%1: %2", words::oneLine(offer.name), aboutOf(offer)), list_);
-        item->setData(Qt::UserRole, text(offer.token));
+        item->setData(Qt::UserRole, shown(offer.token));
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
         item->setCheckState(isWanted(offer.token) ? Qt::Checked : Qt::Unchecked);
     }
