@@ -214,7 +214,7 @@ void OfferWindow::showButtons() {
         std::ranges::count_if(offers_, [this](const auto& each) { return isWanted(each.token); });
     const bool renews = offers_.size() == 1 && offers_[0].renews;
     accept_->setText(renews               ? qPhrase("&Carry On")
-                     : offers_.size() > 1 ? qPhrases("&Download %1", "&Download %1", wanted)
+                     : offers_.size() > 1 ? qPhrase("&Download %1", wanted)
                                           : qPhrase("&Download"));
     leave_->setText(offers_.size() > 1 ? qPhrase("&Leave All to the Browser")
                                        : qPhrase("&Leave It to the Browser"));
