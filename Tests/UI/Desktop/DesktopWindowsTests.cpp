@@ -141,7 +141,7 @@ TEST_F(DesktopWindowsTest, OthersStayInTheMiddleOfTheListUntilTheyAreMoved) {
     QWidget& list = *onScreen("downloads");
     const std::pair<const char*, std::function<void()>> rows[] = {
         {"settings", [&] { windows.showSettings("general"); }},
-        {"new-download", [&] { windows.newDownload({}, std::nullopt); }},
+        {"new-download", [&] { windows.newDownload({}, std::nullopt, nullptr); }},
         {"rename", [&] { windows.rename(2_id); }},
     };
     for (const auto& [name, show] : rows) {
