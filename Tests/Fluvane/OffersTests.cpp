@@ -206,7 +206,7 @@ TEST_F(OffersTest, AFreshLinkCarriesOnWithTheExpiredOne) {
     EXPECT_EQ(windows.offers[0].renews, 1_id);
     answer({.isAccepted = true, .renew = true});
     EXPECT_EQ(fresh.state(token).text, "agreed");
-    EXPECT_EQ(engine.state(1_id), "waiting.linkExpired") << "the browser has it still";
+    EXPECT_EQ(engine.state(1_id), "link-expired") << "the browser has it still";
     fresh.verdict(token, true);
     EXPECT_EQ(engine.record(1_id).url, link("http://a.example/get?id=1"));
     EXPECT_TRUE(engine.manager->download(1_id)->session);

@@ -178,6 +178,16 @@ TEST_F(PseudoLanguage, ReachesEveryTextAndClipsNone) {
          }},
         {"new downloads",
          [&] { windows->newDownload({link("http://a.example/part.zip")}, std::nullopt, nullptr); }},
+        {"offers",
+         [&] {
+             const PendingOffer one{.token = "1",
+                                    .link = link("http://a.example/part.zip"),
+                                    .name = "part.zip",
+                                    .size = 5'000'000,
+                                    .site = "a.example",
+                                    .folder = URL::folder("/downloads")};
+             windows->showOffers({one}, [](const auto&, const auto&) {});
+         }},
         {"general settings", [&] { windows->showSettings("general"); }},
         {"settings of files", [&] { windows->showSettings("files"); }},
         {"rules", [&] { windows->showSettings("rules"); }},
