@@ -35,6 +35,13 @@ void moveInto(QWidget& window, const QRect& room) {
                        std::max(inside.top(), std::min(now.y(), most.y())), now.width(), now.height());
 }
 
+/// X11 is told whose a window is only of dialogs.
+void belongToAnother(QWidget& window) {
+    if (window.windowType() == Qt::Window) {
+        window.setWindowFlags((window.windowFlags() & ~Qt::WindowType_Mask) | Qt::Dialog);
+    }
+}
+
 void fitInto(QWidget& window, const QRect& room) {
     if (!window.testAttribute(Qt::WA_Resized)) {
         window.adjustSize();
@@ -56,6 +63,7 @@ void WindowPlaces::put(QWidget& window, QWidget* owner) {
     const bool isOwned = owner && owner != &window && owner->isVisible() && !owner->isMinimized();
     owner = isOwned ? owner : nullptr;
     if (owner) {
+        belongToAnother(window);
         window.winId();
         window.windowHandle()->setTransientParent(owner->windowHandle());
     }
