@@ -171,6 +171,29 @@ TEST_F(OffersTest, StandsStillWhereNobodyKnowsWhoHasTheFile) {
     EXPECT_TRUE(engine.runUntil(id, "finished")) << "the verdict came late";
 }
 
+TEST_F(OffersTest, SeveralGoFirstInTurn) {
+    Config config = settings.config();
+    config.simultaneous = 1;
+    config.startOffersAtOnce = true;
+    settings.update(config);
+    server.bytesPerSecond = 1'000;
+    const auto before = engine.add("http://a.example/other.zip");
+    engine.manager->prioritize(before, true);
+    engine.scheduler.runFor(1);
+    const std::vector<std::string> tokens = {offer(), offer(), offer()};
+    for (int round = 0; round < 20; ++round) {
+        for (const auto& token : tokens) {
+            decision(token, 0.1);
+        }
+    }
+    for (const auto& token : tokens) {
+        EXPECT_EQ(decision(token), "agreed");
+    }
+    for (const auto* const each : list()) {
+        EXPECT_EQ(each->isPrioritized(), each->id() == before);
+    }
+}
+
 TEST_F(OffersTest, ChoicesOfASiteAreRemembered) {
     auto token = offer();
     decision(token, 1);

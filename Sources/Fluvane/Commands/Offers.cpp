@@ -259,8 +259,13 @@ void Offers::begin(Entry& entry, const OfferAnswer& answer) {
     lookLater();
 }
 
-/// The browser waits: it doesn't stand in line.
+/// The browser waits: it doesn't stand in line. One after the other, as only one download can be prioritized.
 void Offers::goFirst(Entry& entry) {
+    const Download* const own = ports_.manager.download(*entry.own);
+    const auto isFirst = [](const auto& each) { return each->isFirst; };
+    if (!own || !own->record.state.is<DownloadState::Queued>() || std::ranges::any_of(entries_, isFirst)) {
+        return;
+    }
     const auto list = ports_.manager.downloads();
     const auto first = std::ranges::find_if(list, [](const auto* each) { return each->isPrioritized(); });
     if (first != list.end()) {
@@ -381,6 +386,7 @@ void Offers::show() {
 void Offers::look() {
     for (const auto& entry : entries_) {
         if (entry->stage == Stage::starting) {
+            goFirst(*entry);
             follow(*entry);
         }
     }

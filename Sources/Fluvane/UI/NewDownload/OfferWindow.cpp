@@ -37,6 +37,7 @@ namespace spacing = tessivar::spacing;
 namespace {
 
 constexpr int guardTime = 500; ///< Milliseconds.
+constexpr int leastWidth = 420;
 
 QString shown(const std::string& utf8) {
     return QString::fromStdString(utf8);
@@ -63,6 +64,7 @@ OfferWindow::OfferWindow(WindowContext& context, AnswerOffer answer)
     setObjectName("offers");
     setWindowTitle(qPhrase("Offered by Your Browser"));
     makeWidgets();
+    setMinimumWidth(leastWidth);
     guard_.setSingleShot(true);
     guard_.setInterval(guardTime);
     connect(&guard_, &QTimer::timeout, this, &OfferWindow::showButtons);
@@ -220,7 +222,8 @@ void OfferWindow::showButtons() {
                                        : qPhrase("&Leave It to the Browser"));
     accept_->setEnabled(wanted > 0 && !guard_.isActive());
     leave_->setEnabled(!guard_.isActive());
-    if (!guard_.isActive() && !focusWidget()) {
+    if (!guard_.isActive() &&
+        (!focusWidget() || focusWidget() == remember_)) { // left over for want of others
         accept_->setFocus();
     }
 }
