@@ -119,7 +119,7 @@ class Screen(EndToEnd):
         windows.shown("label", "No downloads")
         on("push button")
         self.key("^Downloads", "ctrl+n")
-        new = windows.shown("frame", "New Download")
+        new = windows.shown("dialog", "New Download")
         on("text")
         self.xdotool("type", self.server.link("/quick/" + FILM.replace(" ", "%20")))
         new.shown("label", "40 MB, ")

@@ -19,8 +19,10 @@ public:
     explicit Plain(QWidget* widget) : QAccessibleWidget(widget, QAccessible::Client) {}
 
     [[nodiscard]] QAccessible::Role role() const override {
-        const bool isWindow = widget()->isWindow() && widget()->windowType() == Qt::Window;
-        return isWindow ? QAccessible::Window : QAccessible::Client;
+        const auto type = widget()->isWindow() ? widget()->windowType() : Qt::Widget;
+        return type == Qt::Window   ? QAccessible::Window
+               : type == Qt::Dialog ? QAccessible::Dialog
+                                    : QAccessible::Client;
     }
 
     /// A widget that hands its focus on says that it has it, too.
