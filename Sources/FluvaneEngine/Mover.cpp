@@ -171,7 +171,7 @@ void Mover::announce(Download& download, const WorkPointer& work, const WrittenF
     const auto& record = download.record;
     const auto needed = record.file ? record.size.value_or(0) : record.doneBytes();
     const auto& space = work->space;
-    if (space && space->device != written.identity.device && space->free > 0 && space->free < needed) {
+    if (space && space->device != written.identity.device && space->free < needed) {
         const tessivar::InEnglish english; // as all sentences of failures
         fail(download, work,
              tessivar::kept("kept", "Not enough space: it needs %1, and there's %2 free.",
