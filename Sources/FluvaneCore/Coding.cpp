@@ -131,8 +131,8 @@ public:
     explicit ObjectWriter(std::size_t expected) { members_.reserve(expected); }
 
     void put(const char* key, Json value) { members_.emplace_back(key, std::move(value)); }
-    template <class T>
-    void putIfPresent(const char* key, const std::optional<T>& value) {
+    template <class Optional>
+    void putIfPresent(const char* key, const Optional& value) {
         if (value) {
             put(key, json(*value));
         }
@@ -423,6 +423,9 @@ DownloadRecord decode<DownloadRecord>(const Json& json) {
     const auto id = required<std::int64_t>(json, "id");
     auto url = required<URL>(json, "url");
     auto finalURL = optional<URL>(json, "finalURL");
+    if (finalURL == url) {
+        finalURL = url; // which shares what it holds
+    }
     auto referrer = optional<URL>(json, "referrer");
     DownloadRecord record(DownloadID{id}, std::move(url), required<URL>(json, "folder"), std::move(referrer),
                           Date());

@@ -8,6 +8,7 @@
 #include "FluvaneCore/DownloadID.h"
 #include "FluvaneCore/Headers.h"
 #include "FluvaneCore/Piece.h"
+#include "FluvaneCore/Seldom.h"
 #include "FluvaneCore/StateKind.h"
 #include "FluvaneCore/URL.h"
 
@@ -99,23 +100,23 @@ struct DownloadRecord {
     std::optional<URL> partial;       ///< The unfinished file.
     std::optional<URL> file;          ///< The finished file.
     std::optional<std::int64_t> size; ///< Bytes.
-    std::optional<Validators> validators;
+    Seldom<Validators> validators;
     bool resumable = false;
     std::vector<Piece> pieces;
     DownloadState state;
     Date added;
     std::optional<Date> completed;
     std::optional<bool> opensWebPage;
-    std::optional<Checksum> checksum;
-    std::optional<ChecksumResult> checksumResult;
+    Seldom<Checksum> checksum;
+    Seldom<ChecksumResult> checksumResult;
     std::optional<bool> autoFolder;
-    std::optional<std::string> rule; ///< The id of the rule that chose the folder.
+    Seldom<std::string> rule; ///< The id of the rule that chose the folder.
     std::optional<bool> prioritized;
     std::optional<std::int64_t> queueOrder;
     std::optional<bool> marked;  ///< Its unfinished file bore its mark when it was made; no other is its own.
     std::optional<bool> removed; ///< Taken from the list; only its unfinished file is left to be deleted.
     /// Its file, finished or not, is on the way there: it is in either place.
-    std::optional<FilePlace> moving;
+    Seldom<FilePlace> moving;
 
     DownloadRecord(DownloadID id, URL url, URL folder, std::optional<URL> referrer, Date added);
 

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <memory>
 
 namespace fluvane {
@@ -219,27 +220,40 @@ std::optional<URL> URL::parse(std::string_view text) {
     if (!frame) {
         return std::nullopt;
     }
-    Parts parts{.scheme = text::lowercased(frame->scheme)};
-    const bool isFile = parts.scheme == "file";
-    const bool isWeb = parts.scheme == "http" || parts.scheme == "https";
+    Origin origin{.scheme = text::lowercased(frame->scheme)};
+    const bool isFile = origin.scheme == "file";
+    const bool isWeb = origin.scheme == "http" || origin.scheme == "https";
     const bool hasAuthority = frame->authority && !frame->authority->empty();
     if (isFile ? !isLocalFile(*frame) : isWeb && !hasAuthority) {
         return std::nullopt;
     }
-    parts.text = encoded(*frame);
+    auto whole = encoded(*frame);
+    whole.shrink_to_fit();
     if (isFile || !hasAuthority) {
-        return URL(std::move(parts));
+        return URL({.text = std::move(whole), .origin = shared(std::move(origin))});
     }
-    const auto host =
-        isPlausibleHost(*frame->authority) ? Reading(parts.text).part(CURLUPART_HOST) : std::nullopt;
+    const auto host = isPlausibleHost(*frame->authority) ? Reading(whole).part(CURLUPART_HOST) : std::nullopt;
     if (!host) {
         return std::nullopt;
     }
-    parts.host = text::lowercased(*host);
-    if (auto site = siteName(*parts.host); site != *parts.host) {
-        parts.site = std::move(site);
+    origin.host = text::lowercased(*host);
+    if (auto site = siteName(*origin.host); site != *origin.host) {
+        origin.site = std::move(site);
     }
-    return URL(std::move(parts));
+    return URL({.text = std::move(whole), .origin = shared(std::move(origin))});
+}
+
+/// Thousands of links may lead to some few sites, which are held once while any of them is there.
+std::shared_ptr<const URL::Origin> URL::shared(Origin origin) {
+    thread_local std::array<std::weak_ptr<const Origin>, 16> known;
+    const auto hash = std::hash<std::string>()(origin.host.value_or(origin.scheme));
+    auto& place = known[hash % known.size()];
+    if (auto same = place.lock(); same && *same == origin) {
+        return same;
+    }
+    auto made = std::make_shared<const Origin>(std::move(origin));
+    place = made;
+    return made;
 }
 
 std::string URL::origin() const {
@@ -267,7 +281,7 @@ std::string URL::siteName(const std::string& host) {
 
 URL URL::file(std::string_view absolutePath) {
     absolutePath = absolutePath.substr(0, absolutePath.find('\0'));
-    Parts parts{.scheme = "file"};
+    Parts parts{.origin = shared({.scheme = "file"})};
     parts.text = absolutePath.starts_with('/') ? "file://" : "file:///";
     parts.text += encodedWhole(absolutePath, "");
     return URL(std::move(parts));

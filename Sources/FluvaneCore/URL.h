@@ -31,13 +31,13 @@ public:
     [[nodiscard]] static URL folder(std::string_view absolutePath);
 
     [[nodiscard]] const std::string& absoluteString() const { return parts_->text; }
-    [[nodiscard]] const std::string& scheme() const { return parts_->scheme; } ///< Lower case.
+    [[nodiscard]] const std::string& scheme() const { return parts_->origin->scheme; } ///< Lower case.
     /// Lower case, escapes decoded, an IPv6 address in its brackets.
-    [[nodiscard]] const std::optional<std::string>& host() const { return parts_->host; }
+    [[nodiscard]] const std::optional<std::string>& host() const { return parts_->origin->host; }
     /// The host in the one form by which sites are told apart: a name in another script as the name system
     /// knows it (xn--…). For comparing, not for showing.
     [[nodiscard]] const std::optional<std::string>& site() const {
-        return parts_->site ? parts_->site : parts_->host;
+        return parts_->origin->site ? parts_->origin->site : parts_->origin->host;
     }
     /// The same form of a host's name in lower case; as it is when the name system has no such name.
     [[nodiscard]] static std::string siteName(const std::string& host);
@@ -71,13 +71,18 @@ public:
     ~URL() = default;
 
 private:
-    struct Parts {
-        std::string text{};
+    struct Origin {
         std::string scheme{};
         std::optional<std::string> host{};
         std::optional<std::string> site{}; ///< Only where it differs from the host.
+        friend bool operator==(const Origin&, const Origin&) = default;
+    };
+    struct Parts {
+        std::string text{};
+        std::shared_ptr<const Origin> origin{}; ///< Never null once it is made.
     };
     explicit URL(Parts parts) : parts_(std::make_shared<const Parts>(std::move(parts))) {}
+    [[nodiscard]] static std::shared_ptr<const Origin> shared(Origin origin);
     [[nodiscard]] std::string readable() const;
 
     std::shared_ptr<const Parts> parts_; ///< Never null.

@@ -16,7 +16,7 @@ void measure(Download& download, double now) {
     const auto bytes = download.measure(now);
     const auto size = download.record.size;
     download.secondsLeft =
-        size ? download.meter.secondsLeft(std::max<std::int64_t>(*size - bytes, 0), now) : std::nullopt;
+        size ? download.meter->secondsLeft(std::max<std::int64_t>(*size - bytes, 0), now) : std::nullopt;
 }
 
 } // namespace

@@ -41,7 +41,8 @@ public:
     /// What is known to be on stable storage; absent when all that the record says is.
     [[nodiscard]] const std::optional<std::vector<Piece>>& durable() const { return durable_; }
 
-    RecordSnapshot saved; ///< The record as last handed to the store.
+    /// Of the record as it was last handed to the store.
+    std::optional<std::uint64_t> saved;
 
 private:
     std::optional<std::vector<Piece>> durable_;

@@ -49,7 +49,7 @@ Connections::Connections(std::shared_ptr<HTTPTransport> transport, std::shared_p
       conditions_(conditions), servers_(servers), turns_(turns), events_(std::move(events)) {}
 
 int Connections::cap(const Download& download) const {
-    return download.caps.allowed(conditions_.config.connections);
+    return download.caps->allowed(conditions_.config.connections);
 }
 
 int Connections::aim(const Download& download) const {
@@ -57,7 +57,7 @@ int Connections::aim(const Download& download) const {
         return 1;
     }
     const int starting = conditions_.tuning.startingConnections;
-    return download.growth.aim(isOutdone(download) ? std::min(cap(download), starting) : cap(download));
+    return download.growth->aim(isOutdone(download) ? std::min(cap(download), starting) : cap(download));
 }
 
 /// Whether another one is prioritized: what comes back from a retry or is admitted meanwhile doesn't compete.
@@ -70,9 +70,9 @@ bool Connections::isOutdone(const Download& download) const {
 /// How many it may have open at the moment.
 int Connections::want(const Download& download) const {
     if (download.relocating) {
-        return std::min(aim(download), download.writing() + (download.retry.isPending() ? 0 : 1));
+        return std::min(aim(download), download.writing() + (download.retry->isPending() ? 0 : 1));
     }
-    return download.retry.isPending() ? std::min(aim(download), download.caps.proven()) : aim(download);
+    return download.retry->isPending() ? std::min(aim(download), download.caps->proven()) : aim(download);
 }
 
 // Opening
@@ -159,7 +159,7 @@ void Connections::split(Download& download, std::int64_t start, std::int64_t at)
 /// A server may promise parts and send the whole file to every request. Until it has sent one, the connection
 /// that fetches the whole file keeps its end, and another one asks for the second half.
 void Connections::openScout(Download& download) {
-    const bool mayAsk = transfersOf(download) == 1 && aim(download) > 1 && !download.retry.isPending() &&
+    const bool mayAsk = transfersOf(download) == 1 && aim(download) > 1 && !download.retry->isPending() &&
                         download.scouts < mostScouts;
     const auto work = mayAsk && mayOpen(download) ? nextWork(download) : std::nullopt;
     const auto* const half = work ? std::get_if<planner::Split>(&*work) : nullptr;
@@ -299,7 +299,7 @@ void Connections::rescue(Download& download) {
 bool Connections::takeFromSlow(Download& download, bool connectionIsFree) {
     const auto limit = conditions_.config.speedLimit;
     const bool isLimit = limit && *limit < slowestLimit * transfersOf(download);
-    const auto cut = isLimit || download.retry.isPending()
+    const auto cut = isLimit || download.retry->isPending()
                          ? std::nullopt // the limit makes them slow, or nobody could take over
                          : rescue::choose(download, scheduler_->now(), connectionIsFree);
     if (!cut) {
@@ -309,10 +309,10 @@ bool Connections::takeFromSlow(Download& download, bool connectionIsFree) {
         return fmt::format("download {}: the rest of piece {} is taken from a slow connection", download.id(),
                            download.pieceLabel(cut->start));
     });
-    const int count = ++download.rescues[cut->start];
+    const int count = ++download.rescues.own()[cut->start];
     if (cut->at) {
         split(download, cut->start, *cut->at);
-        download.rescues[*cut->at] = count;
+        download.rescues.own()[*cut->at] = count;
     } else {
         giveUp(download, download.transfers.at(cut->start).token);
     }
@@ -324,8 +324,8 @@ void Connections::giveUp(Download& download, Token token) {
     const bool wasAnswered = find(download, token)->offset.has_value();
     close(download, token);
     if (!wasAnswered && ++download.unanswered >= unansweredAreRefused) {
-        download.caps.ignored();
-        download.growth.cutBack(cap(download));
+        download.caps.own().ignored();
+        download.growth.own().cutBack(cap(download));
     }
 }
 
@@ -360,9 +360,9 @@ void Connections::refused(Download& download, Token token) {
         return; // those that were opened before anything was known of it have the same refusal
     }
     download.refusedUpTo = Token{checkedSubtract(static_cast<std::int64_t>(nextToken_), 1)};
-    const bool lasts = download.caps.refused(asked, download.writing(), conditions_.config.connections);
+    const bool lasts = download.caps.own().refused(asked, download.writing(), conditions_.config.connections);
     if (lasts && download.writing() > 0) {
-        download.growth.cutBack(cap(download));
+        download.growth.own().cutBack(cap(download));
         servers_.refused(download.record.url.site().value_or(""), asked, download.writing());
     }
 }

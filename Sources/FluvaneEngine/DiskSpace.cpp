@@ -123,7 +123,7 @@ std::int64_t DiskSpace::promisedBeside(const Download& download, std::uint64_t d
 void DiskSpace::wait(Download& download, const std::optional<Shortage>& shortage) {
     tell(download, shortage.value_or(Shortage{.needed = 0, .place = download.record.folder.path()}));
     log::downloads(
-        [&] { return fmt::format("download {}: {}", download.id(), log::hidden(download.retry.reason)); });
+        [&] { return fmt::format("download {}: {}", download.id(), log::hidden(download.retry->reason)); });
     download.spaceDelay =
         shortage ? lookInterval : std::clamp(2 * download.spaceDelay, lookInterval, longestInterval);
     turns_.set(download, State::Wait::space);
@@ -146,8 +146,8 @@ void DiskSpace::lookAgain(Download& download) {
 
 void DiskSpace::tell(Download& download, const Shortage& shortage) {
     auto sentence = words::waitingForSpace(shortage.needed, shortage.place, shortage.missing);
-    if (download.retry.reason != sentence) {
-        download.retry.reason = std::move(sentence);
+    if (download.retry->reason != sentence) {
+        download.retry.own().reason = std::move(sentence);
         turns_.progressed();
     }
 }

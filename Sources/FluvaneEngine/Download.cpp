@@ -58,8 +58,8 @@ int Download::served() const {
 }
 
 int Download::rescuesOf(std::int64_t start) const {
-    const auto found = rescues.find(start);
-    return found == rescues.end() ? 0 : found->second;
+    const auto found = rescues->find(start);
+    return found == rescues->end() ? 0 : found->second;
 }
 
 std::vector<Piece> Download::livePieces() const {
@@ -100,13 +100,20 @@ void Download::foldIn(const Active& active) {
 void Download::layOut(std::vector<Piece> pieces) {
     claim.layOut(pieces);
     record.pieces = std::move(pieces);
-    rescues.clear();
+    rescues.reset();
+}
+
+void Download::forgetRun() {
+    retry.reset();
+    caps.reset();
+    growth.reset();
+    rescues.reset();
 }
 
 std::int64_t Download::measure(double now) {
     const auto bytes = liveBytes();
-    if (!meter.lastTime || now - *meter.lastTime >= shortestSample) {
-        meter.add(bytes, now);
+    if (!meter->lastTime || now - *meter->lastTime >= shortestSample) {
+        meter.own().add(bytes, now);
     }
     return bytes;
 }

@@ -10,6 +10,7 @@
 #include "FluvaneEngine/Comparison.h"
 #include "FluvaneEngine/ConnectionCaps.h"
 #include "FluvaneEngine/Growth.h"
+#include "FluvaneEngine/OnDemand.h"
 #include "FluvaneEngine/Pace.h"
 #include "FluvaneEngine/Platform.h"
 #include "FluvaneEngine/Retry.h"
@@ -64,7 +65,7 @@ public:
     explicit Download(DownloadRecord record_) : record(std::move(record_)) {}
 
     [[nodiscard]] DownloadID id() const { return record.id; }
-    [[nodiscard]] double speed() const { return meter.bytesPerSecond(); }
+    [[nodiscard]] double speed() const { return meter->bytesPerSecond(); }
     /// Running transfers that aren't the probe.
     [[nodiscard]] int connections() const;
     /// What it takes of its server's connections: the probe, and the one that it opens when its file is open.
@@ -96,6 +97,8 @@ public:
     [[nodiscard]] Piece* pieceOf(const Active& active);
     /// New pieces, of which nothing is on disk.
     void layOut(std::vector<Piece> pieces);
+    /// What was learned of its server counts for nothing: it goes on no further.
+    void forgetRun();
     /// Feeds the meter; returns the bytes that it has so far.
     std::int64_t measure(double now);
 
@@ -104,22 +107,22 @@ public:
     std::shared_ptr<PieceFile> file; ///< The unfinished one while it is open.
     /// The unfinished one while it is checked and moved: held open, so that no other file gets its identity.
     std::shared_ptr<PieceFile> written;
-    SpeedMeter meter;
+    OnDemand<SpeedMeter> meter;
     std::optional<double> secondsLeft;
 
     Claim claim;
-    Retry retry;
-    ConnectionCaps caps;
-    Growth growth;
+    OnDemand<Retry> retry;
+    OnDemand<ConnectionCaps> caps;
+    OnDemand<Growth> growth;
     Parts parts = Parts::proven;
     int scouts = 0; ///< Times that a part was asked for to see whether the promise is kept.
     /// The address refused: the link is asked where else it leads, by one connection.
     bool relocating = false;
     int misdirections = 0; ///< Addresses that refused since a piece came from one.
     bool asksLink = false; ///< Its addresses are good for one request: the link is asked for each piece.
-    std::optional<double> usualSpeed;    ///< Of one connection among several, bytes per second.
-    std::map<std::int64_t, int> rescues; ///< By the start of the piece.
-    int unanswered = 0;                  ///< Connections given up without an answer, since one was answered.
+    std::optional<double> usualSpeed;              ///< Of one connection among several, bytes per second.
+    OnDemand<std::map<std::int64_t, int>> rescues; ///< By the start of the piece.
+    int unanswered = 0;  ///< Connections given up without an answer, since one was answered.
     Token refusedUpTo{}; ///< Connections up to this one belong to a refusal that was dealt with.
     bool allowedOnLimitedNetwork = false;
     bool isMoving = false;       ///< Its file is on the way to another place: it goes on only from there.

@@ -379,7 +379,7 @@ void DownloadManager::makeOnlyPrioritized(Download& download) {
     cutBackOthers(download);
     const auto& state = download.record.state;
     if (state.is<State::Downloading>()) {
-        download.growth.afresh();
+        download.growth.own().afresh();
     } else if (!state.is<State::Queued>() && !state.is<State::Starting>()) {
         engine_->runner.halt(download);
         engine_->turns.set(download, State::Queued{});
@@ -390,7 +390,7 @@ void DownloadManager::makeOnlyPrioritized(Download& download) {
 void DownloadManager::cutBackOthers(const Download& download) {
     for (const auto& other : engine_->list) {
         if (other.get() != &download && other->record.state.is<State::Downloading>()) {
-            other->growth.cutBack(engine_->conditions.tuning.startingConnections);
+            other->growth.own().cutBack(engine_->conditions.tuning.startingConnections);
             engine_->connections.trim(*other);
         }
     }
@@ -476,9 +476,9 @@ void DownloadManager::takeConfig(const Config& config) {
     }
     engine_->conditions.config = config;
     for (const auto& [download, capBefore] : running) {
-        download->caps.setRule(engine_->conditions.siteRule(download->record.url));
-        if (connections.cap(*download) > capBefore && !download->growth.isGrowing()) {
-            download->growth.afresh(); // it may have stopped at the old cap
+        download->caps.own().setRule(engine_->conditions.siteRule(download->record.url));
+        if (connections.cap(*download) > capBefore && !download->growth->isGrowing()) {
+            download->growth.own().afresh(); // it may have stopped at the old cap
         }
         if (download->record.state.is<State::Downloading>()) {
             connections.trim(*download);

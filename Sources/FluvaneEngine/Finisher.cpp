@@ -22,7 +22,9 @@ Finisher::Finisher(DiskWork& disk, std::shared_ptr<Notifier> notifier, const Con
       today_(std::move(today)), fail_(std::move(fail)) {}
 
 void Finisher::complete(Download& download) {
-    download.retry.cancel(); // nothing is left to fetch again
+    if (auto* const retry = download.retry.ifOwn()) {
+        retry->cancel(); // nothing is left to fetch again
+    }
     download.written = download.file;
     saver_.close(download);
     download.secondsLeft.reset();
@@ -129,6 +131,7 @@ void Finisher::moved(Download& download, const Outcome<std::optional<URL>>& loca
     record.completed = today_();
     download.claim.fulfil(); // the move synced the file
     turns_.set(download, State::Finished{});
+    download.forgetRun();
     notifier_->finished(record);
     verifyFinishedFile(download); // a checksum may have come during the move
 }

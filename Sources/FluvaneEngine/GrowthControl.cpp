@@ -27,7 +27,7 @@ void logStep(const Download& download, const Growth::Step& step) {
     log::downloads([&] {
         const tessivar::InEnglish english;
         return fmt::format("download {}: {} connections at {}, trying {}", download.id(), step.from,
-                           words::speed(step.rate), download.growth.target());
+                           words::speed(step.rate), download.growth->target());
     });
 }
 
@@ -37,8 +37,8 @@ void logBack(const Download& download, const Growth::Back& back) {
         return fmt::format("download {}: {} connections {}({} against {} with {}), back to {}", download.id(),
                            back.from,
                            back.tookSpeed ? "took speed from the other downloads " : "weren't faster ",
-                           words::speed(back.rate), words::speed(back.rateBefore), download.growth.target(),
-                           download.growth.target());
+                           words::speed(back.rate), words::speed(back.rateBefore), download.growth->target(),
+                           download.growth->target());
     });
 }
 
@@ -49,10 +49,10 @@ GrowthControl::GrowthControl(const DownloadList& list, const Conditions& conditi
 
 void GrowthControl::adapt(Download& download, std::int64_t bytes, double now) {
     const Growth::Sample sample{now, bytes, connections_.received() - download.received};
-    if (isDownloading(download) && !download.growth.isGrowing()) {
+    if (isDownloading(download) && !download.growth->isGrowing()) {
         letOthersMeasure(download);
-        if (download.growth.hasBecomeFaster(sample, conditions_.tuning)) {
-            download.growth.afresh();
+        if (download.growth.own().hasBecomeFaster(sample, conditions_.tuning)) {
+            download.growth.own().afresh();
         }
         return;
     }
@@ -61,15 +61,15 @@ void GrowthControl::adapt(Download& download, std::int64_t bytes, double now) {
         return;
     }
     if (std::exchange(measuring_, download.id()) != download.id() || now - heard_ > longestSilence) {
-        download.growth.interrupt();
+        download.growth.own().interrupt();
     }
     heard_ = now;
     if (download.served() < connections_.aim(download)) {
-        download.growth.interrupt();
+        download.growth.own().interrupt();
         return;
     }
     const Growth::Limits limits{.cap = connections_.cap(download), .isPrioritized = download.isPrioritized()};
-    follow(download, download.growth.feed(sample, limits, conditions_.tuning));
+    follow(download, download.growth.own().feed(sample, limits, conditions_.tuning));
 }
 
 void GrowthControl::follow(Download& download, const Growth::Answer& answer) {
@@ -84,12 +84,12 @@ void GrowthControl::follow(Download& download, const Growth::Answer& answer) {
 }
 
 bool GrowthControl::canMeasure(const Download& download) const {
-    return isDownloading(download) && download.growth.isGrowing() && download.record.resumable &&
-           !download.retry.isPending();
+    return isDownloading(download) && download.growth->isGrowing() && download.record.resumable &&
+           !download.retry->isPending();
 }
 
 bool GrowthControl::mayMeasure(const Download& download, double now) const {
-    if (!canMeasure(download) || download.growth.hasReached(connections_.cap(download))) {
+    if (!canMeasure(download) || download.growth->hasReached(connections_.cap(download))) {
         return false;
     }
     const bool another = std::ranges::any_of(list_, [&](const auto& other) {
@@ -103,7 +103,9 @@ bool GrowthControl::mayMeasure(const Download& download, double now) const {
 }
 
 void GrowthControl::leave(Download& download) {
-    download.growth.interrupt();
+    if (auto* const growth = download.growth.ifOwn()) {
+        growth->interrupt();
+    }
     letOthersMeasure(download);
 }
 
@@ -116,7 +118,7 @@ void GrowthControl::letOthersMeasure(const Download& download) {
 void GrowthControl::remeasure() {
     for (const auto& download : list_) {
         if (isDownloading(*download)) {
-            download->growth.afresh();
+            download->growth.own().afresh();
         }
     }
     measuring_.reset();
@@ -132,8 +134,8 @@ void GrowthControl::noticeNeighbours() {
     const bool someoneLeft = !std::ranges::includes(now, downloading_);
     downloading_ = std::move(now);
     for (const auto& download : list_) {
-        if (someoneLeft && isDownloading(*download) && !download->growth.isGrowing()) {
-            download->growth.afresh();
+        if (someoneLeft && isDownloading(*download) && !download->growth->isGrowing()) {
+            download->growth.own().afresh();
         }
     }
 }

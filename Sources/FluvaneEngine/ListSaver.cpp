@@ -3,6 +3,7 @@
 
 #include "FluvaneEngine/ListSaver.h"
 
+#include "FluvaneCore/RecordDigest.h"
 #include "FluvaneEngine/Log.h"
 #include "TessivarPhrases/Phrases.h"
 
@@ -22,15 +23,21 @@ constexpr double sleepPatience = 4;
 /// longer for bytes that can be fetched again.
 constexpr double endPatience = 10;
 
-/// The record as it is to be saved; the one saved last when nothing changed.
-RecordSnapshot snapshot(const Download& download) {
-    const auto& saved = download.claim.saved;
+/// The record as it is to be saved; that it is unchanged when it is what was saved last.
+RecordToSave toSave(Download& download, const DownloadRecord& record) {
+    const auto now = digest(record);
+    if (std::exchange(download.claim.saved, now) == now) {
+        return record.id;
+    }
+    return std::make_shared<const DownloadRecord>(record);
+}
+
+RecordToSave toSave(Download& download) {
     const auto& durable = download.claim.durable();
     const bool isHeld = download.record.state.isWaiting(State::Wait::limitedNetwork) ||
                         download.record.state.isWaiting(State::Wait::space);
     if (!durable && !isHeld) {
-        const bool isSame = saved && *saved == download.record;
-        return isSame ? saved : std::make_shared<const DownloadRecord>(download.record);
+        return toSave(download, download.record);
     }
     auto record = download.record;
     if (isHeld) {
@@ -39,8 +46,7 @@ RecordSnapshot snapshot(const Download& download) {
     if (durable) {
         record.pieces = *durable;
     }
-    const bool isSame = saved && *saved == record;
-    return isSame ? saved : std::make_shared<const DownloadRecord>(std::move(record));
+    return toSave(download, record);
 }
 
 } // namespace
@@ -146,13 +152,20 @@ void ListSaver::writeIn(double seconds) {
 
 void ListSaver::write() {
     writing_ = true;
-    store_->save(takeSnapshots(), turns_.later([this, generation = generations_.changed](const auto& error) {
+    store_->save(takeRecords(), turns_.later([this, generation = generations_.changed](const auto& error) {
         writing_ = false;
         written(generation, error);
     }));
 }
 
 void ListSaver::written(std::int64_t generation, const std::optional<std::string>& error) {
+    if (error) {
+        giveAnew(error == DownloadStore::needsAll);
+    }
+    if (error == DownloadStore::needsAll) {
+        write();
+        return;
+    }
     error_ = error;
     if (!error) {
         generations_.written = generation;
@@ -180,15 +193,30 @@ void ListSaver::answerWaiters(const std::optional<std::string>& error) {
     }
 }
 
-std::vector<RecordSnapshot> ListSaver::takeSnapshots() const {
-    std::vector<RecordSnapshot> records;
+std::vector<RecordToSave> ListSaver::takeRecords() {
+    std::vector<RecordToSave> records;
     records.reserve(list_.all().size() + list_.leftovers().size());
+    given_.clear();
     for (const auto& download : list_) {
-        download->claim.saved = snapshot(*download);
-        records.push_back(download->claim.saved);
+        records.push_back(toSave(*download));
+        if (records.back().record) {
+            given_.push_back(download->id());
+        }
     }
     records.insert(records.end(), list_.leftovers().begin(), list_.leftovers().end());
     return records;
+}
+
+/// What wasn't stored.
+void ListSaver::giveAnew(bool all) {
+    for (const auto id : given_) {
+        if (Download* const download = list_.find(id)) {
+            download->claim.saved.reset();
+        }
+    }
+    if (all) {
+        std::ranges::for_each(list_, [](const auto& download) { download->claim.saved.reset(); });
+    }
 }
 
 // Checkpoints

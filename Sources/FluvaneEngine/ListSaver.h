@@ -106,7 +106,8 @@ private:
     [[nodiscard]] bool isCovered(const Patient& patient) const;
     void releaseCovered();
     void release(const std::shared_ptr<Patient>& patient);
-    [[nodiscard]] std::vector<RecordSnapshot> takeSnapshots() const;
+    [[nodiscard]] std::vector<RecordToSave> takeRecords();
+    void giveAnew(bool all);
 
     std::shared_ptr<DownloadStore> store_;
     std::shared_ptr<Scheduler> scheduler_;
@@ -117,6 +118,7 @@ private:
     std::int64_t received_ = 0; ///< As of the last checkpoint.
     std::vector<Waiter> waiters_;
     std::vector<std::shared_ptr<Patient>> patients_;
+    std::vector<DownloadID> given_;    ///< Whose records the list that is written last has anew.
     std::optional<std::string> error_; ///< Of the last list written.
     bool begun_ = false;
     bool writeScheduled_ = false;

@@ -331,6 +331,14 @@ public:
 /// An immutable copy of a record, shared instead of copied again while it doesn't change.
 using RecordSnapshot = std::shared_ptr<const DownloadRecord>;
 
+/// A record of a list to be saved, or the one with that number as the list that was stored last has it.
+struct RecordToSave {
+    RecordToSave(RecordSnapshot record_) : id(record_->id), record(std::move(record_)) {}
+    RecordToSave(DownloadID unchanged) : id(unchanged) {}
+    DownloadID id;
+    RecordSnapshot record; ///< Null: it is unchanged.
+};
+
 /// Persistence of the list, and of what was written into the unfinished files.
 class DownloadStore {
 public:
@@ -342,8 +350,10 @@ public:
     virtual ~DownloadStore() = default;
     /// The saved list in saved order; empty when nothing is saved. Synchronous, once at start.
     [[nodiscard]] virtual std::vector<DownloadRecord> load() = 0;
+    /// The reason where what is unchanged can't be had anymore: all records have to be given.
+    static constexpr const char* needsAll = "The records of the saved list are needed again";
     /// Stores the whole list durably, off the engine's context. Lists are stored in the order of the calls.
-    virtual void save(std::vector<RecordSnapshot> records, Saved completion) = 0;
+    virtual void save(std::vector<RecordToSave> records, Saved completion) = 0;
     /// Syncs each file and lets it go, off the engine's context. All of them, at least one, are of one file
     /// system (`FileIdentity::device`): its files are synced one after the other, those of another file
     /// system and lists wait for nothing of it.

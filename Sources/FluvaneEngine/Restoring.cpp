@@ -123,7 +123,9 @@ DownloadRecord restored(DownloadRecord record, const std::optional<std::string>&
         record.name = fileName::clean(*record.name).value_or("download");
     }
     if (record.moving) {
-        record.moving->name = fileName::clean(record.moving->name).value_or("download");
+        auto place = *record.moving;
+        place.name = fileName::clean(place.name).value_or("download");
+        record.moving = std::move(place);
     }
     if (!online && record.state.is<State::Queued>()) {
         record.state = State::Wait::offline;

@@ -77,7 +77,7 @@ bool Runner::makeRoom(const Download& download) {
 
 void Runner::carryOn(Download& download) {
     const bool runs = download.record.state.is<State::Downloading>() && download.file;
-    if (runs && download.hasEverything() && !download.retry.isPending()) {
+    if (runs && download.hasEverything() && !download.retry->isPending()) {
         complete(download);
     } else {
         parts_.connections.fill(download);
@@ -111,7 +111,9 @@ void Runner::rescue() {
 
 void Runner::halt(Download& download) {
     parts_.connections.closeAll(download);
-    download.retry.cancel();
+    if (auto* const retry = download.retry.ifOwn()) {
+        retry->cancel();
+    }
     parts_.saver.close(download);
     DiskWork::abandon(download);
     parts_.disk.letGo(download.id(), download.written);
@@ -125,7 +127,9 @@ std::shared_ptr<PieceFile> Runner::release(Download& download) {
     parts_.connections.closeAll(download);
     parts_.saver.close(download);
     DiskWork::abandon(download);
-    download.growth.interrupt();
+    if (auto* const growth = download.growth.ifOwn()) {
+        growth->interrupt();
+    }
     return file;
 }
 
@@ -213,8 +217,8 @@ void Runner::partAnswered(Download& download, Active& active, const TransferResp
         download.unanswered = 0;
         download.misdirections = 0;
         download.parts = Download::Parts::proven;
-        download.caps.granted(download.writing());
-        if (download.caps.partCame()) {
+        download.caps.own().granted(download.writing());
+        if (download.caps.own().partCame()) {
             parts_.connections.fill(download);
         }
     }
@@ -272,7 +276,7 @@ void Runner::goOnWithout(Download& download) {
         complete(download);
     } else if (!allComplete(download.record.pieces)) {
         parts_.connections.fill(download);
-        if (download.transfers.empty() && download.retry.isPending()) {
+        if (download.transfers.empty() && download.retry->isPending()) {
             turns_.set(download, State::Wait::retrying);
         }
     }
@@ -355,8 +359,8 @@ void Runner::failed(Download& download, const TransferError& error, std::optiona
         fail(download, error.message);
         return;
     }
-    download.caps.notGrantedBeside(download.writing());
-    download.growth.interrupt(); // no judgement of it spans an outage
+    download.caps.own().notGrantedBeside(download.writing());
+    download.growth.own().interrupt(); // no judgement of it spans an outage
     // The address may be gone for good while the link leads elsewhere.
     download.relocating = download.relocating || (download.record.resumable && download.writing() == 0 &&
                                                   download.address() != download.record.url);
@@ -387,8 +391,8 @@ void Runner::retried(DownloadID id) {
     if (!download) {
         return;
     }
-    download->retry.cancel();
-    download->caps.delayOver();
+    download->retry.own().cancel();
+    download->caps.own().delayOver();
     const auto& state = download->record.state;
     if (state.is<State::Downloading>()) {
         carryOn(*download);
@@ -411,17 +415,19 @@ void Runner::reconnect(Download& download) {
     if (isStarting || isDownloading) {
         parts_.connections.closeAll(download);
     }
-    if (download.retry.isPending() && !download.retry.isWordOf(record.url.site())) {
+    if (download.retry->isPending() && !download.retry->isWordOf(record.url.site())) {
         retried(download.id());
     } else if (isStarting) {
         start(download);
     } else if (isDownloading) {
         carryOn(download);
-        if (download.transfers.empty() && download.retry.isPending()) {
+        if (download.transfers.empty() && download.retry->isPending()) {
             turns_.set(download, State::Wait::retrying);
         }
     }
-    download.growth.interrupt();
+    if (auto* const growth = download.growth.ifOwn()) {
+        growth->interrupt();
+    }
 }
 
 /// An answer to the old link says nothing of the new one, and a delay that its server asked for isn't for
@@ -432,8 +438,8 @@ void Runner::linkChanged(Download& download, const std::optional<std::string>& s
     if (site != siteBefore && !runs) {
         parts_.starter.renew(download);
     } else if (site != siteBefore) {
-        download.caps.begin(conditions_.siteRule(download.record.url));
-        download.growth.afresh();
+        download.caps.own().begin(conditions_.siteRule(download.record.url));
+        download.growth.own().afresh();
     }
     download.relocating = false;
     download.asksLink = false;
@@ -448,7 +454,7 @@ void Runner::linkChanged(Download& download, const std::optional<std::string>& s
         parts_.connections.trim(download);
         parts_.connections.relieveServers();
     }
-    if (download.retry.isPending() && !download.retry.isWordOf(site)) {
+    if (download.retry->isPending() && !download.retry->isWordOf(site)) {
         retried(download.id());
     }
 }

@@ -15,7 +15,7 @@ using State = DownloadState;
 // From the first request to the first byte
 
 void Runner::start(Download& download) {
-    download.meter = SpeedMeter();
+    download.meter.reset();
     DiskWork::abandon(download);
     if (Starter::mayCarryOn(download.record)) {
         turns_.set(download, State::Downloading{});
@@ -85,7 +85,7 @@ void Runner::create(Download& download, Token token, const TransferResponse& res
         }
         active->isProbe = false;
         active->accept(created.file, 0, created.record.pieces.front());
-        created.caps.granted(created.writing());
+        created.caps.own().granted(created.writing());
         turns_.set(created, State::Downloading{});
         carryOn(created);
     });

@@ -103,7 +103,7 @@ void Runner::wholeFileAnswered(Download& download, Token token, const TransferRe
     const bool mayPass = answer == answers::WholeFile::same && !download.withoutIfRange &&
                          record.validators->ifRange().has_value();
     download.withoutIfRange = download.withoutIfRange || mayPass;
-    download.caps.wholeFile(running, mayPass);
+    download.caps.own().wholeFile(running, mayPass);
     log::transfers([&] {
         return fmt::format(
             "download {}: the server sent the whole file to a range request; down to {} connections",
@@ -112,7 +112,7 @@ void Runner::wholeFileAnswered(Download& download, Token token, const TransferRe
     if (running == 0) {
         // Nobody has seen a part of it, twice: the promise was none, and it has to come in one go.
         download.record.resumable = download.record.resumable && (download.parts == Download::Parts::proven ||
-                                                                  download.retry.failures() == 0);
+                                                                  download.retry->failures() == 0);
         failed(download, {.message = stoppedSendingParts});
     }
 }

@@ -35,7 +35,7 @@ void picksUp(Download& download) {
     // whole.
     download.parts = record.pieces.size() > 1 ? Download::Parts::proven : Download::Parts::promised;
     download.scouts = 0;
-    download.retry.countFrom(record.doneBytes());
+    download.retry.own().countFrom(record.doneBytes());
     download.claim.carryOn(record.pieces);
     log::downloads([&] {
         return fmt::format("download {} picks up at {} of {} bytes", record.id, record.doneBytes(),
@@ -62,16 +62,16 @@ Starter::Starter(DiskWork& disk, ListSaver& saver, const DownloadList& list, con
 void Starter::renew(Download& download) const {
     const auto rule = conditions_.siteRule(download.record.url);
     const int starting = conditions_.tuning.startingConnections;
-    download.retry.begin();
-    download.caps.begin(rule);
-    download.caps.remember(servers_.most(download.record.url.site().value_or("")));
+    download.retry.own().begin();
+    download.caps.own().begin(rule);
+    download.caps.own().remember(servers_.most(download.record.url.site().value_or("")));
     download.unanswered = 0;
     download.relocating = false;
     download.misdirections = 0;
     download.asksLink = false;
     download.usualSpeed.reset();
-    download.rescues.clear();
-    download.growth.begin(std::min(starting, std::max(rule.value_or(starting), 1)));
+    download.rescues.reset();
+    download.growth.own().begin(std::min(starting, std::max(rule.value_or(starting), 1)));
 }
 
 bool Starter::mayCarryOn(const DownloadRecord& record) {
@@ -127,7 +127,7 @@ void Starter::discard(Download& download, Discarded then) const {
     record.opensWebPage.reset();
     const bool wasCreated = (download.hadFile || !record.pieces.empty()) && !record.marked.value_or(false);
     download.layOut({});
-    download.retry.countFrom(0);
+    download.retry.own().countFrom(0);
     if (!record.partial) {
         then(download, std::nullopt);
         return;
@@ -294,7 +294,7 @@ void Starter::layOut(Download& download, bool isPart) const {
     download.parts = inParts && !isPart ? Download::Parts::promised : Download::Parts::proven;
     download.scouts = 0;
     download.layOut(inParts && isPart && download.file->isSparse()
-                        ? planner::split(*record.size, download.caps.allowed(conditions_.config.connections),
+                        ? planner::split(*record.size, download.caps->allowed(conditions_.config.connections),
                                          conditions_.tuning.minimumPiece)
                         : std::vector{Piece{.start = 0, .end = record.size, .done = 0}});
 }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <span>
 
 namespace tessivar {
 
@@ -19,15 +20,15 @@ constexpr std::size_t bufferSize = 256 * 1024;
 constexpr std::size_t firstRead = 8 * 1024; // most files are small
 constexpr int mostLinks = 40;               // as the kernel's own limit
 
-void writeParts(int descriptor, std::span<const std::string_view> parts) {
+void writeAll(int descriptor, const std::function<void(const AtomicFile::Put&)>& produce) {
     std::string buffer;
-    for (const auto part : parts) {
+    produce([&](std::string_view part) {
         buffer += part;
         if (buffer.size() >= bufferSize) {
             writeFully(descriptor, std::as_bytes(std::span(buffer)));
             buffer.clear();
         }
-    }
+    });
     writeFully(descriptor, std::as_bytes(std::span(buffer)));
 }
 
@@ -94,7 +95,7 @@ std::optional<std::string> AtomicFile::read(std::size_t limit) const {
     return contents;
 }
 
-void AtomicFile::write(std::span<const std::string_view> parts, mode_t mode) const {
+void AtomicFile::write(const std::function<void(const Put&)>& produce, mode_t mode) const {
     const auto file = target();
     refuseToReplace(file);
     const auto temporaryPath = temporaryFor(file);
@@ -105,7 +106,7 @@ void AtomicFile::write(std::span<const std::string_view> parts, mode_t mode) con
         throw SystemError(errno);
     }
     Temporary temporary(temporaryPath);
-    writeParts(descriptor.get(), parts);
+    writeAll(descriptor.get(), produce);
     syncData(descriptor.get());
     descriptor = Descriptor();
     temporary.becomes(file);

@@ -6,10 +6,10 @@
 #include "TessivarCore/FileSystem.h"
 
 #include <filesystem>
+#include <functional>
 #include <initializer_list>
 #include <limits>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -27,11 +27,16 @@ public:
     [[nodiscard]] std::optional<std::string>
     read(std::size_t limit = std::numeric_limits<std::size_t>::max()) const;
 
-    /// Replaces the contents by the parts joined: a reader sees the old or the new file, never half of one,
-    /// and the new one survives a power cut once this returns. The folder must exist. A symbolic link stays,
-    /// and the file that it leads to is replaced. Fails with SystemError, leaving the old file and no other.
-    void write(std::span<const std::string_view> parts, mode_t mode = 0600) const;
-    void write(std::string_view contents, mode_t mode = 0600) const { write({&contents, 1}, mode); }
+    /// Takes the next part of the contents.
+    using Put = std::function<void(std::string_view)>;
+    /// Replaces the contents by what `produce` puts: a reader sees the old or the new file, never half of
+    /// one, and the new one survives a power cut once this returns. The folder must exist. A symbolic link
+    /// stays, and the file that it leads to is replaced. Fails with SystemError, or as `produce` does,
+    /// leaving the old file and no other.
+    void write(const std::function<void(const Put&)>& produce, mode_t mode = 0600) const;
+    void write(std::string_view contents, mode_t mode = 0600) const {
+        write([contents](const Put& put) { put(contents); }, mode);
+    }
 
     /// Renames the file to its name with ".unreadable" appended, unless something has that name. Returns
     /// whether it did.

@@ -57,6 +57,7 @@ struct Memory {
         store.error = fails ? std::optional<std::string>("Not a directory") : std::nullopt;
     }
     std::vector<DownloadRecord> saved() { return store.saved; }
+    void damage() { store.saved.clear(); }
     bool runUntil(const std::function<bool()>& condition) { return scheduler.runUntilTrue(condition); }
 };
 
@@ -75,6 +76,7 @@ struct Disk {
         }
     }
     std::vector<DownloadRecord> saved() { return JSONDownloadStore(file, queue, "test").load(); }
+    void damage() { std::filesystem::resize_file(file, 500); }
     bool runUntil(const std::function<bool()>& condition) { return queue.runUntil(condition); }
 };
 
@@ -93,7 +95,7 @@ protected:
     /// "stored", the error's text, or "synced" with the indices of files that couldn't be; empty until told.
     using Result = std::shared_ptr<std::string>;
 
-    Result save(std::vector<RecordSnapshot> records) {
+    Result save(std::vector<RecordToSave> records) {
         auto result = std::make_shared<std::string>();
         system.store.save(std::move(records),
                           [result](const auto& error) { *result += error.value_or("stored"); });
@@ -173,6 +175,19 @@ TYPED_TEST(DownloadStoreContract, TellsWhyNothingIsStored) {
     this->expectSaved(5);
 }
 
+TYPED_TEST(DownloadStoreContract, TakesWhatIsUnchangedFromTheListStoredLastOrAsksForAll) {
+    const auto changed = record(2, std::string(400'000, 'c'));
+    EXPECT_EQ(this->outcome(this->save({record(1), record(2), record(3)})), "stored");
+    EXPECT_EQ(this->outcome(this->save({DownloadID{3}, changed, DownloadID{1}})), "stored");
+    EXPECT_EQ(this->outcome(this->save({DownloadID{2}, DownloadID{1}})), "stored");
+    EXPECT_THAT(this->system.saved(), ElementsAre(*changed, *record(1)));
+    EXPECT_EQ(this->outcome(this->save({DownloadID{3}})), DownloadStore::needsAll) << "which is no more";
+    this->system.damage();
+    EXPECT_EQ(this->outcome(this->save({record(4), DownloadID{2}})), DownloadStore::needsAll);
+    EXPECT_EQ(this->outcome(this->save({record(4)})), "stored");
+    this->expectSaved(4);
+}
+
 TYPED_TEST(DownloadStoreContract, FlushingCallsWhatIsPendingInOrderAndWaitsForWhatThatBrings) {
     const auto first = this->save({record(1)});
     typename TestFixture::Result last;
@@ -196,7 +211,7 @@ TEST_F(ListFile, IsSortedIndentedAndItsOwnersOnly) {
     const auto changed = record(2, "changed");
     const std::vector<RecordSnapshot> lists[] = {{one, two}, {two, one}, {changed, one, one}, {one}, {}};
     for (const auto& list : lists) {
-        EXPECT_EQ(outcome(save(list)), "stored");
+        EXPECT_EQ(outcome(save({list.begin(), list.end()})), "stored");
         const auto text = readFile(system.file);
         const auto json = nlohmann::json::parse(text); // sorts
         EXPECT_EQ(text, json.dump(2) + "\n");

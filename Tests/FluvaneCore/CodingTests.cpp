@@ -3,9 +3,12 @@
 
 #include "FluvaneCore/Coding.h"
 
+#include "FluvaneCore/RecordDigest.h"
 #include "Support/Rows.h"
 
 #include <gtest/gtest.h>
+
+#include <map>
 
 using namespace fluvane;
 using namespace support;
@@ -41,7 +44,7 @@ DownloadRecord fullRecord() {
     record.checksum = Checksum(Checksum::Algorithm::md5, "d41d8cd98f00b204e9800998ecf8427e");
     record.checksumResult = ChecksumResult{ChecksumResult::Differs{"00"}};
     record.autoFolder = true;
-    record.rule = "r1";
+    record.rule = std::string("r1");
     record.prioritized = true;
     record.queueOrder = -3;
     record.marked = true;
@@ -58,6 +61,26 @@ std::string failureOf(const auto& work) {
     } catch (const DecodingError& error) {
         const char* kinds[] = {"missing: ", "mismatch: ", "corrupted: "};
         return kinds[static_cast<int>(error.kind())] + std::string(error.what());
+    }
+}
+
+/// What isn't told apart isn't saved.
+TEST(RecordDigest, TellsApartByEachField) {
+    const auto full = fullRecord();
+    const Json json = coding::encode(full);
+    EXPECT_EQ(digest(full), digest(decode<DownloadRecord>(json)));
+    const std::map<std::string, Json> others = {{"id", 3},
+                                                {"url", "https://files.test/b"},
+                                                {"folder", "file:///tmp/"},
+                                                {"resumable", false},
+                                                {"pieces", Json::parse(R"([{"start":0,"end":10,"done":5}])")},
+                                                {"state", Json::parse(R"({"paused":{}})")},
+                                                {"added", "2026-03-01T09:15:43Z"}};
+    for (const auto& [key, value] : json.items()) {
+        Json changed = json;
+        const auto other = others.find(key);
+        changed[key] = other == others.end() ? Json() : other->second;
+        EXPECT_NE(digest(full), digest(decode<DownloadRecord>(changed))) << key;
     }
 }
 

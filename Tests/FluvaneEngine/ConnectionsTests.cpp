@@ -71,7 +71,7 @@ TEST_F(ConnectionsTest, WhatHadStoppedGrowsOnWhenMoreMayBeHad) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         engine.scheduler.runFor(30);
-        const auto isGrowing = [&] { return engine.manager->download(1_id)->growth.isGrowing(); };
+        const auto isGrowing = [&] { return engine.manager->download(1_id)->growth->isGrowing(); };
         ASSERT_FALSE(isGrowing());
         row.change();
         EXPECT_TRUE(engine.scheduler.runUntilTrue(isGrowing, row.within));

@@ -34,23 +34,23 @@ TEST_F(RunnerTest, WhatFailsTogetherCountsOnce) {
     probe.fail("Broken.");
     second.respond(503, {{"Retry-After", "120"}});
     EXPECT_EQ(engine.state(1_id), "retrying") << "one retry for both";
-    EXPECT_EQ(download().retry.failures(), 1);
+    EXPECT_EQ(download().retry->failures(), 1);
     engine.scheduler.runFor(1.5);
     for (const auto& transfer : engine.transport->live()) {
         transfer->respond(503, {{"Retry-After", "120"}});
     }
-    EXPECT_EQ(download().caps.allowed(8), 4) << "halved once from 8: it is out, not full";
+    EXPECT_EQ(download().caps->allowed(8), 4) << "halved once from 8: it is out, not full";
 }
 
 TEST_F(RunnerTest, TellsWhyAndWhenItIsTriedAgain) {
     second.respond(408, {{"Retry-After", "40"}});
-    EXPECT_EQ(download().caps.allowed(8), 8) << "that says nothing of how many it serves";
+    EXPECT_EQ(download().caps->allowed(8), 8) << "that says nothing of how many it serves";
     EXPECT_FALSE(engine.manager->retryIn(download())) << "the other connection still runs";
     engine.scheduler.runFor(10);
     probe.fail("Broken.");
     ASSERT_EQ(engine.state(1_id), "retrying");
     EXPECT_EQ(engine.manager->retryIn(download()), 30);
-    EXPECT_EQ(download().retry.reason, "The server is busy (408).") << "whose delay it is";
+    EXPECT_EQ(download().retry->reason, "The server is busy (408).") << "whose delay it is";
     for (const std::int64_t places : {0, 0, 0, 1}) { // of three, two run by then
         EXPECT_EQ(engine.manager->placesHeldByRetries(), places);
         engine.add("http://b.example/other.bin");
@@ -85,7 +85,7 @@ TEST_F(RunnerTest, TheNinthFailureInARowIsTheEnd) {
     EXPECT_THAT(delays, ElementsAre(1, 2, 4, 8, 16, 32, 60, 60));
     EXPECT_THAT(engine.notifier->notices, ElementsAre("failed 1: The server stopped answering."));
     engine.manager->resume(1_id);
-    EXPECT_EQ(download().retry.failures(), 0);
+    EXPECT_EQ(download().retry->failures(), 0);
     for (int round = 0; round < 20; ++round) { // being offline is nobody's fault
         engine.turns();
         failAll("No route to host.", true);

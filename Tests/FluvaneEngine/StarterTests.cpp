@@ -51,7 +51,7 @@ TEST_F(StarterTest, FindsFolderAndNameThatReplaceNothing) {
     probe.respondPart(3'000'000, {{"Content-Disposition", "attachment; filename=\"film.mkv\""}});
     EXPECT_EQ(record().name, "film (2).mkv");
     EXPECT_EQ(record().folder.path(), "/films");
-    EXPECT_EQ(record().rule, "films");
+    EXPECT_EQ(record().rule, std::string("films"));
     EXPECT_EQ(engine.manager->download(1_id)->connections(), 1) << "the site's rule";
     engine.manager->add(link("http://b.example/film.mkv"), URL::folder("/films"), {}, {}, true);
     engine.transport->last().respondPart(10);
@@ -334,7 +334,7 @@ TEST_F(StarterTest, WaitsForSpaceThatOthersNeed) {
     };
     answerProbe();
     EXPECT_EQ(
-        engine.manager->download(2_id)->retry.reason,
+        engine.manager->download(2_id)->retry->reason,
         "Waiting for 30.5 MB of free space on “/disk”: 20.5 MB are missing."); // 2.5 + 8 + a reserve of 20
     engine.manager->remove(1_id);
     engine.scheduler.runFor(6);

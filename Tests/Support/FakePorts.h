@@ -6,6 +6,7 @@
 #include "FluvaneEngine/Platform.h"
 #include "TessivarCore/Log.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -24,14 +25,11 @@ public:
 
     [[nodiscard]] std::vector<DownloadRecord> load() override { return saved; }
 
-    void save(std::vector<RecordSnapshot> records, Saved completion) override {
+    void save(std::vector<RecordToSave> records, Saved completion) override {
         ++saves;
         add(0, list, [this, records = std::move(records), completion = std::move(completion)] {
-            if (!error) {
-                write(records);
-            }
-            hasFailed = error.has_value();
-            completion(error);
+            hasFailed = error || !write(records);
+            completion(error || !hasFailed ? error : std::optional<std::string>(needsAll));
         });
     }
 
@@ -101,14 +99,22 @@ private:
         return failed;
     }
 
-    void write(const std::vector<RecordSnapshot>& records) {
-        saved.clear();
-        for (const auto& record : records) {
-            saved.push_back(*record);
+    /// Whether it has all that is unchanged: what it wrote itself, unless somebody else changed that since.
+    bool write(const std::vector<RecordToSave>& records) {
+        std::vector<DownloadRecord> whole;
+        for (const auto& one : records) {
+            const auto before = std::ranges::find(written_, one.id, &DownloadRecord::id);
+            if (!one.record && (before == written_.end() || saved != written_)) {
+                return false;
+            }
+            whole.push_back(one.record ? *one.record : *before);
         }
+        saved = written_ = std::move(whole);
+        return true;
     }
 
     Scheduler& scheduler_;
+    std::vector<DownloadRecord> written_;
     std::vector<std::shared_ptr<Job>> pending_; ///< In the order of the calls.
 };
 

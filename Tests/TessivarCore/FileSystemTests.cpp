@@ -58,8 +58,11 @@ TEST(AtomicFile, ReplacesWholeFilesPrivatelyOrLeavesTheOldOne) {
     EXPECT_EQ(file.read(), std::nullopt);
     writeFile(folder / ".list.saving", "left by a crash");
     const std::string big(600'000, 'x');
-    const std::string_view parts[] = {"head ", big, " tail"};
-    file.write(parts);
+    file.write([&](const AtomicFile::Put& put) {
+        put("head ");
+        put(big);
+        put(" tail");
+    });
     EXPECT_EQ(file.read(), "head " + big + " tail");
     EXPECT_THROW((void)file.read(1000), SystemError);
     EXPECT_EQ(fs::status(folder / "list").permissions(), fs::perms(0600));

@@ -86,7 +86,7 @@ void describe(const Download& download, std::optional<std::int64_t> placeInLine,
     if (const auto* reason = record.state.failure()) {
         writer.add("reason", *reason);
     } else if (record.state.isWaiting(DownloadState::Wait::space)) {
-        writer.add("reason", download.retry.reason);
+        writer.add("reason", download.retry->reason);
     }
     if (record.size) {
         writer.add("size", *record.size);

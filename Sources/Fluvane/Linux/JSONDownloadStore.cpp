@@ -5,25 +5,31 @@
 
 #include "FluvaneCore/Coding.h"
 #include "FluvaneEngine/Log.h"
+#include "TessivarCore/FileSystem.h"
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
+#include <iterator>
 #include <mutex>
 #include <string_view>
 #include <utility>
 
+#include <fcntl.h>
 #include <malloc.h>
+#include <unistd.h>
 
 namespace fluvane {
 
 namespace {
 
 constexpr mode_t folderMode = 0700;
-constexpr std::size_t many = 1000; ///< Records written anew at once.
+constexpr std::size_t chunkSize = 256 * 1024;
+constexpr std::ptrdiff_t many = 1000; ///< Records written anew at once.
 
 /// The text of one record, as it stands in the list.
 std::string encodedText(const DownloadRecord& record) {
@@ -37,7 +43,6 @@ std::string encodedText(const DownloadRecord& record) {
             indented += "    ";
         }
     }
-    indented.shrink_to_fit(); // it is kept
     return indented;
 }
 
@@ -77,7 +82,77 @@ std::vector<std::size_t> syncAll(const std::vector<std::shared_ptr<PieceFile>>& 
     return failed;
 }
 
+/// Thrown for a record whose text isn't where it was.
+struct NeedsAll : std::exception {};
+
 } // namespace
+
+/// The file as it was written last. Lists keep their order, so that it is read from its begin to its end.
+class JSONDownloadStore::Former {
+public:
+    Former(const std::filesystem::path& file, const std::vector<Place>& places)
+        : file_(file), places_(places), next_(places.begin()) {}
+
+    [[nodiscard]] std::string textOf(DownloadID id) {
+        const auto has = [id](const Place& place) { return place.id == id; };
+        auto found = std::find_if(next_, places_.end(), has);
+        if (found == places_.end()) {
+            found = std::find_if(places_.begin(), next_, has);
+            if (found == next_) {
+                throw NeedsAll();
+            }
+        }
+        next_ = std::next(found);
+        auto text = read(*found);
+        if (std::hash<std::string>()(text) != found->hash) {
+            throw NeedsAll();
+        }
+        return text;
+    }
+
+private:
+    std::string read(const Place& place) {
+        const auto inChunk = place.at - chunkAt_;
+        if (inChunk < 0 || inChunk + static_cast<std::int64_t>(place.length) > std::ssize(chunk_)) {
+            fetch(place);
+        }
+        return chunk_.substr(static_cast<std::size_t>(place.at - chunkAt_), place.length);
+    }
+    void fetch(const Place& place) {
+        if (!descriptor_.isOpen()) {
+            descriptor_ = opened();
+        }
+        chunk_.resize(std::max(chunkSize, place.length));
+        chunkAt_ = place.at;
+        if (::lseek(descriptor_.get(), chunkAt_, SEEK_SET) < 0) {
+            throw NeedsAll();
+        }
+        try {
+            const auto got = tessivar::readFully(descriptor_.get(),
+                                                 reinterpret_cast<std::byte*>(chunk_.data()), chunk_.size());
+            chunk_.resize(got);
+        } catch (const tessivar::SystemError&) { // a bad disk
+            throw NeedsAll();
+        }
+        if (chunk_.size() < place.length) {
+            throw NeedsAll();
+        }
+    }
+    [[nodiscard]] tessivar::Descriptor opened() const {
+        try {
+            return tessivar::openRegular(file_.string(), O_RDONLY);
+        } catch (const tessivar::SystemError&) {
+            throw NeedsAll();
+        }
+    }
+
+    const std::filesystem::path& file_;
+    const std::vector<Place>& places_;
+    std::vector<Place>::const_iterator next_; ///< Behind the one found last.
+    tessivar::Descriptor descriptor_;
+    std::string chunk_;
+    std::int64_t chunkAt_ = 0;
+};
 
 /// Completions on their way to the main queue, where whoever waits for them takes them early.
 class JSONDownloadStore::Completions : public std::enable_shared_from_this<Completions> {
@@ -158,7 +233,7 @@ std::vector<DownloadRecord> JSONDownloadStore::read() {
     return {};
 }
 
-void JSONDownloadStore::save(std::vector<RecordSnapshot> records, Saved completion) {
+void JSONDownloadStore::save(std::vector<RecordToSave> records, Saved completion) {
     completions_->expect();
     writing_.async([this, records = std::move(records), completion = std::move(completion)] {
         completions_->add([completion, error = write(records)] { completion(error); });
@@ -187,6 +262,8 @@ std::optional<std::string> JSONDownloadStore::write(const Records& records) {
     try {
         writeFile(records);
         error_.reset();
+    } catch (const NeedsAll&) {
+        return needsAll;
     } catch (const std::exception& error) {
         if (error_ != error.what()) {
             log::files.error(std::string("couldn't save the downloads: ") + error.what());
@@ -198,25 +275,34 @@ std::optional<std::string> JSONDownloadStore::write(const Records& records) {
 
 void JSONDownloadStore::writeFile(const Records& records) {
     tessivar::createFolders(file_.path().parent_path(), folderMode);
-    std::size_t anew = 0;
-    Encoded encoded;
-    encoded.reserve(records.size());
-    std::vector<std::string_view> parts = {"{\n  \"downloads\": ["};
-    parts.reserve(2 * records.size() + 2);
-    for (const auto& record : records) {
-        auto known = encoded_.extract(record);
-        anew += known ? 0 : 1;
-        const auto entry = known ? encoded.insert(std::move(known)).position
-                                 : encoded.emplace(record, encodedText(*record)).first;
-        parts.emplace_back(parts.size() == 1 ? "\n    " : ",\n    ");
-        parts.emplace_back(entry->second);
-    }
-    parts.emplace_back(records.empty() ? "],\n  \"version\": 1\n}\n" : "\n  ],\n  \"version\": 1\n}\n");
-    encoded_ = std::move(encoded);
-    file_.write(parts);
-    if (anew > many) {
+    std::vector<Place> places;
+    file_.write([&](const auto& into) { places = put(records, into); });
+    places_ = std::move(places);
+    if (std::ranges::count_if(records, [](const auto& one) { return one.record != nullptr; }) > many) {
         malloc_trim(0); // much was needed on the way
     }
+}
+
+std::vector<JSONDownloadStore::Place> JSONDownloadStore::put(const Records& records,
+                                                             const tessivar::AtomicFile::Put& into) const {
+    Former former(file_.path(), places_);
+    std::int64_t at = 0;
+    const auto write = [&](std::string_view text) {
+        into(text);
+        at += std::ssize(text);
+    };
+    std::vector<Place> places;
+    places.reserve(records.size());
+    std::string text;
+    write("{\n  \"downloads\": [");
+    for (const auto& one : records) {
+        write(places.empty() ? "\n    " : ",\n    ");
+        text = one.record ? encodedText(*one.record) : former.textOf(one.id);
+        places.push_back({one.id, at, text.size(), std::hash<std::string>()(text)});
+        write(text);
+    }
+    write(records.empty() ? "],\n  \"version\": 1\n}\n" : "\n  ],\n  \"version\": 1\n}\n");
+    return places;
 }
 
 } // namespace fluvane

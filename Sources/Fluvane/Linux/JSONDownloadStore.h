@@ -9,11 +9,12 @@
 #include "FluvaneEngine/Platform.h"
 #include "TessivarCore/AtomicFile.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace fluvane {
@@ -36,26 +37,34 @@ public:
     /// older one has that name. One that can't even be read (permissions, a bad disk) may hold the whole
     /// list, and the next save would replace it: it is moved aside too, to a numbered name if need be.
     [[nodiscard]] std::vector<DownloadRecord> load() override;
-    void save(std::vector<RecordSnapshot> records, Saved completion) override;
+    void save(std::vector<RecordToSave> records, Saved completion) override;
     void sync(std::vector<std::shared_ptr<PieceFile>> files, Synced completion) override;
     [[nodiscard]] bool flush(double seconds) override;
 
 private:
     class Completions;
-    using Records = std::vector<RecordSnapshot>;
-    /// Records and their text in the file. They are kept alive, so that a pointer stands for one record only.
-    using Encoded = std::unordered_map<RecordSnapshot, std::string>;
+    using Records = std::vector<RecordToSave>;
+    /// Where a record's text is in the file as it was written last, from where an unchanged one is taken:
+    /// all of them together would take as much memory as the list itself.
+    struct Place {
+        DownloadID id;
+        std::int64_t at;
+        std::size_t length;
+        std::size_t hash; ///< Others may write into the file, or the disk damage it.
+    };
+    class Former;
 
     [[nodiscard]] std::vector<DownloadRecord> read();
     /// Why it couldn't be.
     [[nodiscard]] std::optional<std::string> write(const Records& records);
     void writeFile(const Records& records);
+    [[nodiscard]] std::vector<Place> put(const Records& records, const tessivar::AtomicFile::Put& into) const;
 
     tessivar::AtomicFile file_;
     std::shared_ptr<Completions> completions_;
 
     // For `writing_` alone.
-    Encoded encoded_;                  ///< As of the last write.
+    std::vector<Place> places_;        ///< As of the last write that succeeded.
     std::optional<std::string> error_; ///< Of the last write, told to the log once.
 
     // These end first.

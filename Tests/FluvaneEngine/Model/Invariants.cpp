@@ -70,14 +70,14 @@ int active(const World& world) {
 
 bool hasSomethingThatWakesIt(const World& world, const Download& download) {
     const bool hangs = !world.files.hung.empty() || world.engine.scheduler.now() <= world.lateUntil;
-    const bool isIdle = download.transfers.empty() && !download.retry.isPending();
+    const bool isIdle = download.transfers.empty() && !download.retry->isPending();
     switch (download.record.state.kind()) {
     case StateKind::starting:
         return !isIdle || hangs || download.isMoving;
     case StateKind::downloading:
         return !isIdle || download.isMoving || (download.file ? roomFor(world, download) <= 0 : hangs);
     case StateKind::retrying:
-        return download.retry.isPending();
+        return download.retry->isPending();
     case StateKind::offline:
         return !world.manager().online();
     case StateKind::limitedNetwork:

@@ -340,7 +340,7 @@ std::string World::picture() const {
         text += fmt::format("\n  {} {}: {}, {} of {} bytes in {} pieces, {} connections; {}", record.id,
                             record.url.absoluteString(), engine.failure(record.id), download->liveBytes(),
                             record.size.value_or(-1), record.pieces.size(), download->transfers.size(),
-                            download->retry.isPending() ? "retries: " + download->retry.reason : "");
+                            download->retry->isPending() ? "retries: " + download->retry->reason : "");
     }
     return text;
 }

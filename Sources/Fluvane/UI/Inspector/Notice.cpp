@@ -33,7 +33,7 @@ constexpr int signSize = 20;
 std::string problem(const Download& download) {
     const auto& record = download.record;
     if (record.state.isWaiting(DownloadState::Wait::space)) {
-        return words::state(record.state.kind(), words::oneLine(download.retry.reason));
+        return words::state(record.state.kind(), words::oneLine(download.retry->reason));
     }
     const bool held = record.state.isWaiting(DownloadState::Wait::limitedNetwork);
     if (!needsAttention(record) && !held) {
