@@ -49,6 +49,7 @@ public:
         answerOffer = std::move(answer);
     }
     void quit() override { asked.emplace_back("quit"); }
+    void tellProblem(const std::string& sentence) override { asked.push_back("problem " + sentence); }
     void useActivationToken(const std::string& token) override { asked.push_back("token " + token); }
     std::string state() override { return "{}"; }
     void snapshot(const Pictures& into, Drawn completion) override {

@@ -48,6 +48,9 @@ public:
     /// Ends the application, after a question while downloads run.
     virtual void quit() = 0;
 
+    /// Tells, where the user looks, of something that was asked for and couldn't be done.
+    virtual void tellProblem(const std::string& sentence) = 0;
+
     /// Lets the next window that is shown come to the front on the user's behalf; may be empty.
     virtual void useActivationToken(const std::string& token) = 0;
 

@@ -363,8 +363,24 @@ void DownloadActions::removeWithFiles() {
 struct DownloadActions::Discarding {
     std::size_t left = 0;
     QStringList problems{};
+
+    [[nodiscard]] QString title() const {
+        const auto count = problems.size();
+        return count == 1
+                   ? qPhrase("The file couldn't be moved to the wastebasket, so it stays on the list.")
+                   : qPhrases("%1 file couldn't be moved to the wastebasket, so it stays on the list.",
+                              "%1 files couldn't be moved to the wastebasket, so they stay on the list.",
+                              count);
+    }
+    [[nodiscard]] QString list() const {
+        constexpr qsizetype shown = 5;
+        const auto count = problems.size();
+        const QString first = problems.mid(0, shown).join('\n');
+        return count > shown ? first + "\n" + qPhrases("and %1 more", "and %1 more", count - shown) : first;
+    }
 };
 
+/// The window may be gone when a slow wastebasket answers.
 void DownloadActions::discard(const IDs& ids) {
     const auto work = std::make_shared<Discarding>();
     std::vector<std::pair<DownloadID, URL>> files;
@@ -379,46 +395,37 @@ void DownloadActions::discard(const IDs& ids) {
     Q_EMIT removed();
     work->left = files.size();
     for (const auto& [id, file] : files) {
-        context_.files.moveToWastebasket(
-            file, [self = QPointer(this), &manager = context_.manager, work, number = id](const auto& error) {
-                if (self) {
-                    self->discarded(work, number, error);
-                } else if (!error) {
-                    manager.remove(number);
-                }
-            });
+        const auto done = [self = QPointer(this), &context = context_, work, number = id](const auto& error) {
+            discarded(context, *work, number, error);
+            if (self && !error) {
+                Q_EMIT self->removed();
+            }
+            if (--work->left == 0 && !work->problems.isEmpty()) {
+                self ? self->tell(*work)
+                     : context.windows.tellProblem((work->title() + "\n" + work->list()).toStdString());
+            }
+        };
+        context_.files.moveToWastebasket(file, done);
     }
 }
 
-/// Only what could be moved is taken off the list; the rest is told together at the end.
-void DownloadActions::discarded(const std::shared_ptr<Discarding>& work, DownloadID id,
+/// Only what could be moved is taken off the list.
+void DownloadActions::discarded(WindowContext& context, Discarding& work, DownloadID id,
                                 const std::optional<std::string>& error) {
-    const Download* const download = context_.manager.download(id);
+    const Download* const download = context.manager.download(id);
     if (!error) {
-        context_.manager.remove(id);
-        Q_EMIT removed();
+        context.manager.remove(id);
     } else if (download) {
-        work->problems.append(qPhraseIn("name and value", "%1: %2", nameOf(*download),
-                                        words::sentence(words::oneLine(*error))));
+        work.problems.append(qPhraseIn("name and value", "%1: %2", nameOf(*download),
+                                       words::sentence(words::oneLine(*error))));
     }
-    if (--work->left > 0 || work->problems.isEmpty()) {
-        return;
-    }
-    constexpr qsizetype shown = 5;
-    const auto count = work->problems.size();
-    QString list = work->problems.mid(0, shown).join('\n');
-    if (count > shown) {
-        list += "\n" + qPhrases("and %1 more", "and %1 more", count - shown);
-    }
-    auto* const box = new QMessageBox(
-        QMessageBox::Warning, "Fluvane",
-        count == 1
-            ? qPhrase("The file couldn't be moved to the wastebasket, so it stays on the list.")
-            : qPhrases("%1 file couldn't be moved to the wastebasket, so it stays on the list.",
-                       "%1 files couldn't be moved to the wastebasket, so they stay on the list.", count),
-        QMessageBox::Close, &window_);
+}
+
+void DownloadActions::tell(const Discarding& work) {
+    auto* const box =
+        new QMessageBox(QMessageBox::Warning, "Fluvane", work.title(), QMessageBox::Close, &window_);
     box->setObjectName("problem");
-    tessivar::setPlainTexts(*box, list);
+    tessivar::setPlainTexts(*box, work.list());
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->open();
 }

@@ -86,8 +86,9 @@ private:
     void ask(const Question& question, std::function<void()> agreed);
     void discard(const IDs& ids);
     struct Discarding;
-    void discarded(const std::shared_ptr<Discarding>& work, DownloadID id,
-                   const std::optional<std::string>& error);
+    static void discarded(WindowContext& context, Discarding& work, DownloadID id,
+                          const std::optional<std::string>& error);
+    void tell(const Discarding& work);
 
     WindowContext& context_;
     QWidget& window_;
