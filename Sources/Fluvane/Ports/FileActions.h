@@ -24,6 +24,11 @@ public:
     /// takes as long as the disk does.
     using IsGone = std::function<bool(const URL& file)>;
     [[nodiscard]] virtual IsGone isGone() const = 0;
+    /// Tells of a file on which volume it is by its name, a text that is the same for all on one; asks no
+    /// disk.
+    using VolumeOf = std::function<std::string(const URL& file)>;
+    /// As they are now.
+    [[nodiscard]] virtual VolumeOf volumes() const = 0;
     /// Into the wastebasket, from where it can be put back. Calls back with the reason when it can't be
     /// moved there, and then it stays where it is.
     using Completion = std::function<void(const std::optional<std::string>& error)>;

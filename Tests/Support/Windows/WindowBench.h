@@ -32,6 +32,9 @@ public:
     [[nodiscard]] IsGone isGone() const override {
         return [files = gone](const URL& file) { return files->contains(file.path()); };
     }
+    [[nodiscard]] VolumeOf volumes() const override {
+        return [](const URL& file) { return file.path().substr(0, file.path().find('/', 1)); };
+    }
     std::vector<std::string> asked;
     std::shared_ptr<std::set<std::string>> gone = std::make_shared<std::set<std::string>>(); ///< Paths.
     std::optional<std::string> trashProblem;

@@ -3,6 +3,7 @@
 
 #include "Fluvane/UI/Downloads/DownloadsWindow.h"
 #include "Fluvane/UI/Models/DownloadsFilter.h"
+#include "Fluvane/UI/Models/GoneFiles.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
 
@@ -12,6 +13,10 @@
 #include <QTabBar>
 #include <QToolButton>
 
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <latch>
 #include <map>
 #include <random>
 
@@ -408,6 +413,12 @@ TEST(DownloadsFilter, FindsByStateAndWords) {
     EXPECT_EQ(models.model.summary().attention, 3);
 }
 
+std::vector<DownloadID> ids(const DownloadManager& manager) {
+    std::vector<DownloadID> all;
+    std::ranges::transform(manager.downloads(), std::back_inserter(all), &Download::id);
+    return all;
+}
+
 /// However the list changes, what is shown is what starting over would show.
 TEST(DownloadsFilter, FollowsTheListAsIfItStartedOver) {
     SampleList list;
@@ -422,6 +433,13 @@ TEST(DownloadsFilter, FollowsTheListAsIfItStartedOver) {
             }
         },
         [&](auto id) { manager.remove(id); },
+        [&](auto id) { manager.removeForNow({id}); },
+        [&](auto) {
+            std::vector<DownloadID> some;
+            std::ranges::copy_if(ids(manager), std::back_inserter(some), [&](auto) { return pick(2) == 0; });
+            manager.removeForNow(some);
+        },
+        [&](auto) { manager.undoRemoval(); },
         [&](auto id) { manager.pause(id); },
         [&](auto id) { manager.resume(id); },
         [&](auto) { models.filter.setGroup(static_cast<StateGroup>(pick(6))); },
@@ -444,6 +462,43 @@ TEST(DownloadsFilter, FollowsTheListAsIfItStartedOver) {
         afresh.filter.setOrder(models.filter.order(), models.filter.descending());
         ASSERT_EQ(shown(models.filter), shown(afresh.filter)) << step;
     }
+}
+
+/// Of which what is on the volume "/hung" is told only after a while.
+struct HangingFiles : FakeFileActions {
+    [[nodiscard]] IsGone isGone() const override {
+        return [asked = asked, goOn = goOn](const URL& file) {
+            ++*asked;
+            if (file.path().starts_with("/hung/")) {
+                goOn->wait();
+            }
+            return true;
+        };
+    }
+    std::shared_ptr<std::atomic<int>> asked = std::make_shared<std::atomic<int>>(0);
+    std::shared_ptr<std::latch> goOn = std::make_shared<std::latch>(1);
+};
+
+TEST(GoneFiles, AVolumeThatHangsHoldsUpNoOtherAndIsAskedOnce) {
+    const HangingFiles files;
+    GoneFiles gone(files);
+    const auto finished = [](std::int64_t id, const char* path) {
+        auto record = savedRecord(id, "http://a.example/f", DownloadState::Finished());
+        record.file = URL::file(path);
+        return Download(record);
+    };
+    const auto first = finished(1, "/hung/a");
+    const auto second = finished(2, "/hung/b");
+    EXPECT_FALSE(gone.isGone(first));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return *files.asked == 1; }));
+    for (std::int64_t id = 3; id < 6; ++id) {
+        const auto other = finished(id, ("/disk" + std::to_string(id) + "/f").c_str());
+        EXPECT_FALSE(gone.isGone(second));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return gone.isGone(other); })) << "while that hangs";
+    }
+    EXPECT_EQ(*files.asked, 4);
+    files.goOn->count_down();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return gone.isGone(first) && gone.isGone(second); }));
 }
 
 } // namespace

@@ -14,10 +14,15 @@
 #include <QProcess>
 #include <QStandardPaths>
 
+#include <array>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <utility>
+#include <vector>
 
+#include <mntent.h>
 #include <unistd.h>
 
 namespace fluvane {
@@ -127,6 +132,27 @@ void LinuxFileActions::show(const URL& file) {
 
 FileActions::IsGone LinuxFileActions::isGone() const {
     return [](const URL& file) { return isNowhere(file.path()); };
+}
+
+/// The kernel's own list, which knows them without asking them.
+FileActions::VolumeOf LinuxFileActions::volumes() const {
+    std::vector<std::string> places;
+    const std::unique_ptr<FILE, decltype(&::endmntent)> list(::setmntent("/proc/self/mounts", "re"),
+                                                             &::endmntent);
+    std::array<char, 8192> text{};
+    mntent entry{};
+    while (list && ::getmntent_r(list.get(), &entry, text.data(), static_cast<int>(text.size()))) {
+        places.emplace_back(entry.mnt_dir);
+    }
+    return [places = std::move(places)](const URL& file) {
+        const auto path = file.path();
+        const std::string* longest = nullptr;
+        for (const auto& place : places) {
+            const bool isBelow = place == "/" || path == place || path.starts_with(place + "/");
+            longest = isBelow && (!longest || place.size() > longest->size()) ? &place : longest;
+        }
+        return longest ? *longest : std::string();
+    };
 }
 
 void LinuxFileActions::moveToWastebasket(const URL& file, Completion completion) {

@@ -29,6 +29,7 @@ public:
     void open(const URL& thing) override;
     void show(const URL& file) override;
     [[nodiscard]] IsGone isGone() const override;
+    [[nodiscard]] VolumeOf volumes() const override;
     /// A file that is gone already counts as moved.
     void moveToWastebasket(const URL& file, Completion completion) override;
 

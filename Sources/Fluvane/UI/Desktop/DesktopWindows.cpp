@@ -12,6 +12,7 @@
 #include "Fluvane/UI/Inspector/ChecksumDialog.h"
 #include "Fluvane/UI/Inspector/FolderChange.h"
 #include "Fluvane/UI/Inspector/RenameDialog.h"
+#include "Fluvane/UI/Models/PresentFolders.h"
 #include "Fluvane/UI/Models/SpeedHistory.h"
 #include "Fluvane/UI/NewDownload/NewDownloadWindow.h"
 #include "Fluvane/UI/NewDownload/OfferWindow.h"
@@ -90,6 +91,22 @@ void end() {
     QCoreApplication::exit();
 }
 
+/// Tells of each window that is hidden, also of those that belong to others, whose end nobody else tells of.
+class Hiding : public QObject {
+public:
+    explicit Hiding(std::function<void()> seen) : seen_(std::move(seen)) {}
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Hide && watched->isWidgetType() &&
+            static_cast<QWidget*>(watched)->isWindow()) {
+            seen_(); // it is still being hidden now
+        }
+        return false;
+    }
+
+private:
+    std::function<void()> seen_;
+};
+
 std::string running(int count) {
     return count == 1 ? phrase("One download is running.")
                       : phrases("%1 download is running.", "%1 downloads are running.", count);
@@ -127,8 +144,8 @@ void DesktopWindows::start() {
     tray_ = std::make_unique<StatusMenu>(context_, session_);
     QObject::connect(qApp, &QGuiApplication::focusWindowChanged, &feed_, [this] { noticeWhatIsSeen(); });
     QObject::connect(&feed_, &ListFeed::changed, &feed_, [this] { noticeWhatIsSeen(); });
-    QObject::connect(
-        qApp, &QGuiApplication::lastWindowClosed, &feed_, [this] { dropUnseen(); }, Qt::QueuedConnection);
+    hiding_ = std::make_unique<Hiding>([this] { QTimer::singleShot(0, &feed_, [this] { dropUnseen(); }); });
+    qApp->installEventFilter(hiding_.get());
     QTimer::singleShot(afterStart, &feed_, [] { malloc_trim(0); }); // a start takes more than it needs later
     // From now on, so that details that are opened later show what went before.
     (void)SpeedHistory::of(context_.manager, feed_);
@@ -172,17 +189,20 @@ DownloadsWindow& DesktopWindows::downloads() {
     return *downloads_;
 }
 
-/// With nothing on screen the list, which may be long, takes no memory for it.
+/// With nothing on screen windows, of which the list may be long, take no memory for it.
 void DesktopWindows::dropUnseen() {
     const auto windows = QApplication::topLevelWidgets();
     const auto isSeen = [](const QWidget* window) {
         return window->isVisible() && !window->inherits("QSystemTrayIconSys"); // the tray's own
     };
-    if (!downloads_ || std::ranges::any_of(windows, isSeen)) {
+    if ((!downloads_ && !settings_) || std::ranges::any_of(windows, isSeen)) {
         return;
     }
-    place_ = std::make_unique<DownloadsPlace>(downloads_->place());
+    if (downloads_) {
+        place_ = std::make_unique<DownloadsPlace>(downloads_->place());
+    }
     downloads_.reset();
+    settings_.reset();
     QPixmapCache::clear();
     malloc_trim(0); // much of it lies between what stays
 }
@@ -221,7 +241,6 @@ void DesktopWindows::tellProblem(const std::string& sentence) {
 
 /// Where there is no tray, nothing on screen says that it still runs.
 void DesktopWindows::downloadsClosed() {
-    QTimer::singleShot(0, &feed_, [this] { dropUnseen(); }); // it is still being closed now
     if (tray_ && tray_->isShown()) {
         return;
     }
@@ -358,13 +377,16 @@ void DesktopWindows::changeFolder(const std::vector<DownloadID>& ids) {
     if (!isAny) {
         return;
     }
-    std::ranges::for_each(passing_, [](const auto& window) { // one about others makes room
-        delete qobject_cast<FolderChange*>(window.data());
-    });
-    present(standing<FolderChange>(passing_, [&] {
-        return new FolderChange(context_, recentFolders_, ids,
-                                [this](const std::string& sentence) { tellProblem(sentence); });
-    }));
+    const auto show = [this, ids](const std::vector<URL>& there) {
+        std::ranges::for_each(passing_, [](const auto& window) { // one about others makes room
+            delete qobject_cast<FolderChange*>(window.data());
+        });
+        present(standing<FolderChange>(passing_, [&] {
+            return new FolderChange(context_, recentFolders_, ids, there,
+                                    [this](const std::string& sentence) { tellProblem(sentence); });
+        }));
+    };
+    findPresentFolders(&feed_, FolderChange::wanted(context_, recentFolders_, ids), show);
 }
 
 void DesktopWindows::quit() {

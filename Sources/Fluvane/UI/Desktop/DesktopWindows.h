@@ -64,8 +64,7 @@ public:
     void rename(DownloadID id) override;
     void changeFolder(const std::vector<DownloadID>& ids) override;
     void quit() override;
-    /// Something the user asked for that can't be done: told where they look.
-    void tellProblem(const std::string& sentence);
+    void tellProblem(const std::string& sentence) override;
     void useActivationToken(const std::string& token) override;
     [[nodiscard]] std::string state() override;
     [[nodiscard]] bool isListWatched() const override;
@@ -96,6 +95,7 @@ private:
     std::string activationToken_;
     std::unique_ptr<tessivar::Appearance> appearance_;
     std::unique_ptr<tessivar::FilePortal> portal_;
+    std::unique_ptr<QObject> hiding_; ///< Sees windows be hidden.
     std::unique_ptr<DownloadsWindow> downloads_;
     std::unique_ptr<DownloadsPlace> place_; ///< Of one that isn't there at the moment.
     std::unique_ptr<NewDownloadWindow> newDownload_;

@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QUrl>
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -33,18 +34,33 @@ std::string told(const Tally& tally) {
 
 } // namespace
 
+std::vector<URL> FolderChange::wanted(const WindowContext& context, const RecentFolders& recent,
+                                      const std::vector<DownloadID>& ids) {
+    auto folders = recent.folders();
+    if (const Download* const first = ids.empty() ? nullptr : context.manager.download(ids.front())) {
+        folders.push_back(first->record.folder);
+    }
+    return folders;
+}
+
 FolderChange::FolderChange(WindowContext& context, RecentFolders& recent, std::vector<DownloadID> ids,
-                           Tell tell)
+                           const std::vector<URL>& present, Tell tell)
     : FolderDialog(nullptr, tessivar::qPhrase("Change Folder"), {}), context_(context), recent_(recent),
       ids_(std::move(ids)), tell_(std::move(tell)) {
     setObjectName("change-folder");
     setLabelText(QFileDialog::Accept, tessivar::qPhrase("&Move Here"));
-    if (const Download* const first = ids_.empty() ? nullptr : context.manager.download(ids_.front())) {
+    const auto isPresent = [&](const URL& folder) {
+        return std::ranges::find(present, folder) != present.end();
+    };
+    const Download* const first = ids_.empty() ? nullptr : context.manager.download(ids_.front());
+    if (first && isPresent(first->record.folder)) {
         setDirectory(QFile::decodeName(first->record.folder.path().c_str()));
     }
     auto places = sidebarUrls();
     for (const URL& folder : recent.folders()) {
-        places.append(QUrl::fromLocalFile(QFile::decodeName(folder.path().c_str())));
+        if (isPresent(folder)) {
+            places.append(QUrl::fromLocalFile(QFile::decodeName(folder.path().c_str())));
+        }
     }
     setSidebarUrls(places);
     connect(this, &QFileDialog::fileSelected, this,

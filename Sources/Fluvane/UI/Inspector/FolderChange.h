@@ -21,7 +21,12 @@ class FolderChange : public tessivar::FolderDialog {
 public:
     /// Tells what couldn't be moved, after the dialog is gone; both are used until then.
     using Tell = std::function<void(const std::string& sentence)>;
-    FolderChange(WindowContext& context, RecentFolders& recent, std::vector<DownloadID> ids, Tell tell);
+    /// The dialog asks the disks of the folders that it shows, and waits for them: those `present` alone.
+    FolderChange(WindowContext& context, RecentFolders& recent, std::vector<DownloadID> ids,
+                 const std::vector<URL>& present, Tell tell);
+    /// Of these it is to be known which are there: the first download's, if any, and those chosen last.
+    [[nodiscard]] static std::vector<URL> wanted(const WindowContext& context, const RecentFolders& recent,
+                                                 const std::vector<DownloadID>& ids);
 
 private:
     void move(const URL& folder) const;

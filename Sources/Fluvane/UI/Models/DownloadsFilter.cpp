@@ -259,8 +259,12 @@ void DownloadsFilter::touch(int first, int last) {
 }
 
 void DownloadsFilter::sourceInserted(int first, int last) {
-    shown_.resize(shown_.size() + static_cast<std::size_t>(last - first + 1), -1);
-    touch(first, last); // they are appended
+    const int count = last - first + 1;
+    for (auto* const list : {&rows_, &touched_}) {
+        std::ranges::for_each(*list, [=](int& source) { source += source >= first ? count : 0; });
+    }
+    number();
+    touch(first, last);
 }
 
 void DownloadsFilter::sourceRemoving(int first, int last) {

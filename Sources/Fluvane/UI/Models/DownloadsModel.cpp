@@ -10,7 +10,6 @@
 #include "FluvaneEngine/Abilities.h"
 #include "TessivarPhrases/QtPhrases.h"
 
-#include <QFileInfo>
 #include <QMimeData>
 #include <QUrl>
 
@@ -21,6 +20,7 @@
 #include <iterator>
 #include <limits>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace fluvane {
 
@@ -91,7 +91,7 @@ DownloadsModel::Snapshot taken(const DownloadManager& manager, const Download& d
         now.left = whole(*seconds);
     }
     if (now.state == StateKind::retrying || now.state == StateKind::space) {
-        now.reason = std::hash<std::string>()(download.retry.reason);
+        now.reason = std::hash<std::string>()(download.retry->reason);
     }
     now.completed = record.completed.value_or(Date());
     return now;
@@ -177,10 +177,10 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
         progress_.reason = *reason;
     }
     if (const auto seconds = manager.retryIn(download)) {
-        progress_.reason = download.retry.reason;
+        progress_.reason = download.retry->reason;
         progress_.retryIn = seconds;
     } else if (progress_.state == StateKind::space) {
-        progress_.reason = download.retry.reason;
+        progress_.reason = download.retry->reason;
     }
     progress_.done = download.liveBytes();
     progress_.size = record.size;
@@ -293,21 +293,28 @@ void DownloadsModel::tellGone(const std::vector<DownloadID>& ids) {
 void DownloadsModel::refresh() {
     const auto list = manager_.downloads();
     removeGone(list);
-    append(list);
+    insertNew(list);
     update(list);
     count();
     Q_EMIT refreshed();
 }
 
-/// The manager's list loses entries and grows at its end, so that rows are compared with it in one walk. What
-/// comes back in its middle, after an undo, has the rows behind it made anew.
+/// The manager's list keeps its order: it loses entries, grows at its end, and gets some back in between
+/// after an undo.
 void DownloadsModel::removeGone(const std::vector<const Download*>& list) {
+    const auto isSame = [](const Row& row, const Download* download) { return row.now.id == download->id(); };
+    if (rows_.size() <= list.size() &&
+        std::equal(rows_.begin(), rows_.end(), list.begin(), list.begin() + std::ssize(rows_), isSame)) {
+        return;
+    }
+    std::unordered_set<DownloadID> there;
+    std::ranges::for_each(list, [&](const Download* download) { there.insert(download->id()); });
     std::vector<std::pair<std::size_t, std::size_t>> gaps; // first row and row past the last
-    std::size_t next = 0;
     for (std::size_t row = 0; row < rows_.size(); ++row) {
-        if (next < list.size() && list[next]->id() == rows_[row].now.id) {
-            ++next;
-        } else if (!gaps.empty() && gaps.back().second == row) {
+        if (there.contains(rows_[row].now.id)) {
+            continue;
+        }
+        if (!gaps.empty() && gaps.back().second == row) {
             ++gaps.back().second;
         } else {
             gaps.emplace_back(row, row + 1);
@@ -319,7 +326,7 @@ void DownloadsModel::removeGone(const std::vector<const Download*>& list) {
             return rows_.begin() + static_cast<std::ptrdiff_t>(row);
         };
         std::vector<Row> kept;
-        next = 0;
+        std::size_t next = 0;
         for (const auto& [first, end] : gaps) {
             std::move(rowAt(next), rowAt(first), std::back_inserter(kept));
             next = end;
@@ -351,20 +358,44 @@ bool DownloadsModel::rename(Row& row, const Download& download) {
     return true;
 }
 
-void DownloadsModel::append(const std::vector<const Download*>& list) {
-    if (list.size() <= rows_.size()) {
-        return;
+/// Each stretch of new ones by itself; where they are many, all behind the first are made anew together.
+void DownloadsModel::insertNew(const std::vector<const Download*>& list) {
+    std::size_t stretches = 0;
+    for (std::size_t at = 0; rows_.size() < list.size(); ++at) {
+        const auto isRow = [&](const Download* download) { return download->id() == rows_[at].now.id; };
+        if (at < rows_.size() && isRow(list[at])) {
+            continue;
+        }
+        auto end = list.end();
+        if (at < rows_.size() && ++stretches <= fewGaps) {
+            end = std::find_if(list.begin() + static_cast<std::ptrdiff_t>(at), list.end(), isRow);
+        }
+        if (at < rows_.size() && end == list.end()) {
+            beginRemoveRows({}, static_cast<int>(at), rowCount() - 1);
+            rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(at), rows_.end());
+            endRemoveRows();
+        }
+        insert(at, list, static_cast<std::size_t>(end - list.begin()));
     }
-    beginInsertRows({}, static_cast<int>(rows_.size()), static_cast<int>(list.size()) - 1);
-    rows_.reserve(list.size());
-    while (rows_.size() < list.size()) {
-        const Download& download = *list[rows_.size()];
-        Row row;
-        row.now = taken(manager_, download, 0);
-        rename(row, download);
-        rows_.push_back(std::move(row));
+}
+
+void DownloadsModel::insert(std::size_t first, const std::vector<const Download*>& list, std::size_t end) {
+    beginInsertRows({}, static_cast<int>(first), static_cast<int>(end) - 1);
+    std::vector<Row> made;
+    made.reserve(end - first);
+    for (std::size_t at = first; at < end; ++at) {
+        made.push_back(rowFor(*list[at]));
     }
+    rows_.insert(rows_.begin() + static_cast<std::ptrdiff_t>(first), std::move_iterator(made.begin()),
+                 std::move_iterator(made.end()));
     endInsertRows();
+}
+
+DownloadsModel::Row DownloadsModel::rowFor(const Download& download) const {
+    Row row;
+    row.now = taken(manager_, download, 0);
+    rename(row, download);
+    return row;
 }
 
 void DownloadsModel::update(const std::vector<const Download*>& list) {
@@ -521,7 +552,9 @@ QMimeData* DownloadsModel::mimeData(const QModelIndexList& indexes) const {
     QList<QUrl> files;
     for (const auto& index : indexes) {
         const QUrl file = data(index, FileRole).toUrl();
-        if (file.isValid() && QFileInfo::exists(file.toLocalFile())) {
+        const Download* const download = this->download(index.row());
+        const bool isGone = download && gone_ && gone_->isGone(*download); // asking its disk may take long
+        if (file.isValid() && !isGone) {
             files.append(file);
         }
     }

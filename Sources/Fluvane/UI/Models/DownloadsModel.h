@@ -134,7 +134,9 @@ private:
 
     static bool rename(Row& row, const Download& download);
     void removeGone(const std::vector<const Download*>& list);
-    void append(const std::vector<const Download*>& list);
+    void insertNew(const std::vector<const Download*>& list);
+    void insert(std::size_t first, const std::vector<const Download*>& list, std::size_t end);
+    [[nodiscard]] Row rowFor(const Download& download) const;
     void update(const std::vector<const Download*>& list);
     void findPlaces(std::vector<bool>& changed);
     void count();

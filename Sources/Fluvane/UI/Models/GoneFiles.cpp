@@ -5,16 +5,18 @@
 
 #include "Fluvane/UI/Models/Aside.h"
 
+#include <algorithm>
 #include <functional>
-#include <string>
+#include <iterator>
+#include <utility>
 
 namespace fluvane {
 
-GoneFiles::GoneFiles(const FileActions& files) : test_(files.isGone()) {
+GoneFiles::GoneFiles(const FileActions& files) : files_(files) {
     clock_.start();
     pause_.setSingleShot(true);
     pause_.setInterval(pause);
-    connect(&pause_, &QTimer::timeout, this, &GoneFiles::look);
+    connect(&pause_, &QTimer::timeout, this, &GoneFiles::lookAround);
 }
 
 GoneFiles& GoneFiles::of(QObject& owner, const FileActions& files) {
@@ -31,47 +33,84 @@ bool GoneFiles::isGone(const Download& download) {
     if (!record.state.is<DownloadState::Finished>() || !record.file) {
         return false;
     }
+    const auto& location = record.file->absoluteString();
+    const auto file = std::hash<std::string>()(location);
     Known& known = known_[record.id];
-    const auto file = std::hash<std::string>()(record.file->absoluteString());
     if (known.file != file) {
         known = {.file = file};
     }
-    if (clock_.elapsed() - known.askedAt >= lasting) {
+    if (!known.asked && clock_.elapsed() - known.askedAt >= lasting) {
+        known.asked = true;
         known.askedAt = clock_.elapsed();
-        asked_.emplace_back(record.id, *record.file);
-        if (!looking_ && !pause_.isActive()) {
+        waiting_.push_back({record.id, file, *record.file});
+        if (!pause_.isActive()) {
             pause_.start();
         }
     }
     return known.gone;
 }
 
-void GoneFiles::look() {
-    looking_ = true;
-    aside::run(this, [this, test = test_, asked = std::exchange(asked_, {})]() -> aside::Finish {
+/// A volume that hasn't answered isn't asked again until it does.
+void GoneFiles::lookAround() {
+    forgetOld();
+    const auto volumeOf = files_.volumes();
+    std::map<std::string, std::vector<Asked>> asked;
+    for (const auto& one : std::exchange(waiting_, {})) {
+        const auto volume = volumeOf(one.location);
+        const bool canAsk = asked.contains(volume) || looking_.size() + asked.size() < mostLooks;
+        (canAsk && !looking_.contains(volume) ? asked[volume] : waiting_).push_back(one);
+    }
+    for (auto& [volume, some] : asked) {
+        look(volume, std::move(some));
+    }
+}
+
+void GoneFiles::look(const std::string& volume, std::vector<Asked> asked) {
+    looking_.insert(volume);
+    aside::run(this, [this, volume, test = files_.isGone(), asked = std::move(asked)]() -> aside::Finish {
         Answers answers;
-        for (const auto& [id, file] : asked) {
-            answers.emplace_back(id, test(file));
+        for (const auto& one : asked) {
+            answers.emplace_back(one, test(one.location));
         }
-        return [this, answers = std::move(answers)] { take(answers); };
+        return [this, volume, answers = std::move(answers)] { take(volume, answers); };
     });
 }
 
-void GoneFiles::take(const Answers& answers) {
-    looking_ = false;
+void GoneFiles::take(const std::string& volume, const Answers& answers) {
+    looking_.erase(volume);
     std::vector<DownloadID> others;
-    for (const auto& [id, gone] : answers) {
-        Known& known = known_[id];
-        if (std::exchange(known.gone, gone) != gone) {
-            others.push_back(id);
+    for (const auto& [asked, gone] : answers) {
+        const auto known = known_.find(asked.id);
+        if (known == known_.end() || known->second.file != asked.file) {
+            continue; // it has another file by now
+        }
+        known->second.asked = false;
+        if (std::exchange(known->second.gone, gone) != gone) {
+            others.push_back(asked.id);
         }
     }
-    if (!asked_.empty()) {
+    if (!waiting_.empty()) {
         pause_.start();
     }
     if (!others.empty()) {
         Q_EMIT changed(others);
     }
+}
+
+/// Those that were asked about the longest ago; what hangs is remembered, as it isn't to be asked again.
+void GoneFiles::forgetOld() {
+    if (known_.size() <= mostKnown) {
+        return;
+    }
+    std::vector<qint64> times;
+    for (const auto& [id, known] : known_) {
+        times.push_back(known.askedAt);
+    }
+    const auto middle = times.begin() + std::ssize(times) / 2;
+    std::ranges::nth_element(times, middle);
+    std::erase_if(known_, [before = *middle](const auto& entry) {
+        return !entry.second.asked && entry.second.askedAt < before;
+    });
 }
 
 } // namespace fluvane

@@ -12,19 +12,25 @@
 
 #include <cstddef>
 #include <map>
+#include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
 namespace fluvane {
 
 /// Which finished files aren't where they were put anymore, as far as anybody looks at them. Disks are asked
-/// aside, some together: one that hangs leaves what is known as it is. The main queue's.
+/// aside, the files of each volume together: where one hangs, what is known of it stays as it is until it
+/// answers, and others go on. The main queue's.
 class GoneFiles : public QObject {
     Q_OBJECT
 
 public:
-    static constexpr int pause = 200;      ///< Milliseconds in which questions are gathered.
-    static constexpr int lasting = 10'000; ///< Milliseconds that an answer isn't asked for again.
+    static constexpr int pause = 200;            ///< Milliseconds in which questions are gathered.
+    static constexpr int lasting = 10'000;       ///< Milliseconds that an answer isn't asked for again.
+    static constexpr std::size_t mostLooks = 16; ///< Volumes at once; hanging ones count.
+    /// Files that are remembered, of those asked about last: many more than a window has rows.
+    static constexpr std::size_t mostKnown = 2000;
 
     explicit GoneFiles(const FileActions& files);
     /// The one that belongs to that object, made when it is first asked for.
@@ -40,17 +46,25 @@ private:
     struct Known {
         std::size_t file = 0; ///< Stands for its location.
         bool gone = false;
+        bool asked = false; ///< The answer is yet to come.
         qint64 askedAt = -lasting;
     };
-    using Answers = std::vector<std::pair<DownloadID, bool>>;
-    void look();
-    void take(const Answers& answers);
+    struct Asked {
+        DownloadID id;
+        std::size_t file;
+        URL location;
+    };
+    using Answers = std::vector<std::pair<Asked, bool>>;
+    void lookAround();
+    void look(const std::string& volume, std::vector<Asked> asked);
+    void take(const std::string& volume, const Answers& answers);
+    void forgetOld();
 
-    FileActions::IsGone test_;
+    const FileActions& files_;
     QElapsedTimer clock_;
     QTimer pause_;
-    bool looking_ = false;
-    std::vector<std::pair<DownloadID, URL>> asked_;
+    std::vector<Asked> waiting_;
+    std::set<std::string> looking_; ///< Volumes that haven't answered yet.
     std::map<DownloadID, Known> known_;
 };
 

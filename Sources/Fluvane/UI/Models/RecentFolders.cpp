@@ -3,7 +3,7 @@
 
 #include "Fluvane/UI/Models/RecentFolders.h"
 
-#include "Fluvane/UI/Models/Aside.h"
+#include "Fluvane/UI/Models/PresentFolders.h"
 #include "TessivarCore/Log.h"
 
 #include <nlohmann/json.hpp>
@@ -19,15 +19,6 @@ namespace fluvane {
 namespace {
 
 constexpr std::size_t longestFile = 65'536; ///< Bytes; six paths are far shorter.
-
-std::vector<URL> present(const std::vector<URL>& folders) {
-    std::vector<URL> found;
-    std::ranges::copy_if(folders, std::back_inserter(found), [](const URL& folder) {
-        std::error_code unknown;
-        return std::filesystem::is_directory(folder.path(), unknown);
-    });
-    return found;
-}
 
 /// A path of bytes that are no UTF-8 can't be written as JSON; as a location it can.
 std::string encoded(const std::vector<URL>& folders) {
@@ -63,9 +54,7 @@ void RecentFolders::add(const URL& folder) {
 }
 
 void RecentFolders::findPresent(QObject* context, std::function<void(std::vector<URL>)> completion) const {
-    aside::run(context, [folders = folders_, completion = std::move(completion)]() -> aside::Finish {
-        return [completion, found = present(folders)] { completion(found); };
-    });
+    findPresentFolders(context, folders_, std::move(completion));
 }
 
 void RecentFolders::load() {

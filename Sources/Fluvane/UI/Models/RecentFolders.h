@@ -26,9 +26,8 @@ public:
     [[nodiscard]] const std::vector<URL>& folders() const { return folders_; }
     /// Puts the folder first. Where the file can't be written it is remembered until the end of the process.
     void add(const URL& folder);
-    /// Calls back with those that are there now, unless the context is gone; never waits for a disk itself,
-    /// and never calls back while one doesn't answer. A folder that is missing, maybe on a drive that isn't
-    /// plugged in, is not forgotten.
+    /// Calls back with those that are there now (see `findPresentFolders`). A folder that is missing, maybe
+    /// on a drive that isn't plugged in, is not forgotten.
     void findPresent(QObject* context, std::function<void(std::vector<URL>)> completion) const;
 
 private:
