@@ -370,7 +370,10 @@ std::string placeInLine(std::int64_t place) {
 
 std::string line(const Progress& progress) {
     if (!progress.movingTo.empty()) {
-        return phrase("Moving the file to %1", oneLine(progress.movingTo));
+        const auto to = oneLine(progress.movingTo);
+        return progress.percentMoved < 0
+                   ? phrase("Moving the file to %1", to)
+                   : phrase("Moving the file to %1, %2", to, percent(progress.percentMoved / 100.0));
     }
     switch (progress.state) {
     case StateKind::finished:

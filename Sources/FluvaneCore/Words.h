@@ -61,6 +61,7 @@ struct Progress {
     std::string_view when{};                   ///< When it finished, as `when` says it; empty: not told.
     bool prioritized = false;
     std::string_view movingTo{}; ///< Where its file is on the way to, as shown; empty: it isn't.
+    int percentMoved = -1;       ///< While it is copied there; below 0: it isn't.
     bool isGone = false;         ///< The finished file isn't there anymore.
 };
 /// 0 to 1, absent while it can't be known.

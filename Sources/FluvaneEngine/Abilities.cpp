@@ -183,6 +183,7 @@ Abilities abilities(const Download& download) {
     can.stopPrioritizing = download.isPrioritized() && !state.isDone();
     can.changeLink = !finished && !ending;
     can.move = !state.is<State::Finishing>() && !download.isMoving && (!finished || record.file);
+    can.stopMoving = download.percentMoved >= 0;
     can.open = finished && record.file;
     can.show = can.open || (!finished && record.partial && !record.pieces.empty());
     can.removeFile = can.open;

@@ -43,6 +43,7 @@ struct Abilities {
     bool stopPrioritizing = false;
     bool changeLink = false;
     bool move = false;       ///< To another folder, or to get another name.
+    bool stopMoving = false; ///< Its file is on the way to another disk, which takes a while.
     bool open = false;       ///< It has a finished file, which may have been moved since.
     bool show = false;       ///< There is a file to show in its folder, finished or not.
     bool removeFile = false; ///< Apart from taking it off the list, which is always possible.

@@ -125,6 +125,7 @@ public:
     int unanswered = 0;  ///< Connections given up without an answer, since one was answered.
     Token refusedUpTo{}; ///< Connections up to this one belong to a refusal that was dealt with.
     bool allowedOnLimitedNetwork = false;
+    int percentMoved = -1;       ///< Of its file, while that is copied to another disk; below 0: it isn't.
     bool isMoving = false;       ///< Its file is on the way to another place: it goes on only from there.
     bool hadFile = false;        ///< Its unfinished file was created or opened in this run.
     bool goesOnByItself = false; ///< After a start, without anybody having asked for it since.

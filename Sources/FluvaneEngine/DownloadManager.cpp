@@ -428,6 +428,11 @@ void DownloadManager::move(DownloadID id, const std::optional<URL>& folder,
     }
 }
 
+void DownloadManager::stopMoving(DownloadID id) {
+    const auto turn = engine_->turns.open();
+    engine_->mover.stop(id);
+}
+
 void DownloadManager::setChecksum(DownloadID id, const std::optional<Checksum>& checksum) {
     const auto turn = engine_->turns.open();
     Download* const download = find(id);

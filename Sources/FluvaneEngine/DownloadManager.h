@@ -112,6 +112,9 @@ public:
     /// turn, which may take as long as a copy to another disk, unless the download is removed before.
     void move(DownloadID id, const std::optional<URL>& folder, const std::optional<std::string>& name,
               Moved then);
+    /// Ends a copy to another disk; everything stays where it was, which the move tells as a failure. One
+    /// that is through already stays moved.
+    void stopMoving(DownloadID id);
     void setChecksum(DownloadID id, const std::optional<Checksum>& checksum);
 
     /// From the platform's network watch.

@@ -9,6 +9,7 @@
 #include "FluvaneEngine/Starter.h"
 #include "TessivarPhrases/Phrases.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -20,6 +21,7 @@ using State = DownloadState;
 namespace {
 
 constexpr int mostNamesTried = 20;
+constexpr double lookInterval = 0.5; ///< Seconds between looks at how far a copy is.
 constexpr const char* givenUp = tessivar::markedIn("kept", "It was given up.");
 
 /// Whether it has a file that goes with it, and can go now. One that the server would send from the start
@@ -28,6 +30,11 @@ bool hasFileToMove(const DownloadRecord& record) {
     return record.state.is<State::Finished>()
                ? record.file.has_value()
                : !record.state.is<State::Verifying>() && Starter::mayCarryOn(record);
+}
+
+/// That a copy has to take along.
+std::int64_t bytesOf(const DownloadRecord& record) {
+    return record.file ? record.size.value_or(0) : record.doneBytes();
 }
 
 } // namespace
@@ -169,7 +176,7 @@ void Mover::look(Download& download, const WorkPointer& work, const Found& found
 /// A copy to a disk without room for it would only take the room of others there.
 void Mover::announce(Download& download, const WorkPointer& work, const WrittenFile& written) {
     const auto& record = download.record;
-    const auto needed = record.file ? record.size.value_or(0) : record.doneBytes();
+    const auto needed = bytesOf(record);
     const auto& space = work->space;
     if (space && space->device != written.identity.device && space->free < needed) {
         const tessivar::InEnglish english; // as all sentences of failures
@@ -204,12 +211,30 @@ void Mover::send(Download& download, const WorkPointer& work, const WrittenFile&
          .origin = isFinished ? std::optional(FileOrigin{.url = record.url, .referrer = record.referrer})
                               : std::nullopt,
          .length = isFinished ? std::nullopt : record.size,
-         .isGivenUp = work->isGivenUp},
+         .isGivenUp = work->isGivenUp,
+         .copied = work->copied},
         turns_.later([this, work](const Outcome<std::optional<URL>>& location) {
             if (Download* const moving = current(work)) {
                 sent(*moving, work, location);
             }
         }));
+    follow(work);
+}
+
+/// Shows how far it is.
+void Mover::follow(const WorkPointer& work) {
+    scheduler_->after(lookInterval, turns_.later([this, work] {
+        Download* const moving = current(work);
+        if (!moving || !moving->record.moving) {
+            return;
+        }
+        const auto copied = std::min(work->copied->load(), bytesOf(moving->record));
+        const int percent = copied > 0 ? static_cast<int>(copied * 100 / bytesOf(moving->record)) : -1;
+        if (std::exchange(moving->percentMoved, percent) != percent) {
+            turns_.progressed();
+        }
+        follow(work);
+    }));
 }
 
 void Mover::sent(Download& download, const WorkPointer& work, const Outcome<std::optional<URL>>& location) {
@@ -279,6 +304,7 @@ void Mover::end(Download& download, const WorkPointer& work, const Outcome<std::
     works_.erase(work->id);
     download.record.moving.reset();
     download.isMoving = false;
+    download.percentMoved = -1;
     disk_.letGo(work->id, work->file);
     turns_.changed();
     if (work->whenGivenUp) {
@@ -324,6 +350,12 @@ bool Mover::giveUp(Download& download, std::function<void(Download&)> then) {
     found->second->isGivenUp->store(true);
     found->second->whenGivenUp = std::move(then);
     return true;
+}
+
+void Mover::stop(DownloadID id) {
+    if (const auto found = works_.find(id); found != works_.end()) {
+        found->second->isGivenUp->store(true);
+    }
 }
 
 void Mover::endAll() {

@@ -38,6 +38,9 @@ public:
     /// Without a folder or a name that stays. Calls back on a later turn, unless the download was removed.
     void move(Download& download, const std::optional<URL>& folder, const std::optional<std::string>& name,
               Moved then);
+    /// Ends a copy under way, as a failure that leaves all as it was. What has come to its end already is
+    /// moved.
+    void stop(DownloadID id);
     /// A move that the last run didn't get to the end of.
     void goOn(Download& download);
     /// Gives up a move under way and calls back once nothing touches the file anymore. False when there is
@@ -54,6 +57,7 @@ private:
         Moved then;
         std::shared_ptr<std::atomic<bool>> isGivenUp = std::make_shared<std::atomic<bool>>(false);
         std::function<void(Download&)> whenGivenUp{};
+        std::shared_ptr<std::atomic<std::int64_t>> copied = std::make_shared<std::atomic<std::int64_t>>(0);
         std::shared_ptr<PieceFile> file{}; ///< The unfinished one, held open.
         std::optional<Space> space{};      ///< In the new folder.
         int triesLeft;
@@ -87,6 +91,7 @@ private:
     [[nodiscard]] static Found finishedFile(FileStore& files, const DownloadRecord& record);
     void announce(Download& download, const WorkPointer& work, const WrittenFile& written);
     void send(Download& download, const WorkPointer& work, const WrittenFile& written);
+    void follow(const WorkPointer& work);
     void sent(Download& download, const WorkPointer& work, const Outcome<std::optional<URL>>& location);
     void land(Download& download, const WorkPointer& work);
     void arrived(Download& download, const WorkPointer& work, const Landed& landed);

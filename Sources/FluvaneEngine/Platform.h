@@ -217,6 +217,7 @@ struct MoveTarget {
     /// Of what isn't written whole yet, where a part that nothing was written to costs nothing.
     std::optional<std::int64_t> length{};
     std::shared_ptr<const std::atomic<bool>> isGivenUp{}; ///< Once set, a copy ends soon, as a failure.
+    std::shared_ptr<std::atomic<std::int64_t>> copied{};  ///< Bytes so far, where it takes a copy.
 };
 
 /// One running request. Sends at most one response, then progress at most every 0.25 s, then exactly one end

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "FluvaneEngine/Abilities.h"
 #include "Support/Engine.h"
 
 #include <gmock/gmock.h>
@@ -120,6 +121,22 @@ TEST(Mover, ARemovalOnTheWayLeavesNoFile) {
         EXPECT_TRUE(engine.files->paths().empty());
         EXPECT_TRUE(engine.store->saved.empty());
     }
+}
+
+TEST(Mover, ACopyTellsHowFarItIsAndCanBeStopped) {
+    Moving engine("finished");
+    std::string told;
+    engine.manager->move(1_id, elsewhere, std::nullopt, [&](const auto& outcome) { told = outcome.error(); });
+    engine.manager->stopMoving(1_id);
+    EXPECT_TRUE(engine.scheduler.runUntilTrue([&] { return !told.empty(); }, 60));
+    EXPECT_EQ(told, "It was given up.");
+    EXPECT_EQ(engine.record(1_id).file, URL::file("/downloads/f.bin"));
+    const Download& download = *engine.manager->download(1_id);
+    engine.manager->move(1_id, elsewhere, std::nullopt, {});
+    EXPECT_TRUE(engine.scheduler.runUntilTrue([&] { return download.percentMoved == 50; }, 60));
+    EXPECT_TRUE(abilities(download).stopMoving);
+    EXPECT_TRUE(engine.scheduler.runUntilTrue([&] { return !download.isMoving; }, 60));
+    EXPECT_FALSE(abilities(download).stopMoving);
 }
 
 } // namespace

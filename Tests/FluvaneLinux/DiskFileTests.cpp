@@ -254,11 +254,25 @@ TEST_F(DiskFileTest, ACopyToAnotherDiskKeepsItsHolesAndItsMark) {
     file->write(bytes("end"), at);
     const auto name = folder.path().filename().string();
     std::optional<Outcome<std::optional<URL>>> outcome;
-    store.move(this->at("a.part"), {file->identity(), size, 1_id, file},
-               {.folder = URL::folder(memory), .name = name, .length = size + 7},
-               [&](const auto& result) { outcome = result; });
-    ASSERT_TRUE(queue.runUntil([&] { return outcome.has_value(); }));
+    const auto counted = std::make_shared<std::atomic<std::int64_t>>(0);
+    const auto move = [&](bool isGivenUp) {
+        outcome.reset();
+        store.move(this->at("a.part"), {file->identity(), size, 1_id, file},
+                   {.folder = URL::folder(memory),
+                    .name = name,
+                    .length = size + 7,
+                    .isGivenUp = std::make_shared<const std::atomic<bool>>(isGivenUp),
+                    .copied = counted},
+                   [&](const auto& result) { outcome = result; });
+        return queue.runUntil([&] { return outcome.has_value(); });
+    };
+    ASSERT_TRUE(move(true));
+    EXPECT_FALSE(outcome->ok());
+    EXPECT_TRUE(store.exists(this->at("a.part")));
+    EXPECT_FALSE(store.exists(URL::file(std::string(memory) + "/" + name)));
+    ASSERT_TRUE(move(false));
     ASSERT_TRUE(outcome->ok()) << outcome->error();
+    EXPECT_GE(*counted, 6);
     const auto copy = store.open(*outcome->value());
     ::stat(outcome->value()->path().c_str(), &copied);
     EXPECT_EQ(copied.st_size, size + 7);

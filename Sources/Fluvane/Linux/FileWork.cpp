@@ -359,6 +359,9 @@ void FileMove::copyBytes(int from, std::int64_t count, int to) const {
         }
         tessivar::writeFully(to, std::span<const std::byte>(buffer).first(got));
         count -= static_cast<std::int64_t>(got);
+        if (target_.copied) {
+            *target_.copied += static_cast<std::int64_t>(got);
+        }
     }
 }
 

@@ -73,6 +73,7 @@ DownloadActions::DownloadActions(WindowContext& context, QWidget& window)
     rename_ = make("rename", qPhrase("Ren&ame…"), "edit", &DownloadActions::rename);
     changeFolder_ =
         make("change-folder", qPhrase("Chan&ge Folder…"), "folder", &DownloadActions::changeFolder);
+    stopMoving_ = make("stop-moving", qPhrase("&Stop Moving"), "close", &DownloadActions::stopMoving);
     changeLink_ = make("change-link", qPhrase("Change &Link…"), "link", &DownloadActions::changeLink);
     checksum_ = make("checksum", qPhrase("C&hecksum…"), "checksum", &DownloadActions::editChecksum);
     copy_ = make("copy-link", qPhrase("&Copy Link"), "copy", &DownloadActions::copyLinks);
@@ -150,6 +151,7 @@ void DownloadActions::update(const IDs& selected) {
         some.stopPrioritizing |= can.stopPrioritizing;
         some.changeLink |= can.changeLink;
         some.move |= can.move;
+        some.stopMoving |= can.stopMoving;
         some.open |= can.open;
         some.show |= can.show;
         some.removeFile |= can.removeFile;
@@ -166,6 +168,7 @@ void DownloadActions::update(const IDs& selected) {
     checksum_->setVisible(found == 1);
     rename_->setVisible(some.move && found == 1);
     changeFolder_->setVisible(some.move);
+    stopMoving_->setVisible(some.stopMoving);
     copy_->setVisible(found > 0);
     copy_->setText(found > 1 ? qPhrase("&Copy Links") : qPhrase("&Copy Link"));
     open_->setVisible(some.open);
@@ -240,6 +243,12 @@ void DownloadActions::changeLink() {
 void DownloadActions::editChecksum() {
     for (const auto id : numbers(any)) {
         context_.windows.editChecksum(id);
+    }
+}
+
+void DownloadActions::stopMoving() {
+    for (const auto id : numbers(having(&Abilities::stopMoving))) {
+        context_.manager.stopMoving(id);
     }
 }
 

@@ -74,6 +74,7 @@ private:
     void changeLink();
     void editChecksum();
     void rename();
+    void stopMoving();
     void changeFolder();
     void copyLinks();
     void open();
@@ -103,6 +104,7 @@ private:
     QAction* changeLink_;
     QAction* checksum_;
     QAction* rename_;
+    QAction* stopMoving_;
     QAction* changeFolder_;
     QAction* copy_;
     QAction* open_;

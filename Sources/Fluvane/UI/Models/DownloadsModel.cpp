@@ -77,6 +77,7 @@ DownloadsModel::Snapshot taken(const DownloadManager& manager, const Download& d
     now.needsAttention = needsAttention(record);
     now.prioritized = download.isPrioritized();
     now.moving = record.moving.has_value();
+    now.percentMoved = download.percentMoved;
     now.checksum = checksumState(record);
     now.size = record.size.value_or(-1);
     now.queueKey = record.queueKey();
@@ -201,6 +202,7 @@ DownloadWords::DownloadWords(const DownloadManager& manager, const Download& dow
     if (record.moving) {
         movingTo_ = folderText(record.moving->folder);
         progress_.movingTo = movingTo_;
+        progress_.percentMoved = download.percentMoved;
     }
     progress_.isGone = isGone;
     progress_.folder = folder_;

@@ -77,6 +77,7 @@ public:
         bool needsAttention = false; ///< Also a finished one, whose file isn't the expected one.
         bool prioritized = false;
         bool moving = false;
+        int percentMoved = -1;
         int checksum = 0;
         int connections = 0;
         std::int64_t done = 0;
