@@ -68,7 +68,7 @@ std::string failureOf(const auto& work) {
 TEST(RecordDigest, TellsApartByEachField) {
     const auto full = fullRecord();
     const Json json = coding::encode(full);
-    EXPECT_EQ(digest(full), digest(decode<DownloadRecord>(json)));
+    EXPECT_EQ(digest(full), digest(coding::decode<DownloadRecord>(json)));
     const std::map<std::string, Json> others = {{"id", 3},
                                                 {"url", "https://files.test/b"},
                                                 {"folder", "file:///tmp/"},
@@ -80,7 +80,7 @@ TEST(RecordDigest, TellsApartByEachField) {
         Json changed = json;
         const auto other = others.find(key);
         changed[key] = other == others.end() ? Json() : other->second;
-        EXPECT_NE(digest(full), digest(decode<DownloadRecord>(changed))) << key;
+        EXPECT_NE(digest(full), digest(coding::decode<DownloadRecord>(changed))) << key;
     }
 }
 

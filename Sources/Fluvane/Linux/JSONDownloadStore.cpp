@@ -82,6 +82,12 @@ std::vector<std::size_t> syncAll(const std::vector<std::shared_ptr<PieceFile>>& 
     return failed;
 }
 
+/// Of a record, with its hash.
+struct Text {
+    std::string_view text;
+    std::size_t hash;
+};
+
 /// Thrown for a record whose text isn't where it was.
 struct NeedsAll : std::exception {};
 
@@ -93,7 +99,8 @@ public:
     Former(const std::filesystem::path& file, const std::vector<Place>& places)
         : file_(file), places_(places), next_(places.begin()) {}
 
-    [[nodiscard]] std::string textOf(DownloadID id) {
+    /// Good until the next one is asked for.
+    [[nodiscard]] Text textOf(DownloadID id) {
         const auto has = [id](const Place& place) { return place.id == id; };
         auto found = std::find_if(next_, places_.end(), has);
         if (found == places_.end()) {
@@ -103,20 +110,20 @@ public:
             }
         }
         next_ = std::next(found);
-        auto text = read(*found);
-        if (std::hash<std::string>()(text) != found->hash) {
+        const auto text = read(*found);
+        if (std::hash<std::string_view>()(text) != found->hash) {
             throw NeedsAll();
         }
-        return text;
+        return {.text = text, .hash = found->hash};
     }
 
 private:
-    std::string read(const Place& place) {
+    std::string_view read(const Place& place) {
         const auto inChunk = place.at - chunkAt_;
         if (inChunk < 0 || inChunk + static_cast<std::int64_t>(place.length) > std::ssize(chunk_)) {
             fetch(place);
         }
-        return chunk_.substr(static_cast<std::size_t>(place.at - chunkAt_), place.length);
+        return std::string_view(chunk_).substr(static_cast<std::size_t>(place.at - chunkAt_), place.length);
     }
     void fetch(const Place& place) {
         if (!descriptor_.isOpen()) {
@@ -293,12 +300,16 @@ std::vector<JSONDownloadStore::Place> JSONDownloadStore::put(const Records& reco
     };
     std::vector<Place> places;
     places.reserve(records.size());
-    std::string text;
+    std::string anew;
     write("{\n  \"downloads\": [");
     for (const auto& one : records) {
         write(places.empty() ? "\n    " : ",\n    ");
-        text = one.record ? encodedText(*one.record) : former.textOf(one.id);
-        places.push_back({one.id, at, text.size(), std::hash<std::string>()(text)});
+        if (one.record) {
+            anew = encodedText(*one.record);
+        }
+        const auto [text, hash] =
+            one.record ? Text{.text = anew, .hash = std::hash<std::string>()(anew)} : former.textOf(one.id);
+        places.push_back({.id = one.id, .at = at, .length = text.size(), .hash = hash});
         write(text);
     }
     write(records.empty() ? "],\n  \"version\": 1\n}\n" : "\n  ],\n  \"version\": 1\n}\n");
