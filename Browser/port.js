@@ -6,12 +6,19 @@
 import { browser } from "./browser.js";
 
 const host = "org.fluvane.fluvane";
+const secondsToCross = 3;
 const listeners = new Map(); // by the offer, or "" for the status
 
 let port = null;
+let stray = () => {};
 
 function heard(message) {
-  listeners.get(message?.offer ?? "")?.(message);
+  (listeners.get(message?.offer ?? "") ?? stray)(message);
+}
+
+// What is said of offers that nobody listens to anymore.
+export function listenToStray(listener) {
+  stray = listener;
 }
 
 function ended() {
@@ -57,10 +64,12 @@ export function say(message) {
   }
 }
 
-// Without a connection there is nobody who would wait for an answer.
+// Without a connection there is nobody who would wait for an answer. What crosses it on the way is still heard.
 export function withdraw(offer) {
   if (port) {
+    const listener = listeners.get(offer);
     say({ type: "withdraw", offer });
+    setTimeout(() => listeners.get(offer) === listener && listener?.(null), secondsToCross * 1000);
   }
 }
 

@@ -5,7 +5,7 @@
 // kept until it has arrived, over the end of the browser too.
 
 import { browser } from "./browser.js";
-import { ask, forget } from "./port.js";
+import { ask, forget, listenToStray } from "./port.js";
 
 const prefix = "verdict-";
 const longest = 7 * 24 * 60 * 60 * 1000;
@@ -33,6 +33,9 @@ async function deliver(offer, token, canceled) {
   }
   ours.delete(offer);
 }
+
+// Agreed too late.
+listenToStray((message) => message?.type === "agreed" && decide(message.offer, message.token, false));
 
 // Cancels and erases what is left of it; tells whether the file isn't in the browser.
 export async function cancel(id) {

@@ -31,7 +31,6 @@ struct Browser {
 
 constexpr Browser browsers[] = {
     {.family = Family::firefox, .isBelowHome = true, .folder = ".mozilla", .isAlways = true},
-    {.family = Family::firefox, .isBelowHome = false, .folder = "mozilla"},
     {.family = Family::firefox, .isBelowHome = true, .folder = ".librewolf"},
     {.family = Family::firefox, .isBelowHome = true, .folder = ".waterfox"},
     {.family = Family::chromium, .isBelowHome = false, .folder = "chromium", .isAlways = true},
