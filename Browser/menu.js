@@ -29,13 +29,17 @@ function selectedLinks() {
   return chosen.concat(selection.toString().match(/https?:\/\/[^\s<>"']+/g) ?? []);
 }
 
-async function linksOf(info, tab) {
-  if (info.linkUrl || info.srcUrl) {
-    return [info.linkUrl ?? info.srcUrl];
-  }
+async function selectionsLinks(info, tab) {
   const target = { tabId: tab.id, frameIds: [info.frameId ?? 0] };
   const [found] = await browser.scripting.executeScript({ target, func: selectedLinks });
   return found?.result ?? [];
+}
+
+// All of a selection, also when it is opened on one of its links; else that link or what is shown there.
+async function linksOf(info, tab) {
+  const one = info.linkUrl ?? info.srcUrl;
+  const selected = info.selectionText ? await selectionsLinks(info, tab).catch(() => []) : [];
+  return one && !selected.includes(one) ? [one] : selected;
 }
 
 async function made(links, info, tab) {
@@ -71,7 +75,7 @@ export async function clicked(info, tab) {
   if (info.menuItemId !== item) {
     return;
   }
-  const links = [...new Set((await linksOf(info, tab).catch(() => [])).filter(isWeb))].slice(0, mostLinks);
+  const links = [...new Set((await linksOf(info, tab)).filter(isWeb))].slice(0, mostLinks);
   if (links.length === 0) {
     tell(text("noLinks"));
   } else {
