@@ -3,6 +3,7 @@
 
 /// How a connection's request is put to the transfer library.
 
+#include "Fluvane/Linux/Transport/CookieLine.h"
 #include "Fluvane/Linux/Transport/ReadAhead.h"
 #include "Fluvane/Linux/Transport/TransferConnection.h"
 
@@ -61,11 +62,14 @@ void TransferConnection::setUp() {
     curl_easy_setopt(easy, CURLOPT_NOBODY, transfer_->request().headOnly ? 1L : 0L);
     setUpSecurity();
     addHeaders();
+    if (transfer_->request().session) {
+        addSession(*transfer_->request().session);
+    }
 
     curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
     curl_easy_setopt(
         easy, CURLOPT_PREREQFUNCTION, +[](void* self, char*, char*, int, int) noexcept -> int {
-            static_cast<TransferConnection*>(self)->requestSent();
+            static_cast<TransferConnection*>(self)->aboutToAsk();
             return CURL_PREREQFUNC_OK;
         });
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
@@ -93,30 +97,69 @@ void TransferConnection::setUpSecurity() {
 
 void TransferConnection::addHeaders() {
     const auto& request = transfer_->request();
-    addHeader("Accept-Encoding: identity");
+    add(headers_, "Accept-Encoding: identity");
     if (request.from) {
-        addHeader(fmt::format("Range: bytes={}-{}", *request.from,
-                              request.to ? std::to_string(*request.to) : std::string()));
+        add(headers_, fmt::format("Range: bytes={}-{}", *request.from,
+                                  request.to ? std::to_string(*request.to) : std::string()));
     }
     if (request.ifRange) {
-        addHeader("If-Range: " + *request.ifRange);
+        add(headers_, "If-Range: " + *request.ifRange);
     }
     if (request.referrer) {
-        addHeader("Referer: " + refererText(*request.referrer));
+        add(headers_, "Referer: " + refererText(*request.referrer));
     }
     curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, headers_.get());
 }
 
-void TransferConnection::addHeader(const std::string& line) {
+void TransferConnection::add(Headers& headers, const std::string& line) {
     if (!fitsInHeader(line)) {
         return;
     }
-    auto* const longer = curl_slist_append(headers_.get(), line.c_str());
+    auto* const longer = curl_slist_append(headers.get(), line.c_str());
     if (!longer) {
         throw std::bad_alloc();
     }
-    static_cast<void>(headers_.release());
-    headers_.reset(longer);
+    static_cast<void>(headers.release());
+    headers.reset(longer);
+}
+
+// The session
+
+/// What holds for cookies and logins after redirects is the library's to keep; for headers see `aboutToAsk`.
+void TransferConnection::addSession(const Session& session) {
+    for (const auto& cookie : session.cookies) {
+        if (const auto line = cookieLine(cookie)) {
+            curl_easy_setopt(handle(), CURLOPT_COOKIELIST, line->c_str());
+        }
+    }
+    if (session.userAgent && fitsInHeader(*session.userAgent)) {
+        curl_easy_setopt(handle(), CURLOPT_USERAGENT, session.userAgent->c_str());
+    }
+    if (!session.headers.empty()) {
+        for (const auto* own = headers_.get(); own; own = own->next) {
+            add(originHeaders_, own->data);
+        }
+        for (const auto& [name, value] : session.headers) {
+            add(originHeaders_, value.empty() ? name + ";" : name + ": " + value); // the library's way
+        }
+    }
+    addLogin(session);
+}
+
+/// Elsewhere than at its origin nobody gets it: the library keeps to where it began.
+void TransferConnection::addLogin(const Session& session) {
+    const URL& url = transfer_->request().url;
+    hasLogin_ = session.login && url.origin() == session.origin;
+    if (!hasLogin_) {
+        return;
+    }
+    const bool isBasic = context_.basicOrigins.contains(session.origin);
+    // Those in the link would go before these.
+    curl_easy_setopt(handle(), CURLOPT_URL, url.withoutCredentials().absoluteString().c_str());
+    curl_easy_setopt(handle(), CURLOPT_USERNAME, session.login->user.c_str());
+    curl_easy_setopt(handle(), CURLOPT_PASSWORD, session.login->password.c_str());
+    curl_easy_setopt(handle(), CURLOPT_HTTPAUTH, isBasic ? CURLAUTH_BASIC : CURLAUTH_BASIC | CURLAUTH_DIGEST);
+    curl_easy_setopt(handle(), CURLOPT_UNRESTRICTED_AUTH, 0L);
 }
 
 } // namespace fluvane

@@ -24,6 +24,9 @@ public:
     /// One line as it was sent, its line break included.
     [[nodiscard]] Step add(std::string_view line);
 
+    /// The final head wasn't the last one: the request is made again.
+    void startOver() { final_ = false; }
+
     [[nodiscard]] bool isFinal() const { return final_; }
     [[nodiscard]] int status() const { return status_; }
     /// Names and values as sent, without white space around them.

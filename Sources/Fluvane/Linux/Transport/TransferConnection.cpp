@@ -22,6 +22,7 @@ namespace {
 /// Body bytes after which a transfer lets the others have their turn; left to itself the library reads on as
 /// long as data is there, and would keep the thread for most of a second.
 constexpr std::int64_t roundQuantum = 512 * 1024;
+constexpr int unauthorized = 401;
 
 } // namespace
 
@@ -73,6 +74,9 @@ bool TransferConnection::conclude(double now) {
         return true;
     }
     if (ended_) {
+        if (std::exchange(mayAskAgain_, false)) {
+            respond();
+        }
         if (waitsForEngine()) {
             return false; // the end waits for the engine's answer
         }
@@ -103,9 +107,22 @@ bool TransferConnection::isIdle(double now) const {
     return (pauses_ & (held | throttled)) == 0 && now - lastSign_ >= context_.options.patience;
 }
 
-void TransferConnection::requestSent() {
+/// The library sends headers along to wherever it is redirected: so each request gets those that are for its
+/// origin, just before it goes out.
+void TransferConnection::aboutToAsk() {
     lastSign_ = uptime();
     asked_ = true;
+    if (std::exchange(mayAskAgain_, false)) {
+        head_.startOver();
+    }
+    if (originHeaders_) {
+        curl_easy_setopt(handle(), CURLOPT_HTTPHEADER, isAtOrigin() ? originHeaders_.get() : headers_.get());
+    }
+}
+
+bool TransferConnection::isAtOrigin() const {
+    const auto url = URL::parse(effectiveURL());
+    return url && url->origin() == transfer_->request().session->origin;
 }
 
 bool TransferConnection::headLine(std::string_view line) {
@@ -118,12 +135,32 @@ bool TransferConnection::headLine(std::string_view line) {
         redirected_ = true;
         break;
     case ResponseHead::Step::final:
-        respond();
+        mayAskAgain_ = hasLogin_ && head_.status() == unauthorized;
+        if (mayAskAgain_) {
+            noteBasic();
+        } else {
+            respond();
+        }
         break;
     case ResponseHead::Step::unusable:
         return false;
     }
     return !transfer_->isOver();
+}
+
+void TransferConnection::noteBasic() {
+    bool offersBasic = false;
+    bool offersDigest = false;
+    for (const auto& [name, value] : head_.headers()) {
+        if (text::equalIgnoringASCIICase(name, "www-authenticate")) {
+            const auto scheme = text::lowercased(value);
+            offersBasic = offersBasic || scheme.find("basic") != std::string::npos;
+            offersDigest = offersDigest || scheme.find("digest") != std::string::npos;
+        }
+    }
+    if (offersBasic && !offersDigest) {
+        context_.basicOrigins.insert(transfer_->request().session->origin);
+    }
 }
 
 void TransferConnection::respond() {
@@ -142,6 +179,9 @@ void TransferConnection::respond() {
 
 std::size_t TransferConnection::body(std::span<const std::byte> bytes) {
     lastSign_ = uptime();
+    if (std::exchange(mayAskAgain_, false)) {
+        respond(); // the library reads no body of an answer that it asks again after
+    }
     if (transfer_->isOver() || !head_.isFinal()) {
         return 0; // a body without an answer, as after a 101 that nobody asked for, isn't HTTP
     }

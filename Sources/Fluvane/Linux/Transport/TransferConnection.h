@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,8 @@ struct ConnectionContext {
     SpeedLimiter& limiter;
     GatherBuffer& gathered;
     CURLSH* shared; ///< TLS sessions.
+    /// Origins that asked for a user name and password by "Basic": they get them at once the next time.
+    std::set<std::string> basicOrigins{};
 };
 
 /// One transfer as its thread runs it. Lives and is called on that thread only.
@@ -67,13 +70,18 @@ private:
 
     void setUp();
     void setUpSecurity();
-    void addHeader(const std::string& line);
+    using Headers = std::unique_ptr<curl_slist, FreeList>;
+    static void add(Headers& headers, const std::string& line);
     void addHeaders();
+    void addSession(const Session& session);
+    void addLogin(const Session& session);
+    [[nodiscard]] bool isAtOrigin() const;
 
     [[nodiscard]] bool headLine(std::string_view line);
     [[nodiscard]] std::size_t body(std::span<const std::byte> bytes);
-    void requestSent();
+    void aboutToAsk();
     void respond();
+    void noteBasic();
     void pause(Pause reason);
     void throttle(std::int64_t received);
     void resume(double now);
@@ -88,7 +96,8 @@ private:
 
     std::shared_ptr<TransferState> transfer_;
     ConnectionContext& context_;
-    std::unique_ptr<curl_slist, FreeList> headers_;
+    Headers headers_;
+    Headers originHeaders_; ///< With the session's, for its origin alone; null without any.
     std::array<char, CURL_ERROR_SIZE> detail_{};
     std::unique_ptr<CURL, CloseEasy> easy_;
     ResponseHead head_;
@@ -100,6 +109,8 @@ private:
     std::uint64_t throttledUnder_ = 0; ///< The limit's generation.
     double lastSign_;                  ///< Of life.
     bool asked_ = false;
+    bool hasLogin_ = false;
+    bool mayAskAgain_ = false; ///< After a 401 that the login may answer: what comes next shows it.
     bool redirected_ = false;
     std::optional<CURLcode> ended_;
 };
