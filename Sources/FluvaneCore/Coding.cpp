@@ -296,7 +296,7 @@ Json encode(const FilePlace& place) {
 }
 
 Json encode(const DownloadRecord& record) {
-    ObjectWriter object(24);
+    ObjectWriter object(26);
     object.put("id", number(record.id));
     object.put("url", encode(record.url.absoluteString()));
     object.putIfPresent("finalURL", record.finalURL);
@@ -321,6 +321,7 @@ Json encode(const DownloadRecord& record) {
     object.putIfPresent("queueOrder", record.queueOrder);
     object.putIfPresent("marked", record.marked);
     object.putIfPresent("removed", record.removed);
+    object.putIfPresent("session", record.session);
     object.putIfPresent("moving", record.moving);
     return object.finish();
 }
@@ -449,6 +450,7 @@ DownloadRecord decode<DownloadRecord>(const Json& json) {
     record.queueOrder = optional<std::int64_t>(json, "queueOrder");
     record.marked = optional<bool>(json, "marked");
     record.removed = optional<bool>(json, "removed");
+    record.session = optional<bool>(json, "session");
     record.moving = optional<FilePlace>(json, "moving");
     return record;
 }

@@ -115,6 +115,7 @@ struct DownloadRecord {
     std::optional<std::int64_t> queueOrder;
     std::optional<bool> marked;  ///< Its unfinished file bore its mark when it was made; no other is its own.
     std::optional<bool> removed; ///< Taken from the list; only its unfinished file is left to be deleted.
+    std::optional<bool> session; ///< The server knows by more than the link who asks.
     /// Its file, finished or not, is on the way there: it is in either place.
     Seldom<FilePlace> moving;
 

@@ -81,11 +81,11 @@ private:
 std::uint64_t digest(const DownloadRecord& record) {
     const auto& [id, url, finalURL, referrer, folder, name, partial, file, size, validators, resumable,
                  pieces, state, added, completed, opensWebPage, checksum, checksumResult, autoFolder, rule,
-                 prioritized, queueOrder, marked, removed, moving] = record;
+                 prioritized, queueOrder, marked, removed, session, moving] = record;
     Digest digest;
     digest.addAll(id, url, finalURL, referrer, folder, name, partial, file, size, validators, resumable,
                   pieces, state, added, completed, opensWebPage, checksum, checksumResult, autoFolder, rule,
-                  prioritized, queueOrder, marked, removed, moving);
+                  prioritized, queueOrder, marked, removed, session, moving);
     return digest.value();
 }
 

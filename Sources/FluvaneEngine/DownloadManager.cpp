@@ -52,6 +52,7 @@ void DownloadManager::start() {
     auto& list = engine_->list;
     engine_->ports.transport->setSpeedLimit(config().speedLimit);
     list.load(engine_->ports.store->load());
+    engine_->sessions.restore();
     engine_->saver.begin();
     for (const auto& download : list) {
         download->goesOnByItself = true;
@@ -111,6 +112,7 @@ void DownloadManager::settle() {
     admit();
     engine_->runner.fillAll();
     engine_->beat.follow();
+    engine_->sessions.follow();
 }
 
 void DownloadManager::admit() {
@@ -232,6 +234,9 @@ DownloadID DownloadManager::append(const Addition& addition, const URL& folder, 
     }
     if (addition.paused) {
         record.state = State::Paused{};
+    }
+    if (addition.session) {
+        record.session = true;
     }
     Download& download = engine_->list.append(std::move(record));
     download.session = addition.session;
@@ -408,6 +413,9 @@ void DownloadManager::updateLink(DownloadID id, const URL& url, const SharedSess
     record.finalURL.reset();
     if (session) {
         download->session = session;
+        record.session = true;
+    } else if (!download->session) {
+        record.session.reset(); // the new link has to do without the one that was lost
     }
     download->withoutIfRange = false;
     download->allowedOnLimitedNetwork = limitedNetwork().has_value();

@@ -12,14 +12,14 @@ DownloadManager::Engine::Engine(DownloadManager& manager, Config config, Ports p
     : conditions{.config = std::move(config), .tuning = {}, .limitedNetwork = {}}, ports(std::move(ports_)),
       notices(std::make_shared<Notices>(ports.notifier, ports.scheduler, conditions, list)),
       environment(std::move(environment_)), servers(environment.servers, environment.today),
-      turns({.listChanged = [this] { saver.changed(); },
-             .settle = [&manager] { manager.settle(); },
-             .shown =
-                 [&manager] {
-                     if (manager.onChange) {
-                         manager.onChange();
-                     }
-                 }}),
+      sessions(environment.sessions, list), turns({.listChanged = [this] { saver.changed(); },
+                                                   .settle = [&manager] { manager.settle(); },
+                                                   .shown =
+                                                       [&manager] {
+                                                           if (manager.onChange) {
+                                                               manager.onChange();
+                                                           }
+                                                       }}),
       disk(ports.files, list, turns), space(disk, ports.scheduler, list, turns),
       saver(ports.store, ports.scheduler, list, turns),
       connections(ports.transport, ports.scheduler, list, conditions, servers, turns,

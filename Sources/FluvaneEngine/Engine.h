@@ -12,6 +12,7 @@
 #include "FluvaneEngine/Notices.h"
 #include "FluvaneEngine/Removals.h"
 #include "FluvaneEngine/Runner.h"
+#include "FluvaneEngine/Sessions.h"
 
 #include <functional>
 #include <memory>
@@ -38,6 +39,7 @@ struct DownloadManager::Engine {
     Environment environment;
     ServerCounts servers;
     DownloadList list;
+    Sessions sessions;
     Turns turns;
     DiskWork disk;
     DiskSpace space;

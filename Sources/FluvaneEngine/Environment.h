@@ -6,9 +6,11 @@
 #include "FluvaneCore/Date.h"
 #include "FluvaneCore/FileName.h"
 #include "FluvaneCore/URL.h"
+#include "FluvaneEngine/Platform.h"
 #include "FluvaneEngine/ServerCounts.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -21,6 +23,7 @@ struct Environment {
     std::function<URL(const std::optional<std::string>&)> folder;
     std::function<Date()> today;
     ServerCounts::Storage servers{};
+    std::shared_ptr<SessionStore> sessions{}; ///< Null: none outlives the program.
 };
 
 } // namespace fluvane

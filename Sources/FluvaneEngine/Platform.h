@@ -365,6 +365,25 @@ public:
     [[nodiscard]] virtual bool flush(double seconds) = 0;
 };
 
+/// Whose a session is, and for which link.
+struct KeptSession {
+    Owner owner;
+    URL link;
+    SharedSession session; ///< Never null.
+    friend bool operator==(const KeptSession&, const KeptSession&) = default;
+};
+
+/// Keeps sessions for the next start of the program, for nobody else to read, and at most until the machine
+/// ends. Failures are only logged, without a word of what is kept.
+class SessionStore {
+public:
+    virtual ~SessionStore() = default;
+    /// What was kept last. Synchronous, once at start.
+    [[nodiscard]] virtual std::vector<KeptSession> load() = 0;
+    /// Keeps these instead, off the engine's context, in the order of the calls.
+    virtual void keep(std::vector<KeptSession> sessions) = 0;
+};
+
 class PowerAssertion {
 public:
     virtual ~PowerAssertion() = default;

@@ -4,6 +4,7 @@
 #include "FluvaneEngine/Runner.h"
 
 #include "FluvaneEngine/Log.h"
+#include "FluvaneEngine/Sessions.h"
 #include "TessivarPhrases/Phrases.h"
 
 #include <algorithm>
@@ -53,6 +54,10 @@ Runner::Runner(const DownloadList& list, const Conditions& conditions, Turns& tu
 // Beginning and halting
 
 void Runner::begin(Download& download) {
+    if (Sessions::isLost(download)) {
+        linkExpired(download, "its session is lost");
+        return;
+    }
     parts_.starter.renew(download);
     start(download);
 }
@@ -324,9 +329,8 @@ void Runner::busy(Download& download, const TransferResponse& response) {
            delay);
 }
 
-void Runner::linkExpired(Download& download) {
-    log::downloads(
-        [&] { return fmt::format("download {}: the link was refused mid-download", download.id()); });
+void Runner::linkExpired(Download& download, const char* why) {
+    log::downloads([&] { return fmt::format("download {}: {}", download.id(), why); });
     halt(download);
     turns_.set(download, State::Wait::linkExpired);
     notifier_->linkExpired(download.record);

@@ -108,7 +108,7 @@ private:
     [[nodiscard]] bool refused(Download& download, Token token, const TransferResponse& response,
                                answers::Request request);
     void busy(Download& download, const TransferResponse& response);
-    void linkExpired(Download& download);
+    void linkExpired(Download& download, const char* why = "the link was refused mid-download");
     void fileChanged(Download& download);
     void failed(Download& download, const TransferError& error, std::optional<double> retryAfter = {});
 

@@ -49,6 +49,7 @@ DownloadRecord fullRecord() {
     record.queueOrder = -3;
     record.marked = true;
     record.removed = false;
+    record.session = true;
     record.moving = FilePlace{URL::folder("/other"), "n"};
     return record;
 }
@@ -94,7 +95,7 @@ TEST(Coding, WritesEveryKeyInOrderAndReadsItBack) {
         keys,
         "id url finalURL referrer folder name partial file size validators resumable pieces state added "
         "completed opensWebPage checksum checksumResult autoFolder rule prioritized queueOrder marked "
-        "removed moving ");
+        "removed session moving ");
     EXPECT_EQ(json["pieces"].dump(), R"([{"start":0,"end":10,"done":4},{"start":10,"done":0}])");
     EXPECT_EQ(coding::decode<DownloadRecord>(parse(json.dump())), fullRecord());
     EXPECT_EQ(coding::encode(plainRecord()).size(), 7u) << "just what is required";

@@ -61,6 +61,7 @@ public:
     std::shared_ptr<FakeStore> store = std::make_shared<FakeStore>(scheduler);
     std::shared_ptr<FakePower> power = std::make_shared<FakePower>();
     std::shared_ptr<FakeNotifier> notifier = std::make_shared<FakeNotifier>();
+    std::shared_ptr<FakeSessionStore> sessions = std::make_shared<FakeSessionStore>();
     LogCapture log;
     std::string servers; ///< What is kept of them.
     std::unique_ptr<DownloadManager> manager;
@@ -79,6 +80,7 @@ private:
                     },
                 .servers = {.load = [this] { return servers; },
                             .save = [this](const std::string& text) { servers = text; }},
+                .sessions = sessions,
             });
     }
 };

@@ -118,6 +118,13 @@ private:
     std::vector<std::shared_ptr<Job>> pending_; ///< In the order of the calls.
 };
 
+class FakeSessionStore : public SessionStore {
+public:
+    [[nodiscard]] std::vector<KeptSession> load() override { return kept; }
+    void keep(std::vector<KeptSession> sessions) override { kept = std::move(sessions); }
+    std::vector<KeptSession> kept;
+};
+
 class FakePower : public PowerAssertion {
 public:
     void keepAwake(bool on) override { awake = on; }

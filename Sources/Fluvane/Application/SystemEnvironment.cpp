@@ -4,6 +4,7 @@
 #include "Fluvane/Application/SystemEnvironment.h"
 
 #include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Linux/RuntimeSessionStore.h"
 #include "Fluvane/Linux/SerialQueue.h"
 #include "FluvaneEngine/Log.h"
 #include "TessivarCore/AppIdentity.h"
@@ -65,6 +66,12 @@ ServerCounts::Storage serverFile() {
                 }};
 }
 
+std::shared_ptr<SessionStore> sessionStore() {
+    const auto file = dataFolders::sessionsFile();
+    return file ? std::make_shared<RuntimeSessionStore>(*file, tessivar::AppIdentity::current.identifier)
+                : nullptr;
+}
+
 } // namespace
 
 Environment systemEnvironment() {
@@ -76,6 +83,7 @@ Environment systemEnvironment() {
             },
         .today = [] { return std::chrono::system_clock::now(); },
         .servers = serverFile(),
+        .sessions = sessionStore(),
     };
 }
 

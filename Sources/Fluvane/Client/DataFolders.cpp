@@ -6,6 +6,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -75,6 +76,17 @@ std::string instanceLock() {
 }
 std::string snapshots() {
     return data() + "/snapshots";
+}
+std::optional<std::string> sessionsFile() {
+    const auto folder = absoluteVariable("XDG_RUNTIME_DIR");
+    if (!folder) {
+        return std::nullopt;
+    }
+    std::uint64_t hash = 14695981039346656037U; // FNV-1a
+    for (const char c : data()) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
+    }
+    return absolutePath(*folder) + "/fluvane/sessions-" + std::to_string(hash) + ".json";
 }
 
 std::string expandingTilde(const std::string& path) {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <optional>
 #include <string>
 
 /// Where this user's files are, by the desktop's base-directory variables; relative values of these count as
@@ -21,6 +22,9 @@ namespace fluvane::dataFolders {
 [[nodiscard]] std::string controlSocket();
 [[nodiscard]] std::string instanceLock();
 [[nodiscard]] std::string snapshots();
+/// Where the sessions of this user's downloads are while the machine runs; absent without a place for such
+/// files. Another data folder has another.
+[[nodiscard]] std::optional<std::string> sessionsFile();
 
 /// The path with a leading "~" or "~user" replaced by that home; unchanged for an unknown user.
 [[nodiscard]] std::string expandingTilde(const std::string& path);
