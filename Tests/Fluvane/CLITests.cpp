@@ -92,11 +92,36 @@ TEST(CLI, MakesPathsAbsolute) {
         {"link", {"add", "http://h/part.txt"}, {"add", "http://h/part.txt"}},
         {"folder", {"add", "x", "--to", "new/"}, {"add", "x", "--to", here + "new"}},
         {"home", {"add", "--to", "~/d"}, {"add", "--to", home + "/d"}},
+        {"values",
+         {"add", "--header", "part.txt", "--md5", "sub"},
+         {"add", "--header", "part.txt", "--md5", "sub"}},
         {"import", {"import", "../x", "y"}, {"import", before.root_path().string() + "tmp/x", "y"}},
         {"others", {"link", "1", "part.txt"}, {"link", "1", "part.txt"}},
     };
     support::expectRows(rows, cli::rewritten);
     std::filesystem::current_path(before);
+}
+
+TEST(CLI, WhatIsSecretIsReadFromFiles) {
+    const TemporaryFolder folder;
+    support::writeFile(folder / "h", "A: b\r\n\nC: d");
+    support::writeFile(folder / "big", std::string(600'000, 'x'));
+    support::writeFile(folder / "bytes", "\xe4");
+    const std::string headers = folder / "h";
+    World world{.answer = cli::Answer{true, ""}};
+    EXPECT_EQ(world.run({"add", "u", "--header", "@" + headers, "--cookies", headers, "--header"}), 0);
+    EXPECT_EQ(world.sent.at(0), (Arguments{"add", "u", "--header", "A: b", "--header", "C: d", "--cookies",
+                                           "A: b\r\n\nC: d", "--header"}));
+    for (const auto& [name, why] : {std::pair("none", "No such file or directory"),
+                                    {"", "Is a directory"},
+                                    {"big", "It is longer than 512 KiB"},
+                                    {"bytes", "It isn't text in UTF-8"}}) {
+        World strict{.answer = cli::Answer{true, ""}};
+        const std::string file = folder / name;
+        EXPECT_EQ(strict.run({"add", "u", "--cookies", file}), 1);
+        EXPECT_EQ(strict.error, "Couldn't read “" + file + "”: " + why + ".\n");
+        EXPECT_TRUE(strict.sent.empty());
+    }
 }
 
 TEST(CLI, WhatCannotBeSentIsNot) {

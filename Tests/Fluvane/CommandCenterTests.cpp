@@ -148,6 +148,49 @@ TEST_F(CommandCenterTest, Add) {
     EXPECT_EQ(engine.record(10_id).autoFolder, true);
 }
 
+TEST_F(CommandCenterTest, AddWithASession) {
+    const std::string cookies =
+        "# Netscape HTTP Cookie File\r\n\n#HttpOnly_.H.example\tTRUE\t/\tTRUE\t0\tsid\tv\r\n"
+        "h\tFALSE\t/x\tFALSE\t4000000000.5\tempty\t\n";
+    EXPECT_TRUE(ask({"add", "http://u:p@h/a http://[::1]:8/b", "--header", "X-A:  b ", "--cookies", cookies,
+                     "--header", "Authorization: Bearer x", "--user-agent", "Me", "--referrer", "http://r/"})
+                    .ok);
+    Session wanted{
+        .cookies = {{.name = "sid", .value = "v", .domain = "h.example", .secure = true, .httpOnly = true},
+                    {.name = "empty",
+                     .value = "",
+                     .domain = "h",
+                     .path = "/x",
+                     .hostOnly = true,
+                     .expires = 4'000'000'000}},
+        .userAgent = "Me",
+        .headers = {{"X-A", "b"}, {"Authorization", "Bearer x"}},
+        .origin = "http://h:80"};
+    EXPECT_EQ(*engine.manager->download(8_id)->session, wanted);
+    wanted.origin = "http://[::1]:8";
+    EXPECT_EQ(*engine.manager->download(9_id)->session, wanted);
+    EXPECT_EQ(engine.record(9_id).referrer, link("http://r/"));
+    const std::string noCookie = "Line 2 of the cookie file isn't a cookie in the Netscape format.";
+    const std::tuple<const char*, std::string, std::string> rows[] = {
+        {"--header", "X", "A header is given as --header \"Name: value\"."},
+        {"--header", "X y: z", "A header is given as --header \"Name: value\"."},
+        {"--header", "X: a\r\nY: b", "A header can't hold line breaks."},
+        {"--header", "raNge : bytes=0-", "Fluvane sets the header raNge itself."},
+        {"--header", "User-Agent: x", "Give that header as --user-agent."},
+        {"--user-agent", "a\nb", "A user agent can't hold line breaks."},
+        {"--referrer", "ftp://x/", "--referrer needs an http or https link."},
+        {"--cookies", "# none\n", "There are no cookies in that file."},
+        {"--cookies", "h\tTRUE\t/\tTRUE\t0\ta\tb\nsecret", noCookie},
+        {"--cookies", "\nh\tTRUE\t/\tTRUE\tnever\ta\tb", noCookie},
+        {"--cookies", "\nh\tTRUE\tx\tTRUE\t0\ta\tb", noCookie},
+    };
+    for (const auto& [option, value, sentence] : rows) {
+        EXPECT_EQ(ask({"add", "http://h/c", option, value}), (Reply{false, sentence}));
+    }
+    EXPECT_EQ(ask({"add", "http://h/c", "--cookies"}), (Reply{false, "--cookies needs a value."}));
+    EXPECT_FALSE(engine.manager->download(10_id));
+}
+
 TEST_F(CommandCenterTest, ListDescribesEveryDownload) {
     say("prioritize 3");
     const Reply reply = ask({"list"});

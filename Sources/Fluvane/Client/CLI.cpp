@@ -3,6 +3,7 @@
 
 #include "Fluvane/Client/CLI.h"
 
+#include "Fluvane/Client/AddedFiles.h"
 #include "Fluvane/Client/CommandTable.h"
 #include "Fluvane/Client/DataFolders.h"
 #include "Fluvane/Client/StandardStreams.h"
@@ -13,7 +14,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 namespace fluvane::cli {
 
@@ -36,9 +40,17 @@ bool exists(const std::string& path) {
     return stat(path.c_str(), &status) == 0;
 }
 
+bool takesText(const std::string& option) {
+    static constexpr std::array<std::string_view, 8> options = {
+        "--checksum", "--sha256", "--sha1", "--md5", "--header", "--cookies", "--user-agent", "--referrer"};
+    return std::ranges::find(options, option) != options.end();
+}
+
 void rewriteAdd(std::vector<std::string>& arguments) {
     for (std::size_t i = 1; i < arguments.size(); ++i) {
-        if (arguments[i - 1] == "--to") {
+        if (takesText(arguments[i])) {
+            ++i; // what follows is no path, whatever has its name
+        } else if (arguments[i - 1] == "--to") {
             // Every folder, not only the first: the application has no current folder to read the others by.
             arguments[i] = dataFolders::absolutePath(arguments[i]);
         } else if (arguments[i].find("://") == std::string::npos) {
@@ -99,7 +111,16 @@ int run(const std::vector<std::string>& arguments, const Effects& effects) {
         effects.error("Unknown command '" + words::escaped(arguments[0]) + "'. Try: fluvane help\n");
         return 2;
     }
-    const auto answer = sendOrLaunch(rewritten(arguments), command->launches, effects);
+    auto request = rewritten(arguments);
+    if (request[0] == "add") {
+        auto read = AddedFiles::read(std::move(request));
+        if (!read.problem.empty()) {
+            effects.error(read.problem + "\n");
+            return 1;
+        }
+        request = std::move(read.arguments);
+    }
+    const auto answer = sendOrLaunch(request, command->launches, effects);
     if (!answer) {
         effects.error("Fluvane isn't running.\n");
         return 1;

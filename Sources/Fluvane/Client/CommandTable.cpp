@@ -16,11 +16,16 @@ constexpr CommandEntry::Place folder{.kind = Kind::folder, .label = "folder"};
 
 constexpr CommandEntry downloads[] = {
     {.name = "add",
-     .arguments = "<link|file>… [--to <folder>] [--checksum <hash>]",
+     .arguments = "<link|file>… [--to <folder>] [--checksum <hash>] [--cookies <file>] [--header <header>] "
+                  "[--user-agent <text>] [--referrer <link>]",
      .usage = R"(Download links, or the links in a text file, to the folder in Settings
 (or a rule's) or <folder>, checking one against a SHA-256, SHA-1 or MD5.
 A numbered range, like "https://example.com/part[01-20].zip", gives a
-link for each number)",
+link for each number. To servers that want to know who asks it sends the
+cookies of a file in the Netscape format, --header "Name: value", as often
+as given, or --header @<file>, for each line there, --user-agent and
+--referrer; headers go to the link's own server alone. Files keep what is
+secret out of the list of processes)",
      .brief = "Download links, or the links in a text file",
      .manual = R"(Download links, or the links in a text file, to the folder in Settings (or a rule's) or to
 .IR folder .
@@ -30,6 +35,26 @@ is a SHA-256, SHA-1 or MD5, told apart by its length; it goes with one link at a
 A numbered range in a link,
 .BR [01\-20] ,
 gives a link for each number.
+.IP
+For a server that wants to know who asks,
+.B \-\-cookies
+names a file of cookies in the Netscape format, each of which goes where its domain and path allow;
+.B \-\-header
+gives a header as
+.RB \(dq Name:
+.IR value \(dq,
+or with
+.BI @ file
+one for each line of a file, and may be repeated; headers go to the link's own server alone, not where it redirects to.
+.B \-\-user\-agent
+and
+.B \-\-referrer
+give those two.
+What is secret is best given in a file: others can see the arguments of running programs.
+It is kept in memory until the download is finished, and in
+.I $XDG_RUNTIME_DIR
+for a restart of Fluvane; after one of the machine an unfinished download waits for a fresh link.
+.IP
 Prints the number of each new download.)",
      .launches = true},
     {.name = "list", .usage = "Print every download as JSON, with its number"},

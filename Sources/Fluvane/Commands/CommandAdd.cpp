@@ -4,6 +4,7 @@
 #include "Fluvane/Commands/CommandCenter.h"
 
 #include "Fluvane/Client/DataFolders.h"
+#include "Fluvane/Commands/SessionOptions.h"
 #include "Fluvane/Links/Links.h"
 #include "FluvaneCore/Objections.h"
 
@@ -23,7 +24,8 @@ struct Order {
     std::vector<URL> links;
     std::optional<URL> folder;
     std::optional<Checksum> checksum;
-    bool checksumUnknown = false;
+    SessionOptions session;
+    std::optional<std::string> objection; ///< To one of the options.
 };
 
 bool isChecksumOption(std::string_view argument) {
@@ -46,7 +48,14 @@ Order read(const CommandCenter::Arguments& arguments) {
         } else if (hasValue && isChecksumOption(arguments[i])) {
             order.checksum = Checksum::recognise(arguments[++i]);
             if (!order.checksum) {
-                order.checksumUnknown = true;
+                order.objection = words::unknownChecksum;
+                return order;
+            }
+        } else if (SessionOptions::areNamed(arguments[i])) {
+            const auto option = arguments[i];
+            order.objection = hasValue ? order.session.take(option, arguments[++i])
+                                       : std::optional(option + " needs a value.");
+            if (order.objection) {
                 return order;
             }
         } else {
@@ -57,8 +66,8 @@ Order read(const CommandCenter::Arguments& arguments) {
 }
 
 std::optional<std::string> objection(const Order& order) {
-    if (order.checksumUnknown) {
-        return std::string(words::unknownChecksum);
+    if (order.objection) {
+        return order.objection;
     }
     if (order.links.empty()) {
         return "Give at least one http or https link: fluvane add <link>";
@@ -80,9 +89,15 @@ Reply CommandCenter::add(const Arguments& arguments) {
     if (auto text = objection(order)) {
         return {.ok = false, .text = std::move(*text)};
     }
-    Reply reply;
+    std::vector<DownloadManager::Addition> additions;
     for (const URL& url : order.links) {
-        const auto id = manager_.add(url, order.folder, std::nullopt, order.checksum, !order.folder);
+        additions.push_back({.url = url,
+                             .referrer = order.session.referrer(),
+                             .checksum = order.checksum,
+                             .session = order.session.session(url)});
+    }
+    Reply reply;
+    for (const auto id : manager_.add(additions, order.folder, !order.folder)) {
         reply.text +=
             (reply.text.empty() ? "Added download " : "\nAdded download ") + std::to_string(number(id));
     }
