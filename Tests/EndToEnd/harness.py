@@ -144,10 +144,11 @@ def sha256(path):
 # -- The server
 
 class Server(Ended):
-    """nginx on loopback. `locations` maps a path prefix to the bytes per second of each connection (0: no limit);
-    every prefix serves the same files."""
+    """nginx on loopback. `locations` maps a path prefix to the bytes per second of each connection (0: no limit) or to
+    directives of nginx's; every prefix serves the same files."""
 
-    def __init__(self, folder, locations, tls=None, workers=1):
+    def __init__(self, folder, locations, tls=None, workers=1, address="127.0.0.1"):
+        self.address = address
         self.folder = pathlib.Path(folder)
         self.files = self.folder / "www"
         self.files.mkdir(parents=True, exist_ok=True)
@@ -165,8 +166,9 @@ class Server(Ended):
         processes = f"worker_processes {workers};" if workers > 1 else "master_process off;"
         temporary = "\n".join(f"{kind}_temp_path {self.folder}/{kind};"
                               for kind in ("client_body", "proxy", "fastcgi", "uwsgi", "scgi"))
-        places = "\n".join(f"location {prefix} {{ alias {self.files}/; limit_rate {rate}; }}"
-                           for prefix, rate in locations.items())
+        places = "\n".join(f"location {prefix} {{ alias {self.files}/; "
+                           f"{how if isinstance(how, str) else f'limit_rate {how};'} }}"
+                           for prefix, how in locations.items())
         secure = f"ssl_certificate {tls[0]}; ssl_certificate_key {tls[1]};" if tls else ""
         (self.folder / "nginx.conf").write_text(f"""
             {user} daemon off; {processes} pid {self.folder}/nginx.pid;
@@ -176,19 +178,21 @@ class Server(Ended):
                 sendfile on; tcp_nopush on; keepalive_requests 100000;
                 log_format plain '$status $body_bytes_sent $connection $request_uri "$http_range"';
                 access_log {self.log} plain;
-                server {{ listen 127.0.0.1:{self.port} {"ssl" if tls else ""}; {secure} {places} }}
+                log_format asked '$status $request "$http_cookie" "$http_authorization" "$http_x_key" "$http_user_agent"';
+                access_log {self.folder}/asked.log asked;
+                server {{ listen {self.address}:{self.port} {"ssl" if tls else ""}; {secure} {places} }}
             }}""")
 
     def _answers(self):
         if self.process.poll() is not None:
             raise AssertionError("nginx ended: " + (self.folder / "error.log").read_text())
         with contextlib.suppress(OSError):
-            socket.create_connection(("127.0.0.1", self.port), 1).close()
+            socket.create_connection((self.address, self.port), 1).close()
             return True
         return False
 
     def link(self, path):
-        return f"{self.scheme}://127.0.0.1:{self.port}{path}"
+        return f"{self.scheme}://{self.address}:{self.port}{path}"
 
     def make_file(self, name, size):
         """Bytes that no two places of the file have in common."""
@@ -202,6 +206,11 @@ class Server(Ended):
     def sent(self):
         """Bytes of bodies sent in all requests that have ended."""
         return sum(int(line.split()[1]) for line in self.log.read_text().splitlines())
+
+    def asked(self):
+        """A line for each request that has ended: status, request, cookies, login, key and user agent."""
+        log = self.folder / "asked.log"
+        return log.read_text().splitlines() if log.exists() else []
 
     def stop(self):
         end(self.process)
@@ -222,8 +231,11 @@ class Application(Ended):
         self.downloads.mkdir(parents=True, exist_ok=True)
         self.environment = {name: value for name, value in os.environ.items()
                             if name.lower() not in ("http_proxy", "https_proxy", "all_proxy")}
-        for name in ("DATA", "CONFIG", "STATE"):
+        for name in ("DATA", "CONFIG", "STATE", "CACHE"):
             self.environment[f"XDG_{name}_HOME"] = str(self.folder / name.lower())
+        self.runtime = self.folder / "runtime"
+        self.runtime.mkdir(mode=0o700, exist_ok=True)
+        self.environment["XDG_RUNTIME_DIR"] = str(self.runtime)
         for name in ("SESSION", "SYSTEM"):  # nothing of the real desktop's
             self.environment[f"DBUS_{name}_BUS_ADDRESS"] = f"unix:path={self.folder}/no-bus"
         self.environment.update(environment or {})
