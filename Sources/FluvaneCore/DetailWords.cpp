@@ -39,7 +39,7 @@ const Remedy* remedyOf(std::string_view failure) {
          marked("You have used up what you may store there: delete something first, or use Change Folder…"),
          true},
         {"may be on a drive that isn't connected",
-         marked("Connect the drive, or bring the file back to “%1”, first.")},
+         marked("Connect the drive, or bring the file back to “%1”, first."), true},
         {"Permission denied",
          marked("You may not write to “%1”: change what it allows first, or use Change Folder…"), true},
         {"Read-only file system",

@@ -14,6 +14,7 @@
 #include <QListView>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QStyleOption>
@@ -61,6 +62,14 @@ void drawFocus(QPainter& painter, const QStyleOption& option, const QRect& place
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(readable(accent(option.palette), {window, shapeContrast}), 2));
     painter.drawRoundedRect(QRectF(place).adjusted(1, 1, -1, -1), radius - 0.5, radius - 0.5);
+}
+
+/// A button that is filled with the accent has its ring within.
+void drawInnerFocus(QPainter& painter, const QStyleOption& option, const QRect& place) {
+    const QColor window = option.palette.color(QPalette::Window);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(readable(window, {accent(option.palette), shapeContrast}), 1.5));
+    painter.drawRoundedRect(QRectF(place).adjusted(3, 3, -3, -3), radius::control - 2, radius::control - 2);
 }
 
 /// A pointer over it and a press are seen on any ground.
@@ -269,6 +278,9 @@ void Style::drawPrimitive(PrimitiveElement element, const QStyleOption* option, 
     case PE_FrameLineEdit:
         return drawField(*painter, *option);
     case PE_FrameFocusRect:
+        if (const auto* const push = qobject_cast<const QPushButton*>(widget); push && push->isDefault()) {
+            drawInnerFocus(*painter, *option, widget->rect());
+        }
         return drawFocus(*painter, *option,
                          qobject_cast<const QToolButton*>(widget) ? widget->rect() : option->rect,
                          radius::control);

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: The Fluvane developers
 // SPDX-License-Identifier: GPL-3.0-or-later
 
+#include "Fluvane/UI/Models/RecentFolders.h"
 #include "Fluvane/UI/NewDownload/OfferWindow.h"
 #include "Support/Windows/Widgets.h"
 #include "Support/Windows/WindowBench.h"
@@ -39,7 +40,8 @@ protected:
 
     WindowBench bench;
     std::vector<std::string> answers;
-    OfferWindow window{bench.context, [this](const auto& token, const OfferAnswer& answer) {
+    RecentFolders folders{""};
+    OfferWindow window{bench.context, folders, [this](const auto& token, const OfferAnswer& answer) {
                            answers.push_back(token + (answer.isAccepted ? " yes" : " no") +
                                              (answer.remember ? " always" : "") +
                                              (answer.name ? " " + *answer.name : "") +
@@ -67,6 +69,12 @@ TEST_F(OfferWindowTest, OfSeveralSomeCanBeLeft) {
     EXPECT_THAT(answers, ElementsAre("t-a.zip no", "t-b.zip yes"));
     answers.clear();
     show({offer("c.zip")});
+    part<QLineEdit>(window, "name").setText("mine.zip");
+    show({offer("c.zip"), offer("d.zip")});
+    part<QListWidget>(window, "list").item(0)->setCheckState(Qt::Unchecked);
+    show({offer("c.zip")});
+    EXPECT_EQ(part<QLineEdit>(window, "name").text(), "mine.zip") << "another came and went";
+    EXPECT_TRUE(isReady()) << "there is no box to check it again";
     window.close();
     EXPECT_THAT(answers, ElementsAre("t-c.zip no")) << "closing it is no consent";
 }

@@ -277,8 +277,8 @@ void DesktopWindows::showOffers(const std::vector<PendingOffer>& offers, AnswerO
     if (offers.empty() && !isAsked) {
         return;
     }
-    auto& window =
-        standing<OfferWindow>(passing_, [&] { return new OfferWindow(context_, std::move(answer)); });
+    auto& window = standing<OfferWindow>(
+        passing_, [&] { return new OfferWindow(context_, recentFolders_, std::move(answer)); });
     window.setOffers(offers);
     if (offers.empty()) {
         window.close();

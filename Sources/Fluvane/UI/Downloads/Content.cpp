@@ -123,7 +123,12 @@ void DownloadsWindow::Content::updateSummary() {
                                    .attention = all.attention,
                                    .bytesPerSecond = all.speed,
                                    .held = context_.manager.placesHeldByRetries()};
-        summary_->setText(QString::fromStdString(words::totals(totals)));
+        const auto words = QString::fromStdString(words::totals(totals));
+        const auto shown = summary_->fontMetrics().elidedText(words, Qt::ElideRight, summary_->width());
+        summary_->setText(shown);
+        summary_->setToolTip(shown == words ? QString() : plainToolTip(words));
+        summary_->setAccessibleName(words);
+        summary_->setAccessibleDescription(shown == words ? QString() : words);
     }
     int count = 0;
     for (const auto& range : list_->selectionModel()->selection()) {
@@ -405,8 +410,12 @@ void DownloadsWindow::Content::carryOut(RowAction action, const QModelIndex& ind
     switch (action) {
     case RowAction::pause:
         return context_.manager.pause(id);
-    case RowAction::resume:
     case RowAction::tryAgain:
+        if (download->record.state.isWaiting(DownloadState::Wait::retrying)) {
+            context_.manager.pause(id); // instead of waiting for its time
+        }
+        return context_.manager.resume(id);
+    case RowAction::resume:
         return context_.manager.resume(id);
     case RowAction::show:
         return context_.files.show(*download->record.file);

@@ -3,6 +3,7 @@
 
 #include "Fluvane/UI/Downloads/DropTarget.h"
 
+#include "Tessivar/Windows/Colors.h"
 #include "Tessivar/Windows/Spacing.h"
 #include "TessivarPhrases/QtPhrases.h"
 
@@ -31,6 +32,7 @@ void DropTarget::setLinks(std::size_t count) {
 }
 
 void DropTarget::paintEvent(QPaintEvent* /*event*/) {
+    constexpr double shapeContrast = 3;
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     QColor ground = palette().color(QPalette::Window);
@@ -38,7 +40,10 @@ void DropTarget::paintEvent(QPaintEvent* /*event*/) {
     painter.fillRect(rect(), ground);
     const QRectF frame =
         QRectF(rect()).adjusted(spacing::margin, spacing::margin, -spacing::margin, -spacing::margin);
-    painter.setPen(QPen(palette().color(QPalette::Highlight), 2, Qt::DashLine));
+    painter.setPen(
+        QPen(tessivar::readable(palette().color(QPalette::Highlight),
+                                {.ground = palette().color(QPalette::Window), .ratio = shapeContrast}),
+             2, Qt::DashLine));
     painter.drawRoundedRect(frame, tessivar::radius::area, tessivar::radius::area);
     painter.setFont(tessivar::type::title(font()));
     painter.setPen(palette().color(QPalette::WindowText));

@@ -34,7 +34,7 @@ constexpr std::array labelled = {"button-resume",   "button-pause",       "butto
                                  "button-checksum", "button-change-link", "button-next"};
 constexpr std::array rare = {"button-change-link", "button-checksum", "button-copy-link", "button-next"};
 constexpr int leastSearchWidth = 110;
-constexpr int searchWidth = 180; ///< Before buttons get words.
+constexpr int searchWidth = 140; ///< Before buttons get words.
 
 QString withoutMnemonic(QString text) {
     return text.remove('&');
@@ -194,12 +194,13 @@ void Header::fit() {
         each->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         if (each->isHidden() || room() < searchWidth - leastSearchWidth) {
             each->setToolButtonStyle(Qt::ToolButtonIconOnly);
-            break; // the order stays the same at any width
         }
     }
     clear_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    const int rest = width() - 2 * spacing::margin - groups_->sizeHint().width() - spacing::medium;
-    if (rest < clear_->sizeHint().width()) {
+    // Where the row of states has no room either way, its menu leaves some.
+    const int rest = width() - 2 * spacing::margin - spacing::medium;
+    const int row = groups_->sizeHint().width();
+    if (row <= rest - clear_->minimumSizeHint().height() && row > rest - clear_->sizeHint().width()) {
         clear_->setToolButtonStyle(Qt::ToolButtonIconOnly);
     }
 }

@@ -62,10 +62,9 @@ void layOutCompact(RowPlaces& places, const QFontMetrics& metrics, bool hasBar) 
     if (width >= roomForLine) {
         places.line = cutEnd(rest, static_cast<int>(width * lineShare));
     }
-    if (width >= roomForBar) {
-        const QRect bar = cutEnd(rest, compactBar);
+    if (width >= roomForBar && hasBar) {
+        places.bar = centered(cutEnd(rest, compactBar), barHeight);
         places.mark = cutEnd(rest, markWidth(metrics));
-        places.bar = hasBar ? centered(bar, barHeight) : QRect();
     }
     places.name = rest;
 }

@@ -179,9 +179,14 @@ void DetailsView::fitColumns() {
         return width + pad;
     };
     const int connecting = font.horizontalAdvance(qPhrase("connecting")) + pad;
-    const int done = widest([](auto amount) { return words::bytes(amount); });
-    const int speed =
-        std::max(widest([](auto amount) { return words::speed(static_cast<double>(amount)); }), connecting);
+    const auto title = [&](int column) {
+        const auto text = model_->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+        return table_->header()->fontMetrics().horizontalAdvance(text) + pad;
+    };
+    const int done =
+        std::max(widest([](auto amount) { return words::bytes(amount); }), title(ConnectionsModel::Done));
+    const int speed = std::max({widest([](auto amount) { return words::speed(static_cast<double>(amount)); }),
+                                connecting, title(ConnectionsModel::Speed)});
     const int span = widest([](auto amount) { return words::span(amount, amount); });
     table_->setColumnWidth(ConnectionsModel::Number, number);
     table_->setColumnWidth(ConnectionsModel::Done, done);

@@ -131,16 +131,20 @@ const char* stateIcon(const DownloadsModel::Snapshot& now) {
     return "";
 }
 
+bool isRetrying(const Download& download) {
+    return download.record.state.isWaiting(DownloadState::Wait::retrying);
+}
+
 RowAction actionOf(const Download& download) {
     const Abilities can = abilities(download);
     if (can.downloadAnyway) { // which may cost money: not by one click on a picture
         return RowAction::none;
     }
-    return can.tryAgain ? RowAction::tryAgain
-           : can.resume ? RowAction::resume
-           : can.pause  ? RowAction::pause
-           : can.open   ? RowAction::show
-                        : RowAction::none;
+    return can.tryAgain || isRetrying(download) ? RowAction::tryAgain
+           : can.resume                         ? RowAction::resume
+           : can.pause                          ? RowAction::pause
+           : can.open                           ? RowAction::show
+                                                : RowAction::none;
 }
 
 /// What is as often done next; removing can be undone.
@@ -148,7 +152,7 @@ RowAction secondAction(const DownloadsModel::Snapshot& now, RowAction first) {
     switch (first) {
     case RowAction::resume:
     case RowAction::tryAgain:
-        return RowAction::remove;
+        return now.state == StateKind::retrying ? RowAction::pause : RowAction::remove;
     case RowAction::show:
         return now.needsAttention ? RowAction::remove : RowAction::open; // not a file that differs
     default:

@@ -27,7 +27,7 @@ class GoneFiles : public QObject {
 
 public:
     static constexpr int pause = 200;            ///< Milliseconds in which questions are gathered.
-    static constexpr int lasting = 10'000;       ///< Milliseconds that an answer isn't asked for again.
+    static constexpr int lasting = 3'000;        ///< Milliseconds that an answer isn't asked for again.
     static constexpr std::size_t mostLooks = 16; ///< Volumes at once; hanging ones count.
     /// Files that are remembered, of those asked about last: many more than a window has rows.
     static constexpr std::size_t mostKnown = 2000;

@@ -393,6 +393,9 @@ std::string NewDownloadDraft::textObjection() const {
     if (isReading() || wanted_ > 0) {
         return "";
     }
+    if (rows().empty() && !leftOut().empty()) {
+        return ""; // which says it
+    }
     if (rows().empty()) {
         return phrase("There's no link in this text. Links begin with http:// or https://.");
     }

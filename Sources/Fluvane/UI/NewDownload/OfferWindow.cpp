@@ -5,6 +5,7 @@
 
 #include "Fluvane/UI/Models/DownloadsModel.h"
 #include "Fluvane/UI/Models/FolderText.h"
+#include "Fluvane/UI/Models/ToolTip.h"
 #include "Fluvane/UI/NewDownload/FolderChoice.h"
 #include "FluvaneCore/Words.h"
 #include "Tessivar/Windows/Colors.h"
@@ -47,6 +48,12 @@ QString sizeOf(const PendingOffer& offer) {
     return offer.size ? shown(words::bytes(*offer.size)) : qPhrase("Size not known");
 }
 
+QString shortName(const PendingOffer& offer) {
+    constexpr qsizetype longest = 48;
+    const QString name = shown(words::oneLine(offer.name));
+    return name.size() <= longest ? name : name.left(longest / 2) + "…" + name.right(longest / 2);
+}
+
 QString aboutOf(const PendingOffer& offer) {
     return qPhraseIn("size and site", "%1 from %2", sizeOf(offer), words::oneLine(offer.site));
 }
@@ -59,8 +66,8 @@ QLabel* labelFor(QWidget* control, const QString& words) {
 
 } // namespace
 
-OfferWindow::OfferWindow(WindowContext& context, AnswerOffer answer)
-    : context_(context), answer_(std::move(answer)) {
+OfferWindow::OfferWindow(WindowContext& context, RecentFolders& recentFolders, AnswerOffer answer)
+    : context_(context), recentFolders_(recentFolders), answer_(std::move(answer)) {
     setObjectName("offers");
     setWindowTitle(qPhrase("Offered by Your Browser"));
     makeWidgets();
@@ -127,6 +134,10 @@ QWidget* OfferWindow::makeSingle() {
     grid->addWidget(name_, 0, 1);
     grid->addWidget(labelFor(folder_, qPhrase("F&older")), 1, 0);
     grid->addWidget(folder_, 1, 1);
+    destination_ = new tessivar::QuietLabel;
+    destination_->setObjectName("destination");
+    grid->addWidget(destination_, 2, 1);
+    connect(folder_, &FolderChoice::folderChosen, this, &OfferWindow::showDestination);
     grid->setColumnStretch(1, 1);
     return single_;
 }
@@ -156,18 +167,23 @@ QWidget* OfferWindow::makeButtons() {
 }
 
 void OfferWindow::setOffers(const std::vector<PendingOffer>& offers) {
-    const bool isSame = offers_.size() == 1 && offers.size() == 1 && offers_[0] == offers[0];
+    keepTyped();
     offers_ = offers;
+    std::erase_if(typed_, [this](const auto& entry) { return !isOffered(entry.first); });
+    std::erase_if(unwanted_, [this](const auto& token) { return !isOffered(token); });
     if (offers.empty()) {
         return;
     }
     const bool isOne = offers.size() == 1;
+    if (isOne) {
+        unwanted_.clear(); // there is no box to check it again
+    }
     single_->setVisible(isOne && !offers[0].renews);
     about_->setVisible(isOne);
     list_->setVisible(!isOne);
     if (!isOne) {
         showSeveral();
-    } else if (!isSame) {
+    } else {
         showSingle(offers[0]);
     }
     const bool isOneSite = std::ranges::all_of(
@@ -186,10 +202,34 @@ void OfferWindow::showSingle(const PendingOffer& offer) {
                                       "downloaded stays.",
                                       words::oneLine(offer.site))
                             : aboutOf(offer));
-    name_->setText(shown(words::oneLine(offer.name)));
-    folder_->setFolder(std::nullopt);
-    folder_->setRecent({});
-    folder_->setRules(!context_.settings.config().rules.empty());
+    const auto typed = typed_.find(offer.token);
+    const bool isTyped = typed != typed_.end();
+    const QString name = isTyped ? typed->second.name : shown(words::oneLine(offer.name));
+    if (name_->text() != name) {
+        name_->setText(name);
+    }
+    folder_->setRecent(recentFolders_.folders());
+    const auto& rules = context_.settings.config().rules;
+    folder_->setRules(std::ranges::any_of(rules, [](const Rule& rule) { return rule.folder.has_value(); }));
+    folder_->setFolder(isTyped ? typed->second.folder : std::nullopt);
+    showDestination();
+}
+
+void OfferWindow::showDestination() {
+    const bool isOne = offers_.size() == 1 && !offers_[0].renews;
+    const URL folder = isOne ? folder_->folder().value_or(offers_[0].folder) : URL::folder("/");
+    destination_->setText(qPhrase("It goes to %1.", folderText(folder)));
+}
+
+/// What was typed for one offer stays while others come and go.
+void OfferWindow::keepTyped() {
+    if (offers_.size() == 1 && !offers_[0].renews) {
+        typed_.insert_or_assign(offers_[0].token, Typed{name_->text(), folder_->folder()});
+    }
+}
+
+bool OfferWindow::isOffered(const std::string& token) const {
+    return std::ranges::find(offers_, token, &PendingOffer::token) != offers_.end();
 }
 
 void OfferWindow::showSeveral() {
@@ -200,7 +240,8 @@ void OfferWindow::showSeveral() {
     for (const PendingOffer& offer : offers_) {
         auto* const item = new QListWidgetItem(
             tessivar::icon(kindIcon(offer.name)),
-            qPhraseIn("name and value", "%1: %2", words::oneLine(offer.name), aboutOf(offer)), list_);
+            qPhraseIn("name and value", "%1: %2", shortName(offer), aboutOf(offer)), list_);
+        item->setToolTip(plainToolTip(shown(words::oneLine(offer.name))));
         item->setData(Qt::UserRole, shown(offer.token));
         item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
         item->setCheckState(isWanted(offer.token) ? Qt::Checked : Qt::Unchecked);
@@ -250,16 +291,16 @@ void OfferWindow::accept() {
     if (!accept_->isEnabled()) {
         return;
     }
+    keepTyped();
     const auto offers = std::exchange(offers_, {});
-    const bool isOne = offers.size() == 1;
     for (const PendingOffer& offer : offers) {
-        OfferAnswer answer{.isAccepted = isWanted(offer.token),
-                           .remember = remember_->isVisible() && remember_->isChecked(),
-                           .renew = offer.renews.has_value()};
-        if (isOne && !answer.renew) {
-            const auto typed = DownloadManager::fileName(name_->text().toStdString());
-            answer.name = typed && *typed != offer.name ? typed : std::nullopt;
-            answer.folder = folder_->folder();
+        OfferAnswer answer{.isAccepted = isWanted(offer.token), .renew = offer.renews.has_value()};
+        // What was left out of several says nothing of the site.
+        answer.remember = answer.isAccepted && remember_->isVisible() && remember_->isChecked();
+        if (const auto typed = typed_.find(offer.token); typed != typed_.end() && !answer.renew) {
+            const auto name = DownloadManager::fileName(typed->second.name.toStdString());
+            answer.name = name && *name != offer.name ? name : std::nullopt;
+            answer.folder = typed->second.folder;
         }
         answer_(offer.token, answer);
     }

@@ -4,11 +4,14 @@
 #pragma once
 
 #include "Fluvane/Ports/Offer.h"
+#include "Fluvane/UI/Models/RecentFolders.h"
 #include "Fluvane/UI/Models/WindowContext.h"
 
 #include <QTimer>
 #include <QWidget>
 
+#include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -29,8 +32,8 @@ class OfferWindow : public QWidget {
     Q_OBJECT
 
 public:
-    /// The context must outlive it.
-    OfferWindow(WindowContext& context, AnswerOffer answer);
+    /// What it is given must outlive it.
+    OfferWindow(WindowContext& context, RecentFolders& recentFolders, AnswerOffer answer);
 
     /// All that are to be decided now.
     void setOffers(const std::vector<PendingOffer>& offers);
@@ -50,16 +53,27 @@ private:
     void accept();
     void leave();
     [[nodiscard]] bool isWanted(const std::string& token) const;
+    [[nodiscard]] bool isOffered(const std::string& token) const;
+    void keepTyped();
+    void showDestination();
+
+    struct Typed {
+        QString name;
+        std::optional<URL> folder;
+    };
 
     WindowContext& context_;
+    RecentFolders& recentFolders_;
     AnswerOffer answer_;
     std::vector<PendingOffer> offers_;
     std::set<std::string> unwanted_; ///< Tokens.
+    std::map<std::string, Typed> typed_;
     QLabel* heading_ = nullptr;
     QLabel* about_ = nullptr;
     QWidget* single_ = nullptr;
     QLineEdit* name_ = nullptr;
     FolderChoice* folder_ = nullptr;
+    QLabel* destination_ = nullptr;
     QListWidget* list_ = nullptr;
     QCheckBox* remember_ = nullptr;
     QPushButton* accept_ = nullptr;

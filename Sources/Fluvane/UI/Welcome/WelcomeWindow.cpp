@@ -49,6 +49,9 @@ constexpr std::array ways = {
                "links in it will do.")},
     Way{"link", marked("Drop links, text or a file full of links on the Downloads window.")},
     Way{"folder", marked("Choose Download with Fluvane in the file manager's menu of a file with links.")},
+    Way{"download",
+        marked("Let your browser offer what it downloads: the package fluvane-browser brings an extension "
+               "for Firefox and Chromium.")},
     Way{"open",
         marked("Type fluvane add and a link in a terminal. Web pages can hand over links that begin with "
                "fluvane://, and nothing is downloaded before you say so.")},
