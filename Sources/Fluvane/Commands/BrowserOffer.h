@@ -27,7 +27,7 @@ struct BrowserOffer {
 
     /// Of a request's text; absent when it is none. Fields that make no sense are left out, and what could
     /// end a header's line with the whole of its field.
-    [[nodiscard]] static std::optional<BrowserOffer> parse(std::string_view json);
+    [[nodiscard]] static std::optional<BrowserOffer> parse(std::string_view text);
 
     /// The site that it was offered on: the page's, or the link's.
     [[nodiscard]] std::string site() const;
