@@ -10,6 +10,15 @@ import * as takeover from "./takeover.js";
 import * as toolbar from "./toolbar.js";
 import * as verdicts from "./verdicts.js";
 
+// Once: nothing is taken over before something was chosen there.
+async function greet() {
+  const { greeted } = await browser.storage.local.get("greeted");
+  if (!greeted) {
+    await browser.runtime.openOptionsPage();
+    await browser.storage.local.set({ greeted: true });
+  }
+}
+
 requests.watch();
 browser.downloads.onCreated.addListener(async (item) => {
   await takeover.began(item);
@@ -19,7 +28,10 @@ browser.contextMenus.onClicked.addListener(async (info, tab) => {
   await menu.clicked(info, tab);
   await toolbar.refresh();
 });
-browser.runtime.onInstalled.addListener(menu.install);
+browser.runtime.onInstalled.addListener(async () => {
+  menu.install();
+  await greet();
+});
 browser.runtime.onStartup.addListener(() => {}); // wakes it with the browser, for verdicts that are left
 browser.runtime.onMessage.addListener((message, sender, answer) => {
   toolbar.refresh().then(answer);
