@@ -4,9 +4,8 @@
 // "Download with Fluvane": the person's own choice, so that there is no download of the browser's to replace.
 
 import { browser, isWeb, text } from "./browser.js";
-import { ask, forget } from "./port.js";
 import { cookiesFor, storeOf } from "./session.js";
-import { decide } from "./verdicts.js";
+import { answerTo, decide } from "./verdicts.js";
 
 const secondsToAnswer = 30;
 const mostLinks = 1000;
@@ -60,12 +59,11 @@ function tell(sentence) {
 }
 
 async function offer(offered) {
-  const answer = await ask(offered.offer, offered, ["agreed", "declined"], secondsToAnswer);
+  const answer = await answerTo(offered, secondsToAnswer);
   if (answer?.type === "agreed") {
     await decide(offered.offer, answer.token, true);
     return;
   }
-  forget(offered.offer);
   if (answer?.reason !== "left") {
     tell(answer?.sentence || text("unreachable"));
   }

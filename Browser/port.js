@@ -6,19 +6,12 @@
 import { browser } from "./browser.js";
 
 const host = "org.fluvane.fluvane";
-const secondsToCross = 3;
 const listeners = new Map(); // by the offer, or "" for the status
 
 let port = null;
-let stray = () => {};
 
 function heard(message) {
-  (listeners.get(message?.offer ?? "") ?? stray)(message);
-}
-
-// What is said of offers that nobody listens to anymore.
-export function listenToStray(listener) {
-  stray = listener;
+  listeners.get(message?.offer ?? "")?.(message);
 }
 
 function ended() {
@@ -64,24 +57,27 @@ export function say(message) {
   }
 }
 
-// Without a connection there is nobody who would wait for an answer. What crosses it on the way is still heard.
+// Without a connection there is nobody who would wait for an answer.
 export function withdraw(offer) {
   if (port) {
-    const listener = listeners.get(offer);
     say({ type: "withdraw", offer });
-    setTimeout(() => listeners.get(offer) === listener && listener?.(null), secondsToCross * 1000);
   }
 }
 
-// The answer of this kind, or null.
-export function ask(offer, message, kinds, seconds) {
+// No answer counts anymore.
+export function giveUp(offer) {
+  listeners.get(offer)?.(null);
+}
+
+// The answer of this kind, or null; what is said before goes to `other`.
+export function ask(offer, message, kinds, seconds, other = () => {}) {
   return new Promise((resolve) => {
     const end = (answer) => {
       clearTimeout(timer);
       resolve(answer);
     };
     const timer = setTimeout(() => end(null), seconds * 1000);
-    listen(offer, (answer) => (!answer || kinds.includes(answer.type)) && end(answer));
+    listen(offer, (answer) => (!answer || kinds.includes(answer.type) ? end(answer) : other(answer)));
     say(message);
   });
 }

@@ -5,11 +5,11 @@
 // nothing is done to it.
 
 import { browser, isWeb } from "./browser.js";
-import { ask, forget, withdraw } from "./port.js";
+import { giveUp } from "./port.js";
 import { chainTo } from "./requests.js";
 import { cookiesFor } from "./session.js";
 import { isWanted } from "./settings.js";
-import { cancel, decide, promise } from "./verdicts.js";
+import { answerTo, cancel, decide, promise } from "./verdicts.js";
 
 const secondsToAnswer = 30;
 const offers = new Map(); // by the download's number, while Fluvane hasn't answered
@@ -69,22 +69,16 @@ export async function began(item) {
   }
   const offer = await made(item, about);
   offers.set(item.id, offer.offer);
-  const answer = await ask(offer.offer, offer, ["agreed", "declined"], secondsToAnswer);
-  const isWaitedFor = offers.delete(item.id);
+  const answer = await answerTo(offer, secondsToAnswer);
+  offers.delete(item.id);
   if (answer?.type === "agreed") {
     await handOver(offer.offer, answer.token, item);
-  } else {
-    if (isWaitedFor && !answer) {
-      withdraw(offer.offer);
-    }
-    forget(offer.offer);
   }
 }
 
 // Ended before Fluvane has answered: never mind.
 export function changed({ id, state }) {
   if (offers.has(id) && state && state.current !== "in_progress") {
-    withdraw(offers.get(id));
-    offers.delete(id);
+    giveUp(offers.get(id));
   }
 }

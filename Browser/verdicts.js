@@ -5,7 +5,7 @@
 // kept until it has arrived, over the end of the browser too.
 
 import { browser } from "./browser.js";
-import { ask, forget, listenToStray } from "./port.js";
+import { ask, forget, withdraw } from "./port.js";
 
 const prefix = "verdict-";
 const longest = 7 * 24 * 60 * 60 * 1000;
@@ -25,6 +25,22 @@ export async function decide(offer, token, canceled) {
   await deliver(offer, token, canceled);
 }
 
+// Fluvane's answer to an offer. Where none is heard, maybe because the host is gone, Fluvane is told that the browser
+// keeps the file: it may have agreed.
+export async function answerTo(offer, seconds) {
+  let token = null;
+  const answer = await ask(offer.offer, offer, ["agreed", "declined"], seconds, (asking) => (token = asking.token));
+  if (answer?.type !== "agreed") {
+    if (!answer && token) {
+      await decide(offer.offer, token, false);
+    } else if (!answer) {
+      withdraw(offer.offer);
+    }
+    forget(offer.offer);
+  }
+  return answer;
+}
+
 async function deliver(offer, token, canceled) {
   const answer = await ask(offer, { type: "verdict", offer, token, canceled }, ["settled"], 30);
   forget(offer);
@@ -33,9 +49,6 @@ async function deliver(offer, token, canceled) {
   }
   ours.delete(offer);
 }
-
-// Agreed too late.
-listenToStray((message) => message?.type === "agreed" && decide(message.offer, message.token, false));
 
 // Cancels and erases what is left of it; tells whether the file isn't in the browser.
 export async function cancel(id) {

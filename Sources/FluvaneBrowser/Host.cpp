@@ -180,7 +180,15 @@ void Host::handOver(const std::string& name, Offer& offer) {
         offer.token = answer->text;
         offer.heard = effects_.now();
         offer.request.clear();
+        tell("asking", name, offer);
     }
+}
+
+/// With the token, by which the extension can give its verdict also when this host is gone.
+void Host::tell(std::string_view type, const std::string& name, const Offer& offer) {
+    auto told = reply(type, name);
+    told["token"] = offer.token;
+    effects_.say(told.dump());
 }
 
 bool Host::ask(const std::string& name, Offer& offer) {
@@ -199,9 +207,7 @@ void Host::conclude(const std::string& name, Offer& offer, const cli::Answer& an
     constexpr std::string_view declined = "declined ";
     if (answer.ok && answer.text == "agreed") {
         offer.isAgreed = true;
-        auto told = reply("agreed", name);
-        told["token"] = offer.token;
-        effects_.say(told.dump());
+        tell("agreed", name, offer);
     } else if (answer.ok && answer.text.starts_with(declined)) {
         const auto rest = answer.text.substr(declined.size());
         const auto blank = std::min(rest.find(' '), rest.size());

@@ -18,9 +18,9 @@ namespace fluvane::browser {
 
 /// Carries offers from one connection of the extension to the application, and answers back.
 ///
-/// An offer ends with "declined", with the verdict after "agreed", or with the connection. The application is
-/// started for an offer, and for a verdict by which the browser's own download is gone: then nobody else has
-/// the file. Nothing else starts it.
+/// An offer begins with "asking" once the application has it, and ends with "declined", with the verdict
+/// after "agreed", or with the connection. The application is started for an offer, and for a verdict by
+/// which the browser's own download is gone: then nobody else has the file. Nothing else starts it.
 class Host {
 public:
     using Clock = std::chrono::steady_clock;
@@ -77,6 +77,7 @@ private:
     /// False: the application is silent, so there is no use in asking on.
     [[nodiscard]] bool ask(const std::string& name, Offer& offer);
     void conclude(const std::string& name, Offer& offer, const cli::Answer& answer);
+    void tell(std::string_view type, const std::string& name, const Offer& offer);
     void leave(const Offer& offer);
     void decline(const std::string& name, std::string_view reason, const std::string& sentence);
     void endLate();
