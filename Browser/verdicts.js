@@ -64,10 +64,11 @@ export async function cancel(id) {
   return true;
 }
 
-// The browser ended between the promise and the verdict: what has become of the download?
+// The browser ended between the promise and the verdict: what has become of the download? Firefox begins it again.
 async function isGone({ url, startTime }) {
-  const found = (await browser.downloads.search({ url })).find((item) => item.startTime === startTime);
-  return !found || cancel(found.id);
+  const found = (await browser.downloads.search({ url })).filter((item) => item.startTime >= startTime);
+  const canceled = await Promise.all(found.map((item) => cancel(item.id)));
+  return canceled.every(Boolean);
 }
 
 async function bring(offer, { token, canceled, download }) {
