@@ -207,7 +207,7 @@ class Cases:
                 time.sleep(after)
                 self.application.kill_all()
                 self.application.start()
-                self.arrived(most=2)
+                self.arrived(most=1)
 
     def test_the_browser_is_killed(self):
         chance = random.Random(31)

@@ -171,6 +171,34 @@ TEST_F(OffersTest, StandsStillWhereNobodyKnowsWhoHasTheFile) {
     EXPECT_TRUE(engine.runUntil(id, "finished")) << "the verdict came late";
 }
 
+TEST_F(OffersTest, StandsStillAfterAKillUntilTheVerdict) {
+    server.bytesPerSecond = 10'000;
+    std::string kept;
+    const Offers::Ports ports{*engine.manager,
+                              settings,
+                              std::shared_ptr<Scheduler>(std::shared_ptr<void>(), &engine.scheduler),
+                              &windows,
+                              {.load = [&] { return kept; }, .save = [&](const auto& text) { kept = text; }}};
+    for (const bool isCanceled : {true, false}) {
+        auto first = std::make_unique<Offers>(ports);
+        const auto token = first->take(usual).text;
+        engine.scheduler.runFor(1);
+        answer({.isAccepted = true});
+        const auto id = list().at(0)->id();
+        first.reset(); // before it was told "agreed"
+        engine.manager->pause(id);
+        engine.manager->resume(id); // as a start does
+        Offers second(ports);
+        second.carryOn();
+        engine.scheduler.runFor(1);
+        EXPECT_EQ(engine.state(id), "paused");
+        second.verdict(token, isCanceled);
+        EXPECT_EQ(kept, "");
+        EXPECT_TRUE(isCanceled ? engine.runUntil(id, "finished") : list().empty());
+        engine.manager->remove(id);
+    }
+}
+
 TEST_F(OffersTest, SeveralGoFirstInTurn) {
     Config config = settings.config();
     config.simultaneous = 1;

@@ -78,6 +78,7 @@ CommandCenter::Rooms Live::rooms() {
     }
     rooms.windows = windows_.get();
     rooms.scheduler = scheduler_;
+    rooms.offers = offersOfLastRun();
     return rooms;
 }
 
@@ -210,6 +211,7 @@ void Live::start(Visit visit) {
 
 void Live::startEngine() {
     manager_->start();
+    commands_.carryOn();
     server_.start();
     Reports::Handlers handlers{.tellOfUpdate = [this](const auto& sentence) { tellOfUpdate(sentence); }};
     if (windows_) {

@@ -40,27 +40,27 @@ bool isUsable(const std::optional<std::string>& path) {
     return path->starts_with('/') || *path == "~" || path->starts_with("~/");
 }
 
-constexpr std::size_t longestServers = 1'000'000; ///< Bytes.
+constexpr std::size_t longestKept = 1'000'000; ///< Bytes.
 
-/// Written aside: the disk may be slow, and nobody waits for it. What fails is learned again.
-ServerCounts::Storage serverFile() {
-    const auto queue = std::make_shared<SerialQueue>(tessivar::AppIdentity::current.identifier + ".servers");
-    const tessivar::AtomicFile file(dataFolders::state() + "/servers.json");
+/// Written aside: the disk may be slow, and nobody waits for it. What fails can be done without.
+ServerCounts::Storage keptIn(const std::string& name) {
+    const auto queue = std::make_shared<SerialQueue>(tessivar::AppIdentity::current.identifier + "." + name);
+    const tessivar::AtomicFile file(dataFolders::state() + "/" + name + ".json");
     return {.load =
                 [file] {
                     try {
-                        return file.read(longestServers).value_or("");
+                        return file.read(longestKept).value_or("");
                     } catch (const tessivar::SystemError&) {
                         return std::string();
                     }
                 },
             .save =
-                [file, queue](const std::string& text) {
-                    queue->async([file, text] {
+                [file, queue, name](const std::string& text) {
+                    queue->async([file, text, name] {
                         try {
                             file.write(text);
                         } catch (const tessivar::SystemError& error) {
-                            log::files([&] { return std::string("couldn't save servers: ") + error.what(); });
+                            log::files([&] { return "couldn't save " + name + ": " + error.what(); });
                         }
                     });
                 }};
@@ -82,9 +82,13 @@ Environment systemEnvironment() {
                 return URL::folder(dataFolders::absolutePath(isUsable(path) ? *path : downloadFolder()));
             },
         .today = [] { return std::chrono::system_clock::now(); },
-        .servers = serverFile(),
+        .servers = keptIn("servers"),
         .sessions = sessionStore(),
     };
+}
+
+ServerCounts::Storage offersOfLastRun() {
+    return keptIn("offers");
 }
 
 std::function<double()> systemRandom() {

@@ -85,7 +85,7 @@ const CommandCenter::Command* CommandCenter::find(std::string_view name) {
 
 CommandCenter::CommandCenter(DownloadManager& manager, SettingsAccess& settings, Rooms rooms)
     : manager_(manager), settings_(settings), rooms_(std::move(rooms)),
-      offers_({manager, settings, rooms_.scheduler, rooms_.windows}) {}
+      offers_({manager, settings, rooms_.scheduler, rooms_.windows, rooms_.offers}) {}
 
 void CommandCenter::run(const Arguments& arguments, const ReplyCompletion& completion) {
     if (arguments.empty()) {

@@ -33,6 +33,7 @@ public:
         std::function<void()> update{}; ///< Begins a check for updates; the user is told of its result.
         Windows* windows = nullptr;     ///< Null without a display.
         std::shared_ptr<Scheduler> scheduler{}; ///< Offers need it.
+        ServerCounts::Storage offers{};         ///< Kept for the next run; may be empty.
     };
 
     /// What it is given must outlive it.
@@ -40,6 +41,8 @@ public:
 
     /// The command first. Completes exactly once, before it returns or on a later turn of the main queue.
     void run(const Arguments& arguments, const ReplyCompletion& completion);
+    /// Once, when the list is loaded: with what a former run had begun for others.
+    void carryOn() { offers_.carryOn(); }
     /// A link of the scheme `fluvane`. Never downloads anything unasked. The answer is for whoever can show
     /// it: browsers can't.
     Reply open(const URL& link);

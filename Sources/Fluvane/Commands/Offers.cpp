@@ -3,11 +3,14 @@
 
 #include "Fluvane/Commands/Offers.h"
 
+#include "FluvaneCore/Coding.h"
 #include "FluvaneCore/Rules.h"
 #include "FluvaneCore/Text.h"
 #include "FluvaneEngine/Abilities.h"
 #include "FluvaneEngine/Log.h"
 #include "TessivarPhrases/Phrases.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -88,7 +91,58 @@ struct Offers::Entry {
 };
 
 Offers::Offers(Ports ports) : ports_(std::move(ports)) {}
-Offers::~Offers() = default;
+Offers::~Offers() {
+    if (next_) {
+        next_->cancel();
+    }
+}
+
+/// Whose downloads there are, without what they are.
+void Offers::keep() {
+    if (!ports_.memory.save) {
+        return;
+    }
+    nlohmann::json list = nlohmann::json::array();
+    for (const auto& entry : entries_) {
+        const Download* const own = entry->own ? ports_.manager.download(*entry->own) : nullptr;
+        if (own) {
+            list.push_back({{"token", entry->question.token},
+                            {"id", number(own->id())},
+                            {"added", coding::encode(own->record.added)}});
+        }
+    }
+    if (auto text = list.empty() ? std::string() : list.dump(); text != kept_) {
+        kept_ = text;
+        ports_.memory.save(kept_);
+    }
+}
+
+void Offers::carryOn() {
+    if (!ports_.memory.load) {
+        return;
+    }
+    kept_ = ports_.memory.load();
+    const auto list = nlohmann::json::parse(kept_, nullptr, false);
+    for (const auto& each : list.is_array() ? list : nlohmann::json::array()) {
+        const auto id = each.is_object() ? each.value("id", std::int64_t{-1}) : -1;
+        const Download* const own = ports_.manager.download(DownloadID{id});
+        const auto token = own ? each.value("token", std::string()) : std::string();
+        if (token.empty() || each.value("added", std::string()) != coding::encode(own->record.added)) {
+            continue;
+        }
+        const URL link = own->record.url;
+        auto& entry = *entries_.emplace_back(std::make_unique<Entry>(
+            Entry{.offer = {.links = {link}},
+                  .question = {.token = token, .link = link, .name = "", .site = "", .folder = link},
+                  .asked = link}));
+        entry.own = own->id();
+        entry.stage = Stage::agreed;
+        entry.isHeld = true;
+        entry.agreedSince = ports_.scheduler->now();
+        ports_.manager.pause(*entry.own);
+    }
+    lookLater();
+}
 
 Offers::Entry* Offers::find(const std::string& token) {
     const auto found =
@@ -255,6 +309,7 @@ void Offers::begin(Entry& entry, const OfferAnswer& answer) {
                            answer.folder, !answer.folder);
     entry.own = ids.front();
     entry.stage = Stage::starting;
+    keep();
     goFirst(entry);
     lookLater();
 }
@@ -356,6 +411,7 @@ Reply Offers::verdict(const std::string& token, bool isCanceled) {
         ports_.manager.resume(*entry->own); // if the verdict was waited for too long
     }
     std::erase_if(entries_, [&](const auto& each) { return each.get() == entry; });
+    keep();
     show();
     return {.ok = true};
 }
@@ -391,6 +447,7 @@ void Offers::look() {
         }
     }
     std::erase_if(entries_, [this](const auto& entry) { return isOver(*entry); });
+    keep();
     show();
     lookLater();
 }
@@ -415,6 +472,9 @@ bool Offers::isOver(Entry& entry) {
 }
 
 void Offers::lookLater() {
+    if (const auto before = std::exchange(next_, nullptr)) {
+        before->cancel();
+    }
     const auto isHurried = [](const auto& entry) { return entry->stage == Stage::starting; };
     if (!entries_.empty()) {
         next_ = ports_.scheduler->after(

@@ -9,6 +9,7 @@
 #include "Fluvane/Ports/SettingsAccess.h"
 #include "Fluvane/Ports/Windows.h"
 #include "FluvaneEngine/DownloadManager.h"
+#include "FluvaneEngine/ServerCounts.h"
 
 #include <cstddef>
 #include <memory>
@@ -34,6 +35,7 @@ public:
         SettingsAccess& settings;
         std::shared_ptr<Scheduler> scheduler;
         Windows* windows = nullptr; ///< Null without a display: the answer is no.
+        ServerCounts::Storage memory{};
     };
     /// What it is given must outlive it.
     explicit Offers(Ports ports);
@@ -41,6 +43,9 @@ public:
     Offers(const Offers&) = delete;
     Offers& operator=(const Offers&) = delete;
 
+    /// After the list was loaded, once: what a former run began and had no verdict on stands still until that
+    /// comes.
+    void carryOn();
     /// Its token, or what is wrong with it.
     Reply take(std::string_view json);
     /// "asking", "agreed", or "declined", a reason and a sentence.
@@ -68,6 +73,7 @@ private:
     void follow(Entry& entry);
     void drop(Entry& entry);
     void remember(const Entry& entry, bool isWanted);
+    void keep();
     void show();
     void look();
     [[nodiscard]] bool isOver(Entry& entry);
@@ -76,6 +82,7 @@ private:
     Ports ports_;
     std::vector<std::unique_ptr<Entry>> entries_;
     std::vector<PendingOffer> shown_;
+    std::string kept_; ///< As it was kept last.
     std::shared_ptr<Cancellable> next_;
 };
 
