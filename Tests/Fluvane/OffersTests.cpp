@@ -249,7 +249,8 @@ TEST_F(OffersTest, AFreshLinkCarriesOnWithTheExpiredOne) {
     record.state = DownloadState::Wait::linkExpired;
     saved.push_back(record);
     engine.restart();
-    Offers fresh({*engine.manager, settings,
+    support::FakeSettings ofThisRun(*engine.manager);
+    Offers fresh({*engine.manager, ofThisRun,
                   std::shared_ptr<Scheduler>(std::shared_ptr<void>(), &engine.scheduler), &windows});
     const auto token = fresh.take(usual).text;
     engine.scheduler.runFor(1);
