@@ -17,10 +17,12 @@
 #include <QApplication>
 #include <QScreen>
 #include <QSettings>
+#include <QStyle>
 #include <QTimer>
 #include <QWindow>
 
 #include <fstream>
+#include <memory>
 #include <tuple>
 
 namespace fluvane {
@@ -203,6 +205,8 @@ TEST(ActivationVariable, IsThereWhileItIsSet) {
 TEST(AppearanceTest, KeepsStillWhereKDEIsToldTo) {
     const TemporaryFolder folder;
     qputenv("XDG_CONFIG_HOME", folder.path().c_str());
+    // One that was set before there was an application belongs to nobody.
+    const std::unique_ptr<QStyle> former(QApplication::style()->parent() ? nullptr : QApplication::style());
     QApplication::setStyle(new tessivar::Style);
     for (const auto& [desktop, factor, isStill] : {std::tuple("KDE", "0", true),
                                                    {"KDE", "0.5", false},
