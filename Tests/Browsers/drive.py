@@ -59,8 +59,12 @@ class Browser(Ended):
         """Has the options keep these sites' downloads here."""
         self.open(self.options)
         self.run(f"const left = document.getElementById('left'); left.value = {json.dumps(chr(10).join(sites))};"
-                 "left.dispatchEvent(new Event('change', {bubbles: true}));"
-                 "await new Promise((done) => setTimeout(done, 200))")
+                 "for (let tries = 0; tries < 50; tries += 1) {"  # the page may not listen yet
+                 "  left.dispatchEvent(new Event('change', {bubbles: true}));"
+                 "  await new Promise((done) => setTimeout(done, 100));"
+                 "  const { sitesLeft = [] } = await (globalThis.browser ?? chrome).storage.local.get('sitesLeft');"
+                 f"  if (sitesLeft.length === {len(sites)}) break;"
+                 "}")
 
     def hosts(self):
         """The processes of the host that this browser has started."""
